@@ -1,0 +1,72 @@
+// The event loop: descriptors over epoll, and timers. Owned by main; main thread only.
+//
+// A handler may register and unregister itself or others, or delete itself, while events are handled: an
+// event of a handler that is gone is dropped. A signal ends the wait at once.
+#pragma once
+
+#include "zel/uniquefd.h"
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <unordered_map>
+
+namespace systema::net {
+
+class IEventHandler
+{
+public:
+    virtual ~IEventHandler() = default;
+
+    /// The descriptor is ready for what it was registered for, or has failed: read or write to find out.
+    virtual void handleEvent(int a_handle) = 0;
+};
+
+/// What a handler waits for; no flag at all means readable.
+enum EEventFlags : unsigned
+{
+    c_iReadable = 1,
+    c_iWritable = 2
+};
+
+class EventDispatcher
+{
+public:
+    using Clock = std::chrono::steady_clock;
+    using TimerId = std::pair<Clock::time_point, unsigned long>;
+
+    /// Throws std::system_error when the system gives no epoll descriptor.
+    EventDispatcher();
+
+    /// Waits for events of the descriptor; registering it again changes what it waits for.
+    /// False (with errno) when the system refuses the descriptor.
+    bool registerHandler(int a_iFd, unsigned a_iFlags, IEventHandler* a_pHandler);
+    /// Forgets the descriptor; call it before the descriptor is closed. Unknown descriptors are ignored.
+    void unregisterHandler(int a_iFd);
+
+    /// Calls the function once when the time is over. The id cancels it; an id that has run is ignored.
+    TimerId startTimer(std::chrono::milliseconds a_oDelay, std::function<void()> a_oFunction);
+    void cancelTimer(TimerId a_oId);
+
+    /// Waits for events, at most a_iTimeoutMs milliseconds, and handles them. Returns how many it handled;
+    /// 0 when the time was over or a signal came.
+    int handleEvents(int a_iTimeoutMs);
+
+private:
+    struct Registration
+    {
+        IEventHandler* m_pHandler;
+        unsigned m_iGeneration; // tells a descriptor from an earlier one of the same number
+        unsigned m_iEvents;
+    };
+
+    int runTimers();
+
+    zel::UniqueFd m_oEpoll;
+    std::unordered_map<int, Registration> m_mRegistrations;
+    unsigned m_iGeneration = 0;
+    std::map<TimerId, std::function<void()>> m_mTimers;
+    unsigned long m_iTimerCount = 0;
+};
+
+} // namespace systema::net

@@ -1,0 +1,70 @@
+// Bulk reading: what a plugin may offer besides the contract, so that reading many rows does not cost a
+// query per row. The dispatcher asks for these interfaces once, when the plugin is attached.
+#pragma once
+
+#include "systema/lists.h"
+#include "systema/protocol.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace systema {
+
+/// Takes the cells of rows, left to right, row by row. Texts are copied before the call returns.
+class IRowSink
+{
+public:
+    virtual ~IRowSink() = default;
+
+    virtual void addNull() = 0;
+    virtual void addInteger(int a_iValue) = 0;
+    virtual void addUnsigned(unsigned int a_iValue) = 0;
+    virtual void addText(std::string_view a_sText) = 0;
+    /// Ends the row begun by the cells before it. False: this portion is full, fetch no more into it.
+    virtual bool endRow() = 0;
+};
+
+/// An open read over a range of rows that shows one state of the table from the first row to the last.
+class IRowCursor
+{
+public:
+    virtual ~IRowCursor() = default;
+
+    /// The names of the columns of every row, in the order of the cells. Valid once the cursor is open.
+    virtual const NameList& getColumns() const = 0;
+
+    /// Hands rows to the sink until it is full or the range ends.
+    /// 0: the sink is full, there may be more. 10: the range has ended. 2: the table was changed, or its
+    /// database closed, since the cursor was opened; the rest cannot be had in the same state. 1: failure.
+    virtual EResultCode fetch(IRowSink& a_oSink) = 0;
+};
+
+/// Every row from the first to the last.
+constexpr unsigned int c_iAllRows = 0xffffffff;
+
+/// Offered by plugins that can yield a range of rows in one go, with the same rows, in the same order, as
+/// selectRow position by position.
+class IRowSource
+{
+public:
+    virtual ~IRowSource() = default;
+
+    /// Opens a read of at most a_count rows from position a_first; a range beyond the end is empty, with 0.
+    /// 0: the cursor is set; it may outlive the call but not the plugin. 8: no such table or column.
+    virtual EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
+                                 const std::string& a_table, unsigned int a_first, unsigned int a_count,
+                                 const NameList& a_columns) = 0;
+};
+
+/// Offered by plugins whose tables are stored, not computed.
+class IStoredTables
+{
+public:
+    virtual ~IStoredTables() = default;
+
+    /// True when a rollback undoes the writes since the transaction began; false when each write holds.
+    virtual bool usesTransactions() const = 0;
+};
+
+} // namespace systema

@@ -1,0 +1,59 @@
+// The process logger: one line per event, from a named module, filtered by the module's trace level.
+//
+// A trace level is a mask of ELogBit. Foreground lines go to standard error with time, level, module,
+// source and line; background lines go to syslog. Every line is written whole and is one line: control
+// characters and bytes that are not UTF-8 text are shown as \xNN, over-long lines are cut. The functions
+// may be called from any thread; nothing here throws.
+#pragma once
+
+#include "zel/source.h"
+
+namespace zel {
+
+/// The bits of a trace level. 113 is status information, errors, warnings and information; 1023 is all.
+enum ELogBit : unsigned
+{
+    c_iLogStatus = 1,
+    c_iLogTrace = 2,
+    c_iLogDebug = 4,
+    c_iLogError = 16,
+    c_iLogWarning = 32,
+    c_iLogInfo = 64,
+};
+
+constexpr int c_iTraceLevelNormal = 113;
+constexpr int c_iTraceLevelVerbose = 1023;
+
+} // namespace zel
+
+/// Sets up the process logger with the program's name; standard error until ZEL_Sysloglevel_set(true).
+void ZEL_Sysloglevel_construct2(const char* a_pProgram);
+
+/// Returns the handle of the module of that name, made with the default trace level when it is new.
+int ZEL_Sysloglevel_registerModul(const char* a_pModule);
+
+/// Sets the trace level of every module registered from now on (113 until it is called).
+void ZEL_Sysloglevel_setDefaultTracelevel(int a_iLevel);
+
+/// Sets the trace level of a module; a name that is not registered yet is registered with it.
+void ZEL_Sysloglevel_changeTracelevel(const char* a_pModule, int a_iLevel);
+
+/// Returns the trace level of a module, the default level for a name that is not registered.
+int ZEL_Sysloglevel_getTracelevel(const char* a_pModule);
+
+/// True sends the lines to syslog (facility daemon), false to standard error.
+void ZEL_Sysloglevel_set(bool a_bBackground);
+
+// One line at the level of the function's name.
+void ZEL_Sysloglevel_error(int a_iModule, zel::SourceTag a_oSource, const char* a_pFormat, ...)
+    __attribute__((format(printf, 3, 4)));
+void ZEL_Sysloglevel_warning(int a_iModule, zel::SourceTag a_oSource, const char* a_pFormat, ...)
+    __attribute__((format(printf, 3, 4)));
+void ZEL_Sysloglevel_info(int a_iModule, zel::SourceTag a_oSource, const char* a_pFormat, ...)
+    __attribute__((format(printf, 3, 4)));
+void ZEL_Sysloglevel_status(int a_iModule, zel::SourceTag a_oSource, const char* a_pFormat, ...)
+    __attribute__((format(printf, 3, 4)));
+void ZEL_Sysloglevel_debug(int a_iModule, zel::SourceTag a_oSource, const char* a_pFormat, ...)
+    __attribute__((format(printf, 3, 4)));
+void ZEL_Sysloglevel_trace(int a_iModule, zel::SourceTag a_oSource, const char* a_pFormat, ...)
+    __attribute__((format(printf, 3, 4)));
