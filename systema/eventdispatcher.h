@@ -48,6 +48,9 @@ public:
     TimerId startTimer(std::chrono::milliseconds a_oDelay, std::function<void()> a_oFunction);
     void cancelTimer(TimerId a_oId);
 
+    /// Makes the next handleEvents return 0 at once, so that the caller's pass comes to its end.
+    void endPass() { m_bPassEnds = true; }
+
     /// Waits for events, at most a_iTimeoutMs milliseconds, and handles them. Returns how many it handled;
     /// 0 when the time was over or a signal came.
     int handleEvents(int a_iTimeoutMs);
@@ -67,6 +70,7 @@ private:
     unsigned m_iGeneration = 0;
     std::map<TimerId, std::function<void()>> m_mTimers;
     unsigned long m_iTimerCount = 0;
+    bool m_bPassEnds = false;
 };
 
 } // namespace systema::net

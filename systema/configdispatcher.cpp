@@ -1,0 +1,573 @@
+#include "systema/configdispatcher.h"
+
+#include "systema/persistscript.h"
+#include "systema/positioncursor.h"
+#include "zel/assert.h"
+#include "zel/log.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+namespace systema {
+
+using zel::error::Assert;
+
+namespace {
+constexpr const char* c_pModule = "ConfigDispatcher";
+} // namespace
+
+ConfigDispatcher& ConfigDispatcher::instance()
+{
+    static ConfigDispatcher s_oInstance;
+    return s_oInstance;
+}
+
+ConfigDispatcher::ConfigDispatcher(std::function<Clock::time_point()> a_oNow)
+    : m_oNow(std::move(a_oNow)),
+      m_iModule(ZEL_Sysloglevel_registerModul(c_pModule))
+{
+}
+
+void ConfigDispatcher::setVerbose(bool a_bVerbose)
+{
+    ZEL_Sysloglevel_changeTracelevel(c_pModule,
+                                     a_bVerbose ? zel::c_iTraceLevelVerbose : zel::c_iTraceLevelNormal);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Attachment
+
+std::size_t ConfigDispatcher::pluginIndex(ConfigPluginBase& a_oPlugin)
+{
+    auto it = std::ranges::find(m_lPlugins, &a_oPlugin, &Plugin::m_pPlugin);
+    if (it == m_lPlugins.end()) {
+        m_lPlugins.push_back(
+            {&a_oPlugin, dynamic_cast<IRowSource*>(&a_oPlugin), dynamic_cast<IStoredTables*>(&a_oPlugin)});
+        it = m_lPlugins.end() - 1;
+    }
+    return static_cast<std::size_t>(it - m_lPlugins.begin());
+}
+
+bool ConfigDispatcher::attach(const std::string& a_sTable, ConfigPluginBase& a_oPlugin)
+{
+    const std::size_t iPlugin = pluginIndex(a_oPlugin);
+    Table& oTable = m_mTables[a_sTable];
+    if (oTable.m_bAttached) {
+        ZEL_Sysloglevel_error(m_iModule, zel::here(), "Table %s is attached already", a_sTable.c_str());
+        return false;
+    }
+    oTable.m_sName = a_sTable;
+    oTable.m_iPlugin = iPlugin;
+    oTable.m_bAttached = true;
+    m_lTables.push_back(&oTable);
+    return true;
+}
+
+void ConfigDispatcher::attachTables(ConfigPluginBase& a_oPlugin)
+{
+    const std::size_t iPlugin = pluginIndex(a_oPlugin); // known even when it serves no table yet
+    NameList lTables;
+    a_oPlugin.getTables(lTables, this);
+    for (const auto& sTable : lTables) {
+        const Table* pTable = find(sTable);
+        if (pTable == nullptr || pTable->m_iPlugin != iPlugin) {
+            attach(sTable, a_oPlugin);
+        }
+    }
+}
+
+ConfigDispatcher::Table* ConfigDispatcher::find(const std::string& a_sTable)
+{
+    return const_cast<Table*>(std::as_const(*this).find(a_sTable));
+}
+
+const ConfigDispatcher::Table* ConfigDispatcher::find(const std::string& a_sTable) const
+{
+    auto it = m_mTables.find(a_sTable);
+    return it != m_mTables.end() && it->second.m_bAttached ? &it->second : nullptr;
+}
+
+bool ConfigDispatcher::isStored(const std::string& a_sTable) const
+{
+    const Table* pTable = find(a_sTable);
+    return pTable != nullptr && pluginOf(*pTable).m_pStored != nullptr;
+}
+
+bool ConfigDispatcher::isPersistent(const std::string& a_sTable) const
+{
+    const Table* pTable = find(a_sTable);
+    return pTable != nullptr && pluginOf(*pTable).m_pPlugin->isPersistent();
+}
+
+bool ConfigDispatcher::initialize()
+{
+    open(this);
+    for (std::size_t i = 0; i < m_lPlugins.size(); ++i) {
+        if (!std::exchange(m_lPlugins[i].m_bInitialized, true)) {
+            guarded("initialize", [&] {
+                m_lPlugins[i].m_pPlugin->initialize();
+                attachTables(*m_lPlugins[i].m_pPlugin);
+                return EResultCode();
+            });
+        }
+    }
+    return true;
+}
+
+void ConfigDispatcher::tick(NameList& a_changedTables)
+{
+    for (const auto& oPlugin : m_lPlugins) {
+        guarded("tick", [&] {
+            oPlugin.m_pPlugin->tick(a_changedTables);
+            return EResultCode();
+        });
+    }
+    for (const auto& sTable : a_changedTables) {
+        if (Table* pTable = find(sTable)) {
+            recordChange(*pTable);
+        }
+    }
+    a_changedTables.clear();
+    if (!isTransactionOpen() && m_pObserver != nullptr) {
+        m_pObserver->transactionFree();
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Hold and release
+
+void ConfigDispatcher::open(const void* a_handle)
+{
+    Assert(0 != a_handle, "0 != a_handle");
+    for (const auto& oPlugin : m_lPlugins) {
+        guarded("open", [&] {
+            oPlugin.m_pPlugin->open(a_handle);
+            return EResultCode();
+        });
+    }
+    m_bOpened = true;
+}
+
+void ConfigDispatcher::close(const void* a_handle)
+{
+    Assert(0 != a_handle, "0 != a_handle");
+    if (isTransactionOpen()) {
+        loseTransaction("the databases are held for a dump");
+    }
+    for (const auto& oPlugin : m_lPlugins) {
+        guarded("close", [&] {
+            oPlugin.m_pPlugin->close(a_handle);
+            return EResultCode();
+        });
+    }
+    m_bOpened = false;
+}
+
+void ConfigDispatcher::disconnect(const void* a_handle)
+{
+    m_oLost.erase(a_handle);
+    if (m_pTransactionOwner == a_handle && a_handle != nullptr) {
+        rollback();
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Tables
+
+bool ConfigDispatcher::isLost(const void* a_handle) const
+{
+    return !m_oLost.empty() && m_oLost.contains(a_handle);
+}
+
+template<typename Operation>
+EResultCode ConfigDispatcher::access(const void* a_handle, const std::string& a_sTable,
+                                     Operation a_oOperation)
+{
+    Assert(0 != a_handle, "0 != a_handle");
+    Table* pTable = find(a_sTable);
+    if (pTable == nullptr) {
+        return EResultCode::NoTable;
+    }
+    if (isLost(a_handle)) {
+        return EResultCode::Failure;
+    }
+    return a_oOperation(*pTable);
+}
+
+template<typename Operation>
+EResultCode ConfigDispatcher::read(const void* a_handle, const std::string& a_sTable, Operation a_oOperation)
+{
+    return access(a_handle, a_sTable,
+                  [&](Table& a_oTable) { return a_oOperation(*pluginOf(a_oTable).m_pPlugin); });
+}
+
+template<typename Operation>
+EResultCode ConfigDispatcher::write(const void* a_handle, const std::string& a_sTable, Operation a_oOperation)
+{
+    return access(a_handle, a_sTable, [&](Table& a_oTable) -> EResultCode {
+        if (m_bLocked) {
+            return EResultCode::Locked;
+        }
+        const EResultCode eResult = a_oOperation(*pluginOf(a_oTable).m_pPlugin);
+        if (eResult == EResultCode::Success) {
+            recordWrite(a_handle, a_oTable);
+        }
+        return eResult;
+    });
+}
+
+/// Runs an operation of one plugin among all; its exception must not keep it from the others.
+template<typename Operation>
+EResultCode ConfigDispatcher::guarded(const char* a_pWhat, Operation a_oOperation)
+{
+    try {
+        return a_oOperation();
+    } catch (const std::exception& oException) {
+        ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s failed: %s", a_pWhat, oException.what());
+        return EResultCode::Failure;
+    }
+}
+
+void ConfigDispatcher::getTables(NameList& a_tables, const void* a_handle)
+{
+    Assert(0 != a_handle, "0 != a_handle");
+    for (const Table* pTable : m_lTables) {
+        a_tables.add(pTable->m_sName);
+    }
+}
+
+EResultCode ConfigDispatcher::getSchema(ColumnList& a_columns, const void* a_handle,
+                                        const std::string& a_table)
+{
+    return read(a_handle, a_table,
+                [&](auto& a_oPlugin) { return a_oPlugin.getSchema(a_columns, a_handle, a_table); });
+}
+
+EResultCode ConfigDispatcher::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
+{
+    return read(a_handle, a_table,
+                [&](auto& a_oPlugin) { return a_oPlugin.getSize(a_size, a_handle, a_table); });
+}
+
+EResultCode ConfigDispatcher::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                                        unsigned int a_index, const NameList& a_columns)
+{
+    return read(a_handle, a_table, [&](auto& a_oPlugin) {
+        return a_oPlugin.selectRow(a_row, a_handle, a_table, a_index, a_columns);
+    });
+}
+
+EResultCode ConfigDispatcher::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                                        const std::string& a_keyColumn, const std::string& a_keyValue,
+                                        const NameList& a_columns)
+{
+    return read(a_handle, a_table, [&](auto& a_oPlugin) {
+        return a_oPlugin.selectKey(a_row, a_handle, a_table, a_keyColumn, a_keyValue, a_columns);
+    });
+}
+
+EResultCode ConfigDispatcher::openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
+                                       const std::string& a_table, unsigned int a_first, unsigned int a_count,
+                                       const NameList& a_columns)
+{
+    return access(a_handle, a_table, [&](Table& a_oTable) {
+        const Plugin& oPlugin = pluginOf(a_oTable);
+        if (oPlugin.m_pRows != nullptr) {
+            return oPlugin.m_pRows->openRows(a_cursor, a_handle, a_table, a_first, a_count, a_columns);
+        }
+        return PositionCursor::open(a_cursor, *oPlugin.m_pPlugin, a_handle, a_table, a_first, a_count,
+                                    a_columns, a_oTable.m_iVersion);
+    });
+}
+
+EResultCode ConfigDispatcher::insertRow(const void* a_handle, const std::string& a_table,
+                                        const ValueList& a_values)
+{
+    return write(a_handle, a_table,
+                 [&](auto& a_oPlugin) { return a_oPlugin.insertRow(a_handle, a_table, a_values); });
+}
+
+EResultCode ConfigDispatcher::insertKey(int& a_id, const void* a_handle, const std::string& a_table,
+                                        const ValueList& a_values)
+{
+    return write(a_handle, a_table,
+                 [&](auto& a_oPlugin) { return a_oPlugin.insertKey(a_id, a_handle, a_table, a_values); });
+}
+
+EResultCode ConfigDispatcher::updateRow(const void* a_handle, const std::string& a_table,
+                                        unsigned int a_index, const ValueList& a_values)
+{
+    return write(a_handle, a_table,
+                 [&](auto& a_oPlugin) { return a_oPlugin.updateRow(a_handle, a_table, a_index, a_values); });
+}
+
+EResultCode ConfigDispatcher::updateKey(const void* a_handle, const std::string& a_table,
+                                        const std::string& a_keyColumn, const std::string& a_keyValue,
+                                        const ValueList& a_values)
+{
+    return write(a_handle, a_table, [&](auto& a_oPlugin) {
+        return a_oPlugin.updateKey(a_handle, a_table, a_keyColumn, a_keyValue, a_values);
+    });
+}
+
+EResultCode ConfigDispatcher::deleteRow(const void* a_handle, const std::string& a_table,
+                                        unsigned int a_index)
+{
+    return write(a_handle, a_table,
+                 [&](auto& a_oPlugin) { return a_oPlugin.deleteRow(a_handle, a_table, a_index); });
+}
+
+EResultCode ConfigDispatcher::deleteKey(const void* a_handle, const std::string& a_table,
+                                        const std::string& a_keyColumn, const std::string& a_keyValue)
+{
+    return write(a_handle, a_table, [&](auto& a_oPlugin) {
+        return a_oPlugin.deleteKey(a_handle, a_table, a_keyColumn, a_keyValue);
+    });
+}
+
+EResultCode ConfigDispatcher::deleteAll(const void* a_handle, const std::string& a_table)
+{
+    return write(a_handle, a_table, [&](auto& a_oPlugin) { return a_oPlugin.deleteAll(a_handle, a_table); });
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Transactions
+
+EResultCode ConfigDispatcher::startTransaction(const void* a_handle)
+{
+    Assert(0 != a_handle, "0 != a_handle");
+    m_oLost.erase(a_handle); // a new beginning ends what was lost
+    if (isTransactionOpen()) {
+        return m_pTransactionOwner == a_handle ? EResultCode::Failure : EResultCode::Busy;
+    }
+    if (m_bLocked) {
+        return EResultCode::Locked;
+    }
+    m_pTransactionOwner = a_handle;
+    m_oTransactionStart = m_oNow();
+    for (const auto& oPlugin : m_lPlugins) {
+        oPlugin.m_pPlugin->setWriteOwner(a_handle);
+    }
+    for (std::size_t i = 0; i < m_lPlugins.size(); ++i) {
+        const EResultCode eResult =
+            guarded("startTransaction", [&] { return m_lPlugins[i].m_pPlugin->startTransaction(a_handle); });
+        if (eResult != EResultCode::Success) {
+            while (i-- > 0) {
+                guarded("rollbackTransaction",
+                        [&] { return m_lPlugins[i].m_pPlugin->rollbackTransaction(a_handle); });
+            }
+            endTransaction();
+            return eResult;
+        }
+    }
+    ++m_oStatistics.m_iTransactions;
+    return EResultCode::Success;
+}
+
+EResultCode ConfigDispatcher::commitTransaction(const void* a_handle)
+{
+    Assert(0 != a_handle, "0 != a_handle");
+    if (m_oLost.erase(a_handle) > 0 || m_pTransactionOwner != a_handle) {
+        return EResultCode::Failure;
+    }
+    EResultCode eResult;
+    std::size_t iCommitted = 0;
+    for (; iCommitted < m_lPlugins.size() && eResult == EResultCode::Success; ++iCommitted) {
+        eResult = guarded("commitTransaction",
+                          [&] { return m_lPlugins[iCommitted].m_pPlugin->commitTransaction(a_handle); });
+    }
+    if (eResult != EResultCode::Success) {
+        --iCommitted; // the one that failed is rolled back like those after it
+        ZEL_Sysloglevel_error(m_iModule, zel::here(),
+                              "A transaction failed to commit (%u); the rest of it is"
+                              " rolled back",
+                              static_cast<unsigned>(eResult));
+        for (std::size_t i = iCommitted; i < m_lPlugins.size(); ++i) {
+            guarded("rollbackTransaction",
+                    [&] { return m_lPlugins[i].m_pPlugin->rollbackTransaction(a_handle); });
+        }
+    }
+    for (Table* pTable : m_lWritten) {
+        if (pTable->m_iPlugin < iCommitted) {
+            recordChange(*pTable);
+        } else {
+            ++pTable->m_iVersion;
+        }
+    }
+    endTransaction();
+    return eResult;
+}
+
+EResultCode ConfigDispatcher::rollbackTransaction(const void* a_handle)
+{
+    Assert(0 != a_handle, "0 != a_handle");
+    if (m_oLost.erase(a_handle) > 0 || m_pTransactionOwner != a_handle) {
+        return EResultCode::Failure;
+    }
+    return rollback();
+}
+
+EResultCode ConfigDispatcher::rollback()
+{
+    EResultCode eFirst;
+    for (const auto& oPlugin : m_lPlugins) {
+        const EResultCode eResult = guarded("rollbackTransaction", [&] {
+            return oPlugin.m_pPlugin->rollbackTransaction(m_pTransactionOwner);
+        });
+        if (eFirst == EResultCode::Success) {
+            eFirst = eResult;
+        }
+    }
+    for (Table* pTable : m_lWritten) {
+        ++pTable->m_iVersion;
+    }
+    endTransaction();
+    return eFirst;
+}
+
+void ConfigDispatcher::endTransaction()
+{
+    for (const auto& oPlugin : m_lPlugins) {
+        oPlugin.m_pPlugin->setWriteOwner(nullptr);
+    }
+    m_pTransactionOwner = nullptr;
+    m_lWritten.clear();
+    m_oTimeout.reset();
+    if (m_pObserver != nullptr) {
+        m_pObserver->transactionEnded();
+    }
+}
+
+void ConfigDispatcher::loseTransaction(const char* a_pReason)
+{
+    const void* pOwner = m_pTransactionOwner;
+    ZEL_Sysloglevel_warning(m_iModule, zel::here(), "The open transaction is rolled back: %s", a_pReason);
+    rollback();
+    m_oLost.insert(pOwner);
+    if (m_pObserver != nullptr) {
+        m_pObserver->transactionLost(pOwner, a_pReason);
+    }
+}
+
+void ConfigDispatcher::checkTransactionTimeout()
+{
+    if (isTransactionOpen() &&
+        m_oNow() - m_oTransactionStart >= std::chrono::seconds(getTransactionTimeout())) {
+        loseTransaction("it lasted longer than the transaction time-out");
+    }
+}
+
+void ConfigDispatcher::setTransactionTimeout(long a_iSeconds)
+{
+    m_oTimeout = std::clamp(a_iSeconds, c_iMinTransactionTimeout, c_iMaxTransactionTimeout);
+}
+
+void ConfigDispatcher::setDefaultTransactionTimeout(long a_iSeconds)
+{
+    m_iDefaultTimeout = std::clamp(a_iSeconds, c_iMinTransactionTimeout, c_iMaxTransactionTimeout);
+}
+
+void ConfigDispatcher::processLocks()
+{
+    if (m_bLockWanted != m_bLocked && !(m_bLockWanted && isTransactionOpen())) {
+        m_bLocked = m_bLockWanted;
+        ZEL_Sysloglevel_info(m_iModule, zel::here(), "The configuration is %s",
+                             m_bLocked ? "locked" : "unlocked");
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Changes
+
+void ConfigDispatcher::recordWrite(const void* a_handle, Table& a_oTable)
+{
+    // What a rollback cannot undo has changed now, whatever becomes of the transaction.
+    if (m_pTransactionOwner == a_handle && pluginOf(a_oTable).isUndoneByRollback()) {
+        ++a_oTable.m_iVersion;
+        if (std::ranges::find(m_lWritten, &a_oTable) == m_lWritten.end()) {
+            m_lWritten.push_back(&a_oTable);
+        }
+    } else {
+        recordChange(a_oTable);
+    }
+}
+
+void ConfigDispatcher::recordChange(Table& a_oTable)
+{
+    ++a_oTable.m_iVersion;
+    if (!std::exchange(a_oTable.m_bChanged, true)) {
+        m_lChanged.push_back(&a_oTable);
+    }
+    if (m_pPersistScript != nullptr && pluginOf(a_oTable).m_pPlugin->isPersistent()) {
+        m_pPersistScript->markChanged();
+    }
+}
+
+bool ConfigDispatcher::subscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_tables)
+{
+    bool bAllKnown = true;
+    for (const auto& sName : a_tables) {
+        Table& oTable = m_mTables[sName];
+        bAllKnown = bAllKnown && oTable.m_bAttached;
+        if (std::ranges::find(oTable.m_lSubscribers, &a_oSubscriber) == oTable.m_lSubscribers.end()) {
+            oTable.m_lSubscribers.push_back(&a_oSubscriber);
+        }
+    }
+    return bAllKnown;
+}
+
+void ConfigDispatcher::unsubscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_tables)
+{
+    for (const auto& sName : a_tables) {
+        if (auto it = m_mTables.find(sName); it != m_mTables.end()) {
+            std::erase(it->second.m_lSubscribers, &a_oSubscriber);
+        }
+    }
+}
+
+void ConfigDispatcher::unsubscribeAll(IConfigSubscriber& a_oSubscriber)
+{
+    for (auto& [sName, oTable] : m_mTables) {
+        std::erase(oTable.m_lSubscribers, &a_oSubscriber);
+    }
+    for (auto& oDelivery : m_lDeliveries) {
+        if (oDelivery.m_pSubscriber == &a_oSubscriber) {
+            oDelivery.m_pSubscriber = nullptr;
+        }
+    }
+}
+
+bool ConfigDispatcher::hasSubscriber(const std::string& a_sTable) const
+{
+    auto it = m_mTables.find(a_sTable);
+    return it != m_mTables.end() && !it->second.m_lSubscribers.empty();
+}
+
+void ConfigDispatcher::sendNotifications()
+{
+    m_lDeliveries.clear();
+    std::unordered_map<IConfigSubscriber*, std::size_t> mIndex;
+    for (Table* pTable : std::exchange(m_lChanged, {})) {
+        pTable->m_bChanged = false;
+        for (IConfigSubscriber* pSubscriber : pTable->m_lSubscribers) {
+            const auto [it, bNew] = mIndex.try_emplace(pSubscriber, m_lDeliveries.size());
+            if (bNew) {
+                m_lDeliveries.push_back({pSubscriber, {}});
+            }
+            m_lDeliveries[it->second].m_lTables.add(pTable->m_sName);
+        }
+    }
+    for (std::size_t i = 0; i < m_lDeliveries.size(); ++i) {
+        if (IConfigSubscriber* pSubscriber = m_lDeliveries[i].m_pSubscriber) {
+            m_oStatistics.m_iNotifications += static_cast<unsigned>(m_lDeliveries[i].m_lTables.size());
+            guarded("notify", [&] {
+                pSubscriber->notify(m_lDeliveries[i].m_lTables);
+                return EResultCode();
+            });
+        }
+    }
+    m_lDeliveries.clear();
+}
+
+} // namespace systema

@@ -1,0 +1,115 @@
+#include "systema/eventdispatcher.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <sys/epoll.h>
+#include <system_error>
+#include <utility>
+
+namespace systema::net {
+
+namespace {
+
+constexpr int c_iEventsPerWait = 64;
+
+std::uint32_t toEpoll(unsigned a_iFlags)
+{
+    if (a_iFlags == 0) {
+        return EPOLLIN;
+    }
+    return (a_iFlags & c_iReadable ? EPOLLIN : 0U) | (a_iFlags & c_iWritable ? EPOLLOUT : 0U);
+}
+
+} // namespace
+
+EventDispatcher::EventDispatcher() : m_oEpoll(::epoll_create1(EPOLL_CLOEXEC))
+{
+    if (!m_oEpoll) {
+        throw std::system_error(errno, std::generic_category(), "epoll_create1");
+    }
+}
+
+bool EventDispatcher::registerHandler(int a_iFd, unsigned a_iFlags, IEventHandler* a_pHandler)
+{
+    const std::uint32_t iEvents = toEpoll(a_iFlags);
+    auto it = m_mRegistrations.find(a_iFd);
+    const bool bKnown = it != m_mRegistrations.end();
+    if (bKnown && it->second.m_pHandler == a_pHandler && it->second.m_iEvents == iEvents) {
+        return true;
+    }
+    const unsigned iGeneration = ++m_iGeneration;
+    epoll_event oEvent{};
+    oEvent.events = iEvents;
+    oEvent.data.u64 = static_cast<std::uint64_t>(iGeneration) << 32 | static_cast<std::uint32_t>(a_iFd);
+    if (::epoll_ctl(m_oEpoll.get(), bKnown ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, a_iFd, &oEvent) != 0) {
+        return false;
+    }
+    m_mRegistrations[a_iFd] = {a_pHandler, iGeneration, iEvents};
+    return true;
+}
+
+void EventDispatcher::unregisterHandler(int a_iFd)
+{
+    if (m_mRegistrations.erase(a_iFd) > 0) {
+        ::epoll_ctl(m_oEpoll.get(), EPOLL_CTL_DEL, a_iFd, nullptr);
+    }
+}
+
+EventDispatcher::TimerId EventDispatcher::startTimer(std::chrono::milliseconds a_oDelay,
+                                                     std::function<void()> a_oFunction)
+{
+    const TimerId oId{Clock::now() + a_oDelay, ++m_iTimerCount};
+    m_mTimers.emplace(oId, std::move(a_oFunction));
+    return oId;
+}
+
+void EventDispatcher::cancelTimer(TimerId a_oId)
+{
+    m_mTimers.erase(a_oId);
+}
+
+int EventDispatcher::runTimers()
+{
+    if (m_mTimers.empty()) {
+        return 0;
+    }
+    // Those that start while others run wait for the next turn, or a timer of 0 ms would run for ever.
+    const TimerId oLast{Clock::now(), m_iTimerCount};
+    int iCount = 0;
+    while (!m_mTimers.empty() && m_mTimers.begin()->first <= oLast) {
+        auto oTimer = m_mTimers.extract(m_mTimers.begin());
+        oTimer.mapped()();
+        ++iCount;
+    }
+    return iCount;
+}
+
+int EventDispatcher::handleEvents(int a_iTimeoutMs)
+{
+    if (std::exchange(m_bPassEnds, false)) {
+        return 0;
+    }
+    int iTimeoutMs = a_iTimeoutMs;
+    if (!m_mTimers.empty()) {
+        const auto oWait =
+            std::chrono::ceil<std::chrono::milliseconds>(m_mTimers.begin()->first.first - Clock::now());
+        iTimeoutMs = static_cast<int>(std::clamp<std::int64_t>(oWait.count(), 0, a_iTimeoutMs));
+    }
+    std::array<epoll_event, c_iEventsPerWait> aEvents;
+    const int iReady = ::epoll_wait(m_oEpoll.get(), aEvents.data(), c_iEventsPerWait, iTimeoutMs);
+    int iHandled = 0;
+    for (int i = 0; i < iReady; ++i) {
+        const std::uint64_t iData = aEvents[static_cast<std::size_t>(i)].data.u64;
+        const int iFd = static_cast<int>(static_cast<std::uint32_t>(iData));
+        auto it = m_mRegistrations.find(iFd);
+        if (it != m_mRegistrations.end() && it->second.m_iGeneration == iData >> 32) {
+            it->second.m_pHandler->handleEvent(iFd);
+            ++iHandled;
+        }
+    }
+    return iHandled + runTimers();
+}
+
+} // namespace systema::net

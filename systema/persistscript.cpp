@@ -1,0 +1,36 @@
+#include "systema/persistscript.h"
+
+#include "systema/configdispatcher.h"
+
+#include <utility>
+
+namespace zel::cfg {
+
+PersistScript::PersistScript(IHook& a_oHook, unsigned long a_iWaitSeconds, EPersistMode a_eMode,
+                             std::function<Clock::time_point()> a_oNow)
+    : m_oHook(a_oHook),
+      m_oWait(a_iWaitSeconds),
+      m_eMode(a_eMode),
+      m_oNow(std::move(a_oNow))
+{
+    systema::ConfigDispatcher::instance().setPersistScript(this);
+}
+
+void PersistScript::process(bool a_bFinal)
+{
+    const bool bWaitOver = m_oFirstUnsaved && m_oWait.count() > 0 && m_oNow() - *m_oFirstUnsaved >= m_oWait;
+    if (m_bTriggered || bWaitOver || (a_bFinal && m_oFirstUnsaved)) {
+        m_bTriggered = false;
+        m_oFirstUnsaved.reset();
+        m_oHook.persist(m_eMode);
+    }
+}
+
+void PersistScript::markChanged()
+{
+    if (!m_oFirstUnsaved) {
+        m_oFirstUnsaved = m_oNow();
+    }
+}
+
+} // namespace zel::cfg

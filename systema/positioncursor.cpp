@@ -1,0 +1,96 @@
+#include "systema/positioncursor.h"
+
+namespace systema {
+
+PositionCursor::PositionCursor(ConfigPluginBase& a_oPlugin, const void* a_handle, const std::string& a_sTable,
+                               unsigned int a_iFirst, unsigned int a_iCount, const NameList& a_lWanted,
+                               const unsigned long& a_iVersion)
+    : m_oPlugin(a_oPlugin),
+      m_pHandle(a_handle),
+      m_sTable(a_sTable),
+      m_lWanted(a_lWanted),
+      m_iPosition(a_iFirst),
+      m_iLeft(a_iCount),
+      m_iVersion(a_iVersion),
+      m_iVersionAtOpen(a_iVersion)
+{
+}
+
+EResultCode PositionCursor::open(std::unique_ptr<IRowCursor>& a_cursor, ConfigPluginBase& a_oPlugin,
+                                 const void* a_handle, const std::string& a_sTable, unsigned int a_iFirst,
+                                 unsigned int a_iCount, const NameList& a_lColumns,
+                                 const unsigned long& a_iVersion)
+{
+    std::unique_ptr<PositionCursor> pCursor(
+        new PositionCursor(a_oPlugin, a_handle, a_sTable, a_iFirst, a_iCount, a_lColumns, a_iVersion));
+    const EResultCode eResult = pCursor->readRow();
+    if (eResult == EResultCode::Success) {
+        // The names come from a row, not from the schema: a table may serve columns it does not announce.
+        for (const auto& [sName, oValue] : pCursor->m_oRow) {
+            pCursor->m_lColumns.add(sName);
+        }
+    } else if (eResult != EResultCode::NoRow) {
+        return eResult;
+    } else if (a_lColumns.empty()) {
+        ColumnList lSchema;
+        a_oPlugin.getSchema(lSchema, a_handle, a_sTable);
+        for (const auto& [sName, eType] : lSchema) {
+            pCursor->m_lColumns.add(sName);
+        }
+    } else {
+        pCursor->m_lColumns = a_lColumns;
+    }
+    a_cursor = std::move(pCursor);
+    return EResultCode::Success;
+}
+
+EResultCode PositionCursor::readRow()
+{
+    m_oRow.clear();
+    m_eRow = m_oPlugin.selectRow(m_oRow, m_pHandle, m_sTable, m_iPosition, m_lWanted);
+    return m_eRow;
+}
+
+EResultCode PositionCursor::fetch(IRowSink& a_oSink)
+{
+    if (m_iVersion != m_iVersionAtOpen) {
+        return EResultCode::Busy;
+    }
+    while (m_iLeft > 0 && m_eRow == EResultCode::Success) {
+        addRow(a_oSink);
+        const bool bRoom = a_oSink.endRow();
+        if (--m_iLeft > 0) {
+            ++m_iPosition;
+            readRow();
+        }
+        if (!bRoom) {
+            return EResultCode::Success;
+        }
+    }
+    return m_iLeft == 0 ? EResultCode(EResultCode::NoRow) : m_eRow;
+}
+
+void PositionCursor::addRow(IRowSink& a_oSink) const
+{
+    const Value oNull(EDataType::Null);
+    for (const auto& sName : m_lColumns) {
+        const Value* pValue = m_oRow.find(sName);
+        const Value& oValue = pValue != nullptr ? *pValue : oNull;
+        switch (oValue.getType()) {
+        case EDataType::Integer:
+            a_oSink.addInteger(oValue.getInteger());
+            break;
+        case EDataType::Unsigned:
+            a_oSink.addUnsigned(oValue.getUnsigned());
+            break;
+        case EDataType::Text:
+            a_oSink.addText(oValue.getText());
+            break;
+        default:
+            a_oSink.addNull();
+            break;
+        }
+    }
+}
+
+} // namespace systema

@@ -1,0 +1,138 @@
+#include "systema/unixsocketserver.h"
+
+#include "zel/log.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace systema::net {
+
+namespace {
+
+constexpr int c_iAcceptsPerEvent = 16;
+constexpr std::chrono::milliseconds c_oAcceptPause{100};
+
+[[noreturn]] void fail(int a_iError, const std::string& a_sWhat)
+{
+    throw std::system_error(a_iError, std::generic_category(), a_sWhat);
+}
+
+zel::UniqueFd makeSocket()
+{
+    zel::UniqueFd oSocket(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!oSocket) {
+        fail(errno, "socket");
+    }
+    return oSocket;
+}
+
+/// Removes the socket of a dead process; throws when the path is not free after that.
+void clearPath(const std::string& a_sPath, const sockaddr* a_pAddress)
+{
+    struct stat oStat;
+    if (::lstat(a_sPath.c_str(), &oStat) != 0) {
+        return;
+    }
+    if (!S_ISSOCK(oStat.st_mode)) {
+        fail(EEXIST, a_sPath + " is no socket");
+    }
+    // Only a refused connection means that nobody listens; a full backlog does not.
+    if (::connect(makeSocket().get(), a_pAddress, sizeof(sockaddr_un)) == 0 || errno != ECONNREFUSED) {
+        fail(EADDRINUSE, a_sPath);
+    }
+    ::unlink(a_sPath.c_str());
+}
+
+} // namespace
+
+UnixSocketServer::UnixSocketServer() : m_oSocket(makeSocket()) {}
+
+UnixSocketServer::~UnixSocketServer()
+{
+    if (!m_sPath.empty()) {
+        ::unlink(m_sPath.c_str());
+    }
+}
+
+void UnixSocketServer::bind(const std::string& a_sPath, mode_t a_iMode)
+{
+    sockaddr_un oAddress{};
+    oAddress.sun_family = AF_UNIX;
+    if (a_sPath.size() >= sizeof oAddress.sun_path) {
+        fail(ENAMETOOLONG, a_sPath);
+    }
+    std::memcpy(oAddress.sun_path, a_sPath.c_str(), a_sPath.size());
+    const auto* pAddress = reinterpret_cast<const sockaddr*>(&oAddress);
+    clearPath(a_sPath, pAddress);
+    if (::bind(m_oSocket.get(), pAddress, sizeof oAddress) != 0) {
+        fail(errno, a_sPath);
+    }
+    m_sPath = a_sPath;
+    if (::chmod(a_sPath.c_str(), a_iMode) != 0) {
+        fail(errno, a_sPath);
+    }
+}
+
+void UnixSocketServer::listen(int a_iBacklog)
+{
+    if (::listen(m_oSocket.get(), a_iBacklog) != 0) {
+        fail(errno, m_sPath);
+    }
+}
+
+UnixSocketAcceptor::UnixSocketAcceptor(UnixSocketServer& a_oServer, EventDispatcher& a_oEventDispatcher,
+                                       IConnectionSink& a_oSink)
+    : m_iModule(ZEL_Sysloglevel_registerModul("UnixSocket")),
+      m_oServer(a_oServer),
+      m_oEventDispatcher(a_oEventDispatcher),
+      m_oSink(a_oSink)
+{
+    m_oEventDispatcher.registerHandler(m_oServer.getFd(), 0, this);
+}
+
+UnixSocketAcceptor::~UnixSocketAcceptor()
+{
+    m_oEventDispatcher.unregisterHandler(m_oServer.getFd());
+    if (m_oPause) {
+        m_oEventDispatcher.cancelTimer(*m_oPause);
+    }
+}
+
+void UnixSocketAcceptor::handleEvent(int a_handle)
+{
+    for (int i = 0; i < c_iAcceptsPerEvent; ++i) {
+        zel::UniqueFd oSocket(::accept4(a_handle, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (oSocket) {
+            m_bPauseLogged = false;
+            m_oSink.takeConnection(std::move(oSocket));
+        } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+            pause(errno);
+            return;
+        } else if (errno != EINTR && errno != ECONNABORTED) {
+            return; // nobody is waiting
+        }
+    }
+}
+
+void UnixSocketAcceptor::pause(int a_iError)
+{
+    if (!std::exchange(m_bPauseLogged, true)) {
+        ZEL_Sysloglevel_error(m_iModule, zel::here(), "Accepting connections pauses: %s",
+                              std::strerror(a_iError));
+    }
+    m_oEventDispatcher.unregisterHandler(m_oServer.getFd());
+    m_oPause = m_oEventDispatcher.startTimer(c_oAcceptPause, [this] { resume(); });
+}
+
+void UnixSocketAcceptor::resume()
+{
+    m_oPause.reset();
+    m_oEventDispatcher.registerHandler(m_oServer.getFd(), 0, this);
+}
+
+} // namespace systema::net

@@ -1,0 +1,68 @@
+// The listening Unix socket and what accepts its connections. Owned by main; main thread only.
+#pragma once
+
+#include "systema/eventdispatcher.h"
+#include "zel/uniquefd.h"
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+
+namespace systema::net {
+
+/// A listening stream socket with a name in the file system. Failures throw std::system_error.
+class UnixSocketServer
+{
+public:
+    UnixSocketServer();
+    /// Closes the socket and removes its name.
+    ~UnixSocketServer();
+    UnixSocketServer(const UnixSocketServer&) = delete;
+    UnixSocketServer& operator=(const UnixSocketServer&) = delete;
+
+    /// Binds to the path and gives it the mode whatever the umask. A socket that a dead process left there
+    /// is replaced; one that answers, or a file of another kind, is left alone and an error.
+    void bind(const std::string& a_sPath, mode_t a_iMode);
+    void listen(int a_iBacklog);
+    int getFd() const { return m_oSocket.get(); }
+
+private:
+    zel::UniqueFd m_oSocket;
+    std::string m_sPath; // empty until bound
+};
+
+/// Takes over new connections.
+class IConnectionSink
+{
+public:
+    virtual ~IConnectionSink() = default;
+
+    virtual void takeConnection(zel::UniqueFd a_oSocket) = 0;
+};
+
+/// Accepts connections and hands them to the sink. When the process or the system is out of descriptors or
+/// memory, accepting pauses and resumes by itself; the connections that exist go on.
+class UnixSocketAcceptor : public IEventHandler
+{
+public:
+    UnixSocketAcceptor(UnixSocketServer& a_oServer, EventDispatcher& a_oEventDispatcher,
+                       IConnectionSink& a_oSink);
+    ~UnixSocketAcceptor() override;
+    UnixSocketAcceptor(const UnixSocketAcceptor&) = delete;
+    UnixSocketAcceptor& operator=(const UnixSocketAcceptor&) = delete;
+
+    void handleEvent(int a_handle) override;
+
+private:
+    void pause(int a_iError);
+    void resume();
+
+    const int m_iModule;
+    UnixSocketServer& m_oServer;
+    EventDispatcher& m_oEventDispatcher;
+    IConnectionSink& m_oSink;
+    std::optional<EventDispatcher::TimerId> m_oPause;
+    bool m_bPauseLogged = false; // since the last connection that could be accepted
+};
+
+} // namespace systema::net
