@@ -22,11 +22,12 @@ public:
     virtual void handleEvent(int a_handle) = 0;
 };
 
-/// What a handler waits for; no flag at all means readable.
+/// What a handler waits for; no flag at all means readable. A hang-up or failure is told whatever the flags.
 enum EEventFlags : unsigned
 {
     c_iReadable = 1,
-    c_iWritable = 2
+    c_iWritable = 2,
+    c_iHangUpOnly = 4
 };
 
 class EventDispatcher

@@ -26,7 +26,6 @@ Number load(const char* a_pFrom)
 }
 
 constexpr std::size_t c_iKindOffset = 4;
-constexpr std::size_t c_iOperationOffset = 5;
 constexpr std::size_t c_iCodeOffset = 6;
 constexpr std::size_t c_iIdOffset = 8;
 
@@ -39,7 +38,7 @@ std::optional<Header> readHeader(std::string_view a_sBytes)
     }
     const char* pBytes = a_sBytes.data();
     return Header{load<std::uint32_t>(pBytes), static_cast<EKind>(pBytes[c_iKindOffset]),
-                  static_cast<EOperation>(pBytes[c_iOperationOffset]),
+                  static_cast<EOperation>(pBytes[c_iKindOffset + 1]),
                   load<std::uint16_t>(pBytes + c_iCodeOffset), load<std::uint32_t>(pBytes + c_iIdOffset)};
 }
 
@@ -59,9 +58,9 @@ std::size_t Writer::end()
     return size();
 }
 
-void Writer::setCode(std::uint16_t a_iCode)
+void Writer::setKind(EKind a_eKind)
 {
-    store(m_sBuffer.data() + m_iStart + c_iCodeOffset, a_iCode);
+    m_sBuffer[m_iStart + c_iKindOffset] = static_cast<char>(a_eKind);
 }
 
 void Writer::u16(std::uint16_t a_iValue)

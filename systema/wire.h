@@ -95,8 +95,8 @@ public:
     std::size_t end();
     /// Takes back what was written since begin.
     void discard() { m_sBuffer.resize(m_iStart); }
-    /// Sets the code of the frame begun last.
-    void setCode(std::uint16_t a_iCode);
+    /// Changes the kind of the frame begun last.
+    void setKind(EKind a_eKind);
     /// Bytes written since begin.
     std::size_t size() const { return m_sBuffer.size() - m_iStart; }
 

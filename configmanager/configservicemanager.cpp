@@ -1,0 +1,131 @@
+#include "configmanager/configservicemanager.h"
+
+#include "systema/wire.h"
+#include "zel/log.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace zel::cfg {
+
+using systema::EDataType;
+using systema::EResultCode;
+using systema::Value;
+
+namespace {
+
+constexpr const char* c_pModule = "ConfigService";
+
+uid_t peerUser(int a_iSocket)
+{
+    ucred oCredentials{};
+    socklen_t iSize = sizeof oCredentials;
+    ::getsockopt(a_iSocket, SOL_SOCKET, SO_PEERCRED, &oCredentials, &iSize);
+    return oCredentials.uid;
+}
+
+void tellBusy(int a_iSocket)
+{
+    std::string sFrame;
+    systema::wire::Writer oWriter(sFrame);
+    oWriter.begin(systema::wire::EKind::Reply, systema::wire::EOperation::Hello, 0, EResultCode::Busy);
+    oWriter.end();
+    (void)!::send(a_iSocket, sFrame.data(), sFrame.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+} // namespace
+
+ConfigServiceManager::ConfigServiceManager(systema::net::EventDispatcher& a_oEventDispatcher,
+                                           unsigned a_iFairness, configmanager::serverlib::ILogger* a_pLogger)
+    : m_oEventDispatcher(a_oEventDispatcher),
+      m_oDispatcher(systema::ConfigDispatcher::instance()),
+      m_iFairness(a_iFairness),
+      m_iModule(ZEL_Sysloglevel_registerModul(c_pModule))
+{
+    if (a_pLogger != nullptr) {
+        a_pLogger->registerModule(c_pModule, ZEL_Sysloglevel_getTracelevel(c_pModule));
+    }
+    m_oDispatcher.setTransactionObserver(this);
+}
+
+ConfigServiceManager::~ConfigServiceManager()
+{
+    m_oDispatcher.setTransactionObserver(nullptr);
+    m_mSessions.clear();
+}
+
+void ConfigServiceManager::takeConnection(zel::UniqueFd a_oSocket)
+{
+    const uid_t iUser = peerUser(a_oSocket.get());
+    std::size_t& iOfUser = m_mSessionsOfUser[iUser];
+    if (m_mSessions.size() >= c_iMaxConnections || (iUser != 0 && iOfUser >= c_iMaxConnectionsPerUser)) {
+        ZEL_Sysloglevel_warning(m_iModule, zel::here(), "Connection of user %u refused: too many",
+                                static_cast<unsigned>(iUser));
+        tellBusy(a_oSocket.get());
+        return;
+    }
+    ++iOfUser;
+    auto pSession = std::make_unique<ClientSession>(*this, std::move(a_oSocket), iUser);
+    m_mSessions.emplace(pSession.get(), std::move(pSession));
+}
+
+void ConfigServiceManager::closeSession(ClientSession& a_oSession)
+{
+    auto oNode = m_mSessions.extract(&a_oSession);
+    if (auto it = m_mSessionsOfUser.find(a_oSession.getUser()); --it->second == 0) {
+        m_mSessionsOfUser.erase(it);
+    }
+}
+
+void ConfigServiceManager::transactionLost(const void* a_handle, const char* a_pReason)
+{
+    auto it = m_mSessions.find(static_cast<const ClientSession*>(a_handle));
+    if (it != m_mSessions.end()) {
+        it->second->tellTransactionLost(a_pReason);
+    }
+}
+
+void ConfigServiceManager::transactionEnded()
+{
+    // Who waits begins only after a pass has sent the notifications, so that transactions that follow each
+    // other closely cannot keep changes from being told.
+    if (hasQueue()) {
+        m_oEventDispatcher.endPass();
+    }
+}
+
+void ConfigServiceManager::transactionFree()
+{
+    if (hasQueue()) {
+        ClientSession& oSession = *m_lWaiting.front();
+        m_lWaiting.pop_front();
+        oSession.finishBegin(m_oDispatcher.startTransaction(&oSession));
+        if (!m_oDispatcher.isTransactionOpen()) {
+            transactionEnded(); // it could not begin, the next one may
+        }
+    }
+}
+
+systema::ValueList ConfigServiceManager::getInfo() const
+{
+    const auto oUptime = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - m_oStart);
+    systema::NameList lTables;
+    m_oDispatcher.getTables(lTables, this);
+    const auto oNumber = [](auto a_iValue) { return Value(EDataType::Unsigned, static_cast<int>(a_iValue)); };
+    systema::ValueList lInfo;
+    lInfo.add("Version", Value(EDataType::Text, LEDGERD_VERSION));
+    lInfo.add("Protocol", oNumber(systema::wire::c_iVersion));
+    lInfo.add("Pid", oNumber(::getpid()));
+    lInfo.add("Uptime", oNumber(oUptime.count()));
+    lInfo.add("Tables", oNumber(lTables.size()));
+    lInfo.add("Clients", oNumber(m_mSessions.size()));
+    lInfo.add("Requests", oNumber(m_iRequests));
+    lInfo.add("Notifications", oNumber(m_oDispatcher.getStatistics().m_iNotifications));
+    lInfo.add("Transactions", oNumber(m_oDispatcher.getStatistics().m_iTransactions));
+    lInfo.add("TransactionOpen", oNumber(m_oDispatcher.isTransactionOpen()));
+    lInfo.add("TransactionsWaiting", oNumber(m_lWaiting.size()));
+    lInfo.add("Locked", oNumber(m_oDispatcher.isLocked()));
+    return lInfo;
+}
+
+} // namespace zel::cfg

@@ -1,0 +1,77 @@
+// Serves the configuration protocol: owns the client sessions and what they share.
+//
+// Owned by main; main thread only. Every limit on clients stands here.
+#pragma once
+
+#include "configmanager/clientsession.h"
+#include "configmanager/ilogger.h"
+#include "systema/configdispatcher.h"
+#include "systema/eventdispatcher.h"
+#include "systema/unixsocketserver.h"
+
+#include <array>
+#include <list>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+namespace zel::cfg {
+
+constexpr std::size_t c_iMaxConnections = 1024;
+constexpr std::size_t c_iMaxConnectionsPerUser = c_iMaxConnections * 3 / 4; // root excepted
+constexpr std::size_t c_iReadSize = 64 * 1024;
+
+class ConfigServiceManager : public systema::net::IConnectionSink, public systema::ITransactionObserver
+{
+public:
+    using Clock = systema::net::EventDispatcher::Clock;
+
+    /// a_iFairness is the most requests of one connection that are served before the next has its turn.
+    ConfigServiceManager(systema::net::EventDispatcher& a_oEventDispatcher, unsigned a_iFairness,
+                         configmanager::serverlib::ILogger* a_pLogger);
+    /// Closes every connection; open transactions are rolled back.
+    ~ConfigServiceManager() override;
+    ConfigServiceManager(const ConfigServiceManager&) = delete;
+    ConfigServiceManager& operator=(const ConfigServiceManager&) = delete;
+
+    /// Opens a session; a connection over the limits is told result 2 and closed.
+    void takeConnection(zel::UniqueFd a_oSocket) override;
+
+    void transactionLost(const void* a_handle, const char* a_pReason) override;
+    void transactionEnded() override;
+    void transactionFree() override;
+
+    // For the sessions.
+    systema::net::EventDispatcher& getEventDispatcher() { return m_oEventDispatcher; }
+    systema::ConfigDispatcher& getDispatcher() { return m_oDispatcher; }
+    unsigned getFairness() const { return m_iFairness; }
+    int getModule() const { return m_iModule; }
+    /// What one read of a socket is read into, and where replies are put together. A session uses them from
+    /// the arrival of bytes to the answer, and leaves nothing there.
+    std::array<char, c_iReadSize>& getReadBuffer() { return m_aReadBuffer; }
+    std::string& getWriteBuffer() { return m_sWriteBuffer; }
+    void countRequest() { ++m_iRequests; }
+    /// The server's information, a row.
+    systema::ValueList getInfo() const;
+    /// The session waits for its turn to begin a transaction.
+    void queueBegin(ClientSession& a_oSession) { m_lWaiting.push_back(&a_oSession); }
+    void leaveQueue(ClientSession& a_oSession) { m_lWaiting.remove(&a_oSession); }
+    bool hasQueue() const { return !m_lWaiting.empty(); }
+    /// Destroys the session.
+    void closeSession(ClientSession& a_oSession);
+
+private:
+    systema::net::EventDispatcher& m_oEventDispatcher;
+    systema::ConfigDispatcher& m_oDispatcher;
+    const unsigned m_iFairness;
+    const int m_iModule;
+    std::unordered_map<const ClientSession*, std::unique_ptr<ClientSession>> m_mSessions;
+    std::unordered_map<uid_t, std::size_t> m_mSessionsOfUser;
+    std::list<ClientSession*> m_lWaiting; // for a transaction, first come first
+    std::array<char, c_iReadSize> m_aReadBuffer;
+    std::string m_sWriteBuffer;
+    const Clock::time_point m_oStart = Clock::now();
+    unsigned m_iRequests = 0;
+};
+
+} // namespace zel::cfg

@@ -1,0 +1,81 @@
+#include "server/flashthread.h"
+
+#include "zel/execute.h"
+#include "zel/log.h"
+
+#include <cstring>
+#include <unistd.h>
+
+namespace zel::cfg {
+
+namespace {
+constexpr std::size_t c_iStackSize = 131072;
+constexpr std::size_t c_iOutputSize = 2048;
+constexpr const char* c_pSaveCommand = "srv-save-config-active";
+} // namespace
+
+FlashThread::FlashThread(int a_iModule) : m_iModule(a_iModule)
+{
+    pthread_mutex_init(&m_oMutex, nullptr);
+    pthread_cond_init(&m_oCondition, nullptr);
+    pthread_attr_init(&m_oAttributes);
+    pthread_attr_setstacksize(&m_oAttributes, c_iStackSize);
+    pthread_attr_setguardsize(&m_oAttributes, static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)));
+    const int iError = pthread_create(&m_oThread, &m_oAttributes, &FlashThread::run, this);
+    m_bCreated = iError == 0;
+    if (!m_bCreated) {
+        ZEL_Sysloglevel_error(m_iModule, {"main", 186}, "Could not create flash thread: %s",
+                              std::strerror(iError));
+    }
+}
+
+FlashThread::~FlashThread()
+{
+    pthread_mutex_lock(&m_oMutex);
+    m_iMode = PersistScript::c_ePersistNone;
+    m_bRunning = false;
+    pthread_cond_signal(&m_oCondition);
+    pthread_mutex_unlock(&m_oMutex);
+    if (m_bCreated) {
+        pthread_join(m_oThread, nullptr);
+    }
+    pthread_cond_destroy(&m_oCondition);
+    pthread_mutex_destroy(&m_oMutex);
+    pthread_attr_destroy(&m_oAttributes);
+}
+
+void FlashThread::wake(PersistScript::EPersistMode a_eMode)
+{
+    pthread_mutex_lock(&m_oMutex);
+    m_iMode = a_eMode;
+    pthread_cond_signal(&m_oCondition);
+    pthread_mutex_unlock(&m_oMutex);
+}
+
+void* FlashThread::run(void* a_pSelf)
+{
+    static_cast<FlashThread*>(a_pSelf)->loop();
+    return nullptr;
+}
+
+void FlashThread::loop()
+{
+    for (;;) {
+        pthread_mutex_lock(&m_oMutex);
+        if (!m_bRunning) {
+            pthread_mutex_unlock(&m_oMutex);
+            return;
+        }
+        pthread_cond_wait(&m_oCondition, &m_oMutex);
+        if (m_iMode == PersistScript::c_ePersistDefault || m_iMode == PersistScript::c_ePersistRedundant) {
+            char aOutput[c_iOutputSize] = "";
+            if (const int iResult = ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput)) {
+                ZEL_Sysloglevel_error(m_iModule, {"main", 152}, "srv-save-config-active failed: %d (%s)",
+                                      iResult, aOutput);
+            }
+        }
+        pthread_mutex_unlock(&m_oMutex);
+    }
+}
+
+} // namespace zel::cfg

@@ -1,0 +1,41 @@
+// The thread that runs the flash-save command, so that slow flash never blocks the event loop.
+//
+// Owned by main. Everything shared with the thread is guarded by one mutex, which the thread holds while the
+// command runs: a wake-up that comes meanwhile waits for its end. A thread that cannot be created is logged;
+// the daemon then runs without flash saves.
+#pragma once
+
+#include "systema/persistscript.h"
+
+#include <pthread.h>
+
+namespace zel::cfg {
+
+class FlashThread
+{
+public:
+    /// Creates the thread; a_iModule is the log module of main.
+    explicit FlashThread(int a_iModule);
+    /// Ends and joins the thread.
+    ~FlashThread();
+    FlashThread(const FlashThread&) = delete;
+    FlashThread& operator=(const FlashThread&) = delete;
+
+    /// Asks for a flash save in the mode. In the nosqldump mode nothing reaches flash.
+    void wake(PersistScript::EPersistMode a_eMode);
+
+private:
+    static void* run(void* a_pSelf);
+    void loop();
+
+    const int m_iModule;
+    pthread_mutex_t m_oMutex;
+    pthread_cond_t m_oCondition;
+    pthread_attr_t m_oAttributes;
+    pthread_t m_oThread{};
+    bool m_bCreated = false;
+    int m_iMode = PersistScript::c_ePersistNone; // last asked for; not cleared by the command, by design
+    bool m_bRunning = true;
+};
+
+} // namespace zel::cfg

@@ -1,0 +1,252 @@
+// ledgerd: the spine of the daemon. Everything is constructed and wired here, and nowhere else.
+
+#include "configmanager/configservicemanager.h"
+#include "configmanager/event.h"
+#include "configmanager/logplugin.h"
+#include "plugins/configserverconfigplugin.h"
+#include "server/flashthread.h"
+#include "server/options.h"
+#include "storage/sqliteplugin.h"
+#include "systema/configdispatcher.h"
+#include "systema/eventdispatcher.h"
+#include "systema/unixsocketserver.h"
+#include "zel/assert.h"
+#include "zel/daemon.h"
+#include "zel/log.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <pthread.h>
+#include <sstream>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using configmanager::serverlib::Event;
+using configmanager::serverlib::ServerEvents;
+using systema::ConfigDispatcher;
+using zel::cfg::Options;
+
+constexpr const char* c_pProgram = "ledgerd";
+
+constexpr int c_iIdleWaitMs = 2000;
+constexpr int c_iGatherWaitMs = 10; // while notifications are pending
+constexpr int c_iEventsPerPass = 51;
+constexpr unsigned c_iFairness = 40;
+constexpr int c_iBacklog = 10;
+constexpr mode_t c_iSocketMode = 0666;
+constexpr rlim_t c_iDescriptors = 4096;
+
+struct DatabaseFile
+{
+    const char* m_pName;
+    bool m_bUseTransactions;
+    bool m_bPersistent;
+    bool m_bExclusive;
+};
+
+constexpr DatabaseFile c_aDatabases[] = {
+    {"transient.db", true, false, true},         {"persistent-common.db", true, true, true},
+    {"persistent-network.db", true, true, true}, {"persistent-phone.db", true, true, true},
+    {"persistent-tr069.db", true, true, true},   {"persistent-web.db", true, true, true},
+    {"services.db", false, true, true},          {"persistent-area.db", false, true, true},
+};
+
+int s_iModule = 0;
+volatile std::sig_atomic_t s_iStop = 0;
+
+void onTermination(int a_iSignal)
+{
+    std::signal(a_iSignal, SIG_IGN);
+    s_iStop = 1;
+    if (std::signal(a_iSignal, &onTermination) == SIG_ERR) {
+        ::syslog(LOG_USER | LOG_ERR,
+                 "ledgerd[%d] Failed to reregister Signal Handler SIGTERM for Signal %d!\n",
+                 static_cast<int>(::getpid()), a_iSignal);
+    }
+}
+
+void onPipe(int)
+{
+    ZEL_Sysloglevel_error(s_iModule, {"main", 76}, "Unexpected signal caught");
+}
+
+void installSignalHandlers()
+{
+    struct sigaction oAction
+    {
+    };
+    sigemptyset(&oAction.sa_mask);
+    oAction.sa_handler = &onTermination;
+    for (const int iSignal : {SIGINT, SIGTERM, SIGQUIT}) {
+        ::sigaction(iSignal, &oAction, nullptr);
+    }
+    oAction.sa_handler = &onPipe;
+    ::sigaction(SIGPIPE, &oAction, nullptr);
+}
+
+/// Room for every connection that the service manager admits, and for our own files.
+void raiseDescriptorLimit()
+{
+    rlimit oLimit{};
+    if (::getrlimit(RLIMIT_NOFILE, &oLimit) == 0 && oLimit.rlim_cur < c_iDescriptors) {
+        oLimit.rlim_cur = std::min(c_iDescriptors, oLimit.rlim_max);
+        ::setrlimit(RLIMIT_NOFILE, &oLimit);
+    }
+}
+
+/// The plugins of the database files, attached as they are made and destroyed in reverse order.
+class Databases
+{
+public:
+    explicit Databases(const std::string& a_sPath)
+    {
+        m_lPlugins.reserve(std::size(c_aDatabases));
+        for (const auto& oFile : c_aDatabases) {
+            m_lPlugins.push_back(std::make_unique<systema::SqlitePlugin>(
+                a_sPath, oFile.m_pName, oFile.m_bUseTransactions, oFile.m_bPersistent, oFile.m_bExclusive));
+            ConfigDispatcher::instance().attachTables(*m_lPlugins.back());
+        }
+    }
+
+    ~Databases()
+    {
+        while (!m_lPlugins.empty()) {
+            m_lPlugins.pop_back();
+        }
+    }
+
+    Databases(const Databases&) = delete;
+    Databases& operator=(const Databases&) = delete;
+
+private:
+    std::vector<std::unique_ptr<systema::SqlitePlugin>> m_lPlugins;
+};
+
+void loop(systema::net::EventDispatcher& a_oEvents, systema::NameList& a_lChangedTables)
+{
+    auto& oDispatcher = ConfigDispatcher::instance();
+    do {
+        int iWaitMs = c_iIdleWaitMs;
+        int iCount = 0;
+        int iHandled = 0;
+        bool bNotifications = false;
+        do {
+            iHandled = a_oEvents.handleEvents(iWaitMs);
+            iCount += iHandled;
+            bNotifications = oDispatcher.hasNotifications();
+            if (bNotifications) {
+                iWaitMs = c_iGatherWaitMs;
+            }
+            if (oDispatcher.isTransactionOpen()) {
+                oDispatcher.checkTransactionTimeout();
+            }
+        } while (iHandled != 0 && (iCount < c_iEventsPerPass || oDispatcher.isTransactionOpen()));
+
+        oDispatcher.processLocks();
+        if (!oDispatcher.isLocked()) {
+            if (!oDispatcher.isTransactionOpen() && bNotifications) {
+                oDispatcher.sendNotifications();
+            }
+            oDispatcher.tick(a_lChangedTables);
+        }
+    } while (s_iStop == 0);
+}
+
+/// Builds the daemon, runs it until a termination signal and takes it apart. What is declared later is
+/// destroyed earlier; the order of the declarations is the order of the start.
+void run(const Options& a_oOptions)
+{
+    auto& oDispatcher = ConfigDispatcher::instance();
+    oDispatcher.setVerbose(a_oOptions.m_bVerbose);
+
+    configmanager::logplugin::LogPlugin oLogPlugin;
+    oDispatcher.attachTables(oLogPlugin);
+    Databases oDatabases(a_oOptions.m_sDatabasePath);
+
+    Event<void(ServerEvents)> oServerEvents;
+
+    zel::cfg::ConfigServerConfigPlugin oServerSettings(oDispatcher);
+    oDispatcher.attachTables(oServerSettings);
+
+    systema::net::EventDispatcher oEvents;
+    zel::cfg::ConfigServiceManager oServiceManager(oEvents, c_iFairness, &oLogPlugin);
+    oDispatcher.initialize();
+
+    systema::NameList lChangedTables;
+    {
+        systema::net::UnixSocketServer oServer;
+        systema::net::UnixSocketAcceptor oAcceptor(oServer, oEvents, oServiceManager);
+        oServer.bind(a_oOptions.m_sSocketFile, c_iSocketMode);
+        oServer.listen(c_iBacklog);
+
+        ZEL_Sysloglevel_info(s_iModule, {"main", 512}, "run: started and running");
+        oDispatcher.tick(lChangedTables);
+        loop(oEvents, lChangedTables);
+    }
+    oServerEvents.emit(ServerEvents::Shutdown);
+    ZEL_Sysloglevel_info(s_iModule, {"main", 573}, "main: exiting");
+    lChangedTables.clear();
+}
+
+/// False when another process holds the PID file.
+bool takePidFile(const Options& a_oOptions)
+{
+    ZEL_Daemon oDaemon = ZEL_Daemon_construct(c_pProgram, a_oOptions.m_sPidPath);
+    if (ZEL_Daemon_occupiedPidFile(oDaemon)) {
+        std::ostringstream oText;
+        oText << "Another process is already running. Exiting..." << std::endl;
+        ZEL_Sysloglevel_error(s_iModule, {"main", 361}, "%s", oText.str().c_str());
+        return false;
+    }
+    if (a_oOptions.m_bBackground) {
+        ZEL_Daemon_daemonize(oDaemon);
+    }
+    ZEL_Daemon_deletePidFile(oDaemon);
+    ZEL_Daemon_createPidFile(oDaemon);
+    return true;
+}
+
+} // namespace
+
+int main(int a_iArgc, char* a_pArgv[])
+{
+    zel::error::DefaultAssertHook oAssertHook;
+    ZEL_Sysloglevel_construct2(c_pProgram);
+    s_iModule = ZEL_Sysloglevel_registerModul(c_pProgram);
+
+    Options oOptions;
+    if (const auto oStatus = zel::cfg::parseOptions(oOptions, a_iArgc, a_pArgv)) {
+        return *oStatus;
+    }
+    const int iLevel = oOptions.m_bVerbose ? zel::c_iTraceLevelVerbose : zel::c_iTraceLevelNormal;
+    ZEL_Sysloglevel_setDefaultTracelevel(iLevel);
+    s_iModule = ZEL_Sysloglevel_registerModul(c_pProgram);
+    ZEL_Sysloglevel_changeTracelevel(c_pProgram, iLevel);
+    ZEL_Sysloglevel_set(oOptions.m_bBackground);
+    oAssertHook.setSyslog(oOptions.m_bBackground);
+
+    if (!takePidFile(oOptions)) {
+        return EXIT_FAILURE;
+    }
+    raiseDescriptorLimit();
+    installSignalHandlers();
+    {
+        zel::cfg::FlashThread oFlashThread(s_iModule);
+        try {
+            run(oOptions);
+        } catch (const std::exception& oException) {
+            ZEL_Sysloglevel_error(s_iModule, {"main", 577}, "%s", oException.what());
+        } catch (...) {
+            ZEL_Sysloglevel_error(s_iModule, {"main", 582}, "Unknown exception");
+        }
+    }
+    pthread_exit(nullptr);
+}
