@@ -14,8 +14,11 @@
 #include "zel/daemon.h"
 #include "zel/log.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -196,23 +199,38 @@ void run(const Options& a_oOptions)
     lChangedTables.clear();
 }
 
-/// False when another process holds the PID file.
-bool takePidFile(const Options& a_oOptions)
+/// Holds the PID file for as long as it lives. Exits the process when another one holds it.
+class PidFile
 {
-    ZEL_Daemon oDaemon = ZEL_Daemon_construct(c_pProgram, a_oOptions.m_sPidPath);
-    if (ZEL_Daemon_occupiedPidFile(oDaemon)) {
-        std::ostringstream oText;
-        oText << "Another process is already running. Exiting..." << std::endl;
-        ZEL_Sysloglevel_error(s_iModule, {"main", 361}, "%s", oText.str().c_str());
-        return false;
+public:
+    explicit PidFile(const Options& a_oOptions)
+        : m_oDaemon(ZEL_Daemon_construct(c_pProgram, a_oOptions.m_sPidPath))
+    {
+        if (ZEL_Daemon_occupiedPidFile(m_oDaemon)) {
+            std::ostringstream oText;
+            oText << "Another process is already running. Exiting..." << std::endl;
+            ZEL_Sysloglevel_error(s_iModule, {"main", 361}, "%s", oText.str().c_str());
+            std::exit(EXIT_FAILURE);
+        }
+        if (a_oOptions.m_bBackground && !ZEL_Daemon_daemonize(m_oDaemon)) {
+            ZEL_Sysloglevel_error(s_iModule, zel::here(), "Could not daemonize: %s", std::strerror(errno));
+            std::exit(EXIT_FAILURE);
+        }
+        ZEL_Daemon_deletePidFile(m_oDaemon);
+        if (!ZEL_Daemon_createPidFile(m_oDaemon)) {
+            ZEL_Sysloglevel_error(s_iModule, zel::here(), "Could not create PID file %s: %s",
+                                  m_oDaemon.m_sPidFile.c_str(), std::strerror(errno));
+        }
     }
-    if (a_oOptions.m_bBackground) {
-        ZEL_Daemon_daemonize(oDaemon);
-    }
-    ZEL_Daemon_deletePidFile(oDaemon);
-    ZEL_Daemon_createPidFile(oDaemon);
-    return true;
-}
+
+    ~PidFile() { ZEL_Daemon_deletePidFile(m_oDaemon); }
+
+    PidFile(const PidFile&) = delete;
+    PidFile& operator=(const PidFile&) = delete;
+
+private:
+    ZEL_Daemon m_oDaemon;
+};
 
 } // namespace
 
@@ -233,12 +251,10 @@ int main(int a_iArgc, char* a_pArgv[])
     ZEL_Sysloglevel_set(oOptions.m_bBackground);
     oAssertHook.setSyslog(oOptions.m_bBackground);
 
-    if (!takePidFile(oOptions)) {
-        return EXIT_FAILURE;
-    }
-    raiseDescriptorLimit();
-    installSignalHandlers();
     {
+        const PidFile oPidFile(oOptions);
+        raiseDescriptorLimit();
+        installSignalHandlers();
         zel::cfg::FlashThread oFlashThread(s_iModule);
         try {
             run(oOptions);
