@@ -1,0 +1,121 @@
+#include "configmanager/logplugin.h"
+
+#include "configmanager/columntable.h"
+#include "zel/log.h"
+
+namespace configmanager::logplugin {
+
+using serverlib::integer;
+using serverlib::matchesKey;
+using systema::EDataType;
+using systema::EResultCode;
+
+namespace {
+
+constexpr const char* c_pTable = "ConfigmanagerLogging";
+constexpr const char* c_pId = "Id";
+
+} // namespace
+
+// The writes that it does not support give 1, not the 4 of other tables: the table can be written, if only
+// by position.
+LogPlugin::LogPlugin() : GenericConfigPlugin(EResultCode::Failure) {}
+
+bool LogPlugin::registerModule(const std::string& a_sName, LogLevel a_iLevel)
+{
+    m_mLevels.try_emplace(a_sName, a_iLevel);
+    return true;
+}
+
+void LogPlugin::changeLogLevel(const std::string& a_sName, LogLevel a_iLevel) const
+{
+    ZEL_Sysloglevel_changeTracelevel(a_sName.c_str(), a_iLevel);
+}
+
+void LogPlugin::getTables(systema::NameList& a_tables, const void* a_handle)
+{
+    assertCall(a_handle);
+    a_tables.add(c_pTable);
+}
+
+EResultCode LogPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
+                                 const std::string& a_table)
+{
+    assertCall(a_handle);
+    if (a_table != c_pTable) {
+        return EResultCode::NoTable;
+    }
+    a_columns.add(c_pId, EDataType::Integer);
+    for (const auto& [sName, iLevel] : m_mLevels) {
+        a_columns.add(sName, EDataType::Integer);
+    }
+    return EResultCode::Success;
+}
+
+EResultCode LogPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
+{
+    assertCall(a_handle);
+    if (a_table != c_pTable) {
+        return EResultCode::NoTable;
+    }
+    a_size = 1;
+    return EResultCode::Success;
+}
+
+EResultCode LogPlugin::selectRow(systema::ValueList& a_row, const void* a_handle, const std::string& a_table,
+                                 unsigned int, const systema::NameList& a_columns)
+{
+    assertCall(a_handle);
+    if (a_table != c_pTable) {
+        return EResultCode::NoTable;
+    }
+    // The list only filters: a client may ask for a module that has not registered yet.
+    const auto addWanted = [&](const std::string& a_sName, int a_iNumber) {
+        if (a_columns.empty() || a_columns.hasName(a_sName)) {
+            a_row.add(a_sName, integer(a_iNumber));
+        }
+    };
+    addWanted(c_pId, 1);
+    for (const auto& [sName, iLevel] : m_mLevels) {
+        addWanted(sName, iLevel);
+    }
+    return EResultCode::Success;
+}
+
+EResultCode LogPlugin::selectKey(systema::ValueList& a_row, const void* a_handle, const std::string& a_table,
+                                 const std::string& a_keyColumn, const std::string& a_keyValue,
+                                 const systema::NameList& a_columns)
+{
+    assertCall(a_handle);
+    if (a_table != c_pTable) {
+        return EResultCode::NoTable;
+    }
+    const auto it = m_mLevels.find(a_keyColumn);
+    const bool bFound = (a_keyColumn == c_pId && matchesKey(integer(1), a_keyValue)) ||
+                        (it != m_mLevels.end() && matchesKey(integer(it->second), a_keyValue));
+    // A module that has not registered is a row that is not there yet, so 10 and not 9.
+    return bFound ? selectRow(a_row, a_handle, a_table, 0, a_columns) : EResultCode(EResultCode::NoRow);
+}
+
+EResultCode LogPlugin::updateRow(const void* a_handle, const std::string& a_table, unsigned int,
+                                 const systema::ValueList& a_values)
+{
+    assertCall(a_handle);
+    if (a_table != c_pTable) {
+        return EResultCode::NoTable;
+    }
+    for (const auto& [sName, oValue] : a_values) {
+        const auto it = m_mLevels.find(sName);
+        if (it == m_mLevels.end()) {
+            return EResultCode::NoKey; // "Id" too: it is a column, but no module
+        }
+        // An equal level is left alone: the process logger may have been set to another one meanwhile.
+        if (const int iLevel = oValue.getInteger(); iLevel != it->second) {
+            it->second = iLevel;
+            changeLogLevel(sName, iLevel);
+        }
+    }
+    return EResultCode::Success;
+}
+
+} // namespace configmanager::logplugin

@@ -1,0 +1,50 @@
+// The registry of the daemon's log modules and the table "ConfigmanagerLogging", in which clients read and
+// change their trace levels.
+//
+// main makes it before all other plugins and hands it to the components as their logger; it must outlive
+// them. Main thread only. The table has one row: "Id" and a column per registered module, so its schema
+// grows while components register. Failures are result codes; nothing is logged.
+#pragma once
+
+#include "configmanager/genericconfigplugin.h"
+#include "configmanager/ilogger.h"
+
+#include <map>
+
+namespace configmanager::logplugin {
+
+class LogPlugin : public serverlib::ILogger, public serverlib::GenericConfigPlugin
+{
+public:
+    LogPlugin();
+
+    bool registerModule(const std::string& a_sName, LogLevel a_iLevel) override;
+
+    /// Sets the trace level of the module in the process logger; the table does not show it.
+    void changeLogLevel(const std::string& a_sName, LogLevel a_iLevel) const;
+
+    void getTables(systema::NameList& a_tables, const void* a_handle) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
+                                   const std::string& a_table) override;
+    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
+                                 const std::string& a_table) override;
+    /// The one row, whatever the position. The columns come in table order, names that match nothing are
+    /// left out. 0, 8.
+    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, unsigned int a_index,
+                                   const systema::NameList& a_columns) override;
+    /// 0; 8; 10 also for a key column that is not there.
+    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, const std::string& a_keyColumn,
+                                   const std::string& a_keyValue,
+                                   const systema::NameList& a_columns) override;
+    /// Sets the levels in the order given, whatever the position. 0; 8; 9 at the first name that is no
+    /// module, and the levels before it stay set.
+    systema::EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
+                                   const systema::ValueList& a_values) override;
+
+private:
+    std::map<std::string, LogLevel> m_mLevels;
+};
+
+} // namespace configmanager::logplugin

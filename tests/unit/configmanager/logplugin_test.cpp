@@ -1,0 +1,140 @@
+#include "configmanager/logplugin.h"
+
+#include "tests/unit/row.h"
+#include "zel/log.h"
+
+#include <gtest/gtest.h>
+
+using systema::EDataType;
+using systema::EResultCode;
+using systema::NameList;
+using systema::ValueList;
+using tests::row;
+
+namespace {
+
+const std::string c_sTable = "ConfigmanagerLogging";
+
+class LogPlugin : public testing::Test
+{
+protected:
+    LogPlugin()
+    {
+        m_oPlugin.registerModule("Wlan", 113);
+        m_oPlugin.registerModule("Dhcp", 1023);
+    }
+
+    ValueList select(const NameList& a_lWanted, unsigned a_iIndex = 0)
+    {
+        ValueList lRow;
+        EXPECT_EQ(m_oPlugin.selectRow(lRow, this, c_sTable, a_iIndex, a_lWanted), EResultCode::Success);
+        return lRow;
+    }
+
+    EResultCode findKey(const std::string& a_sColumn, const std::string& a_sValue)
+    {
+        ValueList lRow;
+        return m_oPlugin.selectKey(lRow, this, c_sTable, a_sColumn, a_sValue, {"Id"});
+    }
+
+    EResultCode update(const ValueList& a_lValues, unsigned a_iIndex = 0)
+    {
+        return m_oPlugin.updateRow(this, c_sTable, a_iIndex, a_lValues);
+    }
+
+    configmanager::logplugin::LogPlugin m_oPlugin;
+};
+
+} // namespace
+
+TEST_F(LogPlugin, ShowsAColumnPerModuleInNameOrder)
+{
+    const ValueList lRow = row({{"Id", 1}, {"Dhcp", 1023}, {"Wlan", 113}});
+    EXPECT_EQ(select({}), lRow);
+
+    systema::ColumnList lExpected;
+    for (const auto& [sName, oValue] : lRow) {
+        lExpected.add(sName, EDataType::Integer);
+    }
+    systema::ColumnList lColumns;
+    EXPECT_EQ(m_oPlugin.getSchema(lColumns, this, c_sTable), EResultCode::Success);
+    EXPECT_EQ(lColumns, lExpected);
+
+    NameList lTables;
+    m_oPlugin.getTables(lTables, this);
+    EXPECT_EQ(lTables, NameList{c_sTable});
+    unsigned iSize = 0;
+    EXPECT_EQ(m_oPlugin.getSize(iSize, this, c_sTable), EResultCode::Success);
+    EXPECT_EQ(iSize, 1u);
+}
+
+TEST_F(LogPlugin, FirstRegistrationKeepsItsLevel)
+{
+    EXPECT_TRUE(m_oPlugin.registerModule("Wlan", 7));
+    EXPECT_EQ(select({"Wlan"}), row({{"Wlan", 113}}));
+
+    EXPECT_EQ(update(row({{"Wlan", 16}})), EResultCode::Success);
+    EXPECT_TRUE(m_oPlugin.registerModule("Wlan", 113));
+    EXPECT_EQ(select({"Wlan"}), row({{"Wlan", 16}}));
+}
+
+TEST_F(LogPlugin, SelectListOnlyFiltersAndAnyPositionIsTheRow)
+{
+    EXPECT_EQ(select({"Wlan", "NoModule", "Dhcp", "Id", "Wlan"}),
+              row({{"Id", 1}, {"Dhcp", 1023}, {"Wlan", 113}}));
+    EXPECT_EQ(select({"NoModule"}), ValueList());
+    EXPECT_EQ(select({"Wlan"}, 4711), row({{"Wlan", 113}}));
+}
+
+TEST_F(LogPlugin, KeysAreReadAsNumbersAndUnknownOnesNameNoRow)
+{
+    EXPECT_EQ(findKey("Id", "1"), EResultCode::Success);
+    EXPECT_EQ(findKey("Id", "01st"), EResultCode::Success);
+    EXPECT_EQ(findKey("Id", "2"), EResultCode::NoRow);
+    EXPECT_EQ(findKey("Wlan", "113"), EResultCode::Success);
+    EXPECT_EQ(findKey("Wlan", "1023"), EResultCode::NoRow);
+    EXPECT_EQ(findKey("NoModule", "1"), EResultCode::NoRow); // not 9
+}
+
+TEST_F(LogPlugin, UpdateSetsTheLevelInTheLoggerOnlyWhenItDiffers)
+{
+    EXPECT_EQ(update(row({{"Wlan", 16}}), 4711), EResultCode::Success);
+    EXPECT_EQ(ZEL_Sysloglevel_getTracelevel("Wlan"), 16);
+
+    ZEL_Sysloglevel_changeTracelevel("Wlan", 5);
+    EXPECT_EQ(update(row({{"Wlan", 16}})), EResultCode::Success);
+    EXPECT_EQ(ZEL_Sysloglevel_getTracelevel("Wlan"), 5);
+}
+
+TEST_F(LogPlugin, UpdateEndsAtTheFirstNameThatIsNoModule)
+{
+    for (const char* pName : {"Id", "NoModule"}) {
+        EXPECT_EQ(update(row({{"Wlan", 16}, {pName, 1}, {"Dhcp", 16}})), EResultCode::NoKey);
+        EXPECT_EQ(select({}), row({{"Id", 1}, {"Dhcp", 1023}, {"Wlan", 16}}));
+    }
+}
+
+TEST_F(LogPlugin, OtherWritesAreRefusedWithFailure)
+{
+    int iId = 0;
+    const ValueList lValues = row({{"Wlan", 16}});
+    EXPECT_EQ(m_oPlugin.updateKey(this, c_sTable, "Id", "1", lValues), EResultCode::Failure);
+    EXPECT_EQ(m_oPlugin.insertKey(iId, this, c_sTable, lValues), EResultCode::Failure);
+    EXPECT_EQ(m_oPlugin.deleteAll(this, c_sTable), EResultCode::Failure);
+    EXPECT_EQ(select({"Wlan"}), row({{"Wlan", 113}}));
+}
+
+TEST_F(LogPlugin, ServesNoOtherTable)
+{
+    systema::ColumnList lColumns;
+    unsigned iSize = 0;
+    ValueList lRow;
+    const std::string sOther = "configmanagerlogging";
+    EXPECT_EQ(m_oPlugin.getSchema(lColumns, this, sOther), EResultCode::NoTable);
+    EXPECT_EQ(m_oPlugin.getSize(iSize, this, sOther), EResultCode::NoTable);
+    EXPECT_EQ(m_oPlugin.selectRow(lRow, this, sOther, 0, {}), EResultCode::NoTable);
+    EXPECT_EQ(m_oPlugin.selectKey(lRow, this, sOther, "Id", "1", {}), EResultCode::NoTable);
+    EXPECT_EQ(m_oPlugin.updateRow(this, sOther, 0, row({{"Wlan", 16}})), EResultCode::NoTable);
+    EXPECT_TRUE(lColumns.empty());
+    EXPECT_TRUE(lRow.empty());
+}
