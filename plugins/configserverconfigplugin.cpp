@@ -1,0 +1,211 @@
+#include "plugins/configserverconfigplugin.h"
+
+#include "configmanager/columntable.h"
+#include "zel/log.h"
+
+#include <algorithm>
+#include <span>
+#include <string_view>
+
+namespace zel::cfg {
+
+using configmanager::serverlib::appendSchema;
+using configmanager::serverlib::Column;
+using configmanager::serverlib::findColumn;
+using configmanager::serverlib::integer;
+using configmanager::serverlib::matchesKey;
+using configmanager::serverlib::selectColumns;
+using systema::ConfigDispatcher;
+using systema::EDataType;
+using systema::EResultCode;
+
+namespace {
+
+constexpr Column<ConfigDispatcher> c_aSettings[] = {
+    {"Id", EDataType::Integer, [](const ConfigDispatcher&) { return integer(1); }},
+    {"TransactionTimeout", EDataType::Integer,
+     [](const ConfigDispatcher& a_oDispatcher) { return integer(a_oDispatcher.getTransactionTimeout()); }},
+    {"DefaultTransactionTimeout", EDataType::Integer,
+     [](const ConfigDispatcher& a_oDispatcher) {
+         return integer(a_oDispatcher.getDefaultTransactionTimeout());
+     }},
+};
+
+constexpr const char* c_pMinimum = "MinAllowedTransactionTimeout";
+
+constexpr Column<ConfigDispatcher> c_aLimits[] = {
+    {"Id", EDataType::Integer, [](const ConfigDispatcher&) { return integer(1); }},
+    {c_pMinimum, EDataType::Integer,
+     [](const ConfigDispatcher&) { return integer(ConfigDispatcher::c_iMinTransactionTimeout); }},
+    {"MaxAllowedTransactionTimeout", EDataType::Integer,
+     [](const ConfigDispatcher&) { return integer(ConfigDispatcher::c_iMaxTransactionTimeout); }},
+};
+
+struct Table
+{
+    const char* m_pName;
+    std::span<const Column<ConfigDispatcher>> m_lColumns;
+};
+
+constexpr Table c_aTables[] = {
+    {"ConfigServerConfig", c_aSettings},
+    {"ConfigServerLimits", c_aLimits},
+};
+constexpr const Table& c_oLimits = c_aTables[1];
+
+struct Setter
+{
+    const char* m_pName;
+    void (ConfigDispatcher::*m_pSet)(long);
+};
+
+constexpr Setter c_aSetters[] = {
+    {"TransactionTimeout", &ConfigDispatcher::setTransactionTimeout},
+    {"DefaultTransactionTimeout", &ConfigDispatcher::setDefaultTransactionTimeout},
+};
+
+/// The entry of the name, null when there is none.
+template<class Entry, std::size_t Size>
+const Entry* find(const Entry (&a_aEntries)[Size], std::string_view a_sName)
+{
+    const Entry* pEntry = std::ranges::find(a_aEntries, a_sName, &Entry::m_pName);
+    return pEntry == std::end(a_aEntries) ? nullptr : pEntry;
+}
+
+bool hasKey(const ConfigDispatcher& a_oDispatcher, const Column<ConfigDispatcher>& a_oColumn,
+            const std::string& a_sKeyValue)
+{
+    // The Id is compared as text, so that "01" names no row; the time-outs are compared as numbers.
+    return std::string_view(a_oColumn.m_pName) == "Id"
+               ? a_sKeyValue == "1"
+               : matchesKey(a_oColumn.m_pGet(a_oDispatcher), a_sKeyValue);
+}
+
+} // namespace
+
+ConfigServerConfigPlugin::ConfigServerConfigPlugin(ConfigDispatcher& a_oDispatcher)
+    : m_oDispatcher(a_oDispatcher),
+      m_iModule(ZEL_Sysloglevel_registerModul("ledgerdcfg"))
+{
+}
+
+void ConfigServerConfigPlugin::getTables(systema::NameList& a_tables, const void* a_handle)
+{
+    assertCall(a_handle);
+    for (const auto& oTable : c_aTables) {
+        a_tables.add(oTable.m_pName);
+    }
+}
+
+EResultCode ConfigServerConfigPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
+                                                const std::string& a_table)
+{
+    assertCall(a_handle);
+    const Table* pTable = find(c_aTables, a_table);
+    if (pTable == nullptr) {
+        return EResultCode::NoTable;
+    }
+    appendSchema(a_columns, pTable->m_lColumns);
+    return EResultCode::Success;
+}
+
+EResultCode ConfigServerConfigPlugin::getSize(unsigned int& a_size, const void* a_handle,
+                                              const std::string& a_table)
+{
+    assertCall(a_handle);
+    if (find(c_aTables, a_table) == nullptr) {
+        return EResultCode::NoTable;
+    }
+    a_size = 1;
+    return EResultCode::Success;
+}
+
+EResultCode ConfigServerConfigPlugin::selectRow(systema::ValueList& a_row, const void* a_handle,
+                                                const std::string& a_table, unsigned int a_index,
+                                                const systema::NameList& a_columns)
+{
+    assertCall(a_handle);
+    const Table* pTable = find(c_aTables, a_table);
+    if (pTable == nullptr) {
+        return EResultCode::NoTable;
+    }
+    if (a_index != 0) {
+        return EResultCode::NoRow;
+    }
+    return selectColumns(a_row, m_oDispatcher, pTable->m_lColumns, a_columns);
+}
+
+EResultCode ConfigServerConfigPlugin::selectKey(systema::ValueList& a_row, const void* a_handle,
+                                                const std::string& a_table, const std::string& a_keyColumn,
+                                                const std::string& a_keyValue,
+                                                const systema::NameList& a_columns)
+{
+    assertCall(a_handle);
+    const Table* pTable = find(c_aTables, a_table);
+    if (pTable == nullptr) {
+        return EResultCode::NoTable;
+    }
+    const auto* pColumn = findColumn(pTable->m_lColumns, a_keyColumn);
+    if (pColumn == nullptr) {
+        return EResultCode::NoKey;
+    }
+    // 1 where other tables answer 10: what the clients of these two know.
+    return hasKey(m_oDispatcher, *pColumn, a_keyValue) ? selectRow(a_row, a_handle, a_table, 0, a_columns)
+                                                       : EResultCode(EResultCode::Failure);
+}
+
+EResultCode ConfigServerConfigPlugin::updateRow(const void* a_handle, const std::string& a_table,
+                                                unsigned int a_index, const systema::ValueList& a_values)
+{
+    assertCall(a_handle);
+    const Table* pTable = find(c_aTables, a_table);
+    if (pTable == nullptr) {
+        return EResultCode::NoTable;
+    }
+    if (pTable == &c_oLimits) {
+        return EResultCode::ReadOnly;
+    }
+    if (a_index != 0) {
+        return EResultCode::NoRow;
+    }
+    for (const auto& [sName, oValue] : a_values) {
+        if (findColumn(pTable->m_lColumns, sName) == nullptr) {
+            return EResultCode::NoKey;
+        }
+    }
+    bool bApplied = false;
+    for (const auto& [sName, oValue] : a_values) {
+        const Setter* pSetter = find(c_aSetters, sName);
+        if (pSetter == nullptr) {
+            continue;
+        }
+        // Only the upper limit is refused: a value under the lower one is the dispatcher's to raise.
+        if (oValue.getInteger() > ConfigDispatcher::c_iMaxTransactionTimeout) {
+            return EResultCode::Failure;
+        }
+        (m_oDispatcher.*pSetter->m_pSet)(oValue.getInteger());
+        ZEL_Sysloglevel_debug(m_iModule, zel::here(), "%s set to %d s", pSetter->m_pName,
+                              oValue.getInteger());
+        bApplied = true;
+    }
+    return bApplied ? EResultCode::Success : EResultCode::ReadOnly;
+}
+
+EResultCode ConfigServerConfigPlugin::updateKey(const void* a_handle, const std::string& a_table,
+                                                const std::string& a_keyColumn, const std::string& a_keyValue,
+                                                const systema::ValueList& a_values)
+{
+    assertCall(a_handle);
+    // The key is tested before the table is looked at, and clients may name the row by a column of either
+    // table, all but the minimum.
+    const auto* pColumn = findColumn(c_aSettings, a_keyColumn);
+    if (pColumn == nullptr) {
+        pColumn = findColumn(c_aLimits, a_keyColumn);
+    }
+    if (pColumn == nullptr || a_keyColumn == c_pMinimum || !hasKey(m_oDispatcher, *pColumn, a_keyValue)) {
+        return EResultCode::NoRow;
+    }
+    return updateRow(a_handle, a_table, 0, a_values);
+}
+
+} // namespace zel::cfg
