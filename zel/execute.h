@@ -1,4 +1,7 @@
 // Device commands, run through the shell.
+//
+// Any thread; the caller waits for the command. The process must not ignore SIGCHLD, for then the status of
+// a command is lost and the result 127. Nothing throws; each failure is a result other than 0.
 #pragma once
 
 #include <cstddef>
@@ -9,11 +12,14 @@ constexpr int c_iExecuteCeilingSeconds = 60;
 constexpr int c_iExecuteTimedOut = 124;
 
 /// Runs a command line with /bin/sh and writes its standard output and standard error, cut at the buffer's
-/// size and always terminated, into the buffer; what does not fit is read and dropped.
+/// size and always terminated, into the buffer; what does not fit is read and dropped, all of it when the
+/// buffer is null or its size 0.
 /// Returns 0 on success, the exit status of the command, 128 plus the signal that ended it, 127 when it
 /// could not be found or started, or c_iExecuteTimedOut when it ran for more than a_iCeilingSeconds
-/// (0: no ceiling) and was killed together with every process of its group. The child is always reaped,
-/// inherits no descriptor but the three standard ones, has default signal dispositions and an empty signal
-/// mask. A background child that keeps the output open does not make the call wait once the command ended.
+/// (0: no ceiling) and was killed together with every process of its group; what it wrote until then is kept.
+/// The child is always reaped, reads from /dev/null, inherits no other descriptor, and has a process group of
+/// its own, default signal dispositions and an empty signal mask. A background child of the command does not
+/// make the call wait once the command ended; it lives on, but what it writes later goes nowhere.
+/// May be called from several threads at once and needs little stack.
 int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_iSize,
                         int a_iCeilingSeconds = c_iExecuteCeilingSeconds);

@@ -1,9 +1,12 @@
 // The process logger: one line per event, from a named module, filtered by the module's trace level.
 //
-// A trace level is a mask of ELogBit. Foreground lines go to standard error with time, level, module,
-// source and line; background lines go to syslog. Every line is written whole and is one line: control
-// characters and bytes that are not UTF-8 text are shown as \xNN, over-long lines are cut. The functions
-// may be called from any thread; nothing here throws.
+// A trace level is a mask of ELogBit. Foreground lines go to standard error:
+//     2026-11-22 21:30:00.123 error   SQLiteWrap sqlitewrapper:120: text
+// and background lines to syslog: "[SQLiteWrap] sqlitewrapper:120: text". Every line is written whole and is
+// one line: a single newline at the end of the text is dropped, other control characters and bytes that are
+// not UTF-8 text are shown as \xNN, and a line ends at 1024 bytes. The functions may be called from any
+// thread and from a signal handler, whose line is dropped when it interrupts the writing of another. They
+// keep errno and never throw; a line that cannot be written is lost.
 #pragma once
 
 #include "zel/source.h"
@@ -27,9 +30,12 @@ constexpr int c_iTraceLevelVerbose = 1023;
 } // namespace zel
 
 /// Sets up the process logger with the program's name; standard error until ZEL_Sysloglevel_set(true).
+/// Called once, before other threads log.
 void ZEL_Sysloglevel_construct2(const char* a_pProgram);
 
-/// Returns the handle of the module of that name, made with the default trace level when it is new.
+/// Returns the handle of the module of that name, made with the default trace level when it is new. There is
+/// room for 256 modules; every further name gets the handle, and so the name and level, of the last of them.
+/// Names are told apart by their first 47 bytes.
 int ZEL_Sysloglevel_registerModul(const char* a_pModule);
 
 /// Sets the trace level of every module registered from now on (113 until it is called).

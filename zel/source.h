@@ -6,6 +6,7 @@
 #pragma once
 
 #include <source_location>
+#include <string_view>
 
 namespace zel {
 
@@ -19,6 +20,14 @@ struct SourceTag
 constexpr SourceTag here(std::source_location a_oWhere = std::source_location::current())
 {
     return {a_oWhere.file_name(), static_cast<unsigned>(a_oWhere.line())};
+}
+
+/// The source's name without directory and extension; it lives as long as the tag's name.
+constexpr std::string_view stem(SourceTag a_oSource)
+{
+    std::string_view sName = a_oSource.m_pName;
+    sName.remove_prefix(sName.rfind('/') + 1);
+    return sName.substr(0, sName.rfind('.'));
 }
 
 } // namespace zel

@@ -1,0 +1,178 @@
+#include "zel/daemon.h"
+
+#include "tempdir.h"
+#include "zel/uniquefd.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class Daemon : public testing::Test
+{
+protected:
+    bool occupiedBy(std::string_view a_sText) const
+    {
+        writeFile(m_oDaemon.m_sPidFile, a_sText);
+        return ZEL_Daemon_occupiedPidFile(m_oDaemon);
+    }
+
+    TempDir m_oDir;
+    ZEL_Daemon m_oDaemon = ZEL_Daemon_construct("ledgerd", m_oDir.path());
+};
+
+/// A pipe whose ends are closed with it.
+struct Pipe
+{
+    Pipe()
+    {
+        int aEnds[2];
+        EXPECT_EQ(::pipe2(aEnds, O_CLOEXEC), 0);
+        m_oFrom.reset(aEnds[0]);
+        m_oInto.reset(aEnds[1]);
+    }
+
+    /// Everything written until the last writer is gone.
+    std::string readAll()
+    {
+        m_oInto.reset();
+        std::string sText;
+        char aText[512];
+        for (ssize_t iSize; (iSize = ::read(m_oFrom.get(), aText, sizeof aText)) > 0;) {
+            sText.append(aText, static_cast<std::size_t>(iSize));
+        }
+        return sText;
+    }
+
+    zel::UniqueFd m_oFrom;
+    zel::UniqueFd m_oInto;
+};
+
+int waitFor(pid_t a_iPid)
+{
+    int iStatus = -1;
+    ::waitpid(a_iPid, &iStatus, 0);
+    return iStatus;
+}
+
+std::string linkOf(int a_iFd)
+{
+    return fs::read_symlink("/proc/self/fd/" + std::to_string(a_iFd));
+}
+
+} // namespace
+
+TEST_F(Daemon, aLiveProcessOccupiesThePidFileADeadOneDoesNot)
+{
+    Pipe oHold;
+    const pid_t iChild = ::fork();
+    if (iChild == 0) {
+        oHold.readAll();
+        ::_exit(0);
+    }
+    const std::string sPid = std::to_string(iChild);
+    EXPECT_TRUE(occupiedBy(sPid + "\n"));
+    EXPECT_TRUE(occupiedBy(sPid));
+    oHold.m_oInto.reset();
+    EXPECT_EQ(waitFor(iChild), 0);
+    EXPECT_FALSE(occupiedBy(sPid + "\n"));
+    EXPECT_FALSE(occupiedBy(std::to_string(::getpid()) + "\n"));
+}
+
+TEST_F(Daemon, aProcessOfSomebodyElseIsAlive)
+{
+    writeFile(m_oDaemon.m_sPidFile, "1\n");
+    fs::permissions(m_oDir.path(), fs::perms(0755));
+    const pid_t iChild = ::fork();
+    if (iChild == 0) {
+        const bool bOther = ::geteuid() != 0 || ::setuid(65534) == 0;
+        const bool bDenied = ::kill(1, 0) != 0 && errno == EPERM;
+        ::_exit(bOther && bDenied && ZEL_Daemon_occupiedPidFile(m_oDaemon) ? 0 : 1);
+    }
+    EXPECT_EQ(waitFor(iChild), 0);
+}
+
+TEST_F(Daemon, whatIsNoPidFileIsNotOccupied)
+{
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(m_oDaemon));
+    for (const std::string& sText :
+         {std::string(), std::string("\n"), std::string("ledgerd"), std::string("1x\n"),
+          std::string("1\n2\n"), std::string(" 1"), std::string("-1\n"), std::string("0\n"),
+          std::string("4294967297\n"), std::string("99999999999999999999\n"), std::string("1\0", 2),
+          std::string(1 << 20, '1')}) {
+        EXPECT_FALSE(occupiedBy(sText)) << sText.substr(0, 40);
+    }
+    fs::remove(m_oDaemon.m_sPidFile);
+    ASSERT_EQ(::mkfifo(m_oDaemon.m_sPidFile.c_str(), 0600), 0);
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(m_oDaemon));
+    fs::remove(m_oDaemon.m_sPidFile);
+    fs::create_directory(m_oDaemon.m_sPidFile);
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(m_oDaemon));
+}
+
+TEST_F(Daemon, thePidFileIsCompleteReadableAndAlone)
+{
+    const mode_t iMask = ::umask(077);
+    EXPECT_TRUE(ZEL_Daemon_createPidFile(m_oDaemon));
+    ::umask(iMask);
+    EXPECT_EQ(m_oDaemon.m_sPidFile, m_oDir.file("ledgerd.pid"));
+    EXPECT_EQ(readFile(m_oDaemon.m_sPidFile), std::to_string(::getpid()) + "\n");
+    EXPECT_EQ(fs::status(m_oDaemon.m_sPidFile).permissions(), fs::perms(0644));
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_oDir.path()), {}), 1);
+
+    EXPECT_TRUE(ZEL_Daemon_deletePidFile(m_oDaemon));
+    EXPECT_FALSE(fs::exists(m_oDaemon.m_sPidFile));
+    EXPECT_TRUE(ZEL_Daemon_deletePidFile(m_oDaemon));
+}
+
+TEST_F(Daemon, whatStandsInTheWayOfThePidFileIsKept)
+{
+    writeFile(m_oDaemon.m_sPidFile, "1\n");
+    EXPECT_FALSE(ZEL_Daemon_createPidFile(m_oDaemon));
+    EXPECT_EQ(errno, EEXIST);
+    EXPECT_EQ(readFile(m_oDaemon.m_sPidFile), "1\n");
+
+    fs::remove(m_oDaemon.m_sPidFile);
+    writeFile(m_oDir.file("target"), "precious");
+    fs::create_symlink(m_oDir.file("target"), m_oDaemon.m_sPidFile);
+    EXPECT_FALSE(ZEL_Daemon_createPidFile(m_oDaemon));
+    EXPECT_TRUE(ZEL_Daemon_deletePidFile(m_oDaemon));
+    EXPECT_EQ(readFile(m_oDir.file("target")), "precious");
+
+    fs::create_directory(m_oDaemon.m_sPidFile);
+    EXPECT_FALSE(ZEL_Daemon_deletePidFile(m_oDaemon));
+
+    EXPECT_FALSE(ZEL_Daemon_createPidFile(ZEL_Daemon_construct("ledgerd", m_oDir.file("missing"))));
+    EXPECT_EQ(errno, ENOENT);
+    fs::remove_all(m_oDaemon.m_sPidFile);
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_oDir.path()), {}), 1) << "a temporary file was left";
+}
+
+TEST_F(Daemon, detachesFromTerminalSessionAndDirectory)
+{
+    Pipe oReport;
+    Pipe oOutput;
+    const pid_t iChild = ::fork();
+    if (iChild == 0) {
+        ::dup2(oOutput.m_oInto.get(), STDOUT_FILENO);
+        oOutput.m_oInto.reset();
+        std::fputs("Dump path: /flash\n", stdout);
+        const bool bDone = ZEL_Daemon_daemonize(m_oDaemon);
+        std::string sText = bDone && ::getsid(0) == ::getpid() ? "session " : "failed ";
+        sText += fs::current_path().string() + " " + linkOf(0) + " " + linkOf(1) + " " + linkOf(2);
+        const bool bWritten = ::write(oReport.m_oInto.get(), sText.data(), sText.size()) > 0;
+        ::_exit(bWritten ? 0 : 1);
+    }
+    EXPECT_EQ(waitFor(iChild), 0);
+    EXPECT_EQ(oReport.readAll(), "session / /dev/null /dev/null /dev/null");
+    EXPECT_EQ(oOutput.readAll(), "Dump path: /flash\n");
+}

@@ -1,0 +1,9 @@
+// Takes the place of the C library's syslog in this test program and keeps what was sent.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+/// Priority and text of each message since the last call.
+std::vector<std::pair<int, std::string>> takeSyslog();

@@ -1,0 +1,257 @@
+#include "zel/log.h"
+
+#include "fakesyslog.h"
+#include "zel/logline.h"
+#include "zel/uniquefd.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <fcntl.h>
+#include <regex>
+#include <sstream>
+#include <syslog.h>
+#include <thread>
+#include <unistd.h>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Pair;
+using zel::SourceTag;
+
+namespace {
+
+constexpr SourceTag c_oTag{"/src/storage/sqlitewrapper.cpp", 120};
+
+template<class Action>
+std::string logged(Action a_oAction)
+{
+    testing::internal::CaptureStderr();
+    a_oAction();
+    return testing::internal::GetCapturedStderr();
+}
+
+/// The text of the only line that an error with this text makes, without what stands in front.
+std::string shown(const std::string& a_sText)
+{
+    const int iModule = ZEL_Sysloglevel_registerModul("Shown");
+    const std::string sLine = logged([&] { ZEL_Sysloglevel_error(iModule, c_oTag, "%s", a_sText.c_str()); });
+    const std::size_t iStart = sLine.find("120: ") + 5;
+    EXPECT_EQ(std::count(sLine.begin(), sLine.end(), '\n'), 1);
+    return sLine.substr(iStart, sLine.size() - 1 - iStart);
+}
+
+using LogFunction = void (*)(int, SourceTag, const char*, ...);
+
+struct LevelCase
+{
+    LogFunction m_pLog;
+    int m_iBit;
+    std::string m_sName;
+    int m_iPriority;
+};
+
+const LevelCase c_aLevels[] = {
+    {ZEL_Sysloglevel_error, zel::c_iLogError, "error  ", LOG_ERR},
+    {ZEL_Sysloglevel_warning, zel::c_iLogWarning, "warning", LOG_WARNING},
+    {ZEL_Sysloglevel_info, zel::c_iLogInfo, "info   ", LOG_INFO},
+    {ZEL_Sysloglevel_status, zel::c_iLogStatus, "status ", LOG_NOTICE},
+    {ZEL_Sysloglevel_debug, zel::c_iLogDebug, "debug  ", LOG_DEBUG},
+    {ZEL_Sysloglevel_trace, zel::c_iLogTrace, "trace  ", LOG_DEBUG},
+};
+
+} // namespace
+
+TEST(Log, aLineShowsLocalTimeLevelModuleSourceAndText)
+{
+    ::setenv("TZ", "XST-05:30", 1);
+    ::tzset();
+    const int iModule = ZEL_Sysloglevel_registerModul("SQLiteWrap");
+    const std::time_t iBefore = std::time(nullptr);
+    const std::string sLine = logged([&] { ZEL_Sysloglevel_error(iModule, c_oTag, "%d rows", 7); });
+    const std::time_t iAfter = std::time(nullptr);
+
+    const std::regex oShape(
+        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} error   SQLiteWrap sqlitewrapper:120: 7 rows\n)");
+    EXPECT_TRUE(std::regex_match(sLine, oShape)) << sLine;
+    std::tm oShown{};
+    ::strptime(sLine.c_str(), "%Y-%m-%d %T", &oShown);
+    const std::time_t iShown = std::mktime(&oShown);
+    EXPECT_LE(iBefore, iShown);
+    EXPECT_LE(iShown, iAfter);
+    ::unsetenv("TZ");
+    ::tzset();
+}
+
+TEST(Log, eachLevelHasItsBitNameAndSyslogPriority)
+{
+    const int iModule = ZEL_Sysloglevel_registerModul("Levels");
+    for (const LevelCase& oCase : c_aLevels) {
+        SCOPED_TRACE(oCase.m_sName);
+        ZEL_Sysloglevel_changeTracelevel("Levels", oCase.m_iBit);
+        EXPECT_THAT(logged([&] { oCase.m_pLog(iModule, c_oTag, "x"); }),
+                    HasSubstr(" " + oCase.m_sName + " Levels sqlitewrapper:120: x\n"));
+        ZEL_Sysloglevel_set(true);
+        takeSyslog();
+        EXPECT_EQ(logged([&] { oCase.m_pLog(iModule, c_oTag, "100%% \n"); }), "");
+        EXPECT_THAT(takeSyslog(),
+                    ElementsAre(Pair(LOG_DAEMON | oCase.m_iPriority, "[Levels] sqlitewrapper:120: 100% ")));
+        ZEL_Sysloglevel_set(false);
+        ZEL_Sysloglevel_changeTracelevel("Levels", zel::c_iTraceLevelVerbose & ~oCase.m_iBit);
+        EXPECT_EQ(logged([&] { oCase.m_pLog(iModule, c_oTag, "x"); }), "");
+    }
+}
+
+TEST(Log, modulesKeepTheirOwnLevels)
+{
+    EXPECT_EQ(ZEL_Sysloglevel_getTracelevel("Unknown"), 113);
+    const int iFirst = ZEL_Sysloglevel_registerModul("First");
+    EXPECT_EQ(ZEL_Sysloglevel_getTracelevel("First"), 113);
+
+    ZEL_Sysloglevel_setDefaultTracelevel(1023);
+    EXPECT_EQ(ZEL_Sysloglevel_getTracelevel("Unknown"), 1023);
+    EXPECT_EQ(ZEL_Sysloglevel_registerModul("First"), iFirst);
+    EXPECT_EQ(ZEL_Sysloglevel_getTracelevel("First"), 113);
+    EXPECT_NE(ZEL_Sysloglevel_registerModul("Second"), iFirst);
+    EXPECT_EQ(ZEL_Sysloglevel_getTracelevel("Second"), 1023);
+    ZEL_Sysloglevel_setDefaultTracelevel(113);
+
+    ZEL_Sysloglevel_changeTracelevel("Later", 4);
+    const int iLater = ZEL_Sysloglevel_registerModul("Later");
+    EXPECT_EQ(ZEL_Sysloglevel_getTracelevel("Later"), 4);
+    EXPECT_EQ(logged([&] { ZEL_Sysloglevel_error(iLater, c_oTag, "x"); }), "");
+    EXPECT_NE(logged([&] { ZEL_Sysloglevel_debug(iLater, c_oTag, "x"); }), "");
+}
+
+TEST(Log, moreModulesThanThereIsRoomForShareTheLast)
+{
+    const auto logFromMany = [] {
+        int iHandle = 0;
+        for (int i = 0; i < 300; ++i) {
+            iHandle = ZEL_Sysloglevel_registerModul(("Module" + std::to_string(i)).c_str());
+        }
+        const bool bShared = ZEL_Sysloglevel_registerModul("One more") == iHandle;
+        ZEL_Sysloglevel_error(iHandle, c_oTag, "still here");
+        std::_Exit(bShared && iHandle == 255 ? 0 : 1);
+    };
+    EXPECT_EXIT(logFromMany(), testing::ExitedWithCode(0), "still here");
+}
+
+TEST(Log, unusableHandlesAndLongNamesAreHarmless)
+{
+    EXPECT_EQ(logged([] {
+                  ZEL_Sysloglevel_error(-1, c_oTag, "x");
+                  ZEL_Sysloglevel_error(100000, c_oTag, "x");
+              }),
+              "");
+    const int iLong = ZEL_Sysloglevel_registerModul(std::string(5000, 'M').c_str());
+    EXPECT_EQ(ZEL_Sysloglevel_registerModul(std::string(6000, 'M').c_str()), iLong);
+    EXPECT_THAT(logged([&] { ZEL_Sysloglevel_error(iLong, c_oTag, "x"); }),
+                HasSubstr("error   " + std::string(47, 'M') + " sqlitewrapper"));
+}
+
+TEST(Log, aTextIsOnePrintableLine)
+{
+    EXPECT_EQ(shown("exiting\n"), "exiting");
+    EXPECT_EQ(shown("a\n\n"), "a\\x0A");
+    EXPECT_EQ(shown("fake\n2026 error\r\x1b[31m\x7f\t"), "fake\\x0A2026 error\\x0D\\x1B[31m\\x7F\\x09");
+    EXPECT_EQ(shown("%s\\ Stra\u00dfe \u20ac \U0001f600 \u00a0\u0800\ud7ff\uffff\U0010ffff"),
+              "%s\\ Stra\u00dfe \u20ac \U0001f600 \u00a0\u0800\ud7ff\uffff\U0010ffff");
+    EXPECT_EQ(shown("\u0080\u009f"), "\\xC2\\x80\\xC2\\x9F");
+    // Stray continuation, overlong forms, a surrogate, past the last code point, cut short.
+    EXPECT_EQ(shown("\x80"
+                    "b"),
+              "\\x80b");
+    EXPECT_EQ(shown("\xc0\xaf"
+                    "\xc1\xbf"
+                    "\xe0\x80\xaf"
+                    "\xf0\x8f\xbf\xbf"),
+              "\\xC0\\xAF\\xC1\\xBF\\xE0\\x80\\xAF\\xF0\\x8F\\xBF\\xBF");
+    EXPECT_EQ(shown("\xed\xa0\x80"
+                    "\xf4\x90\x80\x80"
+                    "\xf8\x88\x80\x80\x80"
+                    "\xff"),
+              "\\xED\\xA0\\x80\\xF4\\x90\\x80\\x80\\xF8\\x88\\x80\\x80\\x80\\xFF");
+    EXPECT_EQ(shown("\xe2\x82"
+                    "c\xe2\x82"),
+              "\\xE2\\x82c\\xE2\\x82");
+}
+
+TEST(Log, anOverlongLineIsCutBetweenCharacters)
+{
+    const std::size_t iRoom = shown(std::string(5000, 'a')).size();
+    const int iModule = ZEL_Sysloglevel_registerModul("Shown");
+    EXPECT_EQ(
+        logged([&] { ZEL_Sysloglevel_error(iModule, c_oTag, "%s", std::string(5000, 'a').c_str()); }).size(),
+        zel::c_iLogLineLimit);
+
+    for (std::size_t iShift = 0; iShift < 4; ++iShift) {
+        std::string sText(iShift, 'a');
+        std::string sControls = sText;
+        for (int i = 0; i < 1000; ++i) {
+            sText += "\U0001f600";
+            sControls += '\x01';
+        }
+        const std::size_t iWhole = (iRoom - iShift) / 4 * 4 + iShift;
+        EXPECT_EQ(shown(sText), sText.substr(0, iWhole));
+        EXPECT_EQ(shown(sControls).size(), iWhole);
+    }
+}
+
+TEST(Log, linesOfManyThreadsStayWhole)
+{
+    constexpr int c_iThreads = 4;
+    constexpr int c_iLines = 200;
+    const std::string sOutput = logged([] {
+        std::vector<std::thread> lThreads;
+        for (int i = 0; i < c_iThreads; ++i) {
+            lThreads.emplace_back([i] {
+                const int iModule = ZEL_Sysloglevel_registerModul(("Thread" + std::to_string(i)).c_str());
+                for (int iLine = 0; iLine < c_iLines; ++iLine) {
+                    ZEL_Sysloglevel_error(iModule, c_oTag, "%s",
+                                          std::string(300, static_cast<char>('a' + i)).c_str());
+                    ZEL_Sysloglevel_changeTracelevel("Elsewhere", iLine);
+                }
+            });
+        }
+        for (std::thread& oThread : lThreads) {
+            oThread.join();
+        }
+    });
+    std::istringstream oLines(sOutput);
+    int iLines = 0;
+    for (std::string sLine; std::getline(oLines, sLine); ++iLines) {
+        const std::size_t iThread = sLine.find("Thread") + 6;
+        ASSERT_LT(iThread, sLine.size());
+        ASSERT_TRUE(sLine.ends_with(": " + std::string(300, static_cast<char>('a' + sLine[iThread] - '0'))))
+            << sLine;
+    }
+    EXPECT_EQ(iLines, c_iThreads * c_iLines);
+}
+
+// The SIGPIPE handler logs; without care each of its lines raises the next SIGPIPE for ever.
+TEST(Log, brokenStandardErrorIsNoLoopAndNoError)
+{
+    static int s_iModule = ZEL_Sysloglevel_registerModul("Pipe");
+    const auto pHandler = [](int) { ZEL_Sysloglevel_error(s_iModule, c_oTag, "Unexpected signal caught"); };
+    int aPipe[2];
+    ASSERT_EQ(::pipe2(aPipe, O_CLOEXEC), 0);
+    ::close(aPipe[0]);
+    const zel::UniqueFd oSaved(::dup(STDERR_FILENO));
+    ::dup2(aPipe[1], STDERR_FILENO);
+    ::close(aPipe[1]);
+    const auto pPrevious = std::signal(SIGPIPE, pHandler);
+
+    errno = EACCES;
+    ZEL_Sysloglevel_error(s_iModule, c_oTag, "nobody reads this");
+    const int iErrno = errno;
+
+    std::signal(SIGPIPE, pPrevious);
+    ::dup2(oSaved.get(), STDERR_FILENO);
+    EXPECT_EQ(iErrno, EACCES);
+    EXPECT_THAT(logged([] { ZEL_Sysloglevel_error(s_iModule, c_oTag, "read again"); }),
+                HasSubstr("read again"));
+}

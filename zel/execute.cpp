@@ -1,0 +1,188 @@
+#include "zel/execute.h"
+
+#include "zel/uniquefd.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
+#include <span>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int c_iExecuteFailed = 127;
+
+/// How a command starts: in a group of its own, reading nothing, writing into the pipe.
+class SpawnPlan
+{
+public:
+    explicit SpawnPlan(int a_iOutput)
+    {
+        // The output first: the pipe may have got one of the standard descriptors when they were closed.
+        posix_spawn_file_actions_init(&m_oActions);
+        posix_spawn_file_actions_adddup2(&m_oActions, a_iOutput, STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&m_oActions, a_iOutput, STDERR_FILENO);
+        posix_spawn_file_actions_addopen(&m_oActions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_addclosefrom_np(&m_oActions, STDERR_FILENO + 1);
+
+        sigset_t oNone;
+        sigset_t oAll;
+        sigemptyset(&oNone);
+        sigfillset(&oAll);
+        posix_spawnattr_init(&m_oAttributes);
+        posix_spawnattr_setsigmask(&m_oAttributes, &oNone);
+        posix_spawnattr_setsigdefault(&m_oAttributes, &oAll);
+        posix_spawnattr_setpgroup(&m_oAttributes, 0);
+        posix_spawnattr_setflags(&m_oAttributes,
+                                 POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    }
+    ~SpawnPlan()
+    {
+        posix_spawnattr_destroy(&m_oAttributes);
+        posix_spawn_file_actions_destroy(&m_oActions);
+    }
+    SpawnPlan(const SpawnPlan&) = delete;
+    SpawnPlan& operator=(const SpawnPlan&) = delete;
+
+    /// The process id of the shell that runs the command, 0 when it could not be started.
+    pid_t start(const char* a_pCommand) const
+    {
+        std::array<const char*, 5> aArguments = {"sh", "-c", "--", a_pCommand, nullptr};
+        pid_t iPid = 0;
+        const int iError = posix_spawn(&iPid, "/bin/sh", &m_oActions, &m_oAttributes,
+                                       const_cast<char* const*>(aArguments.data()), environ);
+        return iError == 0 ? iPid : 0;
+    }
+
+private:
+    posix_spawn_file_actions_t m_oActions;
+    posix_spawnattr_t m_oAttributes;
+};
+
+/// What a command writes, kept as far as there is room.
+class Output
+{
+public:
+    Output(zel::UniqueFd a_oPipe, std::span<char> a_aRoom) : m_oPipe(std::move(a_oPipe)), m_aRoom(a_aRoom) {}
+
+    /// The pipe's end, -1 once everything has been read.
+    int fd() const { return m_oPipe.get(); }
+
+    /// What is left of the room.
+    std::span<char> room() const { return m_aRoom; }
+
+    /// Reads once. False when there is nothing to read now, or never again.
+    bool read()
+    {
+        std::array<char, 2048> aDropped;
+        const bool bKeep = !m_aRoom.empty();
+        const ssize_t iSize = bKeep ? ::read(fd(), m_aRoom.data(), m_aRoom.size())
+                                    : ::read(fd(), aDropped.data(), aDropped.size());
+        if (iSize < 0) {
+            return errno == EINTR;
+        }
+        if (iSize == 0) {
+            m_oPipe.reset();
+        } else if (bKeep) {
+            m_aRoom = m_aRoom.subspan(static_cast<std::size_t>(iSize));
+        }
+        return iSize > 0;
+    }
+
+private:
+    zel::UniqueFd m_oPipe;
+    std::span<char> m_aRoom;
+};
+
+int exitCode(int a_iStatus)
+{
+    return WIFSIGNALED(a_iStatus) ? 128 + WTERMSIG(a_iStatus) : WEXITSTATUS(a_iStatus);
+}
+
+void killGroup(pid_t a_iPid)
+{
+    ::kill(-a_iPid, SIGKILL);
+    while (::waitpid(a_iPid, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+/// Milliseconds to wait for the next event, rounded up.
+int pollTimeout(Clock::time_point a_oDeadline, bool a_bEndIsAnEvent)
+{
+    using std::chrono::milliseconds;
+    const auto oLeft = std::chrono::ceil<milliseconds>(a_oDeadline - Clock::now());
+    const milliseconds oMost = a_bEndIsAnEvent ? std::chrono::hours(1) : milliseconds(10);
+    return static_cast<int>(std::clamp(oLeft, milliseconds(0), oMost).count());
+}
+
+/// Reads the output until the shell ends or the deadline passes; the result of the whole call.
+int finish(pid_t a_iPid, Output& a_oOutput, Clock::time_point a_oDeadline)
+{
+    // The end of the output is not the end of the command, nor the other way round. Without a descriptor
+    // for the shell's end (none left, or an old kernel) it is looked for every 10 ms.
+    const zel::UniqueFd oEnd(static_cast<int>(::syscall(SYS_pidfd_open, a_iPid, 0)));
+    for (;;) {
+        int iStatus = 0;
+        const pid_t iEnded = ::waitpid(a_iPid, &iStatus, WNOHANG);
+        if (iEnded != 0) {
+            // No more than fits: a background process may go on writing for ever.
+            while (!a_oOutput.room().empty() && a_oOutput.read()) {
+            }
+            return iEnded == a_iPid ? exitCode(iStatus) : c_iExecuteFailed;
+        }
+        if (Clock::now() >= a_oDeadline) {
+            killGroup(a_iPid);
+            return c_iExecuteTimedOut;
+        }
+        std::array<pollfd, 2> aEvents = {pollfd{a_oOutput.fd(), POLLIN, 0}, pollfd{oEnd.get(), POLLIN, 0}};
+        const int iReady = ::poll(aEvents.data(), aEvents.size(), pollTimeout(a_oDeadline, bool(oEnd)));
+        if (iReady > 0 && aEvents[0].revents != 0) {
+            a_oOutput.read();
+        }
+    }
+}
+
+int run(const char* a_pCommand, Output& a_oOutput, zel::UniqueFd a_oInto, int a_iCeilingSeconds)
+{
+    const pid_t iPid = SpawnPlan(a_oInto.get()).start(a_pCommand);
+    a_oInto.reset();
+    const bool bCeiling = a_iCeilingSeconds > 0;
+    const auto oDeadline =
+        bCeiling ? Clock::now() + std::chrono::seconds(a_iCeilingSeconds) : Clock::time_point::max();
+    return iPid > 0 ? finish(iPid, a_oOutput, oDeadline) : c_iExecuteFailed;
+}
+
+} // namespace
+
+int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_iSize, int a_iCeilingSeconds)
+{
+    const bool bBuffer = a_pOutput && a_iSize > 0;
+    if (bBuffer) {
+        *a_pOutput = '\0';
+    }
+    std::array<int, 2> aPipe;
+    if (::pipe2(aPipe.data(), O_CLOEXEC) != 0) {
+        return c_iExecuteFailed;
+    }
+    zel::UniqueFd oFrom(aPipe[0]);
+    zel::UniqueFd oInto(aPipe[1]);
+    // Only this end: the command's own end blocks as it is used to.
+    ::fcntl(oFrom.get(), F_SETFL, O_NONBLOCK);
+    Output oOutput(std::move(oFrom), bBuffer ? std::span(a_pOutput, a_iSize - 1) : std::span<char>());
+    const int iResult = run(a_pCommand, oOutput, std::move(oInto), a_iCeilingSeconds);
+    if (bBuffer) {
+        *oOutput.room().data() = '\0';
+    }
+    return iResult;
+}
