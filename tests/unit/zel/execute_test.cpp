@@ -82,9 +82,7 @@ TEST(Execute, outputIsCutAtTheBuffersSize)
     EXPECT_EQ(ZEL_Execute_Command("printf 123456", sBuffer.data(), 4), 0);
     EXPECT_EQ(sBuffer, std::string("123\0####", 8));
     EXPECT_EQ(ZEL_Execute_Command("printf 123456", sBuffer.data(), 1), 0);
-    EXPECT_EQ(sBuffer, std::string("\0"
-                                   "23\0####",
-                                   8));
+    EXPECT_EQ(sBuffer, std::string("\00023\0####", 8));
     EXPECT_EQ(ZEL_Execute_Command("printf 123", sBuffer.data(), 4), 0);
     EXPECT_EQ(sBuffer, std::string("123\0####", 8));
 

@@ -7,6 +7,7 @@
 namespace {
 
 std::vector<std::pair<int, std::string>> s_lMessages;
+OpenedSyslog s_oOpened;
 
 void keep(int a_iPriority, const char* a_pFormat, va_list a_lArguments) __attribute__((format(printf, 2, 0)));
 
@@ -24,7 +25,17 @@ std::vector<std::pair<int, std::string>> takeSyslog()
     return std::exchange(s_lMessages, {});
 }
 
+OpenedSyslog openedSyslog()
+{
+    return s_oOpened;
+}
+
 extern "C" {
+
+void openlog(const char* a_pName, int a_iOptions, int a_iFacility)
+{
+    s_oOpened = {a_pName, a_iOptions, a_iFacility};
+}
 
 __attribute__((format(printf, 2, 3))) void syslog(int a_iPriority, const char* a_pFormat, ...)
 {

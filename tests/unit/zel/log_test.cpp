@@ -11,7 +11,6 @@
 #include <csignal>
 #include <ctime>
 #include <fcntl.h>
-#include <regex>
 #include <sstream>
 #include <syslog.h>
 #include <thread>
@@ -19,6 +18,7 @@
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Pair;
 using zel::SourceTag;
 
@@ -74,9 +74,8 @@ TEST(Log, aLineShowsLocalTimeLevelModuleSourceAndText)
     const std::string sLine = logged([&] { ZEL_Sysloglevel_error(iModule, c_oTag, "%d rows", 7); });
     const std::time_t iAfter = std::time(nullptr);
 
-    const std::regex oShape(
-        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} error   SQLiteWrap sqlitewrapper:120: 7 rows\n)");
-    EXPECT_TRUE(std::regex_match(sLine, oShape)) << sLine;
+    EXPECT_THAT(sLine, MatchesRegex("[0-9]{4}(-[0-9]{2}){2} [0-9]{2}(:[0-9]{2}){2}[.][0-9]{3} "
+                                    "error   SQLiteWrap sqlitewrapper:120: 7 rows\n"));
     std::tm oShown{};
     ::strptime(sLine.c_str(), "%Y-%m-%d %T", &oShown);
     const std::time_t iShown = std::mktime(&oShown);
@@ -103,6 +102,16 @@ TEST(Log, eachLevelHasItsBitNameAndSyslogPriority)
         ZEL_Sysloglevel_changeTracelevel("Levels", zel::c_iTraceLevelVerbose & ~oCase.m_iBit);
         EXPECT_EQ(logged([&] { oCase.m_pLog(iModule, c_oTag, "x"); }), "");
     }
+}
+
+TEST(Log, opensSyslogUnderTheProgramsNameAndStartsInTheForeground)
+{
+    ZEL_Sysloglevel_set(true);
+    ZEL_Sysloglevel_construct2(std::string("ledgerd").c_str());
+    EXPECT_STREQ(openedSyslog().m_pName, "ledgerd");
+    EXPECT_EQ(openedSyslog().m_iOptions, LOG_PID);
+    EXPECT_EQ(openedSyslog().m_iFacility, LOG_DAEMON);
+    EXPECT_NE(shown("x"), "");
 }
 
 TEST(Log, modulesKeepTheirOwnLevels)
@@ -162,22 +171,12 @@ TEST(Log, aTextIsOnePrintableLine)
               "%s\\ Stra\u00dfe \u20ac \U0001f600 \u00a0\u0800\ud7ff\uffff\U0010ffff");
     EXPECT_EQ(shown("\u0080\u009f"), "\\xC2\\x80\\xC2\\x9F");
     // Stray continuation, overlong forms, a surrogate, past the last code point, cut short.
-    EXPECT_EQ(shown("\x80"
-                    "b"),
-              "\\x80b");
-    EXPECT_EQ(shown("\xc0\xaf"
-                    "\xc1\xbf"
-                    "\xe0\x80\xaf"
-                    "\xf0\x8f\xbf\xbf"),
+    EXPECT_EQ(shown("\x80z"), "\\x80z");
+    EXPECT_EQ(shown("\xc0\xaf\xc1\xbf\xe0\x80\xaf\xf0\x8f\xbf\xbf"),
               "\\xC0\\xAF\\xC1\\xBF\\xE0\\x80\\xAF\\xF0\\x8F\\xBF\\xBF");
-    EXPECT_EQ(shown("\xed\xa0\x80"
-                    "\xf4\x90\x80\x80"
-                    "\xf8\x88\x80\x80\x80"
-                    "\xff"),
+    EXPECT_EQ(shown("\xed\xa0\x80\xf4\x90\x80\x80\xf8\x88\x80\x80\x80\xff"),
               "\\xED\\xA0\\x80\\xF4\\x90\\x80\\x80\\xF8\\x88\\x80\\x80\\x80\\xFF");
-    EXPECT_EQ(shown("\xe2\x82"
-                    "c\xe2\x82"),
-              "\\xE2\\x82c\\xE2\\x82");
+    EXPECT_EQ(shown("\xe2\x82z\xe2\x82"), "\\xE2\\x82z\\xE2\\x82");
 }
 
 TEST(Log, anOverlongLineIsCutBetweenCharacters)
