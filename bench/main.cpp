@@ -1,0 +1,100 @@
+// ledger_bench: speed and size of ledgerd, beside what an echo server and SQLite alone would need.
+//
+// Exits with 0 whatever the figures are, 64 for wrong usage and 1 when a figure could not be had.
+
+#include "bench/cpu.h"
+#include "bench/measurement.h"
+#include "bench/report.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <string>
+
+namespace {
+
+using bench::EGoal;
+
+constexpr bench::Effort c_oFullEffort{7, 1};
+constexpr bench::Effort c_oQuickEffort{1, 20};
+constexpr int c_iUsageError = 64;
+
+constexpr bench::Measurement c_aMeasurements[] = {
+    {"get-100", "get by key, 100 rows", "us", "echo", EGoal::Ratio, 1.6, bench::getSmall},
+    {"get-10000", "get by key, 10,000 rows", "us", "echo", EGoal::Ratio, 1.6, bench::getLarge},
+    {"get-clients", "get by key, 8 clients", "us", "echo", EGoal::Ratio, 1.6, bench::getByClients},
+    {"get-in-flight", "get by key, 16 in flight", "us", "echo", EGoal::Ratio, 1.5, bench::getInFlight},
+    {"update", "update by key, own commit", "us", "echo", EGoal::Ratio, 2.0, bench::update},
+    {"transaction", "transaction of 100 updates", "us", "SQLite", EGoal::Ratio, 1.3, bench::transaction},
+    {"bulk-read", "bulk read of 10,000 rows", "us", "SQLite", EGoal::Ratio, 1.0, bench::bulkRead},
+    {"bulk-read-apart", "the same, server on another CPU", "us", "SQLite", EGoal::None, 0,
+     bench::bulkReadApart},
+    {"notify-1", "change to notification, 1 subscriber", "ms", "window", EGoal::Value, 11, bench::notifyOne},
+    {"notify-100", "the same, 100 subscribers", "ms", "window", EGoal::Value, 12, bench::notifyHundred},
+    {"memory-factory", "resident memory, factory data", "KiB", "", EGoal::Value, 8 * 1024,
+     bench::factoryMemory},
+    {"memory-rows", "the same, 10,000 rows read", "KiB", "", EGoal::Value, 10 * 1024, bench::tableMemory},
+    {"memory-connection", "the same, an idle connection", "KiB", "", EGoal::Value, 2,
+     bench::connectionMemory},
+    {"start", "start to first answer, 10,000 rows", "ms", "", EGoal::Value, 15, bench::start},
+};
+
+constexpr const char* c_pNotes = R"(
+Medians of the rounds' medians; limit and ours take turns. Client, server and limits share one CPU unless said.
+The key is a unique text. With 8 clients (processes) and 16 requests in flight: time of one request.
+echo: 64 bytes to a single-threaded epoll server on a Unix socket and 128 back, a send for each.
+SQLite: in this process, the daemon's pragmas, prepared statements. Both sides of a bulk read put every row into
+the same struct of ints and std::strings. window: the 10 ms for which the daemon gathers changes.
+)";
+
+bool isWanted(const std::string& a_sName, const std::vector<std::string>& a_lOnly)
+{
+    return a_lOnly.empty() ||
+           std::ranges::any_of(a_lOnly, [&](const auto& a_sStart) { return a_sName.starts_with(a_sStart); });
+}
+
+std::vector<bench::Result> measure(const std::vector<std::string>& a_lOnly, const bench::Effort& a_oEffort)
+{
+    std::vector<bench::Result> lResults;
+    for (const auto& oMeasurement : c_aMeasurements) {
+        if (isWanted(oMeasurement.m_pName, a_lOnly)) {
+            std::cerr << oMeasurement.m_pName << std::endl;
+            lResults.push_back({&oMeasurement, oMeasurement.m_pMeasure(a_oEffort)});
+        }
+    }
+    return lResults;
+}
+
+} // namespace
+
+int main(int a_iArgc, char* a_pArgv[])
+{
+    CLI::App oApp("Measures speed and size of ledgerd.");
+    bool bQuick = false;
+    bool bJson = false;
+    bool bMarkdown = false;
+    std::vector<std::string> lOnly;
+    oApp.add_flag("--quick", bQuick, "measure little, to see whether it works");
+    oApp.add_flag("--markdown", bMarkdown, "print the table as Markdown");
+    oApp.add_flag("--json", bJson, "print the results as JSON")->excludes("--markdown");
+    oApp.add_option("--only", lOnly, "measure only what has a name that starts so; may be given again");
+    try {
+        oApp.parse(a_iArgc, a_pArgv);
+    } catch (const CLI::ParseError& oError) {
+        return oApp.exit(oError) == EXIT_SUCCESS ? EXIT_SUCCESS : c_iUsageError;
+    }
+    try {
+        bench::pin(0, bench::allowedCpus().back());
+        const auto lResults = measure(lOnly, bQuick ? c_oQuickEffort : c_oFullEffort);
+        using bench::EFormat;
+        const auto eFormat = bJson ? EFormat::Json : bMarkdown ? EFormat::Markdown : EFormat::Table;
+        bench::print(std::cout, lResults, eFormat);
+        std::cout << (bJson ? "" : c_pNotes) << std::flush;
+    } catch (const std::exception& oException) {
+        std::cerr << "ledger_bench: " << oException.what() << std::endl;
+        return EXIT_FAILURE;
+    }
+    return EXIT_SUCCESS;
+}

@@ -1,0 +1,98 @@
+// What is measured, how much of it, and what came out.
+#pragma once
+
+#include "bench/stopwatch.h"
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace bench {
+
+/// How much is measured.
+struct Effort
+{
+    int m_iRounds;  // of limit and measured thing in turn
+    int m_iDivisor; // of the work in a round
+
+    int times(int a_iFull) const { return std::max(1, a_iFull / m_iDivisor); }
+};
+
+struct Outcome
+{
+    std::optional<double> m_oLimit;
+    double m_fOurs;
+};
+
+/// What a goal bounds.
+enum class EGoal
+{
+    None,
+    Ratio, // to the limit
+    Value
+};
+
+struct Measurement
+{
+    const char* m_pName;
+    const char* m_pWhat;
+    const char* m_pUnit;
+    const char* m_pLimit; // what the limit is, empty when there is none
+    EGoal m_eGoal;
+    double m_fGoal; // at most
+    Outcome (*m_pMeasure)(const Effort&);
+};
+
+/// Measures one thing and its limit in turn, so that whatever else the machine does hits both alike, and
+/// gives the medians of the rounds.
+template<typename Limit, typename Ours>
+Outcome compare(const Effort& a_oEffort, Limit a_limit, Ours a_ours)
+{
+    std::vector<double> lLimits;
+    std::vector<double> lOurs;
+    for (int i = 0; i < a_oEffort.m_iRounds; ++i) {
+        lLimits.push_back(a_limit());
+        lOurs.push_back(a_ours());
+    }
+    return {median(std::move(lLimits)), median(std::move(lOurs))};
+}
+
+/// The same without a limit.
+template<typename Ours>
+Outcome repeat(const Effort& a_oEffort, Ours a_ours)
+{
+    std::vector<double> lOurs;
+    for (int i = 0; i < a_oEffort.m_iRounds; ++i) {
+        lOurs.push_back(a_ours());
+    }
+    return {{}, median(std::move(lOurs))};
+}
+
+// Times are in microseconds unless said.
+
+/// One row, all columns, by its key; one request after the other.
+Outcome getSmall(const Effort& a_oEffort);
+Outcome getLarge(const Effort& a_oEffort);
+/// The same with eight clients at once, and with sixteen requests of one client at once: time of one request.
+Outcome getByClients(const Effort& a_oEffort);
+Outcome getInFlight(const Effort& a_oEffort);
+/// One column by key, each update with its own commit.
+Outcome update(const Effort& a_oEffort);
+/// A hundred of these in one batch and one transaction.
+Outcome transaction(const Effort& a_oEffort);
+/// All rows of the large table; client and daemon on one processor, and on one each.
+Outcome bulkRead(const Effort& a_oEffort);
+Outcome bulkReadApart(const Effort& a_oEffort);
+
+/// From the reply to an update to the last subscriber's event, in milliseconds.
+Outcome notifyOne(const Effort& a_oEffort);
+Outcome notifyHundred(const Effort& a_oEffort);
+/// From the start of the process to the first answer, in milliseconds.
+Outcome start(const Effort& a_oEffort);
+
+/// Resident memory with the factory's data; with a table read as a whole; of one idle connection, in KiB.
+Outcome factoryMemory(const Effort& a_oEffort);
+Outcome tableMemory(const Effort& a_oEffort);
+Outcome connectionMemory(const Effort& a_oEffort);
+
+} // namespace bench

@@ -1,0 +1,23 @@
+// A private directory for the files of one measurement, removed with its object.
+#pragma once
+
+#include <filesystem>
+
+namespace bench {
+
+class Workspace
+{
+public:
+    /// Makes a directory below that of temporary files.
+    Workspace();
+    ~Workspace();
+    Workspace(const Workspace&) = delete;
+    Workspace& operator=(const Workspace&) = delete;
+
+    const std::filesystem::path& path() const { return m_oPath; }
+
+private:
+    std::filesystem::path m_oPath;
+};
+
+} // namespace bench
