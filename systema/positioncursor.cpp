@@ -1,5 +1,7 @@
 #include "systema/positioncursor.h"
 
+#include <algorithm>
+
 namespace systema {
 
 PositionCursor::PositionCursor(ConfigPluginBase& a_oPlugin, const void* a_handle, const std::string& a_sTable,
@@ -21,8 +23,15 @@ EResultCode PositionCursor::open(std::unique_ptr<IRowCursor>& a_cursor, ConfigPl
                                  unsigned int a_iCount, const NameList& a_lColumns,
                                  const unsigned long& a_iVersion)
 {
+    // The size bounds the read: some tables of one row do not look at the position.
+    unsigned int iSize = 0;
+    if (const EResultCode eResult = a_oPlugin.getSize(iSize, a_handle, a_sTable);
+        eResult != EResultCode::Success) {
+        return eResult;
+    }
+    const unsigned int iCount = std::min(a_iCount, iSize - std::min(a_iFirst, iSize));
     std::unique_ptr<PositionCursor> pCursor(
-        new PositionCursor(a_oPlugin, a_handle, a_sTable, a_iFirst, a_iCount, a_lColumns, a_iVersion));
+        new PositionCursor(a_oPlugin, a_handle, a_sTable, a_iFirst, iCount, a_lColumns, a_iVersion));
     const EResultCode eResult = pCursor->readRow();
     if (eResult == EResultCode::Success) {
         // The names come from a row, not from the schema: a table may serve columns it does not announce.
