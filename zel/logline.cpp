@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <poll.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -68,6 +69,12 @@ public:
 
     void writeToStandardError()
     {
+        // A reader that has stopped reading must not stop the daemon, and one that has gone must not raise
+        // SIGPIPE, whose handler would log it here again: such a line is dropped.
+        pollfd oOutput{STDERR_FILENO, POLLOUT, 0};
+        if (::poll(&oOutput, 1, 0) != 1 || oOutput.revents != POLLOUT) {
+            return;
+        }
         m_aText[m_iSize] = '\n';
         while (::write(STDERR_FILENO, m_aText.data(), m_iSize + 1) < 0 && errno == EINTR) {
         }
