@@ -357,7 +357,7 @@ EResultCode ConfigDispatcher::startTransaction(const void* a_handle)
                 guarded("rollbackTransaction",
                         [&] { return m_lPlugins[i].m_pPlugin->rollbackTransaction(a_handle); });
             }
-            endTransaction();
+            releaseOwner();
             return eResult;
         }
     }
@@ -426,12 +426,17 @@ EResultCode ConfigDispatcher::rollback()
     return eFirst;
 }
 
-void ConfigDispatcher::endTransaction()
+void ConfigDispatcher::releaseOwner()
 {
     for (const auto& oPlugin : m_lPlugins) {
         oPlugin.m_pPlugin->setWriteOwner(nullptr);
     }
     m_pTransactionOwner = nullptr;
+}
+
+void ConfigDispatcher::endTransaction()
+{
+    releaseOwner();
     m_lWritten.clear();
     m_oTimeout.reset();
     if (m_pObserver != nullptr) {
@@ -510,7 +515,7 @@ bool ConfigDispatcher::subscribe(IConfigSubscriber& a_oSubscriber, const NameLis
     for (const auto& sName : a_tables) {
         Table& oTable = m_mTables[sName];
         bAllKnown = bAllKnown && oTable.m_bAttached;
-        if (std::ranges::find(oTable.m_lSubscribers, &a_oSubscriber) == oTable.m_lSubscribers.end()) {
+        if (!oTable.hasSubscriber(&a_oSubscriber)) {
             oTable.m_lSubscribers.push_back(&a_oSubscriber);
         }
     }
@@ -531,11 +536,6 @@ void ConfigDispatcher::unsubscribeAll(IConfigSubscriber& a_oSubscriber)
     for (auto& [sName, oTable] : m_mTables) {
         std::erase(oTable.m_lSubscribers, &a_oSubscriber);
     }
-    for (auto& oDelivery : m_lDeliveries) {
-        if (oDelivery.m_pSubscriber == &a_oSubscriber) {
-            oDelivery.m_pSubscriber = nullptr;
-        }
-    }
 }
 
 bool ConfigDispatcher::hasSubscriber(const std::string& a_sTable) const
@@ -546,28 +546,38 @@ bool ConfigDispatcher::hasSubscriber(const std::string& a_sTable) const
 
 void ConfigDispatcher::sendNotifications()
 {
-    m_lDeliveries.clear();
+    struct Delivery
+    {
+        IConfigSubscriber* m_pSubscriber;
+        std::vector<const Table*> m_lTables;
+    };
+    std::vector<Delivery> lDeliveries;
     std::unordered_map<IConfigSubscriber*, std::size_t> mIndex;
     for (Table* pTable : std::exchange(m_lChanged, {})) {
         pTable->m_bChanged = false;
         for (IConfigSubscriber* pSubscriber : pTable->m_lSubscribers) {
-            const auto [it, bNew] = mIndex.try_emplace(pSubscriber, m_lDeliveries.size());
+            const auto [it, bNew] = mIndex.try_emplace(pSubscriber, lDeliveries.size());
             if (bNew) {
-                m_lDeliveries.push_back({pSubscriber, {}});
+                lDeliveries.push_back({pSubscriber, {}});
             }
-            m_lDeliveries[it->second].m_lTables.add(pTable->m_sName);
+            lDeliveries[it->second].m_lTables.push_back(pTable);
         }
     }
-    for (std::size_t i = 0; i < m_lDeliveries.size(); ++i) {
-        if (IConfigSubscriber* pSubscriber = m_lDeliveries[i].m_pSubscriber) {
-            m_oStatistics.m_iNotifications += static_cast<unsigned>(m_lDeliveries[i].m_lTables.size());
-            guarded("notify", [&] {
-                pSubscriber->notify(m_lDeliveries[i].m_lTables);
+    for (const auto& [pSubscriber, lTables] : lDeliveries) {
+        NameList lNames;
+        for (const Table* pTable : lTables) {
+            if (pTable->hasSubscriber(pSubscriber)) { // it may have left, and be gone, since
+                lNames.add(pTable->m_sName);
+            }
+        }
+        if (!lNames.empty()) {
+            m_oStatistics.m_iNotifications += static_cast<unsigned>(lNames.size());
+            guarded("notify", [&, pTold = pSubscriber] {
+                pTold->notify(lNames);
                 return EResultCode();
             });
         }
     }
-    m_lDeliveries.clear();
 }
 
 } // namespace systema

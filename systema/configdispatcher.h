@@ -14,6 +14,7 @@
 #include "systema/configpublisher.h"
 #include "systema/rowsource.h"
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -185,6 +186,11 @@ private:
         bool m_bChanged = false;      // stands in m_lChanged
         unsigned long m_iVersion = 0; // moves with every change
         std::vector<IConfigSubscriber*> m_lSubscribers;
+
+        bool hasSubscriber(const IConfigSubscriber* a_pSubscriber) const
+        {
+            return std::ranges::find(m_lSubscribers, a_pSubscriber) != m_lSubscribers.end();
+        }
     };
 
     Table* find(const std::string& a_sTable);
@@ -206,6 +212,7 @@ private:
     EResultCode rollback();
     void loseTransaction(const char* a_pReason);
     void endTransaction();
+    void releaseOwner();
 
     const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;
@@ -226,12 +233,6 @@ private:
     bool m_bLocked = false;
 
     std::vector<Table*> m_lChanged;
-    struct Delivery
-    {
-        IConfigSubscriber* m_pSubscriber; // null when it unsubscribed from everything meanwhile
-        NameList m_lTables;
-    };
-    std::vector<Delivery> m_lDeliveries; // those of the sendNotifications that is running
 
     zel::cfg::PersistScript* m_pPersistScript = nullptr;
     Statistics m_oStatistics;

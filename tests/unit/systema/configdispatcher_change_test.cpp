@@ -1,0 +1,242 @@
+// Changes: who is told of which tables, and when. What marks the persistence trigger.
+#include "systema/persistscript.h"
+#include "tests/unit/systema/dispatcherfixture.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <memory>
+
+using systema::EResultCode;
+using systema::NameList;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using zel::cfg::PersistScript;
+
+namespace {
+
+class Subscriber : public systema::IConfigSubscriber
+{
+public:
+    void notify(const NameList& a_changedTables) override
+    {
+        m_lTold.push_back(a_changedTables);
+        if (m_oWhenTold) {
+            m_oWhenTold();
+        }
+    }
+    std::vector<NameList> take() { return std::exchange(m_lTold, {}); }
+
+    std::function<void()> m_oWhenTold;
+
+private:
+    std::vector<NameList> m_lTold;
+};
+
+class ChangeTest : public DispatcherTest
+{
+protected:
+    /// What the subscriber is told by one sending.
+    std::vector<NameList> told(Subscriber& a_oSubscriber)
+    {
+        m_oDispatcher.sendNotifications();
+        return a_oSubscriber.take();
+    }
+
+    Subscriber m_oFirst;
+    Subscriber m_oSecond;
+};
+
+} // namespace
+
+TEST_F(ChangeTest, EachSubscriberIsToldOnceOfItsChangedTables)
+{
+    EXPECT_TRUE(m_oDispatcher.subscribe(m_oFirst, {"Stored", "Virtual"}));
+    EXPECT_TRUE(m_oDispatcher.subscribe(m_oFirst, {"Stored"})); // again: still one word of it
+    m_oDispatcher.subscribe(m_oSecond, {"Virtual"});
+    EXPECT_FALSE(m_oDispatcher.hasNotifications());
+    for (const auto& oWrite : c_aWrites) {
+        oWrite.m_pRun(m_oDispatcher, m_pMe, "Stored");
+        oWrite.m_pRun(m_oDispatcher, m_pMe, "Virtual");
+    }
+    EXPECT_TRUE(m_oDispatcher.hasNotifications());
+    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored", "Virtual"})));
+    EXPECT_THAT(m_oSecond.take(), ElementsAre(NameList({"Virtual"})));
+    EXPECT_FALSE(m_oDispatcher.hasNotifications());
+    EXPECT_THAT(told(m_oFirst), IsEmpty());
+    EXPECT_EQ(m_oDispatcher.getStatistics().m_iNotifications, 3U);
+}
+
+TEST_F(ChangeTest, EachKindOfWriteIsAChangeOnlyWhenItSucceeds)
+{
+    m_oDispatcher.subscribe(m_oFirst, {"Stored"});
+    for (const auto& oWrite : c_aWrites) {
+        oWrite.m_pRun(m_oDispatcher, m_pMe, "Stored");
+        EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored"}))) << oWrite.m_pCall;
+        m_oStored.m_mResults[oWrite.name()] = EResultCode::Constraint;
+        oWrite.m_pRun(m_oDispatcher, m_pMe, "Stored");
+        EXPECT_FALSE(m_oDispatcher.hasNotifications()) << oWrite.m_pCall;
+    }
+    for (const auto& oRead : c_aReads) {
+        oRead.m_pRun(m_oDispatcher, m_pMe, "Stored");
+        EXPECT_FALSE(m_oDispatcher.hasNotifications()) << oRead.m_pCall;
+    }
+}
+
+TEST_F(ChangeTest, ATransactionIsToldWhenItCommitsAndNotWhenItIsRolledBack)
+{
+    m_oDispatcher.subscribe(m_oFirst, {"Stored"});
+    begin(m_pMe);
+    write(m_pMe, "Stored");
+    write(m_pMe, "Stored");
+    EXPECT_THAT(told(m_oFirst), IsEmpty());
+    commit(m_pMe);
+    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored"})));
+
+    begin(m_pMe);
+    write(m_pMe, "Stored");
+    rollback(m_pMe);
+    EXPECT_THAT(told(m_oFirst), IsEmpty());
+    begin(m_pMe);
+    commit(m_pMe); // without a write
+    EXPECT_THAT(told(m_oFirst), IsEmpty());
+}
+
+TEST_F(ChangeTest, WhatARollbackCannotUndoIsToldAllTheSame)
+{
+    m_oStored.m_bUsesTransactions = false;
+    m_oDispatcher.subscribe(m_oFirst, {"Stored", "Virtual"});
+    begin(m_pMe);
+    write(m_pMe, "Stored");
+    write(m_pMe, "Virtual");
+    rollback(m_pMe);
+    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored", "Virtual"})));
+}
+
+TEST_F(ChangeTest, WhatIsWrittenWhileBeingToldIsToldNextTime)
+{
+    m_oDispatcher.subscribe(m_oFirst, {"Stored"});
+    m_oDispatcher.subscribe(m_oSecond, {"Stored"});
+    m_oFirst.m_oWhenTold = [this] { write(&m_oFirst, "Stored"); };
+    write(m_pMe, "Stored");
+    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored"})));
+    EXPECT_EQ(m_oSecond.take().size(), 1U);
+    EXPECT_TRUE(m_oDispatcher.hasNotifications());
+    m_oFirst.m_oWhenTold = {};
+    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored"})));
+    EXPECT_FALSE(m_oDispatcher.hasNotifications());
+}
+
+TEST_F(ChangeTest, ASubscriberThatGoesWhileOthersAreToldIsNotTold)
+{
+    auto pGone = std::make_unique<Subscriber>();
+    m_oDispatcher.subscribe(m_oFirst, {"Stored"});
+    m_oDispatcher.subscribe(*pGone, {"Stored", "Virtual"});
+    m_oDispatcher.subscribe(m_oSecond, {"Stored"});
+    m_oFirst.m_oWhenTold = [&] {
+        m_oDispatcher.unsubscribeAll(*pGone);
+        pGone.reset();
+        m_oDispatcher.unsubscribeAll(m_oFirst);
+    };
+    write(m_pMe, "Stored");
+    write(m_pMe, "Virtual");
+    EXPECT_EQ(told(m_oFirst).size(), 1U);
+    EXPECT_EQ(m_oSecond.take().size(), 1U);
+    EXPECT_FALSE(m_oDispatcher.hasSubscriber("Virtual"));
+}
+
+TEST_F(ChangeTest, ASubscriberThatLeavesItsTablesByNameWhileOthersAreToldIsNotTold)
+{
+    auto pGone = std::make_unique<Subscriber>();
+    m_oDispatcher.subscribe(m_oFirst, {"Stored"});
+    m_oDispatcher.subscribe(*pGone, {"Stored"});
+    m_oDispatcher.subscribe(m_oSecond, {"Stored", "Virtual"});
+    m_oFirst.m_oWhenTold = [&] {
+        m_oDispatcher.unsubscribe(*pGone, {"Stored"});
+        pGone.reset();
+        m_oDispatcher.unsubscribe(m_oSecond, {"Stored"});
+    };
+    write(m_pMe, "Stored");
+    write(m_pMe, "Virtual");
+    EXPECT_EQ(told(m_oFirst).size(), 1U);
+    EXPECT_THAT(m_oSecond.take(), ElementsAre(NameList({"Virtual"})));
+}
+
+TEST_F(ChangeTest, ASubscriberThatThrowsHarmsNobody)
+{
+    m_oDispatcher.subscribe(m_oFirst, {"Stored"});
+    m_oDispatcher.subscribe(m_oSecond, {"Stored"});
+    m_oFirst.m_oWhenTold = [] { throw std::runtime_error("not today"); };
+    write(m_pMe, "Stored");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(told(m_oSecond).size(), 1U);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("notify failed: not today"));
+    m_oFirst.take();
+    write(m_pMe, "Stored");
+    EXPECT_EQ(told(m_oFirst).size(), 1U);
+}
+
+TEST_F(ChangeTest, ASubscriptionToATableToComeWaitsForIt)
+{
+    EXPECT_FALSE(m_oDispatcher.subscribe(m_oFirst, {"Later", "Stored"}));
+    EXPECT_FALSE(m_oDispatcher.hasTable("Later"));
+    EXPECT_TRUE(m_oDispatcher.hasSubscriber("Later"));
+    EXPECT_TRUE(m_oDispatcher.hasSubscriber("Stored"));
+    EXPECT_FALSE(m_oDispatcher.hasSubscriber("Virtual"));
+    EXPECT_EQ(write(m_pMe, "Later"), EResultCode::NoTable);
+    m_oVirtual.m_lTables.add("Later");
+    m_oDispatcher.attachTables(m_oVirtual);
+    write(m_pMe, "Later");
+    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Later"})));
+    m_oDispatcher.unsubscribe(m_oFirst, {"Later", "Unknown"});
+    EXPECT_FALSE(m_oDispatcher.hasSubscriber("Later"));
+    EXPECT_FALSE(m_oDispatcher.hasSubscriber("Unknown"));
+}
+
+TEST_F(ChangeTest, TheNamesOfATickAreChangesAndTheListIsEmptiedEachTime)
+{
+    m_oDispatcher.subscribe(m_oFirst, {"Virtual", "Stored"});
+    m_oVirtual.m_lTicked = {"Virtual", "Unknown", "Virtual"};
+    NameList lChanged = {"Stored"}; // as main hands its list over, whatever is in it
+    m_oDispatcher.tick(lChanged);
+    EXPECT_TRUE(lChanged.empty());
+    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored", "Virtual"})));
+}
+
+TEST_F(ChangeTest, OnlyAChangeThatHoldsOfAPersistentTableMarksTheTrigger)
+{
+    struct Hook : PersistScript::IHook
+    {
+        void persist(PersistScript::EPersistMode) override { ++m_iCalls; }
+        int m_iCalls = 0;
+    } oHook;
+    PersistScript oScript(oHook, 10, PersistScript::c_ePersistDefault);
+    ConfigDispatcher::instance().setPersistScript(nullptr);
+    m_oDispatcher.setPersistScript(&oScript);
+    m_oStored.m_bPersistent = true;
+    const auto isMarked = [&] {
+        oHook.m_iCalls = 0;
+        oScript.process(true);
+        return oHook.m_iCalls > 0;
+    };
+    write(m_pMe, "Virtual");
+    EXPECT_FALSE(isMarked());
+    write(m_pMe, "Stored");
+    EXPECT_TRUE(isMarked());
+    EXPECT_FALSE(isMarked());
+
+    begin(m_pMe);
+    write(m_pMe, "Stored");
+    EXPECT_FALSE(isMarked());
+    rollback(m_pMe);
+    EXPECT_FALSE(isMarked());
+    begin(m_pMe);
+    write(m_pMe, "Stored");
+    commit(m_pMe);
+    EXPECT_TRUE(isMarked());
+
+    NameList lTicked = {"Stored"};
+    m_oDispatcher.tick(lTicked);
+    EXPECT_TRUE(isMarked());
+}

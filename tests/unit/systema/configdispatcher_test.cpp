@@ -1,0 +1,181 @@
+// Routing, attachment, hold and release, the lock. Transactions and changes have files of their own.
+#include "systema/configdispatcher.h"
+
+#include "tests/unit/systema/dispatcherfixture.h"
+#include "zel/assert.h"
+
+#include <gmock/gmock.h>
+
+using systema::EResultCode;
+using systema::NameList;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class ConfigDispatcherTest : public DispatcherTest
+{
+protected:
+    NameList tables()
+    {
+        NameList lTables;
+        m_oDispatcher.getTables(lTables, m_pMe);
+        return lTables;
+    }
+};
+
+} // namespace
+
+TEST_F(ConfigDispatcherTest, EachOperationGoesToThePluginOfTheTableAndItsResultComesBack)
+{
+    const auto expectRouted = [&](const Operation& a_oOperation) {
+        m_oStored.m_mResults[a_oOperation.name()] = EResultCode::Mismatch;
+        EXPECT_EQ(a_oOperation.m_pRun(m_oDispatcher, m_pMe, "Stored"), EResultCode::Mismatch);
+        EXPECT_THAT(takeCalls(), ElementsAre(std::string("stored.") + a_oOperation.m_pCall));
+    };
+    std::ranges::for_each(c_aReads, expectRouted);
+    std::ranges::for_each(c_aWrites, expectRouted);
+
+    int iId = 0;
+    m_oDispatcher.insertKey(iId, m_pMe, "Virtual", {});
+    EXPECT_EQ(iId, 42);
+}
+
+TEST_F(ConfigDispatcherTest, ATableThatNobodyServesIs8AndANullHandleAnAssertion)
+{
+    const auto expectRefused = [&](const Operation& a_oOperation) {
+        EXPECT_EQ(a_oOperation.m_pRun(m_oDispatcher, m_pMe, "stored"), EResultCode::NoTable);
+        EXPECT_THROW(a_oOperation.m_pRun(m_oDispatcher, nullptr, "Stored"), zel::error::AssertionError);
+    };
+    std::ranges::for_each(c_aReads, expectRefused);
+    std::ranges::for_each(c_aWrites, expectRefused);
+    EXPECT_THAT(m_lCalls, IsEmpty());
+    EXPECT_FALSE(m_oDispatcher.hasTable("stored"));
+    EXPECT_FALSE(m_oDispatcher.isStored("stored"));
+    EXPECT_FALSE(m_oDispatcher.isPersistent("stored"));
+}
+
+TEST_F(ConfigDispatcherTest, ANameAttachedTwiceStaysWithTheFirst)
+{
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(m_oDispatcher.attach("Stored", m_oVirtual));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("Stored is attached already"));
+    EXPECT_EQ(tables(), NameList({"Virtual", "Stored"}));
+    read(m_pMe, "Stored");
+    EXPECT_THAT(m_lCalls, ElementsAre("stored.getSize Stored"));
+}
+
+TEST_F(ConfigDispatcherTest, TellsStoredAndPersistentTablesFromOthers)
+{
+    EXPECT_TRUE(m_oDispatcher.isStored("Stored"));
+    EXPECT_FALSE(m_oDispatcher.isStored("Virtual"));
+    EXPECT_FALSE(m_oDispatcher.isPersistent("Stored"));
+    m_oStored.m_bPersistent = true;
+    EXPECT_TRUE(m_oDispatcher.isPersistent("Stored"));
+}
+
+TEST_F(ConfigDispatcherTest, InitializeOpensAndSetsUpEachPluginOnceAndAttachesWhatItThenServes)
+{
+    RecordingPlugin oViews("views", {}, m_lCalls);
+    oViews.m_lLateTables = {"View", "Stored"};
+    m_oDispatcher.attachTables(oViews);
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(m_oDispatcher.initialize());
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("Stored is attached already"));
+    EXPECT_THAT(takeCalls(), ElementsAre("virtual.open", "stored.open", "views.open", "virtual.initialize",
+                                         "stored.initialize", "views.initialize"));
+    EXPECT_TRUE(m_oDispatcher.connectionOpened());
+    EXPECT_EQ(tables(), NameList({"Virtual", "Stored", "View"}));
+    EXPECT_EQ(read(m_pMe, "View"), EResultCode::Success);
+
+    m_oDispatcher.initialize();
+    EXPECT_THAT(m_lCalls, testing::Not(testing::Contains("views.initialize")));
+}
+
+TEST_F(ConfigDispatcherTest, TablesThatAppearLaterAreAttachedWhenAskedFor)
+{
+    m_oDispatcher.initialize();
+    m_oVirtual.m_lTables.add("Later");
+    EXPECT_FALSE(m_oDispatcher.hasTable("Later"));
+    testing::internal::CaptureStderr();
+    m_oDispatcher.attachTables(m_oVirtual);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), ""); // no word of those it has already
+    EXPECT_EQ(tables(), NameList({"Virtual", "Stored", "Later"}));
+}
+
+TEST_F(ConfigDispatcherTest, APluginThatThrowsDoesNotKeepTheOthersFromTheirWork)
+{
+    const struct
+    {
+        const char* m_pOperation;
+        void (*m_pRun)(ConfigDispatcher&, const void*);
+    } aCases[] = {
+        {"open", [](auto& a_oDispatcher, auto a_pHandle) { a_oDispatcher.open(a_pHandle); }},
+        {"initialize", [](auto& a_oDispatcher, auto) { a_oDispatcher.initialize(); }},
+        {"tick",
+         [](auto& a_oDispatcher, auto) {
+             NameList lChanged;
+             a_oDispatcher.tick(lChanged);
+         }},
+        {"close", [](auto& a_oDispatcher, auto a_pHandle) { a_oDispatcher.close(a_pHandle); }},
+    };
+    for (const auto& oCase : aCases) {
+        m_oVirtual.m_sThrows = oCase.m_pOperation;
+        testing::internal::CaptureStderr();
+        oCase.m_pRun(m_oDispatcher, m_pMe);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    HasSubstr(std::string(oCase.m_pOperation) + " throws"));
+        EXPECT_THAT(takeCalls(), testing::Contains(std::string("stored.") + oCase.m_pOperation));
+    }
+}
+
+TEST_F(ConfigDispatcherTest, HoldClosesEveryPluginAndReleaseOpensThemAgain)
+{
+    EXPECT_FALSE(m_oDispatcher.connectionOpened());
+    m_oDispatcher.open(m_pMe);
+    EXPECT_TRUE(m_oDispatcher.connectionOpened());
+    m_oDispatcher.close(m_pMe);
+    EXPECT_FALSE(m_oDispatcher.connectionOpened());
+    m_oDispatcher.open(m_pMe);
+    EXPECT_TRUE(m_oDispatcher.connectionOpened());
+    EXPECT_THAT(m_lCalls, ElementsAre("virtual.open", "stored.open", "virtual.close", "stored.close",
+                                      "virtual.open", "stored.open"));
+}
+
+TEST_F(ConfigDispatcherTest, ALockIsAskedForAndTakesHoldWhenProcessed)
+{
+    m_oDispatcher.lock();
+    EXPECT_FALSE(m_oDispatcher.isLocked());
+    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
+    m_oDispatcher.processLocks();
+    EXPECT_TRUE(m_oDispatcher.isLocked());
+    m_lCalls.clear();
+    for (const auto& oWrite : c_aWrites) {
+        EXPECT_EQ(oWrite.m_pRun(m_oDispatcher, m_pMe, "Stored"), EResultCode::Locked);
+    }
+    EXPECT_EQ(begin(m_pMe), EResultCode::Locked);
+    EXPECT_THAT(takeCalls(), IsEmpty());
+    EXPECT_EQ(read(m_pMe, "Stored"), EResultCode::Success);
+
+    m_oDispatcher.unlock();
+    EXPECT_TRUE(m_oDispatcher.isLocked());
+    m_oDispatcher.processLocks();
+    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
+}
+
+TEST_F(ConfigDispatcherTest, ALockWaitsForTheOpenTransaction)
+{
+    begin(m_pMe);
+    m_oDispatcher.lock();
+    m_oDispatcher.processLocks();
+    EXPECT_FALSE(m_oDispatcher.isLocked());
+    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
+    commit(m_pMe);
+    m_oDispatcher.processLocks();
+    EXPECT_TRUE(m_oDispatcher.isLocked());
+    m_oDispatcher.unlock();
+    m_oDispatcher.lock(); // asked back before it was processed
+    m_oDispatcher.processLocks();
+    EXPECT_TRUE(m_oDispatcher.isLocked());
+}

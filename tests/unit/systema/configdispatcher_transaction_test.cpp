@@ -1,0 +1,293 @@
+// Transactions of the dispatcher: who may have one, how it begins and ends, and how it is lost.
+#include "tests/unit/systema/dispatcherfixture.h"
+
+#include <gmock/gmock.h>
+
+#include <climits>
+
+using systema::ConfigDispatcher;
+using systema::EResultCode;
+using systema::NameList;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class Observer : public systema::ITransactionObserver
+{
+public:
+    explicit Observer(RecordingPlugin::Calls& a_lCalls) : m_lCalls(a_lCalls) {}
+
+    void transactionLost(const void* a_handle, const char* a_pReason) override
+    {
+        m_pLoser = a_handle;
+        m_lCalls.push_back(std::string("lost: ") + a_pReason);
+    }
+    void transactionEnded() override { m_lCalls.push_back("ended"); }
+    void transactionFree() override { m_lCalls.push_back("free"); }
+
+    const void* m_pLoser = nullptr;
+
+private:
+    RecordingPlugin::Calls& m_lCalls;
+};
+
+class TransactionTest : public DispatcherTest
+{
+protected:
+    void tick()
+    {
+        NameList lChanged;
+        m_oDispatcher.tick(lChanged);
+    }
+    /// Turns the clock and looks at the time-out; true when the open transaction was rolled back.
+    bool isOverdueAfter(long a_iSeconds)
+    {
+        m_oNow += std::chrono::seconds(a_iSeconds);
+        m_oDispatcher.checkTransactionTimeout();
+        return !m_oDispatcher.isTransactionOpen();
+    }
+};
+
+} // namespace
+
+TEST_F(TransactionTest, OneAtATimeOverEveryPlugin)
+{
+    EXPECT_EQ(begin(m_pMe), EResultCode::Success);
+    EXPECT_THAT(takeCalls(), ElementsAre("virtual.startTransaction", "stored.startTransaction"));
+    EXPECT_TRUE(m_oDispatcher.isTransactionOpen());
+
+    EXPECT_EQ(begin(m_pMe), EResultCode::Failure); // twice
+    EXPECT_EQ(begin(m_pOther), EResultCode::Busy);
+    EXPECT_EQ(write(m_pOther, "Stored"), EResultCode::Busy);
+    EXPECT_EQ(read(m_pOther, "Stored"), EResultCode::Success);
+    EXPECT_EQ(commit(m_pOther), EResultCode::Failure);
+    EXPECT_EQ(rollback(m_pOther), EResultCode::Failure);
+    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
+    takeCalls();
+
+    EXPECT_EQ(commit(m_pMe), EResultCode::Success);
+    EXPECT_THAT(m_lCalls, ElementsAre("virtual.commitTransaction", "stored.commitTransaction"));
+    EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
+    EXPECT_EQ(write(m_pOther, "Stored"), EResultCode::Success);
+    EXPECT_EQ(begin(m_pOther), EResultCode::Success);
+    EXPECT_EQ(m_oDispatcher.getStatistics().m_iTransactions, 2U);
+}
+
+TEST_F(TransactionTest, CommitAndRollbackNeedABegin)
+{
+    EXPECT_EQ(commit(m_pMe), EResultCode::Failure);
+    EXPECT_EQ(rollback(m_pMe), EResultCode::Failure);
+    begin(m_pMe);
+    commit(m_pMe);
+    takeCalls();
+    EXPECT_EQ(commit(m_pMe), EResultCode::Failure);
+    EXPECT_EQ(rollback(m_pMe), EResultCode::Failure);
+    EXPECT_THAT(m_lCalls, IsEmpty());
+}
+
+TEST_F(TransactionTest, AFailingStartUndoesThoseThatStarted)
+{
+    RecordingPlugin oThird("third", {"Third"}, m_lCalls);
+    m_oDispatcher.attachTables(oThird);
+    m_oStored.m_mResults["startTransaction"] = EResultCode::Locked;
+    EXPECT_EQ(begin(m_pMe), EResultCode::Locked);
+    EXPECT_THAT(takeCalls(), ElementsAre("virtual.startTransaction", "stored.startTransaction",
+                                         "virtual.rollbackTransaction"));
+    EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
+    EXPECT_EQ(write(m_pOther, "Virtual"), EResultCode::Success);
+    EXPECT_EQ(commit(m_pMe), EResultCode::Failure);
+    EXPECT_EQ(m_oDispatcher.getStatistics().m_iTransactions, 0U);
+
+    m_oStored.m_mResults.clear();
+    m_oStored.m_sThrows = "startTransaction";
+    EXPECT_EQ(begin(m_pMe), EResultCode::Failure);
+    EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
+}
+
+TEST_F(TransactionTest, AFailingStartDoesNotUseUpTheCurrentTimeout)
+{
+    m_oDispatcher.setTransactionTimeout(5);
+    m_oStored.m_mResults["startTransaction"] = EResultCode::Busy;
+    begin(m_pMe);
+    EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 5);
+}
+
+TEST_F(TransactionTest, AFailingCommitRollsTheRestBackAndTellsOnlyWhatWasCommitted)
+{
+    StoredPlugin oThird("third", {"Third"}, m_lCalls);
+    StoredPlugin oFourth("fourth", {"Fourth"}, m_lCalls);
+    m_oDispatcher.attachTables(oThird);
+    m_oDispatcher.attachTables(oFourth);
+    oThird.m_mResults["commitTransaction"] = EResultCode::Constraint;
+    begin(m_pMe);
+    for (const auto* pTable : {"Fourth", "Third", "Stored"}) {
+        write(m_pMe, pTable);
+    }
+    takeCalls();
+    EXPECT_EQ(commit(m_pMe), EResultCode::Constraint);
+    EXPECT_THAT(m_lCalls, ElementsAre("virtual.commitTransaction", "stored.commitTransaction",
+                                      "third.commitTransaction", "third.rollbackTransaction",
+                                      "fourth.rollbackTransaction"));
+    EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
+
+    struct Listener : systema::IConfigSubscriber
+    {
+        void notify(const NameList& a_changedTables) override { m_lTold = a_changedTables; }
+        NameList m_lTold;
+    } oListener;
+    m_oDispatcher.subscribe(oListener, {"Stored", "Third", "Fourth"});
+    m_oDispatcher.sendNotifications();
+    EXPECT_EQ(oListener.m_lTold, NameList({"Stored"}));
+}
+
+TEST_F(TransactionTest, ACommitThatThrowsIsAFailedCommit)
+{
+    m_oVirtual.m_sThrows = "commitTransaction";
+    begin(m_pMe);
+    takeCalls();
+    EXPECT_EQ(commit(m_pMe), EResultCode::Failure);
+    EXPECT_THAT(m_lCalls, ElementsAre("virtual.commitTransaction", "virtual.rollbackTransaction",
+                                      "stored.rollbackTransaction"));
+    EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
+}
+
+TEST_F(TransactionTest, ARollbackGoesThroughEveryPluginAndReportsTheFirstFailure)
+{
+    begin(m_pMe);
+    takeCalls();
+    m_oVirtual.m_sThrows = "rollbackTransaction";
+    m_oStored.m_mResults["rollbackTransaction"] = EResultCode::Constraint;
+    EXPECT_EQ(rollback(m_pMe), EResultCode::Failure);
+    EXPECT_THAT(m_lCalls, ElementsAre("virtual.rollbackTransaction", "stored.rollbackTransaction"));
+    EXPECT_EQ(begin(m_pOther), EResultCode::Success);
+}
+
+TEST_F(TransactionTest, AnOverdueTransactionIsRolledBack)
+{
+    begin(m_pMe);
+    write(m_pMe, "Stored");
+    takeCalls();
+    EXPECT_FALSE(isOverdueAfter(29));
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(isOverdueAfter(1));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("longer than the transaction time-out"));
+    EXPECT_THAT(m_lCalls, ElementsAre("virtual.rollbackTransaction", "stored.rollbackTransaction"));
+    EXPECT_FALSE(m_oDispatcher.hasNotifications());
+    EXPECT_EQ(write(m_pOther, "Stored"), EResultCode::Success);
+}
+
+TEST_F(TransactionTest, WhoLostATransactionIsRefusedUntilItEndsIt)
+{
+    for (const auto pEnd : {&ConfigDispatcher::commitTransaction, &ConfigDispatcher::rollbackTransaction}) {
+        begin(m_pMe);
+        isOverdueAfter(30);
+        takeCalls();
+        for (const auto& oRead : c_aReads) {
+            EXPECT_EQ(oRead.m_pRun(m_oDispatcher, m_pMe, "Stored"), EResultCode::Failure);
+        }
+        for (const auto& oWrite : c_aWrites) {
+            EXPECT_EQ(oWrite.m_pRun(m_oDispatcher, m_pMe, "Stored"), EResultCode::Failure);
+        }
+        EXPECT_EQ(read(m_pOther, "Stored"), EResultCode::Success);
+        EXPECT_EQ((m_oDispatcher.*pEnd)(m_pMe), EResultCode::Failure);
+        EXPECT_THAT(takeCalls(), ElementsAre("stored.getSize Stored"));
+        EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
+    }
+    begin(m_pMe);
+    isOverdueAfter(30);
+    EXPECT_EQ(begin(m_pMe), EResultCode::Success); // a new beginning ends it too
+    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
+}
+
+TEST_F(TransactionTest, TheCurrentTimeoutHoldsForOneTransactionAndTheDefaultReturns)
+{
+    EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 30);
+    m_oDispatcher.setTransactionTimeout(5);
+    m_oDispatcher.setDefaultTransactionTimeout(60);
+    EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 5);
+    EXPECT_EQ(m_oDispatcher.getDefaultTransactionTimeout(), 60);
+    begin(m_pMe);
+    EXPECT_FALSE(isOverdueAfter(4));
+    EXPECT_TRUE(isOverdueAfter(1));
+
+    EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 60);
+    begin(m_pOther);
+    EXPECT_FALSE(isOverdueAfter(59));
+    m_oDispatcher.setTransactionTimeout(61); // for the one that is open
+    EXPECT_FALSE(isOverdueAfter(1));
+    EXPECT_TRUE(isOverdueAfter(1));
+    EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 60);
+}
+
+TEST_F(TransactionTest, TimeoutsStayWithinTheirLimits)
+{
+    for (const long iTooLittle : {0L, -1L, LONG_MIN}) {
+        m_oDispatcher.setTransactionTimeout(iTooLittle);
+        m_oDispatcher.setDefaultTransactionTimeout(iTooLittle);
+        EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 1);
+        EXPECT_EQ(m_oDispatcher.getDefaultTransactionTimeout(), 1);
+    }
+    for (const long iTooMuch : {3601L, LONG_MAX}) {
+        m_oDispatcher.setTransactionTimeout(iTooMuch);
+        m_oDispatcher.setDefaultTransactionTimeout(iTooMuch);
+        EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 3600);
+        EXPECT_EQ(m_oDispatcher.getDefaultTransactionTimeout(), 3600);
+    }
+}
+
+TEST_F(TransactionTest, AHandleThatDisconnectsIsRolledBackAndForgotten)
+{
+    begin(m_pMe);
+    m_oDispatcher.disconnect(m_pOther);
+    EXPECT_TRUE(m_oDispatcher.isTransactionOpen());
+    takeCalls();
+    m_oDispatcher.disconnect(m_pMe);
+    EXPECT_THAT(m_lCalls, ElementsAre("virtual.rollbackTransaction", "stored.rollbackTransaction"));
+    EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
+
+    // A new connection at the address of one that lost its transaction has lost nothing.
+    begin(m_pMe);
+    isOverdueAfter(30);
+    m_oDispatcher.disconnect(m_pMe);
+    EXPECT_EQ(read(m_pMe, "Stored"), EResultCode::Success);
+}
+
+TEST_F(TransactionTest, AHoldTakesTheOpenTransaction)
+{
+    m_oDispatcher.open(m_pOther);
+    begin(m_pMe);
+    takeCalls();
+    testing::internal::CaptureStderr();
+    m_oDispatcher.close(m_pOther);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("rolled back: the databases are held"));
+    EXPECT_THAT(m_lCalls, ElementsAre("virtual.rollbackTransaction", "stored.rollbackTransaction",
+                                      "virtual.close", "stored.close"));
+    m_oDispatcher.open(m_pOther);
+    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Failure);
+    EXPECT_EQ(rollback(m_pMe), EResultCode::Failure);
+    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
+}
+
+TEST_F(TransactionTest, TheObserverIsToldOfEveryEndAndAskedOnlyWhenNoneIsOpen)
+{
+    RecordingPlugin::Calls lTold;
+    Observer oObserver(lTold);
+    m_oDispatcher.setTransactionObserver(&oObserver);
+    begin(m_pMe);
+    tick();
+    EXPECT_THAT(lTold, IsEmpty());
+    commit(m_pMe);
+    begin(m_pMe);
+    rollback(m_pMe);
+    begin(m_pMe);
+    m_oDispatcher.disconnect(m_pMe);
+    tick();
+    EXPECT_THAT(std::exchange(lTold, {}), ElementsAre("ended", "ended", "ended", "free"));
+
+    begin(m_pOther);
+    isOverdueAfter(30);
+    EXPECT_THAT(lTold, ElementsAre("ended", "lost: it lasted longer than the transaction time-out"));
+    EXPECT_EQ(oObserver.m_pLoser, m_pOther);
+}

@@ -1,0 +1,110 @@
+// What the tests of the dispatcher share: a dispatcher with a clock that the test turns, a plugin with a
+// virtual and one with a stored table, and the operations of the contract to run on any table.
+#pragma once
+
+#include "systema/configdispatcher.h"
+#include "tests/unit/row.h"
+#include "tests/unit/systema/recordingplugin.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <string>
+
+class DispatcherTest : public testing::Test
+{
+protected:
+    using ConfigDispatcher = systema::ConfigDispatcher;
+    using EResultCode = systema::EResultCode;
+    using NameList = systema::NameList;
+
+    DispatcherTest()
+    {
+        m_oDispatcher.attachTables(m_oVirtual);
+        m_oDispatcher.attachTables(m_oStored);
+    }
+
+    EResultCode write(const void* a_pClient, const std::string& a_sTable)
+    {
+        return m_oDispatcher.insertRow(a_pClient, a_sTable, {});
+    }
+    EResultCode read(const void* a_pClient, const std::string& a_sTable)
+    {
+        unsigned int iSize = 0;
+        return m_oDispatcher.getSize(iSize, a_pClient, a_sTable);
+    }
+    EResultCode begin(const void* a_pClient) { return m_oDispatcher.startTransaction(a_pClient); }
+    EResultCode commit(const void* a_pClient) { return m_oDispatcher.commitTransaction(a_pClient); }
+    EResultCode rollback(const void* a_pClient) { return m_oDispatcher.rollbackTransaction(a_pClient); }
+    RecordingPlugin::Calls takeCalls() { return std::exchange(m_lCalls, {}); }
+
+    RecordingPlugin::Calls m_lCalls;
+    std::chrono::seconds m_oNow{0};
+    ConfigDispatcher m_oDispatcher{[this] { return ConfigDispatcher::Clock::time_point(m_oNow); }};
+    RecordingPlugin m_oVirtual{"virtual", {"Virtual"}, m_lCalls};
+    StoredPlugin m_oStored{"stored", {"Stored"}, m_lCalls};
+
+    // Handles of two connections.
+    const void* const m_pMe = &m_lCalls;
+    const void* const m_pOther = &m_oNow;
+};
+
+/// An operation with sample arguments, and how a plugin writes it down when it runs on "Stored".
+struct Operation
+{
+    const char* m_pCall;
+    systema::EResultCode (*m_pRun)(systema::ConfigPluginBase&, const void*, const std::string&);
+
+    std::string name() const { return std::string(m_pCall, std::string_view(m_pCall).find(' ')); }
+};
+
+inline const Operation c_aReads[] = {
+    {"getSchema Stored",
+     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+         systema::ColumnList lColumns;
+         return a_oPlugin.getSchema(lColumns, a_pHandle, a_sTable);
+     }},
+    {"getSize Stored",
+     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+         unsigned int iSize = 0;
+         return a_oPlugin.getSize(iSize, a_pHandle, a_sTable);
+     }},
+    {"selectRow Stored 3 Id, Name",
+     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+         systema::ValueList lRow;
+         return a_oPlugin.selectRow(lRow, a_pHandle, a_sTable, 3, {"Id", "Name"});
+     }},
+    {"selectKey Stored Name lan1 Id",
+     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+         systema::ValueList lRow;
+         return a_oPlugin.selectKey(lRow, a_pHandle, a_sTable, "Name", "lan1", {"Id"});
+     }},
+};
+
+inline const Operation c_aWrites[] = {
+    {"insertRow Stored Id=1",
+     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+         return a_oPlugin.insertRow(a_pHandle, a_sTable, tests::row({{"Id", 1}}));
+     }},
+    {"insertKey Stored Id=2",
+     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+         int iId = 0;
+         return a_oPlugin.insertKey(iId, a_pHandle, a_sTable, tests::row({{"Id", 2}}));
+     }},
+    {"updateRow Stored 4 Name=a",
+     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+         return a_oPlugin.updateRow(a_pHandle, a_sTable, 4, tests::row({{"Name", "a"}}));
+     }},
+    {"updateKey Stored Id 5 Name=b",
+     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+         return a_oPlugin.updateKey(a_pHandle, a_sTable, "Id", "5", tests::row({{"Name", "b"}}));
+     }},
+    {"deleteRow Stored 6", [](auto& a_oPlugin, auto a_pHandle,
+                              auto& a_sTable) { return a_oPlugin.deleteRow(a_pHandle, a_sTable, 6); }},
+    {"deleteKey Stored Id 7",
+     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+         return a_oPlugin.deleteKey(a_pHandle, a_sTable, "Id", "7");
+     }},
+    {"deleteAll Stored", [](auto& a_oPlugin, auto a_pHandle,
+                            auto& a_sTable) { return a_oPlugin.deleteAll(a_pHandle, a_sTable); }},
+};

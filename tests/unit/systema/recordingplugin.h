@@ -1,0 +1,173 @@
+// A plugin that writes down what it is called with and answers what the test tells it to.
+#pragma once
+
+#include "systema/configpluginbase.h"
+#include "systema/rowsource.h"
+
+#include <map>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+class RecordingPlugin : public systema::ConfigPluginBase
+{
+public:
+    using EResultCode = systema::EResultCode;
+    using NameList = systema::NameList;
+    using ValueList = systema::ValueList;
+    using Calls = std::vector<std::string>;
+
+    /// The calls may be shared by plugins, to see the order of theirs: "name.operation arguments".
+    RecordingPlugin(std::string a_sName, NameList a_lTables, Calls& a_lCalls)
+        : m_lTables(std::move(a_lTables)),
+          m_sName(std::move(a_sName)),
+          m_lCalls(a_lCalls)
+    {
+    }
+
+    NameList m_lTables;
+    NameList m_lLateTables; // served from initialize on
+    NameList m_lTicked;     // told as changed by each tick
+    std::vector<ValueList> m_lRows;
+    std::map<std::string, EResultCode> m_mResults; // 0 of an operation that is not named
+    std::string m_sThrows;                         // the operation that throws
+    bool m_bPersistent = false;
+
+    void open(const void*) override { call("open"); }
+    void close(const void*) override { call("close"); }
+    void getTables(NameList& a_tables, const void*) override
+    {
+        for (const auto& sTable : m_lTables) {
+            a_tables.add(sTable);
+        }
+    }
+    EResultCode getSchema(systema::ColumnList& a_columns, const void*, const std::string& a_table) override
+    {
+        a_columns.add("Id", systema::EDataType::Integer);
+        a_columns.add("Name", systema::EDataType::Text);
+        return call("getSchema", a_table);
+    }
+    EResultCode getSize(unsigned int& a_size, const void*, const std::string& a_table) override
+    {
+        a_size = static_cast<unsigned>(m_lRows.size());
+        return call("getSize", a_table);
+    }
+    EResultCode selectRow(ValueList& a_row, const void*, const std::string& a_table, unsigned int a_index,
+                          const NameList& a_columns) override
+    {
+        const EResultCode eResult = call("selectRow", a_table, a_index, a_columns);
+        if (eResult != EResultCode::Success || a_index >= m_lRows.size()) {
+            return eResult != EResultCode::Success ? eResult : EResultCode(EResultCode::NoRow);
+        }
+        a_row = m_lRows[a_index];
+        return EResultCode::Success;
+    }
+    EResultCode selectKey(ValueList&, const void*, const std::string& a_table, const std::string& a_keyColumn,
+                          const std::string& a_keyValue, const NameList& a_columns) override
+    {
+        return call("selectKey", a_table, a_keyColumn, a_keyValue, a_columns);
+    }
+    EResultCode insertRow(const void* a_handle, const std::string& a_table,
+                          const ValueList& a_values) override
+    {
+        return write(a_handle, "insertRow", a_table, a_values);
+    }
+    EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
+                          const ValueList& a_values) override
+    {
+        a_id = 42;
+        return write(a_handle, "insertKey", a_table, a_values);
+    }
+    EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
+                          const ValueList& a_values) override
+    {
+        return write(a_handle, "updateRow", a_table, a_index, a_values);
+    }
+    EResultCode updateKey(const void* a_handle, const std::string& a_table, const std::string& a_keyColumn,
+                          const std::string& a_keyValue, const ValueList& a_values) override
+    {
+        return write(a_handle, "updateKey", a_table, a_keyColumn, a_keyValue, a_values);
+    }
+    EResultCode deleteRow(const void* a_handle, const std::string& a_table, unsigned int a_index) override
+    {
+        return write(a_handle, "deleteRow", a_table, a_index);
+    }
+    EResultCode deleteKey(const void* a_handle, const std::string& a_table, const std::string& a_keyColumn,
+                          const std::string& a_keyValue) override
+    {
+        return write(a_handle, "deleteKey", a_table, a_keyColumn, a_keyValue);
+    }
+    EResultCode deleteAll(const void* a_handle, const std::string& a_table) override
+    {
+        return write(a_handle, "deleteAll", a_table);
+    }
+    void tick(NameList& a_changedTables) override
+    {
+        call("tick");
+        NameList lTicked = m_lTicked;
+        a_changedTables.splice(lTicked);
+    }
+    bool initialize() override
+    {
+        call("initialize");
+        m_lTables.splice(m_lLateTables);
+        return true;
+    }
+    bool isPersistent() const override { return m_bPersistent; }
+    EResultCode startTransaction(const void*) override { return call("startTransaction"); }
+    EResultCode commitTransaction(const void*) override { return call("commitTransaction"); }
+    EResultCode rollbackTransaction(const void*) override { return call("rollbackTransaction"); }
+
+protected:
+    template<typename... Arguments>
+    EResultCode call(const std::string& a_sOperation, const Arguments&... a_oArguments)
+    {
+        std::ostringstream oCall;
+        oCall << m_sName << "." << a_sOperation;
+        ((oCall << " ", put(oCall, a_oArguments)), ...);
+        m_lCalls.push_back(oCall.str());
+        if (a_sOperation == m_sThrows) {
+            throw std::runtime_error(a_sOperation + " throws");
+        }
+        const auto it = m_mResults.find(a_sOperation);
+        return it != m_mResults.end() ? it->second : EResultCode();
+    }
+
+private:
+    template<typename... Arguments>
+    EResultCode write(const void* a_handle, const std::string& a_sOperation, const Arguments&... a_oArguments)
+    {
+        if (m_pWriteOwner != nullptr && m_pWriteOwner != a_handle) {
+            return EResultCode::Busy;
+        }
+        return call(a_sOperation, a_oArguments...);
+    }
+
+    template<typename Argument>
+    static void put(std::ostream& a_oStream, const Argument& a_oArgument)
+    {
+        a_oStream << a_oArgument;
+    }
+    static void put(std::ostream& a_oStream, const NameList& a_lNames) { a_lNames.put(a_oStream); }
+    static void put(std::ostream& a_oStream, const ValueList& a_lValues)
+    {
+        for (const auto& [sName, oValue] : a_lValues) {
+            a_oStream << sName << "=" << oValue.toText();
+        }
+    }
+
+    const std::string m_sName;
+    Calls& m_lCalls;
+};
+
+/// The same with its tables in a database.
+class StoredPlugin : public RecordingPlugin, public systema::IStoredTables
+{
+public:
+    using RecordingPlugin::RecordingPlugin;
+
+    bool m_bUsesTransactions = true;
+
+    bool usesTransactions() const override { return m_bUsesTransactions; }
+};
