@@ -1,0 +1,256 @@
+#include "systema/eventdispatcher.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <memory>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+#include <vector>
+
+using namespace std::chrono_literals;
+using systema::net::EventDispatcher;
+
+namespace {
+
+constexpr int c_iLongMs = 60000; // longer than any test may take: the wait must end by itself
+
+class Handler : public systema::net::IEventHandler
+{
+public:
+    explicit Handler(std::function<void(int)> a_oFunction = {}) : m_oFunction(std::move(a_oFunction)) {}
+
+    void handleEvent(int a_handle) override
+    {
+        ++m_iEvents;
+        if (m_oFunction) {
+            m_oFunction(a_handle);
+        }
+    }
+
+    int m_iEvents = 0;
+
+private:
+    const std::function<void(int)> m_oFunction;
+};
+
+/// Two connected sockets.
+struct Pair
+{
+    Pair()
+    {
+        int aFds[2] = {-1, -1};
+        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, aFds), 0);
+        m_oOurs.reset(aFds[0]);
+        m_oTheirs.reset(aFds[1]);
+    }
+    void send() const { EXPECT_EQ(::write(m_oTheirs.get(), "x", 1), 1); }
+    int fd() const { return m_oOurs.get(); }
+
+    zel::UniqueFd m_oOurs;
+    zel::UniqueFd m_oTheirs;
+};
+
+class EventDispatcherTest : public testing::Test
+{
+protected:
+    /// A readable descriptor, registered.
+    void registerReadable(const Pair& a_oPair, systema::net::IEventHandler& a_oHandler)
+    {
+        EXPECT_TRUE(m_oEvents.registerHandler(a_oPair.fd(), 0, &a_oHandler));
+        a_oPair.send();
+    }
+
+    EventDispatcher m_oEvents;
+};
+
+} // namespace
+
+TEST_F(EventDispatcherTest, TellsWhatADescriptorWasRegisteredFor)
+{
+    const Pair oPair;
+    Handler oHandler;
+    EXPECT_TRUE(m_oEvents.registerHandler(oPair.fd(), 0, &oHandler));
+    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
+    oPair.send();
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+    EXPECT_EQ(m_oEvents.handleEvents(0), 1); // until it is read
+
+    // What it waits for can be changed, and so can the handler.
+    Handler oWriter;
+    char cByte = 0;
+    EXPECT_EQ(::read(oPair.fd(), &cByte, 1), 1);
+    EXPECT_TRUE(m_oEvents.registerHandler(oPair.fd(), systema::net::c_iWritable, &oWriter));
+    EXPECT_EQ(m_oEvents.handleEvents(0), 1);
+    EXPECT_EQ(oWriter.m_iEvents, 1);
+    EXPECT_EQ(oHandler.m_iEvents, 2);
+
+    m_oEvents.unregisterHandler(oPair.fd());
+    m_oEvents.unregisterHandler(oPair.fd());
+    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
+}
+
+TEST_F(EventDispatcherTest, WaitingForAHangUpSleepsThroughDataAndIsToldOfTheEnd)
+{
+    Pair oPair;
+    Handler oHandler;
+    EXPECT_TRUE(m_oEvents.registerHandler(oPair.fd(), systema::net::c_iHangUpOnly, &oHandler));
+    oPair.send();
+    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
+    oPair.m_oTheirs.reset();
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+}
+
+TEST_F(EventDispatcherTest, ADescriptorThatTheSystemRefusesIsReported)
+{
+    Handler oHandler;
+    EXPECT_FALSE(m_oEvents.registerHandler(-1, 0, &oHandler));
+    EXPECT_EQ(errno, EBADF);
+    const zel::UniqueFd oDirectory(::open("/", O_RDONLY | O_CLOEXEC));
+    EXPECT_FALSE(m_oEvents.registerHandler(oDirectory.get(), 0, &oHandler));
+    EXPECT_EQ(errno, EPERM);
+    m_oEvents.unregisterHandler(oDirectory.get());
+}
+
+TEST_F(EventDispatcherTest, AHandlerMayUnregisterItselfAndOthers)
+{
+    const Pair oOne;
+    const Pair oTwo;
+    Handler oHandler([&](int) {
+        m_oEvents.unregisterHandler(oOne.fd());
+        m_oEvents.unregisterHandler(oTwo.fd());
+    });
+    registerReadable(oOne, oHandler);
+    registerReadable(oTwo, oHandler);
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
+    EXPECT_EQ(oHandler.m_iEvents, 1);
+}
+
+TEST_F(EventDispatcherTest, AHandlerMayDeleteItselfAndOthers)
+{
+    const Pair aPairs[2];
+    std::vector<std::unique_ptr<Handler>> lHandlers;
+    for (const Pair& oPair : aPairs) {
+        lHandlers.push_back(std::make_unique<Handler>([&](int) {
+            m_oEvents.unregisterHandler(aPairs[0].fd());
+            m_oEvents.unregisterHandler(aPairs[1].fd());
+            lHandlers.clear();
+        }));
+        registerReadable(oPair, *lHandlers.back());
+    }
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+    EXPECT_TRUE(lHandlers.empty());
+}
+
+TEST_F(EventDispatcherTest, AnEventOfAnEarlierDescriptorOfTheSameNumberIsDropped)
+{
+    Pair aPairs[2];
+    const Pair oQuiet;
+    Handler oNew;
+    Handler oOld([&](int a_iFd) {
+        // The other descriptor, whose event waits to be handled, gives its number to a quiet one.
+        const int iOther = a_iFd == aPairs[0].fd() ? aPairs[1].fd() : aPairs[0].fd();
+        m_oEvents.unregisterHandler(a_iFd);
+        m_oEvents.unregisterHandler(iOther);
+        EXPECT_EQ(::dup2(oQuiet.fd(), iOther), iOther);
+        EXPECT_TRUE(m_oEvents.registerHandler(iOther, 0, &oNew));
+    });
+    registerReadable(aPairs[0], oOld);
+    registerReadable(aPairs[1], oOld);
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+    EXPECT_EQ(oNew.m_iEvents, 0);
+    oQuiet.send();
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+    EXPECT_EQ(oNew.m_iEvents, 1);
+}
+
+TEST_F(EventDispatcherTest, TimersEndTheWaitAndRunInTheOrderOfTheirTime)
+{
+    std::vector<int> lRan;
+    m_oEvents.startTimer(3ms, [&] { lRan.push_back(3); });
+    m_oEvents.startTimer(1ms, [&] { lRan.push_back(1); });
+    m_oEvents.startTimer(2ms, [&] { lRan.push_back(2); });
+    m_oEvents.startTimer(1h, [&] { lRan.push_back(9); });
+    int iHandled = 0;
+    while (lRan.size() < 3) {
+        iHandled += m_oEvents.handleEvents(c_iLongMs);
+    }
+    EXPECT_EQ(lRan, std::vector({1, 2, 3}));
+    EXPECT_EQ(iHandled, 3);
+    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
+}
+
+TEST_F(EventDispatcherTest, ATimerNeverRunsBeforeItsTime)
+{
+    const auto oStart = EventDispatcher::Clock::now();
+    bool bRan = false;
+    m_oEvents.startTimer(5ms, [&] { bRan = true; });
+    while (!bRan) {
+        m_oEvents.handleEvents(c_iLongMs);
+    }
+    EXPECT_GE(EventDispatcher::Clock::now() - oStart, 5ms);
+}
+
+TEST_F(EventDispatcherTest, ATimerOfNoTimeThatStartsItselfAgainRunsOnceATurn)
+{
+    int iRuns = 0;
+    std::function<void()> oAgain = [&] {
+        ++iRuns;
+        m_oEvents.startTimer(0ms, oAgain);
+    };
+    m_oEvents.startTimer(0ms, oAgain);
+    for (int iTurn = 1; iTurn <= 3; ++iTurn) {
+        EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+        EXPECT_EQ(iRuns, iTurn);
+    }
+}
+
+TEST_F(EventDispatcherTest, ACancelledTimerDoesNotRun)
+{
+    bool bRan = false;
+    const auto oFirst = m_oEvents.startTimer(0ms, [&] { bRan = true; });
+    m_oEvents.cancelTimer(oFirst);
+    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
+
+    // Not even when another of the same turn cancels it; an id that has run means nothing.
+    EventDispatcher::TimerId oThird;
+    const auto oSecond = m_oEvents.startTimer(0ms, [&] { m_oEvents.cancelTimer(oThird); });
+    oThird = m_oEvents.startTimer(0ms, [&] { bRan = true; });
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+    m_oEvents.cancelTimer(oSecond);
+    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
+    EXPECT_FALSE(bRan);
+}
+
+TEST_F(EventDispatcherTest, ASignalEndsTheWait)
+{
+    struct sigaction oOld
+    {
+    };
+    struct sigaction oAction
+    {
+    };
+    oAction.sa_handler = [](int) {};
+    ::sigaction(SIGALRM, &oAction, &oOld);
+    // Again and again, because the first may come before the wait begins.
+    const itimerval oEvery{{0, 1000}, {0, 1000}};
+    ::setitimer(ITIMER_REAL, &oEvery, nullptr);
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 0);
+    const itimerval oNever{};
+    ::setitimer(ITIMER_REAL, &oNever, nullptr);
+    ::sigaction(SIGALRM, &oOld, nullptr);
+}
+
+TEST_F(EventDispatcherTest, EndPassMakesTheNextCallReturnNothingOnce)
+{
+    const Pair oPair;
+    Handler oHandler([&](int) { m_oEvents.endPass(); });
+    registerReadable(oPair, oHandler);
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 0);
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+}

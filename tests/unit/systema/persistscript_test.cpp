@@ -1,0 +1,119 @@
+#include "systema/persistscript.h"
+
+#include "systema/configdispatcher.h"
+
+#include <gmock/gmock.h>
+
+#include <utility>
+#include <vector>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using zel::cfg::PersistScript;
+
+namespace {
+
+class PersistScriptTest : public testing::Test, public PersistScript::IHook
+{
+protected:
+    ~PersistScriptTest() override { systema::ConfigDispatcher::instance().setPersistScript(nullptr); }
+
+    void persist(PersistScript::EPersistMode a_eMode) override
+    {
+        m_lSaves.push_back(a_eMode);
+        if (std::exchange(m_bChangesWhileSaving, false)) {
+            m_oScript.markChanged();
+        }
+    }
+
+    /// The modes of the saves that one call makes.
+    std::vector<int> process(bool a_bFinal = false)
+    {
+        m_oScript.process(a_bFinal);
+        return std::exchange(m_lSaves, {});
+    }
+    std::vector<int> processAfter(int a_iSeconds)
+    {
+        m_oNow += std::chrono::seconds(a_iSeconds);
+        return process();
+    }
+
+    std::chrono::seconds m_oNow{0};
+    bool m_bChangesWhileSaving = false;
+    PersistScript m_oScript{*this, 10, PersistScript::c_ePersistDefault,
+                            [this] { return PersistScript::Clock::time_point(m_oNow); }};
+
+private:
+    std::vector<int> m_lSaves;
+};
+
+} // namespace
+
+TEST_F(PersistScriptTest, HandsItselfToTheDispatcher)
+{
+    EXPECT_EQ(systema::ConfigDispatcher::instance().getPersistScript(), &m_oScript);
+}
+
+TEST_F(PersistScriptTest, WaitsFromTheFirstUnsavedChange)
+{
+    EXPECT_THAT(processAfter(100), IsEmpty());
+    m_oScript.markChanged();
+    EXPECT_THAT(processAfter(9), IsEmpty());
+    m_oScript.markChanged(); // does not put the save off
+    EXPECT_THAT(processAfter(1), ElementsAre(1));
+    EXPECT_THAT(processAfter(100), IsEmpty());
+    m_oScript.markChanged();
+    EXPECT_THAT(processAfter(9), IsEmpty());
+    EXPECT_THAT(processAfter(1), ElementsAre(1));
+}
+
+TEST_F(PersistScriptTest, AChangeMadeWhileSavingIsSavedNextTime)
+{
+    m_bChangesWhileSaving = true;
+    m_oScript.markChanged();
+    EXPECT_THAT(processAfter(10), ElementsAre(1));
+    EXPECT_THAT(processAfter(10), ElementsAre(1));
+    EXPECT_THAT(processAfter(10), IsEmpty());
+}
+
+TEST_F(PersistScriptTest, AWaitOfNothingMeansNoDelayedSave)
+{
+    m_oScript.setWaitTime(0);
+    m_oScript.markChanged();
+    EXPECT_THAT(processAfter(100000), IsEmpty());
+    m_oScript.setWaitTime(100001); // the change is not forgotten
+    EXPECT_THAT(process(), IsEmpty());
+    EXPECT_THAT(processAfter(1), ElementsAre(1));
+}
+
+TEST_F(PersistScriptTest, ATriggerSavesOnceWhateverIsPending)
+{
+    m_oScript.setWaitTime(0);
+    m_oScript.trigger();
+    m_oScript.trigger();
+    EXPECT_THAT(process(), ElementsAre(1));
+    EXPECT_THAT(process(), IsEmpty());
+    m_oScript.markChanged();
+    m_oScript.trigger();
+    EXPECT_THAT(process(), ElementsAre(1));
+    EXPECT_THAT(process(true), IsEmpty()); // it saved the change too
+}
+
+TEST_F(PersistScriptTest, TheFinalCallSavesWhatIsUnsavedWithoutWaiting)
+{
+    m_oScript.setWaitTime(0);
+    EXPECT_THAT(process(true), IsEmpty());
+    m_oScript.markChanged();
+    EXPECT_THAT(process(false), IsEmpty());
+    EXPECT_THAT(process(true), ElementsAre(1));
+    EXPECT_THAT(process(true), IsEmpty());
+}
+
+TEST_F(PersistScriptTest, TheHookGetsTheModeOfTheMoment)
+{
+    for (const auto eMode : {PersistScript::c_ePersistRedundant, PersistScript::c_ePersistNoSqlDump}) {
+        m_oScript.trigger();
+        m_oScript.setPersistMode(eMode);
+        EXPECT_THAT(process(), ElementsAre(eMode));
+    }
+}

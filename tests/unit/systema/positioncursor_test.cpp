@@ -1,0 +1,167 @@
+// Bulk reading through the dispatcher, by a plugin's own means and position by position.
+#include "systema/positioncursor.h"
+
+#include "tests/unit/systema/dispatcherfixture.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+
+using systema::EResultCode;
+using systema::IRowCursor;
+using systema::NameList;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using tests::row;
+
+namespace {
+
+/// Writes the cells down, a text a row, and is full after a number of rows.
+class Sink : public systema::IRowSink
+{
+public:
+    explicit Sink(unsigned a_iRows = 1000) : m_iLeft(a_iRows) {}
+
+    void addNull() override { m_sRow += "null "; }
+    void addInteger(int a_iValue) override { m_sRow += std::to_string(a_iValue) + " "; }
+    void addUnsigned(unsigned int a_iValue) override { m_sRow += std::to_string(a_iValue) + "u "; }
+    void addText(std::string_view a_sText) override { m_sRow.append(a_sText) += " "; }
+    bool endRow() override
+    {
+        m_lRows.push_back(std::exchange(m_sRow, {}));
+        return --m_iLeft > 0;
+    }
+
+    std::vector<std::string> m_lRows;
+
+private:
+    std::string m_sRow;
+    unsigned m_iLeft;
+};
+
+class PositionCursorTest : public DispatcherTest
+{
+protected:
+    EResultCode openRows(unsigned a_iFirst, unsigned a_iCount, const NameList& a_lColumns = {})
+    {
+        return m_oDispatcher.openRows(m_pCursor, m_pMe, "Stored", a_iFirst, a_iCount, a_lColumns);
+    }
+    /// Fetches into a sink for that many rows.
+    EResultCode fetch(unsigned a_iRows = 1000)
+    {
+        Sink oSink(a_iRows);
+        const EResultCode eResult = m_pCursor->fetch(oSink);
+        m_lRows = oSink.m_lRows;
+        return eResult;
+    }
+
+    std::unique_ptr<IRowCursor> m_pCursor;
+    std::vector<std::string> m_lRows;
+};
+
+} // namespace
+
+TEST_F(PositionCursorTest, HandsOutTheRangeInPortionsAndThenEnds)
+{
+    for (const int iId : {0, 1, 2, 3, 4}) {
+        m_oStored.m_lRows.push_back(row({{"Id", iId}}));
+    }
+    ASSERT_EQ(openRows(1, 3), EResultCode::Success);
+    EXPECT_EQ(m_pCursor->getColumns(), NameList({"Id"}));
+    EXPECT_EQ(fetch(2), EResultCode::Success);
+    EXPECT_THAT(m_lRows, ElementsAre("1 ", "2 "));
+    EXPECT_EQ(fetch(2), EResultCode::NoRow);
+    EXPECT_THAT(m_lRows, ElementsAre("3 "));
+    EXPECT_EQ(fetch(), EResultCode::NoRow);
+    EXPECT_THAT(m_lRows, IsEmpty());
+
+    ASSERT_EQ(openRows(3, systema::c_iAllRows), EResultCode::Success);
+    EXPECT_EQ(fetch(), EResultCode::NoRow);
+    EXPECT_THAT(m_lRows, ElementsAre("3 ", "4 "));
+    ASSERT_EQ(openRows(0, 0), EResultCode::Success);
+    EXPECT_EQ(fetch(), EResultCode::NoRow);
+    EXPECT_THAT(m_lRows, IsEmpty());
+}
+
+TEST_F(PositionCursorTest, ARangeBeyondTheEndIsEmptyAndHasItsColumns)
+{
+    ASSERT_EQ(openRows(0, 5), EResultCode::Success);
+    EXPECT_EQ(m_pCursor->getColumns(), NameList({"Id", "Name"})); // of the schema
+    EXPECT_EQ(fetch(), EResultCode::NoRow);
+    ASSERT_EQ(openRows(7, 5, {"Name"}), EResultCode::Success);
+    EXPECT_EQ(m_pCursor->getColumns(), NameList({"Name"}));
+    EXPECT_EQ(fetch(), EResultCode::NoRow);
+    EXPECT_THAT(m_lRows, IsEmpty());
+}
+
+TEST_F(PositionCursorTest, EveryRowHasTheColumnsOfTheFirst)
+{
+    m_oStored.m_lRows = {row({{"Id", 1}, {"Extra", "x"}}), row({{"Extra", "y"}, {"More", 1}}), row({})};
+    m_oStored.m_lRows[2].add("Id", systema::Value(systema::EDataType::Unsigned, -1));
+    ASSERT_EQ(openRows(0, systema::c_iAllRows), EResultCode::Success);
+    EXPECT_EQ(m_pCursor->getColumns(), NameList({"Id", "Extra"}));
+    EXPECT_EQ(fetch(), EResultCode::NoRow);
+    EXPECT_THAT(m_lRows, ElementsAre("1 x ", "null y ", "4294967295u null "));
+}
+
+TEST_F(PositionCursorTest, ATableThatChangesMeanwhileEndsTheRead)
+{
+    m_oStored.m_lRows = {row({{"Id", 1}}), row({{"Id", 2}}), row({{"Id", 3}})};
+    const std::function<void()> aChanges[] = {
+        [this] { write(m_pOther, "Stored"); },
+        [this] {
+            begin(m_pMe);
+            write(m_pMe, "Stored"); // as the owner sees it, though nobody is told yet
+        },
+        [this] { rollback(m_pMe); },
+        [this] {
+            NameList lTicked = {"Stored"};
+            m_oDispatcher.tick(lTicked);
+        },
+    };
+    for (const auto& oChange : aChanges) {
+        ASSERT_EQ(openRows(0, systema::c_iAllRows), EResultCode::Success);
+        EXPECT_EQ(fetch(1), EResultCode::Success);
+        oChange();
+        EXPECT_EQ(fetch(1), EResultCode::Busy);
+        EXPECT_THAT(m_lRows, IsEmpty());
+    }
+    ASSERT_EQ(openRows(0, systema::c_iAllRows), EResultCode::Success);
+    EXPECT_EQ(fetch(1), EResultCode::Success);
+    write(m_pOther, "Virtual"); // another table
+    EXPECT_EQ(fetch(), EResultCode::NoRow);
+}
+
+TEST_F(PositionCursorTest, AFailureIsReportedWhereItHappens)
+{
+    m_oStored.m_mResults["selectRow"] = EResultCode::NoKey;
+    EXPECT_EQ(openRows(0, 1, {"Nonsense"}), EResultCode::NoKey);
+    EXPECT_EQ(m_pCursor, nullptr);
+    EXPECT_EQ(m_oDispatcher.openRows(m_pCursor, m_pMe, "Unknown", 0, 1, {}), EResultCode::NoTable);
+
+    m_oStored.m_mResults.clear();
+    m_oStored.m_lRows = {row({{"Id", 1}}), row({{"Id", 2}}), row({{"Id", 3}})};
+    ASSERT_EQ(openRows(0, 3), EResultCode::Success);
+    EXPECT_EQ(fetch(1), EResultCode::Success);
+    m_oStored.m_mResults["selectRow"] = EResultCode::Failure;
+    EXPECT_EQ(fetch(), EResultCode::Failure);
+    EXPECT_THAT(m_lRows, ElementsAre("2 ")); // was read before
+}
+
+TEST_F(PositionCursorTest, APluginThatReadsRowsByItselfIsAskedForThem)
+{
+    struct RowSource : RecordingPlugin, systema::IRowSource
+    {
+        using RecordingPlugin::RecordingPlugin;
+        EResultCode openRows(std::unique_ptr<IRowCursor>&, const void*, const std::string& a_table,
+                             unsigned int a_first, unsigned int a_count, const NameList& a_columns) override
+        {
+            return call("openRows", a_table, a_first, a_count, a_columns);
+        }
+    };
+    RowSource oSource("source", {"Own"}, m_lCalls);
+    oSource.m_mResults["openRows"] = EResultCode::Busy;
+    m_oDispatcher.attachTables(oSource);
+    EXPECT_EQ(m_oDispatcher.openRows(m_pCursor, m_pMe, "Own", 2, 3, {"Id", "Name"}), EResultCode::Busy);
+    EXPECT_THAT(m_lCalls, ElementsAre("source.openRows Own 2 3 Id, Name"));
+}

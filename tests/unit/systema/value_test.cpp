@@ -1,0 +1,129 @@
+#include "systema/value.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <sstream>
+
+using systema::EDataType;
+using systema::EResultCode;
+using systema::Value;
+
+TEST(Value, AnEmptyValueHasTheTypeAskedFor)
+{
+    for (const unsigned iType : {EDataType::Null, EDataType::Integer, EDataType::Unsigned, EDataType::Text}) {
+        const Value oValue(iType);
+        EXPECT_EQ(oValue.getType(), iType);
+        EXPECT_EQ(oValue.getInteger(), 0);
+        EXPECT_EQ(oValue.getUnsigned(), 0U);
+        EXPECT_EQ(oValue.getText(), "");
+    }
+}
+
+TEST(Value, ATypeThatDoesNotFitTheContentGivesNull)
+{
+    for (const Value& oValue :
+         {Value(0), Value(5), Value(EDataType::Text, 7), Value(EDataType::Null, 7), Value(5, 7),
+          Value(EDataType::Integer, "7"), Value(EDataType::Null, "7"), Value(5, "7")}) {
+        EXPECT_EQ(oValue, Value(EDataType::Null));
+        EXPECT_EQ(oValue.toText(), "");
+    }
+}
+
+TEST(Value, IntegersConvertBitByBit)
+{
+    const Value oNegative(EDataType::Integer, -1);
+    EXPECT_EQ(oNegative.getInteger(), -1);
+    EXPECT_EQ(oNegative.getUnsigned(), UINT_MAX);
+    EXPECT_EQ(oNegative.getText(), "");
+    EXPECT_EQ(oNegative.toText(), "-1");
+
+    const Value oUnsigned(EDataType::Unsigned, -1);
+    EXPECT_EQ(oUnsigned.getInteger(), -1);
+    EXPECT_EQ(oUnsigned.getUnsigned(), UINT_MAX);
+    EXPECT_EQ(oUnsigned.toText(), "4294967295");
+}
+
+TEST(Value, ATextGivesTheNumberItStartsWith)
+{
+    const struct
+    {
+        const char* m_pText;
+        int m_iInteger;
+        unsigned m_iUnsigned;
+    } aCases[] = {
+        {"", 0, 0},
+        {"abc", 0, 0},
+        {"12abc", 12, 12},
+        {"  +7", 7, 7},
+        {"-5", -5, 0},
+        {"2147483648", INT_MAX, 2147483648U},
+        {"-2147483649", INT_MIN, 0},
+        {"4294967296", INT_MAX, UINT_MAX},
+        {"99999999999999999999", INT_MAX, UINT_MAX},
+        {"-99999999999999999999", INT_MIN, 0},
+    };
+    for (const auto& oCase : aCases) {
+        const Value oValue(EDataType::Text, oCase.m_pText);
+        EXPECT_EQ(oValue.getInteger(), oCase.m_iInteger) << oCase.m_pText;
+        EXPECT_EQ(oValue.getUnsigned(), oCase.m_iUnsigned) << oCase.m_pText;
+        EXPECT_EQ(oValue.getText(), oCase.m_pText);
+        EXPECT_EQ(oValue.toText(), oCase.m_pText);
+    }
+}
+
+TEST(Value, SettersChangeContentAndType)
+{
+    Value oValue(EDataType::Null);
+    oValue.setText("ppp0");
+    EXPECT_EQ(oValue, Value(EDataType::Text, "ppp0"));
+    oValue.setInteger(-3);
+    EXPECT_EQ(oValue, Value(EDataType::Integer, -3));
+    oValue.setUnsigned(UINT_MAX);
+    EXPECT_EQ(oValue, Value(EDataType::Unsigned, -1));
+    oValue.setNull();
+    EXPECT_EQ(oValue, Value(EDataType::Null));
+}
+
+TEST(Value, CopiesAreDeepAndAMovedFromValueIsNull)
+{
+    for (const Value& oOriginal : {Value(EDataType::Null), Value(EDataType::Integer, -4),
+                                   Value(EDataType::Unsigned, 4), Value(EDataType::Text, "lan1")}) {
+        Value oCopy(oOriginal);
+        EXPECT_EQ(oCopy, oOriginal);
+        Value oAssigned(EDataType::Text, "old");
+        oAssigned = oCopy;
+        oCopy.setText("changed");
+        EXPECT_EQ(oAssigned, oOriginal);
+
+        Value oMoved(std::move(oAssigned));
+        EXPECT_EQ(oMoved, oOriginal);
+        EXPECT_EQ(oAssigned, Value(EDataType::Null)); // NOLINT(bugprone-use-after-move)
+        oAssigned = std::move(oMoved);
+        EXPECT_EQ(oAssigned, oOriginal);
+        EXPECT_EQ(oMoved, Value(EDataType::Null)); // NOLINT(bugprone-use-after-move)
+        Value& oSelf = oAssigned;
+        oAssigned = oSelf;
+        EXPECT_EQ(oAssigned, oOriginal);
+    }
+}
+
+TEST(Value, EqualMeansSameTypeAndSameContent)
+{
+    EXPECT_NE(Value(EDataType::Integer, 1), Value(EDataType::Unsigned, 1));
+    EXPECT_NE(Value(EDataType::Integer, 0), Value(EDataType::Null));
+    EXPECT_NE(Value(EDataType::Text), Value(EDataType::Null));
+    EXPECT_NE(Value(EDataType::Text, "a"), Value(EDataType::Text, "A"));
+    EXPECT_NE(Value(EDataType::Integer, 1), Value(EDataType::Integer, 2));
+}
+
+TEST(EResultCode, EveryCodeHasItsTextAndOthersSaySo)
+{
+    EXPECT_STREQ(EResultCode().strerror(), "success");
+    EXPECT_STREQ(EResultCode(EResultCode::NoRow).strerror(), "no such row");
+    EXPECT_STREQ(EResultCode(11).strerror(), "unknown result code");
+    EXPECT_STREQ(EResultCode(UINT_MAX).strerror(), "unknown result code");
+    std::ostringstream oStream;
+    EResultCode(EResultCode::NoTable).put(oStream);
+    EXPECT_EQ(oStream.str(), "8 (no such table)");
+}

@@ -1,0 +1,269 @@
+#include "systema/wire.h"
+
+#include "tests/unit/row.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <memory>
+
+using systema::ColumnList;
+using systema::EDataType;
+using systema::NameList;
+using systema::Value;
+using systema::ValueList;
+using systema::wire::Cell;
+using systema::wire::EKind;
+using systema::wire::EOperation;
+using systema::wire::Header;
+using systema::wire::Reader;
+using systema::wire::readHeader;
+using systema::wire::Writer;
+using tests::row;
+
+namespace {
+
+/// One of everything that a body may hold.
+struct Everything
+{
+    std::uint8_t m_iByte = 0;
+    std::uint16_t m_iShort = 0;
+    std::uint32_t m_iUnsigned = 0;
+    std::int32_t m_iInteger = 0;
+    std::string m_sText;
+    NameList m_lNames;
+    ColumnList m_lColumns;
+    ValueList m_lValues;
+    std::vector<Value> m_lCells;
+
+    bool operator==(const Everything&) const = default;
+};
+
+Everything sample()
+{
+    Everything oAll{0xff, 0xfffe, 0xfffffffd, INT_MIN, "Gr\xc3\xbc\xc3\x9f", {"", "Id", "Name"}, {}, {}, {}};
+    oAll.m_lColumns.add("Id", EDataType::Integer);
+    oAll.m_lColumns.add("Name", EDataType::Text);
+    oAll.m_lValues = row({{"Id", -1}, {"Name", "lan1"}, {"", ""}});
+    oAll.m_lValues.add("Count", Value(EDataType::Unsigned, -1));
+    oAll.m_lValues.add("None", Value(EDataType::Null));
+    oAll.m_lCells = {Value(EDataType::Null), Value(EDataType::Integer, INT_MAX),
+                     Value(EDataType::Unsigned, -2), Value(EDataType::Text, "x")};
+    return oAll;
+}
+
+std::string write(const Everything& a_oAll)
+{
+    std::string sFrame;
+    Writer oWriter(sFrame);
+    oWriter.begin(EKind::Part, EOperation::SelectRows, 0x12345678, 10);
+    oWriter.u8(a_oAll.m_iByte);
+    oWriter.u16(a_oAll.m_iShort);
+    oWriter.u32(a_oAll.m_iUnsigned);
+    oWriter.i32(a_oAll.m_iInteger);
+    oWriter.text(a_oAll.m_sText);
+    oWriter.names(a_oAll.m_lNames);
+    oWriter.columns(a_oAll.m_lColumns);
+    oWriter.values(a_oAll.m_lValues);
+    for (const auto& oCell : a_oAll.m_lCells) {
+        oWriter.value(oCell);
+    }
+    EXPECT_EQ(oWriter.end(), sFrame.size());
+    return sFrame;
+}
+
+Everything readFrom(Reader& a_oReader)
+{
+    Everything oAll;
+    oAll.m_iByte = a_oReader.u8();
+    oAll.m_iShort = a_oReader.u16();
+    oAll.m_iUnsigned = a_oReader.u32();
+    oAll.m_iInteger = a_oReader.i32();
+    oAll.m_sText = a_oReader.text();
+    oAll.m_lNames = a_oReader.names();
+    oAll.m_lColumns = a_oReader.columns();
+    oAll.m_lValues = a_oReader.values();
+    while (oAll.m_lCells.size() < sample().m_lCells.size()) {
+        oAll.m_lCells.push_back(a_oReader.cell().toValue());
+    }
+    return oAll;
+}
+
+std::string body(void (*a_pWrite)(Writer&))
+{
+    std::string sBytes;
+    Writer oWriter(sBytes);
+    a_pWrite(oWriter);
+    return sBytes;
+}
+
+template<typename Read>
+bool isRefused(const std::string& a_sBody, Read a_oRead)
+{
+    Reader oReader(a_sBody);
+    const auto oResult = a_oRead(oReader);
+    return !oReader.ok() && !oReader.complete() && oResult.empty();
+}
+
+const auto c_oText = [](Reader& a_oReader) { return a_oReader.text(); };
+const auto c_oNames = [](Reader& a_oReader) { return a_oReader.names(); };
+const auto c_oColumns = [](Reader& a_oReader) { return a_oReader.columns(); };
+const auto c_oValues = [](Reader& a_oReader) { return a_oReader.values(); };
+
+} // namespace
+
+TEST(Wire, EveryElementSurvivesTheRoundTrip)
+{
+    const std::string sFrame = write(sample());
+    const auto oHeader = readHeader(sFrame);
+    ASSERT_TRUE(oHeader);
+    EXPECT_EQ(oHeader->frameSize(), sFrame.size());
+    EXPECT_EQ(oHeader->bodySize(), sFrame.size() - systema::wire::c_iHeaderSize);
+    EXPECT_EQ(oHeader->m_eKind, EKind::Part);
+    EXPECT_EQ(oHeader->m_eOperation, EOperation::SelectRows);
+    EXPECT_EQ(oHeader->m_iCode, 10U);
+    EXPECT_EQ(oHeader->m_iId, 0x12345678U);
+
+    Reader oReader(std::string_view(sFrame).substr(systema::wire::c_iHeaderSize));
+    EXPECT_EQ(readFrom(oReader), sample());
+    EXPECT_TRUE(oReader.complete());
+    EXPECT_FALSE(oReader.sawNul());
+}
+
+TEST(Wire, EveryTruncationIsRefused)
+{
+    const std::string sFrame = write(sample());
+    for (std::size_t iSize = 0; iSize < systema::wire::c_iHeaderSize; ++iSize) {
+        EXPECT_FALSE(readHeader({sFrame.data(), iSize}));
+    }
+    const std::string_view sBody = std::string_view(sFrame).substr(systema::wire::c_iHeaderSize);
+    for (std::size_t iSize = 0; iSize < sBody.size(); ++iSize) {
+        // A copy of just this size, so that the address sanitizer sees a read past its end.
+        const auto pBytes = std::make_unique<char[]>(iSize);
+        sBody.copy(pBytes.get(), iSize);
+        Reader oReader({pBytes.get(), iSize});
+        EXPECT_NE(readFrom(oReader), sample());
+        EXPECT_FALSE(oReader.ok()) << iSize;
+        EXPECT_FALSE(oReader.complete()) << iSize;
+    }
+}
+
+TEST(Wire, BytesLeftOverAreNoCompleteBody)
+{
+    Reader oReader(std::string_view("\1\2", 2));
+    EXPECT_EQ(oReader.u8(), 1U);
+    EXPECT_TRUE(oReader.ok());
+    EXPECT_FALSE(oReader.complete());
+    EXPECT_EQ(oReader.u8(), 2U);
+    EXPECT_TRUE(oReader.complete());
+}
+
+TEST(Wire, AFailedReaderGivesEmptyValuesForGood)
+{
+    // After a text that is longer than the body, the bytes behind its length would make good numbers.
+    Reader oReader(std::string_view("\xff\0\0\0\1\0\0\0\1\0\0\0", 12));
+    EXPECT_EQ(oReader.text(), "");
+    EXPECT_EQ(oReader.u8(), 0U);
+    EXPECT_EQ(oReader.u16(), 0U);
+    EXPECT_EQ(oReader.u32(), 0U);
+    EXPECT_EQ(oReader.text(), "");
+    EXPECT_TRUE(oReader.names().empty());
+    EXPECT_TRUE(oReader.columns().empty());
+    EXPECT_TRUE(oReader.values().empty());
+    EXPECT_EQ(oReader.cell().toValue(), Value(EDataType::Null));
+    EXPECT_FALSE(oReader.ok());
+}
+
+TEST(Wire, LyingLengthsAndCountsAreRefused)
+{
+    for (const std::uint32_t iLie : {2U, 0x7fffffffU, 0x80000000U, 0xffffffffU}) {
+        std::string sOne;
+        Writer oWriter(sOne);
+        oWriter.u32(iLie);
+        oWriter.u8('x'); // one byte, of whatever there should be
+        EXPECT_TRUE(isRefused(sOne, c_oText)) << iLie;
+        EXPECT_TRUE(isRefused(sOne, c_oNames)) << iLie;
+        EXPECT_TRUE(isRefused(sOne, c_oColumns)) << iLie;
+        EXPECT_TRUE(isRefused(sOne, c_oValues)) << iLie;
+    }
+    // A count that the bytes behind it could hold, but do not.
+    const std::string sNames = body([](Writer& a_oWriter) {
+        a_oWriter.u32(2);
+        a_oWriter.text("four");
+    });
+    Reader oReader(sNames);
+    oReader.names();
+    EXPECT_FALSE(oReader.ok());
+}
+
+TEST(Wire, CellsOfAnUnknownTypeAreRefused)
+{
+    for (unsigned iType = 0; iType < 256; ++iType) {
+        const bool bKnown = iType >= EDataType::Null && iType <= EDataType::Text;
+        std::string sCell(iType == EDataType::Null ? 1 : 1 + sizeof(std::uint32_t), '\0');
+        sCell[0] = static_cast<char>(iType);
+        Reader oReader(sCell);
+        const Cell oCell = oReader.cell();
+        EXPECT_EQ(oReader.complete(), bKnown) << iType;
+        EXPECT_EQ(oCell.toValue(), Value(oCell.m_iType));
+    }
+}
+
+TEST(Wire, ANulIsSeenInEveryText)
+{
+    static const std::string c_sNul("a\0b", 3);
+    const auto seesNul = [](const std::string& a_sBody, auto a_oRead) {
+        Reader oReader(a_sBody);
+        a_oRead(oReader);
+        EXPECT_TRUE(oReader.complete());
+        return oReader.sawNul();
+    };
+    EXPECT_TRUE(seesNul(body([](Writer& a_oWriter) { a_oWriter.text(c_sNul); }), c_oText));
+    EXPECT_TRUE(seesNul(body([](Writer& a_oWriter) { a_oWriter.names({"a", c_sNul}); }), c_oNames));
+    EXPECT_FALSE(seesNul(body([](Writer& a_oWriter) {
+                             a_oWriter.values(row({{"b", 0}, {"c", ""}}));
+                         }),
+                         c_oValues));
+    EXPECT_TRUE(seesNul(body([](Writer& a_oWriter) {
+                            a_oWriter.u32(1);
+                            a_oWriter.text(c_sNul);
+                            a_oWriter.null();
+                        }),
+                        c_oValues));
+    EXPECT_TRUE(seesNul(body([](Writer& a_oWriter) { a_oWriter.textValue(c_sNul); }),
+                        [](Reader& a_oReader) { a_oReader.cell(); }));
+}
+
+TEST(Wire, OnlyLengthsWithinTheLimitArePossible)
+{
+    const auto isPossible = [](std::uint32_t a_iLength) {
+        return Header{a_iLength, EKind::Request, EOperation::Ping, 0, 0}.isPossible();
+    };
+    constexpr std::uint32_t c_iMost = systema::wire::c_iFrameLimit - sizeof(std::uint32_t);
+    EXPECT_TRUE(isPossible(8));
+    EXPECT_TRUE(isPossible(c_iMost));
+    for (const std::uint32_t iLength : {0U, 7U, c_iMost + 1, 0xfffffffcU, 0xffffffffU}) {
+        EXPECT_FALSE(isPossible(iLength)) << iLength;
+    }
+}
+
+TEST(Wire, FramesFollowEachOtherAndOnlyTheLastIsTakenBack)
+{
+    std::string sFrames = "before";
+    Writer oWriter(sFrames);
+    oWriter.begin(EKind::Part, EOperation::SelectRows, 7);
+    const std::size_t iCountAt = oWriter.size();
+    oWriter.u32(0);
+    oWriter.patchU32(iCountAt, 5);
+    oWriter.setKind(EKind::Reply);
+    EXPECT_EQ(oWriter.end(), 16U);
+    oWriter.begin(EKind::Event, EOperation::TableChanged, 0);
+    oWriter.text("Routes");
+    oWriter.discard();
+
+    ASSERT_EQ(sFrames.size(), 6U + 16U);
+    const std::string_view sFrame = std::string_view(sFrames).substr(6);
+    EXPECT_EQ(readHeader(sFrame)->m_eKind, EKind::Reply);
+    EXPECT_EQ(readHeader(sFrame)->frameSize(), 16U);
+    EXPECT_EQ(Reader(sFrame.substr(systema::wire::c_iHeaderSize)).u32(), 5U);
+}
