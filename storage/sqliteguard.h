@@ -1,0 +1,13 @@
+// The second wall around a database, behind the check of names: what SQLite itself refuses to prepare.
+#pragma once
+
+struct sqlite3;
+
+namespace systema {
+
+/// From here on the connection prepares nothing but reads, changes of rows and transactions, and calls no
+/// function that the wrapper's own statements do not use. What triggers and views of the schema do with rows
+/// and functions stays allowed. Everything else fails to prepare with SQLITE_AUTH or SQLITE_ERROR.
+void guardDatabase(sqlite3* a_pDatabase);
+
+} // namespace systema

@@ -1,0 +1,74 @@
+// The plugin that serves all tables of one SQLite database file.
+//
+// Owned by main; used on the main thread. Forwards every operation to the database it owns and adds the
+// check of the handle, the permission to write and the choice whether transactions are real. Results are
+// those of SqliteWrapper, and 2 for a write while another connection holds the write lock.
+#pragma once
+
+#include "storage/sqlitewrapper.h"
+#include "systema/configpluginbase.h"
+#include "systema/rowsource.h"
+
+#include <memory>
+#include <string>
+
+namespace systema {
+
+class SqlitePlugin : public ConfigPluginBase, public IRowSource, public IStoredTables
+{
+public:
+    /// Opens the database file at once. Without a_useTransactions each write is committed on its own.
+    SqlitePlugin(const std::string& a_directory, const std::string& a_fileName, bool a_useTransactions,
+                 bool a_persistent, bool a_exclusive);
+
+    /// The file name.
+    const std::string& getName() const { return m_oDatabase.getName(); }
+    /// True when no connection holds the write lock or the handle is the one that does.
+    bool canWrite(const void* a_handle) const;
+    /// The database, as long as the plugin lives.
+    SqliteWrapper& getDatabase() { return m_oDatabase; }
+    const SqliteWrapper& getDatabase() const { return m_oDatabase; }
+
+    void open(const void* a_handle) override;
+    void close(const void* a_handle) override;
+    void getTables(NameList& a_tables, const void* a_handle) override;
+    EResultCode getSchema(ColumnList& a_columns, const void* a_handle, const std::string& a_table) override;
+    EResultCode getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table) override;
+    EResultCode selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                          unsigned int a_index, const NameList& a_columns) override;
+    EResultCode selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                          const std::string& a_keyColumn, const std::string& a_keyValue,
+                          const NameList& a_columns) override;
+    EResultCode insertRow(const void* a_handle, const std::string& a_table,
+                          const ValueList& a_values) override;
+    EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
+                          const ValueList& a_values) override;
+    EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
+                          const ValueList& a_values) override;
+    EResultCode updateKey(const void* a_handle, const std::string& a_table, const std::string& a_keyColumn,
+                          const std::string& a_keyValue, const ValueList& a_values) override;
+    EResultCode deleteRow(const void* a_handle, const std::string& a_table, unsigned int a_index) override;
+    EResultCode deleteKey(const void* a_handle, const std::string& a_table, const std::string& a_keyColumn,
+                          const std::string& a_keyValue) override;
+    EResultCode deleteAll(const void* a_handle, const std::string& a_table) override;
+    void tick(NameList&) override {}
+    bool initialize() override { return true; }
+    bool isPersistent() const override { return m_bPersistent; }
+    EResultCode startTransaction(const void* a_handle) override;
+    EResultCode commitTransaction(const void* a_handle) override;
+    EResultCode rollbackTransaction(const void* a_handle) override;
+
+    EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
+                         const std::string& a_table, unsigned int a_first, unsigned int a_count,
+                         const NameList& a_columns) override;
+    bool usesTransactions() const override { return m_bUseTransactions; }
+
+private:
+    bool mayWrite(const void* a_handle) const;
+
+    SqliteWrapper m_oDatabase;
+    bool m_bUseTransactions;
+    bool m_bPersistent;
+};
+
+} // namespace systema

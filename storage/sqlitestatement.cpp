@@ -1,0 +1,109 @@
+#include "storage/sqlitestatement.h"
+
+#include "storage/sqlitetype.h"
+
+#include <sqlite3.h>
+
+namespace systema {
+
+namespace {
+
+const char* textOf(sqlite3_value* a_pCell)
+{
+    const auto* pText = sqlite3_value_text(a_pCell);
+    return pText == nullptr ? "" : reinterpret_cast<const char*>(pText); // null: out of memory
+}
+
+/// The number of a cell whose column is declared as one. An integer cell keeps its low 32 bits, just as the
+/// conversion of its text would.
+int numberOf(sqlite3_value* a_pCell)
+{
+    return sqlite3_value_type(a_pCell) == SQLITE_INTEGER
+               ? static_cast<int>(sqlite3_value_int64(a_pCell))
+               : SqliteType::setValueType(textOf(a_pCell), EDataType::Integer).getInteger();
+}
+
+} // namespace
+
+void SqliteStatement::Finalize::operator()(sqlite3_stmt* a_pStatement) const
+{
+    sqlite3_finalize(a_pStatement);
+}
+
+int SqliteStatement::bind(const SqlText& a_oText)
+{
+    int iCode = SQLITE_OK;
+    int iParameter = 0;
+    for (const auto& oBinding : a_oText.getBindings()) {
+        ++iParameter;
+        if (const auto* pText = std::get_if<std::string_view>(&oBinding)) {
+            iCode =
+                sqlite3_bind_text64(get(), iParameter, pText->data(), pText->size(), nullptr, SQLITE_UTF8);
+        } else if (const auto* pNumber = std::get_if<std::int64_t>(&oBinding)) {
+            iCode = sqlite3_bind_int64(get(), iParameter, *pNumber);
+        }
+        if (iCode != SQLITE_OK) {
+            break;
+        }
+    }
+    return iCode;
+}
+
+int SqliteStatement::step()
+{
+    return sqlite3_step(get());
+}
+
+void SqliteStatement::reset()
+{
+    sqlite3_reset(get());
+    sqlite3_clear_bindings(get());
+}
+
+const ColumnList& SqliteStatement::getColumns()
+{
+    if (m_lColumns.empty()) {
+        const int iCount = sqlite3_column_count(get());
+        for (int i = 0; i < iCount; ++i) {
+            const char* pName = sqlite3_column_name(get(), i);
+            m_lColumns.add(pName == nullptr ? "" : pName, // null: out of memory
+                           SqliteType::getDataType(sqlite3_column_decltype(get(), i)));
+        }
+    }
+    return m_lColumns;
+}
+
+void SqliteStatement::readRow(IRowSink& a_oSink)
+{
+    int i = 0;
+    for (const auto& oColumn : getColumns()) {
+        sqlite3_value* pCell = sqlite3_column_value(get(), i++);
+        const unsigned iType = oColumn.second;
+        if (iType == EDataType::Null || sqlite3_value_type(pCell) == SQLITE_NULL) {
+            a_oSink.addNull();
+        } else if (iType == EDataType::Integer) {
+            a_oSink.addInteger(numberOf(pCell));
+        } else if (iType == EDataType::Unsigned) {
+            a_oSink.addUnsigned(static_cast<unsigned>(numberOf(pCell)));
+        } else {
+            a_oSink.addText(textOf(pCell));
+        }
+    }
+}
+
+int SqliteStatement::readNumber()
+{
+    return sqlite3_column_int(get(), 0);
+}
+
+std::string SqliteStatement::readText()
+{
+    return textOf(sqlite3_column_value(get(), 0));
+}
+
+bool SqliteStatement::wasPreparedAgain()
+{
+    return sqlite3_stmt_status(get(), SQLITE_STMTSTATUS_REPREPARE, 0) != 0;
+}
+
+} // namespace systema

@@ -1,0 +1,92 @@
+// The tables of one SQLite database file and their rows.
+//
+// Owned by its plugin (or a test); used on the one thread that dispatches requests. Failures are those of
+// the connection: result codes with their log lines, also while closed.
+//
+// The row with Id 0 of a table is its hidden default row: not counted, not reached by position, never
+// deleted by deleteAll, reached only by the key "Id" = "0" and read-only there.
+//
+// An operation on a name that is no plain identifier, or by a key value with a single quote, ends as the
+// syntax error that its statement would be, before there is a statement.
+#pragma once
+
+#include "storage/sqliteconnection.h"
+#include "storage/tablefacts.h"
+#include "systema/lists.h"
+#include "systema/rowsource.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace systema {
+
+class SqliteWrapper : public SqliteConnection
+{
+public:
+    using SqliteConnection::SqliteConnection;
+
+    /// Appends the names of all tables and views, in order of name; nothing on failure.
+    void getTables(NameList& a_names);
+    /// Appends the columns with their types. 0, 8; 1 for a name too long.
+    EResultCode getSchema(ColumnList& a_columns, const std::string& a_table);
+    /// The number of rows. 0, 8; 1 for a name too long.
+    EResultCode getSize(unsigned int& a_size, const std::string& a_table);
+    /// False when the table is missing; a failed lookup is logged and gives true, so that the operation
+    /// that asks goes on and reports its own error.
+    bool hasTable(const std::string& a_table);
+    /// True when the table's row with Id 0 can be read.
+    bool hasZeroIdRow(const std::string& a_table);
+    /// The id of the row inserted last.
+    EResultCode lastInsertID(int& a_id) const;
+    /// Deletes every row but the one with Id 0.
+    EResultCode deleteAll(const std::string& a_table);
+
+    // Rows. Besides the codes named here each operation gives 8 for a table or column that is not there, 1
+    // for a statement that is too long, and what getResultCode makes of SQLite's code.
+
+    /// Appends the row at a position, counted from 0 in SQLite's natural order. 0; 10 past the end.
+    EResultCode selectRow(ValueList& a_row, const std::string& a_table, unsigned int a_position,
+                          const NameList& a_columns);
+    /// Appends the first row with the key. 0; 10 when there is none.
+    EResultCode selectKey(ValueList& a_row, const std::string& a_table, const std::string& a_keyColumn,
+                          const std::string& a_keyValue, const NameList& a_columns);
+    /// Opens a read of a range of rows, see IRowSource. The cursor must not outlive the wrapper.
+    EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const std::string& a_table,
+                         unsigned int a_first, unsigned int a_count, const NameList& a_columns);
+    /// Adds a row. 0; 1 without values; 6 for Id 0.
+    EResultCode insertRow(const std::string& a_table, const ValueList& a_values);
+    /// The same, and reports the new row's id.
+    EResultCode insertKey(int& a_id, const std::string& a_table, const ValueList& a_values);
+    /// Changes every row that equals the one at the position. 0; 10 past the end.
+    EResultCode updateRow(const std::string& a_table, unsigned int a_position, const ValueList& a_values);
+    /// Changes every row with the key. 0; 4 for the key Id 0; 10 when there is none.
+    EResultCode updateKey(const std::string& a_table, const std::string& a_keyColumn,
+                          const std::string& a_keyValue, const ValueList& a_values);
+    /// Deletes every row that equals the one at the position. 0; 10 past the end.
+    EResultCode deleteRow(const std::string& a_table, unsigned int a_position);
+    /// Deletes every row with the key. 0; 4 for the key Id 0; 10 when there is none.
+    EResultCode deleteKey(const std::string& a_table, const std::string& a_keyColumn,
+                          const std::string& a_keyValue);
+
+private:
+    enum class ELookup
+    {
+        Missing,
+        Found,
+        Failed
+    };
+
+    ELookup lookUp(const std::string& a_table);
+    SqlText rangeText(const std::string& a_table, unsigned int a_first, unsigned int a_count,
+                      const NameList& a_columns);
+    /// Ends an update or delete by key; a_oChange lacks only its condition.
+    EResultCode changeByKey(const char* a_pOperation, SqlText& a_oChange, const std::string& a_table,
+                            const std::string& a_keyColumn, const std::string& a_keyValue);
+    /// Changes the rows without looking for one first. Nothing when that leaves open whether there is one.
+    std::optional<EResultCode> changeAtOnce(const SqlText& a_oChange) const;
+
+    TableFacts m_oFacts;
+};
+
+} // namespace systema

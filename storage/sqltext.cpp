@@ -1,0 +1,143 @@
+#include "storage/sqltext.h"
+
+#include "storage/sqlitestring.h"
+
+#include <algorithm>
+
+namespace systema {
+
+namespace {
+
+bool isNameStart(char a_c)
+{
+    return (a_c >= 'a' && a_c <= 'z') || (a_c >= 'A' && a_c <= 'Z') || a_c == '_' ||
+           static_cast<unsigned char>(a_c) >= 0x80;
+}
+
+/// True for exactly one identifier token of SQLite.
+bool isPlainName(std::string_view a_sName)
+{
+    return !a_sName.empty() && isNameStart(a_sName.front()) && std::ranges::all_of(a_sName, [](char a_c) {
+        return isNameStart(a_c) || (a_c >= '0' && a_c <= '9') || a_c == '$';
+    });
+}
+
+/// The text as C formatting would print it: up to a NUL byte.
+std::string_view printed(const std::string& a_sText)
+{
+    return a_sText.c_str();
+}
+
+} // namespace
+
+bool SqlText::count(std::size_t a_iLength)
+{
+    if (!isTooLong()) {
+        m_iLength += a_iLength;
+    }
+    return !isTooLong();
+}
+
+SqlText& SqlText::sql(std::string_view a_sPiece)
+{
+    if (count(a_sPiece.size())) {
+        m_sPrepared += a_sPiece;
+    }
+    return *this;
+}
+
+SqlText& SqlText::name(std::string_view a_sName)
+{
+    if (!m_sRefused && !isPlainName(a_sName)) {
+        m_sRefused = a_sName;
+    }
+    return sql(a_sName);
+}
+
+SqlText& SqlText::bind(std::size_t a_iLength, Binding a_oBinding)
+{
+    if (count(a_iLength)) {
+        m_sPrepared += '?';
+        m_lBindings.push_back(a_oBinding);
+    }
+    return *this;
+}
+
+SqlText& SqlText::number(std::uint64_t a_iNumber)
+{
+    return bind(std::to_string(a_iNumber).size(), static_cast<std::int64_t>(a_iNumber));
+}
+
+SqlText& SqlText::key(const std::string& a_sKey)
+{
+    const std::string_view sKey = printed(a_sKey);
+    if (!m_sRefused && sKey.find('\'') != std::string_view::npos) {
+        m_sRefused = sKey;
+    }
+    return bind(sKey.size() + 2, sKey);
+}
+
+SqlText& SqlText::value(const Value& a_oValue)
+{
+    switch (a_oValue.getType()) {
+    case EDataType::Text: {
+        const std::string_view sText = printed(a_oValue.getText());
+        return bind(SqliteString::replace(sText, "'", "''").size() + 2, sText);
+    }
+    case EDataType::Integer: {
+        const int iNumber = a_oValue.getInteger();
+        return bind(std::to_string(iNumber).size(), std::int64_t{iNumber});
+    }
+    case EDataType::Unsigned:
+        return number(a_oValue.getUnsigned());
+    default:
+        return bind(std::string_view("NULL").size(), std::monostate());
+    }
+}
+
+template<typename List, typename Put>
+SqlText& SqlText::join(const List& a_lList, std::string_view a_sSeparator, Put a_put)
+{
+    std::string_view sSeparator;
+    for (const auto& oEntry : a_lList) {
+        sql(sSeparator);
+        a_put(oEntry);
+        sSeparator = a_sSeparator;
+    }
+    return *this;
+}
+
+SqlText& SqlText::columns(const NameList& a_lNames)
+{
+    return a_lNames.empty() ? sql("*") : join(a_lNames, ", ", [this](const auto& a_sName) { name(a_sName); });
+}
+
+SqlText& SqlText::names(const ValueList& a_lValues)
+{
+    return join(a_lValues, ", ", [this](const auto& a_oEntry) { name(a_oEntry.first); });
+}
+
+SqlText& SqlText::values(const ValueList& a_lValues)
+{
+    return join(a_lValues, ", ", [this](const auto& a_oEntry) { value(a_oEntry.second); });
+}
+
+SqlText& SqlText::assignments(const ValueList& a_lValues)
+{
+    return join(a_lValues, ", ",
+                [this](const auto& a_oEntry) { name(a_oEntry.first).sql(" = ").value(a_oEntry.second); });
+}
+
+SqlText& SqlText::conditions(const ValueList& a_lValues)
+{
+    return join(a_lValues, " AND ", [this](const auto& a_oEntry) {
+        name(a_oEntry.first);
+        if (a_oEntry.second.getType() == EDataType::Null) {
+            sql(" IS NULL");
+        } else {
+            sql(" = ").value(a_oEntry.second);
+        }
+    });
+}
+
+} // namespace systema

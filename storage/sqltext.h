@@ -1,0 +1,73 @@
+// The text of one SQL statement, built from fixed pieces, names and values.
+//
+// It is kept in two forms at once: the length of the plain text, with every value written out, which is
+// what the limits count; and the text that is prepared, in which every value is a "?" with its binding, so
+// that statements of one shape share one text. Names and key values that would break out of the plain text
+// never reach the prepared one: they are kept as the refused piece. A local object of one operation; the
+// names and values put in must outlive it. Nothing here fails: the owner asks isTooLong() and getRefused().
+#pragma once
+
+#include "systema/lists.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace systema {
+
+class SqlText
+{
+public:
+    using Binding = std::variant<std::monostate, std::int64_t, std::string_view>;
+
+    /// A text of at most a_iLimit characters.
+    explicit SqlText(std::size_t a_iLimit) : m_iLimit(a_iLimit) { m_sPrepared.reserve(128); }
+
+    /// A fixed piece, as it is.
+    SqlText& sql(std::string_view a_sPiece);
+    /// A table or column name.
+    SqlText& name(std::string_view a_sName);
+    SqlText& number(std::uint64_t a_iNumber);
+    /// A key value between single quotes; one that holds a single quote itself is refused.
+    SqlText& key(const std::string& a_sKey);
+    /// The wanted columns, "*" for none.
+    SqlText& columns(const NameList& a_lNames);
+    /// "A, B"
+    SqlText& names(const ValueList& a_lValues);
+    /// "1, 'two'"
+    SqlText& values(const ValueList& a_lValues);
+    /// "A = 1, B = 'two'"
+    SqlText& assignments(const ValueList& a_lValues);
+    /// "A = 1 AND B = 'two' AND C IS NULL"
+    SqlText& conditions(const ValueList& a_lValues);
+
+    std::size_t getLimit() const { return m_iLimit; }
+    /// Characters of the plain text; once it is too long no more are counted.
+    std::size_t getLength() const { return m_iLength; }
+    bool isTooLong() const { return m_iLength > m_iLimit; }
+    /// The first name or key value that would have broken the text.
+    const std::optional<std::string_view>& getRefused() const { return m_sRefused; }
+    /// Complete only when the text is neither too long nor has a refused piece.
+    const std::string& getPrepared() const { return m_sPrepared; }
+    const std::vector<Binding>& getBindings() const { return m_lBindings; }
+
+private:
+    /// Counts a piece of the plain text; false when it does not fit any more.
+    bool count(std::size_t a_iLength);
+    /// Puts a "?" for a value that is a_iLength characters long in the plain text.
+    SqlText& bind(std::size_t a_iLength, Binding a_oBinding);
+    SqlText& value(const Value& a_oValue);
+    template<typename List, typename Put>
+    SqlText& join(const List& a_lList, std::string_view a_sSeparator, Put a_put);
+
+    std::size_t m_iLimit;
+    std::size_t m_iLength = 0;
+    std::string m_sPrepared;
+    std::vector<Binding> m_lBindings;
+    std::optional<std::string_view> m_sRefused;
+};
+
+} // namespace systema
