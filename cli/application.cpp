@@ -1,0 +1,43 @@
+#include "cli/application.h"
+
+#include "cli/commandline.h"
+#include "cli/utf8.h"
+#include "client/connection.h"
+
+namespace systema::cli {
+
+namespace {
+
+Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::istream& a_oInput,
+                std::ostream& a_oOutput, std::ostream& a_oErrors, bool a_bTerminal)
+{
+    client::Connection oConnection({a_oArguments.m_sSocket, "ledgerctl", a_oArguments.m_oTimeout});
+    if (const auto oStatus = oConnection.connect(); !oStatus.ok()) {
+        return oStatus;
+    }
+    Printer oPrinter(a_oOutput, a_oArguments.m_eFormat);
+    Session oSession{oConnection, oPrinter, a_oInput, a_oErrors, a_bTerminal};
+    const Outcome oOutcome = a_oCommand.m_pRun(oSession, a_oArguments);
+    if (oOutcome.ok() && !a_oOutput.flush()) {
+        return client::Status::refused(EResultCode::Failure, "cannot write the output");
+    }
+    return oOutcome;
+}
+
+} // namespace
+
+int run(std::vector<std::string> a_lWords, std::istream& a_oInput, std::ostream& a_oOutput,
+        std::ostream& a_oErrors, bool a_bTerminal)
+{
+    CommandLine oCommandLine(CommandLine::EGrammar::Program);
+    Outcome oOutcome = oCommandLine.parse(std::move(a_lWords), a_oOutput);
+    if (const Command* pCommand = oCommandLine.command()) {
+        oOutcome = execute(*pCommand, oCommandLine.arguments(), a_oInput, a_oOutput, a_oErrors, a_bTerminal);
+    }
+    if (!oOutcome.ok()) {
+        a_oErrors << "ledgerctl: " << printable(oOutcome.m_sText) << " [" << oOutcome.m_iExit << "]\n";
+    }
+    return oOutcome.m_iExit;
+}
+
+} // namespace systema::cli

@@ -1,0 +1,41 @@
+// The command line taken apart. Plain data; each command uses the members that concern it.
+#pragma once
+
+#include "cli/assignment.h"
+#include "cli/printer.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace systema::cli {
+
+enum class EWrite
+{
+    None,
+    Set,
+    Add,
+    Del
+};
+
+struct Arguments
+{
+    std::string m_sSocket;
+    std::chrono::seconds m_oTimeout{10};
+    EFormat m_eFormat = EFormat::Table;
+
+    EWrite m_eWrite = EWrite::None; // of the command
+    std::string m_sTable;
+    std::vector<std::string> m_lNames; // tables or columns
+    std::vector<Assignment> m_lAssignments;
+    std::optional<std::uint32_t> m_oRow;
+    std::optional<Assignment> m_oKey; // with a text
+    bool m_bAll = false;
+    bool m_bRows = false;
+    std::string m_sFile; // empty or "-": standard input
+    std::chrono::milliseconds m_oWait{0};
+};
+
+} // namespace systema::cli

@@ -1,0 +1,238 @@
+#include "cli/commandline.h"
+
+#include "cli/commands.h"
+#include "zel/systempath.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <array>
+
+namespace systema::cli {
+
+namespace {
+
+constexpr std::uint32_t c_iLongestTimeoutSeconds = 24 * 3600;
+
+template<typename Int>
+Int numberOr(const std::string& a_sOption, const std::string& a_sText, Int a_iLeast, Int a_iMost)
+{
+    const auto iNumber = parseNumber<Int>(a_sText);
+    if (!iNumber || *iNumber < a_iLeast || *iNumber > a_iMost) {
+        throw CLI::ValidationError(a_sOption, "\"" + a_sText + "\" is not a number of " +
+                                                  std::to_string(a_iLeast) + " to " +
+                                                  std::to_string(a_iMost));
+    }
+    return *iNumber;
+}
+
+/// An option with a number of 32 bits.
+template<typename Take>
+CLI::Option* addNumber(CLI::App& a_oApp, const std::string& a_sName, const std::string& a_sUnit,
+                       const std::string& a_sHelp, std::uint32_t a_iLeast, std::uint32_t a_iMost,
+                       Take a_oTake)
+{
+    return a_oApp
+        .add_option_function<std::string>(
+            a_sName,
+            [=](const std::string& a_sText) { a_oTake(numberOr(a_sName, a_sText, a_iLeast, a_iMost)); },
+            a_sHelp)
+        ->type_name(a_sUnit);
+}
+
+Assignment assignmentOr(const std::string& a_sOption, const std::string& a_sText)
+{
+    auto oAssignment = parseAssignment(a_sText);
+    if (!oAssignment) {
+        throw CLI::ValidationError(a_sOption, "\"" + a_sText + "\" is not of the form COLUMN=VALUE");
+    }
+    return std::move(*oAssignment);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// The arguments of the commands
+
+void declareNothing(CLI::App&, Arguments&) {}
+
+void declareTable(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_option("TABLE", a_oArguments.m_sTable, "name of the table")->required();
+}
+
+void declareAssignments(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp
+        .add_option_function<std::vector<std::string>>(
+            "COLUMN=VALUE",
+            [&](const std::vector<std::string>& a_lWords) {
+                for (const auto& sWord : a_lWords) {
+                    a_oArguments.m_lAssignments.push_back(assignmentOr("COLUMN=VALUE", sWord));
+                }
+            },
+            "values; COLUMN= for an empty text, COLUMN:null for NULL")
+        ->required();
+}
+
+/// Which row is meant; the options exclude each other.
+CLI::App& declareTarget(CLI::App& a_oApp, Arguments& a_oArguments, bool a_bRequired)
+{
+    CLI::App& oTarget = *a_oApp.add_option_group("row");
+    oTarget.require_option(a_bRequired ? 1 : 0, 1);
+    addNumber(oTarget, "--row", "N", "the row at the position, counted from 0", 0, 0xffffffff,
+              [&](std::uint32_t a_iRow) { a_oArguments.m_oRow = a_iRow; });
+    oTarget
+        .add_option_function<std::string>(
+            "--key",
+            [&](const std::string& a_sText) {
+                a_oArguments.m_oKey = assignmentOr("--key", a_sText);
+                if (!a_oArguments.m_oKey->m_oText) {
+                    throw CLI::ValidationError("--key", "a key cannot be NULL");
+                }
+            },
+            "the row whose column has the value")
+        ->type_name("COLUMN=VALUE");
+    return oTarget;
+}
+
+void declareGet(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    declareTable(a_oApp, a_oArguments);
+    a_oApp.add_option("COLUMN", a_oArguments.m_lNames, "the columns wanted, all by default");
+    declareTarget(a_oApp, a_oArguments, false);
+}
+
+void declareSet(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    declareTable(a_oApp, a_oArguments);
+    declareTarget(a_oApp, a_oArguments, true);
+    declareAssignments(a_oApp, a_oArguments);
+}
+
+void declareAdd(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    declareTable(a_oApp, a_oArguments);
+    declareAssignments(a_oApp, a_oArguments);
+}
+
+void declareDel(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    declareTable(a_oApp, a_oArguments);
+    declareTarget(a_oApp, a_oArguments, true).add_flag("--all", a_oArguments.m_bAll, "every row");
+}
+
+void declareWatch(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_option("TABLE", a_oArguments.m_lNames, "the tables to watch")->required();
+    a_oApp.add_flag("--rows", a_oArguments.m_bRows, "show what changed in the rows");
+}
+
+void declareFile(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_option("FILE", a_oArguments.m_sFile, "the file to read, standard input by default");
+}
+
+void declareBatch(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    declareFile(a_oApp, a_oArguments);
+    addNumber(a_oApp, "--wait", "MS", "how long to wait for another transaction to end", 0, 0xffffffff,
+              [&](std::uint32_t a_iMs) { a_oArguments.m_oWait = std::chrono::milliseconds(a_iMs); });
+}
+
+void declareExport(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_option("TABLE", a_oArguments.m_lNames, "the tables to export, all stored ones by default");
+}
+
+constexpr std::array c_aCommands = {
+    Command{"tables", "names of all tables", declareNothing, runTables},
+    Command{"schema", "columns of a table, with their types", declareTable, runSchema},
+    Command{"count", "number of rows of a table", declareTable, runCount},
+    Command{"get", "rows of a table", declareGet, runGet},
+    Command{"set", "change a row", declareSet, runWrite, EWrite::Set},
+    Command{"add", "add a row and print its id", declareAdd, runWrite, EWrite::Add},
+    Command{"del", "delete a row, or all of them", declareDel, runWrite, EWrite::Del},
+    Command{"watch", "a line for each change of the tables, until interrupted", declareWatch, runWatch},
+    Command{"batch", "set, add and del lines as one transaction", declareBatch, runBatch},
+    Command{"export", "tables as JSON", declareExport, runExport},
+    Command{"import", "bring exported tables back", declareFile, runImport},
+    Command{"info", "what the daemon says of itself", declareNothing, runInfo},
+};
+
+void declareProgram(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.description("Reads and writes the configuration tables of ledgerd.");
+    a_oApp.set_help_flag("-h,--help", "print this help and exit");
+    a_oApp.set_version_flag("--version", "ledgerctl " LEDGERD_VERSION, "print the version and exit");
+    a_oApp.add_option("-s,--socket", a_oArguments.m_sSocket, "the daemon's socket")
+        ->type_name("SOCKET")
+        ->default_str(a_oArguments.m_sSocket);
+    addNumber(a_oApp, "-t,--timeout", "SECONDS", "how long an answer may take, 10 by default", 1,
+              c_iLongestTimeoutSeconds,
+              [&](std::uint32_t a_iSeconds) { a_oArguments.m_oTimeout = std::chrono::seconds(a_iSeconds); });
+    auto* pJson = a_oApp.add_flag_callback(
+        "--json", [&] { a_oArguments.m_eFormat = EFormat::Json; }, "write JSON");
+    a_oApp
+        .add_flag_callback(
+            "--csv", [&] { a_oArguments.m_eFormat = EFormat::Csv; }, "write CSV")
+        ->excludes(pJson);
+}
+
+Arguments defaultArguments()
+{
+    Arguments oArguments;
+    oArguments.m_sSocket = zel::systemPath("/tmp/ledgerd.socket");
+    return oArguments;
+}
+
+} // namespace
+
+std::span<const Command> commands()
+{
+    return c_aCommands;
+}
+
+CommandLine::CommandLine(EGrammar a_eGrammar)
+    : m_pApp(std::make_unique<CLI::App>("", "ledgerctl")),
+      m_oDefaults(defaultArguments()),
+      m_oArguments(m_oDefaults)
+{
+    if (a_eGrammar == EGrammar::Program) {
+        declareProgram(*m_pApp, m_oArguments);
+    } else {
+        m_pApp->set_help_flag();
+    }
+    m_pApp->require_subcommand(1);
+    m_pApp->fallthrough();
+    for (const Command& oCommand : c_aCommands) {
+        if (a_eGrammar == EGrammar::Program || oCommand.m_eWrite != EWrite::None) {
+            CLI::App* pSub = m_pApp->add_subcommand(oCommand.m_pName, oCommand.m_pHelp);
+            oCommand.m_pDeclare(*pSub, m_oArguments);
+            pSub->final_callback([this, &oCommand] {
+                m_pCommand = &oCommand;
+                m_oArguments.m_eWrite = oCommand.m_eWrite;
+            });
+        }
+    }
+}
+
+CommandLine::~CommandLine() = default;
+
+Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oOutput)
+{
+    m_oArguments = m_oDefaults;
+    m_pCommand = nullptr;
+    std::ranges::reverse(a_lWords); // which is how they are wanted
+    try {
+        m_pApp->parse(std::move(a_lWords));
+        return {};
+    } catch (const CLI::ParseError& oError) {
+        m_pCommand = nullptr;
+        if (oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            m_pApp->exit(oError, a_oOutput, a_oOutput);
+            return {};
+        }
+        return Outcome::usage(oError.what());
+    }
+}
+
+} // namespace systema::cli

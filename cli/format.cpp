@@ -1,0 +1,134 @@
+#include "cli/format.h"
+
+#include "cli/cell.h"
+#include "cli/json.h"
+#include "cli/utf8.h"
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+namespace systema::cli {
+
+namespace {
+
+constexpr std::string_view c_sCsvLineEnd = "\r\n";
+constexpr std::size_t c_iColumnGap = 2;
+
+std::string shown(const wire::Cell& a_oCell)
+{
+    return isNull(a_oCell) ? "NULL" : isNumber(a_oCell) ? cellText(a_oCell) : printable(a_oCell.m_sText);
+}
+
+struct TableColumn
+{
+    std::size_t m_iWidth;
+    bool m_bNumbers; // nothing but numbers and NULL
+};
+
+std::vector<TableColumn> measure(const client::Rows& a_oRows, bool a_bHeader)
+{
+    std::vector<TableColumn> lColumns;
+    for (const auto& sName : a_oRows.columns()) {
+        lColumns.push_back({a_bHeader ? displayWidth(printable(sName)) : 0, !a_oRows.empty()});
+    }
+    for (std::size_t iRow = 0; iRow < a_oRows.size(); ++iRow) {
+        const client::RowView oRow = a_oRows[iRow];
+        for (std::size_t i = 0; i < lColumns.size(); ++i) {
+            const wire::Cell& oCell = oRow.m_lCells[i];
+            lColumns[i].m_iWidth = std::max(lColumns[i].m_iWidth, displayWidth(shown(oCell)));
+            lColumns[i].m_bNumbers = lColumns[i].m_bNumbers && (isNumber(oCell) || isNull(oCell));
+        }
+    }
+    return lColumns;
+}
+
+/// Writes one line; the texts come from a function of the column's number.
+template<typename Text>
+void writeTableLine(std::ostream& a_oStream, const std::vector<TableColumn>& a_lColumns, Text a_oText)
+{
+    std::size_t iBlanks = 0;
+    for (std::size_t i = 0; i < a_lColumns.size(); ++i) {
+        const std::string sText = a_oText(i);
+        const std::size_t iPadding = a_lColumns[i].m_iWidth - displayWidth(sText);
+        iBlanks += a_lColumns[i].m_bNumbers ? iPadding : 0;
+        if (!sText.empty()) {
+            a_oStream << std::string(iBlanks, ' ') << sText;
+            iBlanks = 0;
+        }
+        iBlanks += (a_lColumns[i].m_bNumbers ? 0 : iPadding) + c_iColumnGap;
+    }
+    a_oStream << '\n';
+}
+
+std::string csvField(std::string_view a_sText)
+{
+    if (!a_sText.empty() && a_sText.find_first_of("\",\r\n") == std::string_view::npos) {
+        return std::string(a_sText);
+    }
+    std::string sQuoted = "\"";
+    for (const char cByte : a_sText) {
+        sQuoted.append(cByte == '"' ? 2 : 1, cByte);
+    }
+    return sQuoted + '"';
+}
+
+template<typename Fields, typename Text>
+void writeCsvLine(std::ostream& a_oStream, const Fields& a_lFields, Text a_oText)
+{
+    std::string_view sSeparator;
+    for (const auto& oField : a_lFields) {
+        a_oStream << sSeparator << a_oText(oField);
+        sSeparator = ",";
+    }
+    a_oStream << c_sCsvLineEnd;
+}
+
+} // namespace
+
+void writeTable(std::ostream& a_oStream, const client::Rows& a_oRows, bool a_bHeader)
+{
+    const auto lColumns = measure(a_oRows, a_bHeader);
+    if (a_bHeader) {
+        writeTableLine(a_oStream, lColumns, [&](std::size_t i) { return printable(a_oRows.columns()[i]); });
+    }
+    for (std::size_t iRow = 0; iRow < a_oRows.size(); ++iRow) {
+        const client::RowView oRow = a_oRows[iRow];
+        writeTableLine(a_oStream, lColumns, [&](std::size_t i) { return shown(oRow.m_lCells[i]); });
+    }
+}
+
+void writeCsv(std::ostream& a_oStream, const client::Rows& a_oRows, bool a_bHeader)
+{
+    if (a_bHeader) {
+        writeCsvLine(a_oStream, a_oRows.columns(), csvField);
+    }
+    for (std::size_t i = 0; i < a_oRows.size(); ++i) {
+        writeCsvLine(a_oStream, a_oRows[i].m_lCells, [](const wire::Cell& a_oCell) {
+            return isNull(a_oCell) ? std::string() : csvField(cellText(a_oCell));
+        });
+    }
+}
+
+void writeJson(std::ostream& a_oStream, const client::Rows& a_oRows)
+{
+    a_oStream << '[';
+    for (std::size_t iRow = 0; iRow < a_oRows.size(); ++iRow) {
+        a_oStream << (iRow > 0 ? ",\n " : "\n ") << jsonRow(a_oRows[iRow]);
+    }
+    a_oStream << (a_oRows.empty() ? "]\n" : "\n]\n");
+}
+
+std::string literal(const wire::Cell& a_oCell)
+{
+    if (isNull(a_oCell) || isNumber(a_oCell)) {
+        return shown(a_oCell);
+    }
+    std::string sQuoted = "\"";
+    for (const char cByte : printable(a_oCell.m_sText)) {
+        sQuoted.append(cByte == '"' ? "\\" : "").push_back(cByte);
+    }
+    return sQuoted + '"';
+}
+
+} // namespace systema::cli

@@ -1,0 +1,26 @@
+#include "cli/input.h"
+
+#include <cerrno>
+#include <iterator>
+#include <system_error>
+
+namespace systema::cli {
+
+InputFile::InputFile(std::istream& a_oStandardInput, const std::string& a_sName)
+    : m_oStream(a_sName.empty() || a_sName == "-" ? a_oStandardInput : m_oFile)
+{
+    if (&m_oStream == &m_oFile) {
+        m_oFile.open(a_sName);
+        if (!m_oFile) {
+            m_sError = "cannot open " + a_sName + ": " + std::generic_category().message(errno);
+        }
+    }
+}
+
+std::string InputFile::readAll()
+{
+    std::string sAll{std::istreambuf_iterator<char>(m_oStream), {}};
+    return sAll;
+}
+
+} // namespace systema::cli

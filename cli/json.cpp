@@ -1,0 +1,106 @@
+#include "cli/json.h"
+
+#include "cli/cell.h"
+#include "cli/utf8.h"
+
+#include <limits>
+
+namespace systema::cli {
+
+namespace {
+
+std::string hex(std::string_view a_sBytes)
+{
+    static constexpr char c_aDigits[] = "0123456789abcdef";
+    std::string sHex;
+    for (const char cByte : a_sBytes) {
+        const auto iByte = static_cast<unsigned char>(cByte);
+        sHex += {c_aDigits[iByte >> 4], c_aDigits[iByte & 15]};
+    }
+    return sHex;
+}
+
+Json newString(std::string_view a_sText)
+{
+    return Json(json_object_new_string_len(a_sText.data(), static_cast<int>(a_sText.size())));
+}
+
+} // namespace
+
+Json jsonText(std::string_view a_sText, EInvalidBytes a_eInvalid)
+{
+    if (isUtf8(a_sText)) {
+        return newString(a_sText);
+    }
+    if (a_eInvalid == EInvalidBytes::Replace) {
+        return newString(toUtf8(a_sText));
+    }
+    Json oHex(json_object_new_object());
+    addMember(oHex, "hex", newString(hex(a_sText)));
+    return oHex;
+}
+
+Json jsonCell(const wire::Cell& a_oCell, EInvalidBytes a_eInvalid)
+{
+    if (isNull(a_oCell)) {
+        return nullptr;
+    }
+    return isNumber(a_oCell) ? Json(json_object_new_int64(cellNumber(a_oCell)))
+                             : jsonText(a_oCell.m_sText, a_eInvalid);
+}
+
+Json jsonRow(const client::RowView& a_oRow, EInvalidBytes a_eInvalid)
+{
+    Json oRow(json_object_new_object());
+    for (std::size_t i = 0; i < a_oRow.m_lCells.size(); ++i) {
+        addMember(oRow, a_oRow.m_lColumns[i], jsonCell(a_oRow.m_lCells[i], a_eInvalid));
+    }
+    return oRow;
+}
+
+void addMember(const Json& a_oObject, std::string_view a_sName, Json a_oMember)
+{
+    json_object_object_add(a_oObject.get(), toUtf8(a_sName).c_str(), a_oMember.release());
+}
+
+void addElement(const Json& a_oArray, Json a_oElement)
+{
+    json_object_array_add(a_oArray.get(), a_oElement.release());
+}
+
+std::ostream& operator<<(std::ostream& a_oStream, const Json& a_oJson)
+{
+    return a_oStream << json_object_to_json_string_ext(a_oJson.get(), JSON_C_TO_STRING_PLAIN |
+                                                                          JSON_C_TO_STRING_NOSLASHESCAPE);
+}
+
+Json parseJson(std::string_view a_sText, std::string& a_sError)
+{
+    const std::unique_ptr<json_tokener, decltype(&json_tokener_free)> pTokener(json_tokener_new(),
+                                                                               json_tokener_free);
+    json_tokener_set_flags(pTokener.get(), JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
+    if (a_sText.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+        a_sError = "larger than 2 GiB";
+        return nullptr;
+    }
+    Json oJson(json_tokener_parse_ex(pTokener.get(), a_sText.data(), static_cast<int>(a_sText.size())));
+    const json_tokener_error eError = json_tokener_get_error(pTokener.get());
+    if (eError != json_tokener_success) {
+        a_sError = eError == json_tokener_continue ? "it is not complete" : json_tokener_error_desc(eError);
+        return nullptr;
+    }
+    const auto iEnd = json_tokener_get_parse_end(pTokener.get());
+    if (a_sText.find_first_not_of(" \t\r\n", iEnd) != std::string_view::npos) {
+        a_sError = "something follows it";
+        return nullptr;
+    }
+    return oJson;
+}
+
+std::string_view textOf(json_object* a_pString)
+{
+    return {json_object_get_string(a_pString),
+            static_cast<std::size_t>(json_object_get_string_len(a_pString))};
+}
+
+} // namespace systema::cli

@@ -1,0 +1,53 @@
+// How a command ended: the exit status of ledgerctl and, after a failure, the text for standard error.
+#pragma once
+
+#include "client/result.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace systema::cli {
+
+constexpr int c_iExitUsage = 64;
+constexpr int c_iExitUnreachable = 69;
+
+struct [[nodiscard]] Outcome
+{
+    /// Success.
+    Outcome() = default;
+    /// What a request came to: the result code itself, or 69 without a daemon. The context stands in front of
+    /// the text, "line 3: " for instance.
+    Outcome(const client::Status& a_oStatus, std::string_view a_sContext = {})
+        : m_iExit(exitStatus(a_oStatus)),
+          m_sText(a_sContext)
+    {
+        m_sText += a_oStatus.text();
+    }
+
+    /// Wrong usage, a malformed file included.
+    static Outcome usage(std::string a_sText)
+    {
+        Outcome oOutcome;
+        oOutcome.m_iExit = c_iExitUsage;
+        oOutcome.m_sText = std::move(a_sText);
+        return oOutcome;
+    }
+
+    bool ok() const { return m_iExit == 0; }
+
+    int m_iExit = 0;
+    std::string m_sText;
+
+private:
+    static int exitStatus(const client::Status& a_oStatus)
+    {
+        if (a_oStatus.isConnectionError()) {
+            return c_iExitUnreachable;
+        }
+        return a_oStatus.code() <= EResultCode::NoRow ? static_cast<int>(a_oStatus.code())
+                                                      : static_cast<int>(EResultCode::Failure);
+    }
+};
+
+} // namespace systema::cli

@@ -1,0 +1,247 @@
+#include "cli/printer.h"
+
+#include "cli/cell.h"
+#include "cli/format.h"
+#include "cli/json.h"
+#include "cli/utf8.h"
+
+namespace systema::cli {
+
+namespace {
+
+Value text(std::string a_sText)
+{
+    return Value(EDataType::Text, std::move(a_sText));
+}
+
+/// "Id=3", which is how a row is told from the others; nothing in tables without that column.
+std::string rowName(const client::RowView& a_oRow)
+{
+    const wire::Cell* pId = a_oRow.find("Id");
+    return pId != nullptr ? " Id=" + literal(*pId) : std::string();
+}
+
+void writeWholeRow(std::ostream& a_oStream, char a_cMark, const client::RowView& a_oRow)
+{
+    a_oStream << "  " << a_cMark;
+    for (std::size_t i = 0; i < a_oRow.m_lCells.size(); ++i) {
+        a_oStream << ' ' << printable(a_oRow.m_lColumns[i]) << '=' << literal(a_oRow.m_lCells[i]);
+    }
+    a_oStream << '\n';
+}
+
+void writeChangedRow(std::ostream& a_oStream, const RowChange& a_oChange)
+{
+    const auto& [oBefore, oAfter] = a_oChange;
+    a_oStream << "  ~" << rowName(oAfter);
+    for (std::size_t i = 0; i < oAfter.m_lCells.size(); ++i) {
+        if (!sameCell(oBefore.m_lCells[i], oAfter.m_lCells[i])) {
+            a_oStream << ' ' << printable(oAfter.m_lColumns[i]) << '=' << literal(oBefore.m_lCells[i]) << "->"
+                      << literal(oAfter.m_lCells[i]);
+        }
+    }
+    a_oStream << '\n';
+}
+
+/// A row per cell that differs; a null pointer stands for a row that is not there.
+void addCsvCells(client::Rows& a_oLines, const std::string& a_sTable, const char* a_pChange,
+                 const client::RowView* a_pBefore, const client::RowView* a_pAfter)
+{
+    const client::RowView& oRow = a_pAfter != nullptr ? *a_pAfter : *a_pBefore;
+    const auto oCell = [](const client::RowView* a_pRow, std::size_t a_iColumn) {
+        return a_pRow != nullptr ? a_pRow->m_lCells[a_iColumn].toValue() : Value(EDataType::Null);
+    };
+    const wire::Cell* pId = oRow.find("Id");
+    const Value oId = pId != nullptr ? pId->toValue() : Value(EDataType::Null);
+    for (std::size_t i = 0; i < oRow.m_lCells.size(); ++i) {
+        if (a_pBefore == nullptr || a_pAfter == nullptr ||
+            !sameCell(a_pBefore->m_lCells[i], a_pAfter->m_lCells[i])) {
+            a_oLines.add({text(a_sTable), text(a_pChange), oId, text(oRow.m_lColumns[i]), oCell(a_pBefore, i),
+                          oCell(a_pAfter, i)});
+        }
+    }
+}
+
+NameList changeColumns(bool a_bRows)
+{
+    return a_bRows ? NameList{"table", "change", "Id", "column", "before", "after"} : NameList{"table"};
+}
+
+void addDiff(client::Rows& a_oLines, const std::string& a_sTable, const RowDiff& a_oDiff)
+{
+    for (const auto& oRow : a_oDiff.m_lRemoved) {
+        addCsvCells(a_oLines, a_sTable, "removed", &oRow, nullptr);
+    }
+    for (const auto& oChange : a_oDiff.m_lChanged) {
+        addCsvCells(a_oLines, a_sTable, "changed", &oChange.m_oBefore, &oChange.m_oAfter);
+    }
+    for (const auto& oRow : a_oDiff.m_lAdded) {
+        addCsvCells(a_oLines, a_sTable, "added", nullptr, &oRow);
+    }
+    if (a_oLines.empty()) { // changed and changed back: still a line for the change
+        const Value oNull(EDataType::Null);
+        a_oLines.add({text(a_sTable), oNull, oNull, oNull, oNull, oNull});
+    }
+}
+
+void writeTextDiff(std::ostream& a_oStream, const RowDiff& a_oDiff)
+{
+    for (const auto& oRow : a_oDiff.m_lRemoved) {
+        writeWholeRow(a_oStream, '-', oRow);
+    }
+    for (const auto& oChange : a_oDiff.m_lChanged) {
+        writeChangedRow(a_oStream, oChange);
+    }
+    for (const auto& oRow : a_oDiff.m_lAdded) {
+        writeWholeRow(a_oStream, '+', oRow);
+    }
+}
+
+Json jsonRows(const std::vector<client::RowView>& a_lRows)
+{
+    Json oRows(json_object_new_array());
+    for (const auto& oRow : a_lRows) {
+        addElement(oRows, jsonRow(oRow));
+    }
+    return oRows;
+}
+
+void addDiff(const Json& a_oChange, const RowDiff& a_oDiff)
+{
+    addMember(a_oChange, "added", jsonRows(a_oDiff.m_lAdded));
+    addMember(a_oChange, "removed", jsonRows(a_oDiff.m_lRemoved));
+    Json oChanged(json_object_new_array());
+    for (const auto& [oBefore, oAfter] : a_oDiff.m_lChanged) {
+        Json oPair(json_object_new_object());
+        addMember(oPair, "before", jsonRow(oBefore));
+        addMember(oPair, "after", jsonRow(oAfter));
+        addElement(oChanged, std::move(oPair));
+    }
+    addMember(a_oChange, "changed", std::move(oChanged));
+}
+
+} // namespace
+
+void Printer::printFlat(const client::Rows& a_oRows, bool a_bHeader)
+{
+    if (m_eFormat == EFormat::Csv) {
+        writeCsv(m_oStream, a_oRows);
+    } else {
+        writeTable(m_oStream, a_oRows, a_bHeader);
+    }
+}
+
+void Printer::printRows(const client::Rows& a_oRows)
+{
+    if (m_eFormat == EFormat::Json) {
+        writeJson(m_oStream, a_oRows);
+    } else {
+        printFlat(a_oRows, true);
+    }
+}
+
+void Printer::printNames(const std::string& a_sTitle, const NameList& a_lNames)
+{
+    if (m_eFormat == EFormat::Json) {
+        Json oNames(json_object_new_array());
+        for (const auto& sName : a_lNames) {
+            addElement(oNames, jsonText(sName));
+        }
+        m_oStream << oNames << '\n';
+        return;
+    }
+    client::Rows oRows(NameList{a_sTitle});
+    for (const auto& sName : a_lNames) {
+        oRows.add({text(sName)});
+    }
+    printFlat(oRows, false);
+}
+
+void Printer::printSchema(const ColumnList& a_lSchema)
+{
+    client::Rows oRows(NameList{"name", "type"});
+    for (const auto& [sName, eType] : a_lSchema) {
+        oRows.add({text(sName), text(typeName(eType))});
+    }
+    printRows(oRows);
+}
+
+void Printer::printCount(std::uint32_t a_iCount)
+{
+    if (m_eFormat == EFormat::Json) {
+        m_oStream << a_iCount << '\n';
+        return;
+    }
+    client::Rows oRows(NameList{"count"});
+    oRows.add({Value(EDataType::Unsigned, static_cast<int>(a_iCount))});
+    printFlat(oRows, false);
+}
+
+void Printer::printIds(const std::vector<std::int32_t>& a_lIds)
+{
+    client::Rows oRows(NameList{"id"});
+    for (const std::int32_t iId : a_lIds) {
+        oRows.add({Value(EDataType::Integer, iId)});
+    }
+    if (m_eFormat != EFormat::Json) {
+        return printFlat(oRows, false);
+    }
+    for (std::size_t i = 0; i < oRows.size(); ++i) {
+        m_oStream << jsonRow(oRows[i]) << '\n';
+    }
+}
+
+void Printer::printRecord(const ValueList& a_lRecord)
+{
+    if (m_eFormat == EFormat::Json) {
+        m_oStream << jsonRow(client::Rows(a_lRecord)[0]) << '\n';
+        return;
+    }
+    client::Rows oRows(NameList{"name", "value"});
+    for (const auto& [sName, oValue] : a_lRecord) {
+        oRows.add({text(sName), text(oValue.toText())});
+    }
+    printFlat(oRows, false);
+}
+
+void Printer::printChangeHead(bool a_bRows)
+{
+    if (m_eFormat == EFormat::Csv) {
+        writeCsv(m_oStream, client::Rows(changeColumns(a_bRows)));
+        m_oStream.flush();
+    }
+}
+
+void Printer::printChange(const std::string& a_sTable, const RowDiff* a_pDiff)
+{
+    switch (m_eFormat) {
+    case EFormat::Json: {
+        Json oChange(json_object_new_object());
+        addMember(oChange, "table", jsonText(a_sTable));
+        if (a_pDiff != nullptr) {
+            addDiff(oChange, *a_pDiff);
+        }
+        m_oStream << oChange << '\n';
+        break;
+    }
+    case EFormat::Csv: {
+        client::Rows oLines(changeColumns(a_pDiff != nullptr));
+        if (a_pDiff != nullptr) {
+            addDiff(oLines, a_sTable, *a_pDiff);
+        } else {
+            oLines.add({text(a_sTable)});
+        }
+        writeCsv(m_oStream, oLines, false);
+        break;
+    }
+    case EFormat::Table:
+        m_oStream << printable(a_sTable) << '\n';
+        if (a_pDiff != nullptr) {
+            writeTextDiff(m_oStream, *a_pDiff);
+        }
+        break;
+    }
+    m_oStream.flush();
+}
+
+} // namespace systema::cli

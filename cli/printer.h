@@ -1,0 +1,51 @@
+// Writes the results of the commands in the form that was asked for. Owned by the run of the program.
+#pragma once
+
+#include "cli/rowdiff.h"
+#include "client/rows.h"
+#include "systema/lists.h"
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace systema::cli {
+
+enum class EFormat
+{
+    Table,
+    Json,
+    Csv
+};
+
+class Printer
+{
+public:
+    Printer(std::ostream& a_oStream, EFormat a_eFormat) : m_oStream(a_oStream), m_eFormat(a_eFormat) {}
+
+    std::ostream& stream() { return m_oStream; }
+
+    /// Names, one a line; in JSON an array of texts.
+    void printNames(const std::string& a_sTitle, const NameList& a_lNames);
+    void printSchema(const ColumnList& a_lSchema);
+    void printCount(std::uint32_t a_iCount);
+    void printRows(const client::Rows& a_oRows);
+    /// The ids of new rows, one a line.
+    void printIds(const std::vector<std::int32_t>& a_lIds);
+    /// Names with values; in JSON an object.
+    void printRecord(const ValueList& a_lRecord);
+
+    /// The head of a watch, which only CSV has.
+    void printChangeHead(bool a_bRows);
+    /// A table that changed, with what changed in its rows when that is known; and flushes.
+    void printChange(const std::string& a_sTable, const RowDiff* a_pDiff = nullptr);
+
+private:
+    void printFlat(const client::Rows& a_oRows, bool a_bHeader);
+
+    std::ostream& m_oStream;
+    EFormat m_eFormat;
+};
+
+} // namespace systema::cli

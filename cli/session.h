@@ -1,0 +1,21 @@
+// What a command works with: the connection, made before the command runs, and where its output goes.
+#pragma once
+
+#include "cli/printer.h"
+#include "client/connection.h"
+
+#include <istream>
+#include <ostream>
+
+namespace systema::cli {
+
+struct Session
+{
+    client::Connection& m_oConnection;
+    Printer& m_oPrinter;
+    std::istream& m_oInput;
+    std::ostream& m_oErrors;
+    bool m_bProgress; // standard error is a terminal: progress may be shown there
+};
+
+} // namespace systema::cli

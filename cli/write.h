@@ -1,0 +1,34 @@
+// The one request that a set, add or del comes to. Free functions.
+#pragma once
+
+#include "cli/arguments.h"
+#include "client/connection.h"
+
+#include <map>
+#include <string>
+#include <variant>
+
+namespace systema::cli {
+
+using WriteRequest =
+    std::variant<client::request::UpdateRow, client::request::UpdateKey, client::request::InsertKey,
+                 client::request::DeleteRow, client::request::DeleteKey, client::request::DeleteAll>;
+
+/// The request of a set, add or del with its typed values; it refers to the arguments.
+WriteRequest makeWrite(const Arguments& a_oArguments, ValueList a_lValues);
+
+/// The schemas of tables, each asked for once.
+class Schemas
+{
+public:
+    explicit Schemas(client::Connection& a_oConnection) : m_oConnection(a_oConnection) {}
+
+    /// The typed values of the arguments. 7, and those of the request for the schema.
+    client::Result<ValueList> typedValues(const Arguments& a_oArguments);
+
+private:
+    client::Connection& m_oConnection;
+    std::map<std::string, ColumnList> m_mSchemas;
+};
+
+} // namespace systema::cli

@@ -1,0 +1,25 @@
+#include "cli/writebatch.h"
+
+namespace systema::cli {
+
+void WriteBatch::keepFirst(Outcome a_oFailure)
+{
+    if (m_oFailure.ok()) {
+        m_oFailure = std::move(a_oFailure);
+    }
+}
+
+Outcome WriteBatch::finish()
+{
+    const client::Status oStatus = m_oConnection.wait();
+    if (!oStatus.ok()) {
+        keepFirst(oStatus);
+    }
+    if (m_oFailure.ok()) {
+        return m_oTransaction.commit();
+    }
+    static_cast<void>(m_oTransaction.rollback()); // what matters is the failure before
+    return m_oFailure;
+}
+
+} // namespace systema::cli

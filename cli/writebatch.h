@@ -1,0 +1,62 @@
+// Many writes as one transaction: they are sent without waiting for each other's answers, and committed when
+// all of them succeeded. Owned by the command that makes it; dropped early, it rolls back.
+#pragma once
+
+#include "cli/outcome.h"
+#include "client/transaction.h"
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <utility>
+
+namespace systema::cli {
+
+class WriteBatch
+{
+public:
+    explicit WriteBatch(client::Connection& a_oConnection)
+        : m_oConnection(a_oConnection),
+          m_oTransaction(a_oConnection)
+    {
+    }
+
+    /// Waits for the transaction of another client to end. 2: it did not; 3: locked.
+    client::Status begin(std::chrono::milliseconds a_oWait) { return m_oTransaction.begin(a_oWait); }
+
+    /// Sends a write, unless one has failed already. The context stands in front of its error text; the
+    /// handler is called with its result if it succeeds.
+    template<typename Request>
+    void add(const Request& a_oRequest, std::string a_sContext,
+             std::function<void(const client::ResultOf<Request>&)> a_oHandler)
+    {
+        if (!m_oFailure.ok()) {
+            return;
+        }
+        const client::Status oStatus = m_oConnection.submit(
+            a_oRequest, [this, a_sContext, a_oHandler](const client::ResultOf<Request>& a_oResult) {
+                a_oResult.ok() ? a_oHandler(a_oResult) : keepFirst(Outcome(a_oResult, a_sContext));
+            });
+        if (!oStatus.ok()) {
+            keepFirst(Outcome(oStatus, a_sContext));
+        } else if (m_oConnection.unanswered() >= c_iMostUnanswered) {
+            static_cast<void>(m_oConnection.wait(c_iMostUnanswered / 2));
+        }
+    }
+
+    /// Waits for all answers; commits, or rolls back after a failure, the first of which it gives.
+    Outcome finish();
+
+private:
+    static constexpr std::size_t c_iMostUnanswered = 1024; // so that a long batch stops soon after a failure
+
+    void keepFirst(Outcome a_oFailure);
+
+    client::Connection& m_oConnection;
+    Outcome m_oFailure;
+    client::Transaction
+        m_oTransaction; // goes first: rolling back waits for the answers, which use the others
+};
+
+} // namespace systema::cli
