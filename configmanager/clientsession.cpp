@@ -148,8 +148,7 @@ void ClientSession::advance()
 {
     for (unsigned iParts = 0;; ++iParts) {
         flush();
-        const std::size_t iUnsent = m_sOutput.size() - m_iSent;
-        m_bDraining = iUnsent > c_iOutputLimit || (m_bDraining && iUnsent > 0);
+        m_bDraining = unsent() > c_iOutputLimit || (m_bDraining && unsent() > 0);
         if (m_bGone || m_bDraining || m_oTurn) {
             return;
         }
@@ -158,7 +157,7 @@ void ClientSession::advance()
         }
         if (m_pRows) {
             sendRowsPart();
-        } else if (!m_lChanges.empty() && iUnsent < c_iEventOutput) {
+        } else if (!m_lChanges.empty() && unsent() < c_iEventOutput) {
             tellChanges();
         } else if (isHeldBack() || m_bClosing || !serveInput({})) {
             return;
@@ -213,7 +212,8 @@ bool ClientSession::serveInput(std::string_view a_sInput)
 std::size_t ClientSession::serveFrames(std::string_view a_sInput)
 {
     std::size_t iServed = 0;
-    for (unsigned iLeft = m_oManager.getFairness(); !isHeldBack() && !m_bClosing; --iLeft) {
+    for (unsigned iLeft = m_oManager.getFairness();
+         !isHeldBack() && !m_bClosing && unsent() <= c_iOutputLimit; --iLeft) {
         const std::string_view sRest = a_sInput.substr(iServed);
         const auto oHeader = systema::wire::readHeader(sRest);
         if (!oHeader) {
@@ -457,8 +457,9 @@ ClientSession::EResultCode ClientSession::getTables(Reader& a_oRequest, Writer& 
     const auto eFilter = static_cast<ETableFilter>(a_oRequest.u8());
     if (eFilter > ETableFilter::Persistent) {
         m_bMalformed = true;
+        return EResultCode::Protocol;
     }
-    if (const EResultCode eResult = complete(a_oRequest); m_bMalformed) {
+    if (const EResultCode eResult = complete(a_oRequest); eResult != EResultCode::Success) {
         return eResult;
     }
     const auto& oDispatcher = m_oManager.getDispatcher();

@@ -69,6 +69,8 @@ private:
     /// Later requests wait for something that is under way.
     bool isHeldBack() const { return m_pRows || m_oWaitEnd || m_oTurn || m_bDraining; }
 
+    std::size_t unsent() const { return m_sOutput.size() - m_iSent; }
+
     /// Serves what is whole of the input kept and the input given; the rest is kept. True if it served any.
     bool serveInput(std::string_view a_sInput);
     std::size_t serveFrames(std::string_view a_sInput);

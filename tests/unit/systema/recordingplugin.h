@@ -27,9 +27,9 @@ public:
     }
 
     NameList m_lTables;
-    NameList m_lLateTables; // served from initialize on
-    NameList m_lTicked;     // told as changed by each tick
-    std::vector<ValueList> m_lRows;
+    NameList m_lLateTables;                        // served from initialize on
+    NameList m_lTicked;                            // told as changed by each tick
+    std::vector<ValueList> m_lRows;                // by position; by key always the first
     std::map<std::string, EResultCode> m_mResults; // 0 of an operation that is not named
     std::string m_sThrows;                         // the operation that throws
     bool m_bPersistent = false;
@@ -63,9 +63,13 @@ public:
         a_row = m_lRows[a_index];
         return EResultCode::Success;
     }
-    EResultCode selectKey(ValueList&, const void*, const std::string& a_table, const std::string& a_keyColumn,
-                          const std::string& a_keyValue, const NameList& a_columns) override
+    EResultCode selectKey(ValueList& a_row, const void*, const std::string& a_table,
+                          const std::string& a_keyColumn, const std::string& a_keyValue,
+                          const NameList& a_columns) override
     {
+        if (!m_lRows.empty()) {
+            a_row = m_lRows.front();
+        }
         return call("selectKey", a_table, a_keyColumn, a_keyValue, a_columns);
     }
     EResultCode insertRow(const void* a_handle, const std::string& a_table,
