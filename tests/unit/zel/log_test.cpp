@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <ctime>
@@ -43,6 +44,29 @@ std::string shown(const std::string& a_sText)
     EXPECT_EQ(std::count(sLine.begin(), sLine.end(), '\n'), 1);
     return sLine.substr(iStart, sLine.size() - 1 - iStart);
 }
+
+/// Makes standard error a full pipe that nobody reads, as long as it lives.
+struct BlockedStandardError
+{
+    BlockedStandardError()
+    {
+        int aPipe[2];
+        EXPECT_EQ(::pipe2(aPipe, O_CLOEXEC | O_NONBLOCK), 0);
+        m_oReader.reset(aPipe[0]);
+        const zel::UniqueFd oWriter(aPipe[1]);
+        const std::array<char, 4096> aPage{};
+        while (::write(oWriter.get(), aPage.data(), aPage.size()) > 0) {
+        }
+        ::fcntl(oWriter.get(), F_SETFL, 0);
+        ::dup2(oWriter.get(), STDERR_FILENO);
+    }
+    ~BlockedStandardError() { ::dup2(m_oSaved.get(), STDERR_FILENO); }
+    BlockedStandardError(const BlockedStandardError&) = delete;
+    BlockedStandardError& operator=(const BlockedStandardError&) = delete;
+
+    zel::UniqueFd m_oSaved{::dup(STDERR_FILENO)};
+    zel::UniqueFd m_oReader;
+};
 
 using LogFunction = void (*)(int, SourceTag, const char*, ...);
 
@@ -237,21 +261,28 @@ TEST(Log, brokenStandardErrorIsNoLoopAndNoError)
 {
     static int s_iModule = ZEL_Sysloglevel_registerModul("Pipe");
     const auto pHandler = [](int) { ZEL_Sysloglevel_error(s_iModule, c_oTag, "Unexpected signal caught"); };
-    int aPipe[2];
-    ASSERT_EQ(::pipe2(aPipe, O_CLOEXEC), 0);
-    ::close(aPipe[0]);
-    const zel::UniqueFd oSaved(::dup(STDERR_FILENO));
-    ::dup2(aPipe[1], STDERR_FILENO);
-    ::close(aPipe[1]);
-    const auto pPrevious = std::signal(SIGPIPE, pHandler);
-
-    errno = EACCES;
-    ZEL_Sysloglevel_error(s_iModule, c_oTag, "nobody reads this");
-    const int iErrno = errno;
-
-    std::signal(SIGPIPE, pPrevious);
-    ::dup2(oSaved.get(), STDERR_FILENO);
+    int iErrno = 0;
+    {
+        BlockedStandardError oBlocked;
+        oBlocked.m_oReader.reset();
+        const auto pPrevious = std::signal(SIGPIPE, pHandler);
+        errno = EACCES;
+        ZEL_Sysloglevel_error(s_iModule, c_oTag, "nobody reads this");
+        iErrno = errno;
+        std::signal(SIGPIPE, pPrevious);
+    }
     EXPECT_EQ(iErrno, EACCES);
     EXPECT_THAT(logged([] { ZEL_Sysloglevel_error(s_iModule, c_oTag, "read again"); }),
+                HasSubstr("read again"));
+}
+
+TEST(Log, aReaderThatStoppedDoesNotStopTheLogger)
+{
+    const int iModule = ZEL_Sysloglevel_registerModul("Pipe");
+    {
+        const BlockedStandardError oBlocked;
+        ZEL_Sysloglevel_error(iModule, c_oTag, "no room for this");
+    }
+    EXPECT_THAT(logged([&] { ZEL_Sysloglevel_error(iModule, c_oTag, "read again"); }),
                 HasSubstr("read again"));
 }
