@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <memory>
 #include <optional>
 #include <pthread.h>
@@ -93,6 +94,18 @@ void installSignalHandlers()
     }
     oAction.sa_handler = &onPipe;
     ::sigaction(SIGPIPE, &oAction, nullptr);
+    oAction.sa_handler = SIG_DFL; // when ignored by our parent, the status of a command would be lost
+    ::sigaction(SIGCHLD, &oAction, nullptr);
+}
+
+/// A descriptor that is closed at the start would be given to a database, and log lines written into it.
+void openStandardDescriptors()
+{
+    int iFd = 0;
+    do {
+        iFd = ::open("/dev/null", O_RDWR);
+    } while (iFd >= 0 && iFd <= STDERR_FILENO);
+    ::close(iFd);
 }
 
 /// Room for every connection that the service manager admits, and for our own files.
@@ -237,6 +250,7 @@ private:
 int main(int a_iArgc, char* a_pArgv[])
 {
     zel::error::DefaultAssertHook oAssertHook;
+    openStandardDescriptors();
     ZEL_Sysloglevel_construct2(c_pProgram);
     s_iModule = ZEL_Sysloglevel_registerModul(c_pProgram);
 
