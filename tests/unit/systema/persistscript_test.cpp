@@ -16,7 +16,7 @@ namespace {
 class PersistScriptTest : public testing::Test, public PersistScript::IHook
 {
 protected:
-    ~PersistScriptTest() override { systema::ConfigDispatcher::instance().setPersistScript(nullptr); }
+    void TearDown() override { systema::ConfigDispatcher::instance().setPersistScript(nullptr); }
 
     void persist(PersistScript::EPersistMode a_eMode) override
     {
