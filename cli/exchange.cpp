@@ -3,6 +3,7 @@
 #include "cli/importplan.h"
 #include "cli/input.h"
 #include "cli/progressbar.h"
+#include "cli/utf8.h"
 #include "cli/writebatch.h"
 
 #include <algorithm>
@@ -78,9 +79,9 @@ void writeRow(std::ostream& a_oStream, const client::RowView& a_oRow, bool& a_bF
 
 void writeTable(std::ostream& a_oStream, const std::string& a_sTable, const Table& a_oTable)
 {
-    Json oColumns(json_object_new_array());
+    JsonPtr oColumns(json_object_new_array());
     for (const auto& [sName, eType] : a_oTable.m_lSchema) {
-        Json oColumn(json_object_new_object());
+        JsonPtr oColumn(json_object_new_object());
         addMember(oColumn, "name", jsonText(sName));
         addMember(oColumn, "type", jsonText(typeName(eType)));
         addElement(oColumns, std::move(oColumn));
@@ -175,7 +176,7 @@ Outcome planTables(Session& a_oSession, json_object* a_pFile, std::vector<TableI
             return oOutcome;
         }
         if (oPlan.m_bZeroRowDiffers) {
-            a_oSession.m_oErrors << "ledgerctl: " << tableContext(sTable)
+            a_oSession.m_oErrors << "ledgerctl: " << printable(tableContext(sTable))
                                  << "its row with Id 0 is another one, which cannot be written\n";
         }
     }
@@ -211,7 +212,7 @@ Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
         return Outcome::usage(oInput.error());
     }
     std::string sError;
-    const Json oFile = parseJson(sText, sError);
+    const JsonPtr oFile = parseJson(sText, sError);
     if (!sError.empty() || !json_object_is_type(oFile.get(), json_type_object)) {
         return Outcome::usage("the file is not an export: " + (sError.empty() ? "not an object" : sError));
     }

@@ -20,14 +20,14 @@ std::string hex(std::string_view a_sBytes)
     return sHex;
 }
 
-Json newString(std::string_view a_sText)
+JsonPtr newString(std::string_view a_sText)
 {
-    return Json(json_object_new_string_len(a_sText.data(), static_cast<int>(a_sText.size())));
+    return JsonPtr(json_object_new_string_len(a_sText.data(), static_cast<int>(a_sText.size())));
 }
 
 } // namespace
 
-Json jsonText(std::string_view a_sText, EInvalidBytes a_eInvalid)
+JsonPtr jsonText(std::string_view a_sText, EInvalidBytes a_eInvalid)
 {
     if (isUtf8(a_sText)) {
         return newString(a_sText);
@@ -35,46 +35,46 @@ Json jsonText(std::string_view a_sText, EInvalidBytes a_eInvalid)
     if (a_eInvalid == EInvalidBytes::Replace) {
         return newString(toUtf8(a_sText));
     }
-    Json oHex(json_object_new_object());
+    JsonPtr oHex(json_object_new_object());
     addMember(oHex, "hex", newString(hex(a_sText)));
     return oHex;
 }
 
-Json jsonCell(const wire::Cell& a_oCell, EInvalidBytes a_eInvalid)
+JsonPtr jsonCell(const wire::Cell& a_oCell, EInvalidBytes a_eInvalid)
 {
     if (isNull(a_oCell)) {
         return nullptr;
     }
-    return isNumber(a_oCell) ? Json(json_object_new_int64(cellNumber(a_oCell)))
+    return isNumber(a_oCell) ? JsonPtr(json_object_new_int64(cellNumber(a_oCell)))
                              : jsonText(a_oCell.m_sText, a_eInvalid);
 }
 
-Json jsonRow(const client::RowView& a_oRow, EInvalidBytes a_eInvalid)
+JsonPtr jsonRow(const client::RowView& a_oRow, EInvalidBytes a_eInvalid)
 {
-    Json oRow(json_object_new_object());
+    JsonPtr oRow(json_object_new_object());
     for (std::size_t i = 0; i < a_oRow.m_lCells.size(); ++i) {
         addMember(oRow, a_oRow.m_lColumns[i], jsonCell(a_oRow.m_lCells[i], a_eInvalid));
     }
     return oRow;
 }
 
-void addMember(const Json& a_oObject, std::string_view a_sName, Json a_oMember)
+void addMember(const JsonPtr& a_oObject, std::string_view a_sName, JsonPtr a_oMember)
 {
     json_object_object_add(a_oObject.get(), toUtf8(a_sName).c_str(), a_oMember.release());
 }
 
-void addElement(const Json& a_oArray, Json a_oElement)
+void addElement(const JsonPtr& a_oArray, JsonPtr a_oElement)
 {
     json_object_array_add(a_oArray.get(), a_oElement.release());
 }
 
-std::ostream& operator<<(std::ostream& a_oStream, const Json& a_oJson)
+std::ostream& operator<<(std::ostream& a_oStream, const JsonPtr& a_oJson)
 {
     return a_oStream << json_object_to_json_string_ext(a_oJson.get(), JSON_C_TO_STRING_PLAIN |
                                                                           JSON_C_TO_STRING_NOSLASHESCAPE);
 }
 
-Json parseJson(std::string_view a_sText, std::string& a_sError)
+JsonPtr parseJson(std::string_view a_sText, std::string& a_sError)
 {
     const std::unique_ptr<json_tokener, decltype(&json_tokener_free)> pTokener(json_tokener_new(),
                                                                                json_tokener_free);
@@ -83,7 +83,7 @@ Json parseJson(std::string_view a_sText, std::string& a_sError)
         a_sError = "larger than 2 GiB";
         return nullptr;
     }
-    Json oJson(json_tokener_parse_ex(pTokener.get(), a_sText.data(), static_cast<int>(a_sText.size())));
+    JsonPtr oJson(json_tokener_parse_ex(pTokener.get(), a_sText.data(), static_cast<int>(a_sText.size())));
     const json_tokener_error eError = json_tokener_get_error(pTokener.get());
     if (eError != json_tokener_success) {
         a_sError = eError == json_tokener_continue ? "it is not complete" : json_tokener_error_desc(eError);

@@ -14,7 +14,7 @@ struct JsonDeleter
 {
     void operator()(json_object* a_pObject) const { json_object_put(a_pObject); }
 };
-using Json = std::unique_ptr<json_object, JsonDeleter>;
+using JsonPtr = std::unique_ptr<json_object, JsonDeleter>;
 
 /// How bytes that are not UTF-8 are told.
 enum class EInvalidBytes
@@ -23,21 +23,21 @@ enum class EInvalidBytes
     Hex      // the whole text as {"hex":"..."}, from which it can be had back
 };
 
-Json jsonText(std::string_view a_sText, EInvalidBytes a_eInvalid = EInvalidBytes::Replace);
+JsonPtr jsonText(std::string_view a_sText, EInvalidBytes a_eInvalid = EInvalidBytes::Replace);
 /// Integers are numbers, NULL is null.
-Json jsonCell(const wire::Cell& a_oCell, EInvalidBytes a_eInvalid = EInvalidBytes::Replace);
+JsonPtr jsonCell(const wire::Cell& a_oCell, EInvalidBytes a_eInvalid = EInvalidBytes::Replace);
 /// An object with a member per column.
-Json jsonRow(const client::RowView& a_oRow, EInvalidBytes a_eInvalid = EInvalidBytes::Replace);
+JsonPtr jsonRow(const client::RowView& a_oRow, EInvalidBytes a_eInvalid = EInvalidBytes::Replace);
 
 /// Adds a member; a name that is there already is replaced.
-void addMember(const Json& a_oObject, std::string_view a_sName, Json a_oMember);
-void addElement(const Json& a_oArray, Json a_oElement);
+void addMember(const JsonPtr& a_oObject, std::string_view a_sName, JsonPtr a_oMember);
+void addElement(const JsonPtr& a_oArray, JsonPtr a_oElement);
 
 /// The object on one line, without blanks.
-std::ostream& operator<<(std::ostream& a_oStream, const Json& a_oJson);
+std::ostream& operator<<(std::ostream& a_oStream, const JsonPtr& a_oJson);
 
 /// Parses a whole text; null, with a text that says why, when it is not JSON.
-Json parseJson(std::string_view a_sText, std::string& a_sError);
+JsonPtr parseJson(std::string_view a_sText, std::string& a_sError);
 
 /// The content of a string.
 std::string_view textOf(json_object* a_pString);

@@ -97,22 +97,22 @@ void writeTextDiff(std::ostream& a_oStream, const RowDiff& a_oDiff)
     }
 }
 
-Json jsonRows(const std::vector<client::RowView>& a_lRows)
+JsonPtr jsonRows(const std::vector<client::RowView>& a_lRows)
 {
-    Json oRows(json_object_new_array());
+    JsonPtr oRows(json_object_new_array());
     for (const auto& oRow : a_lRows) {
         addElement(oRows, jsonRow(oRow));
     }
     return oRows;
 }
 
-void addDiff(const Json& a_oChange, const RowDiff& a_oDiff)
+void addDiff(const JsonPtr& a_oChange, const RowDiff& a_oDiff)
 {
     addMember(a_oChange, "added", jsonRows(a_oDiff.m_lAdded));
     addMember(a_oChange, "removed", jsonRows(a_oDiff.m_lRemoved));
-    Json oChanged(json_object_new_array());
+    JsonPtr oChanged(json_object_new_array());
     for (const auto& [oBefore, oAfter] : a_oDiff.m_lChanged) {
-        Json oPair(json_object_new_object());
+        JsonPtr oPair(json_object_new_object());
         addMember(oPair, "before", jsonRow(oBefore));
         addMember(oPair, "after", jsonRow(oAfter));
         addElement(oChanged, std::move(oPair));
@@ -143,7 +143,7 @@ void Printer::printRows(const client::Rows& a_oRows)
 void Printer::printNames(const std::string& a_sTitle, const NameList& a_lNames)
 {
     if (m_eFormat == EFormat::Json) {
-        Json oNames(json_object_new_array());
+        JsonPtr oNames(json_object_new_array());
         for (const auto& sName : a_lNames) {
             addElement(oNames, jsonText(sName));
         }
@@ -216,7 +216,7 @@ void Printer::printChange(const std::string& a_sTable, const RowDiff* a_pDiff)
 {
     switch (m_eFormat) {
     case EFormat::Json: {
-        Json oChange(json_object_new_object());
+        JsonPtr oChange(json_object_new_object());
         addMember(oChange, "table", jsonText(a_sTable));
         if (a_pDiff != nullptr) {
             addDiff(oChange, *a_pDiff);

@@ -1,0 +1,312 @@
+#include "cli/commandline.h"
+#include "cli/commands.h"
+
+#include "tests/unit/client/fakeserver.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sstream>
+
+namespace systema::cli {
+
+using client::EOperation;
+using client::Reader;
+using client::Writer;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+namespace {
+
+void writeSchema(Writer& a_oWriter)
+{
+    ColumnList lSchema;
+    lSchema.add("Id", EDataType::Integer);
+    lSchema.add("Name", EDataType::Text);
+    a_oWriter.columns(lSchema);
+}
+
+client::FakeServer::Body rows(const std::vector<std::pair<int, std::string>>& a_lRows)
+{
+    return [=](Writer& a_oWriter) {
+        a_oWriter.names({"Id", "Name"});
+        a_oWriter.u32(static_cast<std::uint32_t>(a_lRows.size()));
+        for (const auto& [iId, sName] : a_lRows) {
+            a_oWriter.integer(iId);
+            a_oWriter.textValue(sName);
+        }
+    };
+}
+
+client::FakeServer::Body row(int a_iId, const std::string& a_sName)
+{
+    return [=](Writer& a_oWriter) {
+        ValueList lRow;
+        lRow.add("Id", Value(EDataType::Integer, a_iId));
+        lRow.add("Name", Value(EDataType::Text, a_sName));
+        a_oWriter.values(lRow);
+    };
+}
+
+/// Keeps SIGTERM from every thread made while it lives, so that only who waits for it gets it.
+struct BlockedTerm
+{
+    BlockedTerm()
+    {
+        sigset_t oTerm;
+        sigemptyset(&oTerm);
+        sigaddset(&oTerm, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &oTerm, &m_oBefore);
+    }
+    ~BlockedTerm() { pthread_sigmask(SIG_SETMASK, &m_oBefore, nullptr); }
+
+    sigset_t m_oBefore;
+};
+
+class CommandsTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(m_oServer.accept(m_oConnection).ok()); }
+
+    Outcome run(std::vector<std::string> a_lWords, const std::string& a_sInput = {})
+    {
+        CommandLine oCommandLine(CommandLine::EGrammar::Program);
+        EXPECT_TRUE(oCommandLine.parse(std::move(a_lWords), m_oErrors).ok());
+        std::istringstream oInput(a_sInput);
+        Printer oPrinter(m_oOutput, oCommandLine.arguments().m_eFormat);
+        Session oSession{m_oConnection, oPrinter, oInput, m_oErrors, false};
+        return oCommandLine.command()->m_pRun(oSession, oCommandLine.arguments());
+    }
+
+    BlockedTerm m_oBlockedTerm;
+    client::FakeServer m_oServer;
+    client::Connection m_oConnection{{"", "test", std::chrono::seconds(2)}};
+    std::ostringstream m_oOutput;
+    std::ostringstream m_oErrors;
+};
+
+} // namespace
+
+TEST_F(CommandsTest, GetReadsWhatIsAskedFor)
+{
+    m_oServer.reply(0, rows({{1, "a"}}));
+    m_oServer.reply(0, row(2, "b"));
+    m_oServer.reply(0, row(3, "c"));
+    m_oServer.reply(EResultCode::NoTable);
+    EXPECT_TRUE(run({"get", "T", "--json"}).ok());
+    EXPECT_TRUE(run({"get", "T", "--row", "1", "--csv"}).ok());
+    EXPECT_TRUE(run({"get", "T", "Id", "--key", "Id=3", "--csv"}).ok());
+    const Outcome oMissing = run({"get", "X"});
+    EXPECT_EQ(oMissing.m_iExit, 8);
+    EXPECT_EQ(oMissing.m_sText, "no such table");
+    EXPECT_EQ(m_oOutput.str(), "[\n {\"Id\":1,\"Name\":\"a\"}\n]\nId,Name\r\n2,b\r\nId,Name\r\n3,c\r\n");
+    EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::SelectRows, EOperation::SelectRow,
+                                                    EOperation::SelectKey, EOperation::SelectRows));
+}
+
+TEST_F(CommandsTest, AWrongValueIsRefusedBeforeAnythingIsWritten)
+{
+    m_oServer.reply(0, writeSchema);
+    const Outcome oOutcome = run({"add", "T", "Id=x"});
+    EXPECT_EQ(oOutcome.m_iExit, 7);
+    EXPECT_THAT(oOutcome.m_sText, HasSubstr("Id=x"));
+    EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::GetSchema));
+}
+
+TEST_F(CommandsTest, AddPrintsTheNewId)
+{
+    m_oServer.reply(0, writeSchema);
+    m_oServer.reply(0, [](Writer& a_oWriter) { a_oWriter.i32(12); });
+    EXPECT_TRUE(run({"add", "T", "Name=x"}).ok());
+    EXPECT_EQ(m_oOutput.str(), "12\n");
+    const auto lRequests = m_oServer.requests();
+    Reader oReader(lRequests.at(1).m_sBody);
+    EXPECT_EQ(oReader.text(), "T");
+    EXPECT_EQ(oReader.values().getValue("Name").getText(), "x");
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// batch
+
+TEST_F(CommandsTest, BatchIsOneTransaction)
+{
+    m_oServer.reply(0, writeSchema);
+    m_oServer.reply(); // begin
+    m_oServer.reply(0, [](Writer& a_oWriter) { a_oWriter.i32(5); });
+    m_oServer.reply();
+    m_oServer.reply();
+    m_oServer.reply(); // commit
+    const Outcome oOutcome = run({"batch", "--wait", "10"}, "# a comment\n"
+                                                            "add T Name='a b'\n"
+                                                            "\n"
+                                                            "set T --key Id=5 Name=\"c\"  # another\n"
+                                                            "del T --row 3\n");
+    EXPECT_TRUE(oOutcome.ok()) << oOutcome.m_sText;
+    EXPECT_EQ(m_oOutput.str(), "5\n");
+    EXPECT_THAT(m_oServer.operations(),
+                ElementsAre(EOperation::GetSchema, EOperation::Begin, EOperation::InsertKey,
+                            EOperation::UpdateKey, EOperation::DeleteRow, EOperation::Commit));
+}
+
+TEST_F(CommandsTest, BatchRollsBackAndNamesTheFirstLineThatFailed)
+{
+    m_oServer.reply(); // begin
+    m_oServer.reply();
+    m_oServer.reply(EResultCode::NoRow);
+    m_oServer.reply(EResultCode::NoTable);
+    m_oServer.reply(); // rollback
+    const Outcome oOutcome = run({"batch"}, "del T --row 3\n\ndel T --row 99\ndel X --all\n");
+    EXPECT_EQ(oOutcome.m_iExit, 10);
+    EXPECT_EQ(oOutcome.m_sText, "line 3: no such row");
+    EXPECT_EQ(m_oServer.operations().back(), EOperation::Rollback);
+    EXPECT_EQ(m_oOutput.str(), "");
+}
+
+TEST_F(CommandsTest, BatchSendsNothingWhenALineIsWrong)
+{
+    const std::pair<const char*, const char*> aWrong[] = {{"del T --all\nget T\n", "line 2: "},
+                                                          {"add T Name='x\n", "line 1: "},
+                                                          {"\n\nset T Name=x", "line 3: "}};
+    for (const auto& [pInput, pLine] : aWrong) {
+        const Outcome oOutcome = run({"batch"}, pInput);
+        EXPECT_EQ(oOutcome.m_iExit, c_iExitUsage);
+        EXPECT_THAT(oOutcome.m_sText, ::testing::StartsWith(pLine));
+    }
+    EXPECT_EQ(run({"batch", "/nonexistent/file"}).m_iExit, c_iExitUsage);
+    EXPECT_EQ(run({"batch", "/"}).m_iExit, c_iExitUsage);
+    EXPECT_THAT(m_oServer.operations(), IsEmpty());
+
+    m_oServer.reply(0, writeSchema);
+    const Outcome oTyped = run({"batch"}, "del T --all\nadd T Id=x\n");
+    EXPECT_EQ(oTyped.m_iExit, 7);
+    EXPECT_THAT(oTyped.m_sText, ::testing::StartsWith("line 2: "));
+    EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::GetSchema));
+}
+
+TEST_F(CommandsTest, BatchWritesNothingWithoutATransaction)
+{
+    m_oServer.reply(EResultCode::Locked);
+    EXPECT_EQ(run({"batch"}, "del T --all\n").m_iExit, 3);
+    EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::Begin));
+}
+
+TEST_F(CommandsTest, BatchOutlivesALostServer)
+{
+    m_oServer.reply(); // begin
+    m_oServer.hangUp();
+    EXPECT_EQ(run({"batch"}, "del T --all\ndel T --all\n").m_iExit, c_iExitUnreachable);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// export and import
+
+TEST_F(CommandsTest, ExportShowsTheRowWithIdZeroAndKeepsEveryByte)
+{
+    m_oServer.reply(0, [](Writer& a_oWriter) { a_oWriter.names({"T"}); });
+    m_oServer.reply(0, writeSchema);
+    m_oServer.reply(0, rows({{1, "\xff"}}));
+    m_oServer.reply(0, row(0, "default"));
+    EXPECT_TRUE(run({"export"}).ok());
+    EXPECT_EQ(m_oOutput.str(), "{\n"
+                               " \"T\": {\n"
+                               "  \"columns\": [{\"name\":\"Id\",\"type\":\"integer\"},"
+                               "{\"name\":\"Name\",\"type\":\"text\"}],\n"
+                               "  \"rows\": [\n"
+                               "   {\"Id\":0,\"Name\":\"default\"},\n"
+                               "   {\"Id\":1,\"Name\":{\"hex\":\"ff\"}}\n"
+                               "  ]\n"
+                               " }\n"
+                               "}\n");
+    EXPECT_EQ(m_oServer.requests().at(0).m_sBody, "\x01") << "stored tables";
+}
+
+TEST_F(CommandsTest, ImportTurnsTheTableIntoThatOfTheFile)
+{
+    m_oServer.reply(); // begin
+    m_oServer.reply(0, writeSchema);
+    m_oServer.reply(0, rows({{1, "stays"}, {2, "old"}, {3, "goes"}}));
+    m_oServer.reply(0, row(0, "another default"));
+    for (int i = 0; i < 4; ++i) {
+        m_oServer.reply(); // delete, update, insert, commit
+    }
+    const Outcome oOutcome = run({"import"}, R"({"T":{"columns":[],"rows":[{"Id":0,"Name":"default"},
+        {"Id":1,"Name":"stays"},{"Id":2,"Name":"new"},{"Id":4,"Name":{"hex":"ff"}}]}})");
+    EXPECT_TRUE(oOutcome.ok()) << oOutcome.m_sText;
+    EXPECT_THAT(m_oErrors.str(), HasSubstr("table \"T\": its row with Id 0 is another one"));
+
+    const auto lRequests = m_oServer.requests();
+    ASSERT_EQ(lRequests.size(), 8u);
+    EXPECT_EQ(lRequests[4].m_eOperation, EOperation::DeleteKey);
+    EXPECT_THAT(lRequests[4].m_sBody, HasSubstr("3"));
+    EXPECT_EQ(lRequests[5].m_eOperation, EOperation::UpdateKey);
+    Reader oUpdate(lRequests[5].m_sBody);
+    EXPECT_EQ(oUpdate.text(), "T");
+    EXPECT_EQ(oUpdate.text(), "Id");
+    EXPECT_EQ(oUpdate.text(), "2");
+    ValueList lChanged;
+    lChanged.add("Name", Value(EDataType::Text, "new"));
+    EXPECT_EQ(oUpdate.values(), lChanged) << "only what differs";
+    EXPECT_EQ(lRequests[6].m_eOperation, EOperation::InsertRow);
+    Reader oInsert(lRequests[6].m_sBody);
+    oInsert.text();
+    EXPECT_EQ(oInsert.values().getValue("Name").getText(), "\xff");
+    EXPECT_EQ(lRequests[7].m_eOperation, EOperation::Commit);
+}
+
+TEST_F(CommandsTest, ImportRefusesWhatIsNoExport)
+{
+    for (const char* pFile : {"", "[]", "{\"T\"", "nonsense"}) {
+        EXPECT_EQ(run({"import"}, pFile).m_iExit, c_iExitUsage) << pFile;
+    }
+    EXPECT_THAT(m_oServer.operations(), IsEmpty());
+
+    const std::pair<const char*, int> aWrongTables[] = {
+        {R"({"T":{"rows":{}}})", c_iExitUsage},
+        {R"({"T":{"rows":[1]}})", c_iExitUsage},
+        {R"({"T":{"rows":[{"Name":"x"}]}})", c_iExitUsage},
+        {R"({"T":{"rows":[{"Id":1},{"Id":1}]}})", c_iExitUsage},
+        {R"({"T":{"rows":[{"Id":"x"}]}})", 7},
+        {R"({"T":{"rows":[{"Id":99999999999}]}})", 7},
+        {R"({"T":{"rows":[{"Id":1,"Name":5}]}})", 7},
+        {R"({"T":{"rows":[{"Id":1,"Name":{"hex":"f"}}]}})", 7}};
+    for (const auto& [pFile, iExit] : aWrongTables) {
+        m_oServer.reply(); // begin
+        m_oServer.reply(0, writeSchema);
+        m_oServer.reply(0, rows({}));
+        m_oServer.reply(EResultCode::NoRow); // no row with Id 0
+        m_oServer.reply();                   // rollback
+        const Outcome oOutcome = run({"import"}, pFile);
+        EXPECT_EQ(oOutcome.m_iExit, iExit) << pFile;
+        EXPECT_THAT(oOutcome.m_sText, HasSubstr("table \"T\": ")) << pFile;
+        EXPECT_EQ(m_oServer.operations().back(), EOperation::Rollback) << pFile;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// watch
+
+TEST_F(CommandsTest, WatchPrintsChangesUntilASignalEndsIt)
+{
+    m_oServer.event(EOperation::TableChanged, "T");
+    m_oServer.reply();                         // subscribe
+    m_oServer.reply(0, rows({{1, "a"}}));      // at the start
+    m_oServer.reply(0, [](Writer& a_oWriter) { // for the change
+        rows({{1, "b"}})(a_oWriter);
+        ::kill(::getpid(), SIGTERM);
+    });
+    const Outcome oOutcome = run({"watch", "T", "--rows"});
+    EXPECT_TRUE(oOutcome.ok()) << oOutcome.m_sText;
+    EXPECT_EQ(m_oOutput.str(), "T\n  ~ Id=1 Name=\"a\"->\"b\"\n");
+}
+
+TEST_F(CommandsTest, WatchEndsWithItsServer)
+{
+    m_oServer.reply();
+    m_oServer.hangUp();
+    ASSERT_TRUE(m_oConnection.submit(client::request::Ping{}, [](const client::Status&) {}).ok());
+    EXPECT_EQ(run({"watch", "T"}).m_iExit, c_iExitUnreachable);
+}
+
+} // namespace systema::cli

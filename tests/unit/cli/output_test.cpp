@@ -1,0 +1,227 @@
+#include "cli/format.h"
+#include "cli/json.h"
+#include "cli/printer.h"
+#include "cli/progressbar.h"
+#include "cli/rowdiff.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace systema::cli {
+
+namespace {
+
+Value integer(int a_iValue)
+{
+    return Value(EDataType::Integer, a_iValue);
+}
+
+Value text(const char* a_pText)
+{
+    return Value(EDataType::Text, std::string(a_pText));
+}
+
+const Value c_oNull(EDataType::Null);
+
+client::Rows people()
+{
+    client::Rows oRows(NameList{"Id", "Name", "Age"});
+    oRows.add({integer(1), text("J\xc3\xbcrgen"), Value(EDataType::Unsigned, -1)});
+    oRows.add({integer(20), text(""), c_oNull});
+    oRows.add({integer(-3), text("a\"b,\n\xff"), integer(7)});
+    return oRows;
+}
+
+template<typename Write>
+std::string written(Write a_oWrite)
+{
+    std::ostringstream oStream;
+    a_oWrite(oStream);
+    return oStream.str();
+}
+
+template<typename Print>
+std::string printed(EFormat a_eFormat, Print a_oPrint)
+{
+    std::ostringstream oStream;
+    Printer oPrinter(oStream, a_eFormat);
+    a_oPrint(oPrinter);
+    return oStream.str();
+}
+
+} // namespace
+
+TEST(Format, TableIsAlignedByWhatIsSeen)
+{
+    EXPECT_EQ(written([](auto& a_oStream) { writeTable(a_oStream, people()); }),
+              "Id  Name                 Age\n"
+              " 1  J\xc3\xbcrgen        4294967295\n"
+              "20                      NULL\n"
+              "-3  a\"b,\\x0a\\xff           7\n");
+    EXPECT_EQ(written([](auto& a_oStream) {
+                  writeTable(a_oStream, client::Rows(NameList{"Id", "Name"}));
+              }),
+              "Id  Name\n");
+}
+
+TEST(Format, CsvFollowsTheRulesAndTellsNullFromEmpty)
+{
+    EXPECT_EQ(written([](auto& a_oStream) { writeCsv(a_oStream, people()); }),
+              "Id,Name,Age\r\n"
+              "1,J\xc3\xbcrgen,4294967295\r\n"
+              "20,\"\",\r\n"
+              "-3,\"a\"\"b,\n\xff\",7\r\n");
+}
+
+TEST(Format, JsonIsValidWhateverTheBytes)
+{
+    EXPECT_EQ(written([](auto& a_oStream) { writeJson(a_oStream, people()); }),
+              "[\n {\"Id\":1,\"Name\":\"J\xc3\xbcrgen\",\"Age\":4294967295},\n"
+              " {\"Id\":20,\"Name\":\"\",\"Age\":null},\n"
+              " {\"Id\":-3,\"Name\":\"a\\\"b,\\n\xef\xbf\xbd\",\"Age\":7}\n]\n");
+    EXPECT_EQ(written([](auto& a_oStream) { writeJson(a_oStream, client::Rows()); }), "[]\n");
+}
+
+TEST(Json, ParsesWholeTextsOnly)
+{
+    std::string sError;
+    EXPECT_TRUE(parseJson("{\"a\":[1]}\n", sError));
+    EXPECT_EQ(sError, "");
+    for (const char* pText : {"", "{", "{}x", "{} {}", "\"\xff\"", "nonsense"}) {
+        sError.clear();
+        EXPECT_FALSE(parseJson(pText, sError)) << pText;
+        EXPECT_NE(sError, "") << pText;
+    }
+}
+
+TEST(Printer, GivesEachCommandItsForm)
+{
+    const auto oNames = [](Printer& a_oPrinter) { a_oPrinter.printNames("table", {"A", "B/c"}); };
+    EXPECT_EQ(printed(EFormat::Table, oNames), "A\nB/c\n");
+    EXPECT_EQ(printed(EFormat::Json, oNames), "[\"A\",\"B/c\"]\n");
+    EXPECT_EQ(printed(EFormat::Csv, oNames), "table\r\nA\r\nB/c\r\n");
+
+    ColumnList lSchema;
+    lSchema.add("Id", EDataType::Integer);
+    lSchema.add("X", EDataType::Null);
+    const auto oSchema = [&](Printer& a_oPrinter) { a_oPrinter.printSchema(lSchema); };
+    EXPECT_EQ(printed(EFormat::Table, oSchema), "name  type\nId    integer\nX     null\n");
+    EXPECT_EQ(printed(EFormat::Json, oSchema),
+              "[\n {\"name\":\"Id\",\"type\":\"integer\"},\n {\"name\":\"X\",\"type\":\"null\"}\n]\n");
+
+    const auto oCount = [](Printer& a_oPrinter) { a_oPrinter.printCount(4000000000); };
+    EXPECT_EQ(printed(EFormat::Table, oCount), "4000000000\n");
+    EXPECT_EQ(printed(EFormat::Json, oCount), "4000000000\n");
+    EXPECT_EQ(printed(EFormat::Csv, oCount), "count\r\n4000000000\r\n");
+
+    const auto oIds = [](Printer& a_oPrinter) { a_oPrinter.printIds({7, 8}); };
+    EXPECT_EQ(printed(EFormat::Table, oIds), "7\n8\n");
+    EXPECT_EQ(printed(EFormat::Json, oIds), "{\"id\":7}\n{\"id\":8}\n");
+
+    ValueList lInfo;
+    lInfo.add("Version", text("1"));
+    lInfo.add("Uptime", Value(EDataType::Unsigned, 12));
+    const auto oInfo = [&](Printer& a_oPrinter) { a_oPrinter.printRecord(lInfo); };
+    EXPECT_EQ(printed(EFormat::Table, oInfo), "Version  1\nUptime   12\n");
+    EXPECT_EQ(printed(EFormat::Json, oInfo), "{\"Version\":\"1\",\"Uptime\":12}\n");
+    EXPECT_EQ(printed(EFormat::Csv, oInfo), "name,value\r\nVersion,1\r\nUptime,12\r\n");
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// watch
+
+namespace {
+
+/// Row 1 goes, row 2 is changed, row 4 comes; row 3 stays.
+struct Change
+{
+    Change() : m_oBefore(NameList{"Id", "Name"}), m_oAfter(NameList{"Id", "Name"})
+    {
+        m_oBefore.add({integer(1), text("a")});
+        m_oBefore.add({integer(2), text("b")});
+        m_oBefore.add({integer(3), text("c")});
+        m_oAfter.add({integer(4), text("d\n")});
+        m_oAfter.add({integer(3), text("c")});
+        m_oAfter.add({integer(2), c_oNull});
+    }
+
+    client::Rows m_oBefore;
+    client::Rows m_oAfter;
+};
+
+} // namespace
+
+TEST(RowDiff, ComparesById)
+{
+    const Change oChange;
+    const RowDiff oDiff = diffRows(oChange.m_oBefore, oChange.m_oAfter);
+    ASSERT_EQ(oDiff.m_lRemoved.size(), 1u);
+    EXPECT_EQ(oDiff.m_lRemoved[0].find("Name")->m_sText, "a");
+    ASSERT_EQ(oDiff.m_lChanged.size(), 1u);
+    EXPECT_EQ(oDiff.m_lChanged[0].m_oBefore.find("Name")->m_sText, "b");
+    ASSERT_EQ(oDiff.m_lAdded.size(), 1u);
+    EXPECT_EQ(oDiff.m_lAdded[0].find("Id")->m_iNumber, 4u);
+}
+
+TEST(RowDiff, ComparesWholeRowsWithoutId)
+{
+    client::Rows oBefore(NameList{"Name"});
+    oBefore.add({text("same")});
+    oBefore.add({text("same")});
+    client::Rows oAfter(NameList{"Name"});
+    oAfter.add({text("same")});
+    oAfter.add({text("new")});
+    const RowDiff oDiff = diffRows(oBefore, oAfter);
+    EXPECT_EQ(oDiff.m_lRemoved.size(), 1u);
+    EXPECT_EQ(oDiff.m_lAdded.size(), 1u);
+    EXPECT_TRUE(oDiff.m_lChanged.empty());
+
+    client::Rows oOther(NameList{"Nom"});
+    oOther.add({text("same")});
+    EXPECT_EQ(diffRows(oAfter, oOther).m_lAdded.size(), 1u) << "other columns are another table";
+    EXPECT_EQ(diffRows(oAfter, oOther).m_lRemoved.size(), 2u);
+}
+
+TEST(Printer, ShowsWhatChanged)
+{
+    const Change oChange;
+    const RowDiff oDiff = diffRows(oChange.m_oBefore, oChange.m_oAfter);
+    const auto oPrint = [&](Printer& a_oPrinter) {
+        a_oPrinter.printChangeHead(true);
+        a_oPrinter.printChange("T", &oDiff);
+    };
+    EXPECT_EQ(printed(EFormat::Table, oPrint), "T\n"
+                                               "  - Id=1 Name=\"a\"\n"
+                                               "  ~ Id=2 Name=\"b\"->NULL\n"
+                                               "  + Id=4 Name=\"d\\x0a\"\n");
+    EXPECT_EQ(
+        printed(EFormat::Json, oPrint),
+        "{\"table\":\"T\",\"added\":[{\"Id\":4,\"Name\":\"d\\n\"}],\"removed\":[{\"Id\":1,\"Name\":\"a\"}],"
+        "\"changed\":[{\"before\":{\"Id\":2,\"Name\":\"b\"},\"after\":{\"Id\":2,\"Name\":null}}]}\n");
+    EXPECT_EQ(printed(EFormat::Csv, oPrint), "table,change,Id,column,before,after\r\n"
+                                             "T,removed,1,Id,1,\r\n"
+                                             "T,removed,1,Name,a,\r\n"
+                                             "T,changed,2,Name,b,\r\n"
+                                             "T,added,4,Id,,4\r\n"
+                                             "T,added,4,Name,,\"d\n\"\r\n");
+    const auto oPlain = [](Printer& a_oPrinter) { a_oPrinter.printChange("T"); };
+    EXPECT_EQ(printed(EFormat::Table, oPlain), "T\n");
+    EXPECT_EQ(printed(EFormat::Json, oPlain), "{\"table\":\"T\"}\n");
+}
+
+TEST(ProgressBar, IsDrawnOnTerminalsOnlyAndTakenAway)
+{
+    const auto sDrawn = [](bool a_bTerminal) {
+        return written([=](auto& a_oStream) {
+            ProgressBar oBar(a_oStream, a_bTerminal, 4);
+            oBar.advance();
+        });
+    };
+    EXPECT_EQ(sDrawn(false), "");
+    EXPECT_NE(sDrawn(true).find("[############......................................] 25%"),
+              std::string::npos);
+    EXPECT_TRUE(sDrawn(true).ends_with("\r\x1b[K"));
+}
+
+} // namespace systema::cli
