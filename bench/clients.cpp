@@ -50,6 +50,7 @@ double timeOfClients(int a_iClients, int a_iRequests,
     Pipe oStart;
     Pipe oProgress;
     std::vector<ChildProcess> lClients;
+    lClients.reserve(static_cast<std::size_t>(a_iClients));
     for (int i = 0; i < a_iClients; ++i) {
         lClients.emplace_back([&] {
             oStart.m_oWrite.reset();

@@ -34,7 +34,7 @@ void watch(int a_iEpoll, int a_iFd)
 }
 
 /// The client sends whole requests of less than a buffer in all, so a receive never ends within one.
-void echo(int a_iFd)
+void echo(int a_iFd, const EchoServer::Work& a_oWork)
 {
     static std::array<char, c_iRequestsPerReceive * c_iEchoRequest> s_aRequests;
     static constexpr std::array<char, c_iEchoReply> c_aReply{};
@@ -43,11 +43,12 @@ void echo(int a_iFd)
         ::close(a_iFd);
     }
     for (ssize_t i = 0; i < iReceived; i += c_iEchoRequest) {
+        a_oWork();
         ::send(a_iFd, c_aReply.data(), c_aReply.size(), MSG_NOSIGNAL);
     }
 }
 
-int serve(int a_iListener)
+int serve(int a_iListener, const EchoServer::Work& a_oWork)
 {
     const zel::UniqueFd oEpoll(::epoll_create1(0));
     watch(oEpoll.get(), a_iListener);
@@ -59,7 +60,7 @@ int serve(int a_iListener)
             if (iFd == a_iListener) {
                 watch(oEpoll.get(), ::accept4(a_iListener, nullptr, nullptr, SOCK_NONBLOCK));
             } else {
-                echo(iFd);
+                echo(iFd, a_oWork);
             }
         }
     }
@@ -67,10 +68,10 @@ int serve(int a_iListener)
 
 } // namespace
 
-EchoServer::EchoServer()
+EchoServer::EchoServer(const std::function<Work()>& a_oPrepare)
     : m_oSocket(m_oWorkspace.path() / "echo.socket"),
       m_oListener(listenOn(m_oSocket)),
-      m_oProcess([this] { return serve(m_oListener.get()); })
+      m_oProcess([&] { return serve(m_oListener.get(), a_oPrepare()); })
 {
 }
 

@@ -1,5 +1,5 @@
 // The limit of every request: a server that does nothing but receive 64 bytes and send 128 for them, from an
-// epoll loop on a Unix socket.
+// epoll loop on a Unix socket. It can be given work to do for each request.
 //
 // A child process of its own, ended with its object. Takes what has arrived in one go and answers each
 // request with a send of its own.
@@ -10,6 +10,7 @@
 #include "zel/uniquefd.h"
 
 #include <filesystem>
+#include <functional>
 
 namespace bench {
 
@@ -19,7 +20,10 @@ constexpr std::size_t c_iEchoReply = 128;
 class EchoServer
 {
 public:
-    EchoServer();
+    using Work = std::function<void()>;
+
+    /// The function runs once, in the server's process, and gives what is done before each reply.
+    explicit EchoServer(const std::function<Work()>& a_oPrepare = [] { return [] {}; });
 
     const std::filesystem::path& socket() const { return m_oSocket; }
 

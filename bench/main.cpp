@@ -27,6 +27,8 @@ constexpr bench::Measurement c_aMeasurements[] = {
     {"get-clients", "get by key, 8 clients", "us", "echo", EGoal::Ratio, 1.6, bench::getByClients},
     {"get-in-flight", "get by key, 16 in flight", "us", "echo", EGoal::Ratio, 1.5, bench::getInFlight},
     {"update", "update by key, own commit", "us", "echo", EGoal::Ratio, 2.0, bench::update},
+    {"bare-get", "bare SQLite loop: get by key", "us", "echo", EGoal::None, 0, bench::bareGet},
+    {"bare-update", "bare SQLite loop: update, own commit", "us", "echo", EGoal::None, 0, bench::bareUpdate},
     {"transaction", "transaction of 100 updates", "us", "SQLite", EGoal::Ratio, 1.3, bench::transaction},
     {"bulk-read", "bulk read of 10,000 rows", "us", "SQLite", EGoal::Ratio, 1.0, bench::bulkRead},
     {"bulk-read-apart", "the same, server on another CPU", "us", "SQLite", EGoal::None, 0,
@@ -42,11 +44,13 @@ constexpr bench::Measurement c_aMeasurements[] = {
 };
 
 constexpr const char* c_pNotes = R"(
-Medians of the rounds' medians; limit and ours take turns. Client, server and limits share one CPU unless said.
-The key is a unique text. With 8 clients (processes) and 16 requests in flight: time of one request.
-echo: 64 bytes to a single-threaded epoll server on a Unix socket and 128 back, a send for each.
-SQLite: in this process, the daemon's pragmas, prepared statements. Both sides of a bulk read put every row into
-the same struct of ints and std::strings. window: the 10 ms for which the daemon gathers changes.
+Medians of the rounds' medians; limit and ours take turns. Client, server and limits share one CPU unless said,
+and the databases are in RAM if there is a file system for that. The key is a unique text. With 8 clients
+(processes) and 16 requests in flight: time of one request.
+echo: 64 bytes to a single-threaded epoll server on a Unix socket and 128 back, a send for each. bare SQLite
+loop: the same with one prepared statement run for each request. SQLite: in this process, with the daemon's
+pragmas and prepared statements; both sides of a bulk read put every row into the same struct of ints and
+std::strings. window: the 10 ms for which the daemon gathers changes.
 )";
 
 bool isWanted(const std::string& a_sName, const std::vector<std::string>& a_lOnly)
@@ -67,9 +71,7 @@ std::vector<bench::Result> measure(const std::vector<std::string>& a_lOnly, cons
     return lResults;
 }
 
-} // namespace
-
-int main(int a_iArgc, char* a_pArgv[])
+int run(int a_iArgc, char* a_pArgv[])
 {
     CLI::App oApp("Measures speed and size of ledgerd.");
     bool bQuick = false;
@@ -85,16 +87,23 @@ int main(int a_iArgc, char* a_pArgv[])
     } catch (const CLI::ParseError& oError) {
         return oApp.exit(oError) == EXIT_SUCCESS ? EXIT_SUCCESS : c_iUsageError;
     }
+    bench::pin(0, bench::allowedCpus().back());
+    const auto lResults = measure(lOnly, bQuick ? c_oQuickEffort : c_oFullEffort);
+    using bench::EFormat;
+    const auto eFormat = bJson ? EFormat::Json : bMarkdown ? EFormat::Markdown : EFormat::Table;
+    bench::print(std::cout, lResults, eFormat);
+    std::cout << (bJson ? "" : c_pNotes) << std::flush;
+    return EXIT_SUCCESS;
+}
+
+} // namespace
+
+int main(int a_iArgc, char* a_pArgv[])
+{
     try {
-        bench::pin(0, bench::allowedCpus().back());
-        const auto lResults = measure(lOnly, bQuick ? c_oQuickEffort : c_oFullEffort);
-        using bench::EFormat;
-        const auto eFormat = bJson ? EFormat::Json : bMarkdown ? EFormat::Markdown : EFormat::Table;
-        bench::print(std::cout, lResults, eFormat);
-        std::cout << (bJson ? "" : c_pNotes) << std::flush;
+        return run(a_iArgc, a_pArgv);
     } catch (const std::exception& oException) {
         std::cerr << "ledger_bench: " << oException.what() << std::endl;
         return EXIT_FAILURE;
     }
-    return EXIT_SUCCESS;
 }

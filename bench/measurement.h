@@ -50,6 +50,8 @@ Outcome compare(const Effort& a_oEffort, Limit a_limit, Ours a_ours)
 {
     std::vector<double> lLimits;
     std::vector<double> lOurs;
+    lLimits.reserve(static_cast<std::size_t>(a_oEffort.m_iRounds));
+    lOurs.reserve(static_cast<std::size_t>(a_oEffort.m_iRounds));
     for (int i = 0; i < a_oEffort.m_iRounds; ++i) {
         lLimits.push_back(a_limit());
         lOurs.push_back(a_ours());
@@ -62,6 +64,7 @@ template<typename Ours>
 Outcome repeat(const Effort& a_oEffort, Ours a_ours)
 {
     std::vector<double> lOurs;
+    lOurs.reserve(static_cast<std::size_t>(a_oEffort.m_iRounds));
     for (int i = 0; i < a_oEffort.m_iRounds; ++i) {
         lOurs.push_back(a_ours());
     }
@@ -83,6 +86,10 @@ Outcome transaction(const Effort& a_oEffort);
 /// All rows of the large table; client and daemon on one processor, and on one each.
 Outcome bulkRead(const Effort& a_oEffort);
 Outcome bulkReadApart(const Effort& a_oEffort);
+
+/// For comparison: an echo server that runs one prepared SQLite statement for each request.
+Outcome bareGet(const Effort& a_oEffort);
+Outcome bareUpdate(const Effort& a_oEffort);
 
 /// From the reply to an update to the last subscriber's event, in milliseconds.
 Outcome notifyOne(const Effort& a_oEffort);

@@ -47,7 +47,8 @@ Outcome notify(const Effort& a_oEffort, std::size_t a_iSubscribers)
     const auto timeOfChange = [&] {
         check(pWriter->call(change(c_oSmallTable, oKeys.next(), ++iWeight)));
         const auto oReplied = Clock::now();
-        for (iTold = 0; iTold < a_iSubscribers;) {
+        iTold = 0;
+        while (iTold < a_iSubscribers) {
             check(oEvents.handleEvents(c_iLongestWaitMs) > 0, "a subscriber is not told");
         }
         return microsecondsSince(oReplied) / 1000;

@@ -6,7 +6,7 @@
 #include "bench/ledger.h"
 #include "bench/measurement.h"
 #include "bench/requests.h"
-#include "bench/sqlite.h"
+#include "bench/sqlitetable.h"
 #include "bench/testtable.h"
 
 #include <memory>
@@ -22,25 +22,6 @@ constexpr int c_iTransactions = 100;
 constexpr int c_iUpdates = 100; // in a transaction
 constexpr int c_iBulkReads = 20;
 constexpr std::size_t c_iColumns = 8;
-
-/// The test tables in SQLite, in this process.
-class SqliteTables
-{
-public:
-    std::unique_ptr<Sqlite::Statement> prepare(const std::string& a_sSql) const
-    {
-        return m_oDatabase.prepare(a_sSql);
-    }
-
-private:
-    struct Files : Workspace
-    {
-        Files() { createDatabase(path()); }
-    };
-
-    Files m_oFiles;
-    Sqlite m_oDatabase{m_oFiles.path() / c_pDatabase};
-};
 
 void get(Connection& a_oConnection, const TestTable& a_oTable, const std::string& a_sKey)
 {
@@ -62,7 +43,6 @@ Outcome getByKey(const Effort& a_oEffort, const TestTable& a_oTable)
         [&] { return medianTime(iTimes, [&] { get(*pConnection, a_oTable, oKeys.next()); }); });
 }
 
-/// What reads the entry of a bulk row.
 Entry entry(const systema::client::RowView& a_oRow)
 {
     const auto& lCells = a_oRow.m_lCells;
@@ -71,34 +51,52 @@ Entry entry(const systema::client::RowView& a_oRow)
     return {number(0), text(1), number(2), number(3), number(4), text(5), text(6), text(7)};
 }
 
-std::vector<Entry> readAll(Connection& a_oConnection, const TestTable& a_oTable)
+// The vector is used again and again, for what it costs to make it grow says nothing.
+
+void readAll(std::vector<Entry>& a_lEntries, Connection& a_oConnection)
 {
-    std::vector<Entry> lEntries;
-    check(a_oConnection.readRows({.m_sTable = a_oTable.m_pName},
-                                 [&](const auto& a_oRow) { lEntries.push_back(entry(a_oRow)); }));
-    return lEntries;
+    a_lEntries.clear();
+    check(a_oConnection.readRows({.m_sTable = c_oLargeTable.m_pName},
+                                 [&](const auto& a_oRow) { a_lEntries.push_back(entry(a_oRow)); }));
 }
 
-std::vector<Entry> readAll(Sqlite::Statement& a_oSelect)
+void readAll(std::vector<Entry>& a_lEntries, Sqlite::Statement& a_oSelect)
 {
-    std::vector<Entry> lEntries;
+    a_lEntries.clear();
     while (a_oSelect.step()) {
-        lEntries.push_back(a_oSelect.entry());
+        a_lEntries.push_back(a_oSelect.entry());
     }
-    return lEntries;
 }
 
 Outcome compareBulkReads(const Effort& a_oEffort, const Ledger& a_oLedger)
 {
-    const SqliteTables oDatabase;
-    const auto pSelect = oDatabase.prepare("SELECT * FROM " + std::string(c_oLargeTable.m_pName));
+    SqliteTable oTable;
     const auto pConnection = a_oLedger.connect();
-    check(readAll(*pConnection, c_oLargeTable) == readAll(*pSelect),
-          "a bulk read gives other rows than SQLite");
+    std::vector<Entry> lEntries;
+    std::vector<Entry> lSqliteEntries;
+    readAll(lEntries, *pConnection);
+    readAll(lSqliteEntries, oTable.selectAll());
+    check(lEntries == lSqliteEntries, "a bulk read gives other rows than SQLite");
     const int iTimes = a_oEffort.times(c_iBulkReads);
     return compare(
-        a_oEffort, [&] { return medianTime(iTimes, [&] { readAll(*pSelect); }); },
-        [&] { return medianTime(iTimes, [&] { readAll(*pConnection, c_oLargeTable); }); });
+        a_oEffort, [&] { return medianTime(iTimes, [&] { readAll(lSqliteEntries, oTable.selectAll()); }); },
+        [&] { return medianTime(iTimes, [&] { readAll(lEntries, *pConnection); }); });
+}
+
+/// What a server could do at best that runs one SQLite statement for each request.
+template<typename Work>
+Outcome compareBareLoop(const Effort& a_oEffort, Work a_work)
+{
+    const EchoServer oEcho;
+    const EchoServer oLoop([&]() -> EchoServer::Work {
+        return [a_work, pTable = std::make_shared<SqliteTable>()] { a_work(*pTable); };
+    });
+    EchoClient oEchoClient(oEcho.socket());
+    EchoClient oLoopClient(oLoop.socket());
+    const int iTimes = a_oEffort.times(c_iRequests);
+    return compare(
+        a_oEffort, [&] { return medianTime(iTimes, [&] { oEchoClient.exchange(); }); },
+        [&] { return medianTime(iTimes, [&] { oLoopClient.exchange(); }); });
 }
 
 } // namespace
@@ -175,26 +173,11 @@ Outcome update(const Effort& a_oEffort)
 
 Outcome transaction(const Effort& a_oEffort)
 {
-    const SqliteTables oDatabase;
-    const auto pBegin = oDatabase.prepare("BEGIN IMMEDIATE");
-    const auto pUpdate = oDatabase.prepare("UPDATE " + std::string(c_oLargeTable.m_pName) + " SET " +
-                                           c_pChangedColumn + " = ? WHERE " + c_pKeyColumn + " = ?");
-    const auto pCommit = oDatabase.prepare("COMMIT");
-    Keys oSqliteKeys(c_oLargeTable);
-    int iWeight = 0;
-    const auto changeInSqlite = [&] {
-        pBegin->run();
-        for (int i = 0; i < c_iUpdates; ++i) {
-            pUpdate->bind(1, ++iWeight);
-            pUpdate->bind(2, oSqliteKeys.next());
-            pUpdate->run();
-        }
-        pCommit->run();
-    };
-
+    SqliteTable oTable;
     const Ledger oLedger(createDatabase);
     const auto pConnection = oLedger.connect();
     Keys oKeys(c_oLargeTable);
+    int iWeight = 0;
     const auto changeInLedger = [&] {
         int iGood = 0;
         const auto good = [&](const auto& a_oStatus) { iGood += a_oStatus.ok(); };
@@ -209,7 +192,7 @@ Outcome transaction(const Effort& a_oEffort)
     };
     const int iTimes = a_oEffort.times(c_iTransactions);
     return compare(
-        a_oEffort, [&] { return medianTime(iTimes, changeInSqlite); },
+        a_oEffort, [&] { return medianTime(iTimes, [&] { oTable.updateTogether(c_iUpdates); }); },
         [&] { return medianTime(iTimes, changeInLedger); });
 }
 
@@ -223,6 +206,16 @@ Outcome bulkReadApart(const Effort& a_oEffort)
     const Ledger oLedger(createDatabase);
     pin(oLedger.pid(), allowedCpus().front());
     return compareBulkReads(a_oEffort, oLedger);
+}
+
+Outcome bareGet(const Effort& a_oEffort)
+{
+    return compareBareLoop(a_oEffort, [](SqliteTable& a_oTable) { a_oTable.get(); });
+}
+
+Outcome bareUpdate(const Effort& a_oEffort)
+{
+    return compareBareLoop(a_oEffort, [](SqliteTable& a_oTable) { a_oTable.update(); });
 }
 
 } // namespace bench

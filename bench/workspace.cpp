@@ -5,12 +5,26 @@
 #include <cstdlib>
 #include <string>
 #include <system_error>
+#include <unistd.h>
 
 namespace bench {
 
+namespace {
+
+constexpr const char* c_pRam = "/dev/shm";
+
+std::filesystem::path base()
+{
+    return std::getenv("TMPDIR") == nullptr && ::access(c_pRam, W_OK) == 0
+               ? std::filesystem::path(c_pRam)
+               : std::filesystem::temp_directory_path();
+}
+
+} // namespace
+
 Workspace::Workspace()
 {
-    std::string sPattern = std::filesystem::temp_directory_path() / "ledger_bench.XXXXXX";
+    std::string sPattern = base() / "ledger_bench.XXXXXX";
     check(::mkdtemp(sPattern.data()) != nullptr, "no directory for temporary files");
     m_oPath = sPattern;
 }

@@ -8,7 +8,8 @@ namespace bench {
 class Workspace
 {
 public:
-    /// Makes a directory below that of temporary files.
+    /// Makes a directory: below TMPDIR when that is set, else in RAM, where a device has its databases, or
+    /// below the usual directory of temporary files when there is no such file system.
     Workspace();
     ~Workspace();
     Workspace(const Workspace&) = delete;
