@@ -4,6 +4,7 @@
 #include "systema/lists.h"
 
 #include <initializer_list>
+#include <utility>
 
 namespace tests {
 
@@ -19,6 +20,7 @@ struct Cell
           m_oValue(systema::EDataType::Text, a_pText)
     {
     }
+    Cell(const char* a_pName, systema::Value a_oValue) : m_pName(a_pName), m_oValue(std::move(a_oValue)) {}
 
     const char* m_pName;
     systema::Value m_oValue;

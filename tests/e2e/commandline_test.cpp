@@ -1,0 +1,101 @@
+// The command line of ledgerd: what it prints, byte for byte, and how it exits.
+#include "tests/e2e/daemontest.h"
+
+#include <filesystem>
+
+namespace e2e {
+namespace {
+
+const std::string c_sUsage =
+    "Usage: ledgerd [options]\n"
+    " Options:\n"
+    "  -h, --help\t\t\t\tPrint this help\n"
+    "  -b, --background\t\t\tStart as daemon instead of starting in foreground\n"
+    "  -v, --verbose\t\t\t\tEnable verbose output\n"
+    "  -d, --database-path <filepath>\tPath to database files (default: /tmp/db)\n"
+    "  -s, --socket-file <filename>\t\tUnix socket file (default: /tmp/ledgerd.socket)\n"
+    "  -f, --fifo-file <filename>\t\tFIFO file (default: /tmp/ledgerd.fifo)\n"
+    "  -p, --pid-file <filepath>\t\tPID file path (default: /var/run)\n"
+    "  -x, --dump-path <path>\t\tpath for SQL dump files (default: /flash/sql)\n"
+    "  -t, --flash-time <flash wait time>\tWait time for flash backup (default: 10 sec / 0 for disabling)\n"
+    "  -m, --map-file <filepath>\t\tThe absolute path to an file to be mapped into configmanager\n"
+    "  -V, --version\t\t\t\tOutput version information and exit\n";
+
+using CommandLine = DaemonTest;
+
+TEST_F(CommandLine, VersionEndsAtOnceAfterTheEchoOfWhatStandsBefore)
+{
+    struct
+    {
+        std::vector<std::string> m_lOptions;
+        std::string m_sOutput;
+    } const aCases[] = {
+        {{"-V"}, "2.13.0\n"},
+        {{"--version", "-d", "after", "-z"}, "2.13.0\n"},
+        {{"-x", "1", "-p", "2", "-b", "-f", "3", "-v", "-s", "4", "-m", "no echo", "-d", "5", "-t", "6",
+          "-V"},
+         "Dump path: 1\nPID file path: 2\nFIFO file: 3\nUnix socket file: 4\nDatabase path: 5\n"
+         "Flash wait time: 6\n2.13.0\n"},
+        {{"--database-path=1", "--socket-file", "2", "--fifo-file=3", "--pid-file", "4", "--dump-path=5",
+          "--flash-time", "60", "--map-file=6", "--verbose", "--background", "--version"},
+         "Database path: 1\nUnix socket file: 2\nFIFO file: 3\nPID file path: 4\nDump path: 5\n"
+         "Flash wait time: 60\n2.13.0\n"},
+        {{"-t", "abc", "-t", "0", "-t12 s", "-V"},
+         "Flash wait time: 0\nFlash wait time: 0\nFlash wait time: 12\n2.13.0\n"},
+    };
+    for (const auto& oCase : aCases) {
+        const auto oRun = runDaemon(oCase.m_lOptions);
+        EXPECT_EQ(oCase.m_sOutput, oRun.m_sOutput);
+        EXPECT_EQ("", oRun.m_sErrors);
+        EXPECT_EQ(0, oRun.m_iStatus);
+    }
+}
+
+TEST_F(CommandLine, HelpShowsTheUsageWithTheCompiledInDefaults)
+{
+    for (const char* pOption : {"-h", "--help"}) {
+        const auto oRun = runDaemon({"-d", "/elsewhere", pOption, "-s", "unseen"});
+        EXPECT_EQ("Database path: /elsewhere\n", oRun.m_sOutput);
+        EXPECT_EQ(c_sUsage, oRun.m_sErrors);
+        EXPECT_EQ(0, oRun.m_iStatus);
+    }
+}
+
+TEST_F(CommandLine, UnknownOptionsAreNamedByTheCodeOfTheQuestionMark)
+{
+    const std::vector<std::vector<std::string>> lCases = {
+        {"-z"}, {"--nonsense"}, {"-d"}, {"--socket-file"}, {"--verbose=3"}};
+    for (auto lOptions : lCases) {
+        lOptions.insert(lOptions.begin(), {"-t", "5"});
+        const auto oRun = runDaemon(lOptions);
+        EXPECT_EQ("Flash wait time: 5\n", oRun.m_sOutput);
+        EXPECT_THAT(oRun.m_sErrors, testing::EndsWith("\nUnknown option: 63\n" + c_sUsage));
+        EXPECT_EQ(1, oRun.m_iStatus);
+    }
+    EXPECT_FALSE(std::filesystem::exists(m_oSandbox.pidFile()));
+}
+
+TEST_F(CommandLine, DefaultPathsAreBelowTheRootOfTheEnvironment)
+{
+    Process oDaemon(LEDGERD_BINARY, {{}, m_oSandbox.environment()});
+    ASSERT_TRUE(eventually([&] {
+        return ledgerctl({"count", "Item"}).m_sOutput == "3\n";
+    })) << oDaemon.errors();
+    EXPECT_EQ(std::to_string(oDaemon.pid()) + "\n", readFile(m_oSandbox.pidFile()));
+    EXPECT_EQ("", oDaemon.output());
+    oDaemon.signal(SIGTERM);
+    EXPECT_EQ(0, oDaemon.wait());
+}
+
+TEST_F(CommandLine, VerboseShowsEveryLevel)
+{
+    start({"-v"});
+    EXPECT_EQ("1023", client().cell("ConfigmanagerLogging", 1, "ConfigService"));
+    EXPECT_EQ(m_oSandbox.path("tmp/db"), daemon().output().substr(15, m_oSandbox.path("tmp/db").size()));
+    stop();
+    start();
+    EXPECT_EQ("113", client().cell("ConfigmanagerLogging", 1, "ConfigService"));
+}
+
+} // namespace
+} // namespace e2e

@@ -1,0 +1,121 @@
+#include "tests/e2e/daemontest.h"
+
+#include <algorithm>
+#include <csignal>
+#include <regex>
+#include <sstream>
+#include <sys/wait.h>
+
+namespace e2e {
+
+Client::Client(const std::string& a_sSocket) : Connection({a_sSocket, "e2e", c_oDeadline})
+{
+    const auto oStatus = connect();
+    EXPECT_TRUE(oStatus.ok()) << oStatus.text();
+}
+
+unsigned Client::info(const std::string& a_sName)
+{
+    const auto oInfo = call(request::Info{});
+    const Value* pValue = oInfo->find(a_sName);
+    EXPECT_NE(nullptr, pValue) << a_sName;
+    return pValue ? pValue->getUnsigned() : 0;
+}
+
+std::string Client::cell(const std::string& a_sTable, int a_iId, const std::string& a_sColumn)
+{
+    const std::string sId = std::to_string(a_iId);
+    const auto oRow = call(request::SelectKey{a_sTable, "Id", sId, {a_sColumn}});
+    return oRow.ok() ? oRow->getValue(a_sColumn).toText() : "result " + std::to_string(oRow.code());
+}
+
+std::vector<std::string> Client::changes()
+{
+    std::vector<std::string> lTables;
+    for (auto oTable = waitForChange(0ms); *oTable; oTable = waitForChange(0ms)) {
+        lTables.push_back(**oTable);
+    }
+    std::ranges::sort(lTables);
+    return lTables;
+}
+
+DaemonTest::DaemonTest() : m_sSocket(m_oSandbox.socket()) {}
+
+void DaemonTest::TearDown()
+{
+    if (m_pDaemon) {
+        stop();
+    }
+}
+
+std::vector<std::string> DaemonTest::paths() const
+{
+    return {"-d", m_oSandbox.path("tmp/db"),           "-s", m_sSocket,
+            "-f", m_oSandbox.path("tmp/ledgerd.fifo"), "-p", m_oSandbox.path("var/run"),
+            "-x", m_oSandbox.path("flash/sql")};
+}
+
+void DaemonTest::start(std::vector<std::string> a_lMoreOptions, std::function<void()> a_oInChild)
+{
+    auto lOptions = paths();
+    lOptions.insert(lOptions.end(), a_lMoreOptions.begin(), a_lMoreOptions.end());
+    m_pDaemon = std::make_unique<Process>(
+        LEDGERD_BINARY, Process::Start{lOptions, m_oSandbox.environment(), {}, std::move(a_oInChild)});
+    const bool bAnswers = eventually([&] {
+        systema::client::Connection oProbe({m_sSocket, "probe", c_oDeadline});
+        return oProbe.connect().ok() || m_pDaemon->hasEnded();
+    });
+    ASSERT_TRUE(bAnswers && !m_pDaemon->hasEnded()) << "ledgerd does not run: " << m_pDaemon->errors();
+    m_pClient = std::make_unique<Client>(m_sSocket);
+    ASSERT_TRUE(eventually([&] { return client().info("Clients") == 1; })); // the probe has gone
+}
+
+Finished DaemonTest::runDaemon(std::vector<std::string> a_lOptions) const
+{
+    return run(LEDGERD_BINARY, {std::move(a_lOptions), m_oSandbox.environment()});
+}
+
+void DaemonTest::stop()
+{
+    m_pDaemon->signal(SIGCONT); // had the test stopped it
+    // A signal that comes while it works is noticed after its next wait, which may last for two seconds.
+    eventually([this] { return m_pDaemon->hasEnded() || isWaiting(); });
+    m_pDaemon->signal(SIGTERM);
+    const auto oStatus = m_pDaemon->wait();
+    EXPECT_TRUE(oStatus && WIFEXITED(*oStatus) && WEXITSTATUS(*oStatus) == 0)
+        << "ledgerd " << (oStatus ? "ends with wait status " + std::to_string(*oStatus) : "does not end");
+    if (HasFailure()) {
+        std::cerr << "The daemon's log:\n" << m_pDaemon->errors();
+    }
+    m_pClient.reset();
+    m_pDaemon.reset();
+}
+
+Finished DaemonTest::ledgerctl(std::vector<std::string> a_lArguments, std::string a_sInput) const
+{
+    return run(LEDGERCTL_BINARY, {std::move(a_lArguments), m_oSandbox.environment(), std::move(a_sInput)});
+}
+
+std::vector<std::string> DaemonTest::logOf(const std::function<void()>& a_oFunction)
+{
+    const std::size_t iBefore = m_pDaemon->errors().size();
+    a_oFunction();
+    std::istringstream oLog(m_pDaemon->errors().substr(iBefore));
+    static const std::regex s_oLine(R"(\S+ \S+ (\w+) +(\w+) \w+:\d+: (.*))");
+    std::vector<std::string> lLines;
+    for (std::string sLine; std::getline(oLog, sLine);) {
+        lLines.push_back(std::regex_replace(sLine, s_oLine, "$1 $2 $3"));
+    }
+    return lLines;
+}
+
+std::string DaemonTest::status(const std::string& a_sName) const
+{
+    const std::string sStatus = readFile("/proc/" + std::to_string(m_pDaemon->pid()) + "/status");
+    const std::size_t iAt = sStatus.find("\n" + a_sName + ":\t");
+    EXPECT_NE(std::string::npos, iAt) << a_sName;
+    const std::size_t iValue = iAt + a_sName.size() + 3;
+    return sStatus.substr(iValue, sStatus.find('\n', iValue) - iValue);
+}
+
+} // namespace e2e
