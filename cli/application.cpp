@@ -17,7 +17,7 @@ Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::i
     }
     Printer oPrinter(a_oOutput, a_oArguments.m_eFormat);
     Session oSession{oConnection, oPrinter, a_oInput, a_oErrors, a_bTerminal};
-    const Outcome oOutcome = a_oCommand.m_pRun(oSession, a_oArguments);
+    Outcome oOutcome = a_oCommand.m_pRun(oSession, a_oArguments);
     if (oOutcome.ok() && !a_oOutput.flush()) {
         return client::Status::refused(EResultCode::Failure, "cannot write the output");
     }

@@ -90,11 +90,13 @@ void writeTable(std::ostream& a_oStream, const client::Rows& a_oRows, bool a_bHe
 {
     const auto lColumns = measure(a_oRows, a_bHeader);
     if (a_bHeader) {
-        writeTableLine(a_oStream, lColumns, [&](std::size_t i) { return printable(a_oRows.columns()[i]); });
+        writeTableLine(a_oStream, lColumns,
+                       [&](std::size_t a_iColumn) { return printable(a_oRows.columns()[a_iColumn]); });
     }
     for (std::size_t iRow = 0; iRow < a_oRows.size(); ++iRow) {
         const client::RowView oRow = a_oRows[iRow];
-        writeTableLine(a_oStream, lColumns, [&](std::size_t i) { return shown(oRow.m_lCells[i]); });
+        writeTableLine(a_oStream, lColumns,
+                       [&](std::size_t a_iColumn) { return shown(oRow.m_lCells[a_iColumn]); });
     }
 }
 

@@ -47,6 +47,7 @@ void writeChangedRow(std::ostream& a_oStream, const RowChange& a_oChange)
 void addCsvCells(client::Rows& a_oLines, const std::string& a_sTable, const char* a_pChange,
                  const client::RowView* a_pBefore, const client::RowView* a_pAfter)
 {
+    // cppcheck-suppress nullPointerRedundantCheck ; one of the two is always there
     const client::RowView& oRow = a_pAfter != nullptr ? *a_pAfter : *a_pBefore;
     const auto oCell = [](const client::RowView* a_pRow, std::size_t a_iColumn) {
         return a_pRow != nullptr ? a_pRow->m_lCells[a_iColumn].toValue() : Value(EDataType::Null);

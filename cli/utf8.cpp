@@ -21,7 +21,7 @@ bool changesTerminal(char32_t a_iCode)
 
 Character firstCharacter(std::string_view a_sText)
 {
-    const auto iByte = [&](std::size_t i) { return static_cast<unsigned char>(a_sText[i]); };
+    const auto iByte = [&](std::size_t a_iAt) { return static_cast<unsigned char>(a_sText[a_iAt]); };
     const unsigned iFirst = iByte(0);
     if (iFirst < 0x80) {
         return {iFirst, 1};

@@ -102,7 +102,7 @@ Status Connection::attach(zel::UniqueFd a_oSocket)
     }
     if (oStatus.ok() && !m_lSubscriptions.empty()) {
         NameList lTables;
-        std::ranges::for_each(m_lSubscriptions, [&](const std::string& sTable) { lTables.add(sTable); });
+        std::ranges::for_each(m_lSubscriptions, [&](const std::string& a_sTable) { lTables.add(a_sTable); });
         oStatus = subscribe(lTables, true);
     }
     if (oStatus.ok()) {
@@ -163,7 +163,7 @@ Result<Rows> Connection::call(const request::SelectRows& a_oRequest)
 Status Connection::readRows(const request::SelectRows& a_oRequest, const RowHandler& a_oHandler)
 {
     RowParser oParser;
-    return call(a_oRequest, [&](std::string_view sBody) { return oParser.parse(sBody, a_oHandler); });
+    return call(a_oRequest, [&](std::string_view a_sBody) { return oParser.parse(a_sBody, a_oHandler); });
 }
 
 Status Connection::await(BlockingAnswer& a_oAnswer)
@@ -456,8 +456,8 @@ Status Connection::unsubscribe(const NameList& a_lTables)
 {
     Status oStatus = isConnected() ? call(request::Unsubscribe{a_lTables}) : Status();
     if (oStatus.ok()) {
-        const auto bGone = [&](const std::string& sTable) {
-            return a_lTables.empty() || a_lTables.hasName(sTable);
+        const auto bGone = [&](const std::string& a_sTable) {
+            return a_lTables.empty() || a_lTables.hasName(a_sTable);
         };
         std::erase_if(m_lSubscriptions, bGone);
         std::erase_if(m_lChanged, bGone);

@@ -74,7 +74,8 @@ public:
     ResultOf<Request> call(const Request& a_oRequest)
     {
         typename Request::Answer oAnswer{};
-        Status oStatus = call(a_oRequest, [&](std::string_view sBody) { return readAnswer(sBody, oAnswer); });
+        Status oStatus =
+            call(a_oRequest, [&](std::string_view a_sBody) { return readAnswer(a_sBody, oAnswer); });
         if constexpr (std::is_same_v<typename Request::Answer, Nothing>) {
             return oStatus;
         } else if (!oStatus.ok()) {

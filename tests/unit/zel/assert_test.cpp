@@ -1,6 +1,6 @@
 #include "zel/assert.h"
 
-#include "fakesyslog.h"
+#include "tests/unit/zel/fakesyslog.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
 #include "zel/execute.h"
 
-#include "tempdir.h"
+#include "tests/unit/zel/tempdir.h"
 #include "zel/uniquefd.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
 // <syslog.h> stays out: with fortified headers it defines syslog itself.
-#include "fakesyslog.h"
+#include "tests/unit/zel/fakesyslog.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "zel/log.h"
 
-#include "fakesyslog.h"
+#include "tests/unit/zel/fakesyslog.h"
 #include "zel/logline.h"
 #include "zel/uniquefd.h"
 
