@@ -3,7 +3,6 @@
 
 #include <fstream>
 #include <map>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -38,15 +37,24 @@ inline std::string hexBlock(const std::string& a_sName)
     return sBytes;
 }
 
-/// The rows of tables in which the pattern finds a number and then a name: the number of each name.
-inline std::map<std::string, long> numbersOfNames(const char* a_pPattern)
+/// Of all table rows that have a number in that column and a name in backquotes in the next: the number of
+/// each name.
+inline std::map<std::string, long> numbersOfNames(unsigned a_iColumn)
 {
-    const std::string sDocument = protocolDocument();
-    const std::regex oPattern(a_pPattern);
     std::map<std::string, long> mNumbers;
-    for (std::sregex_iterator it(sDocument.begin(), sDocument.end(), oPattern); it != std::sregex_iterator();
-         ++it) {
-        mNumbers[(*it)[2]] = std::stol((*it)[1]);
+    std::istringstream oLines(protocolDocument());
+    for (std::string sLine; std::getline(oLines, sLine);) {
+        std::istringstream oCells(sLine);
+        std::string sCell;
+        for (unsigned i = 0; i <= a_iColumn + 1; ++i) { // what stands before the first | is no cell
+            std::getline(oCells, sCell, '|');
+        }
+        long iNumber = 0;
+        std::string sName;
+        if (std::istringstream(sCell) >> iNumber && std::getline(oCells, sCell, '|') &&
+            std::istringstream(sCell) >> sName && sName.front() == '`' && sName.back() == '`') {
+            mNumbers[sName.substr(1, sName.size() - 2)] = iNumber;
+        }
     }
     return mNumbers;
 }

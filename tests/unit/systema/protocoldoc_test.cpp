@@ -90,5 +90,5 @@ TEST(ProtocolDocument, NumbersTheOperations)
     for (const auto& oOperation : aOperations) {
         mNumbers[oOperation.m_pName] = static_cast<long>(oOperation.m_eOperation);
     }
-    EXPECT_EQ(tests::numbersOfNames(R"(\n\| (\d+) \| `(\w+)` \|)"), mNumbers);
+    EXPECT_EQ(tests::numbersOfNames(0), mNumbers);
 }
