@@ -101,7 +101,9 @@ void ConfigServiceManager::transactionFree()
         m_lWaiting.pop_front();
         oSession.finishBegin(m_oDispatcher.startTransaction(&oSession));
         if (!m_oDispatcher.isTransactionOpen()) {
-            transactionEnded(); // it could not begin, the next one may
+            // It could not begin, and the next one may; or the requests behind its begin have ended it
+            // already, and what they changed is to be told.
+            m_oEventDispatcher.endPass();
         }
     }
 }
