@@ -1,0 +1,189 @@
+// Who is told what, how often, and when not.
+#include "tests/e2e/daemontest.h"
+
+#include <csignal>
+
+namespace e2e {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Notifications : public RunningDaemonTest
+{
+protected:
+    void write(const char* a_pTable = "Item")
+    {
+        const ValueList lValues = row({{a_pTable == std::string("Item") ? "Note" : "Text", "changed"}});
+        EXPECT_EQ(0U, client().code(request::UpdateKey{a_pTable, "Id", "1", lValues}));
+    }
+
+    /// The tables that the subscriber is told of, up to the change of Twins that this makes.
+    std::vector<std::string> told(Client& a_oSubscriber)
+    {
+        write("Twins");
+        std::vector<std::string> lTables;
+        while (lTables.empty() || lTables.back() != "Twins") {
+            const auto oTable = a_oSubscriber.waitForChange(c_oDeadline);
+            if (!oTable->has_value()) {
+                ADD_FAILURE() << "no change is told";
+                break;
+            }
+            lTables.push_back(**oTable);
+        }
+        return lTables;
+    }
+
+    static Frame changeOf(const std::string& a_sTable)
+    {
+        std::string sBody;
+        systema::wire::Writer(sBody).text(a_sTable);
+        return {EKind::Event, EOperation::TableChanged, 0, 0, sBody};
+    }
+};
+
+TEST_F(Notifications, ManyChangesAreToldOnceToEachSubscriber)
+{
+    RawClient oOne(socket());
+    RawClient oTwo(socket());
+    for (RawClient* pSubscriber : {&oOne, &oTwo}) {
+        EXPECT_EQ(0U, pSubscriber->ask(request::Subscribe{{"Item", "Twins", "Item"}}));
+        EXPECT_EQ(0U, pSubscriber->ask(request::Subscribe{{"Item"}}));
+    }
+    daemon().signal(SIGSTOP);   // so that it finds all of the changes at once
+    RawClient* pWriter = &oTwo; // is told of its own changes too
+    for (std::uint32_t i = 1; i <= 30; ++i) {
+        pWriter->send(frameOf(request::UpdateKey{"Item", "Id", "1", row({{"Note", "x"}})}, i));
+    }
+    daemon().signal(SIGCONT);
+    for (std::uint32_t i = 1; i <= 30; ++i) {
+        EXPECT_EQ(0U, pWriter->receiveCode(i));
+    }
+    EXPECT_EQ(changeOf("Item"), oOne.receive());
+    write("Twins");
+    EXPECT_EQ(changeOf("Twins"), oOne.receive());
+    EXPECT_EQ(changeOf("Item"), oTwo.receive());
+    EXPECT_EQ(changeOf("Twins"), oTwo.receive());
+}
+
+TEST_F(Notifications, OnlyWhatWasWrittenAndCommittedIsTold)
+{
+    Client oSubscriber(socket());
+    EXPECT_TRUE(oSubscriber.subscribe({"Item", "Scratch", "Twins"}).ok());
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    write("Item");
+    EXPECT_EQ(0U, client().code(request::Rollback{}));
+    EXPECT_EQ(6U, client().code(request::InsertRow{"Item", row({{"Name", "pear"}})}));
+    EXPECT_EQ(10U, client().code(request::DeleteKey{"Item", "Name", "none"}));
+    EXPECT_EQ(0U, client().code(request::SelectRow{"Item", 0}));
+    EXPECT_THAT(told(oSubscriber), ElementsAre("Twins"));
+
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    write("Item");
+    write("Item");
+    EXPECT_EQ(0U, client().code(request::InsertRow{"Scratch", row({{"Text", "x"}})}));
+    EXPECT_EQ(0U, client().code(request::Ping{}));
+    EXPECT_THAT(oSubscriber.changes(), IsEmpty());
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    EXPECT_THAT(told(oSubscriber), testing::UnorderedElementsAre("Item", "Scratch", "Twins"));
+}
+
+TEST_F(Notifications, EveryKindOfWriteIsTold)
+{
+    Client oSubscriber(socket());
+    EXPECT_TRUE(oSubscriber.subscribe({"Scratch", "ConfigServerConfig", "ConfigmanagerLogging"}).ok());
+    const ValueList lText = row({{"Text", "x"}});
+    const auto oExpect = [&](const auto& a_oRequest, const char* a_pTable) {
+        EXPECT_EQ(0U, client().code(a_oRequest));
+        const auto oTold = oSubscriber.waitForChange(c_oDeadline);
+        EXPECT_EQ(a_pTable, oTold->value_or("nothing")) << int(a_oRequest.c_eOperation);
+    };
+    oExpect(request::InsertRow{"Scratch", lText}, "Scratch");
+    oExpect(request::InsertKey{"Scratch", lText}, "Scratch");
+    oExpect(request::UpdateRow{"Scratch", 0, lText}, "Scratch");
+    oExpect(request::UpdateKey{"Scratch", "Id", "1", lText}, "Scratch");
+    oExpect(request::DeleteRow{"Scratch", 0}, "Scratch");
+    oExpect(request::DeleteKey{"Scratch", "Id", "2"}, "Scratch");
+    oExpect(request::DeleteAll{"Scratch"}, "Scratch");
+    oExpect(request::UpdateRow{"ConfigServerConfig", 0, row({{"TransactionTimeout", 5}})},
+            "ConfigServerConfig");
+    oExpect(request::UpdateRow{"ConfigmanagerLogging", 0, row({{"ConfigService", 113}})},
+            "ConfigmanagerLogging");
+}
+
+TEST_F(Notifications, TellAtOnceFollowsTheReply)
+{
+    RawClient oSubscriber(socket());
+    oSubscriber.send(frameOf(request::Subscribe{{"Item"}}, 1) +
+                     frameOf(request::Subscribe{{"Item", "Twins"}, systema::wire::c_iTellAtOnce}, 2) +
+                     frameOf(request::Subscribe{{"Scratch"}, 0xfe}, 3));
+    EXPECT_EQ(0U, oSubscriber.receiveCode(1));
+    EXPECT_EQ(0U, oSubscriber.receiveCode(2));
+    std::vector<Frame> lFrames;
+    for (int i = 0; i < 3; ++i) {
+        lFrames.push_back(oSubscriber.receive().value_or(Frame()));
+    }
+    const Frame oReply{EKind::Reply, EOperation::Subscribe, 0, 3, ""};
+    EXPECT_THAT(lFrames, testing::UnorderedElementsAre(changeOf("Item"), changeOf("Twins"), oReply));
+    EXPECT_EQ(0U, oSubscriber.ask(request::Ping{}));
+}
+
+TEST_F(Notifications, UnsubscribedTablesAreNotTold)
+{
+    Client oSubscriber(socket());
+    EXPECT_TRUE(oSubscriber.subscribe({"Item", "Scratch", "Twins"}).ok());
+    EXPECT_TRUE(oSubscriber.unsubscribe({"Item", "Nonsense"}).ok());
+    write("Item");
+    EXPECT_EQ(0U, client().code(request::DeleteAll{"Scratch"}));
+    EXPECT_THAT(told(oSubscriber), testing::UnorderedElementsAre("Scratch", "Twins"));
+    EXPECT_TRUE(oSubscriber.unsubscribe().ok());
+    write("Twins");
+    EXPECT_TRUE(oSubscriber.subscribe({"Scratch"}).ok());
+    EXPECT_EQ(0U, client().code(request::DeleteAll{"Scratch"}));
+    EXPECT_EQ("Scratch", **oSubscriber.waitForChange(c_oDeadline));
+}
+
+TEST_F(Notifications, SubscriptionWithAnUnknownTableIsRefusedAsAWhole)
+{
+    Client oSubscriber(socket());
+    EXPECT_TRUE(oSubscriber.subscribe({"Twins"}).ok());
+    EXPECT_EQ(8U, oSubscriber.subscribe({"Item", "Nonsense"}, true).code());
+    write("Item");
+    EXPECT_THAT(told(oSubscriber), ElementsAre("Twins"));
+}
+
+TEST_F(Notifications, SubscriberThatDoesNotReadIsToldTheLastChangeInTheEnd)
+{
+    constexpr std::uint32_t c_iRequests = 600;
+    RawClient oLazy(socket());
+    Client oBusy(socket());
+    EXPECT_EQ(0U, oLazy.ask(request::Subscribe{{"Item", "Twins"}}));
+    EXPECT_TRUE(oBusy.subscribe({"Item"}).ok());
+    // Answers that nobody reads, more than 64 KiB beyond what the socket takes.
+    const unsigned iBefore = client().info("Requests");
+    for (std::uint32_t i = 1; i <= c_iRequests; ++i) {
+        oLazy.send(frameOf(request::GetTables{}, i));
+    }
+    ASSERT_TRUE(eventually([&] { return client().info("Requests") >= iBefore + c_iRequests; }));
+    for (int i = 0; i < 20; ++i) {
+        write("Item");
+        EXPECT_EQ("Item", **oBusy.waitForChange(c_oDeadline)) << i; // the others are told all the while
+    }
+    EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", "last"}})}));
+    write("Twins");
+    EXPECT_EQ("Item", **oBusy.waitForChange(c_oDeadline));
+
+    std::size_t iBytes = 0;
+    for (std::uint32_t i = 1; i <= c_iRequests; ++i) {
+        const auto oReply = oLazy.receive();
+        ASSERT_TRUE(oReply && oReply->m_eKind == EKind::Reply && oReply->m_iId == i) << i;
+        iBytes += oReply->m_sBody.size();
+    }
+    ASSERT_GT(iBytes, 500000U); // or the daemon had no reason to hold anything back
+    EXPECT_EQ(changeOf("Item"), oLazy.receive());
+    EXPECT_EQ(changeOf("Twins"), oLazy.receive());
+    EXPECT_EQ(0U, oLazy.ask(request::Ping{}));
+}
+
+} // namespace
+} // namespace e2e

@@ -1,0 +1,258 @@
+// Transactions over the socket: who may begin and write, who waits, what a lost one leaves behind.
+#include "tests/e2e/daemontest.h"
+
+#include <chrono>
+
+namespace e2e {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Transactions : public RunningDaemonTest
+{
+protected:
+    static request::UpdateKey setNote(const char* a_pNote)
+    {
+        return {"Item", "Id", "1", row({{"Note", a_pNote}})};
+    }
+
+    std::string note() { return client().cell("Item", 1, "Note"); }
+
+    /// Sends a begin that waits, and returns when the daemon has it in its queue.
+    void queueBegin(RawClient& a_oClient, std::uint32_t a_iWaitMs = 3600 * 1000,
+                    const std::string& a_sBehind = {})
+    {
+        const unsigned iWaiting = client().info("TransactionsWaiting");
+        a_oClient.send(frameOf(request::Begin{a_iWaitMs}) + a_sBehind);
+        EXPECT_TRUE(eventually([&] { return client().info("TransactionsWaiting") == iWaiting + 1; }));
+    }
+};
+
+TEST_F(Transactions, CommitKeepsTheChangesOfAllDatabasesAndRollbackNone)
+{
+    const ValueList lText = row({{"Text", "x"}});
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    EXPECT_EQ(0U, client().code(setNote("discarded")));
+    EXPECT_EQ(0U, client().code(request::InsertRow{"Scratch", lText}));
+    EXPECT_EQ(0U, client().code(request::Rollback{}));
+    EXPECT_EQ("red", note());
+    EXPECT_EQ(0U, *client().call(request::GetSize{"Scratch"}));
+
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    EXPECT_EQ(0U, client().code(setNote("kept")));
+    EXPECT_EQ(0U, client().code(request::InsertRow{"Scratch", lText}));
+    EXPECT_EQ(6U, client().code(request::InsertRow{"Item", row({{"Name", "pear"}})})); // undoes only itself
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    stop();
+    EXPECT_THAT(m_oSandbox.sql("persistent-common.db", "SELECT Note FROM Item WHERE Id = 1"),
+                ElementsAre("kept"));
+    EXPECT_THAT(m_oSandbox.sql("transient.db", "SELECT Text FROM Scratch"), ElementsAre("x"));
+}
+
+TEST_F(Transactions, OthersMayReadButNeitherBeginNorWriteStoredTables)
+{
+    Client oOther(socket());
+    const ValueList lRow = row({{"Text", "x"}});
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    EXPECT_EQ(0U, client().code(setNote("by the owner")));
+    EXPECT_THAT(logOf([&] {
+                    EXPECT_EQ(2U, oOther.code(request::Begin{}));
+                    EXPECT_EQ(2U, oOther.code(request::InsertRow{"Scratch", lRow}));
+                    EXPECT_EQ(2U, oOther.code(request::InsertKey{"Scratch", lRow}));
+                    EXPECT_EQ(2U, oOther.code(request::UpdateRow{"Twins", 0, lRow}));
+                    EXPECT_EQ(2U, oOther.code(request::UpdateKey{"Twins", "Id", "1", lRow}));
+                    EXPECT_EQ(2U, oOther.code(request::DeleteRow{"Twins", 0}));
+                    EXPECT_EQ(2U, oOther.code(request::DeleteKey{"Twins", "Id", "1"}));
+                    EXPECT_EQ(2U, oOther.code(request::DeleteAll{"Twins"}));
+                    EXPECT_EQ(2U, oOther.code(request::DeleteAll{"Job"})); // no transactions, but an owner
+                    EXPECT_EQ(0U, oOther.code(request::UpdateRow{"ConfigServerConfig", 0,
+                                                                 row({{"TransactionTimeout", 60}})}));
+                }),
+                IsEmpty());
+    EXPECT_EQ(0U, oOther.code(request::SelectRow{"Item", 0}));
+    EXPECT_EQ(3U, *oOther.call(request::GetSize{"Twins"}));
+    EXPECT_EQ(0U, oOther.code(request::SelectRows{"Job"}));
+    EXPECT_EQ(1U, oOther.code(request::Commit{}));
+    EXPECT_EQ(1U, oOther.code(request::Rollback{}));
+
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    EXPECT_EQ("by the owner", note());
+    EXPECT_EQ(0U, oOther.code(request::Begin{}));
+    EXPECT_EQ(0U, oOther.code(request::DeleteAll{"Twins"}));
+    EXPECT_EQ(0U, oOther.code(request::Commit{}));
+}
+
+TEST_F(Transactions, BeginTwiceAndEndWithoutBeginGive1)
+{
+    EXPECT_EQ(1U, client().code(request::Commit{}));
+    EXPECT_EQ(1U, client().code(request::Rollback{}));
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    EXPECT_EQ(1U, client().code(request::Begin{}));
+    EXPECT_EQ(1U, client().code(request::Begin{3600 * 1000}));
+    EXPECT_EQ(0U, client().code(setNote("still in it")));
+    EXPECT_EQ(0U, client().code(request::Rollback{}));
+    EXPECT_EQ("red", note());
+    EXPECT_EQ(1U, client().code(request::Rollback{}));
+}
+
+TEST_F(Transactions, ThoseWhoWaitBeginInOrderAndBeforeAnyoneElse)
+{
+    RawClient oFirst(socket());
+    RawClient oSecond(socket());
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    queueBegin(oFirst);
+    queueBegin(oSecond, 3600 * 1000, frameOf(request::Ping{}, 2));
+
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    EXPECT_EQ(2U, client().code(request::Begin{}));
+    EXPECT_EQ(0U, oFirst.receiveCode());
+    EXPECT_EQ(1U, client().info("TransactionsWaiting"));
+    EXPECT_FALSE(oSecond.hasInput());
+    // The owner leaves and begins again in one breath: it has to wait as well.
+    oFirst.send(frameOf(request::Rollback{}, 2) + frameOf(request::Begin{}, 3));
+    EXPECT_EQ(0U, oFirst.receiveCode(2));
+    EXPECT_EQ(2U, oFirst.receiveCode(3));
+    EXPECT_EQ(0U, oSecond.receiveCode(1));
+    EXPECT_EQ(0U, oSecond.receiveCode(2));
+    EXPECT_EQ(0U, oSecond.ask(request::Commit{}));
+    EXPECT_EQ(0U, client().code(request::Begin{3600 * 1000}));
+}
+
+TEST_F(Transactions, WaitThatIsOverGives2)
+{
+    Client oOther(socket());
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    const auto oStart = std::chrono::steady_clock::now();
+    EXPECT_EQ(2U, oOther.code(request::Begin{50}));
+    EXPECT_GE(std::chrono::steady_clock::now() - oStart, 50ms);
+    EXPECT_EQ(0U, client().info("TransactionsWaiting"));
+    EXPECT_EQ(0U, client().code(setNote("mine")));
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    EXPECT_EQ(0U, oOther.code(request::Begin{}));
+}
+
+TEST_F(Transactions, ClientsThatVanishLeaveQueueAndTransaction)
+{
+    RawClient oOwner(socket());
+    RawClient oQuitter(socket());
+    RawClient oPatient(socket());
+    EXPECT_EQ(0U, oOwner.ask(request::Begin{}));
+    EXPECT_EQ(0U, oOwner.ask(setNote("not committed")));
+    queueBegin(oQuitter);
+    queueBegin(oPatient);
+    oQuitter.close();
+    EXPECT_TRUE(eventually([&] { return client().info("TransactionsWaiting") == 1; }));
+    EXPECT_FALSE(oPatient.hasInput());
+    oOwner.close();
+    EXPECT_EQ(0U, oPatient.receiveCode());
+    EXPECT_EQ("red", note());
+    EXPECT_EQ(0U, oPatient.ask(setNote("committed")));
+    EXPECT_EQ(0U, oPatient.ask(request::Commit{}));
+    EXPECT_EQ("committed", note());
+}
+
+TEST_F(Transactions, ChangesAreToldBeforeTheNextInTheQueueBegins)
+{
+    RawClient oOne(socket());
+    RawClient oTwo(socket());
+    EXPECT_TRUE(client().subscribe({"Item"}).ok());
+    EXPECT_EQ(0U, oOne.ask(request::Begin{}));
+    queueBegin(oTwo);
+    for (RawClient *pOwner = &oOne, *pNext = &oTwo; auto iNote : {"a", "b", "c", "d", "e"}) {
+        // Who commits asks for the next turn at once, so that there is always someone who waits.
+        pOwner->send(frameOf(setNote(iNote), 2) + frameOf(request::Commit{}, 3) +
+                     frameOf(request::Begin{3600 * 1000}, 1));
+        EXPECT_EQ(0U, pOwner->receiveCode(2));
+        EXPECT_EQ(0U, pOwner->receiveCode(3));
+        EXPECT_EQ(0U, pNext->receiveCode(1));
+        EXPECT_THAT(client().changes(), ElementsAre("Item"));
+        std::swap(pOwner, pNext);
+    }
+}
+
+TEST_F(Transactions, WorkSentBehindAWaitingBeginIsToldWithoutDelay)
+{
+    RawClient oQueued(socket());
+    EXPECT_TRUE(client().subscribe({"Item"}).ok());
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    queueBegin(oQueued, 3600 * 1000, frameOf(setNote("new"), 2) + frameOf(request::Commit{}, 3));
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    const auto oStart = std::chrono::steady_clock::now();
+    for (std::uint32_t iId = 1; iId <= 3; ++iId) {
+        EXPECT_EQ(0U, oQueued.receiveCode(iId));
+    }
+    EXPECT_EQ("Item", **client().waitForChange(c_oDeadline));
+    EXPECT_LT(std::chrono::steady_clock::now() - oStart, 1s);
+}
+
+TEST_F(Transactions, WritesToDatabasesWithoutTransactionsHoldOverARollbackAndAreTold)
+{
+    Client oSubscriber(socket());
+    EXPECT_TRUE(oSubscriber.subscribe({"Item", "Job", "ConfigServerConfig"}).ok());
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    EXPECT_EQ(0U, client().code(setNote("discarded")));
+    EXPECT_EQ(2, *client().call(request::InsertKey{"Job", row({{"Name", "second"}})}));
+    EXPECT_EQ(0U, client().code(
+                      request::UpdateRow{"ConfigServerConfig", 0, row({{"DefaultTransactionTimeout", 60}})}));
+    EXPECT_EQ(0U, client().code(request::Rollback{}));
+    EXPECT_EQ("red", note());
+    EXPECT_EQ("second", client().cell("Job", 2, "Name"));
+
+    EXPECT_EQ("ConfigServerConfig", **oSubscriber.waitForChange(c_oDeadline));
+    EXPECT_EQ("Job", **oSubscriber.waitForChange(c_oDeadline));
+    EXPECT_EQ(0U, client().code(request::DeleteAll{"Scratch"}));
+    EXPECT_TRUE(oSubscriber.subscribe({"Scratch"}).ok());
+    EXPECT_EQ(0U, client().code(request::DeleteAll{"Scratch"}));
+    EXPECT_EQ("Scratch", **oSubscriber.waitForChange(c_oDeadline)); // and none of Item before it
+}
+
+TEST_F(Transactions, OneThatLastsTooLongIsLostUntilItsOwnerEndsIt)
+{
+    const auto oLost = [](RawClient& a_oOwner) {
+        const auto oEvent = a_oOwner.receive();
+        EXPECT_TRUE(oEvent && oEvent->m_eKind == EKind::Event &&
+                    oEvent->m_eOperation == EOperation::TransactionLost);
+    };
+    RawClient oOwner(socket());
+    RawClient oNext(socket());
+    EXPECT_EQ(0U, client().code(request::UpdateRow{
+                      "ConfigServerConfig", 0,
+                      row({{"TransactionTimeout", 1}, {"DefaultTransactionTimeout", 1}})}));
+    EXPECT_EQ(0U, oOwner.ask(request::Begin{}));
+    EXPECT_EQ(0U, oOwner.ask(setNote("lost")));
+    queueBegin(oNext);
+    EXPECT_THAT(logOf([&] { oLost(oOwner); }),
+                ElementsAre("warning ConfigDispatcher The open transaction is rolled back: it lasted longer"
+                            " than the transaction time-out"));
+    EXPECT_EQ("red", note());
+    EXPECT_EQ(0U, oNext.receiveCode());
+    EXPECT_EQ(0U, oOwner.ask(request::Ping{}));
+    EXPECT_EQ(1U, oOwner.ask(setNote("outside")));
+    EXPECT_EQ(1U, oOwner.ask(request::GetSize{"Item"}));
+    EXPECT_EQ(1U, oOwner.ask(request::SelectRows{"Item"}));
+    EXPECT_EQ(1U, oOwner.ask(request::Rollback{}));
+    EXPECT_EQ(0U, oOwner.ask(request::GetSize{"Item"}));
+
+    // The one that waited has the same time from its own beginning, and may begin anew.
+    oLost(oNext);
+    EXPECT_EQ(1U, oNext.ask(setNote("outside")));
+    EXPECT_EQ(0U, oNext.ask(request::Begin{}));
+    EXPECT_EQ(0U, oNext.ask(setNote("committed")));
+    EXPECT_EQ(0U, oNext.ask(request::Commit{}));
+    EXPECT_EQ("committed", note());
+}
+
+TEST_F(Transactions, CurrentTimeOutHoldsForOneTransaction)
+{
+    const auto current = [this] { return client().cell("ConfigServerConfig", 1, "TransactionTimeout"); };
+    EXPECT_EQ(0U, client().code(request::UpdateKey{"ConfigServerConfig", "Id", "1",
+                                                   row({{"TransactionTimeout", 3600}})}));
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    EXPECT_EQ("3600", current());
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    EXPECT_EQ("30", current());
+}
+
+} // namespace
+} // namespace e2e
