@@ -114,22 +114,17 @@ void Writer::values(const ValueList& a_lValues)
     }
 }
 
-void Writer::integer(std::int32_t a_iValue)
+void Writer::cell(std::uint8_t a_iType, std::uint32_t a_iNumber)
 {
-    u8(EDataType::Integer);
-    i32(a_iValue);
-}
-
-void Writer::unsignedInteger(std::uint32_t a_iValue)
-{
-    u8(EDataType::Unsigned);
-    u32(a_iValue);
+    char aBytes[1 + sizeof a_iNumber] = {static_cast<char>(a_iType)};
+    store(aBytes + 1, a_iNumber);
+    m_sBuffer.append(aBytes, sizeof aBytes);
 }
 
 void Writer::textValue(std::string_view a_sText)
 {
-    u8(EDataType::Text);
-    text(a_sText);
+    cell(EDataType::Text, static_cast<std::uint32_t>(a_sText.size()));
+    m_sBuffer.append(a_sText);
 }
 
 void Writer::value(const Value& a_oValue)

@@ -113,12 +113,15 @@ public:
 
     // One cell each: the type, then the content.
     void null() { u8(EDataType::Null); }
-    void integer(std::int32_t a_iValue);
-    void unsignedInteger(std::uint32_t a_iValue);
+    void integer(std::int32_t a_iValue) { cell(EDataType::Integer, static_cast<std::uint32_t>(a_iValue)); }
+    void unsignedInteger(std::uint32_t a_iValue) { cell(EDataType::Unsigned, a_iValue); }
     void textValue(std::string_view a_sText);
     void value(const Value& a_oValue);
 
 private:
+    /// The type and the number, or length, that follows it: one append, since bulk reads are made of these.
+    void cell(std::uint8_t a_iType, std::uint32_t a_iNumber);
+
     std::string& m_sBuffer;
     std::size_t m_iStart = 0;
 };
