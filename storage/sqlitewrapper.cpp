@@ -168,6 +168,9 @@ SqlText SqliteWrapper::rangeText(const std::string& a_table, unsigned int a_firs
     const std::uint64_t iOffset = std::uint64_t{a_first} + (hasZeroIdRow(a_table) ? 1 : 0);
     SqlText oText(c_iStatementLimit);
     oText.sql("SELECT ").columns(a_columns).sql(" FROM ").name(a_table);
+    // Positions are those of the natural order, also when an index holds all the wanted columns: otherwise
+    // the row skipped as the one with Id 0 would be another.
+    oText.uncounted(" NOT INDEXED");
     oText.sql(" LIMIT ").number(iOffset).sql(",").number(a_count);
     return oText;
 }

@@ -46,6 +46,12 @@ SqlText& SqlText::sql(std::string_view a_sPiece)
     return *this;
 }
 
+SqlText& SqlText::uncounted(std::string_view a_sPiece)
+{
+    m_sPrepared += a_sPiece;
+    return *this;
+}
+
 SqlText& SqlText::name(std::string_view a_sName)
 {
     if (!m_sRefused && !isPlainName(a_sName)) {

@@ -28,6 +28,8 @@ public:
 
     /// A fixed piece, as it is.
     SqlText& sql(std::string_view a_sPiece);
+    /// A piece of the prepared text alone, which the limit does not count.
+    SqlText& uncounted(std::string_view a_sPiece);
     /// A table or column name.
     SqlText& name(std::string_view a_sName);
     SqlText& number(std::uint64_t a_iNumber);

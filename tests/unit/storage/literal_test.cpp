@@ -1,0 +1,238 @@
+// What SqliteWrapper does with kept statements, parameters and remembered facts must never differ from the
+// plain statements, whatever the table, the values and the state of the transaction.
+#include "storage/sqlitewrapper.h"
+
+#include "tests/unit/storage/database.h"
+#include "tests/unit/storage/literaldatabase.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <random>
+
+using namespace systema;
+using tests::LiteralDatabase;
+
+namespace {
+
+constexpr const char* c_pSchema = R"(
+CREATE TABLE Main (Id INTEGER PRIMARY KEY, Name TEXT UNIQUE, Number INTEGER UNSIGNED, Note VARCHAR(40),
+    Data BLOB, Ratio REAL, Flag INT CHECK (length(Flag) < 3), Must TEXT NOT NULL DEFAULT 'x');
+INSERT INTO Main (Id, Name, Number, Ratio) VALUES (0, 'zero', 0, 0), (1, 'a', -1, 1.5), (2, 'b', 5000000000, 2),
+    (3, 'c', 'text', NULL), (4, NULL, 2.9, 1), (-5, 'e', NULL, NULL);
+CREATE TABLE Child (Id INTEGER PRIMARY KEY, Parent INTEGER REFERENCES Main(Id), Word TEXT);
+INSERT INTO Child VALUES (1, 1, 'one'), (2, 2, 'two');
+CREATE TABLE Same (Id INTEGER, Word TEXT);
+INSERT INTO Same VALUES (1, 'x'), (1, 'x'), (2, 'y'), (NULL, 'z');
+CREATE TABLE NoId (Word TEXT, Number INT);
+INSERT INTO NoId VALUES ('a', 1), ('b', 2);
+CREATE TABLE Typed (Id INTEGER PRIMARY KEY, Number INTEGER) STRICT;
+CREATE TABLE Clash (Id INTEGER PRIMARY KEY, Word TEXT UNIQUE ON CONFLICT REPLACE,
+    Number INTEGER UNIQUE ON CONFLICT IGNORE, Flag INT UNIQUE ON CONFLICT ROLLBACK, Name UNIQUE ON CONFLICT FAIL);
+CREATE TABLE Log (Id INTEGER PRIMARY KEY AUTOINCREMENT, Word TEXT, Moment INT DEFAULT (abs(-1)));
+CREATE TABLE Watched (Id INTEGER PRIMARY KEY, Word TEXT, Number INT);
+INSERT INTO Watched VALUES (1, 'a', 1), (2, 'b', 2), (3, 'c', 2);
+CREATE TRIGGER Before BEFORE UPDATE ON Watched BEGIN
+    SELECT RAISE(ABORT, 'not that') WHERE new.Word = 'abort';
+    SELECT RAISE(IGNORE) WHERE new.Word = 'ignore';
+    INSERT INTO Log (Word) VALUES (upper(new.Word));
+    SELECT RAISE(IGNORE) WHERE new.Word = 'late';
+    SELECT RAISE(FAIL, 'half') WHERE new.Word = 'fail' AND new.Id > 1;
+    SELECT RAISE(ROLLBACK, 'all back') WHERE new.Word = 'back';
+END;
+CREATE TRIGGER After AFTER DELETE ON Watched BEGIN INSERT INTO Log (Word) VALUES ('gone'); END;
+CREATE VIEW Names AS SELECT Id, Name, upper(Name) AS Word FROM Main;
+CREATE TRIGGER ToMain INSTEAD OF UPDATE ON Names BEGIN
+    UPDATE Main SET Note = coalesce(Note, '') || new.Name WHERE Id = old.Id AND new.Name != 'nothing';
+END;
+CREATE VIEW Fixed AS SELECT 7 AS Id, 'w' AS Word;
+CREATE INDEX ByWord ON Same (Word);
+)";
+
+constexpr const char* c_aTables[] = {"Main", "Child",   "Same",  "NoId",  "Typed", "Clash",
+                                     "Log",  "Watched", "Names", "Fixed", "main"};
+constexpr const char* c_aOddTables[] = {"Missing", "ByWord", "Before", "sqlite_master", "select"};
+constexpr const char* c_aColumns[] = {"Id",   "Id",   "Name",   "Word", "Number", "Note",   "Data", "Ratio",
+                                      "Flag", "Must", "Parent", "Nope", "rowid",  "select", "NULL", "id"};
+constexpr const char* c_aTexts[] = {"",        "0",  "1",     "2",      "a",    "b",    "z",
+                                    "it's",    "'",  "abort", "ignore", "late", "fail", "back",
+                                    "nothing", "-1", "1.5",   "007",    "\xff"};
+constexpr int c_aNumbers[] = {0, 1, 2, 3, 7, -1, 100, 2147483647, -2147483647 - 1};
+
+/// Draws the arguments of one operation.
+class Dice
+{
+public:
+    explicit Dice(unsigned a_iSeed) : m_oEngine(a_iSeed) {}
+
+    unsigned below(std::size_t a_iEnd) { return static_cast<unsigned>(m_oEngine() % a_iEnd); }
+    template<typename List>
+    auto& oneOf(List& a_lList)
+    {
+        return a_lList[below(std::size(a_lList))];
+    }
+    std::string table() { return below(12) ? oneOf(c_aTables) : oneOf(c_aOddTables); }
+    std::string column() { return oneOf(c_aColumns); }
+    std::string key()
+    {
+        const std::string sText = oneOf(c_aTexts);
+        return sText.find('\'') == std::string::npos ? sText : std::string(below(4200), 'k');
+    }
+    NameList columns()
+    {
+        NameList lNames;
+        for (unsigned i = below(8) ? 0 : below(3); i > 0; --i) {
+            lNames.add(column());
+        }
+        return lNames;
+    }
+    ValueList values()
+    {
+        ValueList lValues;
+        for (unsigned i = below(20) ? 1 + below(3) : 0; i > 0; --i) {
+            lValues.add(column(), value());
+        }
+        return lValues;
+    }
+
+private:
+    Value value()
+    {
+        switch (below(below(4) ? 4 : 5)) {
+        case 0:
+            return Value(1);
+        case 1:
+            return Value(2, oneOf(c_aNumbers));
+        case 2:
+            return Value(3, oneOf(c_aNumbers));
+        case 3:
+            return Value(4, std::string(oneOf(c_aTexts)));
+        default:
+            return Value(4, std::string(below(8500), below(10) ? 'v' : '\''));
+        }
+    }
+
+    std::mt19937 m_oEngine;
+};
+
+/// Everything an operation tells its caller.
+struct Answer
+{
+    unsigned m_iCode = 0;
+    ValueList m_lRow;
+    ColumnList m_lColumns;
+    unsigned m_iSize = 0;
+    int m_iId = 0;
+
+    bool operator==(const Answer&) const = default;
+};
+
+/// One operation with its arguments, to be run on either database.
+template<class Database>
+Answer perform(Database& a_oDatabase, unsigned a_iOperation, Dice a_oDice)
+{
+    Dice& d = a_oDice;
+    Answer o;
+    const std::string sTable = d.table();
+    const std::string sColumn = d.column();
+    const std::string sKey = d.key();
+    const unsigned iPosition = d.below(20) ? d.below(7) : 4294967295U;
+    switch (a_iOperation) {
+    case 0:
+        o.m_iCode = a_oDatabase.getSchema(o.m_lColumns, sTable);
+        break;
+    case 1:
+        o.m_iCode = a_oDatabase.getSize(o.m_iSize, sTable);
+        break;
+    case 2:
+        o.m_iCode = a_oDatabase.selectRow(o.m_lRow, sTable, iPosition, d.columns());
+        break;
+    case 3:
+        o.m_iCode = a_oDatabase.selectKey(o.m_lRow, sTable, sColumn, sKey, d.columns());
+        break;
+    case 4:
+        o.m_iCode = a_oDatabase.insertRow(sTable, d.values());
+        break;
+    case 5:
+        o.m_iCode = a_oDatabase.insertKey(o.m_iId, sTable, d.values());
+        break;
+    case 6:
+        o.m_iCode = a_oDatabase.updateRow(sTable, iPosition, d.values());
+        break;
+    case 7:
+        o.m_iCode = a_oDatabase.updateKey(sTable, sColumn, sKey, d.values());
+        break;
+    case 8:
+        o.m_iCode = a_oDatabase.deleteRow(sTable, iPosition);
+        break;
+    case 9:
+        o.m_iCode = a_oDatabase.deleteKey(sTable, sColumn, sKey);
+        break;
+    case 10:
+        o.m_iCode = d.below(5) ? EResultCode(0) : a_oDatabase.deleteAll(sTable);
+        break;
+    case 11:
+        o.m_iCode = a_oDatabase.exec("BEGIN IMMEDIATE");
+        break;
+    case 12:
+        o.m_iCode = a_oDatabase.exec("COMMIT");
+        break;
+    default:
+        o.m_iCode = a_oDatabase.exec("ROLLBACK");
+        break;
+    }
+    return o;
+}
+
+class LiteralTest : public tests::DatabaseTest, public testing::WithParamInterface<bool>
+{
+protected:
+    static std::string contents(const std::string& a_sFile)
+    {
+        std::string sAll;
+        for (const char* pTable : {"Main", "Child", "Same", "NoId", "Typed", "Clash", "Log", "Watched"}) {
+            sAll += std::string(pTable) + ":" +
+                    tests::runSql(a_sFile, std::string("SELECT * FROM ") + pTable) + "\n";
+        }
+        return sAll;
+    }
+};
+
+} // namespace
+
+TEST_P(LiteralTest, codesRowsLinesAndContentsAreThoseOfPlainStatements)
+{
+    std::array<unsigned, 11> aCodes{};
+    const std::string sFresh = m_oDir.file("fresh.db");
+    const std::string sOther = m_oDir.file("literal.db");
+    ASSERT_EQ(tests::runSql(sFresh, c_pSchema), "");
+    for (unsigned iSeed = 0; iSeed < 40; ++iSeed) {
+        constexpr auto c_eReplace = std::filesystem::copy_options::overwrite_existing;
+        std::filesystem::copy_file(sFresh, file(), c_eReplace);
+        std::filesystem::copy_file(sFresh, sOther, c_eReplace);
+        {
+            SqliteWrapper oDatabase = open(GetParam());
+            LiteralDatabase oLiteral(sOther);
+            Dice oDice(iSeed);
+            for (int i = 0; i < 150; ++i) {
+                const unsigned iOperation = oDice.below(14);
+                const Dice oArguments(iSeed * 1000U + static_cast<unsigned>(i));
+                Answer oAnswer;
+                const auto lLines =
+                    tests::logged([&] { oAnswer = perform(oDatabase, iOperation, oArguments); });
+                const Answer oExpected = perform(oLiteral, iOperation, oArguments);
+                ASSERT_EQ(oAnswer.m_iCode, oExpected.m_iCode) << "seed " << iSeed << " step " << i;
+                ASSERT_TRUE(oAnswer == oExpected) << "seed " << iSeed << " step " << i;
+                ASSERT_EQ(lLines, oLiteral.takeLines()) << "seed " << iSeed << " step " << i;
+                ++aCodes.at(oAnswer.m_iCode);
+            }
+        }
+        ASSERT_EQ(contents(file()), contents(sOther)) << "seed " << iSeed;
+    }
+    for (const unsigned iCode : {0, 1, 4, 6, 7, 8, 10}) { // the dice did reach them
+        EXPECT_GT(aCodes.at(iCode), 0U) << iCode;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(BothKinds, LiteralTest, testing::Bool(),
+                         [](const auto& a_oInfo) { return a_oInfo.param ? "exclusive" : "shared"; });

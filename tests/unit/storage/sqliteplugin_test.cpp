@@ -1,0 +1,156 @@
+#include "storage/sqliteplugin.h"
+
+#include "tests/unit/row.h"
+#include "tests/unit/storage/database.h"
+#include "zel/assert.h"
+
+#include <functional>
+
+using namespace systema;
+using tests::logged;
+using tests::row;
+
+namespace {
+
+class SqlitePluginTest : public tests::DatabaseTest
+{
+protected:
+    SqlitePluginTest()
+    {
+        sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Name TEXT);"
+            "INSERT INTO T VALUES (0, 'z'), (1, 'a'), (2, 'b'), (3, 'c')");
+    }
+
+    SqlitePlugin plugin(bool a_bUseTransactions = true, bool a_bPersistent = true) const
+    {
+        return SqlitePlugin(m_oDir.path(), c_pName, a_bUseTransactions, a_bPersistent, true);
+    }
+
+    const int m_iOne = 1;
+    const int m_iTwo = 2;
+    const void* const m_pOne = &m_iOne;
+    const void* const m_pTwo = &m_iTwo;
+};
+
+const std::function<EResultCode(SqlitePlugin&, const void*)> c_aWrites[] = {
+    [](SqlitePlugin& p, const void* h) {
+        return p.insertRow(h, "T", row({{"Name", "d"}}));
+    },
+    [](SqlitePlugin& p, const void* h) {
+        int iId = 0;
+        return p.insertKey(iId, h, "T", row({{"Name", "e"}}));
+    },
+    [](SqlitePlugin& p, const void* h) {
+        return p.updateRow(h, "T", 0, row({{"Name", "f"}}));
+    },
+    [](SqlitePlugin& p, const void* h) {
+        return p.updateKey(h, "T", "Id", "2", row({{"Name", "g"}}));
+    },
+    [](SqlitePlugin& p, const void* h) { return p.deleteRow(h, "T", 0); },
+    [](SqlitePlugin& p, const void* h) { return p.deleteKey(h, "T", "Id", "3"); },
+    [](SqlitePlugin& p, const void* h) { return p.deleteAll(h, "T"); },
+};
+
+} // namespace
+
+TEST_F(SqlitePluginTest, everyOperationRefusesANullHandle)
+{
+    SqlitePlugin oPlugin = plugin();
+    NameList lNames;
+    ColumnList lColumns;
+    ValueList lRow;
+    unsigned iSize = 0;
+    std::unique_ptr<IRowCursor> pCursor;
+    const std::function<void()> aReads[] = {
+        [&] { oPlugin.open(nullptr); },
+        [&] { oPlugin.close(nullptr); },
+        [&] { oPlugin.getTables(lNames, nullptr); },
+        [&] { oPlugin.getSchema(lColumns, nullptr, "T"); },
+        [&] { oPlugin.getSize(iSize, nullptr, "T"); },
+        [&] { oPlugin.selectRow(lRow, nullptr, "T", 0, {}); },
+        [&] { oPlugin.selectKey(lRow, nullptr, "T", "Id", "1", {}); },
+        [&] { oPlugin.openRows(pCursor, nullptr, "T", 0, 1, {}); },
+        [&] { oPlugin.startTransaction(nullptr); },
+        [&] { oPlugin.commitTransaction(nullptr); },
+        [&] { oPlugin.rollbackTransaction(nullptr); },
+    };
+    const auto expectAssertion = [](const std::function<void()>& a_oAction) {
+        try {
+            a_oAction();
+            ADD_FAILURE();
+        } catch (const zel::error::AssertionError& oError) {
+            EXPECT_THAT(oError.what(), testing::StartsWith("0 != a_handle"));
+            EXPECT_THAT(oError.what(), testing::HasSubstr("sqliteplugin"));
+        }
+    };
+    for (const auto& read : aReads) {
+        expectAssertion(read);
+    }
+    for (const auto& write : c_aWrites) {
+        expectAssertion([&] { write(oPlugin, nullptr); });
+    }
+}
+
+TEST_F(SqlitePluginTest, onlyTheWriteOwnerWritesAndEverybodyReads)
+{
+    SqlitePlugin oPlugin = plugin();
+    EXPECT_TRUE(oPlugin.canWrite(m_pOne));
+    oPlugin.setWriteOwner(m_pOne);
+    EXPECT_TRUE(oPlugin.canWrite(m_pOne));
+    EXPECT_FALSE(oPlugin.canWrite(m_pTwo));
+    const auto lLines = logged([&] {
+        for (const auto& write : c_aWrites) {
+            EXPECT_EQ(write(oPlugin, m_pTwo), 2U);
+        }
+    });
+    EXPECT_THAT(lLines, testing::IsEmpty());
+    unsigned iSize = 0;
+    EXPECT_EQ(oPlugin.getSize(iSize, m_pTwo, "T"), 0U);
+    EXPECT_EQ(iSize, 3U);
+    for (const auto& write : c_aWrites) {
+        EXPECT_EQ(write(oPlugin, m_pOne), 0U);
+    }
+    EXPECT_EQ(oPlugin.getSize(iSize, m_pOne, "T"), 0U);
+    EXPECT_EQ(iSize, 0U);
+}
+
+TEST_F(SqlitePluginTest, transactionsAreRealOnlyWhenUsed)
+{
+    for (const bool bUse : {true, false}) {
+        SqlitePlugin oPlugin = plugin(bUse);
+        EXPECT_EQ(oPlugin.usesTransactions(), bUse);
+        EXPECT_EQ(oPlugin.startTransaction(m_pOne), 0U);
+        EXPECT_EQ(oPlugin.updateKey(m_pOne, "T", "Id", "1", row({{"Name", "new"}})), 0U);
+        EXPECT_EQ(oPlugin.rollbackTransaction(m_pOne), 0U);
+        oPlugin.close(m_pOne);
+        EXPECT_EQ(sql("SELECT Name FROM T WHERE Id = 1"), bUse ? "a|" : "new|");
+        oPlugin.open(m_pOne);
+        const auto lLines = logged([&] { EXPECT_EQ(oPlugin.commitTransaction(m_pOne), bUse ? 8U : 0U); });
+        EXPECT_EQ(lLines.size(), bUse ? 2U : 0U);
+    }
+}
+
+TEST_F(SqlitePluginTest, servesItsDatabase)
+{
+    SqlitePlugin oPlugin = plugin(true, false);
+    EXPECT_EQ(oPlugin.getName(), c_pName);
+    EXPECT_EQ(oPlugin.getDatabase().getName(), c_pName);
+    EXPECT_FALSE(oPlugin.isPersistent());
+    EXPECT_TRUE(plugin(true, true).isPersistent());
+    EXPECT_TRUE(oPlugin.initialize());
+    NameList lNames;
+    oPlugin.tick(lNames);
+    EXPECT_TRUE(lNames.empty());
+    oPlugin.getTables(lNames, m_pOne);
+    EXPECT_EQ(lNames, NameList{"T"});
+    ColumnList lColumns;
+    EXPECT_EQ(oPlugin.getSchema(lColumns, m_pOne, "T"), 0U);
+    EXPECT_EQ(lColumns.size(), 2U);
+    ValueList lRow;
+    EXPECT_EQ(oPlugin.selectRow(lRow, m_pOne, "T", 1, {"Name"}), 0U);
+    EXPECT_EQ(oPlugin.selectKey(lRow, m_pOne, "T", "Name", "c", {"Id"}), 0U);
+    EXPECT_EQ(lRow, row({{"Name", "b"}, {"Id", 3}}));
+    std::unique_ptr<IRowCursor> pCursor;
+    EXPECT_EQ(oPlugin.openRows(pCursor, m_pOne, "T", 0, c_iAllRows, {}), 0U);
+    EXPECT_EQ(pCursor->getColumns().size(), 2U);
+}

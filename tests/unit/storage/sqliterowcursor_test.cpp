@@ -1,0 +1,219 @@
+#include "storage/sqliterowcursor.h"
+
+#include "tests/unit/row.h"
+#include "tests/unit/storage/database.h"
+
+using namespace systema;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using tests::logged;
+using tests::row;
+
+namespace {
+
+/// Keeps the rows; full after a number of them.
+class Rows : public IRowSink
+{
+public:
+    explicit Rows(const IRowCursor& a_oCursor, std::size_t a_iRoom = 1000000)
+        : m_lColumns(a_oCursor.getColumns()),
+          m_iRoom(a_iRoom)
+    {
+    }
+
+    void addNull() override { add(Value(1)); }
+    void addInteger(int a_iValue) override { add(Value(2, a_iValue)); }
+    void addUnsigned(unsigned a_iValue) override { add(Value(3, static_cast<int>(a_iValue))); }
+    void addText(std::string_view a_sText) override { add(Value(4, std::string(a_sText))); }
+    bool endRow() override
+    {
+        m_lRows.push_back(std::exchange(m_lRow, {}));
+        return m_lRows.size() % m_iRoom != 0;
+    }
+
+    std::vector<ValueList> m_lRows;
+
+private:
+    void add(Value a_oValue) { m_lRow.add(m_lColumns[m_lRow.size()], std::move(a_oValue)); }
+
+    NameList m_lColumns;
+    std::size_t m_iRoom;
+    ValueList m_lRow;
+};
+
+class RowCursorTest : public tests::DatabaseTest
+{
+protected:
+    RowCursorTest()
+    {
+        sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Name TEXT UNIQUE, N INTEGER UNSIGNED, B BLOB, Odd INT);"
+            "INSERT INTO T VALUES (0, 'zzz', 1, 1, 1), (-3, 'y', 2, 'b', 'text'), (5, 'x', -2, NULL, 2.5),"
+            " (6, NULL, 5000000000, 1, NULL), (9, CAST(x'610062' AS TEXT), 0, 0, ' 12x');"
+            "CREATE TABLE Other (Id INTEGER PRIMARY KEY)");
+    }
+
+    std::unique_ptr<IRowCursor> cursor(SqliteWrapper& a_oDatabase, unsigned a_iFirst = 0,
+                                       unsigned a_iCount = c_iAllRows, const NameList& a_lColumns = {})
+    {
+        std::unique_ptr<IRowCursor> pCursor;
+        EXPECT_EQ(a_oDatabase.openRows(pCursor, "T", a_iFirst, a_iCount, a_lColumns), 0U);
+        return pCursor;
+    }
+};
+
+} // namespace
+
+TEST_F(RowCursorTest, givesTheSameRowsAsPositionByPosition)
+{
+    for (const bool bZeroIdRow : {true, false}) {
+        SqliteWrapper oDatabase = open();
+        if (!bZeroIdRow) {
+            EXPECT_EQ(oDatabase.exec("DELETE FROM T WHERE Id = 0"), 0U);
+        }
+        for (const NameList& lColumns : {NameList{}, NameList{"Name"}, NameList{"B", "id", "B", "Odd"}}) {
+            for (const unsigned iFirst : {0U, 1U, 3U, 4U, 100U, 4294967295U}) {
+                for (const unsigned iCount : {0U, 1U, 2U, c_iAllRows}) {
+                    std::vector<ValueList> lExpected;
+                    ValueList lRow;
+                    for (std::uint64_t i = iFirst; i < std::uint64_t{iFirst} + iCount; ++i) {
+                        lRow.clear();
+                        if (oDatabase.selectRow(lRow, "T", static_cast<unsigned>(i), lColumns) != 0U) {
+                            break;
+                        }
+                        lExpected.push_back(lRow);
+                    }
+                    const auto pCursor = cursor(oDatabase, iFirst, iCount, lColumns);
+                    Rows oRows(*pCursor);
+                    EXPECT_EQ(pCursor->fetch(oRows), 10U);
+                    EXPECT_EQ(oRows.m_lRows, lExpected) << iFirst << "+" << iCount;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(RowCursorTest, goesOnWhereAFullSinkStoppedAndStaysAtTheEnd)
+{
+    SqliteWrapper oDatabase = open();
+    const auto pCursor = cursor(oDatabase);
+    EXPECT_EQ(pCursor->getColumns(), (NameList{"Id", "Name", "N", "B", "Odd"}));
+    Rows oRows(*pCursor, 2);
+    EXPECT_EQ(pCursor->fetch(oRows), 0U);
+    EXPECT_EQ(oRows.m_lRows.size(), 2U);
+    EXPECT_EQ(pCursor->fetch(oRows), 0U);
+    EXPECT_EQ(pCursor->fetch(oRows), 10U);
+    EXPECT_EQ(oRows.m_lRows.size(), 4U);
+    EXPECT_EQ(oDatabase.insertRow("Other", row({{"Id", 1}})), 0U);
+    EXPECT_EQ(pCursor->fetch(oRows), 10U);
+    EXPECT_EQ(oRows.m_lRows.size(), 4U);
+}
+
+TEST_F(RowCursorTest, isOvertakenByAWriteARollbackOrAClose)
+{
+    const std::function<void(SqliteWrapper&)> aEvents[] = {
+        [](SqliteWrapper& d) {
+            d.updateKey("T", "Id", "5", row({{"Name", "new"}}));
+        },
+        [](SqliteWrapper& d) {
+            d.insertRow("T", row({{"Name", "more"}}));
+        },
+        [](SqliteWrapper& d) { d.deleteAll("T"); },
+        [](SqliteWrapper& d) { d.rollbackTransaction(); },
+        [](SqliteWrapper& d) { d.close(); },
+        [](SqliteWrapper& d) {
+            d.close();
+            d.open();
+            d.startTransaction();
+        },
+    };
+    for (const auto& onEvent : aEvents) {
+        SqliteWrapper oDatabase = open();
+        EXPECT_EQ(oDatabase.startTransaction(), 0U);
+        const auto pStarted = cursor(oDatabase);
+        const auto pNew = cursor(oDatabase);
+        Rows oRows(*pStarted, 1);
+        EXPECT_EQ(pStarted->fetch(oRows), 0U);
+        onEvent(oDatabase);
+        for (const auto& pCursor : {pStarted.get(), pNew.get(), pStarted.get()}) {
+            EXPECT_EQ(pCursor->fetch(oRows), 2U);
+        }
+        EXPECT_EQ(oRows.m_lRows.size(), 1U);
+        oDatabase.close();
+    }
+}
+
+TEST_F(RowCursorTest, outlivesTheConnectionAndTheCacheIt)
+{
+    SqliteWrapper oDatabase = open();
+    auto pFirst = cursor(oDatabase);
+    auto pSecond = cursor(oDatabase);
+    Rows oRows(*pFirst, 1);
+    pFirst->fetch(oRows);
+    oDatabase.close();
+    pFirst.reset(); // its statement went with the connection
+    oDatabase.open();
+    pSecond.reset();
+    EXPECT_EQ(cursor(oDatabase)->fetch(oRows), 0U);
+}
+
+TEST_F(RowCursorTest, isNotDisturbedByReadsRefusedWritesAndCommits)
+{
+    SqliteWrapper oDatabase = open();
+    oDatabase.startTransaction();
+    const auto pCursor = cursor(oDatabase);
+    Rows oRows(*pCursor, 1);
+    EXPECT_EQ(pCursor->fetch(oRows), 0U);
+    unsigned iSize = 0;
+    oDatabase.getSize(iSize, "T");
+    oDatabase.commitTransaction();
+    EXPECT_EQ(pCursor->fetch(oRows), 0U);
+    EXPECT_EQ(logged([&] { EXPECT_EQ(oDatabase.insertRow("T", row({{"Name", "x"}})), 6U); }).size(), 2U);
+    EXPECT_EQ(pCursor->fetch(oRows), 0U);
+    oDatabase.updateKey("T", "Id", "77", row({{"Name", "none"}}));
+    EXPECT_EQ(pCursor->fetch(oRows), 0U);
+    EXPECT_EQ(pCursor->fetch(oRows), 10U);
+    EXPECT_EQ(oRows.m_lRows.size(), 4U);
+}
+
+TEST_F(RowCursorTest, doesNotHoldUpWritesAndTransactions)
+{
+    SqliteWrapper oDatabase = open();
+    const auto pCursor = cursor(oDatabase);
+    Rows oRows(*pCursor, 1);
+    pCursor->fetch(oRows);
+    EXPECT_EQ(oDatabase.insertRow("T", row({{"Name", "kept"}})), 0U);
+    EXPECT_EQ(oDatabase.startTransaction(), 0U);
+    EXPECT_EQ(oDatabase.deleteAll("T"), 0U);
+    EXPECT_EQ(oDatabase.rollbackTransaction(), 0U);
+    oDatabase.close();
+    EXPECT_EQ(sql("SELECT COUNT(*) FROM T"), "6|");
+}
+
+TEST_F(RowCursorTest, noticesAnotherConnectionsChangeOfTheTable)
+{
+    SqliteWrapper oDatabase = open(false);
+    const auto pCursor = cursor(oDatabase);
+    EXPECT_EQ(sql("ALTER TABLE T ADD COLUMN More TEXT"), "");
+    Rows oRows(*pCursor);
+    EXPECT_EQ(pCursor->fetch(oRows), 2U);
+    EXPECT_THAT(oRows.m_lRows, IsEmpty());
+}
+
+TEST_F(RowCursorTest, failsToOpenAsAPositionReadDoes)
+{
+    SqliteWrapper oDatabase = open();
+    std::unique_ptr<IRowCursor> pCursor;
+    EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.openRows(pCursor, "Missing", 0, 1, {}), 8U); }),
+                ElementsAre("selectRow failed with error: 8 (no such table)"));
+    EXPECT_THAT(
+        logged([&] { EXPECT_EQ(oDatabase.openRows(pCursor, "T", 0, 1, {"Nope"}), 8U); }),
+        ElementsAre("Error 1 (no such column: Nope)", "selectSql failed with error: 8 (no such table)"));
+    EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.openRows(pCursor, "T", 0, 1, {"Id;"}), 8U); }),
+                ElementsAre("Error 1 (near \"Id;\": syntax error)",
+                            "selectSql failed with error: 8 (no such table)"));
+    EXPECT_EQ(logged([&] {
+                  EXPECT_EQ(oDatabase.openRows(pCursor, "T", 0, 1, {std::string(4096, 'x')}), 1U);
+              }).size(),
+              1U);
+    EXPECT_EQ(pCursor, nullptr);
+}

@@ -1,0 +1,572 @@
+#include "storage/sqlitewrapper.h"
+
+#include "tests/unit/row.h"
+#include "tests/unit/storage/database.h"
+
+#include <functional>
+
+using namespace systema;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using tests::Lines;
+using tests::logged;
+using tests::row;
+
+namespace {
+
+constexpr const char* c_pPeople =
+    "CREATE TABLE People (Id INTEGER PRIMARY KEY, Name TEXT UNIQUE, Age INTEGER UNSIGNED);"
+    "INSERT INTO People VALUES (0, 'default', 0), (1, 'Ann', 31), (2, 'Bob', 32)";
+
+struct Outcome
+{
+    EResultCode m_eCode;
+    Lines m_lLines;
+};
+
+class SqliteWrapperTest : public tests::DatabaseTest
+{
+protected:
+    static Outcome outcome(const std::function<EResultCode()>& a_oAction)
+    {
+        Outcome oOutcome;
+        oOutcome.m_lLines = logged([&] { oOutcome.m_eCode = a_oAction(); });
+        return oOutcome;
+    }
+
+    static unsigned size(SqliteWrapper& a_oDatabase, const std::string& a_sTable = "People")
+    {
+        unsigned iSize = 999;
+        EXPECT_EQ(a_oDatabase.getSize(iSize, a_sTable), 0U);
+        return iSize;
+    }
+
+    static ValueList at(SqliteWrapper& a_oDatabase, unsigned a_iPosition, const NameList& a_lColumns = {"Id"})
+    {
+        ValueList lRow;
+        a_oDatabase.selectRow(lRow, "People", a_iPosition, a_lColumns);
+        return lRow;
+    }
+};
+
+/// An operation and what it is called in the log.
+struct Operation
+{
+    const char* m_pName;
+    const char* m_pFailsAs; // a statement that does not prepare
+    std::function<EResultCode(SqliteWrapper&, const std::string&)> m_oRun;
+};
+
+const Operation c_aOperations[] = {
+    {"getSchema", "getSchema",
+     [](SqliteWrapper& d, const std::string& t) {
+         ColumnList lColumns;
+         return d.getSchema(lColumns, t);
+     }},
+    {"getSize", "getSize",
+     [](SqliteWrapper& d, const std::string& t) {
+         unsigned iSize;
+         return d.getSize(iSize, t);
+     }},
+    {"selectKey", "selectSql",
+     [](SqliteWrapper& d, const std::string& t) {
+         ValueList lRow;
+         return d.selectKey(lRow, t, "Id", "1", {});
+     }},
+    {"insertRow", "exec",
+     [](SqliteWrapper& d, const std::string& t) {
+         return d.insertRow(t, row({{"Id", 9}}));
+     }},
+    {"updateKey", "selectSql",
+     [](SqliteWrapper& d, const std::string& t) {
+         return d.updateKey(t, "Id", "1", row({{"Id", 9}}));
+     }},
+    {"deleteKey", "selectSql",
+     [](SqliteWrapper& d, const std::string& t) { return d.deleteKey(t, "Id", "1"); }},
+    {"deleteAll", "exec", [](SqliteWrapper& d, const std::string& t) { return d.deleteAll(t); }},
+    {"selectRow", "selectSql",
+     [](SqliteWrapper& d, const std::string& t) {
+         ValueList lRow;
+         return d.selectRow(lRow, t, 0, {});
+     }},
+    {"updateRow", "selectSql",
+     [](SqliteWrapper& d, const std::string& t) {
+         return d.updateRow(t, 0, row({{"Id", 9}}));
+     }},
+    {"deleteRow", "selectSql", [](SqliteWrapper& d, const std::string& t) { return d.deleteRow(t, 0); }},
+};
+
+} // namespace
+
+TEST_F(SqliteWrapperTest, listsTablesAndViewsInOrderOfName)
+{
+    sql("CREATE TABLE B (Id INTEGER PRIMARY KEY AUTOINCREMENT); CREATE TABLE A (Id); CREATE VIEW C AS SELECT "
+        "1;"
+        "CREATE INDEX I ON A (Id); PRAGMA writable_schema = ON;"
+        "INSERT INTO sqlite_master VALUES ('view', 'sqlite_v', 'sqlite_v', 0, 'CREATE VIEW sqlite_v AS "
+        "SELECT 1')");
+    SqliteWrapper oDatabase = open();
+    NameList lNames = {"before"};
+    oDatabase.getTables(lNames);
+    EXPECT_EQ(lNames, (NameList{"before", "A", "B", "C", "sqlite_v"}));
+
+    oDatabase.close();
+    EXPECT_THAT(logged([&] { oDatabase.getTables(lNames); }),
+                ElementsAre(HasSubstr("Error 21"), "getTables failed with error: 1 (general failure)"));
+    EXPECT_EQ(lNames.size(), 5U);
+}
+
+TEST_F(SqliteWrapperTest, schemaNamesColumnsAndTypesOfATableWithoutRows)
+{
+    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, U INTEGER UNSIGNED, V VARCHAR(32), B BLOB, N)");
+    SqliteWrapper oDatabase = open();
+    ColumnList lExpected;
+    for (const auto& [pName, iType] : {std::pair("Id", 2U), std::pair("U", 3U), std::pair("V", 4U),
+                                       std::pair("B", 1U), std::pair("N", 1U)}) {
+        lExpected.add(pName, iType);
+    }
+    ColumnList lColumns;
+    EXPECT_EQ(oDatabase.getSchema(lColumns, "T"), 0U);
+    EXPECT_EQ(lColumns, lExpected);
+}
+
+TEST_F(SqliteWrapperTest, aMissingTableIsLoggedUnderTheOperationsOwnName)
+{
+    sql(c_pPeople);
+    SqliteWrapper oDatabase = open();
+    for (const auto& oOperation : c_aOperations) {
+        for (const char* pTable : {"Missing", "people", "sqlite_master", "a b", ""}) {
+            const Outcome o = outcome([&] { return oOperation.m_oRun(oDatabase, pTable); });
+            EXPECT_EQ(o.m_eCode, 8U);
+            EXPECT_THAT(o.m_lLines, ElementsAre(std::string(oOperation.m_pName) +
+                                                " failed with error: 8 (no such table)"))
+                << pTable;
+        }
+    }
+}
+
+TEST_F(SqliteWrapperTest, aFailedLookupIsLoggedAndLetsTheOperationFailItself)
+{
+    sql("CREATE TABLE T (Id INTEGER)");
+    SqliteWrapper oDatabase = open();
+    const std::string sLong(462, 'x'); // one more than the lookup has room for
+    const Outcome oLong = outcome([&] { return c_aOperations[0].m_oRun(oDatabase, sLong); });
+    EXPECT_EQ(oLong.m_eCode, 8U);
+    EXPECT_THAT(oLong.m_lLines, ElementsAre("Error 1 (unrecognized token: \"'" + sLong + "\")",
+                                            "hasTable failed with error: 8 (no such table)",
+                                            "Error 1 (no such table: " + sLong + ")",
+                                            "getSchema failed with error: 8 (no such table)"));
+    const Outcome oFits = outcome([&] { return c_aOperations[0].m_oRun(oDatabase, sLong.substr(1)); });
+    EXPECT_THAT(oFits.m_lLines, ElementsAre("getSchema failed with error: 8 (no such table)"));
+
+    EXPECT_THAT(
+        outcome([&] { return c_aOperations[1].m_oRun(oDatabase, "T'"); }).m_lLines,
+        ElementsAre("Error 1 (near \"T'\": syntax error)", "hasTable failed with error: 8 (no such table)",
+                    "Error 1 (near \"T'\": syntax error)", "getSize failed with error: 8 (no such table)"));
+}
+
+TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
+{
+    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO T VALUES (1, 'a')");
+    SqliteWrapper oDatabase = open();
+    const auto textOf = [](std::size_t a_iLength) { return std::string(a_iLength, 'x'); };
+    const auto limitLine = [](int a_iLimit) {
+        return ElementsAre("SQL string exceeds limit of " + std::to_string(a_iLimit) +
+                           " chars, failed with error: 1 (general failure)");
+    };
+    const struct
+    {
+        int m_iLimit;
+        std::string m_sAround; // the statement around the text that fills it
+        std::function<EResultCode(const std::string&)> m_oRun;
+    } aCases[] = {
+        {4096, "INSERT INTO T ( Text ) VALUES ( '' )",
+         [&](const std::string& s) {
+             return oDatabase.insertRow("T", row({{"Text", s.c_str()}}));
+         }},
+        {8192, "UPDATE T SET Text = '' WHERE Id = '1' AND Id != 0",
+         [&](const std::string& s) {
+             return oDatabase.updateKey("T", "Id", "1", row({{"Text", s.c_str()}}));
+         }},
+        {4096, "SELECT Id FROM T WHERE Text = '' AND Id != 0",
+         [&](const std::string& s) {
+             ValueList lRow;
+             const EResultCode eCode = oDatabase.selectKey(lRow, "T", "Text", s, {"Id"});
+             return eCode == 10 ? EResultCode(0) : eCode;
+         }},
+        {4096, "SELECT * FROM T WHERE Text = '' AND Id != 0",
+         [&](const std::string& s) {
+             const EResultCode eCode = oDatabase.deleteKey("T", "Text", s);
+             return eCode == 10 ? EResultCode(0) : eCode;
+         }},
+        {4096, "SELECT * FROM T WHERE Text = '' AND Id != 0",
+         [&](const std::string& s) {
+             const EResultCode eCode = oDatabase.updateKey("T", "Text", s, row({{"Id", 1}}));
+             return eCode == 10 ? EResultCode(0) : eCode;
+         }},
+    };
+    for (const auto& oCase : aCases) {
+        const std::size_t iRoom = static_cast<std::size_t>(oCase.m_iLimit) - oCase.m_sAround.size();
+        const Outcome oFits = outcome([&] { return oCase.m_oRun(textOf(iRoom)); });
+        EXPECT_EQ(oFits.m_eCode, 0U) << oCase.m_sAround;
+        EXPECT_THAT(oFits.m_lLines, IsEmpty()) << oCase.m_sAround;
+        const Outcome oOver = outcome([&] { return oCase.m_oRun(textOf(iRoom + 1)); });
+        EXPECT_EQ(oOver.m_eCode, 1U) << oCase.m_sAround;
+        EXPECT_THAT(oOver.m_lLines, limitLine(oCase.m_iLimit)) << oCase.m_sAround;
+    }
+    // A doubled quote counts twice.
+    const std::string sQuotes((4096 - aCases[0].m_sAround.size()) / 2 + 1, '\'');
+    EXPECT_THAT(outcome([&] { return aCases[0].m_oRun(sQuotes); }).m_lLines, limitLine(4096));
+
+    // Table names alone fill the statements on whole tables.
+    for (const auto& [iOperation, pAround] :
+         {std::pair(0, "SELECT * FROM  LIMIT 0,1"), std::pair(1, "SELECT COUNT(*) FROM "),
+          std::pair(6, "DELETE FROM  WHERE Id != 0")}) {
+        const std::string sTable = textOf(512 - std::string(pAround).size());
+        const auto lFits =
+            outcome([&] { return c_aOperations[iOperation].m_oRun(oDatabase, sTable); }).m_lLines;
+        ASSERT_EQ(lFits.size(), 4U) << pAround;
+        EXPECT_THAT(lFits[2], HasSubstr("no such table"));
+        const Outcome oOver =
+            outcome([&] { return c_aOperations[iOperation].m_oRun(oDatabase, sTable + "x"); });
+        EXPECT_EQ(oOver.m_eCode, 1U);
+        EXPECT_THAT(oOver.m_lLines.back(), HasSubstr("exceeds limit of 512 chars,")) << pAround;
+    }
+}
+
+TEST_F(SqliteWrapperTest, theZeroIdRowIsHiddenButForItsKey)
+{
+    sql(c_pPeople);
+    SqliteWrapper oDatabase = open();
+    EXPECT_EQ(size(oDatabase), 2U);
+    EXPECT_EQ(at(oDatabase, 0), row({{"Id", 1}}));
+    EXPECT_EQ(at(oDatabase, 1), row({{"Id", 2}}));
+    ValueList lRow;
+    EXPECT_EQ(oDatabase.selectRow(lRow, "People", 2, {}), 10U);
+    EXPECT_EQ(oDatabase.selectRow(lRow, "People", 4294967295U, {}), 10U); // the offset does not wrap
+    EXPECT_EQ(oDatabase.selectKey(lRow, "People", "Name", "default", {}), 10U);
+    EXPECT_EQ(oDatabase.selectKey(lRow, "People", "Id", "00", {}), 10U);
+    EXPECT_EQ(oDatabase.selectKey(lRow, "People", "id", "0", {}), 10U);
+    EXPECT_EQ(oDatabase.updateKey("People", "Name", "default", row({{"Age", 1}})), 10U);
+    EXPECT_EQ(oDatabase.deleteKey("People", "Name", "default"), 10U);
+    EXPECT_EQ(oDatabase.selectKey(lRow, "People", "Id", "0", {"Name"}), 0U);
+    EXPECT_EQ(lRow, row({{"Name", "default"}}));
+    EXPECT_EQ(oDatabase.deleteAll("People"), 0U);
+    EXPECT_EQ(size(oDatabase), 0U);
+    EXPECT_TRUE(oDatabase.hasZeroIdRow("People"));
+    Outcome o = outcome([&] { return oDatabase.updateKey("People", "Id", "0", row({{"Age", 1}})); });
+    EXPECT_EQ(o.m_eCode, 4U);
+    EXPECT_THAT(o.m_lLines, ElementsAre("updateKey failed with error: 4 (read-only or not supported)"));
+    o = outcome([&] { return oDatabase.deleteKey("People", "Id", "0"); });
+    EXPECT_EQ(o.m_eCode, 4U);
+    EXPECT_THAT(o.m_lLines, ElementsAre("deleteKey failed with error: 4 (read-only or not supported)"));
+    EXPECT_EQ(oDatabase.deleteRow("People", 0), 10U);
+    oDatabase.close();
+    EXPECT_EQ(sql("SELECT * FROM People"), "0|default|0|");
+}
+
+TEST_F(SqliteWrapperTest, aSelectGivesTheAskedColumnsInTheAskedOrder)
+{
+    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT, Number INTEGER UNSIGNED, Blob BLOB);"
+        "INSERT INTO T VALUES (1, NULL, -1, 'x'), (2, 12, 'abc', 3)");
+    SqliteWrapper oDatabase = open();
+    ValueList lRow = row({{"Kept", 1}});
+    EXPECT_EQ(oDatabase.selectKey(lRow, "T", "Id", "1", {"Number", "Text", "Id", "Text"}), 0U);
+    ValueList lExpected = row({{"Kept", 1}});
+    lExpected.add("Number", Value(3, -1));
+    lExpected.add("Text", Value(1));
+    lExpected.add("Id", Value(2, 1));
+    lExpected.add("Text", Value(1));
+    EXPECT_EQ(lRow, lExpected);
+    lRow.clear();
+    EXPECT_EQ(oDatabase.selectRow(lRow, "T", 1, {}), 0U);
+    lExpected = row({{"Id", 2}, {"Text", "12"}});
+    lExpected.add("Number", Value(3, 0));
+    lExpected.add("Blob", Value(1));
+    EXPECT_EQ(lRow, lExpected);
+    const Outcome o = outcome([&] { return oDatabase.selectRow(lRow, "T", 0, {"Id", "Nope"}); });
+    EXPECT_EQ(o.m_eCode, 8U);
+    EXPECT_THAT(o.m_lLines, ElementsAre("Error 1 (no such column: Nope)",
+                                        "selectSql failed with error: 8 (no such table)"));
+}
+
+TEST_F(SqliteWrapperTest, positionsAreThoseOfTheNaturalOrderWhateverTheColumns)
+{
+    sql("CREATE TABLE People (Id INTEGER PRIMARY KEY, Name TEXT UNIQUE);"
+        "INSERT INTO People VALUES (0, 'm'), (1, 'z'), (2, 'a');"
+        "CREATE VIEW Names AS SELECT Id, Name FROM People");
+    SqliteWrapper oDatabase = open();
+    for (const char* pTable : {"People", "Names"}) {
+        for (const auto& [iPosition, pName] : {std::pair(0U, "z"), std::pair(1U, "a")}) {
+            ValueList lRow;
+            EXPECT_EQ(oDatabase.selectRow(lRow, pTable, iPosition, {"Name"}), 0U);
+            EXPECT_EQ(lRow, row({{"Name", pName}})) << pTable;
+        }
+    }
+}
+
+TEST_F(SqliteWrapperTest, aTextCellIsReadUpToANulByte)
+{
+    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO T VALUES (1, CAST(x'610062' AS "
+        "TEXT))");
+    SqliteWrapper oDatabase = open();
+    ValueList lRow;
+    EXPECT_EQ(oDatabase.selectRow(lRow, "T", 0, {"Text"}), 0U);
+    EXPECT_EQ(lRow, row({{"Text", "a"}}));
+}
+
+TEST_F(SqliteWrapperTest, anInsertReportsTheNewId)
+{
+    sql(c_pPeople);
+    SqliteWrapper oDatabase = open();
+    int iId = -1;
+    EXPECT_EQ(oDatabase.insertKey(iId, "People", row({{"Name", "Cid"}})), 0U);
+    EXPECT_EQ(iId, 3);
+    EXPECT_EQ(oDatabase.insertKey(iId, "People", row({{"Id", 77}, {"Name", "O'Neil"}})), 0U);
+    EXPECT_EQ(iId, 77);
+    EXPECT_EQ(at(oDatabase, 3, {"Name"}), row({{"Name", "O'Neil"}}));
+    const Outcome o = outcome([&] { return oDatabase.insertKey(iId, "People", row({{"Name", "Ann"}})); });
+    EXPECT_EQ(o.m_eCode, 6U);
+    EXPECT_THAT(o.m_lLines, ElementsAre("Error 19 (UNIQUE constraint failed: People.Name)",
+                                        "exec failed with error: 6 (constraint violated)"));
+    EXPECT_EQ(iId, 77);
+}
+
+TEST_F(SqliteWrapperTest, anInsertOfIdZeroOrOfNothingIsRefused)
+{
+    sql(c_pPeople);
+    SqliteWrapper oDatabase = open();
+    ValueList lNull;
+    lNull.add("Id", Value(1));
+    for (const ValueList& lValues : {row({{"Name", "x"}, {"Id", 0}}), row({{"Id", "zero"}}), lNull}) {
+        const Outcome o = outcome([&] { return oDatabase.insertRow("People", lValues); });
+        EXPECT_EQ(o.m_eCode, 6U);
+        EXPECT_THAT(o.m_lLines, ElementsAre("insertRow failed with error: 6 (constraint violated)"));
+    }
+    const Outcome o = outcome([&] { return oDatabase.insertRow("People", {}); });
+    EXPECT_EQ(o.m_eCode, 1U);
+    EXPECT_THAT(o.m_lLines, ElementsAre("insertRow failed with error: 1 (general failure)"));
+    EXPECT_EQ(size(oDatabase), 2U);
+}
+
+TEST_F(SqliteWrapperTest, identicalRowsAreChangedTogether)
+{
+    sql("CREATE TABLE T (Id INTEGER, Word TEXT, Odd INTEGER);"
+        "INSERT INTO T VALUES (1, 'it''s', NULL), (1, 'it''s', NULL), (1, 'it''s', 5), (2, 'b', NULL)");
+    SqliteWrapper oDatabase = open();
+    EXPECT_EQ(oDatabase.updateRow("T", 1, row({{"Word", "that's"}})), 0U);
+    EXPECT_EQ(oDatabase.deleteRow("T", 0), 0U);
+    oDatabase.close();
+    EXPECT_EQ(sql("SELECT * FROM T"), "1|it's|5|2|b|NULL|");
+}
+
+TEST_F(SqliteWrapperTest, updateAndDeleteByKeyChangeEveryRowWithTheKey)
+{
+    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Word TEXT, N INTEGER CHECK (N < 10));"
+        "INSERT INTO T VALUES (1, 'a', 1), (2, 'b', 2), (3, 'a', 3)");
+    SqliteWrapper oDatabase = open();
+    EXPECT_EQ(oDatabase.updateKey("T", "Word", "a", row({{"N", 7}})), 0U);
+    EXPECT_EQ(oDatabase.updateKey("T", "Word", "A", row({{"N", 8}})), 10U);
+    Outcome o = outcome([&] { return oDatabase.updateKey("T", "Word", "a", row({{"N", 70}})); });
+    EXPECT_EQ(o.m_eCode, 6U);
+    EXPECT_THAT(o.m_lLines, ElementsAre("Error 19 (CHECK constraint failed: N < 10)",
+                                        "exec failed with error: 6 (constraint violated)"));
+    o = outcome([&] { return oDatabase.updateKey("T", "Word", "a", row({{"Nope", 1}})); });
+    EXPECT_EQ(o.m_eCode, 8U);
+    EXPECT_THAT(o.m_lLines,
+                ElementsAre("Error 1 (no such column: Nope)", "exec failed with error: 8 (no such table)"));
+    o = outcome([&] { return oDatabase.updateKey("T", "Word", "none", row({{"Nope", 1}})); });
+    EXPECT_EQ(o.m_eCode, 10U); // the row is looked for first
+    EXPECT_THAT(o.m_lLines, IsEmpty());
+    EXPECT_EQ(oDatabase.deleteKey("T", "Word", "a"), 0U);
+    EXPECT_EQ(oDatabase.deleteKey("T", "Word", "a"), 10U);
+    oDatabase.close();
+    EXPECT_EQ(sql("SELECT * FROM T"), "2|b|2|");
+}
+
+TEST_F(SqliteWrapperTest, whatATriggerDoesHappensOncePerUpdate)
+{
+    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Word TEXT); INSERT INTO T VALUES (1, 'a');"
+        "CREATE TABLE Log (Id INTEGER PRIMARY KEY, What TEXT);"
+        "CREATE VIEW V AS SELECT * FROM T;"
+        "CREATE TRIGGER OnView INSTEAD OF UPDATE ON V BEGIN INSERT INTO Log (What) VALUES ('view'); END;"
+        "CREATE TRIGGER OnTable BEFORE UPDATE ON T BEGIN INSERT INTO Log (What) VALUES ('table');"
+        "  SELECT RAISE(IGNORE); END");
+    SqliteWrapper oDatabase = open();
+    EXPECT_EQ(oDatabase.updateKey("V", "Id", "1", row({{"Word", "b"}})), 0U);
+    EXPECT_EQ(oDatabase.updateKey("T", "Id", "1", row({{"Word", "b"}})), 0U);
+    oDatabase.close();
+    EXPECT_EQ(sql("SELECT What FROM Log"), "view|table|");
+}
+
+TEST_F(SqliteWrapperTest, whatIsKnownOfATableFollowsEveryWriteAndRollback)
+{
+    sql("CREATE TABLE People (Id INTEGER PRIMARY KEY, Name TEXT); INSERT INTO People VALUES (1, 'a'), (2, "
+        "'b')");
+    SqliteWrapper oDatabase = open();
+    EXPECT_EQ(at(oDatabase, 0), row({{"Id", 1}}));
+    EXPECT_EQ(oDatabase.updateKey("People", "Id", "1", row({{"Id", 0}})), 0U);
+    EXPECT_EQ(at(oDatabase, 0), row({{"Id", 2}}));
+    EXPECT_EQ(size(oDatabase), 1U);
+    EXPECT_EQ(oDatabase.exec("UPDATE People SET Id = 1 WHERE Id = 0"), 0U);
+    EXPECT_EQ(at(oDatabase, 0), row({{"Id", 1}}));
+
+    EXPECT_EQ(oDatabase.startTransaction(), 0U);
+    EXPECT_EQ(oDatabase.insertRow("People", row({{"id", 0}})), 0U); // only "Id" itself is looked at
+    EXPECT_TRUE(oDatabase.hasZeroIdRow("People"));
+    EXPECT_EQ(oDatabase.rollbackTransaction(), 0U);
+    EXPECT_FALSE(oDatabase.hasZeroIdRow("People"));
+    EXPECT_EQ(at(oDatabase, 0), row({{"Id", 1}}));
+
+    oDatabase.close();
+    sql("INSERT INTO People VALUES (0, 'z'); CREATE TABLE Later (Id INTEGER)");
+    oDatabase.open();
+    EXPECT_TRUE(oDatabase.hasZeroIdRow("People"));
+    EXPECT_TRUE(oDatabase.hasTable("Later"));
+    oDatabase.close();
+    sql("DROP TABLE Later");
+    oDatabase.open();
+    EXPECT_FALSE(oDatabase.hasTable("Later"));
+}
+
+TEST_F(SqliteWrapperTest, aSharedDatabaseShowsWhatOthersDoAtOnce)
+{
+    sql(c_pPeople);
+    SqliteWrapper oDatabase = open(false);
+    EXPECT_FALSE(oDatabase.hasTable("New"));
+    EXPECT_EQ(size(oDatabase), 2U);
+    EXPECT_EQ(at(oDatabase, 0, {}).size(), 3U);
+    sql("CREATE TABLE New (Id INTEGER); DELETE FROM People WHERE Id = 0; ALTER TABLE People ADD COLUMN Extra "
+        "TEXT");
+    EXPECT_TRUE(oDatabase.hasTable("New"));
+    EXPECT_EQ(size(oDatabase), 2U);
+    EXPECT_FALSE(oDatabase.hasZeroIdRow("People"));
+    EXPECT_EQ(at(oDatabase, 0, {}).size(), 4U);
+    EXPECT_EQ(oDatabase.updateKey("People", "Id", "1", row({{"Extra", "e"}})), 0U);
+    sql("DROP TABLE New; ALTER TABLE People DROP COLUMN Extra");
+    EXPECT_FALSE(oDatabase.hasTable("New"));
+    const Outcome o = outcome([&] {
+        return oDatabase.updateKey("People", "Id", "1", row({{"Extra", "e"}}));
+    });
+    EXPECT_EQ(o.m_eCode, 8U);
+    EXPECT_THAT(o.m_lLines,
+                ElementsAre("Error 1 (no such column: Extra)", "exec failed with error: 8 (no such table)"));
+}
+
+TEST_F(SqliteWrapperTest, aFileLockedByAnotherGivesCodesAtOnce)
+{
+    sql(c_pPeople);
+    SqliteWrapper oDatabase = open(false);
+    sqlite3* pOther = nullptr;
+    sqlite3_open(file().c_str(), &pOther);
+    sqlite3_exec(pOther, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    Outcome o = outcome([&] { return oDatabase.updateKey("People", "Id", "1", row({{"Age", 1}})); });
+    EXPECT_EQ(o.m_eCode, 2U);
+    EXPECT_THAT(o.m_lLines, ElementsAre("Error 5 (database is locked)",
+                                        "exec failed with error: 2 (busy or write refused)"));
+    o = outcome([&] { return oDatabase.updateKey("People", "Id", "5", row({{"Age", 1}})); });
+    EXPECT_EQ(o.m_eCode, 10U); // reading is possible, and there is no such row
+    EXPECT_THAT(o.m_lLines, IsEmpty());
+    sqlite3_close(pOther);
+    EXPECT_EQ(oDatabase.updateKey("People", "Id", "1", row({{"Age", 1}})), 0U);
+}
+
+TEST_F(SqliteWrapperTest, aClosedDatabaseAnswersEveryOperationWithACode)
+{
+    sql(c_pPeople);
+    SqliteWrapper oDatabase = open();
+    for (const auto& oOperation : c_aOperations) {
+        oDatabase.open();
+        outcome([&] { return oOperation.m_oRun(oDatabase, "People"); });
+        oDatabase.close();
+        for (const char* pTable : {"People", "no plain name'"}) {
+            const Outcome o = outcome([&] { return oOperation.m_oRun(oDatabase, pTable); });
+            EXPECT_EQ(o.m_eCode, 1U) << oOperation.m_pName;
+            ASSERT_GE(o.m_lLines.size(), 4U);
+            EXPECT_EQ(o.m_lLines[0], "Error 21 (bad parameter or other API misuse)");
+            EXPECT_EQ(o.m_lLines[1], "hasTable failed with error: 1 (general failure)");
+            EXPECT_EQ(o.m_lLines.back(),
+                      std::string(oOperation.m_pFailsAs) + " failed with error: 1 (general failure)");
+        }
+    }
+    int iId = 5;
+    const Outcome o = outcome([&] { return oDatabase.lastInsertID(iId); });
+    EXPECT_EQ(o.m_eCode, 1U);
+    EXPECT_THAT(o.m_lLines.back(), "lastInsertID failed with error: 1 (general failure)");
+    EXPECT_EQ(iId, 5);
+}
+
+TEST_F(SqliteWrapperTest, aDamagedFileGivesCodes)
+{
+    std::string sRows;
+    for (int i = 1; i < 500; ++i) {
+        sRows += "INSERT INTO People VALUES (" + std::to_string(i) + ", 'name" + std::to_string(i) + "', 1);";
+    }
+    sql("CREATE TABLE People (Id INTEGER PRIMARY KEY, Name TEXT UNIQUE, Age INTEGER); BEGIN;" + sRows +
+        "COMMIT");
+    const std::string sGood = readFile(file());
+    std::string sPages = sGood;
+    std::fill(sPages.begin() + 4096, sPages.end(), '\x5a'); // everything but the schema
+    for (const bool bExclusive : {true, false}) {
+        for (const std::string& sBad : {sPages, std::string(8192, 'x'), sGood.substr(0, 5000)}) {
+            writeFile(file(), sBad);
+            outcome([&] {
+                SqliteWrapper oDatabase = open(bExclusive);
+                for (const auto& oOperation : c_aOperations) {
+                    EXPECT_THAT(static_cast<unsigned>(oOperation.m_oRun(oDatabase, "People")),
+                                testing::AnyOf(0U, 1U, 8U, 10U))
+                        << oOperation.m_pName;
+                }
+                EXPECT_NE(oDatabase.insertRow("People", row({{"Name", "x"}})), 0U);
+                NameList lNames;
+                oDatabase.getTables(lNames);
+                std::unique_ptr<IRowCursor> pCursor;
+                oDatabase.openRows(pCursor, "People", 0, c_iAllRows, {});
+                return EResultCode();
+            });
+        }
+    }
+}
+
+TEST_F(SqliteWrapperTest, aFileDamagedUnderTheOpenDatabaseIsNotRemembered)
+{
+    sql(c_pPeople);
+    SqliteWrapper oDatabase = open(false);
+    EXPECT_TRUE(oDatabase.hasTable("People"));
+    const std::string sGood = readFile(file());
+    std::string sBad = sGood;
+    std::fill(sBad.begin() + 4096, sBad.end(), '\x5a');
+    writeFile(file(), sBad);
+    unsigned iSize = 7;
+    EXPECT_EQ(oDatabase.getSize(iSize, "People"), 0U); // a count that fails counts nothing
+    EXPECT_EQ(iSize, 0U);
+    EXPECT_FALSE(oDatabase.hasZeroIdRow("People"));
+    oDatabase.close();
+    writeFile(file(), sGood);
+    oDatabase.open();
+    EXPECT_TRUE(oDatabase.hasZeroIdRow("People"));
+    EXPECT_EQ(size(oDatabase), 2U);
+}
+
+TEST_F(SqliteWrapperTest, aDeletedFileGivesCodes)
+{
+    for (const bool bExclusive : {true, false}) {
+        sql(std::string("DROP TABLE IF EXISTS People;") + c_pPeople);
+        SqliteWrapper oDatabase = open(bExclusive);
+        EXPECT_EQ(size(oDatabase), 2U);
+        std::filesystem::remove(file());
+        EXPECT_EQ(size(oDatabase), 2U);
+        outcome([&] {
+            for (const auto& oOperation : c_aOperations) {
+                EXPECT_THAT(static_cast<unsigned>(oOperation.m_oRun(oDatabase, "People")),
+                            testing::AnyOf(0U, 4U, 10U))
+                    << oOperation.m_pName;
+            }
+            return EResultCode();
+        });
+        oDatabase.close();
+        oDatabase.open(); // a new, empty file
+        EXPECT_FALSE(oDatabase.hasTable("People"));
+    }
+}
