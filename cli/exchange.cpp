@@ -187,7 +187,8 @@ Outcome planTables(Session& a_oSession, json_object* a_pFile, std::vector<TableI
 template<typename Done>
 void addWrites(WriteBatch& a_oBatch, const TableImport& a_oImport, Done a_oDone)
 {
-    const auto& [sTable, oPlan] = a_oImport;
+    const std::string& sTable = a_oImport.m_sTable;
+    const ImportPlan& oPlan = a_oImport.m_oPlan;
     const auto sContext = [&](const std::string& a_sId) {
         return tableContext(sTable) + "Id " + a_sId + ": ";
     };

@@ -85,7 +85,6 @@ bool Rows::addBody(std::string_view a_sBody)
 
 void Rows::addCells(wire::Reader& a_oReader, std::size_t a_iCount)
 {
-    m_lCells.reserve(std::max(m_lCells.capacity(), m_lCells.size() + a_iCount));
     for (; a_iCount > 0 && a_oReader.ok(); --a_iCount) {
         m_lCells.push_back(a_oReader.cell());
     }

@@ -1,8 +1,9 @@
 // A transaction that is rolled back when its object goes without commit.
 //
 // Owned by the caller for the length of the work; the connection must outlive it. Neither copied nor moved,
-// so that one object stands for one transaction. A transaction that the server has given up (too old, or
-// the configuration was taken out of service) makes every operation and the commit answer 1, with the reason.
+// so that one object stands for one transaction. Not for use within a handler of rows or answers, where
+// nothing can wait; only its end is safe there. A transaction that the server has given up (too old, or the
+// configuration was taken out of service) makes every operation and the commit answer 1, with the reason.
 #pragma once
 
 #include "client/connection.h"

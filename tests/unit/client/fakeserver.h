@@ -120,7 +120,11 @@ public:
         }
         return lOperations;
     }
-    const std::string& program() const { return m_sProgram; }
+    std::string program()
+    {
+        const std::lock_guard oLock(m_oMutex);
+        return m_sProgram;
+    }
 
 private:
     using MakeFrame = std::function<std::string(const wire::Header& a_oRequest)>;
