@@ -1,11 +1,11 @@
 #include "configmanager/clientsession.h"
 
 #include "configmanager/configservicemanager.h"
+#include "zel/exception.h"
 #include "zel/log.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <exception>
 #include <sys/socket.h>
 #include <utility>
 
@@ -87,12 +87,19 @@ void ClientSession::run(Function a_oFunction)
 {
     // Output is put together in a buffer that all sessions share. Only what the socket does not take at once
     // stays with the session, so that an idle connection costs next to nothing.
+    m_iRequestsLeft = m_oManager.getFairness();
     const bool bBorrowed = m_sOutput.empty();
     if (bBorrowed) {
         m_sOutput.swap(m_oManager.getWriteBuffer());
     }
-    a_oFunction();
-    advance();
+    try {
+        a_oFunction();
+        advance();
+    } catch (...) {
+        ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "The connection of %s is closed: %s",
+                              m_sProgram.c_str(), zel::error::describeException().c_str());
+        m_bGone = true;
+    }
     if (bBorrowed) {
         std::string sUnsent(m_sOutput, m_iSent);
         m_iSent = 0;
@@ -212,8 +219,7 @@ bool ClientSession::serveInput(std::string_view a_sInput)
 std::size_t ClientSession::serveFrames(std::string_view a_sInput)
 {
     std::size_t iServed = 0;
-    for (unsigned iLeft = m_oManager.getFairness();
-         !isHeldBack() && !m_bClosing && unsent() <= c_iOutputLimit; --iLeft) {
+    while (!isHeldBack() && !m_bClosing && unsent() <= c_iOutputLimit) {
         const std::string_view sRest = a_sInput.substr(iServed);
         const auto oHeader = systema::wire::readHeader(sRest);
         if (!oHeader) {
@@ -227,10 +233,11 @@ std::size_t ClientSession::serveFrames(std::string_view a_sInput)
         if (sRest.size() < oHeader->frameSize()) {
             break;
         }
-        if (iLeft == 0) {
+        if (m_iRequestsLeft == 0) {
             takeTurn();
             break;
         }
+        --m_iRequestsLeft;
         iServed += oHeader->frameSize();
         serve(sRest.substr(systema::wire::c_iHeaderSize, oHeader->bodySize()));
     }
@@ -271,10 +278,10 @@ ClientSession::EResultCode ClientSession::callHandler(Reader& a_oRequest, Writer
     }
     try {
         return (this->*pHandler)(a_oRequest, a_oReply);
-    } catch (const std::exception& oException) {
+    } catch (...) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "Request %u of %s failed: %s",
                               static_cast<unsigned>(m_oRequest.m_eOperation), m_sProgram.c_str(),
-                              oException.what());
+                              zel::error::describeException().c_str());
         return EResultCode::Failure;
     }
 }
@@ -306,9 +313,9 @@ void ClientSession::sendRowsPart()
     EResultCode eResult = EResultCode::Failure;
     try {
         eResult = m_pRows->fetch(oRows);
-    } catch (const std::exception& oException) {
+    } catch (...) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "A bulk read of %s failed: %s",
-                              m_sProgram.c_str(), oException.what());
+                              m_sProgram.c_str(), zel::error::describeException().c_str());
     }
     oPart.patchU32(iRowsAt, oRows.getRows());
     if (oPart.end() > systema::wire::c_iFrameLimit) {
@@ -423,12 +430,14 @@ ClientSession::EResultCode ClientSession::hello(Reader& a_oRequest, Writer& a_oR
     const std::uint32_t iMagic = a_oRequest.u32();
     const std::uint16_t iVersion = a_oRequest.u16();
     m_sProgram.assign(a_oRequest.text().substr(0, c_iProgramNameLimit));
-    if (!a_oRequest.complete() || iMagic != systema::wire::c_iMagic || !m_oHelloEnd) {
-        m_bMalformed = true;
-        return EResultCode::Protocol;
+    const EResultCode eResult = complete(a_oRequest);
+    if (eResult == EResultCode::Mismatch) {
+        return eResult;
     }
-    if (iVersion != systema::wire::c_iVersion) {
-        m_bMalformed = true; // no later request could be understood
+    // Of a stranger, or of another version, no later request could be understood.
+    m_bMalformed = m_bMalformed || iMagic != systema::wire::c_iMagic ||
+                   iVersion != systema::wire::c_iVersion || !m_oHelloEnd;
+    if (m_bMalformed) {
         return EResultCode::Protocol;
     }
     m_oManager.getEventDispatcher().cancelTimer(*std::exchange(m_oHelloEnd, {}));

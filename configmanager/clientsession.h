@@ -126,6 +126,8 @@ private:
     std::optional<TimerId> m_oTurn;     // set while others have their turn
     std::optional<TimerId> m_oWaitEnd;  // set while a begin waits
 
+    unsigned m_iRequestsLeft = 0; // before others have their turn
+
     Header m_oRequest{};                          // the request being served or held
     std::unique_ptr<systema::IRowCursor> m_pRows; // the bulk read under way
     bool m_bColumnsSent = false;

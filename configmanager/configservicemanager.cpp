@@ -98,8 +98,11 @@ void ConfigServiceManager::transactionFree()
 {
     if (hasQueue()) {
         ClientSession& oSession = *m_lWaiting.front();
-        m_lWaiting.pop_front();
-        oSession.finishBegin(m_oDispatcher.startTransaction(&oSession));
+        const EResultCode eResult = m_oDispatcher.startTransaction(&oSession);
+        if (eResult == EResultCode::Busy) {
+            return; // another process holds a database: the wait goes on
+        }
+        oSession.finishBegin(eResult);
         if (!m_oDispatcher.isTransactionOpen()) {
             // It could not begin, and the next one may; or the requests behind its begin have ended it
             // already, and what they changed is to be told.

@@ -3,10 +3,10 @@
 #include "systema/persistscript.h"
 #include "systema/positioncursor.h"
 #include "zel/assert.h"
+#include "zel/exception.h"
 #include "zel/log.h"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 namespace systema {
@@ -54,7 +54,9 @@ bool ConfigDispatcher::attach(const std::string& a_sTable, ConfigPluginBase& a_o
     const std::size_t iPlugin = pluginIndex(a_oPlugin);
     Table& oTable = m_mTables[a_sTable];
     if (oTable.m_bAttached) {
-        ZEL_Sysloglevel_error(m_iModule, zel::here(), "Table %s is attached already", a_sTable.c_str());
+        if (m_lPlugins[iPlugin].m_lRefused.insert(a_sTable).second) {
+            ZEL_Sysloglevel_error(m_iModule, zel::here(), "Table %s is attached already", a_sTable.c_str());
+        }
         return false;
     }
     oTable.m_sName = a_sTable;
@@ -107,10 +109,15 @@ bool ConfigDispatcher::initialize()
         if (!std::exchange(m_lPlugins[i].m_bInitialized, true)) {
             guarded("initialize", [&] {
                 m_lPlugins[i].m_pPlugin->initialize();
-                attachTables(*m_lPlugins[i].m_pPlugin);
                 return EResultCode();
             });
         }
+    }
+    for (std::size_t i = 0; i < m_lPlugins.size(); ++i) {
+        guarded("getTables", [&] {
+            attachTables(*m_lPlugins[i].m_pPlugin);
+            return EResultCode();
+        });
     }
     return true;
 }
@@ -223,8 +230,9 @@ EResultCode ConfigDispatcher::guarded(const char* a_pWhat, Operation a_oOperatio
 {
     try {
         return a_oOperation();
-    } catch (const std::exception& oException) {
-        ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s failed: %s", a_pWhat, oException.what());
+    } catch (...) {
+        ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s failed: %s", a_pWhat,
+                              zel::error::describeException().c_str());
         return EResultCode::Failure;
     }
 }

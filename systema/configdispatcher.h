@@ -18,6 +18,7 @@
 #include <chrono>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -174,6 +175,7 @@ private:
         IRowSource* m_pRows;      // null when it offers none
         IStoredTables* m_pStored; // null when its tables are computed
         bool m_bInitialized = false;
+        std::set<std::string> m_lRefused = {}; // names that another plugin has, logged already
 
         bool isUndoneByRollback() const { return m_pStored != nullptr && m_pStored->usesTransactions(); }
     };

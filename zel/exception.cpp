@@ -1,0 +1,18 @@
+#include "zel/exception.h"
+
+#include <exception>
+
+namespace zel::error {
+
+std::string describeException()
+{
+    try {
+        throw;
+    } catch (const std::exception& oException) {
+        return oException.what();
+    } catch (...) {
+        return "Unknown exception";
+    }
+}
+
+} // namespace zel::error
