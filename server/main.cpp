@@ -21,6 +21,7 @@
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <pthread.h>
@@ -212,6 +213,15 @@ void run(const Options& a_oOptions)
     lChangedTables.clear();
 }
 
+/// In the background the working directory is "/".
+void makeAbsolute(Options& a_oOptions)
+{
+    for (std::string* pPath : {&a_oOptions.m_sDatabasePath, &a_oOptions.m_sSocketFile,
+                               &a_oOptions.m_sFifoFile, &a_oOptions.m_sPidPath, &a_oOptions.m_sDumpPath}) {
+        *pPath = std::filesystem::absolute(*pPath);
+    }
+}
+
 /// Holds the PID file for as long as it lives. Exits the process when another one holds it.
 class PidFile
 {
@@ -220,10 +230,7 @@ public:
         : m_oDaemon(ZEL_Daemon_construct(c_pProgram, a_oOptions.m_sPidPath))
     {
         if (ZEL_Daemon_occupiedPidFile(m_oDaemon)) {
-            std::ostringstream oText;
-            oText << "Another process is already running. Exiting..." << std::endl;
-            ZEL_Sysloglevel_error(s_iModule, {"main", 361}, "%s", oText.str().c_str());
-            std::exit(EXIT_FAILURE);
+            exitSecond();
         }
         if (a_oOptions.m_bBackground && !ZEL_Daemon_daemonize(m_oDaemon)) {
             ZEL_Sysloglevel_error(s_iModule, zel::here(), "Could not daemonize: %s", std::strerror(errno));
@@ -231,17 +238,33 @@ public:
         }
         ZEL_Daemon_deletePidFile(m_oDaemon);
         if (!ZEL_Daemon_createPidFile(m_oDaemon)) {
+            if (errno == EEXIST) {
+                exitSecond(); // started at the same moment, and was quicker
+            }
             ZEL_Sysloglevel_error(s_iModule, zel::here(), "Could not create PID file %s: %s",
                                   m_oDaemon.m_sPidFile.c_str(), std::strerror(errno));
         }
     }
 
-    ~PidFile() { ZEL_Daemon_deletePidFile(m_oDaemon); }
+    ~PidFile()
+    {
+        if (!ZEL_Daemon_occupiedPidFile(m_oDaemon)) {
+            ZEL_Daemon_deletePidFile(m_oDaemon);
+        }
+    }
 
     PidFile(const PidFile&) = delete;
     PidFile& operator=(const PidFile&) = delete;
 
 private:
+    [[noreturn]] static void exitSecond()
+    {
+        std::ostringstream oText;
+        oText << "Another process is already running. Exiting..." << std::endl;
+        ZEL_Sysloglevel_error(s_iModule, {"main", 361}, "%s", oText.str().c_str());
+        std::exit(EXIT_FAILURE);
+    }
+
     ZEL_Daemon m_oDaemon;
 };
 
@@ -257,6 +280,9 @@ int main(int a_iArgc, char* a_pArgv[])
     Options oOptions;
     if (const auto oStatus = zel::cfg::parseOptions(oOptions, a_iArgc, a_pArgv)) {
         return *oStatus;
+    }
+    if (oOptions.m_bBackground) {
+        makeAbsolute(oOptions);
     }
     const int iLevel = oOptions.m_bVerbose ? zel::c_iTraceLevelVerbose : zel::c_iTraceLevelNormal;
     ZEL_Sysloglevel_setDefaultTracelevel(iLevel);
