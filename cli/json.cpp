@@ -9,17 +9,6 @@ namespace systema::cli {
 
 namespace {
 
-std::string hex(std::string_view a_sBytes)
-{
-    static constexpr char c_aDigits[] = "0123456789abcdef";
-    std::string sHex;
-    for (const char cByte : a_sBytes) {
-        const auto iByte = static_cast<unsigned char>(cByte);
-        sHex += {c_aDigits[iByte >> 4], c_aDigits[iByte & 15]};
-    }
-    return sHex;
-}
-
 JsonPtr newString(std::string_view a_sText)
 {
     return JsonPtr(json_object_new_string_len(a_sText.data(), static_cast<int>(a_sText.size())));
@@ -36,7 +25,7 @@ JsonPtr jsonText(std::string_view a_sText, EInvalidBytes a_eInvalid)
         return newString(toUtf8(a_sText));
     }
     JsonPtr oHex(json_object_new_object());
-    addMember(oHex, "hex", newString(hex(a_sText)));
+    addMember(oHex, "hex", newString(hexDigits(a_sText)));
     return oHex;
 }
 

@@ -7,8 +7,6 @@ namespace systema::cli {
 
 namespace {
 
-constexpr char c_aHexDigits[] = "0123456789abcdef";
-
 bool changesTerminal(char32_t a_iCode)
 {
     return a_iCode < 0x20 || (a_iCode >= 0x7f && a_iCode < 0xa0) // C0, DEL, C1
@@ -68,6 +66,17 @@ std::string toUtf8(std::string_view a_sText)
     return sValid;
 }
 
+std::string hexDigits(std::string_view a_sBytes)
+{
+    static constexpr char c_aDigits[] = "0123456789abcdef";
+    std::string sDigits;
+    for (const char cByte : a_sBytes) {
+        const auto iByte = static_cast<unsigned char>(cByte);
+        sDigits += {c_aDigits[iByte >> 4], c_aDigits[iByte & 15]};
+    }
+    return sDigits;
+}
+
 std::string printable(std::string_view a_sText)
 {
     std::string sShown;
@@ -77,9 +86,8 @@ std::string printable(std::string_view a_sText)
         if (oCharacter.m_oCode && !changesTerminal(*oCharacter.m_oCode)) {
             sShown += sBytes;
         } else {
-            for (const char cByte : sBytes) {
-                const auto iByte = static_cast<unsigned char>(cByte);
-                sShown += {'\\', 'x', c_aHexDigits[iByte >> 4], c_aHexDigits[iByte & 15]};
+            for (const char& cByte : sBytes) {
+                sShown += "\\x" + hexDigits({&cByte, 1});
             }
         }
         a_sText.remove_prefix(oCharacter.m_iSize);

@@ -24,6 +24,9 @@ bool isUtf8(std::string_view a_sText);
 /// The text with U+FFFD in the place of each invalid byte.
 std::string toUtf8(std::string_view a_sText);
 
+/// Two lower-case hexadecimal digits for each byte.
+std::string hexDigits(std::string_view a_sBytes);
+
 /// The text with control characters, those that change the direction of writing, and invalid bytes shown as
 /// \xNN, a byte each.
 std::string printable(std::string_view a_sText);
