@@ -19,16 +19,22 @@ class Subscriber : public systema::net::IEventHandler
 {
 public:
     Subscriber(const Ledger& a_oLedger, systema::net::EventDispatcher& a_oEvents, std::size_t& a_iTold)
-        : m_pConnection(a_oLedger.connect())
+        : m_oEvents(a_oEvents),
+          m_pConnection(a_oLedger.connect())
     {
         m_pConnection->onTableChanged([&a_iTold](const std::string&) { ++a_iTold; });
         check(m_pConnection->subscribe({c_oSmallTable.m_pName}));
-        a_oEvents.registerHandler(m_pConnection->descriptor(), 0, this);
+        check(m_oEvents.registerHandler(m_pConnection->descriptor(), 0, this));
     }
+
+    ~Subscriber() override { m_oEvents.unregisterHandler(m_pConnection->descriptor()); }
+    Subscriber(const Subscriber&) = delete;
+    Subscriber& operator=(const Subscriber&) = delete;
 
     void handleEvent(int) override { check(m_pConnection->processReadable()); }
 
 private:
+    systema::net::EventDispatcher& m_oEvents;
     std::unique_ptr<Connection> m_pConnection;
 };
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <sys/socket.h>
 #include <utility>
 
@@ -50,13 +51,17 @@ ClientSession::ClientSession(ConfigServiceManager& a_oManager, zel::UniqueFd a_o
       m_oSocket(std::move(a_oSocket)),
       m_iUser(a_iUser)
 {
-    m_oManager.getEventDispatcher().registerHandler(m_oSocket.get(), 0, this);
     m_oHelloEnd = m_oManager.getEventDispatcher().startTimer(c_oHelloTimeout, [this] {
         ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(),
                                 "A connection of user %u is closed: it did not say hello",
                                 static_cast<unsigned>(m_iUser));
         close();
     });
+}
+
+void ClientSession::start()
+{
+    run([] {});
 }
 
 ClientSession::~ClientSession()
@@ -68,6 +73,7 @@ ClientSession::~ClientSession()
         }
     }
     oEvents.unregisterHandler(m_oSocket.get());
+    m_oManager.keep(m_iKept, 0);
     m_oManager.leaveQueue(*this);
     m_pRows.reset(); // before a rollback, which it would hold up
     m_oManager.getDispatcher().unsubscribeAll(*this);
@@ -107,10 +113,20 @@ void ClientSession::run(Function a_oFunction)
         m_sOutput.swap(m_oManager.getWriteBuffer());
         m_sOutput.swap(sUnsent);
     }
-    if (m_bGone || (m_bClosing && m_sOutput.empty())) {
+    const std::size_t iKept = m_sInput.size() + m_sOutput.size();
+    const bool bRoom = m_oManager.keep(std::exchange(m_iKept, iKept), iKept);
+    if (!bRoom) {
+        ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(),
+                                "The connection of %s is closed: all connections together keep too much",
+                                m_sProgram.c_str());
+    }
+    if (!bRoom || m_bGone || (m_bClosing && m_sOutput.empty())) {
         close();
-    } else if (!m_oTurn) {
-        m_oManager.getEventDispatcher().registerHandler(m_oSocket.get(), interest(), this);
+    } else if (!m_oTurn &&
+               !m_oManager.getEventDispatcher().registerHandler(m_oSocket.get(), interest(), this)) {
+        ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "The connection of %s is closed: %s",
+                              m_sProgram.c_str(), std::strerror(errno));
+        close();
     }
 }
 
@@ -261,8 +277,8 @@ void ClientSession::serve(std::string_view a_sBody)
         return;
     }
     oReply.discard();
-    if (m_bMalformed) {
-        refuse("a malformed request");
+    if (m_pMalformed != nullptr) {
+        refuse(m_pMalformed);
     } else if (eResult != EResultCode::Success) {
         reply(eResult);
     } else if (!isHeldBack()) {
@@ -404,13 +420,30 @@ ClientSession::Handler ClientSession::findHandler(EOperation a_eOperation)
     return pRow != std::end(c_aHandlers) ? pRow->m_pHandler : nullptr;
 }
 
+ClientSession::EResultCode ClientSession::malformed(const char* a_pWhat)
+{
+    m_pMalformed = a_pWhat;
+    return EResultCode::Protocol;
+}
+
 ClientSession::EResultCode ClientSession::complete(const Reader& a_oRequest)
 {
     if (!a_oRequest.complete()) {
-        m_bMalformed = true;
+        return malformed("a malformed request");
+    }
+    if (m_pMalformed != nullptr) {
         return EResultCode::Protocol;
     }
     return a_oRequest.sawNul() ? EResultCode::Mismatch : EResultCode::Success;
+}
+
+NameList ClientSession::readNames(Reader& a_oRequest)
+{
+    NameList lNames = a_oRequest.names();
+    if (lNames.size() > c_iNamesLimit) {
+        malformed("too many names in a request");
+    }
+    return lNames;
 }
 
 void ClientSession::readTable(Reader& a_oRequest)
@@ -430,15 +463,14 @@ ClientSession::EResultCode ClientSession::hello(Reader& a_oRequest, Writer& a_oR
     const std::uint32_t iMagic = a_oRequest.u32();
     const std::uint16_t iVersion = a_oRequest.u16();
     m_sProgram.assign(a_oRequest.text().substr(0, c_iProgramNameLimit));
-    const EResultCode eResult = complete(a_oRequest);
-    if (eResult == EResultCode::Mismatch) {
+    if (const EResultCode eResult = complete(a_oRequest); eResult != EResultCode::Success) {
         return eResult;
     }
-    // Of a stranger, or of another version, no later request could be understood.
-    m_bMalformed = m_bMalformed || iMagic != systema::wire::c_iMagic ||
-                   iVersion != systema::wire::c_iVersion || !m_oHelloEnd;
-    if (m_bMalformed) {
-        return EResultCode::Protocol;
+    if (iMagic != systema::wire::c_iMagic || !m_oHelloEnd) {
+        return malformed("a hello that is none");
+    }
+    if (iVersion != systema::wire::c_iVersion) {
+        return malformed("another version of the protocol"); // no later request could be understood
     }
     m_oManager.getEventDispatcher().cancelTimer(*std::exchange(m_oHelloEnd, {}));
     a_oReply.u16(systema::wire::c_iVersion);
@@ -465,8 +497,7 @@ ClientSession::EResultCode ClientSession::getTables(Reader& a_oRequest, Writer& 
     using systema::wire::ETableFilter;
     const auto eFilter = static_cast<ETableFilter>(a_oRequest.u8());
     if (eFilter > ETableFilter::Persistent) {
-        m_bMalformed = true;
-        return EResultCode::Protocol;
+        return malformed("an unknown filter of tables");
     }
     if (const EResultCode eResult = complete(a_oRequest); eResult != EResultCode::Success) {
         return eResult;
@@ -514,7 +545,7 @@ ClientSession::EResultCode ClientSession::selectRow(Reader& a_oRequest, Writer& 
 {
     readTable(a_oRequest);
     const unsigned int iPosition = a_oRequest.u32();
-    const NameList lColumns = a_oRequest.names();
+    const NameList lColumns = readNames(a_oRequest);
     EResultCode eResult = complete(a_oRequest);
     if (eResult == EResultCode::Success) {
         ValueList lRow;
@@ -527,7 +558,7 @@ ClientSession::EResultCode ClientSession::selectRow(Reader& a_oRequest, Writer& 
 ClientSession::EResultCode ClientSession::selectKey(Reader& a_oRequest, Writer& a_oReply)
 {
     readKey(a_oRequest);
-    const NameList lColumns = a_oRequest.names();
+    const NameList lColumns = readNames(a_oRequest);
     EResultCode eResult = complete(a_oRequest);
     if (eResult == EResultCode::Success) {
         ValueList lRow;
@@ -543,7 +574,7 @@ ClientSession::EResultCode ClientSession::selectRows(Reader& a_oRequest, Writer&
     readTable(a_oRequest);
     const unsigned int iFirst = a_oRequest.u32();
     const unsigned int iCount = a_oRequest.u32();
-    const NameList lColumns = a_oRequest.names();
+    const NameList lColumns = readNames(a_oRequest);
     EResultCode eResult = complete(a_oRequest);
     if (eResult == EResultCode::Success) {
         eResult = m_oManager.getDispatcher().openRows(m_pRows, this, m_sTable, iFirst, iCount, lColumns);
@@ -628,16 +659,23 @@ ClientSession::EResultCode ClientSession::begin(Reader& a_oRequest, Writer&)
         return eResult;
     }
     auto& oDispatcher = m_oManager.getDispatcher();
-    const bool bOthersFirst =
-        m_oManager.hasQueue() && !oDispatcher.isTransactionOpen() && !oDispatcher.isLocked();
-    eResult = bOthersFirst ? EResultCode(EResultCode::Busy) : oDispatcher.startTransaction(this);
-    if (eResult == EResultCode::Busy && oWait.count() > 0) {
-        m_oWaitEnd =
-            m_oManager.getEventDispatcher().startTimer(oWait, [this] { finishBegin(EResultCode::Busy); });
-        m_oManager.queueBegin(*this);
-        return EResultCode::Success; // so far: finishBegin answers
+    // Changes are told, and those who waited begin, before a new transaction: otherwise one that begins again
+    // and again would keep everybody else waiting. The pass that does so ends at once.
+    const bool bAfterPass = !oDispatcher.isTransactionOpen() && !oDispatcher.isLocked() &&
+                            (m_oManager.hasQueue() || oDispatcher.hasNotifications());
+    if (!bAfterPass) {
+        eResult = oDispatcher.startTransaction(this);
+        if (eResult != EResultCode::Busy || oWait.count() == 0) {
+            return eResult;
+        }
     }
-    return eResult;
+    m_oWaitEnd =
+        m_oManager.getEventDispatcher().startTimer(oWait, [this] { finishBegin(EResultCode::Busy); });
+    m_oManager.queueBegin(*this);
+    if (bAfterPass) {
+        m_oManager.getEventDispatcher().endPass();
+    }
+    return EResultCode::Success; // so far: finishBegin answers
 }
 
 ClientSession::EResultCode ClientSession::commit(Reader& a_oRequest, Writer&)
@@ -654,7 +692,7 @@ ClientSession::EResultCode ClientSession::rollback(Reader& a_oRequest, Writer&)
 
 ClientSession::EResultCode ClientSession::subscribe(Reader& a_oRequest, Writer&)
 {
-    const NameList lTables = a_oRequest.names();
+    const NameList lTables = readNames(a_oRequest);
     const std::uint8_t iFlags = a_oRequest.u8();
     const EResultCode eResult = complete(a_oRequest);
     if (eResult != EResultCode::Success) {
@@ -674,7 +712,7 @@ ClientSession::EResultCode ClientSession::subscribe(Reader& a_oRequest, Writer&)
 
 ClientSession::EResultCode ClientSession::unsubscribe(Reader& a_oRequest, Writer&)
 {
-    const NameList lTables = a_oRequest.names();
+    const NameList lTables = readNames(a_oRequest);
     const EResultCode eResult = complete(a_oRequest);
     if (eResult != EResultCode::Success) {
         return eResult;

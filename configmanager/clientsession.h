@@ -26,6 +26,7 @@ class ConfigServiceManager;
 constexpr std::chrono::seconds c_oHelloTimeout{5};
 constexpr std::size_t c_iOutputLimit = 1024 * 1024; // unread output from which on no request is read
 constexpr std::size_t c_iEventOutput = 64 * 1024;   // unread output from which on changes wait in a set
+constexpr std::size_t c_iNamesLimit = 1000;         // names in one list of a request
 constexpr std::size_t c_iKeptCapacity = 128 * 1024; // of a buffer that has become empty
 constexpr unsigned c_iPartsPerTurn = 16;            // of a bulk read, before others have their turn
 
@@ -37,6 +38,8 @@ public:
     ClientSession(const ClientSession&) = delete;
     ClientSession& operator=(const ClientSession&) = delete;
 
+    /// Begins to serve; the session may be gone when it returns.
+    void start();
     uid_t getUser() const { return m_iUser; }
 
     void handleEvent(int a_handle) override;
@@ -81,8 +84,11 @@ private:
     void sendRowsPart();
     void tellChanges();
 
+    /// Refuses the request being served and closes the connection for the reason. Always 5.
+    EResultCode malformed(const char* a_pWhat);
     /// 0 when the request was read to its end, 5 when it is malformed, 7 when a text holds a NUL byte.
     EResultCode complete(const Reader& a_oRequest);
+    systema::NameList readNames(Reader& a_oRequest);
     void readTable(Reader& a_oRequest);
     void readKey(Reader& a_oRequest);
 
@@ -117,10 +123,11 @@ private:
     std::string m_sInput;  // received and not yet served
     std::string m_sOutput; // not yet taken by the socket, from m_iSent on
     std::size_t m_iSent = 0;
-    bool m_bDraining = false;  // too much unread output: nothing is read until it is gone
-    bool m_bClosing = false;   // closes once the output is gone
-    bool m_bGone = false;      // the socket is of no use any more
-    bool m_bMalformed = false; // the request being served could not be read
+    bool m_bDraining = false;           // too much unread output: nothing is read until it is gone
+    bool m_bClosing = false;            // closes once the output is gone
+    bool m_bGone = false;               // the socket is of no use any more
+    const char* m_pMalformed = nullptr; // why the request being served is refused, with the connection
+    std::size_t m_iKept = 0;            // bytes of input and output, as the manager counts them
 
     std::optional<TimerId> m_oHelloEnd; // set until the client has said hello
     std::optional<TimerId> m_oTurn;     // set while others have their turn

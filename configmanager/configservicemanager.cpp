@@ -20,8 +20,8 @@ uid_t peerUser(int a_iSocket)
 {
     ucred oCredentials{};
     socklen_t iSize = sizeof oCredentials;
-    ::getsockopt(a_iSocket, SOL_SOCKET, SO_PEERCRED, &oCredentials, &iSize);
-    return oCredentials.uid;
+    const int iError = ::getsockopt(a_iSocket, SOL_SOCKET, SO_PEERCRED, &oCredentials, &iSize);
+    return iError == 0 ? oCredentials.uid : static_cast<uid_t>(-1);
 }
 
 void tellBusy(int a_iSocket)
@@ -66,7 +66,9 @@ void ConfigServiceManager::takeConnection(zel::UniqueFd a_oSocket)
     }
     ++iOfUser;
     auto pSession = std::make_unique<ClientSession>(*this, std::move(a_oSocket), iUser);
-    m_mSessions.emplace(pSession.get(), std::move(pSession));
+    ClientSession& oSession = *pSession;
+    m_mSessions.emplace(&oSession, std::move(pSession));
+    oSession.start();
 }
 
 void ConfigServiceManager::closeSession(ClientSession& a_oSession)
@@ -75,6 +77,12 @@ void ConfigServiceManager::closeSession(ClientSession& a_oSession)
     if (auto it = m_mSessionsOfUser.find(a_oSession.getUser()); --it->second == 0) {
         m_mSessionsOfUser.erase(it);
     }
+}
+
+bool ConfigServiceManager::keep(std::size_t a_iBefore, std::size_t a_iNow)
+{
+    m_iKept += a_iNow - a_iBefore;
+    return a_iNow <= a_iBefore || m_iKept <= c_iKeptLimit;
 }
 
 void ConfigServiceManager::transactionLost(const void* a_handle, const char* a_pReason)

@@ -20,6 +20,7 @@ namespace zel::cfg {
 constexpr std::size_t c_iMaxConnections = 1024;
 constexpr std::size_t c_iMaxConnectionsPerUser = c_iMaxConnections * 3 / 4; // root excepted
 constexpr std::size_t c_iReadSize = 64 * 1024;
+constexpr std::size_t c_iKeptLimit = 16 * 1024 * 1024; // input and output kept for all connections together
 
 class ConfigServiceManager : public systema::net::IConnectionSink, public systema::ITransactionObserver
 {
@@ -57,6 +58,9 @@ public:
     void queueBegin(ClientSession& a_oSession) { m_lWaiting.push_back(&a_oSession); }
     void leaveQueue(ClientSession& a_oSession) { m_lWaiting.remove(&a_oSession); }
     bool hasQueue() const { return !m_lWaiting.empty(); }
+    /// Counts the bytes that a session keeps. False when it keeps more than before and all sessions together
+    /// keep too much.
+    bool keep(std::size_t a_iBefore, std::size_t a_iNow);
     /// Destroys the session.
     void closeSession(ClientSession& a_oSession);
 
@@ -72,6 +76,7 @@ private:
     std::string m_sWriteBuffer;
     const Clock::time_point m_oStart = Clock::now();
     unsigned m_iRequests = 0;
+    std::size_t m_iKept = 0; // bytes of input and output of all sessions
 };
 
 } // namespace zel::cfg

@@ -165,7 +165,8 @@ void loop(systema::net::EventDispatcher& a_oEvents, systema::NameList& a_lChange
             if (oDispatcher.isTransactionOpen()) {
                 oDispatcher.checkTransactionTimeout();
             }
-        } while (iHandled != 0 && (iCount < c_iEventsPerPass || oDispatcher.isTransactionOpen()));
+        } while (s_iStop == 0 && iHandled != 0 &&
+                 (iCount < c_iEventsPerPass || oDispatcher.isTransactionOpen()));
 
         oDispatcher.processLocks();
         if (!oDispatcher.isLocked()) {

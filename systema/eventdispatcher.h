@@ -41,7 +41,7 @@ public:
 
     /// Waits for events of the descriptor; registering it again changes what it waits for.
     /// False (with errno) when the system refuses the descriptor.
-    bool registerHandler(int a_iFd, unsigned a_iFlags, IEventHandler* a_pHandler);
+    [[nodiscard]] bool registerHandler(int a_iFd, unsigned a_iFlags, IEventHandler* a_pHandler);
     /// Forgets the descriptor; call it before the descriptor is closed. Unknown descriptors are ignored.
     void unregisterHandler(int a_iFd);
 

@@ -82,8 +82,10 @@ EResultCode PositionCursor::fetch(IRowSink& a_oSink)
 void PositionCursor::addRow(IRowSink& a_oSink) const
 {
     const Value oNull(EDataType::Null);
+    auto it = m_oRow.begin(); // rows of one table have their columns in one order, so that this is in step
     for (const auto& sName : m_lColumns) {
-        const Value* pValue = m_oRow.find(sName);
+        const bool bInStep = it != m_oRow.end() && it->first == sName;
+        const Value* pValue = bInStep ? &(it++)->second : m_oRow.find(sName);
         const Value& oValue = pValue != nullptr ? *pValue : oNull;
         switch (oValue.getType()) {
         case EDataType::Integer:

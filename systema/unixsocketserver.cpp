@@ -92,7 +92,9 @@ UnixSocketAcceptor::UnixSocketAcceptor(UnixSocketServer& a_oServer, EventDispatc
       m_oEventDispatcher(a_oEventDispatcher),
       m_oSink(a_oSink)
 {
-    m_oEventDispatcher.registerHandler(m_oServer.getFd(), 0, this);
+    if (!m_oEventDispatcher.registerHandler(m_oServer.getFd(), 0, this)) {
+        fail(errno, "epoll");
+    }
 }
 
 UnixSocketAcceptor::~UnixSocketAcceptor()
@@ -132,7 +134,9 @@ void UnixSocketAcceptor::pause(int a_iError)
 void UnixSocketAcceptor::resume()
 {
     m_oPause.reset();
-    m_oEventDispatcher.registerHandler(m_oServer.getFd(), 0, this);
+    if (!m_oEventDispatcher.registerHandler(m_oServer.getFd(), 0, this)) {
+        pause(errno);
+    }
 }
 
 } // namespace systema::net
