@@ -2,18 +2,35 @@
 
 #include "systema/configdispatcher.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace zel::cfg {
 
+namespace {
+
+/// A wait that can be added to any time; nobody notices that it is less than what was asked for.
+std::chrono::seconds toWait(unsigned long a_iSeconds)
+{
+    constexpr unsigned long c_iTenYears = 10UL * 365 * 24 * 3600;
+    return std::chrono::seconds(std::min(a_iSeconds, c_iTenYears));
+}
+
+} // namespace
+
 PersistScript::PersistScript(IHook& a_oHook, unsigned long a_iWaitSeconds, EPersistMode a_eMode,
                              std::function<Clock::time_point()> a_oNow)
     : m_oHook(a_oHook),
-      m_oWait(a_iWaitSeconds),
+      m_oWait(toWait(a_iWaitSeconds)),
       m_eMode(a_eMode),
       m_oNow(std::move(a_oNow))
 {
     systema::ConfigDispatcher::instance().setPersistScript(this);
+}
+
+void PersistScript::setWaitTime(unsigned long a_iSeconds)
+{
+    m_oWait = toWait(a_iSeconds);
 }
 
 void PersistScript::process(bool a_bFinal)

@@ -41,7 +41,8 @@ public:
     /// The next process calls the hook whatever is pending.
     void trigger() { m_bTriggered = true; }
     void setPersistMode(EPersistMode a_eMode) { m_eMode = a_eMode; }
-    void setWaitTime(unsigned long a_iSeconds) { m_oWait = std::chrono::seconds(a_iSeconds); }
+    /// 0 means no delayed save.
+    void setWaitTime(unsigned long a_iSeconds);
     /// A persistent table has changed.
     void markChanged();
 
