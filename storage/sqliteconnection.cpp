@@ -141,6 +141,11 @@ void SqliteConnection::onRollback(void* a_pConnection)
     }
 }
 
+bool SqliteConnection::isInTransaction() const
+{
+    return isOpen() && sqlite3_get_autocommit(m_pDatabase) == 0;
+}
+
 SqliteState SqliteConnection::getState() const
 {
     return {m_iConnection, m_iRollbacks, isOpen() ? sqlite3_total_changes64(m_pDatabase) : 0};

@@ -47,6 +47,8 @@ public:
     /// Finalizes every statement of the connection, rolls an open transaction back and closes the file.
     void close();
     bool isOpen() const { return m_pDatabase != nullptr; }
+    /// True from a begin until it is committed or rolled back, by whomever.
+    bool isInTransaction() const;
     /// The file name.
     const std::string& getName() const { return m_sName; }
     SqliteState getState() const;

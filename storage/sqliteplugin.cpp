@@ -6,12 +6,6 @@ using zel::error::Assert;
 
 namespace systema {
 
-namespace {
-
-constexpr EResultCode c_eRefused = EResultCode::Busy; // another connection holds the write lock
-
-}
-
 SqlitePlugin::SqlitePlugin(const std::string& a_directory, const std::string& a_fileName,
                            bool a_useTransactions, bool a_persistent, bool a_exclusive)
     : m_oDatabase(a_fileName, a_directory, a_exclusive),
@@ -25,10 +19,16 @@ bool SqlitePlugin::canWrite(const void* a_handle) const
     return m_pWriteOwner == nullptr || m_pWriteOwner == a_handle;
 }
 
-bool SqlitePlugin::mayWrite(const void* a_handle) const
+template<typename Change>
+EResultCode SqlitePlugin::write(const void* a_handle, Change a_oChange)
 {
     Assert(0 != a_handle, "0 != a_handle");
-    return canWrite(a_handle);
+    if (!canWrite(a_handle)) {
+        return EResultCode::Busy;
+    }
+    // A full file system or a conflict clause of the schema may make SQLite end a transaction by itself; what
+    // follows must not be written as if it had never begun.
+    return m_bBegun && !m_oDatabase.isInTransaction() ? EResultCode(EResultCode::Failure) : a_oChange();
 }
 
 void SqlitePlugin::open(const void* a_handle)
@@ -79,60 +79,63 @@ EResultCode SqlitePlugin::selectKey(ValueList& a_row, const void* a_handle, cons
 EResultCode SqlitePlugin::insertRow(const void* a_handle, const std::string& a_table,
                                     const ValueList& a_values)
 {
-    return mayWrite(a_handle) ? m_oDatabase.insertRow(a_table, a_values) : c_eRefused;
+    return write(a_handle, [&] { return m_oDatabase.insertRow(a_table, a_values); });
 }
 
 EResultCode SqlitePlugin::insertKey(int& a_id, const void* a_handle, const std::string& a_table,
                                     const ValueList& a_values)
 {
-    return mayWrite(a_handle) ? m_oDatabase.insertKey(a_id, a_table, a_values) : c_eRefused;
+    return write(a_handle, [&] { return m_oDatabase.insertKey(a_id, a_table, a_values); });
 }
 
 EResultCode SqlitePlugin::updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
                                     const ValueList& a_values)
 {
-    return mayWrite(a_handle) ? m_oDatabase.updateRow(a_table, a_index, a_values) : c_eRefused;
+    return write(a_handle, [&] { return m_oDatabase.updateRow(a_table, a_index, a_values); });
 }
 
 EResultCode SqlitePlugin::updateKey(const void* a_handle, const std::string& a_table,
                                     const std::string& a_keyColumn, const std::string& a_keyValue,
                                     const ValueList& a_values)
 {
-    return mayWrite(a_handle) ? m_oDatabase.updateKey(a_table, a_keyColumn, a_keyValue, a_values)
-                              : c_eRefused;
+    return write(a_handle, [&] { return m_oDatabase.updateKey(a_table, a_keyColumn, a_keyValue, a_values); });
 }
 
 EResultCode SqlitePlugin::deleteRow(const void* a_handle, const std::string& a_table, unsigned int a_index)
 {
-    return mayWrite(a_handle) ? m_oDatabase.deleteRow(a_table, a_index) : c_eRefused;
+    return write(a_handle, [&] { return m_oDatabase.deleteRow(a_table, a_index); });
 }
 
 EResultCode SqlitePlugin::deleteKey(const void* a_handle, const std::string& a_table,
                                     const std::string& a_keyColumn, const std::string& a_keyValue)
 {
-    return mayWrite(a_handle) ? m_oDatabase.deleteKey(a_table, a_keyColumn, a_keyValue) : c_eRefused;
+    return write(a_handle, [&] { return m_oDatabase.deleteKey(a_table, a_keyColumn, a_keyValue); });
 }
 
 EResultCode SqlitePlugin::deleteAll(const void* a_handle, const std::string& a_table)
 {
-    return mayWrite(a_handle) ? m_oDatabase.deleteAll(a_table) : c_eRefused;
+    return write(a_handle, [&] { return m_oDatabase.deleteAll(a_table); });
 }
 
 EResultCode SqlitePlugin::startTransaction(const void* a_handle)
 {
     Assert(0 != a_handle, "0 != a_handle");
-    return m_bUseTransactions ? m_oDatabase.startTransaction() : EResultCode();
+    const EResultCode eResult = m_bUseTransactions ? m_oDatabase.startTransaction() : EResultCode();
+    m_bBegun = m_bUseTransactions && eResult == EResultCode::Success;
+    return eResult;
 }
 
 EResultCode SqlitePlugin::commitTransaction(const void* a_handle)
 {
     Assert(0 != a_handle, "0 != a_handle");
+    m_bBegun = false;
     return m_bUseTransactions ? m_oDatabase.commitTransaction() : EResultCode();
 }
 
 EResultCode SqlitePlugin::rollbackTransaction(const void* a_handle)
 {
     Assert(0 != a_handle, "0 != a_handle");
+    m_bBegun = false;
     return m_bUseTransactions ? m_oDatabase.rollbackTransaction() : EResultCode();
 }
 

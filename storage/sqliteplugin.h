@@ -8,6 +8,7 @@
 #include "storage/sqlitewrapper.h"
 #include "systema/configpluginbase.h"
 #include "systema/rowsource.h"
+#include "systema/storedtables.h"
 
 #include <memory>
 #include <string>
@@ -64,11 +65,13 @@ public:
     bool usesTransactions() const override { return m_bUseTransactions; }
 
 private:
-    bool mayWrite(const void* a_handle) const;
+    template<typename Change>
+    EResultCode write(const void* a_handle, Change a_oChange);
 
     SqliteWrapper m_oDatabase;
     bool m_bUseTransactions;
     bool m_bPersistent;
+    bool m_bBegun = false; // a real transaction, not yet ended by commit or rollback
 };
 
 } // namespace systema

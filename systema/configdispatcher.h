@@ -13,6 +13,7 @@
 #include "systema/configpluginbase.h"
 #include "systema/configpublisher.h"
 #include "systema/rowsource.h"
+#include "systema/storedtables.h"
 
 #include <algorithm>
 #include <chrono>

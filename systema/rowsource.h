@@ -57,14 +57,4 @@ public:
                                  const NameList& a_columns) = 0;
 };
 
-/// Offered by plugins whose tables are stored, not computed.
-class IStoredTables
-{
-public:
-    virtual ~IStoredTables() = default;
-
-    /// True when a rollback undoes the writes since the transaction began; false when each write holds.
-    virtual bool usesTransactions() const = 0;
-};
-
 } // namespace systema

@@ -3,6 +3,7 @@
 
 #include "systema/configpluginbase.h"
 #include "systema/rowsource.h"
+#include "systema/storedtables.h"
 
 #include <map>
 #include <sstream>
