@@ -24,7 +24,7 @@ public:
     {
         m_pConnection->onTableChanged([&a_iTold](const std::string&) { ++a_iTold; });
         check(m_pConnection->subscribe({c_oSmallTable.m_pName}));
-        check(m_oEvents.registerHandler(m_pConnection->descriptor(), 0, this));
+        check(m_oEvents.registerHandler(m_pConnection->descriptor(), 0, this), "epoll");
     }
 
     ~Subscriber() override { m_oEvents.unregisterHandler(m_pConnection->descriptor()); }
