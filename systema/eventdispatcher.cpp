@@ -72,7 +72,7 @@ void EventDispatcher::cancelTimer(TimerId a_oId)
 
 int EventDispatcher::runTimers()
 {
-    if (m_mTimers.empty()) {
+    if (m_mTimers.empty() || m_bPassEnds) { // what a timer ends may be what the end of the pass grants
         return 0;
     }
     // Those that start while others run wait for the next turn, or a timer of 0 ms would run for ever.
@@ -99,7 +99,7 @@ int EventDispatcher::handleEvents(int a_iTimeoutMs)
     }
     std::array<epoll_event, c_iEventsPerWait> aEvents;
     const int iReady = ::epoll_wait(m_oEpoll.get(), aEvents.data(), c_iEventsPerWait, iTimeoutMs);
-    int iHandled = 0;
+    int iHandled = runTimers(); // first, so that a timer of 0 ms comes after the pass that starts it
     for (int i = 0; i < iReady; ++i) {
         const std::uint64_t iData = aEvents[static_cast<std::size_t>(i)].data.u64;
         const int iFd = static_cast<int>(static_cast<std::uint32_t>(iData));
@@ -109,7 +109,7 @@ int EventDispatcher::handleEvents(int a_iTimeoutMs)
             ++iHandled;
         }
     }
-    return iHandled + runTimers();
+    return iHandled;
 }
 
 } // namespace systema::net
