@@ -171,6 +171,17 @@ TEST_F(Transactions, ChangesAreToldBeforeTheNextInTheQueueBegins)
     }
 }
 
+TEST_F(Transactions, BeginRightBehindAChangeIsGranted)
+{
+    RawClient oClient(socket());
+    oClient.send(frameOf(setNote("a"), 1) + frameOf(request::Begin{}, 2) + frameOf(setNote("b"), 3) +
+                 frameOf(request::Commit{}, 4) + frameOf(request::Begin{}, 5) +
+                 frameOf(request::Commit{}, 6));
+    for (std::uint32_t iId = 1; iId <= 6; ++iId) {
+        EXPECT_EQ(0U, oClient.receiveCode(iId)) << iId;
+    }
+}
+
 TEST_F(Transactions, WorkSentBehindAWaitingBeginIsToldWithoutDelay)
 {
     RawClient oQueued(socket());

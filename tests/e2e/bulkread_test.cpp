@@ -1,0 +1,216 @@
+// Bulk reads: the same rows as position by position, in parts, in one state, at the pace of the reader.
+#include "tests/e2e/daemontest.h"
+
+#include "client/rows.h"
+
+#include <csignal>
+
+namespace e2e {
+namespace {
+
+using systema::client::Rows;
+using systema::wire::c_iFrameLimit;
+using systema::wire::c_iPartSize;
+using testing::ElementsAre;
+
+ValueList valuesOf(const systema::client::RowView& a_oRow)
+{
+    ValueList lRow;
+    for (std::size_t i = 0; i < a_oRow.m_lCells.size(); ++i) {
+        lRow.add(a_oRow.m_lColumns[i], a_oRow.m_lCells[i].toValue());
+    }
+    return lRow;
+}
+
+using BulkRead = RunningDaemonTest;
+
+TEST_F(BulkRead, EveryTableGivesTheRowsOfItsPositions)
+{
+    const auto oTables = client().call(request::GetTables{});
+    for (const auto& sTable : *oTables) {
+        const auto oRows = client().call(request::SelectRows{sTable});
+        ASSERT_TRUE(oRows.ok()) << sTable << ": " << oRows.text();
+        EXPECT_EQ(*client().call(request::GetSize{sTable}), oRows->size()) << sTable;
+        for (std::uint32_t i = 0; i < oRows->size(); ++i) {
+            EXPECT_EQ(*client().call(request::SelectRow{sTable, i}), valuesOf((*oRows)[i])) << sTable << i;
+        }
+    }
+}
+
+TEST_F(BulkRead, RangesAreCutAndColumnsComeAsAsked)
+{
+    const auto oNames = [this](std::uint32_t a_iFirst, std::uint32_t a_iCount) {
+        const auto oRows = client().call(request::SelectRows{"Item", {"Name"}, a_iFirst, a_iCount});
+        EXPECT_TRUE(oRows.ok());
+        EXPECT_EQ(NameList{"Name"}, oRows->columns());
+        std::vector<std::string> lNames;
+        for (std::size_t i = 0; i < oRows->size(); ++i) {
+            lNames.emplace_back((*oRows)[i].m_lCells[0].m_sText);
+        }
+        return lNames;
+    };
+    EXPECT_THAT(oNames(0, 2), ElementsAre("apple", "pear"));
+    EXPECT_THAT(oNames(1, 1), ElementsAre("pear"));
+    EXPECT_THAT(oNames(2, 0xffffffff), ElementsAre("O'Neil"));
+    EXPECT_THAT(oNames(3, 1), ElementsAre());
+    EXPECT_THAT(oNames(0, 0), ElementsAre());
+    EXPECT_THAT(oNames(0xffffffff, 0xffffffff), ElementsAre());
+
+    const auto oTwice = client().call(request::SelectRows{"Item", {"Note", "Id", "Note"}, 1, 1});
+    EXPECT_EQ((NameList{"Note", "Id", "Note"}), oTwice->columns());
+    EXPECT_EQ(row({{"Note", null()}, {"Id", 2}, {"Note", null()}}), valuesOf((*oTwice)[0]));
+
+    const auto oVirtual = client().call(request::SelectRows{"ConfigServerLimits", {"Id"}});
+    EXPECT_EQ(row({{"Id", 1}}), valuesOf((*oVirtual)[0]));
+    EXPECT_EQ(0U, client().call(request::SelectRows{"ConfigmanagerLogging", {}, 1})->size());
+    EXPECT_EQ((NameList{"Id", "Text"}), client().call(request::SelectRows{"OnlyZero"})->columns());
+
+    EXPECT_EQ(8U, client().code(request::SelectRows{"Item", {"Name", "Nonsense"}}));
+    EXPECT_EQ(9U, client().code(request::SelectRows{"ConfigServerLimits", {"Nonsense"}}));
+}
+
+class LargeTable : public DaemonTest
+{
+protected:
+    static constexpr std::size_t c_iRows = 20000;
+    static constexpr std::size_t c_iTextSize = 500;
+
+    void SetUp() override
+    {
+        m_oSandbox.sql("transient.db",
+                       "CREATE TABLE Large (Id INTEGER PRIMARY KEY, Text TEXT);"
+                       "WITH RECURSIVE Counter(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM Counter LIMIT " +
+                           std::to_string(c_iRows) + ") INSERT INTO Large SELECT n, printf('%0" +
+                           std::to_string(c_iTextSize) + "d', n) FROM Counter");
+        start();
+    }
+
+    /// Sends the request for the whole table and takes the first part alone.
+    std::optional<Frame> beginReading(RawClient& a_oReader)
+    {
+        a_oReader.send(frameOf(request::SelectRows{"Large"}));
+        return a_oReader.receive();
+    }
+
+    /// Takes the rest of an answer and gives the code that it ends with.
+    std::optional<unsigned> skipToReply(RawClient& a_oReader)
+    {
+        for (;;) {
+            const auto oFrame = a_oReader.receive();
+            if (!oFrame || oFrame->m_eKind != EKind::Part) {
+                return oFrame ? std::optional(oFrame->m_iCode) : std::nullopt;
+            }
+        }
+    }
+};
+
+TEST_F(LargeTable, SlowReaderCostsLittleMemoryAndHoldsNobodyUp)
+{
+    EXPECT_EQ(0U, client().code(request::SelectRows{"Large", {}, 0, 5000})); // what SQLite keeps is there
+    const std::size_t iBefore = memory();
+    RawClient oReader(socket());
+    Rows oRows;
+    auto oFrame = beginReading(oReader);
+    std::size_t iParts = 0;
+    for (; oFrame && oFrame->m_eKind == EKind::Part; oFrame = oReader.receive()) {
+        EXPECT_GE(oFrame->m_sBody.size() + systema::wire::c_iHeaderSize, c_iPartSize);
+        EXPECT_LT(oFrame->m_sBody.size(), c_iPartSize + 2 * c_iTextSize);
+        EXPECT_TRUE(oRows.addBody(oFrame->m_sBody));
+        if (++iParts % 50 == 1) {
+            EXPECT_EQ(0U, client().code(request::SelectKey{"Large", "Id", "7"}));
+            if (!c_bSanitized) {
+                EXPECT_LT(memory(), iBefore + 3 * 1024) << iParts;
+            }
+        }
+    }
+    ASSERT_TRUE(oFrame && oFrame->m_eKind == EKind::Reply);
+    EXPECT_EQ(0U, oFrame->m_iCode);
+    EXPECT_TRUE(oRows.addBody(oFrame->m_sBody));
+    EXPECT_GT(iParts, 100U);
+    ASSERT_EQ(c_iRows, oRows.size());
+    for (std::size_t i = 0; i < c_iRows; ++i) {
+        const systema::wire::Cell* pText = oRows[i].find("Text");
+        ASSERT_TRUE(oRows[i].find("Id")->m_iNumber == i + 1 && pText->m_sText.size() == c_iTextSize &&
+                    std::stoul(std::string(pText->m_sText.substr(c_iTextSize - 8))) == i + 1)
+            << i;
+    }
+}
+
+TEST_F(LargeTable, ReadThatAWriteOvertakesEndsWith2)
+{
+    RawClient oReader(socket());
+    const auto oOvertake = [&](const std::function<void()>& a_oWrite) {
+        ASSERT_TRUE(beginReading(oReader));
+        a_oWrite();
+        EXPECT_EQ(2U, skipToReply(oReader));
+        EXPECT_EQ(0U, oReader.ask(request::Ping{}));
+    };
+    const request::UpdateKey oUpdate{"Large", "Id", "20000", row({{"Text", "new"}})};
+    oOvertake([&] { EXPECT_EQ(0U, client().code(oUpdate)); });
+    oOvertake([&] {
+        EXPECT_EQ(0U, client().code(request::Begin{}));
+        EXPECT_EQ(0U, client().code(request::DeleteAll{"Large"}));
+        EXPECT_EQ(0U, client().code(request::Rollback{}));
+    });
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    EXPECT_EQ(0U, client().code(oUpdate));
+    oOvertake([&] { EXPECT_EQ(0U, client().code(request::Rollback{})); });
+    oOvertake([&] { EXPECT_EQ(0U, client().code(request::DeleteKey{"Large", "Id", "1"})); });
+    EXPECT_EQ(0U, beginReading(oReader) ? skipToReply(oReader) : 99U);
+}
+
+TEST_F(LargeTable, OwnRequestsWaitForTheEndOfTheRead)
+{
+    RawClient oReader(socket());
+    oReader.send(frameOf(request::SelectRows{"Large"}, 1) +
+                 frameOf(request::UpdateKey{"Large", "Id", "1", row({{"Text", "new"}})}, 2) +
+                 frameOf(request::SelectRows{"Large", {}, 0, 1}, 3));
+    EXPECT_EQ(0U, skipToReply(oReader));
+    EXPECT_EQ(0U, oReader.receiveCode(2));
+    EXPECT_EQ(0U, oReader.receiveCode(3));
+    EXPECT_EQ("new", client().cell("Large", 1, "Text"));
+}
+
+TEST_F(LargeTable, ReaderThatVanishesLeavesNothingBehind)
+{
+    for (int i = 0; i < 5; ++i) {
+        RawClient oReader(socket());
+        ASSERT_TRUE(beginReading(oReader));
+    }
+    EXPECT_TRUE(eventually([this] { return client().info("Clients") == 1; }));
+    EXPECT_EQ(0U, client().code(request::DeleteAll{"Large"}));
+    EXPECT_EQ(0U, *client().call(request::GetSize{"Large"}));
+}
+
+TEST_F(LargeTable, OthersHaveTheirTurnBetweenTheParts)
+{
+    RawClient oReader(socket());
+    RawClient oOther(socket());
+    daemon().signal(SIGSTOP); // so that it finds both requests at once
+    oReader.send(frameOf(request::SelectRows{"Large"}));
+    oOther.send(frameOf(request::Ping{}));
+    daemon().signal(SIGCONT);
+    EXPECT_EQ(0U, oOther.receiveCode()); // while the reader has taken nothing yet
+    EXPECT_EQ(0U, skipToReply(oReader));
+}
+
+using HugeRow = DaemonTest;
+
+TEST_F(HugeRow, RowThatFitsNoFrameGives1)
+{
+    m_oSandbox.sql("transient.db", "INSERT INTO Scratch VALUES (1, 'small'), (2, printf('%0" +
+                                       std::to_string(c_iFrameLimit) + "d', 0)), (3, 'behind')");
+    start();
+    RawClient oClient(socket());
+    EXPECT_EQ(1U, oClient.ask(request::SelectRow{"Scratch", 1}));
+    EXPECT_EQ(1U, oClient.ask(request::SelectKey{"Scratch", "Id", "2"}));
+    EXPECT_EQ(1U, client().code(request::SelectRows{"Scratch"}));
+    EXPECT_EQ(0U, client().code(request::SelectRows{"Scratch", {"Id"}}));
+    EXPECT_EQ(0U, client().code(request::SelectRows{"Scratch", {}, 2}));
+    EXPECT_EQ("behind", client().cell("Scratch", 3, "Text"));
+    EXPECT_EQ(0U, oClient.ask(request::DeleteKey{"Scratch", "Id", "2"}));
+    EXPECT_EQ(0U, oClient.ask(request::SelectRows{"Scratch"}));
+}
+
+} // namespace
+} // namespace e2e
