@@ -15,7 +15,7 @@ constexpr std::array<const char*, 11> c_aTexts = {
     "protocol error",
     "constraint violated",
     "type mismatch",
-    "no such table",
+    "no such table or column",
     "unknown key column",
     "no such row",
 };

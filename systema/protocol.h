@@ -38,7 +38,7 @@ public:
         Protocol = 5,   // protocol error
         Constraint = 6, // a constraint is violated
         Mismatch = 7,   // type mismatch
-        NoTable = 8,    // no such table, or an SQL error
+        NoTable = 8,    // no such table or column, or another SQL error
         NoKey = 9,      // unknown key column
         NoRow = 10,     // no such row
     };
@@ -49,7 +49,7 @@ public:
     /// The message text of the code; "unknown result code" for a number without a meaning. Static text.
     const char* strerror() const;
 
-    /// Prints the code and its text, as in "8 (no such table)".
+    /// Prints the code and its text, as in "8 (no such table or column)".
     void put(std::ostream& a_oStream) const;
 
 private:

@@ -9,6 +9,7 @@
 using namespace systema;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using tests::failure;
 using tests::Lines;
 using tests::logged;
 using tests::row;
@@ -75,7 +76,7 @@ protected:
         EXPECT_EQ(eCode, 8U) << a_sPiece;
         ASSERT_EQ(lLines.size(), 2U) << a_sPiece;
         EXPECT_THAT(lLines[0], testing::StartsWith("Error 1 (near \"")) << a_sPiece;
-        EXPECT_EQ(lLines[1], std::string(a_pName) + " failed with error: 8 (no such table)") << a_sPiece;
+        EXPECT_EQ(lLines[1], failure(a_pName, 8)) << a_sPiece;
     }
 
     void expectUntouched() const
@@ -150,15 +151,14 @@ TEST_F(SmugglingTest, tableNames)
         for (const char* pPiece : c_aPieces) {
             if (std::string(pPiece).find('\'') == std::string::npos) {
                 EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.getSize(iSize, pPiece), 8U); }),
-                            ElementsAre("getSize failed with error: 8 (no such table)"));
+                            ElementsAre(failure("getSize", 8)));
             }
         }
         for (const char* pTable : {"T' OR '1'='1", "x' UNION SELECT 1 --", "T'", "T'; DROP TABLE T; --"}) {
             ValueList lRow;
-            EXPECT_THAT(
-                logged([&] { EXPECT_EQ(oDatabase.selectKey(lRow, pTable, "Id", "1", {}), 8U); }),
-                ElementsAre(HasSubstr("Error 1 (near"), "hasTable failed with error: 8 (no such table)",
-                            HasSubstr("Error 1 (near"), "selectSql failed with error: 8 (no such table)"));
+            EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.selectKey(lRow, pTable, "Id", "1", {}), 8U); }),
+                        ElementsAre(HasSubstr("Error 1 (near"), failure("hasTable", 8),
+                                    HasSubstr("Error 1 (near"), failure("selectSql", 8)));
             EXPECT_EQ(logged([&] { EXPECT_EQ(oDatabase.deleteAll(pTable), 8U); }).size(), 4U);
         }
     }
@@ -256,8 +256,7 @@ TEST_F(SmugglingTest, theSchemasOwnTriggersViewsChecksAndDefaultsWork)
     EXPECT_EQ(oDatabase.getSize(iSize, "Child"), 0U);
     EXPECT_EQ(iSize, 0U);
     // What SQLite keeps for itself is no client's business, though it is found as a table.
-    const auto refused =
-        ElementsAre("Error 23 (not authorized)", "exec failed with error: 1 (general failure)");
+    const auto refused = ElementsAre("Error 23 (not authorized)", failure("exec", 1));
     EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.deleteAll("sqlite_sequence"), 1U); }), refused);
     EXPECT_THAT(logged([&] {
                     EXPECT_EQ(oDatabase.insertRow("sqlite_sequence", row({{"seq", 99}})), 1U);

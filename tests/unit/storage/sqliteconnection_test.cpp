@@ -6,6 +6,7 @@
 using namespace systema;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using tests::failure;
 using tests::logged;
 
 namespace {
@@ -48,11 +49,8 @@ TEST_F(SqliteConnectionTest, mapsTheCodesOfSqlite)
         if (iCode == 0) {
             EXPECT_TRUE(lLines.empty()) << iSqlite;
         } else {
-            std::ostringstream oSecond;
-            oSecond << "getSize failed with error: ";
-            eCode.put(oSecond);
-            EXPECT_THAT(lLines,
-                        ElementsAre("Error " + std::to_string(iSqlite) + " (not an error)", oSecond.str()));
+            EXPECT_THAT(lLines, ElementsAre("Error " + std::to_string(iSqlite) + " (not an error)",
+                                            failure("getSize", iCode)));
         }
     }
 }
@@ -83,8 +81,7 @@ TEST_F(SqliteConnectionTest, foreignKeysHold)
         EResultCode eCode;
         const auto lLines = logged([&] { eCode = oDatabase.exec("INSERT INTO C VALUES (1, 7)"); });
         EXPECT_EQ(eCode, 6U);
-        EXPECT_THAT(lLines, ElementsAre("Error 19 (FOREIGN KEY constraint failed)",
-                                        "exec failed with error: 6 (constraint violated)"));
+        EXPECT_THAT(lLines, ElementsAre("Error 19 (FOREIGN KEY constraint failed)", failure("exec", 6)));
     }
 }
 
@@ -115,8 +112,7 @@ TEST_F(SqliteConnectionTest, aClosedConnectionAnswersWithCodes)
     EResultCode eCode;
     const auto lLines = logged([&] { eCode = oDatabase.startTransaction(); });
     EXPECT_EQ(eCode, 1U);
-    EXPECT_THAT(lLines, ElementsAre("Error 21 (bad parameter or other API misuse)",
-                                    "exec failed with error: 1 (general failure)"));
+    EXPECT_THAT(lLines, ElementsAre("Error 21 (bad parameter or other API misuse)", failure("exec", 1)));
 }
 
 TEST_F(SqliteConnectionTest, transactionsAreReal)
@@ -132,8 +128,8 @@ TEST_F(SqliteConnectionTest, transactionsAreReal)
     EResultCode eCode;
     const auto lLines = logged([&] { eCode = oDatabase.commitTransaction(); });
     EXPECT_EQ(eCode, 8U);
-    EXPECT_THAT(lLines, ElementsAre("Error 1 (cannot commit - no transaction is active)",
-                                    "exec failed with error: 8 (no such table)"));
+    EXPECT_THAT(lLines,
+                ElementsAre("Error 1 (cannot commit - no transaction is active)", failure("exec", 8)));
     oDatabase.close();
     EXPECT_EQ(sql("SELECT Id FROM T"), "2|");
 }
@@ -157,6 +153,5 @@ TEST_F(SqliteConnectionTest, selectSqlReadsTheFirstRow)
     EResultCode eCode;
     const auto lLines = logged([&] { eCode = oDatabase.selectSql(lRow, "SELECT no FROM T"); });
     EXPECT_EQ(eCode, 8U);
-    EXPECT_THAT(lLines, ElementsAre("Error 1 (no such column: no)",
-                                    "selectSql failed with error: 8 (no such table)"));
+    EXPECT_THAT(lLines, ElementsAre("Error 1 (no such column: no)", failure("selectSql", 8)));
 }

@@ -6,6 +6,7 @@
 using namespace systema;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using tests::failure;
 using tests::logged;
 using tests::row;
 
@@ -204,13 +205,11 @@ TEST_F(RowCursorTest, failsToOpenAsAPositionReadDoes)
     SqliteWrapper oDatabase = open();
     std::unique_ptr<IRowCursor> pCursor;
     EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.openRows(pCursor, "Missing", 0, 1, {}), 8U); }),
-                ElementsAre("selectRow failed with error: 8 (no such table)"));
-    EXPECT_THAT(
-        logged([&] { EXPECT_EQ(oDatabase.openRows(pCursor, "T", 0, 1, {"Nope"}), 8U); }),
-        ElementsAre("Error 1 (no such column: Nope)", "selectSql failed with error: 8 (no such table)"));
+                ElementsAre(failure("selectRow", 8)));
+    EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.openRows(pCursor, "T", 0, 1, {"Nope"}), 8U); }),
+                ElementsAre("Error 1 (no such column: Nope)", failure("selectSql", 8)));
     EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.openRows(pCursor, "T", 0, 1, {"Id;"}), 8U); }),
-                ElementsAre("Error 1 (near \"Id;\": syntax error)",
-                            "selectSql failed with error: 8 (no such table)"));
+                ElementsAre("Error 1 (near \"Id;\": syntax error)", failure("selectSql", 8)));
     EXPECT_EQ(logged([&] {
                   EXPECT_EQ(oDatabase.openRows(pCursor, "T", 0, 1, {std::string(4096, 'x')}), 1U);
               }).size(),

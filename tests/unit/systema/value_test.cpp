@@ -125,5 +125,5 @@ TEST(EResultCode, EveryCodeHasItsTextAndOthersSaySo)
     EXPECT_STREQ(EResultCode(UINT_MAX).strerror(), "unknown result code");
     std::ostringstream oStream;
     EResultCode(EResultCode::NoTable).put(oStream);
-    EXPECT_EQ(oStream.str(), "8 (no such table)");
+    EXPECT_EQ(oStream.str(), "8 (no such table or column)");
 }
