@@ -23,6 +23,13 @@ std::string systemText(int a_iError)
     return std::generic_category().message(a_iError);
 }
 
+/// What the server says of itself to a connection that is one too many, before it has read the hello.
+bool isRefusal(const wire::Header& a_oHeader)
+{
+    return a_oHeader.m_eKind == wire::EKind::Reply && a_oHeader.m_eOperation == wire::EOperation::Hello &&
+           a_oHeader.m_iId == 0 && a_oHeader.m_iCode == EResultCode::Busy;
+}
+
 void setTimeout(int a_iSocket, int a_iOption, milliseconds a_oTimeout)
 {
     const auto oSeconds = std::chrono::duration_cast<std::chrono::seconds>(a_oTimeout);
@@ -70,15 +77,15 @@ Status Connection::connect()
     sPath.copy(oAddress.sun_path, sPath.size());
 
     zel::UniqueFd oSocket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!oSocket) {
+        return Status::disconnected("cannot make a socket: " + systemText(errno));
+    }
     setTimeout(oSocket.get(), SO_SNDTIMEO, m_oOptions.m_oTimeout); // bounds the wait for being accepted
     const auto* pAddress = reinterpret_cast<const sockaddr*>(&oAddress);
-    while (oSocket && ::connect(oSocket.get(), pAddress, sizeof oAddress) < 0) {
-        if (errno != EINTR) {
-            oSocket.reset();
+    while (::connect(oSocket.get(), pAddress, sizeof oAddress) < 0) {
+        if (const int iError = errno; iError != EINTR) {
+            return Status::disconnected("cannot connect to " + sPath + ": " + systemText(iError));
         }
-    }
-    if (!oSocket) {
-        return Status::disconnected("cannot connect to " + sPath + ": " + systemText(errno));
     }
     return attach(std::move(oSocket));
 }
@@ -101,9 +108,7 @@ Status Connection::attach(zel::UniqueFd a_oSocket)
         oStatus = Status::disconnected("the daemon speaks another version of the protocol");
     }
     if (oStatus.ok() && !m_lSubscriptions.empty()) {
-        NameList lTables;
-        std::ranges::for_each(m_lSubscriptions, [&](const std::string& a_sTable) { lTables.add(a_sTable); });
-        oStatus = subscribe(lTables, true);
+        oStatus = subscribe(NameList(m_lSubscriptions), true);
     }
     if (oStatus.ok()) {
         m_sServerVersion = std::move(oGreeting->m_sServerVersion);
@@ -358,6 +363,10 @@ void Connection::handleFrame(const wire::Header& a_oHeader, std::string_view a_s
 
 void Connection::handleAnswer(const wire::Header& a_oHeader, std::string_view a_sBody)
 {
+    if (isRefusal(a_oHeader) && !m_lPending.empty() &&
+        m_lPending.front().m_eOperation == wire::EOperation::Hello) {
+        return fail(Status::refused(EResultCode::Busy, "too many connections"));
+    }
     if (m_lPending.empty() || m_lPending.front().m_iId != a_oHeader.m_iId ||
         m_lPending.front().m_eOperation != a_oHeader.m_eOperation) {
         return failMalformed("an answer to what was not asked");

@@ -56,7 +56,7 @@ public:
 
     /// Connects and says hello; an earlier connection is closed first. Subscriptions made before hold again,
     /// and each of their tables is told as changed, since changes may have been missed; when the server
-    /// refuses one of them (8: no such table) there is no connection.
+    /// refuses one of them (8: no such table) there is no connection. 2: the server has too many connections.
     Status connect();
     /// The same over a socket that is connected already, which the connection then owns.
     Status attach(zel::UniqueFd a_oSocket);
@@ -99,12 +99,13 @@ public:
         return oStatus.ok() ? await(oAnswer) : oStatus;
     }
 
-    /// Reads rows and collects them. A read that another connection's change made void is repeated up to
-    /// c_iBulkAttempts times; after that the result is 2.
+    /// Reads rows and collects them. A read that a change of any table of the same database made void is
+    /// repeated up to c_iBulkAttempts times; after that the result is 2.
     Result<Rows> call(const request::SelectRows& a_oRequest);
 
     /// Reads rows and hands each to the handler as it comes. With any result but 0 what the handler was given
-    /// is void; with 2 because the table was changed meanwhile, and it is worth reading again.
+    /// is void; with 2 because a table of the same database was changed meanwhile, and it is worth reading
+    /// again.
     Status readRows(const request::SelectRows& a_oRequest, const RowHandler& a_oHandler);
 
     static constexpr int c_iBulkAttempts = 5;

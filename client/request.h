@@ -106,8 +106,8 @@ struct SelectKey
     auto fields() const { return std::tie(m_sTable, m_sKeyColumn, m_sKeyValue, m_lColumns); }
 };
 
-/// A range of rows, by default all of them, in one consistent state. 2: the table was changed while it was
-/// read; what was received is void.
+/// A range of rows, by default all of them, in one consistent state. 2: a table of the same database was
+/// changed meanwhile; what was received is void.
 struct SelectRows
 {
     using Answer = Rows;

@@ -24,9 +24,12 @@ public:
     /// Begins; the server grants it first come, first served within the wait.
     /// 0; 1: the connection has a transaction already; 2: another one has, and the wait is over; 3: locked.
     Status begin(std::chrono::milliseconds a_oWait = {});
-    /// Makes the changes permanent. After any other result than 0 none of them is. 1: none is open.
+    /// Makes the changes permanent. 1: none is open. Another code comes from a database that failed: it and
+    /// those after it are rolled back, those before it, in the order of attachment, keep what was written.
+    /// What was written to tables that no rollback undoes, the virtual ones and those of services.db and
+    /// persistent-area.db, holds whatever the result.
     Status commit();
-    /// Discards the changes. 1: none is open.
+    /// Discards the changes, but those of tables that no rollback undoes. 1: none is open.
     Status rollback();
     /// Begun and neither committed nor rolled back, on a connection that still holds.
     bool isOpen() const;

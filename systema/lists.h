@@ -44,6 +44,7 @@ class NameList
 public:
     NameList() = default;
     NameList(std::initializer_list<std::string> a_lNames) : m_lNames(a_lNames) {}
+    explicit NameList(std::vector<std::string> a_lNames) : m_lNames(std::move(a_lNames)) {}
 
     void add(std::string a_sName) { m_lNames.push_back(std::move(a_sName)); }
     bool hasName(std::string_view a_sName) const;

@@ -80,6 +80,19 @@ TEST(Connect, FailsClearly)
     EXPECT_FALSE(oConnection.isConnected());
 }
 
+TEST(Connect, OneConnectionTooManyIsBusyAndNoBreachOfTheProtocol)
+{
+    Connection oConnection({"", "test"});
+    FakeServer oFull;
+    oFull.raw(FakeServer::bytes(EKind::Reply, EOperation::Hello, 0, EResultCode::Busy, {}));
+    oFull.hangUp();
+    const Status oStatus = oFull.attach(oConnection);
+    EXPECT_EQ(oStatus.code(), EResultCode::Busy);
+    EXPECT_FALSE(oStatus.isConnectionError());
+    EXPECT_EQ(oStatus.text(), "too many connections");
+    EXPECT_FALSE(oConnection.isConnected());
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // Requests and answers
 
@@ -140,7 +153,7 @@ TEST_F(ConnectionTest, CallGivesTheAnswerOrTheResultCode)
     EXPECT_EQ(*oSize, 42u);
     const auto oMissing = m_oConnection.call(request::GetSize{"X"});
     EXPECT_EQ(oMissing.code(), EResultCode::NoTable);
-    EXPECT_EQ(oMissing.text(), "no such table");
+    EXPECT_EQ(oMissing.text(), "no such table or column");
     EXPECT_FALSE(oMissing.isConnectionError());
     EXPECT_EQ(*m_oConnection.call(request::InsertKey{"T"}), -3);
 }
