@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <map>
+#include <optional>
 #include <poll.h>
 #include <sys/signalfd.h>
 
@@ -57,14 +58,14 @@ public:
     explicit Snapshots(client::Connection& a_oConnection) : m_oConnection(a_oConnection) {}
 
     /// Reads the table again and hands the difference to the function. A table that is changed faster than it
-    /// can be read (2) shows its difference with a later change.
+    /// can be read (2) shows its difference with a later change, an empty one while it was never read.
     template<typename Show>
     client::Status update(const std::string& a_sTable, Show a_oShow)
     {
         auto oRows = m_oConnection.call(request::SelectRows{a_sTable});
-        client::Rows& oBefore = m_mRows[a_sTable];
+        auto& oBefore = m_mRows[a_sTable];
         if (oRows.ok()) {
-            a_oShow(diffRows(oBefore, *oRows));
+            a_oShow(oBefore ? diffRows(*oBefore, *oRows) : RowDiff{});
             oBefore = std::move(*oRows);
         } else if (oRows.code() == EResultCode::Busy) {
             a_oShow({});
@@ -76,7 +77,7 @@ public:
 
 private:
     client::Connection& m_oConnection;
-    std::map<std::string, client::Rows> m_mRows;
+    std::map<std::string, std::optional<client::Rows>> m_mRows;
 };
 
 } // namespace
@@ -86,10 +87,7 @@ Outcome runWatch(Session& a_oSession, const Arguments& a_oArguments)
     client::Connection& oConnection = a_oSession.m_oConnection;
     Printer& oPrinter = a_oSession.m_oPrinter;
     const StopSignals oStop;
-    NameList lTables;
-    for (const auto& sTable : a_oArguments.m_lNames) {
-        lTables.add(sTable);
-    }
+    const NameList lTables(a_oArguments.m_lNames);
     client::Status oStatus = oConnection.subscribe(lTables);
     Snapshots oSnapshots(oConnection);
     for (auto it = lTables.begin(); a_oArguments.m_bRows && it != lTables.end() && oStatus.ok(); ++it) {
