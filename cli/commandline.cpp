@@ -126,14 +126,10 @@ void declareWatch(CLI::App& a_oApp, Arguments& a_oArguments)
     a_oApp.add_flag("--rows", a_oArguments.m_bRows, "show what changed in the rows");
 }
 
-void declareFile(CLI::App& a_oApp, Arguments& a_oArguments)
+/// A file of writes, and how long they may wait for their transaction.
+void declareWrites(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     a_oApp.add_option("FILE", a_oArguments.m_sFile, "the file to read, standard input by default");
-}
-
-void declareBatch(CLI::App& a_oApp, Arguments& a_oArguments)
-{
-    declareFile(a_oApp, a_oArguments);
     addNumber(a_oApp, "--wait", "MS", "how long to wait for another transaction to end", 0, 0xffffffff,
               [&](std::uint32_t a_iMs) { a_oArguments.m_oWait = std::chrono::milliseconds(a_iMs); });
 }
@@ -152,9 +148,9 @@ constexpr std::array c_aCommands = {
     Command{"add", "add a row and print its id", declareAdd, runWrite, EWrite::Add},
     Command{"del", "delete a row, or all of them", declareDel, runWrite, EWrite::Del},
     Command{"watch", "a line for each change of the tables, until interrupted", declareWatch, runWatch},
-    Command{"batch", "set, add and del lines as one transaction", declareBatch, runBatch},
+    Command{"batch", "set, add and del lines as one transaction", declareWrites, runBatch},
     Command{"export", "tables as JSON", declareExport, runExport},
-    Command{"import", "bring exported tables back", declareFile, runImport},
+    Command{"import", "bring exported tables back", declareWrites, runImport},
     Command{"info", "what the daemon says of itself", declareNothing, runInfo},
 };
 

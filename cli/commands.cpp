@@ -14,15 +14,6 @@ namespace request = client::request;
 
 namespace {
 
-NameList nameList(const std::vector<std::string>& a_lNames)
-{
-    NameList lNames;
-    for (const auto& sName : a_lNames) {
-        lNames.add(sName);
-    }
-    return lNames;
-}
-
 /// The ids that an answer gives: one for a new row, none for any other write.
 template<typename Answer>
 void addId(std::vector<std::int32_t>& a_lIds, const Answer& a_oAnswer)
@@ -65,7 +56,7 @@ Outcome runGet(Session& a_oSession, const Arguments& a_oArguments)
 {
     auto& oConnection = a_oSession.m_oConnection;
     const std::string& sTable = a_oArguments.m_sTable;
-    const NameList lColumns = nameList(a_oArguments.m_lNames);
+    const NameList lColumns(a_oArguments.m_lNames);
     if (!a_oArguments.m_oRow && !a_oArguments.m_oKey) {
         const auto oRows = oConnection.call(request::SelectRows{sTable, lColumns});
         if (oRows.ok()) {
@@ -175,8 +166,12 @@ Outcome runBatch(Session& a_oSession, const Arguments& a_oArguments)
     for (Line& oLine : lLines) {
         std::visit(
             [&](const auto& a_oRequest) {
-                oBatch.add(a_oRequest, oLine.m_sContext,
-                           [&](const auto& a_oAnswer) { addId(lIds, a_oAnswer); });
+                oBatch.add(a_oRequest, oLine.m_sContext, [&](const auto& a_oAnswer) {
+                    if (a_oAnswer.ok()) {
+                        addId(lIds, a_oAnswer);
+                    }
+                    return a_oAnswer.ok();
+                });
             },
             makeWrite(oLine.m_oArguments, std::move(oLine.m_lValues)));
     }

@@ -7,7 +7,9 @@
 #include "cli/writebatch.h"
 
 #include <algorithm>
+#include <ranges>
 #include <sstream>
+#include <variant>
 
 namespace systema::cli {
 
@@ -102,10 +104,7 @@ void writeTable(std::ostream& a_oStream, const std::string& a_sTable, const Tabl
 Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
 {
     auto& oConnection = a_oSession.m_oConnection;
-    NameList lTables;
-    for (const auto& sTable : a_oArguments.m_lNames) {
-        lTables.add(sTable);
-    }
+    NameList lTables(a_oArguments.m_lNames);
     if (lTables.empty()) {
         auto oStored = oConnection.call(request::GetTables{wire::ETableFilter::Stored});
         if (!oStored.ok()) {
@@ -183,24 +182,92 @@ Outcome planTables(Session& a_oSession, json_object* a_pFile, std::vector<TableI
     return {};
 }
 
-/// Deletes first, so that values that must be unique are free for the rows that take them over.
-template<typename Done>
-void addWrites(WriteBatch& a_oBatch, const TableImport& a_oImport, Done a_oDone)
+struct Write
 {
-    const std::string& sTable = a_oImport.m_sTable;
-    const ImportPlan& oPlan = a_oImport.m_oPlan;
-    const auto sContext = [&](const std::string& a_sId) {
-        return tableContext(sTable) + "Id " + a_sId + ": ";
-    };
-    for (const auto& sId : oPlan.m_lDeletes) {
-        a_oBatch.add(request::DeleteKey{sTable, "Id", sId}, sContext(sId), a_oDone);
+    std::string m_sContext;
+    std::variant<request::DeleteKey, request::UpdateKey, request::InsertRow> m_oRequest;
+};
+
+std::string rowContext(const std::string& a_sTable, const std::string& a_sId)
+{
+    return tableContext(a_sTable) + "Id " + a_sId + ": ";
+}
+
+/// The writes of all tables, which refer to the plans.
+std::vector<Write> changesOf(const std::vector<TableImport>& a_lImports)
+{
+    std::vector<Write> lChanges;
+    for (const auto& [sTable, oPlan] : a_lImports) {
+        for (const auto& [sId, lValues] : oPlan.m_lUpdates) {
+            lChanges.push_back({rowContext(sTable, sId), request::UpdateKey{sTable, "Id", sId, lValues}});
+        }
+        for (const auto& lRow : oPlan.m_lInserts) {
+            lChanges.push_back(
+                {rowContext(sTable, lRow.getValue("Id").toText()), request::InsertRow{sTable, lRow}});
+        }
     }
-    for (const auto& [sId, lValues] : oPlan.m_lUpdates) {
-        a_oBatch.add(request::UpdateKey{sTable, "Id", sId, lValues}, sContext(sId), a_oDone);
+    return lChanges;
+}
+
+std::vector<Write> deletesOf(const std::vector<TableImport>& a_lImports)
+{
+    std::vector<Write> lDeletes;
+    for (const auto& [sTable, oPlan] : a_lImports | std::views::reverse) {
+        for (const auto& sId : oPlan.m_lDeletes) {
+            lDeletes.push_back({rowContext(sTable, sId), request::DeleteKey{sTable, "Id", sId}});
+        }
     }
-    for (const auto& lRow : oPlan.m_lInserts) {
-        a_oBatch.add(request::InsertRow{sTable, lRow}, sContext(lRow.getValue("Id").toText()), a_oDone);
+    return lDeletes;
+}
+
+/// Sends the writes, and those that a constraint refuses again as long as that gets any of them through.
+/// Those still refused are left. False when another failure has ended the batch.
+bool settle(WriteBatch& a_oBatch, std::vector<Write>& a_lWrites, ProgressBar& a_oProgress)
+{
+    for (std::size_t iBefore = a_lWrites.size() + 1; !a_lWrites.empty() && a_lWrites.size() < iBefore;) {
+        iBefore = a_lWrites.size();
+        std::vector<Write> lRefused;
+        for (const Write& oWrite : a_lWrites) {
+            const auto oTake = [&](const client::Status& a_oResult) {
+                if (a_oResult.code() == EResultCode::Constraint) {
+                    lRefused.push_back(oWrite);
+                    return true;
+                }
+                a_oProgress.advance();
+                const bool bGoneBefore = a_oResult.code() == EResultCode::NoRow &&
+                                         std::holds_alternative<request::DeleteKey>(oWrite.m_oRequest);
+                return a_oResult.ok() || bGoneBefore; // with a row that it referred to
+            };
+            std::visit([&](const auto& a_oRequest) { a_oBatch.add(a_oRequest, oWrite.m_sContext, oTake); },
+                       oWrite.m_oRequest);
+        }
+        if (!a_oBatch.wait()) {
+            return false;
+        }
+        a_lWrites = std::move(lRefused);
     }
+    return true;
+}
+
+/// Sends all writes. What rows refer to may come after them, and a value that must be unique may be taken
+/// until another row is gone, hence the repeating. Rows are changed before any is deleted, or those that
+/// referred to a deleted one would be deleted with it.
+Outcome writeAll(WriteBatch& a_oBatch, const std::vector<TableImport>& a_lImports, ProgressBar& a_oProgress)
+{
+    std::vector<Write> lChanges = changesOf(a_lImports);
+    std::vector<Write> lDeletes = deletesOf(a_lImports);
+    const auto iLeft = [&] { return lChanges.size() + lDeletes.size(); };
+    for (std::size_t iBefore = iLeft() + 1; iLeft() > 0 && iLeft() < iBefore;) {
+        iBefore = iLeft();
+        if (!settle(a_oBatch, lChanges, a_oProgress) || !settle(a_oBatch, lDeletes, a_oProgress)) {
+            break;
+        }
+    }
+    if (a_oBatch.wait() && iLeft() > 0) {
+        const Write& oWrite = lChanges.empty() ? lDeletes.front() : lChanges.front();
+        return Outcome(client::Status::refused(EResultCode::Constraint), oWrite.m_sContext);
+    }
+    return a_oBatch.finish();
 }
 
 } // namespace
@@ -219,7 +286,7 @@ Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
     }
 
     WriteBatch oBatch(a_oSession.m_oConnection);
-    if (const auto oBegun = oBatch.begin(a_oArguments.m_oTimeout); !oBegun.ok()) {
+    if (const auto oBegun = oBatch.begin(a_oArguments.m_oWait); !oBegun.ok()) {
         return oBegun;
     }
     std::vector<TableImport> lImports;
@@ -230,10 +297,7 @@ Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
     std::ranges::for_each(lImports,
                           [&](const TableImport& a_oImport) { iWrites += a_oImport.m_oPlan.size(); });
     ProgressBar oProgress(a_oSession.m_oErrors, a_oSession.m_bProgress, iWrites);
-    for (const TableImport& oImport : lImports) {
-        addWrites(oBatch, oImport, [&](const client::Status&) { oProgress.advance(); });
-    }
-    return oBatch.finish();
+    return writeAll(oBatch, lImports, oProgress);
 }
 
 } // namespace systema::cli

@@ -9,13 +9,18 @@ void WriteBatch::keepFirst(Outcome a_oFailure)
     }
 }
 
-Outcome WriteBatch::finish()
+bool WriteBatch::wait()
 {
     const client::Status oStatus = m_oConnection.wait();
     if (!oStatus.ok()) {
         keepFirst(oStatus);
     }
-    if (m_oFailure.ok()) {
+    return m_oFailure.ok();
+}
+
+Outcome WriteBatch::finish()
+{
+    if (wait()) {
         return m_oTransaction.commit();
     }
     static_cast<void>(m_oTransaction.rollback()); // what matters is the failure before

@@ -1,5 +1,5 @@
 // Many writes as one transaction: they are sent without waiting for each other's answers, and committed when
-// all of them succeeded. Owned by the command that makes it; dropped early, it rolls back.
+// none of them failed. Owned by the command that makes it; dropped early, it rolls back.
 #pragma once
 
 #include "cli/outcome.h"
@@ -25,18 +25,20 @@ public:
     /// Waits for the transaction of another client to end. 2: it did not; 3: locked.
     client::Status begin(std::chrono::milliseconds a_oWait) { return m_oTransaction.begin(a_oWait); }
 
-    /// Sends a write, unless one has failed already. The context stands in front of its error text; the
-    /// handler is called with its result if it succeeds.
+    /// Sends a write, unless one has failed already. The handler is called with its result and says whether
+    /// that will do; if not, the batch has failed. The context stands in front of the error text.
     template<typename Request>
     void add(const Request& a_oRequest, std::string a_sContext,
-             std::function<void(const client::ResultOf<Request>&)> a_oHandler)
+             std::function<bool(const client::ResultOf<Request>&)> a_oHandler)
     {
         if (!m_oFailure.ok()) {
             return;
         }
         const client::Status oStatus = m_oConnection.submit(
             a_oRequest, [this, a_sContext, a_oHandler](const client::ResultOf<Request>& a_oResult) {
-                a_oResult.ok() ? a_oHandler(a_oResult) : keepFirst(Outcome(a_oResult, a_sContext));
+                if (!a_oHandler(a_oResult)) {
+                    keepFirst(Outcome(a_oResult, a_sContext));
+                }
             });
         if (!oStatus.ok()) {
             keepFirst(Outcome(oStatus, a_sContext));
@@ -45,6 +47,8 @@ public:
         }
     }
 
+    /// Waits for all answers. False when the batch has failed.
+    bool wait();
     /// Waits for all answers; commits, or rolls back after a failure, the first of which it gives.
     Outcome finish();
 

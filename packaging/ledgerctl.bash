@@ -78,7 +78,7 @@ _ledgerctl() {
             get | set) words+=' --row --key' ;;
             del) words+=' --row --key --all' ;;
             watch) words+=' --rows' ;;
-            batch) words+=' --wait' ;;
+            batch | import) words+=' --wait' ;;
         esac
     elif [[ -z $command ]]; then
         words=' tables schema count get set add del watch batch export import info'

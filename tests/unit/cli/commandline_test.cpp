@@ -83,7 +83,8 @@ TEST_F(CommandLineTest, TakesTheWordsOfEachCommand)
     EXPECT_EQ(parse({"batch", "-", "--wait", "1500"}).m_oWait, std::chrono::milliseconds(1500));
     EXPECT_EQ(oArguments.m_sFile, "-");
     EXPECT_TRUE(parse({"export"}).m_lNames.empty());
-    EXPECT_EQ(parse({"import", "f"}).m_sFile, "f");
+    EXPECT_EQ(parse({"import", "f", "--wait", "5"}).m_sFile, "f");
+    EXPECT_EQ(oArguments.m_oWait, std::chrono::milliseconds(5));
 }
 
 TEST_F(CommandLineTest, WrongUsageIs64)

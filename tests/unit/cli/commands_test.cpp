@@ -91,6 +91,7 @@ protected:
 
 TEST_F(CommandsTest, GetReadsWhatIsAskedFor)
 {
+    m_oServer.reply(EResultCode::Busy); // overtaken by a write, which get has to survive
     m_oServer.reply(0, rows({{1, "a"}}));
     m_oServer.reply(0, row(2, "b"));
     m_oServer.reply(0, row(3, "c"));
@@ -100,10 +101,11 @@ TEST_F(CommandsTest, GetReadsWhatIsAskedFor)
     EXPECT_TRUE(run({"get", "T", "Id", "--key", "Id=3", "--csv"}).ok());
     const Outcome oMissing = run({"get", "X"});
     EXPECT_EQ(oMissing.m_iExit, 8);
-    EXPECT_EQ(oMissing.m_sText, "no such table");
+    EXPECT_EQ(oMissing.m_sText, "no such table or column");
     EXPECT_EQ(m_oOutput.str(), "[\n {\"Id\":1,\"Name\":\"a\"}\n]\nId,Name\r\n2,b\r\nId,Name\r\n3,c\r\n");
-    EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::SelectRows, EOperation::SelectRow,
-                                                    EOperation::SelectKey, EOperation::SelectRows));
+    EXPECT_THAT(m_oServer.operations(),
+                ElementsAre(EOperation::SelectRows, EOperation::SelectRows, EOperation::SelectRow,
+                            EOperation::SelectKey, EOperation::SelectRows));
 }
 
 TEST_F(CommandsTest, AWrongValueIsRefusedBeforeAnythingIsWritten)
@@ -206,6 +208,7 @@ TEST_F(CommandsTest, ExportShowsTheRowWithIdZeroAndKeepsEveryByte)
 {
     m_oServer.reply(0, [](Writer& a_oWriter) { a_oWriter.names({"T"}); });
     m_oServer.reply(0, writeSchema);
+    m_oServer.reply(EResultCode::Busy); // overtaken by a write
     m_oServer.reply(0, rows({{1, "\xff"}}));
     m_oServer.reply(0, row(0, "default"));
     EXPECT_TRUE(run({"export"}).ok());
@@ -229,7 +232,7 @@ TEST_F(CommandsTest, ImportTurnsTheTableIntoThatOfTheFile)
     m_oServer.reply(0, rows({{1, "stays"}, {2, "old"}, {3, "goes"}}));
     m_oServer.reply(0, row(0, "another default"));
     for (int i = 0; i < 4; ++i) {
-        m_oServer.reply(); // delete, update, insert, commit
+        m_oServer.reply(); // update, insert, delete, commit
     }
     const Outcome oOutcome = run({"import"}, R"({"T":{"columns":[],"rows":[{"Id":0,"Name":"default"},
         {"Id":1,"Name":"stays"},{"Id":2,"Name":"new"},{"Id":4,"Name":{"hex":"ff"}}]}})");
@@ -238,21 +241,53 @@ TEST_F(CommandsTest, ImportTurnsTheTableIntoThatOfTheFile)
 
     const auto lRequests = m_oServer.requests();
     ASSERT_EQ(lRequests.size(), 8u);
-    EXPECT_EQ(lRequests[4].m_eOperation, EOperation::DeleteKey);
-    EXPECT_THAT(lRequests[4].m_sBody, HasSubstr("3"));
-    EXPECT_EQ(lRequests[5].m_eOperation, EOperation::UpdateKey);
-    Reader oUpdate(lRequests[5].m_sBody);
+    EXPECT_EQ(lRequests[4].m_eOperation, EOperation::UpdateKey);
+    Reader oUpdate(lRequests[4].m_sBody);
     EXPECT_EQ(oUpdate.text(), "T");
     EXPECT_EQ(oUpdate.text(), "Id");
     EXPECT_EQ(oUpdate.text(), "2");
     ValueList lChanged;
     lChanged.add("Name", Value(EDataType::Text, "new"));
     EXPECT_EQ(oUpdate.values(), lChanged) << "only what differs";
-    EXPECT_EQ(lRequests[6].m_eOperation, EOperation::InsertRow);
-    Reader oInsert(lRequests[6].m_sBody);
+    EXPECT_EQ(lRequests[5].m_eOperation, EOperation::InsertRow);
+    Reader oInsert(lRequests[5].m_sBody);
     oInsert.text();
     EXPECT_EQ(oInsert.values().getValue("Name").getText(), "\xff");
+    EXPECT_EQ(lRequests[6].m_eOperation, EOperation::DeleteKey);
+    EXPECT_THAT(lRequests[6].m_sBody, HasSubstr("3"));
     EXPECT_EQ(lRequests[7].m_eOperation, EOperation::Commit);
+}
+
+TEST_F(CommandsTest, ImportWritesWhatAConstraintRefusedAgainOnceTheOthersAreWritten)
+{
+    const std::string sFile = R"({"T":{"rows":[{"Id":1,"Name":"child"},{"Id":2,"Name":"parent"}]}})";
+    const auto oPlan = [&] {
+        m_oServer.reply(); // begin
+        m_oServer.reply(0, writeSchema);
+        m_oServer.reply(0, rows({{3, "goes"}}));
+        m_oServer.reply(EResultCode::NoRow); // no row with Id 0
+    };
+    oPlan();
+    m_oServer.reply(EResultCode::Constraint);
+    m_oServer.reply();
+    m_oServer.reply();                   // the first row again
+    m_oServer.reply(EResultCode::NoRow); // the row to delete went with another
+    m_oServer.reply();                   // commit
+    const Outcome oOutcome = run({"import"}, sFile);
+    EXPECT_TRUE(oOutcome.ok()) << oOutcome.m_sText;
+    const auto lOperations = m_oServer.operations();
+    EXPECT_THAT(std::vector(lOperations.begin() + 4, lOperations.end()),
+                ElementsAre(EOperation::InsertRow, EOperation::InsertRow, EOperation::InsertRow,
+                            EOperation::DeleteKey, EOperation::Commit));
+
+    oPlan();
+    for (const unsigned iCode : {6, 6, 0, 6, 6, 0}) { // no progress but the deletion, then none; rollback
+        m_oServer.reply(static_cast<std::uint16_t>(iCode));
+    }
+    const Outcome oRefused = run({"import"}, sFile);
+    EXPECT_EQ(oRefused.m_iExit, 6);
+    EXPECT_EQ(oRefused.m_sText, "table \"T\": Id 1: constraint violated");
+    EXPECT_EQ(m_oServer.operations().back(), EOperation::Rollback);
 }
 
 TEST_F(CommandsTest, ImportRefusesWhatIsNoExport)
@@ -299,6 +334,21 @@ TEST_F(CommandsTest, WatchPrintsChangesUntilASignalEndsIt)
     const Outcome oOutcome = run({"watch", "T", "--rows"});
     EXPECT_TRUE(oOutcome.ok()) << oOutcome.m_sText;
     EXPECT_EQ(m_oOutput.str(), "T\n  ~ Id=1 Name=\"a\"->\"b\"\n");
+}
+
+TEST_F(CommandsTest, WatchShowsNoRowsAsAddedWhenTheFirstReadWasOvertaken)
+{
+    m_oServer.event(EOperation::TableChanged, "T");
+    m_oServer.reply(); // subscribe
+    for (int i = 0; i < client::Connection::c_iBulkAttempts; ++i) {
+        m_oServer.reply(EResultCode::Busy);
+    }
+    m_oServer.reply(0, [](Writer& a_oWriter) {
+        rows({{1, "a"}})(a_oWriter);
+        ::kill(::getpid(), SIGTERM);
+    });
+    EXPECT_TRUE(run({"watch", "T", "--rows"}).ok());
+    EXPECT_EQ(m_oOutput.str(), "T\n");
 }
 
 TEST_F(CommandsTest, WatchEndsWithItsServer)

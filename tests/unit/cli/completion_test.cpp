@@ -55,6 +55,7 @@ TEST(Completion, OffersCommandsAndOptions)
     EXPECT_THAT(complete("ledgerctl e"), ElementsAre("export"));
     EXPECT_THAT(complete("ledgerctl -s /here --js"), ElementsAre("--json"));
     EXPECT_THAT(complete("ledgerctl del Phone --"), Contains("--all"));
+    EXPECT_THAT(complete("ledgerctl import --"), Contains("--wait"));
     EXPECT_THAT(complete("ledgerctl get Phone --"), Not(Contains("--all")));
 }
 
