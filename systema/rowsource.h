@@ -35,8 +35,9 @@ public:
     virtual const NameList& getColumns() const = 0;
 
     /// Hands rows to the sink until it is full or the range ends.
-    /// 0: the sink is full, there may be more. 10: the range has ended. 2: the table was changed, or its
-    /// database closed, since the cursor was opened; the rest cannot be had in the same state. 1: failure.
+    /// 0: the sink is full, there may be more. 10: the range has ended. 2: a table of the
+    /// same database was changed, or the database closed, since the cursor was opened; the rest cannot be had
+    /// in the same state. 1: failure.
     virtual EResultCode fetch(IRowSink& a_oSink) = 0;
 };
 

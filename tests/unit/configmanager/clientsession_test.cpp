@@ -137,6 +137,8 @@ TEST_F(ClientSessionTest, TheLimitsOfTheDocumentAreThoseOfTheCode)
         {"c_oHelloTimeout", zel::cfg::c_oHelloTimeout.count()},
         {"c_iOutputLimit", zel::cfg::c_iOutputLimit},
         {"c_iEventOutput", zel::cfg::c_iEventOutput},
+        {"c_iNamesLimit", zel::cfg::c_iNamesLimit},
+        {"c_iKeptLimit", zel::cfg::c_iKeptLimit},
         {"c_iPartsPerTurn", zel::cfg::c_iPartsPerTurn},
         {"c_iMinTransactionTimeout", ConfigDispatcher::c_iMinTransactionTimeout},
         {"c_iMaxTransactionTimeout", ConfigDispatcher::c_iMaxTransactionTimeout},
