@@ -95,11 +95,9 @@ void SqliteConnection::open()
     if (isOpen()) {
         return;
     }
-    // Both only before the first database of the process is opened; later it is refused. Nobody asks SQLite
-    // for its memory statistics, and they cost a lock at every allocation. And positions are those of the
-    // table: read from an index alone, for its columns alone, the rows would have another order.
-    [[maybe_unused]] static const int c_iConfigured =
-        sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) | sqlite3_config(SQLITE_CONFIG_COVERING_INDEX_SCAN, 0);
+    // Nobody asks SQLite for its memory statistics, and they cost a lock at every allocation. They can be
+    // switched off only before the first database of the process is opened; later this is refused.
+    [[maybe_unused]] static const int c_iConfigured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     // One thread uses the connection, so SQLite need not lock it at every call.
     const int ret =
         sqlite3_open_v2((m_sPath + "/" + m_sName).c_str(), &m_pDatabase,

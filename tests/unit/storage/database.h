@@ -33,6 +33,15 @@ Lines logged(Action a_oAction)
     return lLines;
 }
 
+/// The line of an operation that failed.
+inline std::string failure(const std::string& a_sOperation, systema::EResultCode a_eCode)
+{
+    std::ostringstream oLine;
+    oLine << a_sOperation << " failed with error: ";
+    a_eCode.put(oLine);
+    return oLine.str();
+}
+
 /// Runs statements over a connection of its own and returns the cells of the rows, "|" after each cell.
 inline std::string runSql(const std::string& a_sFile, const std::string& a_sSql)
 {

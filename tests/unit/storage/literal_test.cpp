@@ -59,6 +59,12 @@ constexpr const char* c_aTexts[] = {"",        "0",  "1",     "2",      "a",    
                                     "nothing", "-1", "1.5",   "007",    "\xff"};
 constexpr int c_aNumbers[] = {0, 1, 2, 3, 7, -1, 100, 2147483647, -2147483647 - 1};
 
+/// A name that hasTable has no room for.
+std::string longTable()
+{
+    return std::string(470, 'L');
+}
+
 /// Draws the arguments of one operation.
 class Dice
 {
@@ -71,7 +77,11 @@ public:
     {
         return a_lList[below(std::size(a_lList))];
     }
-    std::string table() { return below(12) ? oneOf(c_aTables) : oneOf(c_aOddTables); }
+    std::string table()
+    {
+        const unsigned i = below(14);
+        return i == 0 ? oneOf(c_aOddTables) : i == 1 ? longTable() : oneOf(c_aTables);
+    }
     std::string column() { return oneOf(c_aColumns); }
     std::string key()
     {
@@ -206,6 +216,7 @@ TEST_P(LiteralTest, codesRowsLinesAndContentsAreThoseOfPlainStatements)
     const std::string sFresh = m_oDir.file("fresh.db");
     const std::string sOther = m_oDir.file("literal.db");
     ASSERT_EQ(tests::runSql(sFresh, c_pSchema), "");
+    tests::runSql(sFresh, "CREATE TABLE " + longTable() + " AS SELECT Id, Word FROM Watched");
     for (unsigned iSeed = 0; iSeed < 40; ++iSeed) {
         constexpr auto c_eReplace = std::filesystem::copy_options::overwrite_existing;
         std::filesystem::copy_file(sFresh, file(), c_eReplace);

@@ -315,10 +315,7 @@ private:
 
     Code log(const Text& a_sMessage, Code a_eCode)
     {
-        std::ostringstream oLine;
-        oLine << a_sMessage << " failed with error: ";
-        a_eCode.put(oLine);
-        m_lLines.push_back(oLine.str());
+        m_lLines.push_back(failure(a_sMessage, a_eCode));
         return a_eCode;
     }
 

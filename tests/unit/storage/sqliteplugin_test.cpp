@@ -130,6 +130,21 @@ TEST_F(SqlitePluginTest, transactionsAreRealOnlyWhenUsed)
     }
 }
 
+TEST_F(SqlitePluginTest, writesAreRefusedAfterSqliteHasEndedTheTransactionItself)
+{
+    sql("CREATE TABLE Strict (Id INTEGER PRIMARY KEY ON CONFLICT ROLLBACK)");
+    SqlitePlugin oPlugin = plugin();
+    const auto insert = [&](int a_iId) { return oPlugin.insertRow(m_pOne, "Strict", row({{"Id", a_iId}})); };
+    EXPECT_EQ(oPlugin.startTransaction(m_pOne), 0U);
+    EXPECT_EQ(insert(1), 0U);
+    logged([&] { EXPECT_EQ(insert(1), 6U); });
+    EXPECT_EQ(insert(2), 1U);
+    logged([&] { EXPECT_EQ(oPlugin.commitTransaction(m_pOne), 8U); });
+    EXPECT_EQ(insert(3), 0U);
+    oPlugin.close(m_pOne);
+    EXPECT_EQ(sql("SELECT Id FROM Strict"), "3|");
+}
+
 TEST_F(SqlitePluginTest, servesItsDatabase)
 {
     SqlitePlugin oPlugin = plugin(true, false);

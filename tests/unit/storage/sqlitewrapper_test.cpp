@@ -2,13 +2,18 @@
 
 #include "tests/unit/row.h"
 #include "tests/unit/storage/database.h"
+#include "zel/uniquefd.h"
 
+#include <fcntl.h>
+#include <filesystem>
 #include <functional>
+#include <unistd.h>
 
 using namespace systema;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using tests::failure;
 using tests::Lines;
 using tests::logged;
 using tests::row;
@@ -48,6 +53,41 @@ protected:
         a_oDatabase.selectRow(lRow, "People", a_iPosition, a_lColumns);
         return lRow;
     }
+};
+
+/// Makes every read of an open file fail as long as it lives.
+class UnreadableFile
+{
+public:
+    explicit UnreadableFile(const std::string& a_sFile)
+    {
+        for (const auto& oEntry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code oIgnored;
+            if (std::filesystem::read_symlink(oEntry.path(), oIgnored) == a_sFile) {
+                m_iFile = std::stoi(oEntry.path().filename());
+            }
+        }
+        m_oKept.reset(::dup(m_iFile));
+        const zel::UniqueFd oDirectory(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        EXPECT_GE(::dup2(oDirectory.get(), m_iFile), 0);
+    }
+    ~UnreadableFile() { ::dup2(m_oKept.get(), m_iFile); }
+    UnreadableFile(const UnreadableFile&) = delete;
+    UnreadableFile& operator=(const UnreadableFile&) = delete;
+
+private:
+    int m_iFile = -1;
+    zel::UniqueFd m_oKept;
+};
+
+class FullSink : public IRowSink
+{
+public:
+    void addNull() override {}
+    void addInteger(int) override {}
+    void addUnsigned(unsigned) override {}
+    void addText(std::string_view) override {}
+    bool endRow() override { return false; }
 };
 
 /// An operation and what it is called in the log.
@@ -113,7 +153,7 @@ TEST_F(SqliteWrapperTest, listsTablesAndViewsInOrderOfName)
 
     oDatabase.close();
     EXPECT_THAT(logged([&] { oDatabase.getTables(lNames); }),
-                ElementsAre(HasSubstr("Error 21"), "getTables failed with error: 1 (general failure)"));
+                ElementsAre(HasSubstr("Error 21"), failure("getTables", 1)));
     EXPECT_EQ(lNames.size(), 5U);
 }
 
@@ -139,9 +179,7 @@ TEST_F(SqliteWrapperTest, aMissingTableIsLoggedUnderTheOperationsOwnName)
         for (const char* pTable : {"Missing", "people", "sqlite_master", "a b", ""}) {
             const Outcome o = outcome([&] { return oOperation.m_oRun(oDatabase, pTable); });
             EXPECT_EQ(o.m_eCode, 8U);
-            EXPECT_THAT(o.m_lLines, ElementsAre(std::string(oOperation.m_pName) +
-                                                " failed with error: 8 (no such table)"))
-                << pTable;
+            EXPECT_THAT(o.m_lLines, ElementsAre(failure(oOperation.m_pName, 8))) << pTable;
         }
     }
 }
@@ -153,17 +191,15 @@ TEST_F(SqliteWrapperTest, aFailedLookupIsLoggedAndLetsTheOperationFailItself)
     const std::string sLong(462, 'x'); // one more than the lookup has room for
     const Outcome oLong = outcome([&] { return c_aOperations[0].m_oRun(oDatabase, sLong); });
     EXPECT_EQ(oLong.m_eCode, 8U);
-    EXPECT_THAT(oLong.m_lLines, ElementsAre("Error 1 (unrecognized token: \"'" + sLong + "\")",
-                                            "hasTable failed with error: 8 (no such table)",
-                                            "Error 1 (no such table: " + sLong + ")",
-                                            "getSchema failed with error: 8 (no such table)"));
+    EXPECT_THAT(oLong.m_lLines,
+                ElementsAre("Error 1 (unrecognized token: \"'" + sLong + "\")", failure("hasTable", 8),
+                            "Error 1 (no such table: " + sLong + ")", failure("getSchema", 8)));
     const Outcome oFits = outcome([&] { return c_aOperations[0].m_oRun(oDatabase, sLong.substr(1)); });
-    EXPECT_THAT(oFits.m_lLines, ElementsAre("getSchema failed with error: 8 (no such table)"));
+    EXPECT_THAT(oFits.m_lLines, ElementsAre(failure("getSchema", 8)));
 
-    EXPECT_THAT(
-        outcome([&] { return c_aOperations[1].m_oRun(oDatabase, "T'"); }).m_lLines,
-        ElementsAre("Error 1 (near \"T'\": syntax error)", "hasTable failed with error: 8 (no such table)",
-                    "Error 1 (near \"T'\": syntax error)", "getSize failed with error: 8 (no such table)"));
+    EXPECT_THAT(outcome([&] { return c_aOperations[1].m_oRun(oDatabase, "T'"); }).m_lLines,
+                ElementsAre("Error 1 (near \"T'\": syntax error)", failure("hasTable", 8),
+                            "Error 1 (near \"T'\": syntax error)", failure("getSize", 8)));
 }
 
 TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
@@ -257,10 +293,10 @@ TEST_F(SqliteWrapperTest, theZeroIdRowIsHiddenButForItsKey)
     EXPECT_TRUE(oDatabase.hasZeroIdRow("People"));
     Outcome o = outcome([&] { return oDatabase.updateKey("People", "Id", "0", row({{"Age", 1}})); });
     EXPECT_EQ(o.m_eCode, 4U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("updateKey failed with error: 4 (read-only or not supported)"));
+    EXPECT_THAT(o.m_lLines, ElementsAre(failure("updateKey", 4)));
     o = outcome([&] { return oDatabase.deleteKey("People", "Id", "0"); });
     EXPECT_EQ(o.m_eCode, 4U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("deleteKey failed with error: 4 (read-only or not supported)"));
+    EXPECT_THAT(o.m_lLines, ElementsAre(failure("deleteKey", 4)));
     EXPECT_EQ(oDatabase.deleteRow("People", 0), 10U);
     oDatabase.close();
     EXPECT_EQ(sql("SELECT * FROM People"), "0|default|0|");
@@ -287,8 +323,7 @@ TEST_F(SqliteWrapperTest, aSelectGivesTheAskedColumnsInTheAskedOrder)
     EXPECT_EQ(lRow, lExpected);
     const Outcome o = outcome([&] { return oDatabase.selectRow(lRow, "T", 0, {"Id", "Nope"}); });
     EXPECT_EQ(o.m_eCode, 8U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("Error 1 (no such column: Nope)",
-                                        "selectSql failed with error: 8 (no such table)"));
+    EXPECT_THAT(o.m_lLines, ElementsAre("Error 1 (no such column: Nope)", failure("selectSql", 8)));
 }
 
 TEST_F(SqliteWrapperTest, positionsAreThoseOfTheNaturalOrderWhateverTheColumns)
@@ -328,8 +363,8 @@ TEST_F(SqliteWrapperTest, anInsertReportsTheNewId)
     EXPECT_EQ(at(oDatabase, 3, {"Name"}), row({{"Name", "O'Neil"}}));
     const Outcome o = outcome([&] { return oDatabase.insertKey(iId, "People", row({{"Name", "Ann"}})); });
     EXPECT_EQ(o.m_eCode, 6U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("Error 19 (UNIQUE constraint failed: People.Name)",
-                                        "exec failed with error: 6 (constraint violated)"));
+    EXPECT_THAT(o.m_lLines,
+                ElementsAre("Error 19 (UNIQUE constraint failed: People.Name)", failure("exec", 6)));
     EXPECT_EQ(iId, 77);
 }
 
@@ -342,11 +377,11 @@ TEST_F(SqliteWrapperTest, anInsertOfIdZeroOrOfNothingIsRefused)
     for (const ValueList& lValues : {row({{"Name", "x"}, {"Id", 0}}), row({{"Id", "zero"}}), lNull}) {
         const Outcome o = outcome([&] { return oDatabase.insertRow("People", lValues); });
         EXPECT_EQ(o.m_eCode, 6U);
-        EXPECT_THAT(o.m_lLines, ElementsAre("insertRow failed with error: 6 (constraint violated)"));
+        EXPECT_THAT(o.m_lLines, ElementsAre(failure("insertRow", 6)));
     }
     const Outcome o = outcome([&] { return oDatabase.insertRow("People", {}); });
     EXPECT_EQ(o.m_eCode, 1U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("insertRow failed with error: 1 (general failure)"));
+    EXPECT_THAT(o.m_lLines, ElementsAre(failure("insertRow", 1)));
     EXPECT_EQ(size(oDatabase), 2U);
 }
 
@@ -370,12 +405,10 @@ TEST_F(SqliteWrapperTest, updateAndDeleteByKeyChangeEveryRowWithTheKey)
     EXPECT_EQ(oDatabase.updateKey("T", "Word", "A", row({{"N", 8}})), 10U);
     Outcome o = outcome([&] { return oDatabase.updateKey("T", "Word", "a", row({{"N", 70}})); });
     EXPECT_EQ(o.m_eCode, 6U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("Error 19 (CHECK constraint failed: N < 10)",
-                                        "exec failed with error: 6 (constraint violated)"));
+    EXPECT_THAT(o.m_lLines, ElementsAre("Error 19 (CHECK constraint failed: N < 10)", failure("exec", 6)));
     o = outcome([&] { return oDatabase.updateKey("T", "Word", "a", row({{"Nope", 1}})); });
     EXPECT_EQ(o.m_eCode, 8U);
-    EXPECT_THAT(o.m_lLines,
-                ElementsAre("Error 1 (no such column: Nope)", "exec failed with error: 8 (no such table)"));
+    EXPECT_THAT(o.m_lLines, ElementsAre("Error 1 (no such column: Nope)", failure("exec", 8)));
     o = outcome([&] { return oDatabase.updateKey("T", "Word", "none", row({{"Nope", 1}})); });
     EXPECT_EQ(o.m_eCode, 10U); // the row is looked for first
     EXPECT_THAT(o.m_lLines, IsEmpty());
@@ -450,8 +483,7 @@ TEST_F(SqliteWrapperTest, aSharedDatabaseShowsWhatOthersDoAtOnce)
         return oDatabase.updateKey("People", "Id", "1", row({{"Extra", "e"}}));
     });
     EXPECT_EQ(o.m_eCode, 8U);
-    EXPECT_THAT(o.m_lLines,
-                ElementsAre("Error 1 (no such column: Extra)", "exec failed with error: 8 (no such table)"));
+    EXPECT_THAT(o.m_lLines, ElementsAre("Error 1 (no such column: Extra)", failure("exec", 8)));
 }
 
 TEST_F(SqliteWrapperTest, aFileLockedByAnotherGivesCodesAtOnce)
@@ -463,8 +495,7 @@ TEST_F(SqliteWrapperTest, aFileLockedByAnotherGivesCodesAtOnce)
     sqlite3_exec(pOther, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
     Outcome o = outcome([&] { return oDatabase.updateKey("People", "Id", "1", row({{"Age", 1}})); });
     EXPECT_EQ(o.m_eCode, 2U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("Error 5 (database is locked)",
-                                        "exec failed with error: 2 (busy or write refused)"));
+    EXPECT_THAT(o.m_lLines, ElementsAre("Error 5 (database is locked)", failure("exec", 2)));
     o = outcome([&] { return oDatabase.updateKey("People", "Id", "5", row({{"Age", 1}})); });
     EXPECT_EQ(o.m_eCode, 10U); // reading is possible, and there is no such row
     EXPECT_THAT(o.m_lLines, IsEmpty());
@@ -485,15 +516,14 @@ TEST_F(SqliteWrapperTest, aClosedDatabaseAnswersEveryOperationWithACode)
             EXPECT_EQ(o.m_eCode, 1U) << oOperation.m_pName;
             ASSERT_GE(o.m_lLines.size(), 4U);
             EXPECT_EQ(o.m_lLines[0], "Error 21 (bad parameter or other API misuse)");
-            EXPECT_EQ(o.m_lLines[1], "hasTable failed with error: 1 (general failure)");
-            EXPECT_EQ(o.m_lLines.back(),
-                      std::string(oOperation.m_pFailsAs) + " failed with error: 1 (general failure)");
+            EXPECT_EQ(o.m_lLines[1], failure("hasTable", 1));
+            EXPECT_EQ(o.m_lLines.back(), failure(oOperation.m_pFailsAs, 1));
         }
     }
     int iId = 5;
     const Outcome o = outcome([&] { return oDatabase.lastInsertID(iId); });
     EXPECT_EQ(o.m_eCode, 1U);
-    EXPECT_THAT(o.m_lLines.back(), "lastInsertID failed with error: 1 (general failure)");
+    EXPECT_THAT(o.m_lLines.back(), failure("lastInsertID", 1));
     EXPECT_EQ(iId, 5);
 }
 
@@ -529,22 +559,25 @@ TEST_F(SqliteWrapperTest, aDamagedFileGivesCodes)
     }
 }
 
-TEST_F(SqliteWrapperTest, aFileDamagedUnderTheOpenDatabaseIsNotRemembered)
+TEST_F(SqliteWrapperTest, aReadThatFailsIsNotRemembered)
 {
     sql(c_pPeople);
-    SqliteWrapper oDatabase = open(false);
+    SqliteWrapper oDatabase = open();
     EXPECT_TRUE(oDatabase.hasTable("People"));
-    const std::string sGood = readFile(file());
-    std::string sBad = sGood;
-    std::fill(sBad.begin() + 4096, sBad.end(), '\x5a');
-    writeFile(file(), sBad);
-    unsigned iSize = 7;
-    EXPECT_EQ(oDatabase.getSize(iSize, "People"), 0U); // a count that fails counts nothing
-    EXPECT_EQ(iSize, 0U);
-    EXPECT_FALSE(oDatabase.hasZeroIdRow("People"));
-    oDatabase.close();
-    writeFile(file(), sGood);
-    oDatabase.open();
+    {
+        const UnreadableFile oFault(file());
+        unsigned iSize = 7;
+        EXPECT_EQ(oDatabase.getSize(iSize, "People"), 0U); // a count that fails counts nothing
+        EXPECT_EQ(iSize, 0U);
+        EXPECT_FALSE(oDatabase.hasZeroIdRow("People"));
+        EXPECT_EQ(oDatabase.updateKey("People", "Id", "1", row({{"Age", 1}})), 10U);
+        std::unique_ptr<IRowCursor> pCursor;
+        EXPECT_EQ(oDatabase.openRows(pCursor, "People", 0, 1, {}), 0U);
+        FullSink oSink;
+        EXPECT_EQ(outcome([&] { return pCursor->fetch(oSink); }).m_lLines,
+                  (Lines{"Error 10 (disk I/O error)", failure("selectRow", 1)}));
+        EXPECT_EQ(pCursor->fetch(oSink), 1U);
+    }
     EXPECT_TRUE(oDatabase.hasZeroIdRow("People"));
     EXPECT_EQ(size(oDatabase), 2U);
 }
