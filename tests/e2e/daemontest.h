@@ -9,7 +9,7 @@
 #include "tests/e2e/process.h"
 #include "tests/e2e/rawclient.h"
 #include "tests/e2e/sandbox.h"
-#include "tests/unit/row.h"
+#include "tests/row.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,8 +3,8 @@
 #include "configmanager/clientsession.h"
 
 #include "configmanager/configservicemanager.h"
+#include "tests/row.h"
 #include "tests/unit/protocoldoc.h"
-#include "tests/unit/row.h"
 #include "tests/unit/systema/recordingplugin.h"
 
 #include <gtest/gtest.h>

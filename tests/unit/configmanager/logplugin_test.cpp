@@ -1,6 +1,6 @@
 #include "configmanager/logplugin.h"
 
-#include "tests/unit/row.h"
+#include "tests/row.h"
 #include "zel/log.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "plugins/configserverconfigplugin.h"
 
-#include "tests/unit/row.h"
+#include "tests/row.h"
 
 #include <gtest/gtest.h>
 

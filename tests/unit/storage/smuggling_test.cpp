@@ -1,7 +1,7 @@
 // Whatever a client puts into names, keys and values, no operation runs anything but its own statement.
 #include "storage/sqlitewrapper.h"
 
-#include "tests/unit/row.h"
+#include "tests/row.h"
 #include "tests/unit/storage/database.h"
 
 #include <filesystem>

@@ -1,6 +1,6 @@
 #include "storage/sqliteplugin.h"
 
-#include "tests/unit/row.h"
+#include "tests/row.h"
 #include "tests/unit/storage/database.h"
 #include "zel/assert.h"
 

@@ -1,6 +1,6 @@
 #include "storage/sqliterowcursor.h"
 
-#include "tests/unit/row.h"
+#include "tests/row.h"
 #include "tests/unit/storage/database.h"
 
 using namespace systema;

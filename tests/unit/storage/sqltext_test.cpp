@@ -1,6 +1,6 @@
 #include "storage/sqltext.h"
 
-#include "tests/unit/row.h"
+#include "tests/row.h"
 
 #include <gtest/gtest.h>
 

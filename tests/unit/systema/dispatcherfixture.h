@@ -3,7 +3,7 @@
 #pragma once
 
 #include "systema/configdispatcher.h"
-#include "tests/unit/row.h"
+#include "tests/row.h"
 #include "tests/unit/systema/recordingplugin.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 #include "systema/lists.h"
 
-#include "tests/unit/row.h"
+#include "tests/row.h"
 #include "zel/assert.h"
 
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 #include "tests/unit/protocoldoc.h"
 
 #include "systema/wire.h"
-#include "tests/unit/row.h"
+#include "tests/row.h"
 
 #include <gtest/gtest.h>
 
