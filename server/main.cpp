@@ -305,5 +305,9 @@ int main(int a_iArgc, char* a_pArgv[])
             ZEL_Sysloglevel_error(s_iModule, {"main", 582}, "Unknown exception");
         }
     }
+#ifdef __SANITIZE_THREAD__
+    std::exit(EXIT_SUCCESS); // the sanitizer has a thread of its own, which would keep the process alive
+#else
     pthread_exit(nullptr);
+#endif
 }
