@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <regex>
 #include <sstream>
 #include <sys/wait.h>
 
@@ -101,10 +100,15 @@ std::vector<std::string> DaemonTest::logOf(const std::function<void()>& a_oFunct
     const std::size_t iBefore = m_pDaemon->errors().size();
     a_oFunction();
     std::istringstream oLog(m_pDaemon->errors().substr(iBefore));
-    static const std::regex s_oLine(R"(\S+ \S+ (\w+) +(\w+) \w+:\d+: (.*))");
     std::vector<std::string> lLines;
     for (std::string sLine; std::getline(oLog, sLine);) {
-        lLines.push_back(std::regex_replace(sLine, s_oLine, "$1 $2 $3"));
+        std::istringstream oWords(sLine);
+        std::string sDay, sTime, sLevel, sModule, sPlace, sText;
+        oWords >> sDay >> sTime >> sLevel >> sModule >> sPlace;
+        if (sPlace.ends_with(':') && std::getline(oWords >> std::ws, sText)) {
+            sLine = sLevel + " " + sModule + " " + sText;
+        }
+        lLines.push_back(sLine);
     }
     return lLines;
 }
