@@ -70,7 +70,8 @@ void readAll(std::vector<Entry>& a_lEntries, Sqlite::Statement& a_oSelect)
 
 Outcome compareBulkReads(const Effort& a_oEffort, const Ledger& a_oLedger)
 {
-    SqliteTable oTable;
+    const DatabaseFiles oFiles;
+    SqliteTable oTable(oFiles);
     const auto pConnection = a_oLedger.connect();
     std::vector<Entry> lEntries;
     std::vector<Entry> lSqliteEntries;
@@ -88,8 +89,9 @@ template<typename Work>
 Outcome compareBareLoop(const Effort& a_oEffort, Work a_work)
 {
     const EchoServer oEcho;
+    const DatabaseFiles oFiles;
     const EchoServer oLoop([&]() -> EchoServer::Work {
-        return [a_work, pTable = std::make_shared<SqliteTable>()] { a_work(*pTable); };
+        return [a_work, pTable = std::make_shared<SqliteTable>(oFiles)] { a_work(*pTable); };
     });
     EchoClient oEchoClient(oEcho.socket());
     EchoClient oLoopClient(oLoop.socket());
@@ -173,7 +175,8 @@ Outcome update(const Effort& a_oEffort)
 
 Outcome transaction(const Effort& a_oEffort)
 {
-    SqliteTable oTable;
+    const DatabaseFiles oFiles;
+    SqliteTable oTable(oFiles);
     const Ledger oLedger(createDatabase);
     const auto pConnection = oLedger.connect();
     Keys oKeys(c_oLargeTable);

@@ -10,9 +10,19 @@
 
 namespace bench {
 
+/// The files of the databases, as a daemon of its own would have them.
+class DatabaseFiles : public Workspace
+{
+public:
+    DatabaseFiles() { createDatabase(path()); }
+};
+
 class SqliteTable
 {
 public:
+    /// Opens the files, which must outlive it.
+    explicit SqliteTable(const DatabaseFiles& a_oFiles) : m_oDatabase(a_oFiles.path() / c_pDatabase) {}
+
     /// The next row by its key.
     void get()
     {
@@ -43,14 +53,9 @@ public:
     Sqlite::Statement& selectAll() { return *m_pSelectAll; }
 
 private:
-    struct Files : Workspace
-    {
-        Files() { createDatabase(path()); }
-    };
     using Statement = std::unique_ptr<Sqlite::Statement>;
 
-    Files m_oFiles;
-    Sqlite m_oDatabase{m_oFiles.path() / c_pDatabase};
+    Sqlite m_oDatabase;
     Statement m_pSelectAll = m_oDatabase.prepare("SELECT * FROM BenchLarge");
     Statement m_pSelect = m_oDatabase.prepare("SELECT * FROM BenchLarge WHERE Name = ? AND Id != 0");
     Statement m_pUpdate = m_oDatabase.prepare("UPDATE BenchLarge SET Weight = ? WHERE Name = ? AND Id != 0");
