@@ -4,6 +4,8 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <array>
 #include <string_view>
 #include <utility>
 
@@ -17,6 +19,14 @@ constexpr std::size_t c_iStatementLimit = 4096; // inserts, selects and deletes
 constexpr std::size_t c_iUpdateLimit = 8192;
 
 constexpr std::string_view c_sNotZeroId = " AND Id != 0";
+
+/// Nobody may create a row with Id 0, by whichever of the names that SQLite knows the column under.
+bool isRowId(const std::string& a_sColumn)
+{
+    constexpr std::array c_aNames = {"Id", "rowid", "oid", "_rowid_"};
+    return std::ranges::any_of(
+        c_aNames, [&](const char* a_pName) { return sqlite3_stricmp(a_pName, a_sColumn.c_str()) == 0; });
+}
 
 bool isZeroId(const std::string& a_keyColumn, const std::string& a_keyValue)
 {
@@ -229,8 +239,9 @@ EResultCode SqliteWrapper::insertRow(const std::string& a_table, const ValueList
     if (!hasTable(a_table)) {
         return logError("insertRow", EResultCode::NoTable);
     }
-    const Value* pId = a_values.find("Id");
-    if (pId != nullptr && pId->getInteger() == 0) {
+    if (std::ranges::any_of(a_values, [](const auto& a_oEntry) {
+            return isRowId(a_oEntry.first) && a_oEntry.second.getInteger() == 0;
+        })) {
         return logError("insertRow", EResultCode::Constraint);
     }
     if (a_values.empty()) {

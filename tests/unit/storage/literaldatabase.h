@@ -132,8 +132,12 @@ public:
         if (!hasTable(a_sTable)) {
             return log("insertRow", 8);
         }
-        if (a_lValues.hasValue("Id") && a_lValues.getValue("Id").getInteger() == 0) {
-            return log("insertRow", 6);
+        for (const auto& [sName, oValue] : a_lValues) {
+            for (const char* pAlias : {"id", "rowid", "oid", "_rowid_"}) {
+                if (sqlite3_stricmp(pAlias, sName.c_str()) == 0 && oValue.getInteger() == 0) {
+                    return log("insertRow", 6);
+                }
+            }
         }
         if (a_lValues.empty()) {
             return log("insertRow", 1);

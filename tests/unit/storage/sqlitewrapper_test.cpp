@@ -446,7 +446,10 @@ TEST_F(SqliteWrapperTest, whatIsKnownOfATableFollowsEveryWriteAndRollback)
     EXPECT_EQ(at(oDatabase, 0), row({{"Id", 1}}));
 
     EXPECT_EQ(oDatabase.startTransaction(), 0U);
-    EXPECT_EQ(oDatabase.insertRow("People", row({{"id", 0}})), 0U); // only "Id" itself is looked at
+    for (const char* pAlias : {"Id", "id", "ROWID", "oid", "_rowid_"}) {
+        EXPECT_EQ(oDatabase.insertRow("People", row({{pAlias, 0}})), EResultCode::Constraint) << pAlias;
+    }
+    EXPECT_EQ(oDatabase.updateKey("People", "Id", "1", row({{"Id", 0}})), 0U);
     EXPECT_TRUE(oDatabase.hasZeroIdRow("People"));
     EXPECT_EQ(oDatabase.rollbackTransaction(), 0U);
     EXPECT_FALSE(oDatabase.hasZeroIdRow("People"));
