@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -30,13 +29,13 @@ bool isRefusal(const wire::Header& a_oHeader)
            a_oHeader.m_iId == 0 && a_oHeader.m_iCode == EResultCode::Busy;
 }
 
-void setTimeout(int a_iSocket, int a_iOption, milliseconds a_oTimeout)
+void setSendTimeout(int a_iSocket, milliseconds a_oTimeout)
 {
     const auto oSeconds = std::chrono::duration_cast<std::chrono::seconds>(a_oTimeout);
     timeval oTime{};
     oTime.tv_sec = oSeconds.count();
     oTime.tv_usec = std::chrono::microseconds(a_oTimeout - oSeconds).count();
-    ::setsockopt(a_iSocket, SOL_SOCKET, a_iOption, &oTime, sizeof oTime);
+    ::setsockopt(a_iSocket, SOL_SOCKET, SO_SNDTIMEO, &oTime, sizeof oTime);
 }
 
 } // namespace
@@ -80,7 +79,7 @@ Status Connection::connect()
     if (!oSocket) {
         return Status::disconnected("cannot make a socket: " + systemText(errno));
     }
-    setTimeout(oSocket.get(), SO_SNDTIMEO, m_oOptions.m_oTimeout); // bounds the wait for being accepted
+    setSendTimeout(oSocket.get(), m_oOptions.m_oTimeout); // bounds the wait for being accepted
     const auto* pAddress = reinterpret_cast<const sockaddr*>(&oAddress);
     while (::connect(oSocket.get(), pAddress, sizeof oAddress) < 0) {
         if (const int iError = errno; iError != EINTR) {
@@ -99,8 +98,6 @@ Status Connection::attach(zel::UniqueFd a_oSocket)
     m_oSocket = std::move(a_oSocket);
     m_oLossReason.reset();
     ++m_iGeneration;
-    ::fcntl(descriptor(), F_SETFL, ::fcntl(descriptor(), F_GETFL) & ~O_NONBLOCK);
-    setTimeout(descriptor(), SO_RCVTIMEO, m_oOptions.m_oTimeout);
 
     auto oGreeting = call(request::Hello{m_oOptions.m_sProgram});
     Status oStatus = oGreeting;
@@ -199,7 +196,7 @@ Result<std::optional<std::string>> Connection::waitForChange(milliseconds a_oTim
         if (!waitForSocket(oDeadline)) {
             break;
         }
-        receive(MSG_DONTWAIT);
+        receive();
     }
     deliverEvents();
     if (m_lChanged.empty()) {
@@ -235,16 +232,15 @@ void Connection::pump(Done a_oDone)
 void Connection::exchange(Deadline& a_oDeadline)
 {
     send();
-    const bool bKernelTimes = !a_oDeadline && m_sOutput.empty() && answerTimeout() == m_oOptions.m_oTimeout;
-    if (!a_oDeadline && !bKernelTimes) {
+    if (!a_oDeadline) {
         a_oDeadline = Clock::now() + answerTimeout();
     }
-    // In the usual case one blocking call does it, with the time-out that was set on the socket.
-    const bool bTimedOut = bKernelTimes ? receive(0) == EReceived::Nothing : !waitForSocket(*a_oDeadline);
-    if (bTimedOut) {
+    // Not a blocking recv: that is woken in vain when the daemon takes the request from its end of the
+    // socket, which costs more than this call does.
+    if (waitForSocket(*a_oDeadline)) {
+        receive();
+    } else {
         fail(Status::disconnected("no answer within " + std::to_string(answerTimeout() / 1ms) + " ms"));
-    } else if (!bKernelTimes) {
-        receive(MSG_DONTWAIT);
     }
 }
 
@@ -274,7 +270,7 @@ Status Connection::processReadable()
         return notInHandler();
     }
     if (isConnected()) {
-        receive(MSG_DONTWAIT);
+        receive();
         deliverEvents();
     }
     return state();
@@ -307,23 +303,18 @@ void Connection::send()
     }
 }
 
-Connection::EReceived Connection::receive(int a_iFlags)
+void Connection::receive()
 {
     const auto lRoom = m_oInput.room();
-    const ssize_t iReceived = ::recv(descriptor(), lRoom.data(), lRoom.size(), a_iFlags);
+    const ssize_t iReceived = ::recv(descriptor(), lRoom.data(), lRoom.size(), MSG_DONTWAIT);
     if (iReceived > 0) {
         m_oInput.add(static_cast<std::size_t>(iReceived));
         dispatch();
     } else if (iReceived == 0) {
         fail(Status::disconnected("the daemon closed the connection"));
-    } else if (errno == EAGAIN) {
-        return EReceived::Nothing;
-    } else if (errno == EINTR) {
-        return EReceived::Interrupted;
-    } else {
+    } else if (errno != EAGAIN && errno != EINTR) {
         fail(Status::disconnected("the connection to the daemon broke: " + systemText(errno)));
     }
-    return EReceived::Something;
 }
 
 // ---------------------------------------------------------------------------------------------------------

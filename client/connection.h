@@ -159,13 +159,6 @@ private:
     using Clock = std::chrono::steady_clock;
     using Deadline = std::optional<Clock::time_point>;
 
-    enum class EReceived
-    {
-        Something, // or the end of the connection
-        Nothing,
-        Interrupted
-    };
-
     class IAnswer
     {
     public:
@@ -249,7 +242,7 @@ private:
     void pump(Done a_oDone);
     void exchange(Deadline& a_oDeadline);
     bool waitForSocket(Clock::time_point a_oDeadline);
-    EReceived receive(int a_iFlags);
+    void receive();
     void send();
     void dispatch();
     void handleFrame(const wire::Header& a_oHeader, std::string_view a_sBody);
