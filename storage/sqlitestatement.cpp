@@ -16,9 +16,9 @@ const char* textOf(sqlite3_value* a_pCell)
 
 /// The number of a cell whose column is declared as one. An integer cell keeps its low 32 bits, just as the
 /// conversion of its text would.
-int numberOf(sqlite3_value* a_pCell)
+int numberOf(sqlite3_value* a_pCell, int a_iCellType)
 {
-    return sqlite3_value_type(a_pCell) == SQLITE_INTEGER
+    return a_iCellType == SQLITE_INTEGER
                ? static_cast<int>(sqlite3_value_int64(a_pCell))
                : SqliteType::setValueType(textOf(a_pCell), EDataType::Integer).getInteger();
 }
@@ -79,12 +79,13 @@ void SqliteStatement::readRow(IRowSink& a_oSink)
     for (const auto& oColumn : getColumns()) {
         sqlite3_value* pCell = sqlite3_column_value(get(), i++);
         const unsigned iType = oColumn.second;
-        if (iType == EDataType::Null || sqlite3_value_type(pCell) == SQLITE_NULL) {
+        const int iCellType = sqlite3_value_type(pCell); // once: it costs a call for each cell
+        if (iType == EDataType::Null || iCellType == SQLITE_NULL) {
             a_oSink.addNull();
         } else if (iType == EDataType::Integer) {
-            a_oSink.addInteger(numberOf(pCell));
+            a_oSink.addInteger(numberOf(pCell, iCellType));
         } else if (iType == EDataType::Unsigned) {
-            a_oSink.addUnsigned(static_cast<unsigned>(numberOf(pCell)));
+            a_oSink.addUnsigned(static_cast<unsigned>(numberOf(pCell, iCellType)));
         } else {
             a_oSink.addText(textOf(pCell));
         }
