@@ -2,7 +2,6 @@
 
 #include "tests/row.h"
 #include "tests/unit/storage/database.h"
-#include "zel/assert.h"
 
 #include <functional>
 
@@ -52,44 +51,6 @@ const std::function<EResultCode(SqlitePlugin&, const void*)> c_aWrites[] = {
 };
 
 } // namespace
-
-TEST_F(SqlitePluginTest, everyOperationRefusesANullHandle)
-{
-    SqlitePlugin oPlugin = plugin();
-    NameList lNames;
-    ColumnList lColumns;
-    ValueList lRow;
-    unsigned iSize = 0;
-    std::unique_ptr<IRowCursor> pCursor;
-    const std::function<void()> aReads[] = {
-        [&] { oPlugin.open(nullptr); },
-        [&] { oPlugin.close(nullptr); },
-        [&] { oPlugin.getTables(lNames, nullptr); },
-        [&] { oPlugin.getSchema(lColumns, nullptr, "T"); },
-        [&] { oPlugin.getSize(iSize, nullptr, "T"); },
-        [&] { oPlugin.selectRow(lRow, nullptr, "T", 0, {}); },
-        [&] { oPlugin.selectKey(lRow, nullptr, "T", "Id", "1", {}); },
-        [&] { oPlugin.openRows(pCursor, nullptr, "T", 0, 1, {}); },
-        [&] { oPlugin.startTransaction(nullptr); },
-        [&] { oPlugin.commitTransaction(nullptr); },
-        [&] { oPlugin.rollbackTransaction(nullptr); },
-    };
-    const auto expectAssertion = [](const std::function<void()>& a_oAction) {
-        try {
-            a_oAction();
-            ADD_FAILURE();
-        } catch (const zel::error::AssertionError& oError) {
-            EXPECT_THAT(oError.what(), testing::StartsWith("0 != a_handle"));
-            EXPECT_THAT(oError.what(), testing::HasSubstr("sqliteplugin"));
-        }
-    };
-    for (const auto& read : aReads) {
-        expectAssertion(read);
-    }
-    for (const auto& write : c_aWrites) {
-        expectAssertion([&] { write(oPlugin, nullptr); });
-    }
-}
 
 TEST_F(SqlitePluginTest, onlyTheWriteOwnerWritesAndEverybodyReads)
 {
@@ -143,29 +104,4 @@ TEST_F(SqlitePluginTest, writesAreRefusedAfterSqliteHasEndedTheTransactionItself
     EXPECT_EQ(insert(3), 0U);
     oPlugin.close(m_pOne);
     EXPECT_EQ(sql("SELECT Id FROM Strict"), "3|");
-}
-
-TEST_F(SqlitePluginTest, servesItsDatabase)
-{
-    SqlitePlugin oPlugin = plugin(true, false);
-    EXPECT_EQ(oPlugin.getName(), c_pName);
-    EXPECT_EQ(oPlugin.getDatabase().getName(), c_pName);
-    EXPECT_FALSE(oPlugin.isPersistent());
-    EXPECT_TRUE(plugin(true, true).isPersistent());
-    EXPECT_TRUE(oPlugin.initialize());
-    NameList lNames;
-    oPlugin.tick(lNames);
-    EXPECT_TRUE(lNames.empty());
-    oPlugin.getTables(lNames, m_pOne);
-    EXPECT_EQ(lNames, NameList{"T"});
-    ColumnList lColumns;
-    EXPECT_EQ(oPlugin.getSchema(lColumns, m_pOne, "T"), 0U);
-    EXPECT_EQ(lColumns.size(), 2U);
-    ValueList lRow;
-    EXPECT_EQ(oPlugin.selectRow(lRow, m_pOne, "T", 1, {"Name"}), 0U);
-    EXPECT_EQ(oPlugin.selectKey(lRow, m_pOne, "T", "Name", "c", {"Id"}), 0U);
-    EXPECT_EQ(lRow, row({{"Name", "b"}, {"Id", 3}}));
-    std::unique_ptr<IRowCursor> pCursor;
-    EXPECT_EQ(oPlugin.openRows(pCursor, m_pOne, "T", 0, c_iAllRows, {}), 0U);
-    EXPECT_EQ(pCursor->getColumns().size(), 2U);
 }

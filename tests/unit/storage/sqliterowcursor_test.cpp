@@ -4,9 +4,7 @@
 #include "tests/unit/storage/database.h"
 
 using namespace systema;
-using testing::ElementsAre;
 using testing::IsEmpty;
-using tests::failure;
 using tests::logged;
 using tests::row;
 
@@ -198,21 +196,4 @@ TEST_F(RowCursorTest, noticesAnotherConnectionsChangeOfTheTable)
     Rows oRows(*pCursor);
     EXPECT_EQ(pCursor->fetch(oRows), 2U);
     EXPECT_THAT(oRows.m_lRows, IsEmpty());
-}
-
-TEST_F(RowCursorTest, failsToOpenAsAPositionReadDoes)
-{
-    SqliteWrapper oDatabase = open();
-    std::unique_ptr<IRowCursor> pCursor;
-    EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.openRows(pCursor, "Missing", 0, 1, {}), 8U); }),
-                ElementsAre(failure("selectRow", 8)));
-    EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.openRows(pCursor, "T", 0, 1, {"Nope"}), 8U); }),
-                ElementsAre("Error 1 (no such column: Nope)", failure("selectSql", 8)));
-    EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.openRows(pCursor, "T", 0, 1, {"Id;"}), 8U); }),
-                ElementsAre("Error 1 (near \"Id;\": syntax error)", failure("selectSql", 8)));
-    EXPECT_EQ(logged([&] {
-                  EXPECT_EQ(oDatabase.openRows(pCursor, "T", 0, 1, {std::string(4096, 'x')}), 1U);
-              }).size(),
-              1U);
-    EXPECT_EQ(pCursor, nullptr);
 }

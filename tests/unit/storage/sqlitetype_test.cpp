@@ -34,10 +34,3 @@ TEST(SqliteType, numbersAreTheLowBitsOfTheNumberAtTheStartOfTheText)
         EXPECT_EQ(SqliteType::setValueType(pText, EDataType::Unsigned), Value(3, iNumber)) << pText;
     }
 }
-
-TEST(SqliteType, textStaysTextAndEverythingElseIsNull)
-{
-    EXPECT_EQ(SqliteType::setValueType("it's", EDataType::Text), Value(4, std::string("it's")));
-    EXPECT_EQ(SqliteType::setValueType("12", EDataType::Null), Value(1));
-    EXPECT_EQ(SqliteType::setValueType("12", 77), Value(1));
-}

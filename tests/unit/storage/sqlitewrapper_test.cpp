@@ -157,51 +157,6 @@ TEST_F(SqliteWrapperTest, listsTablesAndViewsInOrderOfName)
     EXPECT_EQ(lNames.size(), 5U);
 }
 
-TEST_F(SqliteWrapperTest, schemaNamesColumnsAndTypesOfATableWithoutRows)
-{
-    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, U INTEGER UNSIGNED, V VARCHAR(32), B BLOB, N)");
-    SqliteWrapper oDatabase = open();
-    ColumnList lExpected;
-    for (const auto& [pName, iType] : {std::pair("Id", 2U), std::pair("U", 3U), std::pair("V", 4U),
-                                       std::pair("B", 1U), std::pair("N", 1U)}) {
-        lExpected.add(pName, iType);
-    }
-    ColumnList lColumns;
-    EXPECT_EQ(oDatabase.getSchema(lColumns, "T"), 0U);
-    EXPECT_EQ(lColumns, lExpected);
-}
-
-TEST_F(SqliteWrapperTest, aMissingTableIsLoggedUnderTheOperationsOwnName)
-{
-    sql(c_pPeople);
-    SqliteWrapper oDatabase = open();
-    for (const auto& oOperation : c_aOperations) {
-        for (const char* pTable : {"Missing", "people", "sqlite_master", "a b", ""}) {
-            const Outcome o = outcome([&] { return oOperation.m_oRun(oDatabase, pTable); });
-            EXPECT_EQ(o.m_eCode, 8U);
-            EXPECT_THAT(o.m_lLines, ElementsAre(failure(oOperation.m_pName, 8))) << pTable;
-        }
-    }
-}
-
-TEST_F(SqliteWrapperTest, aFailedLookupIsLoggedAndLetsTheOperationFailItself)
-{
-    sql("CREATE TABLE T (Id INTEGER)");
-    SqliteWrapper oDatabase = open();
-    const std::string sLong(462, 'x'); // one more than the lookup has room for
-    const Outcome oLong = outcome([&] { return c_aOperations[0].m_oRun(oDatabase, sLong); });
-    EXPECT_EQ(oLong.m_eCode, 8U);
-    EXPECT_THAT(oLong.m_lLines,
-                ElementsAre("Error 1 (unrecognized token: \"'" + sLong + "\")", failure("hasTable", 8),
-                            "Error 1 (no such table: " + sLong + ")", failure("getSchema", 8)));
-    const Outcome oFits = outcome([&] { return c_aOperations[0].m_oRun(oDatabase, sLong.substr(1)); });
-    EXPECT_THAT(oFits.m_lLines, ElementsAre(failure("getSchema", 8)));
-
-    EXPECT_THAT(outcome([&] { return c_aOperations[1].m_oRun(oDatabase, "T'"); }).m_lLines,
-                ElementsAre("Error 1 (near \"T'\": syntax error)", failure("hasTable", 8),
-                            "Error 1 (near \"T'\": syntax error)", failure("getSize", 8)));
-}
-
 TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
 {
     sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO T VALUES (1, 'a')");
@@ -271,61 +226,6 @@ TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
     }
 }
 
-TEST_F(SqliteWrapperTest, theZeroIdRowIsHiddenButForItsKey)
-{
-    sql(c_pPeople);
-    SqliteWrapper oDatabase = open();
-    EXPECT_EQ(size(oDatabase), 2U);
-    EXPECT_EQ(at(oDatabase, 0), row({{"Id", 1}}));
-    EXPECT_EQ(at(oDatabase, 1), row({{"Id", 2}}));
-    ValueList lRow;
-    EXPECT_EQ(oDatabase.selectRow(lRow, "People", 2, {}), 10U);
-    EXPECT_EQ(oDatabase.selectRow(lRow, "People", 4294967295U, {}), 10U); // the offset does not wrap
-    EXPECT_EQ(oDatabase.selectKey(lRow, "People", "Name", "default", {}), 10U);
-    EXPECT_EQ(oDatabase.selectKey(lRow, "People", "Id", "00", {}), 10U);
-    EXPECT_EQ(oDatabase.selectKey(lRow, "People", "id", "0", {}), 10U);
-    EXPECT_EQ(oDatabase.updateKey("People", "Name", "default", row({{"Age", 1}})), 10U);
-    EXPECT_EQ(oDatabase.deleteKey("People", "Name", "default"), 10U);
-    EXPECT_EQ(oDatabase.selectKey(lRow, "People", "Id", "0", {"Name"}), 0U);
-    EXPECT_EQ(lRow, row({{"Name", "default"}}));
-    EXPECT_EQ(oDatabase.deleteAll("People"), 0U);
-    EXPECT_EQ(size(oDatabase), 0U);
-    EXPECT_TRUE(oDatabase.hasZeroIdRow("People"));
-    Outcome o = outcome([&] { return oDatabase.updateKey("People", "Id", "0", row({{"Age", 1}})); });
-    EXPECT_EQ(o.m_eCode, 4U);
-    EXPECT_THAT(o.m_lLines, ElementsAre(failure("updateKey", 4)));
-    o = outcome([&] { return oDatabase.deleteKey("People", "Id", "0"); });
-    EXPECT_EQ(o.m_eCode, 4U);
-    EXPECT_THAT(o.m_lLines, ElementsAre(failure("deleteKey", 4)));
-    EXPECT_EQ(oDatabase.deleteRow("People", 0), 10U);
-    oDatabase.close();
-    EXPECT_EQ(sql("SELECT * FROM People"), "0|default|0|");
-}
-
-TEST_F(SqliteWrapperTest, aSelectGivesTheAskedColumnsInTheAskedOrder)
-{
-    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT, Number INTEGER UNSIGNED, Blob BLOB);"
-        "INSERT INTO T VALUES (1, NULL, -1, 'x'), (2, 12, 'abc', 3)");
-    SqliteWrapper oDatabase = open();
-    ValueList lRow = row({{"Kept", 1}});
-    EXPECT_EQ(oDatabase.selectKey(lRow, "T", "Id", "1", {"Number", "Text", "Id", "Text"}), 0U);
-    ValueList lExpected = row({{"Kept", 1}});
-    lExpected.add("Number", Value(3, -1));
-    lExpected.add("Text", Value(1));
-    lExpected.add("Id", Value(2, 1));
-    lExpected.add("Text", Value(1));
-    EXPECT_EQ(lRow, lExpected);
-    lRow.clear();
-    EXPECT_EQ(oDatabase.selectRow(lRow, "T", 1, {}), 0U);
-    lExpected = row({{"Id", 2}, {"Text", "12"}});
-    lExpected.add("Number", Value(3, 0));
-    lExpected.add("Blob", Value(1));
-    EXPECT_EQ(lRow, lExpected);
-    const Outcome o = outcome([&] { return oDatabase.selectRow(lRow, "T", 0, {"Id", "Nope"}); });
-    EXPECT_EQ(o.m_eCode, 8U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("Error 1 (no such column: Nope)", failure("selectSql", 8)));
-}
-
 TEST_F(SqliteWrapperTest, positionsAreThoseOfTheNaturalOrderWhateverTheColumns)
 {
     sql("CREATE TABLE People (Id INTEGER PRIMARY KEY, Name TEXT UNIQUE);"
@@ -349,88 +249,6 @@ TEST_F(SqliteWrapperTest, aTextCellIsReadUpToANulByte)
     ValueList lRow;
     EXPECT_EQ(oDatabase.selectRow(lRow, "T", 0, {"Text"}), 0U);
     EXPECT_EQ(lRow, row({{"Text", "a"}}));
-}
-
-TEST_F(SqliteWrapperTest, anInsertReportsTheNewId)
-{
-    sql(c_pPeople);
-    SqliteWrapper oDatabase = open();
-    int iId = -1;
-    EXPECT_EQ(oDatabase.insertKey(iId, "People", row({{"Name", "Cid"}})), 0U);
-    EXPECT_EQ(iId, 3);
-    EXPECT_EQ(oDatabase.insertKey(iId, "People", row({{"Id", 77}, {"Name", "O'Neil"}})), 0U);
-    EXPECT_EQ(iId, 77);
-    EXPECT_EQ(at(oDatabase, 3, {"Name"}), row({{"Name", "O'Neil"}}));
-    const Outcome o = outcome([&] { return oDatabase.insertKey(iId, "People", row({{"Name", "Ann"}})); });
-    EXPECT_EQ(o.m_eCode, 6U);
-    EXPECT_THAT(o.m_lLines,
-                ElementsAre("Error 19 (UNIQUE constraint failed: People.Name)", failure("exec", 6)));
-    EXPECT_EQ(iId, 77);
-}
-
-TEST_F(SqliteWrapperTest, anInsertOfIdZeroOrOfNothingIsRefused)
-{
-    sql(c_pPeople);
-    SqliteWrapper oDatabase = open();
-    ValueList lNull;
-    lNull.add("Id", Value(1));
-    for (const ValueList& lValues : {row({{"Name", "x"}, {"Id", 0}}), row({{"Id", "zero"}}), lNull}) {
-        const Outcome o = outcome([&] { return oDatabase.insertRow("People", lValues); });
-        EXPECT_EQ(o.m_eCode, 6U);
-        EXPECT_THAT(o.m_lLines, ElementsAre(failure("insertRow", 6)));
-    }
-    const Outcome o = outcome([&] { return oDatabase.insertRow("People", {}); });
-    EXPECT_EQ(o.m_eCode, 1U);
-    EXPECT_THAT(o.m_lLines, ElementsAre(failure("insertRow", 1)));
-    EXPECT_EQ(size(oDatabase), 2U);
-}
-
-TEST_F(SqliteWrapperTest, identicalRowsAreChangedTogether)
-{
-    sql("CREATE TABLE T (Id INTEGER, Word TEXT, Odd INTEGER);"
-        "INSERT INTO T VALUES (1, 'it''s', NULL), (1, 'it''s', NULL), (1, 'it''s', 5), (2, 'b', NULL)");
-    SqliteWrapper oDatabase = open();
-    EXPECT_EQ(oDatabase.updateRow("T", 1, row({{"Word", "that's"}})), 0U);
-    EXPECT_EQ(oDatabase.deleteRow("T", 0), 0U);
-    oDatabase.close();
-    EXPECT_EQ(sql("SELECT * FROM T"), "1|it's|5|2|b|NULL|");
-}
-
-TEST_F(SqliteWrapperTest, updateAndDeleteByKeyChangeEveryRowWithTheKey)
-{
-    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Word TEXT, N INTEGER CHECK (N < 10));"
-        "INSERT INTO T VALUES (1, 'a', 1), (2, 'b', 2), (3, 'a', 3)");
-    SqliteWrapper oDatabase = open();
-    EXPECT_EQ(oDatabase.updateKey("T", "Word", "a", row({{"N", 7}})), 0U);
-    EXPECT_EQ(oDatabase.updateKey("T", "Word", "A", row({{"N", 8}})), 10U);
-    Outcome o = outcome([&] { return oDatabase.updateKey("T", "Word", "a", row({{"N", 70}})); });
-    EXPECT_EQ(o.m_eCode, 6U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("Error 19 (CHECK constraint failed: N < 10)", failure("exec", 6)));
-    o = outcome([&] { return oDatabase.updateKey("T", "Word", "a", row({{"Nope", 1}})); });
-    EXPECT_EQ(o.m_eCode, 8U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("Error 1 (no such column: Nope)", failure("exec", 8)));
-    o = outcome([&] { return oDatabase.updateKey("T", "Word", "none", row({{"Nope", 1}})); });
-    EXPECT_EQ(o.m_eCode, 10U); // the row is looked for first
-    EXPECT_THAT(o.m_lLines, IsEmpty());
-    EXPECT_EQ(oDatabase.deleteKey("T", "Word", "a"), 0U);
-    EXPECT_EQ(oDatabase.deleteKey("T", "Word", "a"), 10U);
-    oDatabase.close();
-    EXPECT_EQ(sql("SELECT * FROM T"), "2|b|2|");
-}
-
-TEST_F(SqliteWrapperTest, whatATriggerDoesHappensOncePerUpdate)
-{
-    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Word TEXT); INSERT INTO T VALUES (1, 'a');"
-        "CREATE TABLE Log (Id INTEGER PRIMARY KEY, What TEXT);"
-        "CREATE VIEW V AS SELECT * FROM T;"
-        "CREATE TRIGGER OnView INSTEAD OF UPDATE ON V BEGIN INSERT INTO Log (What) VALUES ('view'); END;"
-        "CREATE TRIGGER OnTable BEFORE UPDATE ON T BEGIN INSERT INTO Log (What) VALUES ('table');"
-        "  SELECT RAISE(IGNORE); END");
-    SqliteWrapper oDatabase = open();
-    EXPECT_EQ(oDatabase.updateKey("V", "Id", "1", row({{"Word", "b"}})), 0U);
-    EXPECT_EQ(oDatabase.updateKey("T", "Id", "1", row({{"Word", "b"}})), 0U);
-    oDatabase.close();
-    EXPECT_EQ(sql("SELECT What FROM Log"), "view|table|");
 }
 
 TEST_F(SqliteWrapperTest, whatIsKnownOfATableFollowsEveryWriteAndRollback)
@@ -583,26 +401,4 @@ TEST_F(SqliteWrapperTest, aReadThatFailsIsNotRemembered)
     }
     EXPECT_TRUE(oDatabase.hasZeroIdRow("People"));
     EXPECT_EQ(size(oDatabase), 2U);
-}
-
-TEST_F(SqliteWrapperTest, aDeletedFileGivesCodes)
-{
-    for (const bool bExclusive : {true, false}) {
-        sql(std::string("DROP TABLE IF EXISTS People;") + c_pPeople);
-        SqliteWrapper oDatabase = open(bExclusive);
-        EXPECT_EQ(size(oDatabase), 2U);
-        std::filesystem::remove(file());
-        EXPECT_EQ(size(oDatabase), 2U);
-        outcome([&] {
-            for (const auto& oOperation : c_aOperations) {
-                EXPECT_THAT(static_cast<unsigned>(oOperation.m_oRun(oDatabase, "People")),
-                            testing::AnyOf(0U, 4U, 10U))
-                    << oOperation.m_pName;
-            }
-            return EResultCode();
-        });
-        oDatabase.close();
-        oDatabase.open(); // a new, empty file
-        EXPECT_FALSE(oDatabase.hasTable("People"));
-    }
 }

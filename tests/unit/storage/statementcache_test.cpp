@@ -42,13 +42,3 @@ TEST(StatementCache, longTextsTakeTheRoomOfManyShortOnes)
     EXPECT_EQ(oCache.find(sHuge), nullptr);
     EXPECT_NE(oCache.find("next"), nullptr);
 }
-
-TEST(StatementCache, forgetsEverythingWhenCleared)
-{
-    StatementCache oCache;
-    oCache.add("a", SqliteStatement(nullptr));
-    oCache.clear();
-    EXPECT_EQ(oCache.find("a"), nullptr);
-    oCache.add("a", SqliteStatement(nullptr));
-    EXPECT_NE(oCache.find("a"), nullptr);
-}
