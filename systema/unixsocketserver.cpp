@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -108,6 +110,10 @@ UnixSocketAcceptor::~UnixSocketAcceptor()
 void UnixSocketAcceptor::handleEvent(int a_handle)
 {
     for (int i = 0; i < c_iAcceptsPerEvent; ++i) {
+        if (!hasSpareDescriptors()) {
+            pause(EMFILE);
+            return;
+        }
         zel::UniqueFd oSocket(::accept4(a_handle, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (oSocket) {
             m_bPauseLogged = false;
@@ -119,6 +125,15 @@ void UnixSocketAcceptor::handleEvent(int a_handle)
             return; // nobody is waiting
         }
     }
+}
+
+bool UnixSocketAcceptor::hasSpareDescriptors() const
+{
+    // The lowest number that is free tells how many are in use, give or take those closed in between.
+    const zel::UniqueFd oNext(::fcntl(m_oServer.getFd(), F_DUPFD_CLOEXEC, 0));
+    rlimit oLimit{};
+    return oNext && ::getrlimit(RLIMIT_NOFILE, &oLimit) == 0 &&
+           static_cast<rlim_t>(oNext.get()) + c_iSpareDescriptors <= oLimit.rlim_cur;
 }
 
 void UnixSocketAcceptor::pause(int a_iError)

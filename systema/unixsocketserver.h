@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <sys/resource.h>
 #include <sys/types.h>
 
 namespace systema::net {
@@ -40,8 +41,12 @@ public:
     virtual void takeConnection(zel::UniqueFd a_oSocket) = 0;
 };
 
-/// Accepts connections and hands them to the sink. When the process or the system is out of descriptors or
-/// memory, accepting pauses and resumes by itself; the connections that exist go on.
+/// Descriptors that connections leave for others: the databases' journals, the pipes of commands.
+constexpr rlim_t c_iSpareDescriptors = 32;
+
+/// Accepts connections and hands them to the sink. When the process or the system is out of memory or of
+/// descriptors (but for the spare ones), accepting pauses and resumes by itself; the connections that exist
+/// go on.
 class UnixSocketAcceptor : public IEventHandler
 {
 public:
@@ -54,6 +59,7 @@ public:
     void handleEvent(int a_handle) override;
 
 private:
+    bool hasSpareDescriptors() const;
     void pause(int a_iError);
     void resume();
 
