@@ -206,6 +206,22 @@ TEST_F(Malformed, CountsAndLengthsBeyondTheBodyAreRefused)
     expectNothingHappened();
 }
 
+TEST_F(Malformed, ListOfMoreThan1000NamesIsRefused)
+{
+    NameList lNames;
+    while (lNames.size() < 1000) {
+        lNames.add("Id");
+    }
+    const auto oRow = client().call(request::SelectRow{"Item", 0, lNames});
+    EXPECT_EQ(1000U, oRow->size());
+    lNames.add("Id");
+    expectRefusal(frameOf(request::SelectRow{"Item", 0, lNames}), EOperation::SelectRow);
+    expectRefusal(frameOf(request::SelectKey{"Item", "Id", "1", lNames}), EOperation::SelectKey);
+    expectRefusal(frameOf(request::SelectRows{"Item", lNames}), EOperation::SelectRows);
+    expectRefusal(frameOf(request::Subscribe{lNames}), EOperation::Subscribe);
+    expectRefusal(frameOf(request::Unsubscribe{lNames}), EOperation::Unsubscribe);
+}
+
 TEST_F(Malformed, ConversationBeginsWithOneHelloThatFits)
 {
     const auto refuse = [this](const std::string& a_sBytes, EOperation a_eOperation) {

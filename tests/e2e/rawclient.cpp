@@ -87,6 +87,12 @@ bool RawClient::hasInput() const
     return !m_sInput.empty() || ::poll(&oPoll, 1, 0) > 0;
 }
 
+bool RawClient::hasEnded() const
+{
+    pollfd oPoll{descriptor(), 0, 0};
+    return ::poll(&oPoll, 1, 0) > 0;
+}
+
 bool RawClient::fill(std::size_t a_iSize)
 {
     std::array<char, 64 * 1024> aBuffer;

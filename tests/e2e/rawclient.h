@@ -73,6 +73,8 @@ public:
     std::optional<Frame> receive();
     /// True when a frame, or the end, is there already.
     bool hasInput() const;
+    /// True when the daemon has closed the connection, whatever is still to be read.
+    bool hasEnded() const;
     /// The code of the next frame, which must be the reply to the request.
     std::optional<unsigned> receiveCode(std::uint32_t a_iId = 1);
     /// True when the daemon closes without another word.

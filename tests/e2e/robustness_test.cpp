@@ -1,0 +1,259 @@
+// What the daemon does when its databases are damaged, the disk is full, or a client tries to reach behind
+// the tables: result codes, and everything else goes on.
+#include "tests/e2e/daemontest.h"
+
+#include <fcntl.h>
+#include <filesystem>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace e2e {
+namespace {
+
+using testing::HasSubstr;
+
+class DamagedDatabase : public DaemonTest
+{
+protected:
+    /// Every operation on tables of the damaged persistent-common.db, whatever comes of it; tables of other
+    /// databases as ever.
+    void useEverything()
+    {
+        const ValueList lRow = row({{"Note", "x"}});
+        for (int i = 0; i < 2; ++i) {
+            std::vector<unsigned> lCodes;
+            const auto tryIt = [&](const auto& a_oRequest) { lCodes.push_back(client().code(a_oRequest)); };
+            tryIt(request::GetTables{});
+            tryIt(request::GetSchema{"Item"});
+            tryIt(request::GetSize{"Item"});
+            tryIt(request::SelectRow{"Item", 0});
+            tryIt(request::SelectKey{"Item", "Name", "pear"});
+            tryIt(request::SelectRows{"Item"});
+            tryIt(request::SelectRows{"UserAccount"});
+            tryIt(request::InsertRow{"Item", row({{"Name", i == 0 ? "a" : "b"}})});
+            tryIt(request::UpdateRow{"Item", 0, lRow});
+            tryIt(request::UpdateKey{"Item", "Id", "1", lRow});
+            tryIt(request::DeleteRow{"Item", 1});
+            tryIt(request::DeleteKey{"Item", "Id", "3"});
+            tryIt(request::DeleteAll{"ItemPart"});
+            tryIt(request::Begin{});
+            tryIt(request::UpdateKey{"Item", "Id", "1", lRow});
+            tryIt(i == 0 ? request::Begin{} : request::Begin{1});
+            tryIt(request::Commit{});
+            tryIt(request::Rollback{});
+            EXPECT_THAT(lCodes, testing::Each(testing::Le(10U)));
+            EXPECT_EQ(3U, *client().call(request::GetSize{"Twins"}));
+            EXPECT_EQ(0U, client().code(request::UpdateKey{"Job", "Id", "1", row({{"Name", "still"}})}));
+            EXPECT_EQ(0U, client().info("TransactionOpen"));
+        }
+    }
+};
+
+TEST_F(DamagedDatabase, DeletedWhileInUse)
+{
+    start();
+    EXPECT_EQ(0U, client().code(request::SelectRow{"Item", 0}));
+    std::filesystem::remove(m_oSandbox.database("persistent-common.db"));
+    useEverything();
+    stop();
+    start(); // an empty one is made in its place
+    EXPECT_EQ(8U, client().code(request::GetSize{"Item"}));
+    EXPECT_EQ("still", client().cell("Job", 1, "Name"));
+}
+
+TEST_F(DamagedDatabase, WholeDirectoryDeletedWhileInUse)
+{
+    start();
+    std::filesystem::remove_all(m_oSandbox.path("tmp/db"));
+    for (const auto* pTable : {"Item", "Twins", "Job"}) {
+        EXPECT_LE(client().code(request::DeleteAll{pTable}), 10U);
+        EXPECT_LE(client().code(request::SelectRows{pTable}), 10U);
+    }
+    EXPECT_EQ(0U, client().code(request::Ping{}));
+}
+
+TEST_F(DamagedDatabase, OverwrittenWithGarbage)
+{
+    const std::string sPath = m_oSandbox.database("persistent-common.db");
+    const std::string sGarbage = repeat("no database ", std::filesystem::file_size(sPath) / 12);
+    const auto overwrite = [&](std::size_t a_iFrom) { // the file itself, as it is open in the daemon
+        const zel::UniqueFd oFile(::open(sPath.c_str(), O_WRONLY));
+        EXPECT_GT(
+            ::pwrite(oFile.get(), sGarbage.data(), sGarbage.size() - a_iFrom, static_cast<off_t>(a_iFrom)),
+            0);
+    };
+    start();
+    overwrite(4096); // pages of tables that were not read yet
+    useEverything();
+    overwrite(0);
+    useEverything();
+    stop();
+
+    start();
+    EXPECT_THAT(daemon().errors(), HasSubstr("error   SQLiteWrap"));
+    EXPECT_EQ(8U, client().code(request::GetSize{"Item"}));
+    EXPECT_EQ("still", client().cell("Job", 1, "Name"));
+}
+
+TEST_F(DamagedDatabase, CutOffWhileInUse)
+{
+    start();
+    EXPECT_EQ(0U, client().code(request::SelectRow{"Item", 0}));
+    std::filesystem::resize_file(m_oSandbox.database("persistent-common.db"), 5000);
+    useEverything();
+    std::filesystem::resize_file(m_oSandbox.database("persistent-common.db"), 0);
+    useEverything();
+}
+
+class FullDisk : public DaemonTest
+{
+protected:
+    /// A disk of 4 MiB at the place, seen by this process and its children alone.
+    static bool mountSmallDisk(const std::string& a_sPlace)
+    {
+        return ::unshare(CLONE_NEWNS) == 0 &&
+               ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+               ::mount("none", a_sPlace.c_str(), "tmpfs", 0, "size=4m") == 0;
+    }
+
+    void SetUp() override
+    {
+        const std::string sSmall = m_oSandbox.path("small");
+        std::filesystem::create_directory(sSmall);
+        int iStatus = -1;
+        const pid_t iProbe = ::fork();
+        if (iProbe == 0) {
+            ::_exit(mountSmallDisk(sSmall) ? 0 : 1);
+        }
+        ::waitpid(iProbe, &iStatus, 0);
+        if (iStatus != 0) {
+            GTEST_SKIP() << "a disk cannot be mounted here";
+        }
+        start({"-d", sSmall + "/db"}, [this, sSmall] {
+            mountSmallDisk(sSmall);
+            std::filesystem::copy(m_oSandbox.path("tmp/db"), sSmall + "/db");
+            writeFile(sSmall + "/filler", std::string(1024 * 1024, 'x'));
+        });
+    }
+
+    void makeRoom()
+    {
+        std::filesystem::remove("/proc/" + std::to_string(daemon().pid()) + "/root" +
+                                m_oSandbox.path("small/filler"));
+    }
+
+    /// Inserts until there is no room; the code that the last one got.
+    unsigned fill()
+    {
+        const ValueList lRow = row({{"Text", std::string(4000, 'x').c_str()}});
+        unsigned iCode = 0;
+        for (int i = 0; i < 2000 && iCode == 0; ++i) {
+            iCode = client().code(request::InsertRow{"Scratch", lRow});
+        }
+        return iCode;
+    }
+};
+
+TEST_F(FullDisk, WritesFailAndNothingIsLost)
+{
+    EXPECT_EQ(1U, fill());
+    const unsigned iRows = *client().call(request::GetSize{"Scratch"});
+    EXPECT_GT(iRows, 100U);
+    EXPECT_EQ(iRows, client().call(request::SelectRows{"Scratch", {"Id"}})->size());
+    EXPECT_THAT(daemon().errors(), HasSubstr("Error 13 (database or disk is full)"));
+    makeRoom();
+    EXPECT_EQ(0U, client().code(request::InsertRow{"Scratch", row({{"Text", "room again"}})}));
+    EXPECT_EQ(iRows + 1, *client().call(request::GetSize{"Scratch"}));
+    EXPECT_EQ(0U, client().code(request::DeleteKey{"Scratch", "Id", "1"}));
+}
+
+TEST_F(FullDisk, TransactionThatFindsNoRoomKeepsNothing)
+{
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", "not kept"}})}));
+    EXPECT_EQ(1U, fill());
+    EXPECT_NE(0U, client().code(request::InsertRow{"Scratch", row({{"Text", "outside"}})}));
+    client().code(request::Rollback{});
+    EXPECT_EQ(0U, *client().call(request::GetSize{"Scratch"}));
+    EXPECT_EQ("red", client().cell("Item", 1, "Note"));
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    EXPECT_EQ(0U, client().code(request::InsertRow{"Scratch", row({{"Text", "inside"}})}));
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+}
+
+class Smuggling : public RunningDaemonTest
+{
+protected:
+    std::string exported()
+    {
+        const auto oExport = ledgerctl({"export"});
+        EXPECT_EQ(0, oExport.m_iStatus);
+        return oExport.m_sOutput;
+    }
+
+    ValueList valuesNamed(const std::string& a_sName)
+    {
+        ValueList lValues;
+        lValues.add(a_sName, Value(EDataType::Text, "x"));
+        return lValues;
+    }
+};
+
+TEST_F(Smuggling, NoNameAndNoKeyRunsAnythingOfItsOwn)
+{
+    const std::string sBefore = exported();
+    const std::string sFile = m_oSandbox.path("attached.db");
+    for (const std::string& sName : {std::string("Id; DROP TABLE Item"),
+                                     std::string("Id) ; --"),
+                                     std::string("Id -- "),
+                                     std::string("*"),
+                                     std::string("Id, Name"),
+                                     std::string("(SELECT PasswordHash FROM UserAccount)"),
+                                     std::string("\"Id\""),
+                                     std::string("[Id]"),
+                                     std::string("`Id`"),
+                                     std::string("'Id'"),
+                                     std::string("Id/**/"),
+                                     std::string("randomblob(1000000000)"),
+                                     std::string("load_extension(1)"),
+                                     std::string("1=1 OR Id"),
+                                     std::string("Note = 'x', Name"),
+                                     std::string("Id\n"),
+                                     std::string(" Id"),
+                                     std::string("Item.Id"),
+                                     std::string(),
+                                     "Id; ATTACH '" + sFile + "' AS a; --"}) {
+        EXPECT_EQ(8U, client().code(request::SelectRow{"Item", 0, {sName}})) << sName;
+        EXPECT_EQ(8U, client().code(request::SelectKey{"Item", "Id", "1", {sName}})) << sName;
+        EXPECT_EQ(8U, client().code(request::SelectRows{"Item", {sName}})) << sName;
+        EXPECT_EQ(8U, client().code(request::SelectKey{"Item", sName, "1"})) << sName;
+        EXPECT_EQ(8U, client().code(request::InsertRow{"Item", valuesNamed(sName)})) << sName;
+        EXPECT_EQ(8U, client().code(request::UpdateRow{"Item", 0, valuesNamed(sName)})) << sName;
+        EXPECT_EQ(8U, client().code(request::UpdateKey{"Item", "Id", "1", valuesNamed(sName)})) << sName;
+        EXPECT_EQ(8U, client().code(request::UpdateKey{"Item", sName, "1", row({{"Note", "x"}})})) << sName;
+        EXPECT_EQ(8U, client().code(request::DeleteKey{"Item", sName, "1"})) << sName;
+    }
+    for (const char* pKey : {"' OR '1'='1", "1'; DELETE FROM Item; --",
+                             "1' UNION SELECT * FROM UserAccount; --", "'", "''", "1';ATTACH 'x' AS y;--"}) {
+        EXPECT_EQ(8U, client().code(request::SelectKey{"Item", "Id", pKey})) << pKey;
+        EXPECT_EQ(8U, client().code(request::UpdateKey{"Item", "Id", pKey, row({{"Note", "x"}})})) << pKey;
+        EXPECT_EQ(8U, client().code(request::DeleteKey{"Item", "Id", pKey})) << pKey;
+    }
+    for (const char* pTable : {"Item; DROP TABLE Item", "sqlite_master", "Item WHERE 1=1", "main.Item",
+                               "pragma_table_info('Item')", "(SELECT 1)"}) {
+        EXPECT_EQ(8U, client().code(request::SelectRows{pTable})) << pTable;
+        EXPECT_EQ(8U, client().code(request::DeleteAll{pTable})) << pTable;
+    }
+    EXPECT_EQ(sBefore, exported());
+    EXPECT_FALSE(std::filesystem::exists(sFile));
+
+    // What looks like it, but is only text, is kept as text.
+    const char* const pText = "'); DROP TABLE Item; --";
+    EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", pText}})}));
+    EXPECT_EQ(pText, client().cell("Item", 1, "Note"));
+}
+
+} // namespace
+} // namespace e2e
