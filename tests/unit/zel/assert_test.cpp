@@ -38,17 +38,6 @@ TEST(Assert, holdsOrThrowsWithExpressionAndSource)
     EXPECT_EQ(failure(), c_oSilent);
 }
 
-TEST(Assert, namesTheCallerWhenNoSourceIsGiven)
-{
-    const unsigned iLine = __LINE__ + 2;
-    try {
-        Assert(false, "x");
-        FAIL();
-    } catch (const AssertionError& oError) {
-        EXPECT_EQ(oError.what(), "x (assert_test:" + std::to_string(iLine) + ")");
-    }
-}
-
 TEST(Assert, theInstalledHookReportsAndThePreviousOneReturns)
 {
     {

@@ -3,10 +3,9 @@
 #include "tests/unit/zel/tempdir.h"
 #include "zel/uniquefd.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -70,23 +69,6 @@ std::string linkOf(int a_iFd)
 }
 
 } // namespace
-
-TEST_F(Daemon, aLiveProcessOccupiesThePidFileADeadOneDoesNot)
-{
-    Pipe oHold;
-    const pid_t iChild = ::fork();
-    if (iChild == 0) {
-        oHold.readAll();
-        ::_exit(0);
-    }
-    const std::string sPid = std::to_string(iChild);
-    EXPECT_TRUE(occupiedBy(sPid + "\n"));
-    EXPECT_TRUE(occupiedBy(sPid));
-    oHold.m_oInto.reset();
-    EXPECT_EQ(waitFor(iChild), 0);
-    EXPECT_FALSE(occupiedBy(sPid + "\n"));
-    EXPECT_FALSE(occupiedBy(std::to_string(::getpid()) + "\n"));
-}
 
 TEST_F(Daemon, aProcessOfSomebodyElseIsAlive)
 {

@@ -182,34 +182,3 @@ TEST(Execute, failsCleanlyWithoutDescriptorsOrChildStatus)
         return execute("echo x") == std::pair<int, std::string>(127, "x\n");
     }));
 }
-
-TEST(Execute, runsOnSmallStacksSideBySide)
-{
-    constexpr std::size_t c_iStack = 131072;
-    struct Job
-    {
-        std::string m_sText;
-        int m_iRight = 0;
-        pthread_t m_oThread{};
-    };
-    Job aJobs[] = {{"first"}, {"second"}};
-    pthread_attr_t oAttributes;
-    ::pthread_attr_init(&oAttributes);
-    ::pthread_attr_setstacksize(&oAttributes, c_iStack);
-    for (Job& oJob : aJobs) {
-        const auto pRun = [](void* a_pJob) -> void* {
-            Job& oMine = *static_cast<Job*>(a_pJob);
-            for (int i = 0; i < 20; ++i) {
-                const auto [iResult, sOutput] = execute("cat /dev/null; echo " + oMine.m_sText + "; exit 9");
-                oMine.m_iRight += iResult == 9 && sOutput == oMine.m_sText + "\n";
-            }
-            return nullptr;
-        };
-        ASSERT_EQ(::pthread_create(&oJob.m_oThread, &oAttributes, pRun, &oJob), 0);
-    }
-    ::pthread_attr_destroy(&oAttributes);
-    for (Job& oJob : aJobs) {
-        ::pthread_join(oJob.m_oThread, nullptr);
-        EXPECT_EQ(oJob.m_iRight, 20);
-    }
-}

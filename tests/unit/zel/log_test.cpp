@@ -128,16 +128,6 @@ TEST(Log, eachLevelHasItsBitNameAndSyslogPriority)
     }
 }
 
-TEST(Log, opensSyslogUnderTheProgramsNameAndStartsInTheForeground)
-{
-    ZEL_Sysloglevel_set(true);
-    ZEL_Sysloglevel_construct2(std::string("ledgerd").c_str());
-    EXPECT_STREQ(openedSyslog().m_pName, "ledgerd");
-    EXPECT_EQ(openedSyslog().m_iOptions, LOG_PID);
-    EXPECT_EQ(openedSyslog().m_iFacility, LOG_DAEMON);
-    EXPECT_NE(shown("x"), "");
-}
-
 TEST(Log, modulesKeepTheirOwnLevels)
 {
     EXPECT_EQ(ZEL_Sysloglevel_getTracelevel("Unknown"), 113);
@@ -171,19 +161,6 @@ TEST(Log, moreModulesThanThereIsRoomForShareTheLast)
         std::_Exit(bShared && iHandle == 255 ? 0 : 1);
     };
     EXPECT_EXIT(logFromMany(), testing::ExitedWithCode(0), "still here");
-}
-
-TEST(Log, unusableHandlesAndLongNamesAreHarmless)
-{
-    EXPECT_EQ(logged([] {
-                  ZEL_Sysloglevel_error(-1, c_oTag, "x");
-                  ZEL_Sysloglevel_error(100000, c_oTag, "x");
-              }),
-              "");
-    const int iLong = ZEL_Sysloglevel_registerModul(std::string(5000, 'M').c_str());
-    EXPECT_EQ(ZEL_Sysloglevel_registerModul(std::string(6000, 'M').c_str()), iLong);
-    EXPECT_THAT(logged([&] { ZEL_Sysloglevel_error(iLong, c_oTag, "x"); }),
-                HasSubstr("error   " + std::string(47, 'M') + " sqlitewrapper"));
 }
 
 TEST(Log, aTextIsOnePrintableLine)
@@ -285,4 +262,14 @@ TEST(Log, aReaderThatStoppedDoesNotStopTheLogger)
     }
     EXPECT_THAT(logged([&] { ZEL_Sysloglevel_error(iModule, c_oTag, "read again"); }),
                 HasSubstr("read again"));
+}
+
+TEST(Log, opensSyslogUnderTheProgramsNameAndStartsInTheForeground)
+{
+    ZEL_Sysloglevel_set(true);
+    ZEL_Sysloglevel_construct2(std::string("ledgerd").c_str());
+    EXPECT_STREQ(openedSyslog().m_pName, "ledgerd");
+    EXPECT_EQ(openedSyslog().m_iOptions, LOG_PID);
+    EXPECT_EQ(openedSyslog().m_iFacility, LOG_DAEMON);
+    EXPECT_NE(shown("x"), "");
 }
