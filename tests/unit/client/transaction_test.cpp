@@ -62,15 +62,6 @@ TEST_F(TransactionTest, RollsBackWhenItIsDropped)
     EXPECT_EQ(m_oConnection.unanswered(), 0u);
 }
 
-TEST_F(TransactionTest, ARefusedBeginLeavesNothingToRollBack)
-{
-    m_oServer.reply(EResultCode::Busy);
-    EXPECT_EQ(m_oTransaction->begin().code(), EResultCode::Busy);
-    EXPECT_FALSE(m_oTransaction->isOpen());
-    m_oTransaction.reset();
-    EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::Begin));
-}
-
 TEST_F(TransactionTest, EndsWithItsConnection)
 {
     begin();
