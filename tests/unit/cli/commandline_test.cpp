@@ -126,33 +126,6 @@ TEST_F(CommandLineTest, WrongUsageIs64)
     EXPECT_EQ(m_oOutput.str(), "");
 }
 
-TEST_F(CommandLineTest, HelpAndVersionArePrintedAndNothingRuns)
-{
-    parse({"--version"});
-    EXPECT_EQ(m_oOutput.str(), "ledgerctl " LEDGERD_VERSION "\n");
-    EXPECT_EQ(m_oCommandLine.command(), nullptr);
-    parse({"--help"});
-    for (const Command& oCommand : commands()) {
-        EXPECT_THAT(m_oOutput.str(), HasSubstr(oCommand.m_pName));
-    }
-    parse({"set", "--help"});
-    EXPECT_THAT(m_oOutput.str(), HasSubstr("--key"));
-    EXPECT_EQ(m_oCommandLine.command(), nullptr);
-}
-
-TEST(BatchGrammar, KnowsTheWritingCommandsOnly)
-{
-    CommandLine oGrammar(CommandLine::EGrammar::BatchLine);
-    std::ostringstream oOutput;
-    EXPECT_TRUE(oGrammar.parse({"add", "T", "A=1"}, oOutput).ok());
-    EXPECT_TRUE(oGrammar.parse({"del", "T", "--row", "0"}, oOutput).ok());
-    EXPECT_TRUE(oGrammar.arguments().m_lAssignments.empty());
-    for (const char* pOther : {"get", "batch", "--help", "--version", "--json"}) {
-        EXPECT_EQ(oGrammar.parse({pOther, "T"}, oOutput).m_iExit, c_iExitUsage) << pOther;
-    }
-    EXPECT_EQ(oOutput.str(), "");
-}
-
 TEST(Application, TellsFailuresWithTheirExitStatus)
 {
     std::istringstream oInput;

@@ -108,27 +108,6 @@ TEST_F(CommandsTest, GetReadsWhatIsAskedFor)
                             EOperation::SelectKey, EOperation::SelectRows));
 }
 
-TEST_F(CommandsTest, AWrongValueIsRefusedBeforeAnythingIsWritten)
-{
-    m_oServer.reply(0, writeSchema);
-    const Outcome oOutcome = run({"add", "T", "Id=x"});
-    EXPECT_EQ(oOutcome.m_iExit, 7);
-    EXPECT_THAT(oOutcome.m_sText, HasSubstr("Id=x"));
-    EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::GetSchema));
-}
-
-TEST_F(CommandsTest, AddPrintsTheNewId)
-{
-    m_oServer.reply(0, writeSchema);
-    m_oServer.reply(0, [](Writer& a_oWriter) { a_oWriter.i32(12); });
-    EXPECT_TRUE(run({"add", "T", "Name=x"}).ok());
-    EXPECT_EQ(m_oOutput.str(), "12\n");
-    const auto lRequests = m_oServer.requests();
-    Reader oReader(lRequests.at(1).m_sBody);
-    EXPECT_EQ(oReader.text(), "T");
-    EXPECT_EQ(oReader.values().getValue("Name").getText(), "x");
-}
-
 // ---------------------------------------------------------------------------------------------------------
 // batch
 
@@ -185,13 +164,6 @@ TEST_F(CommandsTest, BatchSendsNothingWhenALineIsWrong)
     EXPECT_EQ(oTyped.m_iExit, 7);
     EXPECT_THAT(oTyped.m_sText, ::testing::StartsWith("line 2: "));
     EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::GetSchema));
-}
-
-TEST_F(CommandsTest, BatchWritesNothingWithoutATransaction)
-{
-    m_oServer.reply(EResultCode::Locked);
-    EXPECT_EQ(run({"batch"}, "del T --all\n").m_iExit, 3);
-    EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::Begin));
 }
 
 TEST_F(CommandsTest, BatchOutlivesALostServer)
@@ -349,14 +321,6 @@ TEST_F(CommandsTest, WatchShowsNoRowsAsAddedWhenTheFirstReadWasOvertaken)
     });
     EXPECT_TRUE(run({"watch", "T", "--rows"}).ok());
     EXPECT_EQ(m_oOutput.str(), "T\n");
-}
-
-TEST_F(CommandsTest, WatchEndsWithItsServer)
-{
-    m_oServer.reply();
-    m_oServer.hangUp();
-    ASSERT_TRUE(m_oConnection.submit(client::request::Ping{}, [](const client::Status&) {}).ok());
-    EXPECT_EQ(run({"watch", "T"}).m_iExit, c_iExitUnreachable);
 }
 
 } // namespace systema::cli

@@ -95,39 +95,6 @@ TEST(Json, ParsesWholeTextsOnly)
     }
 }
 
-TEST(Printer, GivesEachCommandItsForm)
-{
-    const auto oNames = [](Printer& a_oPrinter) { a_oPrinter.printNames("table", {"A", "B/c"}); };
-    EXPECT_EQ(printed(EFormat::Table, oNames), "A\nB/c\n");
-    EXPECT_EQ(printed(EFormat::Json, oNames), "[\"A\",\"B/c\"]\n");
-    EXPECT_EQ(printed(EFormat::Csv, oNames), "table\r\nA\r\nB/c\r\n");
-
-    ColumnList lSchema;
-    lSchema.add("Id", EDataType::Integer);
-    lSchema.add("X", EDataType::Null);
-    const auto oSchema = [&](Printer& a_oPrinter) { a_oPrinter.printSchema(lSchema); };
-    EXPECT_EQ(printed(EFormat::Table, oSchema), "name  type\nId    integer\nX     null\n");
-    EXPECT_EQ(printed(EFormat::Json, oSchema),
-              "[\n {\"name\":\"Id\",\"type\":\"integer\"},\n {\"name\":\"X\",\"type\":\"null\"}\n]\n");
-
-    const auto oCount = [](Printer& a_oPrinter) { a_oPrinter.printCount(4000000000); };
-    EXPECT_EQ(printed(EFormat::Table, oCount), "4000000000\n");
-    EXPECT_EQ(printed(EFormat::Json, oCount), "4000000000\n");
-    EXPECT_EQ(printed(EFormat::Csv, oCount), "count\r\n4000000000\r\n");
-
-    const auto oIds = [](Printer& a_oPrinter) { a_oPrinter.printIds({7, 8}); };
-    EXPECT_EQ(printed(EFormat::Table, oIds), "7\n8\n");
-    EXPECT_EQ(printed(EFormat::Json, oIds), "{\"id\":7}\n{\"id\":8}\n");
-
-    ValueList lInfo;
-    lInfo.add("Version", text("1"));
-    lInfo.add("Uptime", Value(EDataType::Unsigned, 12));
-    const auto oInfo = [&](Printer& a_oPrinter) { a_oPrinter.printRecord(lInfo); };
-    EXPECT_EQ(printed(EFormat::Table, oInfo), "Version  1\nUptime   12\n");
-    EXPECT_EQ(printed(EFormat::Json, oInfo), "{\"Version\":\"1\",\"Uptime\":12}\n");
-    EXPECT_EQ(printed(EFormat::Csv, oInfo), "name,value\r\nVersion,1\r\nUptime,12\r\n");
-}
-
 // ---------------------------------------------------------------------------------------------------------
 // watch
 
@@ -151,18 +118,6 @@ struct Change
 };
 
 } // namespace
-
-TEST(RowDiff, ComparesById)
-{
-    const Change oChange;
-    const RowDiff oDiff = diffRows(oChange.m_oBefore, oChange.m_oAfter);
-    ASSERT_EQ(oDiff.m_lRemoved.size(), 1u);
-    EXPECT_EQ(oDiff.m_lRemoved[0].find("Name")->m_sText, "a");
-    ASSERT_EQ(oDiff.m_lChanged.size(), 1u);
-    EXPECT_EQ(oDiff.m_lChanged[0].m_oBefore.find("Name")->m_sText, "b");
-    ASSERT_EQ(oDiff.m_lAdded.size(), 1u);
-    EXPECT_EQ(oDiff.m_lAdded[0].find("Id")->m_iNumber, 4u);
-}
 
 TEST(RowDiff, ComparesWholeRowsWithoutId)
 {
@@ -208,20 +163,6 @@ TEST(Printer, ShowsWhatChanged)
     const auto oPlain = [](Printer& a_oPrinter) { a_oPrinter.printChange("T"); };
     EXPECT_EQ(printed(EFormat::Table, oPlain), "T\n");
     EXPECT_EQ(printed(EFormat::Json, oPlain), "{\"table\":\"T\"}\n");
-}
-
-TEST(ProgressBar, IsDrawnOnTerminalsOnlyAndTakenAway)
-{
-    const auto sDrawn = [](bool a_bTerminal) {
-        return written([=](auto& a_oStream) {
-            ProgressBar oBar(a_oStream, a_bTerminal, 4);
-            oBar.advance();
-        });
-    };
-    EXPECT_EQ(sDrawn(false), "");
-    EXPECT_NE(sDrawn(true).find("[############......................................] 25%"),
-              std::string::npos);
-    EXPECT_TRUE(sDrawn(true).ends_with("\r\x1b[K"));
 }
 
 } // namespace systema::cli

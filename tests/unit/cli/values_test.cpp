@@ -15,19 +15,6 @@ using ::testing::IsEmpty;
 // ---------------------------------------------------------------------------------------------------------
 // Assignments
 
-TEST(Assignment, IsTakenApartAtTheFirstEqualsSign)
-{
-    EXPECT_EQ(parseAssignment("Name=a=b")->m_oText, "a=b");
-    EXPECT_EQ(parseAssignment("Name=a=b")->m_sColumn, "Name");
-    EXPECT_EQ(parseAssignment("Name=")->m_oText, "");
-    EXPECT_EQ(parseAssignment("Name:null")->m_sColumn, "Name");
-    EXPECT_FALSE(parseAssignment("Name:null")->m_oText);
-    EXPECT_EQ(parseAssignment("Name:null=x")->m_sColumn, "Name:null");
-    for (const char* pNone : {"", "Name", "=x", ":null", "Name:NULL"}) {
-        EXPECT_FALSE(parseAssignment(pNone)) << pNone;
-    }
-}
-
 TEST(Assignment, TakesTheTypeOfItsColumn)
 {
     ColumnList lSchema;
@@ -104,12 +91,6 @@ TEST(Utf8, TellsValidFromInvalid)
           "\xf0\x80\x80\x80", "\xf4\x90\x80\x80", "\xf8\x88\x80\x80\x80", "\xff", "a\xfe"}) {
         EXPECT_FALSE(isUtf8(pInvalid));
     }
-}
-
-TEST(Utf8, InvalidBytesAreReplacedOneByOne)
-{
-    EXPECT_EQ(toUtf8("a\xff\xc3z\xc3\xa4"), "a\xef\xbf\xbd\xef\xbf\xbdz\xc3\xa4");
-    EXPECT_TRUE(isUtf8(toUtf8("\xe2\x82\xf0\x9f\x98")));
 }
 
 TEST(Utf8, NothingReachesTheTerminalUnseen)
