@@ -11,7 +11,6 @@ using systema::EResultCode;
 using systema::NameList;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using zel::cfg::PersistScript;
 
 namespace {
@@ -49,70 +48,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(ChangeTest, EachSubscriberIsToldOnceOfItsChangedTables)
-{
-    EXPECT_TRUE(m_oDispatcher.subscribe(m_oFirst, {"Stored", "Virtual"}));
-    EXPECT_TRUE(m_oDispatcher.subscribe(m_oFirst, {"Stored"})); // again: still one word of it
-    m_oDispatcher.subscribe(m_oSecond, {"Virtual"});
-    EXPECT_FALSE(m_oDispatcher.hasNotifications());
-    for (const auto& oWrite : c_aWrites) {
-        oWrite.m_pRun(m_oDispatcher, m_pMe, "Stored");
-        oWrite.m_pRun(m_oDispatcher, m_pMe, "Virtual");
-    }
-    EXPECT_TRUE(m_oDispatcher.hasNotifications());
-    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored", "Virtual"})));
-    EXPECT_THAT(m_oSecond.take(), ElementsAre(NameList({"Virtual"})));
-    EXPECT_FALSE(m_oDispatcher.hasNotifications());
-    EXPECT_THAT(told(m_oFirst), IsEmpty());
-    EXPECT_EQ(m_oDispatcher.getStatistics().m_iNotifications, 3U);
-}
-
-TEST_F(ChangeTest, EachKindOfWriteIsAChangeOnlyWhenItSucceeds)
-{
-    m_oDispatcher.subscribe(m_oFirst, {"Stored"});
-    for (const auto& oWrite : c_aWrites) {
-        oWrite.m_pRun(m_oDispatcher, m_pMe, "Stored");
-        EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored"}))) << oWrite.m_pCall;
-        m_oStored.m_mResults[oWrite.name()] = EResultCode::Constraint;
-        oWrite.m_pRun(m_oDispatcher, m_pMe, "Stored");
-        EXPECT_FALSE(m_oDispatcher.hasNotifications()) << oWrite.m_pCall;
-    }
-    for (const auto& oRead : c_aReads) {
-        oRead.m_pRun(m_oDispatcher, m_pMe, "Stored");
-        EXPECT_FALSE(m_oDispatcher.hasNotifications()) << oRead.m_pCall;
-    }
-}
-
-TEST_F(ChangeTest, ATransactionIsToldWhenItCommitsAndNotWhenItIsRolledBack)
-{
-    m_oDispatcher.subscribe(m_oFirst, {"Stored"});
-    begin(m_pMe);
-    write(m_pMe, "Stored");
-    write(m_pMe, "Stored");
-    EXPECT_THAT(told(m_oFirst), IsEmpty());
-    commit(m_pMe);
-    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored"})));
-
-    begin(m_pMe);
-    write(m_pMe, "Stored");
-    rollback(m_pMe);
-    EXPECT_THAT(told(m_oFirst), IsEmpty());
-    begin(m_pMe);
-    commit(m_pMe); // without a write
-    EXPECT_THAT(told(m_oFirst), IsEmpty());
-}
-
-TEST_F(ChangeTest, WhatARollbackCannotUndoIsToldAllTheSame)
-{
-    m_oStored.m_bUsesTransactions = false;
-    m_oDispatcher.subscribe(m_oFirst, {"Stored", "Virtual"});
-    begin(m_pMe);
-    write(m_pMe, "Stored");
-    write(m_pMe, "Virtual");
-    rollback(m_pMe);
-    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored", "Virtual"})));
-}
 
 TEST_F(ChangeTest, WhatIsWrittenWhileBeingToldIsToldNextTime)
 {

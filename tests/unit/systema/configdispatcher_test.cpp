@@ -27,21 +27,6 @@ protected:
 
 } // namespace
 
-TEST_F(ConfigDispatcherTest, EachOperationGoesToThePluginOfTheTableAndItsResultComesBack)
-{
-    const auto expectRouted = [&](const Operation& a_oOperation) {
-        m_oStored.m_mResults[a_oOperation.name()] = EResultCode::Mismatch;
-        EXPECT_EQ(a_oOperation.m_pRun(m_oDispatcher, m_pMe, "Stored"), EResultCode::Mismatch);
-        EXPECT_THAT(takeCalls(), ElementsAre(std::string("stored.") + a_oOperation.m_pCall));
-    };
-    std::ranges::for_each(c_aReads, expectRouted);
-    std::ranges::for_each(c_aWrites, expectRouted);
-
-    int iId = 0;
-    m_oDispatcher.insertKey(iId, m_pMe, "Virtual", {});
-    EXPECT_EQ(iId, 42);
-}
-
 TEST_F(ConfigDispatcherTest, ATableThatNobodyServesIs8AndANullHandleAnAssertion)
 {
     const auto expectRefused = [&](const Operation& a_oOperation) {
@@ -54,25 +39,6 @@ TEST_F(ConfigDispatcherTest, ATableThatNobodyServesIs8AndANullHandleAnAssertion)
     EXPECT_FALSE(m_oDispatcher.hasTable("stored"));
     EXPECT_FALSE(m_oDispatcher.isStored("stored"));
     EXPECT_FALSE(m_oDispatcher.isPersistent("stored"));
-}
-
-TEST_F(ConfigDispatcherTest, ANameAttachedTwiceStaysWithTheFirst)
-{
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(m_oDispatcher.attach("Stored", m_oVirtual));
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("Stored is attached already"));
-    EXPECT_EQ(tables(), NameList({"Virtual", "Stored"}));
-    read(m_pMe, "Stored");
-    EXPECT_THAT(m_lCalls, ElementsAre("stored.getSize Stored"));
-}
-
-TEST_F(ConfigDispatcherTest, TellsStoredAndPersistentTablesFromOthers)
-{
-    EXPECT_TRUE(m_oDispatcher.isStored("Stored"));
-    EXPECT_FALSE(m_oDispatcher.isStored("Virtual"));
-    EXPECT_FALSE(m_oDispatcher.isPersistent("Stored"));
-    m_oStored.m_bPersistent = true;
-    EXPECT_TRUE(m_oDispatcher.isPersistent("Stored"));
 }
 
 TEST_F(ConfigDispatcherTest, InitializeOpensAndSetsUpEachPluginOnceAndAttachesWhatItThenServes)
@@ -128,19 +94,6 @@ TEST_F(ConfigDispatcherTest, APluginThatThrowsDoesNotKeepTheOthersFromTheirWork)
                     HasSubstr(std::string(oCase.m_pOperation) + " throws"));
         EXPECT_THAT(takeCalls(), testing::Contains(std::string("stored.") + oCase.m_pOperation));
     }
-}
-
-TEST_F(ConfigDispatcherTest, HoldClosesEveryPluginAndReleaseOpensThemAgain)
-{
-    EXPECT_FALSE(m_oDispatcher.connectionOpened());
-    m_oDispatcher.open(m_pMe);
-    EXPECT_TRUE(m_oDispatcher.connectionOpened());
-    m_oDispatcher.close(m_pMe);
-    EXPECT_FALSE(m_oDispatcher.connectionOpened());
-    m_oDispatcher.open(m_pMe);
-    EXPECT_TRUE(m_oDispatcher.connectionOpened());
-    EXPECT_THAT(m_lCalls, ElementsAre("virtual.open", "stored.open", "virtual.close", "stored.close",
-                                      "virtual.open", "stored.open"));
 }
 
 TEST_F(ConfigDispatcherTest, ALockIsAskedForAndTakesHoldWhenProcessed)

@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <climits>
-
 using systema::ConfigDispatcher;
 using systema::EResultCode;
 using systema::NameList;
@@ -73,18 +71,6 @@ TEST_F(TransactionTest, OneAtATimeOverEveryPlugin)
     EXPECT_EQ(write(m_pOther, "Stored"), EResultCode::Success);
     EXPECT_EQ(begin(m_pOther), EResultCode::Success);
     EXPECT_EQ(m_oDispatcher.getStatistics().m_iTransactions, 2U);
-}
-
-TEST_F(TransactionTest, CommitAndRollbackNeedABegin)
-{
-    EXPECT_EQ(commit(m_pMe), EResultCode::Failure);
-    EXPECT_EQ(rollback(m_pMe), EResultCode::Failure);
-    begin(m_pMe);
-    commit(m_pMe);
-    takeCalls();
-    EXPECT_EQ(commit(m_pMe), EResultCode::Failure);
-    EXPECT_EQ(rollback(m_pMe), EResultCode::Failure);
-    EXPECT_THAT(m_lCalls, IsEmpty());
 }
 
 TEST_F(TransactionTest, AFailingStartUndoesThoseThatStarted)
@@ -164,20 +150,6 @@ TEST_F(TransactionTest, ARollbackGoesThroughEveryPluginAndReportsTheFirstFailure
     EXPECT_EQ(begin(m_pOther), EResultCode::Success);
 }
 
-TEST_F(TransactionTest, AnOverdueTransactionIsRolledBack)
-{
-    begin(m_pMe);
-    write(m_pMe, "Stored");
-    takeCalls();
-    EXPECT_FALSE(isOverdueAfter(29));
-    testing::internal::CaptureStderr();
-    EXPECT_TRUE(isOverdueAfter(1));
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("longer than the transaction time-out"));
-    EXPECT_THAT(m_lCalls, ElementsAre("virtual.rollbackTransaction", "stored.rollbackTransaction"));
-    EXPECT_FALSE(m_oDispatcher.hasNotifications());
-    EXPECT_EQ(write(m_pOther, "Stored"), EResultCode::Success);
-}
-
 TEST_F(TransactionTest, WhoLostATransactionIsRefusedUntilItEndsIt)
 {
     for (const auto pEnd : {&ConfigDispatcher::commitTransaction, &ConfigDispatcher::rollbackTransaction}) {
@@ -219,22 +191,6 @@ TEST_F(TransactionTest, TheCurrentTimeoutHoldsForOneTransactionAndTheDefaultRetu
     EXPECT_FALSE(isOverdueAfter(1));
     EXPECT_TRUE(isOverdueAfter(1));
     EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 60);
-}
-
-TEST_F(TransactionTest, TimeoutsStayWithinTheirLimits)
-{
-    for (const long iTooLittle : {0L, -1L, LONG_MIN}) {
-        m_oDispatcher.setTransactionTimeout(iTooLittle);
-        m_oDispatcher.setDefaultTransactionTimeout(iTooLittle);
-        EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 1);
-        EXPECT_EQ(m_oDispatcher.getDefaultTransactionTimeout(), 1);
-    }
-    for (const long iTooMuch : {3601L, LONG_MAX}) {
-        m_oDispatcher.setTransactionTimeout(iTooMuch);
-        m_oDispatcher.setDefaultTransactionTimeout(iTooMuch);
-        EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 3600);
-        EXPECT_EQ(m_oDispatcher.getDefaultTransactionTimeout(), 3600);
-    }
 }
 
 TEST_F(TransactionTest, AHandleThatDisconnectsIsRolledBackAndForgotten)

@@ -1,16 +1,12 @@
 #include "systema/lists.h"
 
 #include "tests/row.h"
-#include "zel/assert.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-using systema::ColumnList;
-using systema::EDataType;
 using systema::NameList;
-using systema::Value;
 using systema::ValueList;
 using tests::row;
 
@@ -29,28 +25,6 @@ TEST(ValueList, FindsTheFirstOfANameAndMindsLetterCase)
     EXPECT_TRUE(lRow.empty());
 }
 
-TEST(ValueList, AskingForANameThatIsNotThereIsAnAssertion)
-{
-    ValueList lRow;
-    EXPECT_THROW(lRow.getValue("Id"), zel::error::AssertionError);
-}
-
-TEST(ValueList, KeepsACopyOfTheValueAndTheOrderOfInsertion)
-{
-    Value oValue(EDataType::Text, "wan");
-    ValueList lRow;
-    lRow.add("B", oValue);
-    lRow.add("A", oValue);
-    oValue.setNull();
-    const ValueList lCopy = lRow;
-    lRow.clear();
-    std::string sText;
-    for (const auto& [sName, oCell] : lCopy) {
-        sText += sName + "=" + oCell.getText() + " ";
-    }
-    EXPECT_EQ(sText, "B=wan A=wan ");
-}
-
 TEST(NameList, SpliceMovesEveryNameToTheEnd)
 {
     NameList lFirst = {"a"};
@@ -64,17 +38,4 @@ TEST(NameList, SpliceMovesEveryNameToTheEnd)
     lFirst.put(oStream);
     lSecond.put(oStream);
     EXPECT_EQ(oStream.str(), "a, b, a");
-}
-
-TEST(ColumnList, FindsAColumnByItsExactName)
-{
-    ColumnList lColumns;
-    lColumns.add("Id", EDataType::Integer);
-    lColumns.add("Name", EDataType::Text);
-    const ColumnList::Entry* pColumn = lColumns.getColumn("Name");
-    ASSERT_NE(pColumn, nullptr);
-    EXPECT_EQ(pColumn->second, EDataType::Text);
-    EXPECT_EQ(lColumns.getColumn("NAME"), nullptr);
-    lColumns.clear();
-    EXPECT_EQ(lColumns.getColumn("Id"), nullptr);
 }

@@ -49,11 +49,6 @@ private:
 
 } // namespace
 
-TEST_F(PersistScriptTest, HandsItselfToTheDispatcher)
-{
-    EXPECT_EQ(systema::ConfigDispatcher::instance().getPersistScript(), &m_oScript);
-}
-
 TEST_F(PersistScriptTest, WaitsFromTheFirstUnsavedChange)
 {
     EXPECT_THAT(processAfter(100), IsEmpty());
@@ -107,13 +102,4 @@ TEST_F(PersistScriptTest, TheFinalCallSavesWhatIsUnsavedWithoutWaiting)
     EXPECT_THAT(process(false), IsEmpty());
     EXPECT_THAT(process(true), ElementsAre(1));
     EXPECT_THAT(process(true), IsEmpty());
-}
-
-TEST_F(PersistScriptTest, TheHookGetsTheModeOfTheMoment)
-{
-    for (const auto eMode : {PersistScript::c_ePersistRedundant, PersistScript::c_ePersistNoSqlDump}) {
-        m_oScript.trigger();
-        m_oScript.setPersistMode(eMode);
-        EXPECT_THAT(process(), ElementsAre(eMode));
-    }
 }

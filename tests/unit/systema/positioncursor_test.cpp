@@ -83,17 +83,6 @@ TEST_F(PositionCursorTest, HandsOutTheRangeInPortionsAndThenEnds)
     EXPECT_THAT(m_lRows, IsEmpty());
 }
 
-TEST_F(PositionCursorTest, ARangeBeyondTheEndIsEmptyAndHasItsColumns)
-{
-    ASSERT_EQ(openRows(0, 5), EResultCode::Success);
-    EXPECT_EQ(m_pCursor->getColumns(), NameList({"Id", "Name"})); // of the schema
-    EXPECT_EQ(fetch(), EResultCode::NoRow);
-    ASSERT_EQ(openRows(7, 5, {"Name"}), EResultCode::Success);
-    EXPECT_EQ(m_pCursor->getColumns(), NameList({"Name"}));
-    EXPECT_EQ(fetch(), EResultCode::NoRow);
-    EXPECT_THAT(m_lRows, IsEmpty());
-}
-
 TEST_F(PositionCursorTest, EveryRowHasTheColumnsOfTheFirst)
 {
     m_oStored.m_lRows = {row({{"Id", 1}, {"Extra", "x"}}), row({{"Extra", "y"}, {"More", 1}}), row({})};
@@ -146,22 +135,4 @@ TEST_F(PositionCursorTest, AFailureIsReportedWhereItHappens)
     m_oStored.m_mResults["selectRow"] = EResultCode::Failure;
     EXPECT_EQ(fetch(), EResultCode::Failure);
     EXPECT_THAT(m_lRows, ElementsAre("2 ")); // was read before
-}
-
-TEST_F(PositionCursorTest, APluginThatReadsRowsByItselfIsAskedForThem)
-{
-    struct RowSource : RecordingPlugin, systema::IRowSource
-    {
-        using RecordingPlugin::RecordingPlugin;
-        EResultCode openRows(std::unique_ptr<IRowCursor>&, const void*, const std::string& a_table,
-                             unsigned int a_first, unsigned int a_count, const NameList& a_columns) override
-        {
-            return call("openRows", a_table, a_first, a_count, a_columns);
-        }
-    };
-    RowSource oSource("source", {"Own"}, m_lCalls);
-    oSource.m_mResults["openRows"] = EResultCode::Busy;
-    m_oDispatcher.attachTables(oSource);
-    EXPECT_EQ(m_oDispatcher.openRows(m_pCursor, m_pMe, "Own", 2, 3, {"Id", "Name"}), EResultCode::Busy);
-    EXPECT_THAT(m_lCalls, ElementsAre("source.openRows Own 2 3 Id, Name"));
 }

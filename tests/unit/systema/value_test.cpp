@@ -3,22 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <sstream>
 
 using systema::EDataType;
-using systema::EResultCode;
 using systema::Value;
-
-TEST(Value, AnEmptyValueHasTheTypeAskedFor)
-{
-    for (const unsigned iType : {EDataType::Null, EDataType::Integer, EDataType::Unsigned, EDataType::Text}) {
-        const Value oValue(iType);
-        EXPECT_EQ(oValue.getType(), iType);
-        EXPECT_EQ(oValue.getInteger(), 0);
-        EXPECT_EQ(oValue.getUnsigned(), 0U);
-        EXPECT_EQ(oValue.getText(), "");
-    }
-}
 
 TEST(Value, ATypeThatDoesNotFitTheContentGivesNull)
 {
@@ -72,19 +59,6 @@ TEST(Value, ATextGivesTheNumberItStartsWith)
     }
 }
 
-TEST(Value, SettersChangeContentAndType)
-{
-    Value oValue(EDataType::Null);
-    oValue.setText("ppp0");
-    EXPECT_EQ(oValue, Value(EDataType::Text, "ppp0"));
-    oValue.setInteger(-3);
-    EXPECT_EQ(oValue, Value(EDataType::Integer, -3));
-    oValue.setUnsigned(UINT_MAX);
-    EXPECT_EQ(oValue, Value(EDataType::Unsigned, -1));
-    oValue.setNull();
-    EXPECT_EQ(oValue, Value(EDataType::Null));
-}
-
 TEST(Value, CopiesAreDeepAndAMovedFromValueIsNull)
 {
     for (const Value& oOriginal : {Value(EDataType::Null), Value(EDataType::Integer, -4),
@@ -106,24 +80,4 @@ TEST(Value, CopiesAreDeepAndAMovedFromValueIsNull)
         oAssigned = oSelf;
         EXPECT_EQ(oAssigned, oOriginal);
     }
-}
-
-TEST(Value, EqualMeansSameTypeAndSameContent)
-{
-    EXPECT_NE(Value(EDataType::Integer, 1), Value(EDataType::Unsigned, 1));
-    EXPECT_NE(Value(EDataType::Integer, 0), Value(EDataType::Null));
-    EXPECT_NE(Value(EDataType::Text), Value(EDataType::Null));
-    EXPECT_NE(Value(EDataType::Text, "a"), Value(EDataType::Text, "A"));
-    EXPECT_NE(Value(EDataType::Integer, 1), Value(EDataType::Integer, 2));
-}
-
-TEST(EResultCode, EveryCodeHasItsTextAndOthersSaySo)
-{
-    EXPECT_STREQ(EResultCode().strerror(), "success");
-    EXPECT_STREQ(EResultCode(EResultCode::NoRow).strerror(), "no such row");
-    EXPECT_STREQ(EResultCode(11).strerror(), "unknown result code");
-    EXPECT_STREQ(EResultCode(UINT_MAX).strerror(), "unknown result code");
-    std::ostringstream oStream;
-    EResultCode(EResultCode::NoTable).put(oStream);
-    EXPECT_EQ(oStream.str(), "8 (no such table or column)");
 }

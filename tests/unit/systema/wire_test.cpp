@@ -15,7 +15,6 @@ using systema::ValueList;
 using systema::wire::Cell;
 using systema::wire::EKind;
 using systema::wire::EOperation;
-using systema::wire::Header;
 using systema::wire::Reader;
 using systema::wire::readHeader;
 using systema::wire::Writer;
@@ -148,32 +147,6 @@ TEST(Wire, EveryTruncationIsRefused)
     }
 }
 
-TEST(Wire, BytesLeftOverAreNoCompleteBody)
-{
-    Reader oReader(std::string_view("\1\2", 2));
-    EXPECT_EQ(oReader.u8(), 1U);
-    EXPECT_TRUE(oReader.ok());
-    EXPECT_FALSE(oReader.complete());
-    EXPECT_EQ(oReader.u8(), 2U);
-    EXPECT_TRUE(oReader.complete());
-}
-
-TEST(Wire, AFailedReaderGivesEmptyValuesForGood)
-{
-    // After a text that is longer than the body, the bytes behind its length would make good numbers.
-    Reader oReader(std::string_view("\xff\0\0\0\1\0\0\0\1\0\0\0", 12));
-    EXPECT_EQ(oReader.text(), "");
-    EXPECT_EQ(oReader.u8(), 0U);
-    EXPECT_EQ(oReader.u16(), 0U);
-    EXPECT_EQ(oReader.u32(), 0U);
-    EXPECT_EQ(oReader.text(), "");
-    EXPECT_TRUE(oReader.names().empty());
-    EXPECT_TRUE(oReader.columns().empty());
-    EXPECT_TRUE(oReader.values().empty());
-    EXPECT_EQ(oReader.cell().toValue(), Value(EDataType::Null));
-    EXPECT_FALSE(oReader.ok());
-}
-
 TEST(Wire, LyingLengthsAndCountsAreRefused)
 {
     for (const std::uint32_t iLie : {2U, 0x7fffffffU, 0x80000000U, 0xffffffffU}) {
@@ -207,63 +180,4 @@ TEST(Wire, CellsOfAnUnknownTypeAreRefused)
         EXPECT_EQ(oReader.complete(), bKnown) << iType;
         EXPECT_EQ(oCell.toValue(), Value(oCell.m_iType));
     }
-}
-
-TEST(Wire, ANulIsSeenInEveryText)
-{
-    static const std::string c_sNul("a\0b", 3);
-    const auto seesNul = [](const std::string& a_sBody, auto a_oRead) {
-        Reader oReader(a_sBody);
-        a_oRead(oReader);
-        EXPECT_TRUE(oReader.complete());
-        return oReader.sawNul();
-    };
-    EXPECT_TRUE(seesNul(body([](Writer& a_oWriter) { a_oWriter.text(c_sNul); }), c_oText));
-    EXPECT_TRUE(seesNul(body([](Writer& a_oWriter) { a_oWriter.names({"a", c_sNul}); }), c_oNames));
-    EXPECT_FALSE(seesNul(body([](Writer& a_oWriter) {
-                             a_oWriter.values(row({{"b", 0}, {"c", ""}}));
-                         }),
-                         c_oValues));
-    EXPECT_TRUE(seesNul(body([](Writer& a_oWriter) {
-                            a_oWriter.u32(1);
-                            a_oWriter.text(c_sNul);
-                            a_oWriter.null();
-                        }),
-                        c_oValues));
-    EXPECT_TRUE(seesNul(body([](Writer& a_oWriter) { a_oWriter.textValue(c_sNul); }),
-                        [](Reader& a_oReader) { a_oReader.cell(); }));
-}
-
-TEST(Wire, OnlyLengthsWithinTheLimitArePossible)
-{
-    const auto isPossible = [](std::uint32_t a_iLength) {
-        return Header{a_iLength, EKind::Request, EOperation::Ping, 0, 0}.isPossible();
-    };
-    constexpr std::uint32_t c_iMost = systema::wire::c_iFrameLimit - sizeof(std::uint32_t);
-    EXPECT_TRUE(isPossible(8));
-    EXPECT_TRUE(isPossible(c_iMost));
-    for (const std::uint32_t iLength : {0U, 7U, c_iMost + 1, 0xfffffffcU, 0xffffffffU}) {
-        EXPECT_FALSE(isPossible(iLength)) << iLength;
-    }
-}
-
-TEST(Wire, FramesFollowEachOtherAndOnlyTheLastIsTakenBack)
-{
-    std::string sFrames = "before";
-    Writer oWriter(sFrames);
-    oWriter.begin(EKind::Part, EOperation::SelectRows, 7);
-    const std::size_t iCountAt = oWriter.size();
-    oWriter.u32(0);
-    oWriter.patchU32(iCountAt, 5);
-    oWriter.setKind(EKind::Reply);
-    EXPECT_EQ(oWriter.end(), 16U);
-    oWriter.begin(EKind::Event, EOperation::TableChanged, 0);
-    oWriter.text("Routes");
-    oWriter.discard();
-
-    ASSERT_EQ(sFrames.size(), 6U + 16U);
-    const std::string_view sFrame = std::string_view(sFrames).substr(6);
-    EXPECT_EQ(readHeader(sFrame)->m_eKind, EKind::Reply);
-    EXPECT_EQ(readHeader(sFrame)->frameSize(), 16U);
-    EXPECT_EQ(Reader(sFrame.substr(systema::wire::c_iHeaderSize)).u32(), 5U);
 }
