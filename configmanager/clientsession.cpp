@@ -4,7 +4,6 @@
 #include "zel/exception.h"
 #include "zel/log.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sys/socket.h>
@@ -13,13 +12,10 @@
 namespace zel::cfg {
 
 using systema::NameList;
-using systema::ValueList;
 using systema::wire::EKind;
 using systema::wire::EOperation;
 
 namespace {
-
-constexpr std::size_t c_iProgramNameLimit = 64;
 
 /// Writes the cells of a bulk read into a frame.
 class RowWriter : public systema::IRowSink
@@ -49,7 +45,8 @@ private:
 ClientSession::ClientSession(ConfigServiceManager& a_oManager, zel::UniqueFd a_oSocket, uid_t a_iUser)
     : m_oManager(a_oManager),
       m_oSocket(std::move(a_oSocket)),
-      m_iUser(a_iUser)
+      m_iUser(a_iUser),
+      m_oHandler(a_oManager, this, *this, m_lChanges)
 {
     m_oHelloEnd = m_oManager.getEventDispatcher().startTimer(c_oHelloTimeout, [this] {
         ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(),
@@ -103,7 +100,7 @@ void ClientSession::run(Function a_oFunction)
         advance();
     } catch (...) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "The connection of %s is closed: %s",
-                              m_sProgram.c_str(), zel::error::describeException().c_str());
+                              m_oHandler.getProgram().c_str(), zel::error::describeException().c_str());
         m_bGone = true;
     }
     if (bBorrowed) {
@@ -118,14 +115,14 @@ void ClientSession::run(Function a_oFunction)
     if (!bRoom) {
         ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(),
                                 "The connection of %s is closed: all connections together keep too much",
-                                m_sProgram.c_str());
+                                m_oHandler.getProgram().c_str());
     }
     if (!bRoom || m_bGone || (m_bClosing && m_sOutput.empty())) {
         close();
     } else if (!m_oTurn &&
                !m_oManager.getEventDispatcher().registerHandler(m_oSocket.get(), interest(), this)) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "The connection of %s is closed: %s",
-                              m_sProgram.c_str(), std::strerror(errno));
+                              m_oHandler.getProgram().c_str(), std::strerror(errno));
         close();
     }
 }
@@ -266,39 +263,29 @@ std::size_t ClientSession::serveFrames(std::string_view a_sInput)
 void ClientSession::serve(std::string_view a_sBody)
 {
     m_oManager.countRequest();
-    if (m_oHelloEnd && m_oRequest.m_eOperation != EOperation::Hello) {
-        return refuse("a request before hello");
-    }
     Writer oReply(m_sOutput);
     oReply.begin(EKind::Reply, m_oRequest.m_eOperation, m_oRequest.m_iId);
     Reader oRequest(a_sBody);
-    const EResultCode eResult = callHandler(oRequest, oReply);
-    if (eResult == EResultCode::Success && oReply.end() <= systema::wire::c_iFrameLimit && !isHeldBack()) {
-        return;
+    Answer oAnswer = m_oHandler.handle(m_oRequest.m_eOperation, oRequest, oReply);
+    if (m_oHelloEnd && m_oHandler.isGreeted()) {
+        m_oManager.getEventDispatcher().cancelTimer(*std::exchange(m_oHelloEnd, {}));
+    }
+    m_pRows = std::move(oAnswer.m_pRows);
+    if (oAnswer.m_oWait) {
+        waitToBegin(*oAnswer.m_oWait);
+    }
+    EResultCode eResult = oAnswer.m_eResult;
+    if (eResult == EResultCode::Success && !isHeldBack()) {
+        if (oReply.end() <= systema::wire::c_iFrameLimit) {
+            return;
+        }
+        eResult = EResultCode::Failure;
     }
     oReply.discard();
-    if (m_pMalformed != nullptr) {
-        refuse(m_pMalformed);
+    if (oAnswer.m_pMalformed != nullptr) {
+        refuse(oAnswer.m_pMalformed);
     } else if (eResult != EResultCode::Success) {
         reply(eResult);
-    } else if (!isHeldBack()) {
-        reply(EResultCode::Failure); // too large for a frame
-    }
-}
-
-ClientSession::EResultCode ClientSession::callHandler(Reader& a_oRequest, Writer& a_oReply)
-{
-    const Handler pHandler = findHandler(m_oRequest.m_eOperation);
-    if (pHandler == nullptr) {
-        return EResultCode::Protocol;
-    }
-    try {
-        return (this->*pHandler)(a_oRequest, a_oReply);
-    } catch (...) {
-        ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "Request %u of %s failed: %s",
-                              static_cast<unsigned>(m_oRequest.m_eOperation), m_sProgram.c_str(),
-                              zel::error::describeException().c_str());
-        return EResultCode::Failure;
     }
 }
 
@@ -313,7 +300,7 @@ void ClientSession::reply(EResultCode a_eResult)
 void ClientSession::refuse(const char* a_pWhat)
 {
     ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(), "A connection of user %u (%s) is closed: %s",
-                            static_cast<unsigned>(m_iUser), m_sProgram.c_str(), a_pWhat);
+                            static_cast<unsigned>(m_iUser), m_oHandler.getProgram().c_str(), a_pWhat);
     reply(EResultCode::Protocol);
     m_bClosing = true;
 }
@@ -331,7 +318,7 @@ void ClientSession::sendRowsPart()
         eResult = m_pRows->fetch(oRows);
     } catch (...) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "A bulk read of %s failed: %s",
-                              m_sProgram.c_str(), zel::error::describeException().c_str());
+                              m_oHandler.getProgram().c_str(), zel::error::describeException().c_str());
     }
     oPart.patchU32(iRowsAt, oRows.getRows());
     if (oPart.end() > systema::wire::c_iFrameLimit) {
@@ -341,6 +328,7 @@ void ClientSession::sendRowsPart()
         return; // more to come
     }
     m_pRows.reset();
+    m_bColumnsSent = false;
     if (eResult == EResultCode::NoRow) {
         oPart.setKind(EKind::Reply); // the last part is the reply
     } else {
@@ -376,358 +364,18 @@ void ClientSession::tellTransactionLost(std::string_view a_sReason)
     });
 }
 
+void ClientSession::waitToBegin(std::chrono::milliseconds a_oWait)
+{
+    m_oWaitEnd =
+        m_oManager.getEventDispatcher().startTimer(a_oWait, [this] { finishBegin(EResultCode::Busy); });
+    m_oManager.queueBegin(*this);
+}
+
 void ClientSession::finishBegin(EResultCode a_eResult)
 {
     m_oManager.getEventDispatcher().cancelTimer(*std::exchange(m_oWaitEnd, {}));
     m_oManager.leaveQueue(*this);
     run([&] { reply(a_eResult); });
-}
-
-// ---------------------------------------------------------------------------------------------------------
-// The operations
-
-ClientSession::Handler ClientSession::findHandler(EOperation a_eOperation)
-{
-    struct Row
-    {
-        EOperation m_eOperation;
-        Handler m_pHandler;
-    };
-    static constexpr Row c_aHandlers[] = {
-        {EOperation::Hello, &ClientSession::hello},
-        {EOperation::Ping, &ClientSession::ping},
-        {EOperation::Info, &ClientSession::info},
-        {EOperation::GetTables, &ClientSession::getTables},
-        {EOperation::GetSchema, &ClientSession::getSchema},
-        {EOperation::GetSize, &ClientSession::getSize},
-        {EOperation::SelectRow, &ClientSession::selectRow},
-        {EOperation::SelectKey, &ClientSession::selectKey},
-        {EOperation::SelectRows, &ClientSession::selectRows},
-        {EOperation::InsertRow, &ClientSession::insertRow},
-        {EOperation::InsertKey, &ClientSession::insertKey},
-        {EOperation::UpdateRow, &ClientSession::updateRow},
-        {EOperation::UpdateKey, &ClientSession::updateKey},
-        {EOperation::DeleteRow, &ClientSession::deleteRow},
-        {EOperation::DeleteKey, &ClientSession::deleteKey},
-        {EOperation::DeleteAll, &ClientSession::deleteAll},
-        {EOperation::Begin, &ClientSession::begin},
-        {EOperation::Commit, &ClientSession::commit},
-        {EOperation::Rollback, &ClientSession::rollback},
-        {EOperation::Subscribe, &ClientSession::subscribe},
-        {EOperation::Unsubscribe, &ClientSession::unsubscribe},
-    };
-    const auto* pRow = std::ranges::find(c_aHandlers, a_eOperation, &Row::m_eOperation);
-    return pRow != std::end(c_aHandlers) ? pRow->m_pHandler : nullptr;
-}
-
-ClientSession::EResultCode ClientSession::malformed(const char* a_pWhat)
-{
-    m_pMalformed = a_pWhat;
-    return EResultCode::Protocol;
-}
-
-ClientSession::EResultCode ClientSession::complete(const Reader& a_oRequest)
-{
-    if (!a_oRequest.complete()) {
-        return malformed("a malformed request");
-    }
-    if (m_pMalformed != nullptr) {
-        return EResultCode::Protocol;
-    }
-    return a_oRequest.sawNul() ? EResultCode::Mismatch : EResultCode::Success;
-}
-
-NameList ClientSession::readNames(Reader& a_oRequest)
-{
-    NameList lNames = a_oRequest.names();
-    if (lNames.size() > c_iNamesLimit) {
-        malformed("too many names in a request");
-    }
-    return lNames;
-}
-
-void ClientSession::readTable(Reader& a_oRequest)
-{
-    m_sTable.assign(a_oRequest.text());
-}
-
-void ClientSession::readKey(Reader& a_oRequest)
-{
-    readTable(a_oRequest);
-    m_sKeyColumn.assign(a_oRequest.text());
-    m_sKeyValue.assign(a_oRequest.text());
-}
-
-ClientSession::EResultCode ClientSession::hello(Reader& a_oRequest, Writer& a_oReply)
-{
-    const std::uint32_t iMagic = a_oRequest.u32();
-    const std::uint16_t iVersion = a_oRequest.u16();
-    m_sProgram.assign(a_oRequest.text().substr(0, c_iProgramNameLimit));
-    if (const EResultCode eResult = complete(a_oRequest); eResult != EResultCode::Success) {
-        return eResult;
-    }
-    if (iMagic != systema::wire::c_iMagic || !m_oHelloEnd) {
-        return malformed("a hello that is none");
-    }
-    if (iVersion != systema::wire::c_iVersion) {
-        return malformed("another version of the protocol"); // no later request could be understood
-    }
-    m_oManager.getEventDispatcher().cancelTimer(*std::exchange(m_oHelloEnd, {}));
-    a_oReply.u16(systema::wire::c_iVersion);
-    a_oReply.text(LEDGERD_VERSION);
-    return EResultCode::Success;
-}
-
-ClientSession::EResultCode ClientSession::ping(Reader& a_oRequest, Writer&)
-{
-    return complete(a_oRequest);
-}
-
-ClientSession::EResultCode ClientSession::info(Reader& a_oRequest, Writer& a_oReply)
-{
-    const EResultCode eResult = complete(a_oRequest);
-    if (eResult == EResultCode::Success) {
-        a_oReply.values(m_oManager.getInfo());
-    }
-    return eResult;
-}
-
-ClientSession::EResultCode ClientSession::getTables(Reader& a_oRequest, Writer& a_oReply)
-{
-    using systema::wire::ETableFilter;
-    const auto eFilter = static_cast<ETableFilter>(a_oRequest.u8());
-    if (eFilter > ETableFilter::Persistent) {
-        return malformed("an unknown filter of tables");
-    }
-    if (const EResultCode eResult = complete(a_oRequest); eResult != EResultCode::Success) {
-        return eResult;
-    }
-    const auto& oDispatcher = m_oManager.getDispatcher();
-    NameList lAll;
-    m_oManager.getDispatcher().getTables(lAll, this);
-    NameList lTables;
-    for (const auto& sTable : lAll) {
-        if (eFilter == ETableFilter::All ||
-            (eFilter == ETableFilter::Stored && oDispatcher.isStored(sTable)) ||
-            (eFilter == ETableFilter::Persistent && oDispatcher.isPersistent(sTable))) {
-            lTables.add(sTable);
-        }
-    }
-    a_oReply.names(lTables);
-    return EResultCode::Success;
-}
-
-ClientSession::EResultCode ClientSession::getSchema(Reader& a_oRequest, Writer& a_oReply)
-{
-    readTable(a_oRequest);
-    EResultCode eResult = complete(a_oRequest);
-    if (eResult == EResultCode::Success) {
-        systema::ColumnList lColumns;
-        eResult = m_oManager.getDispatcher().getSchema(lColumns, this, m_sTable);
-        a_oReply.columns(lColumns);
-    }
-    return eResult;
-}
-
-ClientSession::EResultCode ClientSession::getSize(Reader& a_oRequest, Writer& a_oReply)
-{
-    readTable(a_oRequest);
-    EResultCode eResult = complete(a_oRequest);
-    if (eResult == EResultCode::Success) {
-        unsigned int iSize = 0;
-        eResult = m_oManager.getDispatcher().getSize(iSize, this, m_sTable);
-        a_oReply.u32(iSize);
-    }
-    return eResult;
-}
-
-ClientSession::EResultCode ClientSession::selectRow(Reader& a_oRequest, Writer& a_oReply)
-{
-    readTable(a_oRequest);
-    const unsigned int iPosition = a_oRequest.u32();
-    const NameList lColumns = readNames(a_oRequest);
-    EResultCode eResult = complete(a_oRequest);
-    if (eResult == EResultCode::Success) {
-        ValueList lRow;
-        eResult = m_oManager.getDispatcher().selectRow(lRow, this, m_sTable, iPosition, lColumns);
-        a_oReply.values(lRow);
-    }
-    return eResult;
-}
-
-ClientSession::EResultCode ClientSession::selectKey(Reader& a_oRequest, Writer& a_oReply)
-{
-    readKey(a_oRequest);
-    const NameList lColumns = readNames(a_oRequest);
-    EResultCode eResult = complete(a_oRequest);
-    if (eResult == EResultCode::Success) {
-        ValueList lRow;
-        eResult =
-            m_oManager.getDispatcher().selectKey(lRow, this, m_sTable, m_sKeyColumn, m_sKeyValue, lColumns);
-        a_oReply.values(lRow);
-    }
-    return eResult;
-}
-
-ClientSession::EResultCode ClientSession::selectRows(Reader& a_oRequest, Writer&)
-{
-    readTable(a_oRequest);
-    const unsigned int iFirst = a_oRequest.u32();
-    const unsigned int iCount = a_oRequest.u32();
-    const NameList lColumns = readNames(a_oRequest);
-    EResultCode eResult = complete(a_oRequest);
-    if (eResult == EResultCode::Success) {
-        eResult = m_oManager.getDispatcher().openRows(m_pRows, this, m_sTable, iFirst, iCount, lColumns);
-        m_bColumnsSent = false;
-    }
-    return eResult;
-}
-
-ClientSession::EResultCode ClientSession::insertRow(Reader& a_oRequest, Writer&)
-{
-    readTable(a_oRequest);
-    const ValueList lValues = a_oRequest.values();
-    const EResultCode eResult = complete(a_oRequest);
-    return eResult != EResultCode::Success ? eResult
-                                           : m_oManager.getDispatcher().insertRow(this, m_sTable, lValues);
-}
-
-ClientSession::EResultCode ClientSession::insertKey(Reader& a_oRequest, Writer& a_oReply)
-{
-    readTable(a_oRequest);
-    const ValueList lValues = a_oRequest.values();
-    EResultCode eResult = complete(a_oRequest);
-    if (eResult == EResultCode::Success) {
-        int iId = 0;
-        eResult = m_oManager.getDispatcher().insertKey(iId, this, m_sTable, lValues);
-        a_oReply.i32(iId);
-    }
-    return eResult;
-}
-
-ClientSession::EResultCode ClientSession::updateRow(Reader& a_oRequest, Writer&)
-{
-    readTable(a_oRequest);
-    const unsigned int iPosition = a_oRequest.u32();
-    const ValueList lValues = a_oRequest.values();
-    const EResultCode eResult = complete(a_oRequest);
-    return eResult != EResultCode::Success
-               ? eResult
-               : m_oManager.getDispatcher().updateRow(this, m_sTable, iPosition, lValues);
-}
-
-ClientSession::EResultCode ClientSession::updateKey(Reader& a_oRequest, Writer&)
-{
-    readKey(a_oRequest);
-    const ValueList lValues = a_oRequest.values();
-    const EResultCode eResult = complete(a_oRequest);
-    return eResult != EResultCode::Success
-               ? eResult
-               : m_oManager.getDispatcher().updateKey(this, m_sTable, m_sKeyColumn, m_sKeyValue, lValues);
-}
-
-ClientSession::EResultCode ClientSession::deleteRow(Reader& a_oRequest, Writer&)
-{
-    readTable(a_oRequest);
-    const unsigned int iPosition = a_oRequest.u32();
-    const EResultCode eResult = complete(a_oRequest);
-    return eResult != EResultCode::Success ? eResult
-                                           : m_oManager.getDispatcher().deleteRow(this, m_sTable, iPosition);
-}
-
-ClientSession::EResultCode ClientSession::deleteKey(Reader& a_oRequest, Writer&)
-{
-    readKey(a_oRequest);
-    const EResultCode eResult = complete(a_oRequest);
-    return eResult != EResultCode::Success
-               ? eResult
-               : m_oManager.getDispatcher().deleteKey(this, m_sTable, m_sKeyColumn, m_sKeyValue);
-}
-
-ClientSession::EResultCode ClientSession::deleteAll(Reader& a_oRequest, Writer&)
-{
-    readTable(a_oRequest);
-    const EResultCode eResult = complete(a_oRequest);
-    return eResult != EResultCode::Success ? eResult : m_oManager.getDispatcher().deleteAll(this, m_sTable);
-}
-
-ClientSession::EResultCode ClientSession::begin(Reader& a_oRequest, Writer&)
-{
-    const std::chrono::milliseconds oWait(a_oRequest.u32());
-    EResultCode eResult = complete(a_oRequest);
-    if (eResult != EResultCode::Success) {
-        return eResult;
-    }
-    auto& oDispatcher = m_oManager.getDispatcher();
-    // Changes are told, and those who waited begin, before a new transaction: otherwise one that begins again
-    // and again would keep everybody else waiting. The pass that does so ends at once.
-    const bool bAfterPass = !oDispatcher.isTransactionOpen() && !oDispatcher.isLocked() &&
-                            (m_oManager.hasQueue() || oDispatcher.hasNotifications());
-    if (!bAfterPass) {
-        eResult = oDispatcher.startTransaction(this);
-        if (eResult != EResultCode::Busy || oWait.count() == 0) {
-            return eResult;
-        }
-    }
-    m_oWaitEnd =
-        m_oManager.getEventDispatcher().startTimer(oWait, [this] { finishBegin(EResultCode::Busy); });
-    m_oManager.queueBegin(*this);
-    if (bAfterPass) {
-        m_oManager.getEventDispatcher().endPass();
-    }
-    return EResultCode::Success; // so far: finishBegin answers
-}
-
-ClientSession::EResultCode ClientSession::commit(Reader& a_oRequest, Writer&)
-{
-    const EResultCode eResult = complete(a_oRequest);
-    return eResult != EResultCode::Success ? eResult : m_oManager.getDispatcher().commitTransaction(this);
-}
-
-ClientSession::EResultCode ClientSession::rollback(Reader& a_oRequest, Writer&)
-{
-    const EResultCode eResult = complete(a_oRequest);
-    return eResult != EResultCode::Success ? eResult : m_oManager.getDispatcher().rollbackTransaction(this);
-}
-
-ClientSession::EResultCode ClientSession::subscribe(Reader& a_oRequest, Writer&)
-{
-    const NameList lTables = readNames(a_oRequest);
-    const std::uint8_t iFlags = a_oRequest.u8();
-    const EResultCode eResult = complete(a_oRequest);
-    if (eResult != EResultCode::Success) {
-        return eResult;
-    }
-    auto& oDispatcher = m_oManager.getDispatcher();
-    // All or none; a name that nobody serves must not cost memory for ever.
-    if (!std::ranges::all_of(lTables, [&](const auto& a_sTable) { return oDispatcher.hasTable(a_sTable); })) {
-        return EResultCode::NoTable;
-    }
-    oDispatcher.subscribe(*this, lTables);
-    if (iFlags & systema::wire::c_iTellAtOnce) {
-        m_lChanges.insert(lTables.begin(), lTables.end());
-    }
-    return EResultCode::Success;
-}
-
-ClientSession::EResultCode ClientSession::unsubscribe(Reader& a_oRequest, Writer&)
-{
-    const NameList lTables = readNames(a_oRequest);
-    const EResultCode eResult = complete(a_oRequest);
-    if (eResult != EResultCode::Success) {
-        return eResult;
-    }
-    auto& oDispatcher = m_oManager.getDispatcher();
-    if (lTables.empty()) {
-        oDispatcher.unsubscribeAll(*this);
-        m_lChanges.clear();
-    } else {
-        oDispatcher.unsubscribe(*this, lTables);
-        for (const auto& sTable : lTables) {
-            m_lChanges.erase(sTable);
-        }
-    }
-    return EResultCode::Success;
 }
 
 } // namespace zel::cfg

@@ -1,10 +1,11 @@
-// One client connection: takes requests apart, runs them on the dispatcher and answers them in order.
+// One client connection: takes frames apart, has requests handled and answers them in order.
 //
 // Owned by the service manager; its address is the connection's handle. Main thread only. Whatever bytes
 // come, the worst that happens is that this connection is closed. An answer that takes time (a bulk read, a
 // begin that waits) holds the requests behind it back, never those of others.
 #pragma once
 
+#include "configmanager/requesthandler.h"
 #include "systema/configpublisher.h"
 #include "systema/eventdispatcher.h"
 #include "systema/rowsource.h"
@@ -14,7 +15,6 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
@@ -26,7 +26,6 @@ class ConfigServiceManager;
 constexpr std::chrono::seconds c_oHelloTimeout{5};
 constexpr std::size_t c_iOutputLimit = 1024 * 1024; // unread output from which on no request is read
 constexpr std::size_t c_iEventOutput = 64 * 1024;   // unread output from which on changes wait in a set
-constexpr std::size_t c_iNamesLimit = 1000;         // names in one list of a request
 constexpr std::size_t c_iKeptCapacity = 128 * 1024; // of a buffer that has become empty
 constexpr unsigned c_iPartsPerTurn = 16;            // of a bulk read, before others have their turn
 
@@ -56,8 +55,6 @@ private:
     using Writer = systema::wire::Writer;
     using Header = systema::wire::Header;
     using TimerId = systema::net::EventDispatcher::TimerId;
-    using Handler = EResultCode (ClientSession::*)(Reader&, Writer&);
-    static Handler findHandler(systema::wire::EOperation a_eOperation);
 
     /// Calls a function that may make output, goes on as far as the socket allows, and waits for the rest.
     /// The session may be gone when it returns.
@@ -78,56 +75,23 @@ private:
     bool serveInput(std::string_view a_sInput);
     std::size_t serveFrames(std::string_view a_sInput);
     void serve(std::string_view a_sBody);
-    EResultCode callHandler(Reader& a_oRequest, Writer& a_oReply);
     void reply(EResultCode a_eResult);
     void refuse(const char* a_pWhat);
     void sendRowsPart();
     void tellChanges();
-
-    /// Refuses the request being served and closes the connection for the reason. Always 5.
-    EResultCode malformed(const char* a_pWhat);
-    /// 0 when the request was read to its end, 5 when it is malformed, 7 when a text holds a NUL byte.
-    EResultCode complete(const Reader& a_oRequest);
-    systema::NameList readNames(Reader& a_oRequest);
-    void readTable(Reader& a_oRequest);
-    void readKey(Reader& a_oRequest);
-
-    // One handler an operation.
-    EResultCode hello(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode ping(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode info(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode getTables(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode getSchema(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode getSize(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode selectRow(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode selectKey(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode selectRows(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode insertRow(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode insertKey(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode updateRow(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode updateKey(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode deleteRow(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode deleteKey(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode deleteAll(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode begin(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode commit(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode rollback(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode subscribe(Reader& a_oRequest, Writer& a_oReply);
-    EResultCode unsubscribe(Reader& a_oRequest, Writer& a_oReply);
+    void waitToBegin(std::chrono::milliseconds a_oWait);
 
     ConfigServiceManager& m_oManager;
     zel::UniqueFd m_oSocket;
     const uid_t m_iUser;
-    std::string m_sProgram; // as the client named itself
 
     std::string m_sInput;  // received and not yet served
     std::string m_sOutput; // not yet taken by the socket, from m_iSent on
     std::size_t m_iSent = 0;
-    bool m_bDraining = false;           // too much unread output: nothing is read until it is gone
-    bool m_bClosing = false;            // closes once the output is gone
-    bool m_bGone = false;               // the socket is of no use any more
-    const char* m_pMalformed = nullptr; // why the request being served is refused, with the connection
-    std::size_t m_iKept = 0;            // bytes of input and output, as the manager counts them
+    bool m_bDraining = false; // too much unread output: nothing is read until it is gone
+    bool m_bClosing = false;  // closes once the output is gone
+    bool m_bGone = false;     // the socket is of no use any more
+    std::size_t m_iKept = 0;  // bytes of input and output, as the manager counts them
 
     std::optional<TimerId> m_oHelloEnd; // set until the client has said hello
     std::optional<TimerId> m_oTurn;     // set while others have their turn
@@ -138,12 +102,8 @@ private:
     Header m_oRequest{};                          // the request being served or held
     std::unique_ptr<systema::IRowCursor> m_pRows; // the bulk read under way
     bool m_bColumnsSent = false;
-    std::set<std::string, std::less<>> m_lChanges; // tables to tell of
-
-    // Arguments of the request being served, kept for their capacity.
-    std::string m_sTable;
-    std::string m_sKeyColumn;
-    std::string m_sKeyValue;
+    TableSet m_lChanges; // tables to tell of
+    RequestHandler m_oHandler;
 };
 
 } // namespace zel::cfg
