@@ -49,7 +49,8 @@ public:
     TimerId startTimer(std::chrono::milliseconds a_oDelay, std::function<void()> a_oFunction);
     void cancelTimer(TimerId a_oId);
 
-    /// Makes the next handleEvents return 0 at once, so that the caller's pass comes to its end.
+    /// Makes the next handleEvents return 0 at once, so that the caller's pass comes to its end. No timer
+    /// runs before that.
     void endPass() { m_bPassEnds = true; }
 
     /// Waits for events, at most a_iTimeoutMs milliseconds, and handles them. Returns how many it handled;

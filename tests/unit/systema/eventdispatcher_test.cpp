@@ -254,3 +254,19 @@ TEST_F(EventDispatcherTest, EndPassMakesTheNextCallReturnNothingOnce)
     EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 0);
     EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
 }
+
+TEST_F(EventDispatcherTest, NoTimerRunsBetweenEndPassAndTheEndOfThePass)
+{
+    const Pair oPair;
+    bool bRun = false;
+    Handler oHandler([&](int) {
+        m_oEvents.startTimer(std::chrono::milliseconds(0), [&] { bRun = true; });
+        m_oEvents.endPass();
+    });
+    registerReadable(oPair, oHandler);
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 0);
+    EXPECT_FALSE(bRun);
+    m_oEvents.handleEvents(c_iLongMs);
+    EXPECT_TRUE(bRun);
+}
