@@ -38,16 +38,6 @@ ValueList select(const NameList& a_lWanted, unsigned a_iCode = EResultCode::Succ
 
 } // namespace
 
-TEST(ColumnTable, SchemaIsInTableOrder)
-{
-    systema::ColumnList lExpected;
-    lExpected.add("Id", EDataType::Integer);
-    lExpected.add("Name", EDataType::Text);
-    systema::ColumnList lColumns;
-    appendSchema(lColumns, c_aColumns);
-    EXPECT_EQ(lColumns, lExpected);
-}
-
 TEST(ColumnTable, SelectsInTheOrderAskedFor)
 {
     EXPECT_EQ(select({}), row({{"Id", 3}, {"Name", "lan3"}}));

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-using systema::EDataType;
 using systema::EResultCode;
 using systema::NameList;
 using systema::ValueList;
@@ -46,27 +45,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(LogPlugin, ShowsAColumnPerModuleInNameOrder)
-{
-    const ValueList lRow = row({{"Id", 1}, {"Dhcp", 1023}, {"Wlan", 113}});
-    EXPECT_EQ(select({}), lRow);
-
-    systema::ColumnList lExpected;
-    for (const auto& [sName, oValue] : lRow) {
-        lExpected.add(sName, EDataType::Integer);
-    }
-    systema::ColumnList lColumns;
-    EXPECT_EQ(m_oPlugin.getSchema(lColumns, this, c_sTable), EResultCode::Success);
-    EXPECT_EQ(lColumns, lExpected);
-
-    NameList lTables;
-    m_oPlugin.getTables(lTables, this);
-    EXPECT_EQ(lTables, NameList{c_sTable});
-    unsigned iSize = 0;
-    EXPECT_EQ(m_oPlugin.getSize(iSize, this, c_sTable), EResultCode::Success);
-    EXPECT_EQ(iSize, 1u);
-}
 
 TEST_F(LogPlugin, FirstRegistrationKeepsItsLevel)
 {
@@ -112,29 +90,4 @@ TEST_F(LogPlugin, UpdateEndsAtTheFirstNameThatIsNoModule)
         EXPECT_EQ(update(row({{"Wlan", 16}, {pName, 1}, {"Dhcp", 16}})), EResultCode::NoKey);
         EXPECT_EQ(select({}), row({{"Id", 1}, {"Dhcp", 1023}, {"Wlan", 16}}));
     }
-}
-
-TEST_F(LogPlugin, OtherWritesAreRefusedWithFailure)
-{
-    int iId = 0;
-    const ValueList lValues = row({{"Wlan", 16}});
-    EXPECT_EQ(m_oPlugin.updateKey(this, c_sTable, "Id", "1", lValues), EResultCode::Failure);
-    EXPECT_EQ(m_oPlugin.insertKey(iId, this, c_sTable, lValues), EResultCode::Failure);
-    EXPECT_EQ(m_oPlugin.deleteAll(this, c_sTable), EResultCode::Failure);
-    EXPECT_EQ(select({"Wlan"}), row({{"Wlan", 113}}));
-}
-
-TEST_F(LogPlugin, ServesNoOtherTable)
-{
-    systema::ColumnList lColumns;
-    unsigned iSize = 0;
-    ValueList lRow;
-    const std::string sOther = "configmanagerlogging";
-    EXPECT_EQ(m_oPlugin.getSchema(lColumns, this, sOther), EResultCode::NoTable);
-    EXPECT_EQ(m_oPlugin.getSize(iSize, this, sOther), EResultCode::NoTable);
-    EXPECT_EQ(m_oPlugin.selectRow(lRow, this, sOther, 0, {}), EResultCode::NoTable);
-    EXPECT_EQ(m_oPlugin.selectKey(lRow, this, sOther, "Id", "1", {}), EResultCode::NoTable);
-    EXPECT_EQ(m_oPlugin.updateRow(this, sOther, 0, row({{"Wlan", 16}})), EResultCode::NoTable);
-    EXPECT_TRUE(lColumns.empty());
-    EXPECT_TRUE(lRow.empty());
 }

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 using systema::ConfigDispatcher;
-using systema::EDataType;
 using systema::EResultCode;
 using systema::NameList;
 using systema::ValueList;
@@ -53,36 +52,6 @@ protected:
 
 } // namespace
 
-TEST_F(ConfigServerConfigPlugin, RowsShowWhatTheDispatcherHolds)
-{
-    m_oDispatcher.setDefaultTransactionTimeout(45);
-    m_oDispatcher.setTransactionTimeout(60);
-    const ValueList lConfig = row({{"Id", 1}, {"TransactionTimeout", 60}, {"DefaultTransactionTimeout", 45}});
-    const ValueList lLimits =
-        row({{"Id", 1}, {"MinAllowedTransactionTimeout", 1}, {"MaxAllowedTransactionTimeout", 3600}});
-    EXPECT_EQ(select(c_sConfig, {}), lConfig);
-    EXPECT_EQ(select(c_sLimits, {}), lLimits);
-    EXPECT_EQ(select(c_sConfig, {"TransactionTimeout", "Id"}), row({{"TransactionTimeout", 60}, {"Id", 1}}));
-
-    NameList lTables;
-    m_oPlugin.getTables(lTables, this);
-    EXPECT_EQ(lTables, (NameList{c_sConfig, c_sLimits}));
-    for (const auto& [sTable, lRow] : {std::pair(c_sConfig, lConfig), std::pair(c_sLimits, lLimits)}) {
-        systema::ColumnList lExpected;
-        for (const auto& [sName, oValue] : lRow) {
-            lExpected.add(sName, EDataType::Integer);
-        }
-        systema::ColumnList lColumns;
-        EXPECT_EQ(m_oPlugin.getSchema(lColumns, this, sTable), EResultCode::Success);
-        EXPECT_EQ(lColumns, lExpected);
-        unsigned iSize = 0;
-        EXPECT_EQ(m_oPlugin.getSize(iSize, this, sTable), EResultCode::Success);
-        EXPECT_EQ(iSize, 1u);
-        ValueList lNone;
-        EXPECT_EQ(m_oPlugin.selectRow(lNone, this, sTable, 1, {}), EResultCode::NoRow);
-    }
-}
-
 TEST_F(ConfigServerConfigPlugin, ColumnOfTheOtherTableIsUnknownAndThoseBeforeItStay)
 {
     EXPECT_EQ(select(c_sConfig, {"Id", "MinAllowedTransactionTimeout", "Id"}, EResultCode::NoKey),
@@ -102,19 +71,6 @@ TEST_F(ConfigServerConfigPlugin, KeyWithoutARowIsAFailureNotAMissingRow)
     EXPECT_EQ(findKey(c_sConfig, "DefaultTransactionTimeout", "31"), EResultCode::Failure);
     EXPECT_EQ(findKey(c_sLimits, "MinAllowedTransactionTimeout", "1"), EResultCode::Success);
     EXPECT_EQ(findKey(c_sLimits, "MaxAllowedTransactionTimeout", "1"), EResultCode::Failure);
-}
-
-TEST_F(ConfigServerConfigPlugin, TimeoutsAreWrittenUpToTheMaximum)
-{
-    EXPECT_EQ(update({{"TransactionTimeout", 3600}, {"Id", 7}, {"DefaultTransactionTimeout", 20}}),
-              EResultCode::Success);
-    EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 3600);
-    EXPECT_EQ(m_oDispatcher.getDefaultTransactionTimeout(), 20);
-    EXPECT_EQ(update({{"TransactionTimeout", 3601}}), EResultCode::Failure);
-    EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 3600);
-    // The lower limit is not refused here but raised by the dispatcher.
-    EXPECT_EQ(update({{"TransactionTimeout", -5}}), EResultCode::Success);
-    EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 1);
 }
 
 TEST_F(ConfigServerConfigPlugin, ValuesBeforeARefusedOneStayButAnUnknownNameChangesNothing)
@@ -164,16 +120,4 @@ TEST_F(ConfigServerConfigPlugin, UpdateKeyTestsTheKeyBeforeTheTable)
     EXPECT_EQ(updateBy("TransactionTimeout", "13", 14, c_sLimits), EResultCode::ReadOnly);
     EXPECT_EQ(updateBy("Id", "2", 14, c_sLimits), EResultCode::NoRow);
     EXPECT_EQ(updateBy("Id", "1", 14, "Other"), EResultCode::NoTable);
-}
-
-TEST_F(ConfigServerConfigPlugin, InsertsAndDeletesAreRefused)
-{
-    int iId = 0;
-    for (const auto& sTable : {c_sConfig, c_sLimits}) {
-        EXPECT_EQ(m_oPlugin.insertRow(this, sTable, {}), EResultCode::ReadOnly);
-        EXPECT_EQ(m_oPlugin.insertKey(iId, this, sTable, {}), EResultCode::ReadOnly);
-        EXPECT_EQ(m_oPlugin.deleteRow(this, sTable, 0), EResultCode::ReadOnly);
-        EXPECT_EQ(m_oPlugin.deleteKey(this, sTable, "Id", "1"), EResultCode::ReadOnly);
-        EXPECT_EQ(m_oPlugin.deleteAll(this, sTable), EResultCode::ReadOnly);
-    }
 }
