@@ -120,11 +120,6 @@ public:
         }
         return lOperations;
     }
-    std::string program()
-    {
-        const std::lock_guard oLock(m_oMutex);
-        return m_sProgram;
-    }
 
 private:
     using MakeFrame = std::function<std::string(const wire::Header& a_oRequest)>;
@@ -176,9 +171,7 @@ private:
         Answer oAnswer;
         {
             const std::lock_guard oLock(m_oMutex);
-            if (a_oHeader.m_eOperation == EOperation::Hello) {
-                m_sProgram = a_sBody.substr(std::min<std::size_t>(a_sBody.size(), 4 + 2 + 4));
-            } else {
+            if (a_oHeader.m_eOperation != EOperation::Hello) {
                 m_lRequests.push_back({a_oHeader.m_eOperation, std::move(a_sBody)});
             }
             if (!m_lScript.empty()) {
@@ -200,7 +193,6 @@ private:
     std::mutex m_oMutex;    // guards what follows
     std::deque<Answer> m_lScript;
     std::vector<Request> m_lRequests;
-    std::string m_sProgram;
     std::thread m_oThread;
 };
 

@@ -30,8 +30,8 @@ protected:
 TEST_F(ConfigDispatcherTest, ATableThatNobodyServesIs8AndANullHandleAnAssertion)
 {
     const auto expectRefused = [&](const Operation& a_oOperation) {
-        EXPECT_EQ(a_oOperation.m_pRun(m_oDispatcher, m_pMe, "stored"), EResultCode::NoTable);
-        EXPECT_THROW(a_oOperation.m_pRun(m_oDispatcher, nullptr, "Stored"), zel::error::AssertionError);
+        EXPECT_EQ(a_oOperation(m_oDispatcher, m_pMe, "stored"), EResultCode::NoTable);
+        EXPECT_THROW(a_oOperation(m_oDispatcher, nullptr, "Stored"), zel::error::AssertionError);
     };
     std::ranges::for_each(c_aReads, expectRefused);
     std::ranges::for_each(c_aWrites, expectRefused);
@@ -105,7 +105,7 @@ TEST_F(ConfigDispatcherTest, ALockIsAskedForAndTakesHoldWhenProcessed)
     EXPECT_TRUE(m_oDispatcher.isLocked());
     m_lCalls.clear();
     for (const auto& oWrite : c_aWrites) {
-        EXPECT_EQ(oWrite.m_pRun(m_oDispatcher, m_pMe, "Stored"), EResultCode::Locked);
+        EXPECT_EQ(oWrite(m_oDispatcher, m_pMe, "Stored"), EResultCode::Locked);
     }
     EXPECT_EQ(begin(m_pMe), EResultCode::Locked);
     EXPECT_THAT(takeCalls(), IsEmpty());

@@ -49,62 +49,47 @@ protected:
     const void* const m_pOther = &m_oNow;
 };
 
-/// An operation with sample arguments, and how a plugin writes it down when it runs on "Stored".
-struct Operation
-{
-    const char* m_pCall;
-    systema::EResultCode (*m_pRun)(systema::ConfigPluginBase&, const void*, const std::string&);
-
-    std::string name() const { return std::string(m_pCall, std::string_view(m_pCall).find(' ')); }
-};
+/// An operation of the contract, with sample arguments.
+using Operation = systema::EResultCode (*)(systema::ConfigPluginBase&, const void*, const std::string&);
 
 inline const Operation c_aReads[] = {
-    {"getSchema Stored",
-     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-         systema::ColumnList lColumns;
-         return a_oPlugin.getSchema(lColumns, a_pHandle, a_sTable);
-     }},
-    {"getSize Stored",
-     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-         unsigned int iSize = 0;
-         return a_oPlugin.getSize(iSize, a_pHandle, a_sTable);
-     }},
-    {"selectRow Stored 3 Id, Name",
-     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-         systema::ValueList lRow;
-         return a_oPlugin.selectRow(lRow, a_pHandle, a_sTable, 3, {"Id", "Name"});
-     }},
-    {"selectKey Stored Name lan1 Id",
-     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-         systema::ValueList lRow;
-         return a_oPlugin.selectKey(lRow, a_pHandle, a_sTable, "Name", "lan1", {"Id"});
-     }},
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+        systema::ColumnList lColumns;
+        return a_oPlugin.getSchema(lColumns, a_pHandle, a_sTable);
+    },
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+        unsigned int iSize = 0;
+        return a_oPlugin.getSize(iSize, a_pHandle, a_sTable);
+    },
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+        systema::ValueList lRow;
+        return a_oPlugin.selectRow(lRow, a_pHandle, a_sTable, 3, {"Id", "Name"});
+    },
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+        systema::ValueList lRow;
+        return a_oPlugin.selectKey(lRow, a_pHandle, a_sTable, "Name", "lan1", {"Id"});
+    },
 };
 
 inline const Operation c_aWrites[] = {
-    {"insertRow Stored Id=1",
-     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-         return a_oPlugin.insertRow(a_pHandle, a_sTable, tests::row({{"Id", 1}}));
-     }},
-    {"insertKey Stored Id=2",
-     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-         int iId = 0;
-         return a_oPlugin.insertKey(iId, a_pHandle, a_sTable, tests::row({{"Id", 2}}));
-     }},
-    {"updateRow Stored 4 Name=a",
-     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-         return a_oPlugin.updateRow(a_pHandle, a_sTable, 4, tests::row({{"Name", "a"}}));
-     }},
-    {"updateKey Stored Id 5 Name=b",
-     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-         return a_oPlugin.updateKey(a_pHandle, a_sTable, "Id", "5", tests::row({{"Name", "b"}}));
-     }},
-    {"deleteRow Stored 6", [](auto& a_oPlugin, auto a_pHandle,
-                              auto& a_sTable) { return a_oPlugin.deleteRow(a_pHandle, a_sTable, 6); }},
-    {"deleteKey Stored Id 7",
-     [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-         return a_oPlugin.deleteKey(a_pHandle, a_sTable, "Id", "7");
-     }},
-    {"deleteAll Stored", [](auto& a_oPlugin, auto a_pHandle,
-                            auto& a_sTable) { return a_oPlugin.deleteAll(a_pHandle, a_sTable); }},
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+        return a_oPlugin.insertRow(a_pHandle, a_sTable, tests::row({{"Id", 1}}));
+    },
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+        int iId = 0;
+        return a_oPlugin.insertKey(iId, a_pHandle, a_sTable, tests::row({{"Id", 2}}));
+    },
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+        return a_oPlugin.updateRow(a_pHandle, a_sTable, 4, tests::row({{"Name", "a"}}));
+    },
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+        return a_oPlugin.updateKey(a_pHandle, a_sTable, "Id", "5", tests::row({{"Name", "b"}}));
+    },
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+        return a_oPlugin.deleteRow(a_pHandle, a_sTable, 6);
+    },
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
+        return a_oPlugin.deleteKey(a_pHandle, a_sTable, "Id", "7");
+    },
+    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) { return a_oPlugin.deleteAll(a_pHandle, a_sTable); },
 };

@@ -6,7 +6,6 @@
 #include "systema/storedtables.h"
 
 #include <map>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -19,7 +18,7 @@ public:
     using ValueList = systema::ValueList;
     using Calls = std::vector<std::string>;
 
-    /// The calls may be shared by plugins, to see the order of theirs: "name.operation arguments".
+    /// The calls may be shared by plugins, to see the order of theirs: "name.operation table".
     RecordingPlugin(std::string a_sName, NameList a_lTables, Calls& a_lCalls)
         : m_lTables(std::move(a_lTables)),
           m_sName(std::move(a_sName)),
@@ -55,53 +54,51 @@ public:
         return call("getSize", a_table);
     }
     EResultCode selectRow(ValueList& a_row, const void*, const std::string& a_table, unsigned int a_index,
-                          const NameList& a_columns) override
+                          const NameList&) override
     {
-        const EResultCode eResult = call("selectRow", a_table, a_index, a_columns);
+        const EResultCode eResult = call("selectRow", a_table);
         if (eResult != EResultCode::Success || a_index >= m_lRows.size()) {
             return eResult != EResultCode::Success ? eResult : EResultCode(EResultCode::NoRow);
         }
         a_row = m_lRows[a_index];
         return EResultCode::Success;
     }
-    EResultCode selectKey(ValueList& a_row, const void*, const std::string& a_table,
-                          const std::string& a_keyColumn, const std::string& a_keyValue,
-                          const NameList& a_columns) override
+    EResultCode selectKey(ValueList& a_row, const void*, const std::string& a_table, const std::string&,
+                          const std::string&, const NameList&) override
     {
         if (!m_lRows.empty()) {
             a_row = m_lRows.front();
         }
-        return call("selectKey", a_table, a_keyColumn, a_keyValue, a_columns);
+        return call("selectKey", a_table);
     }
-    EResultCode insertRow(const void* a_handle, const std::string& a_table,
-                          const ValueList& a_values) override
+    EResultCode insertRow(const void* a_handle, const std::string& a_table, const ValueList&) override
     {
-        return write(a_handle, "insertRow", a_table, a_values);
+        return write(a_handle, "insertRow", a_table);
     }
     EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
-                          const ValueList& a_values) override
+                          const ValueList&) override
     {
         a_id = 42;
-        return write(a_handle, "insertKey", a_table, a_values);
+        return write(a_handle, "insertKey", a_table);
     }
-    EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
-                          const ValueList& a_values) override
+    EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int,
+                          const ValueList&) override
     {
-        return write(a_handle, "updateRow", a_table, a_index, a_values);
+        return write(a_handle, "updateRow", a_table);
     }
-    EResultCode updateKey(const void* a_handle, const std::string& a_table, const std::string& a_keyColumn,
-                          const std::string& a_keyValue, const ValueList& a_values) override
+    EResultCode updateKey(const void* a_handle, const std::string& a_table, const std::string&,
+                          const std::string&, const ValueList&) override
     {
-        return write(a_handle, "updateKey", a_table, a_keyColumn, a_keyValue, a_values);
+        return write(a_handle, "updateKey", a_table);
     }
-    EResultCode deleteRow(const void* a_handle, const std::string& a_table, unsigned int a_index) override
+    EResultCode deleteRow(const void* a_handle, const std::string& a_table, unsigned int) override
     {
-        return write(a_handle, "deleteRow", a_table, a_index);
+        return write(a_handle, "deleteRow", a_table);
     }
-    EResultCode deleteKey(const void* a_handle, const std::string& a_table, const std::string& a_keyColumn,
-                          const std::string& a_keyValue) override
+    EResultCode deleteKey(const void* a_handle, const std::string& a_table, const std::string&,
+                          const std::string&) override
     {
-        return write(a_handle, "deleteKey", a_table, a_keyColumn, a_keyValue);
+        return write(a_handle, "deleteKey", a_table);
     }
     EResultCode deleteAll(const void* a_handle, const std::string& a_table) override
     {
@@ -125,13 +122,9 @@ public:
     EResultCode rollbackTransaction(const void*) override { return call("rollbackTransaction"); }
 
 protected:
-    template<typename... Arguments>
-    EResultCode call(const std::string& a_sOperation, const Arguments&... a_oArguments)
+    EResultCode call(const std::string& a_sOperation, const std::string& a_sTable = {})
     {
-        std::ostringstream oCall;
-        oCall << m_sName << "." << a_sOperation;
-        ((oCall << " ", put(oCall, a_oArguments)), ...);
-        m_lCalls.push_back(oCall.str());
+        m_lCalls.push_back(m_sName + "." + a_sOperation + (a_sTable.empty() ? "" : " " + a_sTable));
         if (a_sOperation == m_sThrows) {
             throw std::runtime_error(a_sOperation + " throws");
         }
@@ -140,26 +133,12 @@ protected:
     }
 
 private:
-    template<typename... Arguments>
-    EResultCode write(const void* a_handle, const std::string& a_sOperation, const Arguments&... a_oArguments)
+    EResultCode write(const void* a_handle, const std::string& a_sOperation, const std::string& a_sTable)
     {
         if (m_pWriteOwner != nullptr && m_pWriteOwner != a_handle) {
             return EResultCode::Busy;
         }
-        return call(a_sOperation, a_oArguments...);
-    }
-
-    template<typename Argument>
-    static void put(std::ostream& a_oStream, const Argument& a_oArgument)
-    {
-        a_oStream << a_oArgument;
-    }
-    static void put(std::ostream& a_oStream, const NameList& a_lNames) { a_lNames.put(a_oStream); }
-    static void put(std::ostream& a_oStream, const ValueList& a_lValues)
-    {
-        for (const auto& [sName, oValue] : a_lValues) {
-            a_oStream << sName << "=" << oValue.toText();
-        }
+        return call(a_sOperation, a_sTable);
     }
 
     const std::string m_sName;
