@@ -1,5 +1,6 @@
 #include "storage/sqliteconnection.h"
 
+#include "storage/journalvfs.h"
 #include "storage/sqliteguard.h"
 #include "zel/assert.h"
 #include "zel/log.h"
@@ -99,9 +100,9 @@ void SqliteConnection::open()
     // switched off only before the first database of the process is opened; later this is refused.
     [[maybe_unused]] static const int c_iConfigured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     // One thread uses the connection, so SQLite need not lock it at every call.
-    const int ret =
-        sqlite3_open_v2((m_sPath + "/" + m_sName).c_str(), &m_pDatabase,
-                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int ret = sqlite3_open_v2((m_sPath + "/" + m_sName).c_str(), &m_pDatabase,
+                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
+                                    m_bExclusive ? getJournalVfs() : nullptr);
     if (ret != SQLITE_OK) {
         sqlite3_close(std::exchange(m_pDatabase, nullptr));
     }
