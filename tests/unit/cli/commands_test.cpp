@@ -89,25 +89,6 @@ protected:
 
 } // namespace
 
-TEST_F(CommandsTest, GetReadsWhatIsAskedFor)
-{
-    m_oServer.reply(EResultCode::Busy); // overtaken by a write, which get has to survive
-    m_oServer.reply(0, rows({{1, "a"}}));
-    m_oServer.reply(0, row(2, "b"));
-    m_oServer.reply(0, row(3, "c"));
-    m_oServer.reply(EResultCode::NoTable);
-    EXPECT_TRUE(run({"get", "T", "--json"}).ok());
-    EXPECT_TRUE(run({"get", "T", "--row", "1", "--csv"}).ok());
-    EXPECT_TRUE(run({"get", "T", "Id", "--key", "Id=3", "--csv"}).ok());
-    const Outcome oMissing = run({"get", "X"});
-    EXPECT_EQ(oMissing.m_iExit, 8);
-    EXPECT_EQ(oMissing.m_sText, "no such table or column");
-    EXPECT_EQ(m_oOutput.str(), "[\n {\"Id\":1,\"Name\":\"a\"}\n]\nId,Name\r\n2,b\r\nId,Name\r\n3,c\r\n");
-    EXPECT_THAT(m_oServer.operations(),
-                ElementsAre(EOperation::SelectRows, EOperation::SelectRows, EOperation::SelectRow,
-                            EOperation::SelectKey, EOperation::SelectRows));
-}
-
 // ---------------------------------------------------------------------------------------------------------
 // batch
 

@@ -1,5 +1,4 @@
 #include "cli/format.h"
-#include "cli/json.h"
 #include "cli/printer.h"
 #include "cli/progressbar.h"
 #include "cli/rowdiff.h"
@@ -81,18 +80,6 @@ TEST(Format, JsonIsValidWhateverTheBytes)
               " {\"Id\":20,\"Name\":\"\",\"Age\":null},\n"
               " {\"Id\":-3,\"Name\":\"a\\\"b,\\n\xef\xbf\xbd\",\"Age\":7}\n]\n");
     EXPECT_EQ(written([](auto& a_oStream) { writeJson(a_oStream, client::Rows()); }), "[]\n");
-}
-
-TEST(Json, ParsesWholeTextsOnly)
-{
-    std::string sError;
-    EXPECT_TRUE(parseJson("{\"a\":[1]}\n", sError));
-    EXPECT_EQ(sError, "");
-    for (const char* pText : {"", "{", "{}x", "{} {}", "\"\xff\"", "nonsense"}) {
-        sError.clear();
-        EXPECT_FALSE(parseJson(pText, sError)) << pText;
-        EXPECT_NE(sError, "") << pText;
-    }
 }
 
 // ---------------------------------------------------------------------------------------------------------
