@@ -24,7 +24,8 @@ protected:
     {
         sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Name TEXT); INSERT INTO T VALUES (0, 'z'), (1, 'a'), "
             "(2, 'b');"
-            "CREATE TABLE Hidden (Id INTEGER PRIMARY KEY, Secret TEXT); INSERT INTO Hidden VALUES (1, "
+            "CREATE TABLE Hidden (Id INTEGER PRIMARY KEY AUTOINCREMENT, Secret TEXT); INSERT INTO Hidden "
+            "VALUES (1, "
             "'secret');"
             "CREATE TABLE \"T WHERE Id = 1\" (Id INTEGER)");
         m_sBefore = readFile(file());
@@ -129,6 +130,7 @@ TEST_F(SmugglingTest, behindTheNamesSqliteItselfRefusesTheRest)
                                   "ANALYZE",
                                   "SAVEPOINT S",
                                   "DELETE FROM sqlite_master",
+                                  "DELETE FROM sqlite_sequence",
                                   "UPDATE sqlite_master SET sql = ''",
                                   "INSERT INTO SQLite_Master VALUES (1, 2, 3, 4, 5)",
                                   "SELECT load_extension('evil')",
@@ -146,45 +148,4 @@ TEST_F(SmugglingTest, behindTheNamesSqliteItselfRefusesTheRest)
         }
     }
     expectUntouched();
-}
-
-TEST_F(SmugglingTest, theSchemasOwnTriggersViewsChecksAndDefaultsWork)
-{
-    sql("CREATE TABLE Rich (Id INTEGER PRIMARY KEY AUTOINCREMENT, Name TEXT CHECK (length(Name) < 9),"
-        " Upper TEXT AS (upper(Name)), Made TEXT DEFAULT (hex('a')), Stamp DEFAULT CURRENT_TIMESTAMP);"
-        "CREATE INDEX ByLower ON Rich (lower(Name));"
-        "CREATE TABLE Log (Id INTEGER PRIMARY KEY, Word TEXT);"
-        "CREATE TRIGGER OnRich AFTER INSERT ON Rich BEGIN INSERT INTO Log (Word) VALUES (trim(' ' || "
-        "new.Name)); END;"
-        "CREATE VIEW Look AS WITH RECURSIVE R (N) AS (SELECT 1 UNION ALL SELECT N + 1 FROM R WHERE N < 3)"
-        " SELECT N AS Id, max(abs(-N), 0) AS A FROM R;"
-        "CREATE TABLE Child (Id INTEGER PRIMARY KEY, Rich INTEGER REFERENCES Rich (Id) ON DELETE CASCADE)");
-    SqliteWrapper oDatabase = open();
-    int iId = 0;
-    EXPECT_EQ(oDatabase.insertKey(iId, "Rich", row({{"Name", "abc"}})), 0U);
-    EXPECT_EQ(iId, 1);
-    EXPECT_EQ(logged([&] {
-                  EXPECT_EQ(oDatabase.insertRow("Rich", row({{"Name", "too long a name"}})), 6U);
-              }).size(),
-              2U);
-    ValueList lRow;
-    EXPECT_EQ(oDatabase.selectKey(lRow, "Rich", "Upper", "ABC", {"Upper", "Made"}), 0U);
-    EXPECT_EQ(lRow, row({{"Upper", "ABC"}, {"Made", "61"}}));
-    lRow.clear();
-    EXPECT_EQ(oDatabase.selectKey(lRow, "Log", "Id", "1", {"Word"}), 0U);
-    EXPECT_EQ(lRow, row({{"Word", "abc"}}));
-    unsigned iSize = 0;
-    EXPECT_EQ(oDatabase.getSize(iSize, "Look"), 0U);
-    EXPECT_EQ(iSize, 3U);
-    EXPECT_EQ(oDatabase.insertRow("Child", row({{"Rich", 1}})), 0U);
-    EXPECT_EQ(oDatabase.deleteKey("Rich", "Name", "abc"), 0U);
-    EXPECT_EQ(oDatabase.getSize(iSize, "Child"), 0U);
-    EXPECT_EQ(iSize, 0U);
-    // What SQLite keeps for itself is no client's business, though it is found as a table.
-    const auto refused = ElementsAre("Error 23 (not authorized)", failure("exec", 1));
-    EXPECT_THAT(logged([&] { EXPECT_EQ(oDatabase.deleteAll("sqlite_sequence"), 1U); }), refused);
-    EXPECT_THAT(logged([&] {
-                    EXPECT_EQ(oDatabase.insertRow("sqlite_sequence", row({{"seq", 99}})), 1U);
-                }),
-                refused);
 }

@@ -139,24 +139,6 @@ const Operation c_aOperations[] = {
 
 } // namespace
 
-TEST_F(SqliteWrapperTest, listsTablesAndViewsInOrderOfName)
-{
-    sql("CREATE TABLE B (Id INTEGER PRIMARY KEY AUTOINCREMENT); CREATE TABLE A (Id); CREATE VIEW C AS SELECT "
-        "1;"
-        "CREATE INDEX I ON A (Id); PRAGMA writable_schema = ON;"
-        "INSERT INTO sqlite_master VALUES ('view', 'sqlite_v', 'sqlite_v', 0, 'CREATE VIEW sqlite_v AS "
-        "SELECT 1')");
-    SqliteWrapper oDatabase = open();
-    NameList lNames = {"before"};
-    oDatabase.getTables(lNames);
-    EXPECT_EQ(lNames, (NameList{"before", "A", "B", "C", "sqlite_v"}));
-
-    oDatabase.close();
-    EXPECT_THAT(logged([&] { oDatabase.getTables(lNames); }),
-                ElementsAre(HasSubstr("Error 21"), failure("getTables", 1)));
-    EXPECT_EQ(lNames.size(), 5U);
-}
-
 TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
 {
     sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO T VALUES (1, 'a')");

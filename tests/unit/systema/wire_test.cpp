@@ -12,7 +12,6 @@ using systema::EDataType;
 using systema::NameList;
 using systema::Value;
 using systema::ValueList;
-using systema::wire::Cell;
 using systema::wire::EKind;
 using systema::wire::EOperation;
 using systema::wire::Reader;
@@ -167,17 +166,4 @@ TEST(Wire, LyingLengthsAndCountsAreRefused)
     Reader oReader(sNames);
     oReader.names();
     EXPECT_FALSE(oReader.ok());
-}
-
-TEST(Wire, CellsOfAnUnknownTypeAreRefused)
-{
-    for (unsigned iType = 0; iType < 256; ++iType) {
-        const bool bKnown = iType >= EDataType::Null && iType <= EDataType::Text;
-        std::string sCell(iType == EDataType::Null ? 1 : 1 + sizeof(std::uint32_t), '\0');
-        sCell[0] = static_cast<char>(iType);
-        Reader oReader(sCell);
-        const Cell oCell = oReader.cell();
-        EXPECT_EQ(oReader.complete(), bKnown) << iType;
-        EXPECT_EQ(oCell.toValue(), Value(oCell.m_iType));
-    }
 }
