@@ -18,9 +18,6 @@ namespace {
 class BarePlugin : public GenericConfigPlugin
 {
 public:
-    BarePlugin() = default;
-    explicit BarePlugin(EResultCode a_eRefusal) : GenericConfigPlugin(a_eRefusal) {}
-
     void getTables(systema::NameList&, const void* a_handle) override { assertCall(a_handle); }
     EResultCode getSchema(systema::ColumnList&, const void*, const std::string&) override { return 8; }
     EResultCode getSize(unsigned int&, const void*, const std::string&) override { return 8; }
@@ -75,24 +72,6 @@ std::string assertionOf(const Operation& a_oOperation, GenericConfigPlugin& a_oP
 }
 
 } // namespace
-
-TEST(GenericConfigPlugin, RefusesWritesAndAcceptsTransactions)
-{
-    BarePlugin oPlugin;
-    BarePlugin oOther(EResultCode::Failure);
-    for (const auto& oWrite : c_lWrites) {
-        EXPECT_EQ(oWrite(oPlugin, this), EResultCode::ReadOnly);
-        EXPECT_EQ(oWrite(oOther, this), EResultCode::Failure);
-    }
-    for (const auto& oOperation : c_lOthers) {
-        EXPECT_EQ(oOperation(oOther, this), EResultCode::Success);
-    }
-    systema::NameList lChanged;
-    oPlugin.tick(lChanged);
-    EXPECT_TRUE(lChanged.empty());
-    EXPECT_TRUE(oPlugin.initialize());
-    EXPECT_FALSE(oPlugin.isPersistent());
-}
 
 TEST(GenericConfigPlugin, AssertsHandleThenInvariantAndNamesThePlugin)
 {

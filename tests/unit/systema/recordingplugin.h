@@ -6,6 +6,7 @@
 #include "systema/storedtables.h"
 
 #include <map>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,7 +19,8 @@ public:
     using ValueList = systema::ValueList;
     using Calls = std::vector<std::string>;
 
-    /// The calls may be shared by plugins, to see the order of theirs: "name.operation table".
+    /// The calls may be shared by plugins, to see the order of theirs: "name.operation table"; a selection by
+    /// key with all it is asked for.
     RecordingPlugin(std::string a_sName, NameList a_lTables, Calls& a_lCalls)
         : m_lTables(std::move(a_lTables)),
           m_sName(std::move(a_sName)),
@@ -63,13 +65,17 @@ public:
         a_row = m_lRows[a_index];
         return EResultCode::Success;
     }
-    EResultCode selectKey(ValueList& a_row, const void*, const std::string& a_table, const std::string&,
-                          const std::string&, const NameList&) override
+    EResultCode selectKey(ValueList& a_row, const void*, const std::string& a_table,
+                          const std::string& a_keyColumn, const std::string& a_keyValue,
+                          const NameList& a_columns) override
     {
         if (!m_lRows.empty()) {
             a_row = m_lRows.front();
         }
-        return call("selectKey", a_table);
+        std::ostringstream oArguments;
+        oArguments << a_table << " " << a_keyColumn << " " << a_keyValue << " ";
+        a_columns.put(oArguments);
+        return call("selectKey", oArguments.str());
     }
     EResultCode insertRow(const void* a_handle, const std::string& a_table, const ValueList&) override
     {
@@ -122,9 +128,9 @@ public:
     EResultCode rollbackTransaction(const void*) override { return call("rollbackTransaction"); }
 
 protected:
-    EResultCode call(const std::string& a_sOperation, const std::string& a_sTable = {})
+    EResultCode call(const std::string& a_sOperation, const std::string& a_sArguments = {})
     {
-        m_lCalls.push_back(m_sName + "." + a_sOperation + (a_sTable.empty() ? "" : " " + a_sTable));
+        m_lCalls.push_back(m_sName + "." + a_sOperation + (a_sArguments.empty() ? "" : " " + a_sArguments));
         if (a_sOperation == m_sThrows) {
             throw std::runtime_error(a_sOperation + " throws");
         }
