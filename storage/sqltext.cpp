@@ -25,7 +25,7 @@ bool isPlainName(std::string_view a_sName)
 /// The text as C formatting would print it: up to a NUL byte.
 std::string_view printed(const std::string& a_sText)
 {
-    return a_sText.c_str();
+    return std::string_view(a_sText).substr(0, a_sText.find('\0'));
 }
 
 } // namespace
