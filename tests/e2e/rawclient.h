@@ -29,6 +29,7 @@ struct Frame
     bool operator==(const Frame&) const = default;
 };
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name that GoogleTest looks for
 void PrintTo(const Frame& a_oFrame, std::ostream* a_pStream);
 
 /// A whole frame with the body given.
