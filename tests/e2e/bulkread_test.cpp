@@ -119,7 +119,7 @@ TEST_F(LargeTable, SlowReaderCostsLittleMemoryAndHoldsNobodyUp)
         if (++iParts % 50 == 1) {
             EXPECT_EQ(0U, client().code(request::SelectKey{"Large", "Id", "7"}));
             if (!c_bSanitized) {
-                EXPECT_LT(memory(), iBefore + 3 * 1024) << iParts;
+                EXPECT_LT(memory(), iBefore + 6 * 1024) << iParts; // the table takes 10 MiB
             }
         }
     }
