@@ -1,0 +1,256 @@
+// ledgerctl as people and scripts run it: its output byte for byte, its errors and its exit status.
+#include "tests/e2e/daemontest.h"
+
+#include <json-c/json.h>
+
+#include <csignal>
+#include <sys/wait.h>
+
+namespace e2e {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class Ledgerctl : public RunningDaemonTest
+{
+protected:
+    void expectOutput(std::vector<std::string> a_lArguments, const std::string& a_sOutput,
+                      const std::string& a_sInput = {})
+    {
+        const auto oRun = ledgerctl(std::move(a_lArguments), a_sInput);
+        EXPECT_EQ(a_sOutput, oRun.m_sOutput);
+        EXPECT_EQ("", oRun.m_sErrors);
+        EXPECT_EQ(0, oRun.m_iStatus);
+    }
+
+    void expectError(int a_iStatus, const std::string& a_sText, std::vector<std::string> a_lArguments,
+                     const std::string& a_sInput = {})
+    {
+        const auto oRun = ledgerctl(std::move(a_lArguments), a_sInput);
+        EXPECT_EQ("", oRun.m_sOutput);
+        EXPECT_THAT(oRun.m_sErrors, StartsWith("ledgerctl: " + a_sText));
+        EXPECT_THAT(oRun.m_sErrors, testing::EndsWith(" [" + std::to_string(a_iStatus) + "]\n"));
+        EXPECT_EQ(a_iStatus, oRun.m_iStatus);
+    }
+};
+
+TEST_F(Ledgerctl, GetShowsRowsInEveryForm)
+{
+    expectOutput({"get", "Item"}, "Id  Name    Number        Size  Note   Raw\n"
+                                  " 1  apple       -5  4000000000  red   NULL\n"
+                                  " 2  pear         7           0  NULL  NULL\n"
+                                  " 3  O'Neil    NULL        NULL        NULL\n");
+    expectOutput(
+        {"--json", "get", "Item"},
+        "[\n"
+        " {\"Id\":1,\"Name\":\"apple\",\"Number\":-5,\"Size\":4000000000,\"Note\":\"red\",\"Raw\":null},\n"
+        " {\"Id\":2,\"Name\":\"pear\",\"Number\":7,\"Size\":0,\"Note\":null,\"Raw\":null},\n"
+        " {\"Id\":3,\"Name\":\"O'Neil\",\"Number\":null,\"Size\":null,\"Note\":\"\",\"Raw\":null}\n"
+        "]\n");
+    expectOutput({"--csv", "get", "Item"}, "Id,Name,Number,Size,Note,Raw\r\n"
+                                           "1,apple,-5,4000000000,red,\r\n"
+                                           "2,pear,7,0,,\r\n"
+                                           "3,O'Neil,,,\"\",\r\n");
+    expectOutput({"get", "Item", "Note", "Id", "--row", "1"}, "Note  Id\nNULL   2\n");
+    expectOutput({"get", "Item", "Name", "--key", "Id=0", "--json"}, "[\n {\"Name\":\"default\"}\n]\n");
+    expectOutput({"--json", "get", "Scratch"}, "[]\n");
+    expectOutput({"--csv", "get", "Scratch"}, "Id,Text\r\n");
+}
+
+TEST_F(Ledgerctl, TablesSchemaAndCount)
+{
+    expectOutput({"count", "Item"}, "3\n");
+    expectOutput({"--json", "count", "Item"}, "3\n");
+    expectOutput({"--csv", "count", "Item"}, "count\r\n3\r\n");
+    expectOutput({"schema", "Twins"}, "name  type\nId    integer\nText  text\n");
+    expectOutput({"schema", "--json", "ItemView"},
+                 "[\n {\"name\":\"Id\",\"type\":\"integer\"},\n {\"name\":\"Name\",\"type\":\"text\"}\n]\n");
+    expectOutput({"--csv", "schema", "Item"}, "name,type\r\nId,integer\r\nName,text\r\nNumber,integer\r\n"
+                                              "Size,unsigned\r\nNote,text\r\nRaw,null\r\n");
+
+    std::string sNames;
+    std::string sJson;
+    const auto oTables = client().call(request::GetTables{});
+    for (const auto& sTable : *oTables) {
+        sNames += sTable + "\n";
+        sJson += (sJson.empty() ? "[\"" : ",\"") + sTable + "\"";
+    }
+    expectOutput({"tables"}, sNames);
+    expectOutput({"--json", "tables"}, sJson + "]\n");
+}
+
+TEST_F(Ledgerctl, InfoTellsOfThisDaemon)
+{
+    const std::string sPid = std::to_string(daemon().pid());
+    EXPECT_THAT(
+        ledgerctl({"info"}).m_sOutput,
+        StartsWith("Version              2.13.0\nProtocol             1\nPid                  " + sPid));
+    EXPECT_THAT(ledgerctl({"--json", "info"}).m_sOutput,
+                StartsWith("{\"Version\":\"2.13.0\",\"Protocol\":1,\"Pid\":" + sPid + ",\"Uptime\":"));
+    EXPECT_THAT(ledgerctl({"--csv", "info"}).m_sOutput,
+                StartsWith("name,value\r\nVersion,2.13.0\r\nProtocol,1\r\nPid," + sPid));
+}
+
+TEST_F(Ledgerctl, ErrorsHaveTheTextAndTheCodeOfTheResult)
+{
+    expectError(8, "no such table", {"get", "Nonsense"});
+    expectError(8, "no such table", {"add", "Nonsense", "Name=x"});
+    expectError(10, "no such row", {"get", "Item", "--row", "3"});
+    expectError(10, "no such row", {"set", "Item", "--key", "Name=none", "Note=x"});
+    expectError(9, "", {"get", "ConfigServerLimits", "Nonsense"});
+    expectError(6, "constraint violated", {"add", "Item", "Name=pear"});
+    expectError(4, "read-only", {"del", "Item", "--key", "Id=0"});
+    expectError(7, "Number=2147483648 is not an integer of -2147483648 to 2147483647",
+                {"set", "Item", "--row", "0", "Number=2147483648"});
+    expectError(7, "Size=-1 is not an integer of 0 to 4294967295", {"add", "Item", "Name=x", "Size=-1"});
+    expectError(7, "Number=", {"add", "Item", "Name=x", "Number="});
+    expectError(1, "", {"add", "Scratch", "Text=" + std::string(5000, 'x')});
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    expectError(2, "busy", {"set", "Item", "--row", "0", "Note=x"});
+    expectOutput({"count", "Item"}, "3\n");
+}
+
+TEST_F(Ledgerctl, WrongUsageGives64)
+{
+    const std::vector<std::vector<std::string>> lCases = {
+        {},
+        {"nonsense"},
+        {"get"},
+        {"get", "Item", "--row", "-1"},
+        {"get", "Item", "--row", "1", "--key", "Id=1"},
+        {"get", "Item", "--key", "Id"},
+        {"set", "Item", "Note=x"},
+        {"set", "Item", "--row", "0"},
+        {"set", "Item", "--row", "0", "Note"},
+        {"add", "Item", "=x"},
+        {"del", "Item"},
+        {"del", "Item", "--all", "--row", "0"},
+        {"count", "Item", "Twins"},
+        {"watch"},
+        {"--json", "--csv", "tables"},
+        {"-t", "0", "tables"},
+        {"-t", "soon", "tables"},
+        {"--unknown", "tables"},
+        {"batch", "/no/such/file"},
+    };
+    for (const auto& lArguments : lCases) {
+        expectError(64, "", lArguments);
+    }
+    expectOutput({"--version"}, "ledgerctl 2.13.0\n");
+    EXPECT_THAT(ledgerctl({"--help"}).m_sOutput, HasSubstr("export"));
+    expectOutput({"count", "Item"}, "3\n");
+}
+
+TEST_F(Ledgerctl, DaemonThatDoesNotAnswerGives69)
+{
+    expectError(69, "cannot connect to /no/socket: ", {"-s", "/no/socket", "tables"});
+    expectError(69, "cannot connect to " + m_oSandbox.pidFile(), {"-s", m_oSandbox.pidFile(), "tables"});
+    daemon().signal(SIGSTOP);
+    expectError(69, "no answer within 1000 ms", {"-t", "1", "tables"});
+}
+
+TEST_F(Ledgerctl, BatchIsOneTransaction)
+{
+    EXPECT_TRUE(client().subscribe({"Item"}).ok());
+    expectOutput({"batch"}, "4\n5\n",
+                 "add Item Name=plum\n"
+                 "# a comment\n"
+                 "\n"
+                 "  set Item --key Name=plum Note=\"two words\" 'Number=7'\n"
+                 "add Item Name='it'\\''s' Note:null\n"
+                 "del Item --row 0");
+    EXPECT_EQ("two words", client().cell("Item", 4, "Note"));
+    EXPECT_EQ("it's", client().cell("Item", 5, "Name"));
+    EXPECT_EQ("Item", **client().waitForChange(c_oDeadline));
+
+    const std::string sBefore = ledgerctl({"export"}).m_sOutput;
+    expectError(6, "line 3: constraint violated", {"batch"},
+                "add Item Name=one\ndel Twins --all\nadd Item Name=plum\nadd Item Name=two\n");
+    expectError(10, "line 2: no such row", {"batch"}, "del Twins --all\nset Item --row 99 Note=x\n");
+    expectError(64, "line 2: ", {"batch"}, "del Twins --all\nget Item\n");
+    expectError(64, "line 3: ", {"batch"}, "del Twins --all\n\nadd Item 'Name=open\n");
+    expectError(7, "line 2: Number=x is not an integer", {"batch"}, "del Twins --all\nadd Item Number=x");
+    expectError(8, "line 1: no such table", {"batch"}, "add Nonsense Name=x\n");
+    EXPECT_EQ(sBefore, ledgerctl({"export"}).m_sOutput);
+    EXPECT_THAT(client().changes(), IsEmpty());
+}
+
+TEST_F(Ledgerctl, BatchWaitsForTheTransactionOfAnother)
+{
+    const std::string sFile = m_oSandbox.path("batch");
+    writeFile(sFile, "set Item --key Id=1 Note=batched\n");
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    expectError(2, "busy", {"batch", sFile});
+    expectError(2, "busy", {"batch", sFile, "--wait", "20"});
+    Process oBatch(LEDGERCTL_BINARY, {{"batch", "--wait", "3600000", sFile}, m_oSandbox.environment()});
+    ASSERT_TRUE(eventually([this] { return client().info("TransactionsWaiting") == 1; }));
+    EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", "before it"}})}));
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    EXPECT_EQ(0, oBatch.wait()) << oBatch.errors();
+    EXPECT_EQ("batched", client().cell("Item", 1, "Note"));
+}
+
+class LedgerctlWatch : public Ledgerctl
+{
+protected:
+    /// Starts a watch and returns when the daemon has served so many requests of it.
+    std::unique_ptr<Process> watch(std::vector<std::string> a_lArguments, unsigned a_iRequests)
+    {
+        const unsigned iBefore = client().info("Requests");
+        auto pWatch = std::make_unique<Process>(
+            LEDGERCTL_BINARY, Process::Start{std::move(a_lArguments), m_oSandbox.environment()});
+        unsigned iOwn = 0;
+        EXPECT_TRUE(eventually([&] { return client().info("Requests") - iBefore - ++iOwn >= a_iRequests; }))
+            << pWatch->errors();
+        return pWatch;
+    }
+
+    void expectLine(const Process& a_oWatch, const std::string& a_sOutput)
+    {
+        eventually([&] { return a_oWatch.output().size() >= a_sOutput.size(); });
+        EXPECT_EQ(a_sOutput, a_oWatch.output());
+    }
+};
+
+TEST_F(LedgerctlWatch, TellsEachChangeUntilItIsInterrupted)
+{
+    const auto pPlain = watch({"watch", "Item", "Twins"}, 2);
+    const auto pJson = watch({"watch", "--json", "Item"}, 2);
+    const auto pCsv = watch({"--csv", "watch", "Item"}, 2);
+    expectOutput({"set", "Item", "--row", "0", "Note=x"}, "");
+    expectLine(*pPlain, "Item\n");
+    expectLine(*pJson, "{\"table\":\"Item\"}\n");
+    expectLine(*pCsv, "table\r\nItem\r\n");
+    expectOutput({"del", "Twins", "--all"}, "");
+    expectLine(*pPlain, "Item\nTwins\n");
+    pPlain->signal(SIGINT);
+    EXPECT_EQ(0, pPlain->wait());
+    pJson->signal(SIGTERM);
+    EXPECT_EQ(0, pJson->wait());
+    expectError(8, "no such table", {"watch", "Item", "Nonsense"});
+
+    stop();
+    const auto oStatus = pCsv->wait();
+    EXPECT_TRUE(oStatus && WIFEXITED(*oStatus) && WEXITSTATUS(*oStatus) == 69);
+    EXPECT_EQ("ledgerctl: the daemon closed the connection [69]\n", pCsv->errors());
+}
+
+TEST_F(Ledgerctl, ImportOfWhatIsNoExportChangesNothing)
+{
+    const std::string sBefore = ledgerctl({"export"}).m_sOutput;
+    expectError(64, "", {"import"}, "");
+    expectError(64, "", {"import"}, "[]");
+    expectError(64, "", {"import"}, sBefore.substr(0, sBefore.size() / 2));
+    expectError(64, "", {"import"}, R"({"Item":{"rows":[{"Name":"no Id"}]}})");
+    expectError(64, "", {"import"}, R"({"Item":{}})");
+    expectError(8, "", {"import"}, R"({"Nonsense":{"rows":[{"Id":1}]}})");
+    expectError(7, "", {"import"}, R"({"Item":{"rows":[{"Id":1,"Name":"x","Number":"text"}]}})");
+    expectError(6, "", {"import"},
+                R"({"Scratch":{"rows":[{"Id":1}]},"ItemPart":{"rows":[{"Id":1,"ItemId":99}]}})");
+    EXPECT_EQ(sBefore, ledgerctl({"export"}).m_sOutput);
+}
+
+} // namespace
+} // namespace e2e
