@@ -96,9 +96,11 @@ void SqliteConnection::open()
     if (isOpen()) {
         return;
     }
-    // Nobody asks SQLite for its memory statistics, and they cost a lock at every allocation. They can be
-    // switched off only before the first database of the process is opened; later this is refused.
-    [[maybe_unused]] static const int c_iConfigured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    // Only before the first database of the process is opened; later it is refused. Nobody asks SQLite for
+    // its memory statistics, and they cost a lock at every allocation. And views, too, shall show the natural
+    // order of the table behind them, not that of an index which happens to hold the wanted columns.
+    [[maybe_unused]] static const int c_iConfigured =
+        sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) | sqlite3_config(SQLITE_CONFIG_COVERING_INDEX_SCAN, 0);
     // One thread uses the connection, so SQLite need not lock it at every call.
     const int ret = sqlite3_open_v2((m_sPath + "/" + m_sName).c_str(), &m_pDatabase,
                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,

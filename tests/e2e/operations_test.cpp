@@ -120,6 +120,7 @@ TEST_F(Operations, PositionsAreTheSameWhicheverColumnsAreRead)
     EXPECT_EQ(row({{"Name", "apple"}}), get(request::SelectRow{"Item", 0, {"Name"}}));
     EXPECT_EQ(row({{"Name", "O'Neil"}, {"Id", 3}}), get(request::SelectRow{"Item", 2, {"Name", "Id"}}));
     EXPECT_THAT(column("Item", "Name"), ElementsAre("apple", "pear", "O'Neil"));
+    EXPECT_THAT(column("ItemView", "Name"), ElementsAre("apple", "pear", "O'Neil"));
 }
 
 TEST_F(Operations, SelectByKey)
