@@ -1,9 +1,9 @@
 // ledgerctl as people and scripts run it: its output byte for byte, its errors and its exit status.
 #include "tests/e2e/daemontest.h"
 
-#include <json-c/json.h>
-
+#include <algorithm>
 #include <csignal>
+#include <iterator>
 #include <sys/wait.h>
 
 namespace e2e {
@@ -235,6 +235,41 @@ TEST_F(LedgerctlWatch, TellsEachChangeUntilItIsInterrupted)
     const auto oStatus = pCsv->wait();
     EXPECT_TRUE(oStatus && WIFEXITED(*oStatus) && WEXITSTATUS(*oStatus) == 69);
     EXPECT_EQ("ledgerctl: the daemon closed the connection [69]\n", pCsv->errors());
+}
+
+TEST_F(Ledgerctl, ImportBringsBackWhatWasExported)
+{
+    const char* const pOdd = "\x80\xff \xc3\xa4 \"\\\n\t\x01 O'Neil";
+    EXPECT_EQ(0U, client().code(request::InsertRow{"Scratch", row({{"Text", pOdd}})}));
+    EXPECT_EQ(0U, client().code(request::DeleteKey{"Twins", "Id", "2"})); // rows are told apart by their Id
+    std::vector<std::string> lExport{"export"};
+    const auto oTables = client().call(request::GetTables{systema::wire::ETableFilter::Stored});
+    std::ranges::copy_if(*oTables, std::back_inserter(lExport),
+                         [](const std::string& a_sName) { return a_sName != "ItemView"; });
+    const auto oExport = ledgerctl(lExport);
+    EXPECT_EQ(0, oExport.m_iStatus);
+
+    // Rows changed, deleted and added, with those that refer to each other among them.
+    expectOutput({"batch"}, "3\n2\n2\n",
+                 "set Item --key Id=1 Name=pear2 Size:null\n"
+                 "set Item --key Id=2 Name=apple\n"
+                 "del Item --key Id=3\n"
+                 "add Item Name=plum\n"
+                 "add ItemPart ItemId=3\n"
+                 "del ItemPart --key ItemId=2\n"
+                 "set Scratch --row 0 Text=even\n"
+                 "del DhcpServerConfig --key Interface=br0\n" // with its options
+                 "del UserAccount --all\n"
+                 "add Job Name=more\n");
+    const std::string sFile = m_oSandbox.path("export.json");
+    writeFile(sFile, oExport.m_sOutput);
+    expectOutput({"import", sFile}, "");
+    EXPECT_TRUE(oExport.m_sOutput == ledgerctl(lExport).m_sOutput); // too long to be shown
+    EXPECT_EQ(pOdd, client().cell("Scratch", 1, "Text"));
+
+    EXPECT_TRUE(client().subscribe({"Item"}).ok());
+    expectOutput({"import"}, "", oExport.m_sOutput); // nothing to do
+    EXPECT_THAT(client().changes(), IsEmpty());
 }
 
 TEST_F(Ledgerctl, ImportOfWhatIsNoExportChangesNothing)
