@@ -1,0 +1,21 @@
+// The database files of the gateway, in the order in which they are attached.
+#pragma once
+
+namespace systema {
+
+struct DatabaseFile
+{
+    const char* m_pName;
+    bool m_bUseTransactions; // false: each write is committed on its own
+    bool m_bPersistent;      // saved to flash and brought back at boot
+    bool m_bExclusive;       // locked for the daemon alone while it runs
+};
+
+inline constexpr DatabaseFile c_aDatabaseFiles[] = {
+    {"transient.db", true, false, true},         {"persistent-common.db", true, true, true},
+    {"persistent-network.db", true, true, true}, {"persistent-phone.db", true, true, true},
+    {"persistent-tr069.db", true, true, true},   {"persistent-web.db", true, true, true},
+    {"services.db", false, true, true},          {"persistent-area.db", false, true, true},
+};
+
+} // namespace systema
