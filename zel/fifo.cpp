@@ -1,0 +1,79 @@
+#include "zel/fifo.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace zel::sys {
+
+namespace {
+
+constexpr mode_t c_iMode = 0666;
+
+/// Nothing, with errno, for whatever is no FIFO. Looked at first, since opening a device may set it off.
+UniqueFd openFifo(const std::string& a_sName, int a_iOpenFlags)
+{
+    struct stat oStatus
+    {
+    };
+    if (::lstat(a_sName.c_str(), &oStatus) != 0) {
+        return {};
+    }
+    if (S_ISFIFO(oStatus.st_mode)) {
+        UniqueFd oFd(::open(a_sName.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | a_iOpenFlags));
+        if (!oFd || (::fstat(oFd.get(), &oStatus) == 0 && S_ISFIFO(oStatus.st_mode))) {
+            return oFd;
+        }
+    }
+    errno = EEXIST;
+    return {};
+}
+
+} // namespace
+
+Fifo::Fifo(const std::string& a_sName, int a_iOpenFlags)
+    : m_sName(a_sName),
+      m_iOpenFlags(a_iOpenFlags),
+      m_oFd(openOrMake())
+{
+    if (!m_oFd) {
+        const char* pFault = errno == EEXIST ? " is no FIFO" : "";
+        throw std::system_error(errno, std::generic_category(), m_sName + pFault);
+    }
+}
+
+UniqueFd Fifo::openOrMake() const
+{
+    UniqueFd oFd = openFifo(m_sName, m_iOpenFlags);
+    if (!oFd && errno == ENOENT && ::mkfifo(m_sName.c_str(), c_iMode) == 0) {
+        oFd = openFifo(m_sName, m_iOpenFlags);
+        if (oFd) {
+            ::fchmod(oFd.get(), c_iMode);
+        }
+    }
+    return oFd;
+}
+
+ssize_t Fifo::read(void* a_pBuffer, std::size_t a_iSize)
+{
+    return ::read(m_oFd.get(), a_pBuffer, a_iSize);
+}
+
+bool Fifo::reopen()
+{
+    UniqueFd oFd = openOrMake();
+    if (!oFd) {
+        return false;
+    }
+    m_oFd = std::move(oFd);
+    return true;
+}
+
+bool Fifo::unlink()
+{
+    return ::unlink(m_sName.c_str()) == 0;
+}
+
+} // namespace zel::sys

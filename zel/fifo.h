@@ -1,0 +1,41 @@
+// A named pipe that is read: the end of a command channel that others write to.
+//
+// Owned by who reads it, used on one thread. It is never left without a reader between its construction and
+// its end, so a writer neither waits for one nor gets SIGPIPE.
+#pragma once
+
+#include "zel/uniquefd.h"
+
+#include <string>
+#include <sys/types.h>
+
+namespace zel::sys {
+
+class Fifo
+{
+public:
+    /// Opens the FIFO for reading, with a_iOpenFlags (O_NONBLOCK) besides; one that is not there is made
+    /// with mode 0666 whatever the umask. Throws std::system_error, with the name, when it cannot be made
+    /// or opened, and with EEXIST for anything else of that name, a link among it, which is left untouched.
+    Fifo(const std::string& a_sName, int a_iOpenFlags);
+
+    /// The descriptor; reopen changes it.
+    int getFd() const { return m_oFd.get(); }
+    /// What ::read() returns: the bytes read, 0 when every writer has closed it, -1 with errno.
+    ssize_t read(void* a_pBuffer, std::size_t a_iSize);
+    /// Opens the FIFO anew, which clears the end of file that writers leave, and then closes the old
+    /// descriptor: what they have written stays to be read. False (with errno) when it cannot be opened;
+    /// the old descriptor is then kept.
+    [[nodiscard]] bool reopen();
+    /// Removes its name. False with errno.
+    bool unlink();
+
+private:
+    UniqueFd openOrMake() const;
+
+    const std::string m_sName;
+    const int m_iOpenFlags;
+    UniqueFd m_oFd;
+};
+
+} // namespace zel::sys
