@@ -1,0 +1,117 @@
+#include "server/sqlitedump.h"
+
+#include "storage/sqliteplugin.h"
+#include "zel/assert.h"
+#include "zel/log.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string_view>
+#include <unistd.h>
+
+namespace zel::cfg {
+
+using error::Assert;
+
+namespace {
+
+constexpr const char* c_pModule = "SqliteDump";
+constexpr std::string_view c_sLastStatement = "COMMIT;";
+constexpr std::size_t c_iPathSize = 128; // longer paths are cut
+
+constexpr SourceTag tag(unsigned a_iLine)
+{
+    return {"sqlitedump", a_iLine};
+}
+
+} // namespace
+
+SqliteDump::SqliteDump(const char* a_dumppath, const char* a_databasepath, bool a_bVerbose)
+    : m_iModule(ZEL_Sysloglevel_registerModul(c_pModule)),
+      m_pDumpPath(a_dumppath),
+      m_pDatabasePath(a_databasepath)
+{
+    Assert(nullptr != a_dumppath, "0 != a_dumppath", tag(46));
+    Assert(nullptr != a_databasepath, "0 != a_databasepath", tag(47));
+    ZEL_Sysloglevel_changeTracelevel(c_pModule, a_bVerbose ? c_iTraceLevelVerbose : c_iTraceLevelNormal);
+}
+
+bool SqliteDump::hasPlugin(const systema::SqlitePlugin* a_plugin) const
+{
+    Assert(nullptr != a_plugin, "0 != a_plugin", tag(66));
+    return std::ranges::find(m_lPlugins, a_plugin) != m_lPlugins.end();
+}
+
+void SqliteDump::addPlugin(const systema::SqlitePlugin* a_plugin)
+{
+    Assert(false == hasPlugin(a_plugin), "false == hasPlugin( a_plugin)", tag(76));
+    m_lPlugins.push_back(a_plugin);
+    Assert(true == hasPlugin(a_plugin), "true == hasPlugin( a_plugin)", tag(80));
+}
+
+void SqliteDump::dump(bool a_bPersistent, bool a_bTransient, int a_iRetries)
+{
+    for (const systema::SqlitePlugin* pPlugin : m_lPlugins) {
+        if (pPlugin->isPersistent() ? a_bPersistent : a_bTransient) {
+            dumpDatabase(pPlugin->getDatabase().getName(), a_iRetries);
+        }
+    }
+}
+
+void SqliteDump::dumpDatabase(const std::string& a_sName, int a_iRetries)
+{
+    const std::string sCommand = std::string("sqlite3 ") + m_pDatabasePath + "/" + a_sName + " \".dump\" > " +
+                                 m_pDumpPath + "/" + a_sName + ".sql";
+    for (int iTries = a_iRetries; iTries >= 0; --iTries) {
+        ZEL_Sysloglevel_trace(m_iModule, tag(126), "%s", sCommand.c_str());
+        // The dump itself tells how it went; the status of the shell does not.
+        [[maybe_unused]] const int iStatus = std::system(sCommand.c_str());
+        char aPath[c_iPathSize];
+        std::snprintf(aPath, sizeof aPath, "%s/%s.sql", m_pDumpPath, a_sName.c_str());
+        if (checkDump(aPath)) {
+            return;
+        }
+        ZEL_Sysloglevel_error(m_iModule, tag(134), "SQL dump %s is corrupt. Retry %d times", aPath, iTries);
+    }
+}
+
+bool SqliteDump::checkDump(const char* a_pPath)
+{
+    const int iFd = ::open(a_pPath, O_RDONLY | O_CLOEXEC);
+    if (iFd < 0) {
+        ZEL_Sysloglevel_error(m_iModule, tag(145), "Could not open dump: %s", a_pPath);
+        return false;
+    }
+    const bool bComplete = endsInCommit(iFd, a_pPath);
+    if (::close(iFd) != 0) {
+        ZEL_Sysloglevel_error(m_iModule, tag(167), "Error while closing %s: %s", a_pPath,
+                              std::strerror(errno));
+    }
+    return bComplete;
+}
+
+bool SqliteDump::endsInCommit(int a_iFd, const char* a_pPath) const
+{
+    const off_t iSize = ::lseek(a_iFd, 0, SEEK_END);
+    if (iSize <= 0) {
+        return false;
+    }
+    // A file that is too short is read from its end, and so gives nothing.
+    if (::lseek(a_iFd, iSize - static_cast<off_t>(c_sLastStatement.size() + 1), SEEK_SET) < 0) {
+        ZEL_Sysloglevel_error(m_iModule, tag(151), "lseek failed: %s", std::strerror(errno));
+    }
+    char aEnd[c_sLastStatement.size()];
+    const ssize_t iRead = ::read(a_iFd, aEnd, sizeof aEnd);
+    if (iRead < 0) {
+        ZEL_Sysloglevel_error(m_iModule, tag(157), "Could not read from %s: %s", a_pPath,
+                              std::strerror(errno));
+        return false;
+    }
+    return std::string_view(aEnd, static_cast<std::size_t>(iRead)) == c_sLastStatement;
+}
+
+} // namespace zel::cfg

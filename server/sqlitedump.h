@@ -1,0 +1,47 @@
+// Writes the registered databases as SQL dumps into the dump directory, one file "<name>.sql" a database.
+//
+// Owned by main; main thread only. The sqlite3 shell of the system does the work, so the caller must have let
+// the databases go. Failures are logged and absorbed: a dump that is still corrupt after the last try stays
+// where it is.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace systema {
+class SqlitePlugin;
+}
+
+namespace zel::cfg {
+
+class SqliteDump
+{
+public:
+    /// Further tries that a save and the command channel give a dump.
+    static constexpr int c_iRetries = 2;
+
+    /// The paths must live as long as this object. They become part of a shell command as they are. A null
+    /// path is an assertion failure.
+    SqliteDump(const char* a_dumppath, const char* a_databasepath, bool a_bVerbose);
+
+    bool hasPlugin(const systema::SqlitePlugin* a_plugin) const;
+    /// Registers a plugin, which is not owned. One that is null or registered is an assertion failure.
+    void addPlugin(const systema::SqlitePlugin* a_plugin);
+
+    /// Dumps the persistent databases, the others, or both, in order of registration, each with up to
+    /// a_iRetries further tries while its dump is not complete.
+    void dump(bool a_bPersistent, bool a_bTransient, int a_iRetries);
+    /// True when the file is a complete dump: it ends in "COMMIT;" and exactly one more byte.
+    bool checkDump(const char* a_pPath);
+
+private:
+    void dumpDatabase(const std::string& a_sName, int a_iRetries);
+    bool endsInCommit(int a_iFd, const char* a_pPath) const;
+
+    const int m_iModule;
+    std::vector<const systema::SqlitePlugin*> m_lPlugins;
+    const char* m_pDumpPath;
+    const char* m_pDatabasePath;
+};
+
+} // namespace zel::cfg
