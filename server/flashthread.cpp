@@ -18,6 +18,7 @@ FlashThread::FlashThread(int a_iModule) : m_iModule(a_iModule)
 {
     pthread_mutex_init(&m_oMutex, nullptr);
     pthread_cond_init(&m_oCondition, nullptr);
+    pthread_cond_init(&m_oTaken, nullptr);
     pthread_attr_init(&m_oAttributes);
     pthread_attr_setstacksize(&m_oAttributes, c_iStackSize);
     pthread_attr_setguardsize(&m_oAttributes, static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)));
@@ -32,13 +33,16 @@ FlashThread::FlashThread(int a_iModule) : m_iModule(a_iModule)
 FlashThread::~FlashThread()
 {
     pthread_mutex_lock(&m_oMutex);
-    m_iMode = PersistScript::c_ePersistNone;
+    while (m_bCreated && m_bWoken) {
+        pthread_cond_wait(&m_oTaken, &m_oMutex);
+    }
     m_bRunning = false;
-    pthread_cond_signal(&m_oCondition);
+    request(PersistScript::c_ePersistNone);
     pthread_mutex_unlock(&m_oMutex);
     if (m_bCreated) {
         pthread_join(m_oThread, nullptr);
     }
+    pthread_cond_destroy(&m_oTaken);
     pthread_cond_destroy(&m_oCondition);
     pthread_mutex_destroy(&m_oMutex);
     pthread_attr_destroy(&m_oAttributes);
@@ -47,9 +51,15 @@ FlashThread::~FlashThread()
 void FlashThread::wake(PersistScript::EPersistMode a_eMode)
 {
     pthread_mutex_lock(&m_oMutex);
-    m_iMode = a_eMode;
-    pthread_cond_signal(&m_oCondition);
+    request(a_eMode);
     pthread_mutex_unlock(&m_oMutex);
+}
+
+void FlashThread::request(PersistScript::EPersistMode a_eMode)
+{
+    m_iMode = a_eMode;
+    m_bWoken = true;
+    pthread_cond_signal(&m_oCondition);
 }
 
 void* FlashThread::run(void* a_pSelf)
@@ -66,10 +76,15 @@ void FlashThread::loop()
             pthread_mutex_unlock(&m_oMutex);
             return;
         }
-        pthread_cond_wait(&m_oCondition, &m_oMutex);
+        while (!m_bWoken) {
+            pthread_cond_wait(&m_oCondition, &m_oMutex);
+        }
+        m_bWoken = false;
+        pthread_cond_signal(&m_oTaken);
         if (m_iMode == PersistScript::c_ePersistDefault || m_iMode == PersistScript::c_ePersistRedundant) {
             char aOutput[c_iOutputSize] = "";
-            if (const int iResult = ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput)) {
+            if (const int iResult =
+                    ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput, c_iCeilingSeconds)) {
                 ZEL_Sysloglevel_error(m_iModule, {"main", 152}, "srv-save-config-active failed: %d (%s)",
                                       iResult, aOutput);
             }
