@@ -4,8 +4,13 @@
 #include "configmanager/event.h"
 #include "configmanager/logplugin.h"
 #include "plugins/configserverconfigplugin.h"
+#include "server/fifohandler.h"
+#include "server/flashbackuphook.h"
 #include "server/flashthread.h"
 #include "server/options.h"
+#include "server/sqlitedump.h"
+#include "storage/databasefiles.h"
+#include "storage/directorylock.h"
 #include "storage/sqliteplugin.h"
 #include "systema/configdispatcher.h"
 #include "systema/eventdispatcher.h"
@@ -37,7 +42,10 @@ namespace {
 using configmanager::serverlib::Event;
 using configmanager::serverlib::ServerEvents;
 using systema::ConfigDispatcher;
+using zel::cfg::FlashThread;
 using zel::cfg::Options;
+using zel::cfg::PersistScript;
+using zel::cfg::SqliteDump;
 
 constexpr const char* c_pProgram = "ledgerd";
 
@@ -46,23 +54,8 @@ constexpr int c_iGatherWaitMs = 10; // while notifications are pending
 constexpr int c_iEventsPerPass = 51;
 constexpr unsigned c_iFairness = 40;
 constexpr int c_iBacklog = 10;
-constexpr mode_t c_iSocketMode = 0666;
+constexpr mode_t c_iFileMode = 0666; // of socket and FIFO
 constexpr rlim_t c_iDescriptors = 4096;
-
-struct DatabaseFile
-{
-    const char* m_pName;
-    bool m_bUseTransactions;
-    bool m_bPersistent;
-    bool m_bExclusive;
-};
-
-constexpr DatabaseFile c_aDatabases[] = {
-    {"transient.db", true, false, true},         {"persistent-common.db", true, true, true},
-    {"persistent-network.db", true, true, true}, {"persistent-phone.db", true, true, true},
-    {"persistent-tr069.db", true, true, true},   {"persistent-web.db", true, true, true},
-    {"services.db", false, true, true},          {"persistent-area.db", false, true, true},
-};
 
 int s_iModule = 0;
 volatile std::sig_atomic_t s_iStop = 0;
@@ -119,14 +112,15 @@ void raiseDescriptorLimit()
     }
 }
 
-/// The plugins of the database files, attached as they are made and destroyed in reverse order.
+/// The plugins of the database files, attached as they are made and destroyed in reverse order. While they
+/// live nobody may replace the files.
 class Databases
 {
 public:
-    explicit Databases(const std::string& a_sPath)
+    explicit Databases(const std::string& a_sPath) : m_oLock(a_sPath, systema::DirectoryLock::EMode::Shared)
     {
-        m_lPlugins.reserve(std::size(c_aDatabases));
-        for (const auto& oFile : c_aDatabases) {
+        m_lPlugins.reserve(std::size(systema::c_aDatabaseFiles));
+        for (const auto& oFile : systema::c_aDatabaseFiles) {
             m_lPlugins.push_back(std::make_unique<systema::SqlitePlugin>(
                 a_sPath, oFile.m_pName, oFile.m_bUseTransactions, oFile.m_bPersistent, oFile.m_bExclusive));
             ConfigDispatcher::instance().attachTables(*m_lPlugins.back());
@@ -143,11 +137,20 @@ public:
     Databases(const Databases&) = delete;
     Databases& operator=(const Databases&) = delete;
 
+    void registerWith(SqliteDump& a_oDump) const
+    {
+        for (const auto& pPlugin : m_lPlugins) {
+            a_oDump.addPlugin(pPlugin.get());
+        }
+    }
+
 private:
+    const systema::DirectoryLock m_oLock;
     std::vector<std::unique_ptr<systema::SqlitePlugin>> m_lPlugins;
 };
 
-void loop(systema::net::EventDispatcher& a_oEvents, systema::NameList& a_lChangedTables)
+void loop(systema::net::EventDispatcher& a_oEvents, PersistScript& a_oPersistScript,
+          systema::NameList& a_lChangedTables)
 {
     auto& oDispatcher = ConfigDispatcher::instance();
     do {
@@ -170,8 +173,11 @@ void loop(systema::net::EventDispatcher& a_oEvents, systema::NameList& a_lChange
 
         oDispatcher.processLocks();
         if (!oDispatcher.isLocked()) {
-            if (!oDispatcher.isTransactionOpen() && bNotifications) {
-                oDispatcher.sendNotifications();
+            if (!oDispatcher.isTransactionOpen()) {
+                a_oPersistScript.process(false);
+                if (bNotifications) {
+                    oDispatcher.sendNotifications();
+                }
             }
             oDispatcher.tick(a_lChangedTables);
         }
@@ -180,7 +186,7 @@ void loop(systema::net::EventDispatcher& a_oEvents, systema::NameList& a_lChange
 
 /// Builds the daemon, runs it until a termination signal and takes it apart. What is declared later is
 /// destroyed earlier; the order of the declarations is the order of the start.
-void run(const Options& a_oOptions)
+void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
 {
     auto& oDispatcher = ConfigDispatcher::instance();
     oDispatcher.setVerbose(a_oOptions.m_bVerbose);
@@ -194,22 +200,34 @@ void run(const Options& a_oOptions)
     zel::cfg::ConfigServerConfigPlugin oServerSettings(oDispatcher);
     oDispatcher.attachTables(oServerSettings);
 
+    SqliteDump oDump(a_oOptions.m_sDumpPath.c_str(), a_oOptions.m_sDatabasePath.c_str(),
+                     a_oOptions.m_bVerbose);
+    oDatabases.registerWith(oDump);
+    zel::cfg::FlashBackupHook oHook(oDump, a_oFlashThread, s_iModule);
+    PersistScript oPersistScript(oHook, a_oOptions.m_iFlashWaitSeconds, PersistScript::c_ePersistDefault);
+
     systema::net::EventDispatcher oEvents;
     zel::cfg::ConfigServiceManager oServiceManager(oEvents, c_iFairness, &oLogPlugin);
     oDispatcher.initialize();
+
+    zel::cfg::FifoHandler oFifoHandler(oEvents, oDump, oPersistScript, a_oOptions.m_sFifoFile);
 
     systema::NameList lChangedTables;
     {
         systema::net::UnixSocketServer oServer;
         systema::net::UnixSocketAcceptor oAcceptor(oServer, oEvents, oServiceManager);
-        oServer.bind(a_oOptions.m_sSocketFile, c_iSocketMode);
+        oServer.bind(a_oOptions.m_sSocketFile, c_iFileMode);
         oServer.listen(c_iBacklog);
+        ::chmod(a_oOptions.m_sSocketFile.c_str(), c_iFileMode);
+        ::chmod(a_oOptions.m_sFifoFile.c_str(), c_iFileMode);
 
         ZEL_Sysloglevel_info(s_iModule, {"main", 512}, "run: started and running");
         oDispatcher.tick(lChangedTables);
-        loop(oEvents, lChangedTables);
+        loop(oEvents, oPersistScript, lChangedTables);
     }
     oServerEvents.emit(ServerEvents::Shutdown);
+    oPersistScript.process(true);
+    oDispatcher.setPersistScript(nullptr);
     ZEL_Sysloglevel_info(s_iModule, {"main", 573}, "main: exiting");
     lChangedTables.clear();
 }
@@ -291,14 +309,16 @@ int main(int a_iArgc, char* a_pArgv[])
     ZEL_Sysloglevel_changeTracelevel(c_pProgram, iLevel);
     ZEL_Sysloglevel_set(oOptions.m_bBackground);
     oAssertHook.setSyslog(oOptions.m_bBackground);
+    ::umask(S_IRWXG |
+            S_IRWXO); // databases and dumps hold passwords; what others may use gets its mode by name
 
     {
         const PidFile oPidFile(oOptions);
         raiseDescriptorLimit();
         installSignalHandlers();
-        zel::cfg::FlashThread oFlashThread(s_iModule);
+        FlashThread oFlashThread(s_iModule);
         try {
-            run(oOptions);
+            run(oOptions, oFlashThread);
         } catch (const std::exception& oException) {
             ZEL_Sysloglevel_error(s_iModule, {"main", 577}, "%s", oException.what());
         } catch (...) {

@@ -10,9 +10,11 @@ namespace systema {
 DirectoryLock::DirectoryLock(const std::string& a_sDirectory, EMode a_eMode)
     : m_oDirectory(::open(a_sDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
 {
-    if (!m_oDirectory ||
-        ::flock(m_oDirectory.get(), (a_eMode == EMode::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB) != 0) {
+    if (!m_oDirectory) {
         throw std::system_error(errno, std::generic_category(), a_sDirectory);
+    }
+    if (::flock(m_oDirectory.get(), (a_eMode == EMode::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB) != 0) {
+        throw std::system_error(errno, std::generic_category(), a_sDirectory + " is in use");
     }
 }
 

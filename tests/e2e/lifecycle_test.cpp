@@ -158,8 +158,10 @@ TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
         {{"-s", sLongPath}, "main:577: " + sLongPath + ": File name too long"},
         {{"-s", m_oSandbox.path("no/socket")},
          "main:577: " + m_oSandbox.path("no/socket") + ": No such file"},
-        {{"-d", m_oSandbox.path("no")}, "main:577: ret == 0 ("},
-        {{"-d", m_oSandbox.path("file")}, "main:577: ret == 0 ("},
+        {{"-d", m_oSandbox.path("no")}, "main:577: " + m_oSandbox.path("no") + ": No such file"},
+        {{"-d", m_oSandbox.path("file")}, "main:577: " + m_oSandbox.path("file") + ": Not a directory"},
+        {{"-f", m_oSandbox.path("file")},
+         "main:577: " + m_oSandbox.path("file") + " is no FIFO: File exists"},
     };
     for (const auto& oCase : aCases) {
         auto lOptions = paths();

@@ -1,0 +1,156 @@
+#include "server/fifohandler.h"
+
+#include "server/sqlitedump.h"
+#include "systema/configdispatcher.h"
+#include "systema/persistscript.h"
+#include "zel/assert.h"
+#include "zel/log.h"
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string_view>
+
+namespace zel::cfg {
+
+namespace {
+
+using systema::ConfigDispatcher;
+
+constexpr std::size_t c_iCommandSize = 256;
+constexpr unsigned long c_iDefaultWaitSeconds = 10;
+constexpr std::chrono::seconds c_oReopenRetry{1};
+
+constexpr SourceTag tag(unsigned a_iLine)
+{
+    return {"fifohandler", a_iLine};
+}
+
+/// Compared by the word's own length only.
+bool startsWith(const char* a_pText, std::string_view a_sWord)
+{
+    return std::strncmp(a_pText, a_sWord.data(), a_sWord.size()) == 0;
+}
+
+} // namespace
+
+FifoHandler::FifoHandler(systema::net::EventDispatcher& a_oEvents, SqliteDump& a_oDump,
+                         PersistScript& a_oScript, const std::string& a_sFifoFile)
+    : m_iModule(ZEL_Sysloglevel_registerModul("LedgerdFifo")),
+      m_oEvents(a_oEvents),
+      m_oDump(a_oDump),
+      m_oScript(a_oScript),
+      m_oFifo(a_sFifoFile, O_NONBLOCK)
+{
+    listen();
+}
+
+FifoHandler::~FifoHandler()
+{
+    if (m_oRetry) {
+        m_oEvents.cancelTimer(*m_oRetry);
+    }
+    m_oFifo.unlink();
+    m_oEvents.unregisterHandler(m_oFifo.getFd());
+}
+
+void FifoHandler::listen()
+{
+    if (!m_oEvents.registerHandler(m_oFifo.getFd(), 0, this)) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "Could not listen to the FIFO: %s", std::strerror(errno));
+    }
+}
+
+void FifoHandler::handleEvent(int a_handle)
+{
+    error::Assert(a_handle == m_oFifo.getFd(), "a_handle == m_oFifo.getFd()", tag(59));
+    std::array<char, c_iCommandSize + 1> aCommand{}; // one byte more, so that it always ends
+    m_oFifo.read(aCommand.data(), c_iCommandSize);
+    execute(aCommand.data());
+    m_oEvents.unregisterHandler(m_oFifo.getFd());
+    reopen();
+    m_oEvents.endPass(); // a command takes effect between passes, and shall do so now
+}
+
+void FifoHandler::reopen()
+{
+    m_oRetry.reset();
+    if (m_oFifo.reopen()) {
+        listen();
+        return;
+    }
+    // The old descriptor would tell of its writers' end without end, so it is not listened to meanwhile.
+    ZEL_Sysloglevel_error(m_iModule, here(), "Could not reopen the FIFO: %s", std::strerror(errno));
+    m_oRetry = m_oEvents.startTimer(c_oReopenRetry, [this] { reopen(); });
+}
+
+void FifoHandler::execute(const char* a_pCommand)
+{
+    if (startsWith(a_pCommand, "trigger")) {
+        ZEL_Sysloglevel_info(m_iModule, tag(67), "Trigger request via FIFO");
+        trigger();
+    } else if (startsWith(a_pCommand, "lock")) {
+        ZEL_Sysloglevel_info(m_iModule, tag(72), "Lock request via FIFO");
+        ConfigDispatcher::instance().lock();
+    } else if (startsWith(a_pCommand, "unlock")) {
+        ZEL_Sysloglevel_info(m_iModule, tag(77), "Unlock request via FIFO");
+        ConfigDispatcher::instance().unlock();
+    } else if (startsWith(a_pCommand, "dump")) {
+        ZEL_Sysloglevel_info(m_iModule, tag(82), "Dump request via FIFO");
+        dump(a_pCommand + 5);
+    } else if (startsWith(a_pCommand, "waittime")) {
+        const auto iSeconds = static_cast<unsigned>(std::atol(a_pCommand + 9));
+        ZEL_Sysloglevel_info(m_iModule, tag(116), "Wait time change request via FIFO: new value %u",
+                             iSeconds);
+        m_oScript.setWaitTime(iSeconds);
+    } else if (startsWith(a_pCommand, "persistmode")) {
+        setPersistMode(a_pCommand + 12);
+    }
+}
+
+void FifoHandler::trigger()
+{
+    PersistScript* pScript = ConfigDispatcher::instance().getPersistScript();
+    error::Assert(nullptr != pScript, "0 != pScript");
+    pScript->trigger();
+}
+
+void FifoHandler::dump(const char* a_pOption)
+{
+    const bool bAll = startsWith(a_pOption, "-a");
+    const bool bPersistent = bAll || startsWith(a_pOption, "-p");
+    const bool bTransient = bAll || startsWith(a_pOption, "-t");
+    if (!bPersistent && !bTransient) {
+        ZEL_Sysloglevel_error(m_iModule, tag(100), "Invalid options for dump");
+        return;
+    }
+    auto& oDispatcher = ConfigDispatcher::instance();
+    if (oDispatcher.connectionOpened()) {
+        oDispatcher.close(this);
+    }
+    m_oDump.dump(bPersistent, bTransient, SqliteDump::c_iRetries);
+    oDispatcher.open(this); // also without a hold, by design
+}
+
+void FifoHandler::setPersistMode(const char* a_pMode)
+{
+    if (startsWith(a_pMode, "default")) {
+        ZEL_Sysloglevel_info(m_iModule, tag(123), "Persist mode default change request via FIFO");
+        m_oScript.setPersistMode(PersistScript::c_ePersistDefault);
+        m_oScript.setWaitTime(c_iDefaultWaitSeconds);
+    } else if (startsWith(a_pMode, "redundant")) {
+        ZEL_Sysloglevel_info(m_iModule, tag(129), "Persist mode redundant change request via FIFO");
+        m_oScript.setPersistMode(PersistScript::c_ePersistRedundant);
+        m_oScript.setWaitTime(0);
+    } else if (startsWith(a_pMode, "nosqldump")) {
+        ZEL_Sysloglevel_info(m_iModule, tag(135), "Persist mode nosqldump change request via FIFO");
+        m_oScript.setPersistMode(PersistScript::c_ePersistNoSqlDump);
+    } else {
+        ZEL_Sysloglevel_error(m_iModule, tag(140), "Invalid persist mode requested");
+    }
+}
+
+} // namespace zel::cfg

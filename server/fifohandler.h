@@ -1,0 +1,50 @@
+// The command channel: short texts that other processes write to a FIFO, to save, lock, dump and tune.
+//
+// Owned by main, an event handler on the main thread. There is no reply; the effect shows in the log and on
+// the databases. What one read gives, 256 bytes at most, is one command: a keyword, and after exactly one
+// character an argument; everything behind it is ignored. Whatever the bytes, the worst is that nothing
+// happens.
+#pragma once
+
+#include "systema/eventdispatcher.h"
+#include "zel/fifo.h"
+
+#include <optional>
+#include <string>
+
+namespace zel::cfg {
+
+class PersistScript;
+class SqliteDump;
+
+class FifoHandler : public systema::net::IEventHandler
+{
+public:
+    /// Makes or opens the FIFO; throws std::system_error when that fails. Nothing but the FIFO is owned.
+    FifoHandler(systema::net::EventDispatcher& a_oEvents, SqliteDump& a_oDump, PersistScript& a_oScript,
+                const std::string& a_sFifoFile);
+    /// Removes the FIFO.
+    ~FifoHandler() override;
+    FifoHandler(const FifoHandler&) = delete;
+    FifoHandler& operator=(const FifoHandler&) = delete;
+
+    /// Carries out one command; a descriptor that is not the FIFO's is an assertion failure.
+    void handleEvent(int a_handle) override;
+
+private:
+    void execute(const char* a_pCommand);
+    void trigger();
+    void dump(const char* a_pOption);
+    void setPersistMode(const char* a_pMode);
+    void listen();
+    void reopen();
+
+    const int m_iModule;
+    systema::net::EventDispatcher& m_oEvents;
+    SqliteDump& m_oDump;
+    PersistScript& m_oScript;
+    sys::Fifo m_oFifo;
+    std::optional<systema::net::EventDispatcher::TimerId> m_oRetry; // while the FIFO could not be reopened
+};
+
+} // namespace zel::cfg
