@@ -309,8 +309,8 @@ int main(int a_iArgc, char* a_pArgv[])
     ZEL_Sysloglevel_changeTracelevel(c_pProgram, iLevel);
     ZEL_Sysloglevel_set(oOptions.m_bBackground);
     oAssertHook.setSyslog(oOptions.m_bBackground);
-    ::umask(S_IRWXG |
-            S_IRWXO); // databases and dumps hold passwords; what others may use gets its mode by name
+    // Databases and dumps hold passwords. What others may use gets its mode by name.
+    ::umask(S_IRWXG | S_IRWXO);
 
     {
         const PidFile oPidFile(oOptions);
