@@ -1,0 +1,40 @@
+// Keeps one remote object bound while the bus comes and goes.
+//
+// A member of the object's wrapper; the bus must outlive it. Main thread only.
+#pragma once
+
+#include "dbus/systembus.h"
+
+#include <functional>
+#include <memory>
+
+namespace zel {
+
+class RemoteObject;
+
+class BusObject
+{
+public:
+    using Factory = std::function<std::unique_ptr<RemoteObject>(DBus::Connection&)>;
+
+    /// Makes the remote object with each new connection, at once when there is one.
+    BusObject(SystemBus& a_oBus, Factory a_oFactory);
+    ~BusObject();
+    BusObject(const BusObject&) = delete;
+    BusObject& operator=(const BusObject&) = delete;
+
+    /// Null while there is no bus.
+    RemoteObject* get() const { return m_pRemote.get(); }
+
+private:
+    friend class SystemBus;
+
+    void bind(DBus::Connection& a_oConnection);
+    void unbind();
+
+    SystemBus& m_oBus;
+    const Factory m_oFactory;
+    std::unique_ptr<RemoteObject> m_pRemote;
+};
+
+} // namespace zel

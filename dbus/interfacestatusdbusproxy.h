@@ -1,0 +1,25 @@
+// Tells receivers of the InterfaceStatus' signals of com.kestrane.network.InterfaceStatus. Main thread only.
+#pragma once
+
+#include "dbus/idbusinterfacestatus.h"
+#include "dbus/signalproxy.h"
+
+#include <optional>
+#include <string>
+
+namespace zel {
+
+class InterfaceStatusDBusProxy : public SignalProxy<IDBusInterfaceStatus>
+{
+public:
+    explicit InterfaceStatusDBusProxy(SystemBus& a_oBus);
+
+    /// Asks whether the device has link; waits up to RemoteObject::c_oCallCeiling. Nothing on success, else
+    /// the error's text.
+    std::optional<std::string> GetLinkStatusForDevice(const std::string& a_sDevice, bool& a_bLinkUp);
+
+private:
+    class Remote;
+};
+
+} // namespace zel

@@ -1,0 +1,43 @@
+// What the wrappers of the remote objects share: who is to be told of the signals, and the object itself.
+//
+// A wrapper lives as long as the host of the status tables, whether there is a bus or not. Main thread only.
+#pragma once
+
+#include "dbus/busobject.h"
+
+#include <utility>
+#include <vector>
+
+namespace zel {
+
+template<class Receiver>
+class SignalProxy
+{
+public:
+    /// From now on the receiver is told of every signal, in the order of registration. It must live as long
+    /// as signals come.
+    void registerPlugin(Receiver* a_pReceiver) { m_lReceivers.push_back(a_pReceiver); }
+
+protected:
+    SignalProxy(SystemBus& a_oBus, BusObject::Factory a_oFactory) : m_oObject(a_oBus, std::move(a_oFactory))
+    {
+    }
+    ~SignalProxy() = default;
+
+    /// Null while there is no bus.
+    RemoteObject* getRemote() const { return m_oObject.get(); }
+
+    template<class... Parameters, class... Arguments>
+    void tell(void (Receiver::*a_pOperation)(Parameters...), const Arguments&... a_oArguments) const
+    {
+        for (Receiver* pReceiver : m_lReceivers) {
+            (pReceiver->*a_pOperation)(a_oArguments...);
+        }
+    }
+
+private:
+    std::vector<Receiver*> m_lReceivers;
+    BusObject m_oObject;
+};
+
+} // namespace zel

@@ -1,0 +1,53 @@
+// The connection to the system bus, and what is bound to it.
+//
+// Owned by main; main thread only, every callback included: signals are delivered by iterate and nowhere
+// else. A bus that is not there, or goes away, is logged once and looked for again every five seconds;
+// everything bound to the old connection is then bound to the new one. Nothing throws but std::bad_alloc.
+#pragma once
+
+#include <chrono>
+#include <list>
+#include <memory>
+
+namespace DBus {
+class Connection;
+}
+
+namespace zel {
+
+class BusObject;
+
+class SystemBus
+{
+public:
+    /// Messages that one iteration delivers at most; what is left of a flood waits for the next one.
+    static constexpr unsigned c_iMostMessages = 2048;
+    static constexpr std::chrono::seconds c_oReconnectWait{5};
+
+    /// Connects to the bus of the environment variable DBUS_SYSTEM_BUS_ADDRESS, or the system's own.
+    SystemBus();
+    ~SystemBus();
+    SystemBus(const SystemBus&) = delete;
+    SystemBus& operator=(const SystemBus&) = delete;
+
+    /// Delivers what is pending and returns at once when nothing is.
+    void iterate();
+
+private:
+    friend class BusObject;
+
+    struct Binding; // to the D-Bus library
+
+    void add(BusObject& a_oObject);
+    void remove(BusObject& a_oObject) { m_lObjects.remove(&a_oObject); }
+    void connect();
+    void disconnect();
+
+    const int m_iModule;
+    std::unique_ptr<Binding> m_pBinding;
+    std::list<BusObject*> m_lObjects;
+    std::chrono::steady_clock::time_point m_oNextTry;
+    bool m_bLossLogged = false;
+};
+
+} // namespace zel

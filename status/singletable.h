@@ -1,0 +1,68 @@
+// The base of a sub-plugin with one table, whose rows are kept in a vector and whose columns are said once.
+//
+// Main thread only. What a table does otherwise than here it overrides, with a comment that says why.
+#pragma once
+
+#include "configmanager/columntable.h"
+#include "status/istatusinfosubplugin.h"
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace zel {
+
+template<class Row>
+class SingleTable : public IStatusInfoSubPlugin
+{
+public:
+    using Columns = std::span<const configmanager::serverlib::Column<Row>>;
+
+    const std::string& getTableName() const { return m_sName; }
+
+    bool hasTable(const std::string& a_table) const override { return a_table == m_sName; }
+    void getTableNames(systema::NameList& a_tables) const override { a_tables.add(m_sName); }
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string&) override
+    {
+        configmanager::serverlib::appendSchema(a_columns, m_lColumns);
+        return systema::EResultCode::Success;
+    }
+    systema::EResultCode getRowCount(const std::string&, unsigned int& a_count) override
+    {
+        a_count = static_cast<unsigned int>(m_lRows.size());
+        return systema::EResultCode::Success;
+    }
+    /// 0; 9 for an unknown column; 10 past the end.
+    systema::EResultCode getRow(const std::string&, systema::ValueList& a_row, unsigned int a_position,
+                                const systema::NameList& a_columns) override
+    {
+        if (a_position >= m_lRows.size()) {
+            return systema::EResultCode::NoRow;
+        }
+        number(m_lRows[a_position], a_position + 1);
+        return fill(a_row, m_lRows[a_position], a_columns);
+    }
+
+protected:
+    /// The columns must live as long as this object.
+    SingleTable(std::string a_sName, Columns a_lColumns) : m_sName(std::move(a_sName)), m_lColumns(a_lColumns)
+    {
+    }
+
+    /// A row is about to be read by position, which counts from 1 here.
+    virtual void number(Row&, unsigned int) {}
+    /// Appends the wanted columns of a row.
+    virtual systema::EResultCode fill(systema::ValueList& a_row, Row& a_oRow,
+                                      const systema::NameList& a_columns)
+    {
+        return configmanager::serverlib::selectColumns(a_row, a_oRow, m_lColumns, a_columns);
+    }
+
+    std::vector<Row> m_lRows;
+
+private:
+    const std::string m_sName;
+    const Columns m_lColumns;
+};
+
+} // namespace zel
