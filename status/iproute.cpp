@@ -1,0 +1,176 @@
+#include "status/iproute.h"
+
+#include "status/rows.h"
+#include "zel/execute.h"
+#include "zel/log.h"
+
+#include <algorithm>
+
+namespace zel {
+
+using configmanager::serverlib::Column;
+using configmanager::serverlib::integer;
+using systema::EDataType;
+using systema::EResultCode;
+using systema::Value;
+
+namespace {
+
+template<std::string RouteEntry::*Text>
+Value textOf(const RouteEntry& a_oRoute)
+{
+    return Value(EDataType::Text, a_oRoute.*Text);
+}
+
+constexpr Column<RouteEntry> c_aColumns[] = {
+    {"Id", EDataType::Integer, [](const RouteEntry& a_oRoute) { return integer(a_oRoute.m_iId); }},
+    {"Destination", EDataType::Text, textOf<&RouteEntry::m_sDestination>},
+    {"Gateway", EDataType::Text, textOf<&RouteEntry::m_sGateway>},
+    {"Interface", EDataType::Text, textOf<&RouteEntry::m_sInterface>},
+    {"Metric", EDataType::Integer, [](const RouteEntry& a_oRoute) { return integer(a_oRoute.m_iMetric); }},
+};
+
+} // namespace
+
+IPRoute::IPRoute()
+    : m_iModule(ZEL_Sysloglevel_registerModul("IPROUTE")),
+      m_aFamilies{
+          {{"RouteIPv4", "ip -4 -j route list 2>/dev/null", "Error while initializing IPv4 route cache"},
+           {"RouteIPv6", "ip -6 -j route list 2>/dev/null", "Error while initializing IPv6 route cache"}}},
+      m_oIPv4(m_aFamilies[0]),
+      m_oIPv6(m_aFamilies[1])
+{
+}
+
+void IPRoute::init()
+{
+    for (auto& oFamily : m_aFamilies) {
+        if (!read(oFamily)) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "%s", oFamily.m_pInitError);
+        }
+    }
+}
+
+bool IPRoute::hasTable(const std::string& a_table) const
+{
+    return std::ranges::any_of(m_aFamilies,
+                               [&](const auto& a_oFamily) { return a_oFamily.m_sTable == a_table; });
+}
+
+void IPRoute::getTableNames(systema::NameList& a_tables) const
+{
+    for (const auto& oFamily : m_aFamilies) {
+        a_tables.add(std::string(oFamily.m_sTable));
+    }
+}
+
+EResultCode IPRoute::getSchema(systema::ColumnList& a_columns, const std::string& a_table)
+{
+    if (!hasTable(a_table)) {
+        return EResultCode::NoTable;
+    }
+    configmanager::serverlib::appendSchema(a_columns, c_aColumns);
+    return EResultCode::Success;
+}
+
+EResultCode IPRoute::getRowCount(const std::string& a_table, unsigned int& a_count)
+{
+    const Family* pFamily = find(a_table);
+    if (pFamily == nullptr) {
+        return EResultCode::NoTable;
+    }
+    a_count = static_cast<unsigned int>(pFamily->m_lRoutes.size());
+    return EResultCode::Success;
+}
+
+EResultCode IPRoute::getRow(const std::string& a_table, systema::ValueList& a_row, unsigned int a_position,
+                            const systema::NameList& a_columns)
+{
+    Family* pFamily = find(a_table);
+    return pFamily == nullptr ? EResultCode(EResultCode::NoTable)
+                              : selectPosition(a_row, pFamily->m_lRoutes, c_aColumns, a_position, a_columns);
+}
+
+EResultCode IPRoute::getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                 const std::string& a_keyColumn, const std::string& a_keyValue,
+                                 const systema::NameList& a_columns)
+{
+    const Family* pFamily = find(a_table);
+    return pFamily == nullptr ? EResultCode(EResultCode::NoTable)
+                              : selectKey(a_row, pFamily->m_lRoutes, c_aColumns, c_aColumns, a_keyColumn,
+                                          a_keyValue, a_columns);
+}
+
+void IPRoute::update(systema::NameList& a_changedTables)
+{
+    for (auto& oFamily : m_aFamilies) {
+        if (oFamily.m_bChanged && read(oFamily)) {
+            a_changedTables.add(std::string(oFamily.m_sTable));
+        }
+    }
+}
+
+void IPRoute::NewIPv4Route(const std::string&, std::uint8_t, const std::string&, const std::string&,
+                           const std::string&, std::uint32_t)
+{
+    m_oIPv4.m_bChanged = true;
+}
+
+void IPRoute::RemovedIPv4Route(const std::string&, std::uint8_t, const std::string&, const std::string&,
+                               const std::string&, std::uint32_t)
+{
+    m_oIPv4.m_bChanged = true;
+}
+
+void IPRoute::NewIPv6Route(const std::string&, std::uint8_t, const std::string&, const std::string&)
+{
+    m_oIPv6.m_bChanged = true;
+}
+
+void IPRoute::RemovedIPv6Route(const std::string&, std::uint8_t, const std::string&, const std::string&)
+{
+    m_oIPv6.m_bChanged = true;
+}
+
+/// Null for an unknown table.
+IPRoute::Family* IPRoute::find(const std::string& a_sTable)
+{
+    const auto it = std::ranges::find(m_aFamilies, a_sTable, &Family::m_sTable);
+    return it == m_aFamilies.end() ? nullptr : &*it;
+}
+
+/// Lists the family's routes anew. When that fails there are none, and a change that was told stays to be
+/// read.
+bool IPRoute::read(Family& a_oFamily)
+{
+    a_oFamily.m_lRoutes.clear();
+    m_aOutput.fill('\0');
+    const int iResult =
+        ZEL_Execute_Command(a_oFamily.m_pCommand, m_aOutput.data(), m_aOutput.size(), c_iToolCeilingSeconds);
+    if (iResult != 0) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "ZEL_Execute_Command failed with %d", iResult);
+        return false;
+    }
+    const auto oElements = parseRoutes(m_aOutput.data());
+    if (!oElements) {
+        return false;
+    }
+    for (const auto& oElement : *oElements) {
+        if (const auto* pUnexpected = std::get_if<UnexpectedJson>(&oElement)) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "Unexpected data format. JSON type:%d",
+                                  pUnexpected->m_iType);
+            continue;
+        }
+        const auto& oRoute = std::get<RouteEntry>(oElement);
+        ZEL_Sysloglevel_debug(m_iModule, here(), "Id:%d, Dest:%s, Gw:%s, Dev:%s , Metric:%d", oRoute.m_iId,
+                              oRoute.m_sDestination.c_str(), oRoute.m_sGateway.c_str(),
+                              oRoute.m_sInterface.c_str(), oRoute.m_iMetric);
+        if (!oRoute.m_sDestination.empty()) {
+            a_oFamily.m_lRoutes.push_back(oRoute);
+        }
+    }
+    a_oFamily.m_bChanged = false;
+    return true;
+}
+
+} // namespace zel

@@ -1,0 +1,77 @@
+// The tables "RouteIPv4" and "RouteIPv6": the kernel's main routing tables, as the tool "ip" lists them.
+//
+// Owned by the status host, which registers it with the wrappers of both route services. Main thread only.
+// A family is read once at the start and then at the first update after a signal about it; requests never
+// run the tool. While it fails, the family's table is empty and every update tries again.
+#pragma once
+
+#include "dbus/idbusipv4route.h"
+#include "dbus/idbusipv6route.h"
+#include "status/istatusinfosubplugin.h"
+#include "status/routelist.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zel {
+
+class IPRoute : public IStatusInfoSubPlugin, public IDBusIPv4Route, public IDBusIPv6Route
+{
+public:
+    using RouteEntry = zel::RouteEntry;
+
+    /// A tool that hangs is killed after so long: the main loop waits for it.
+    static constexpr int c_iToolCeilingSeconds = 2;
+
+    IPRoute();
+
+    void init() override;
+    bool hasTable(const std::string& a_table) const override;
+    void getTableNames(systema::NameList& a_tables) const override;
+    // Every read: 8 for an unknown table.
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
+    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
+                                unsigned int a_position, const systema::NameList& a_columns) override;
+    /// 0; 9 for an unknown column; 10 for an unknown key column too.
+    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override;
+    void update(systema::NameList& a_changedTables) override;
+
+    // What a signal says does not matter, only that it came.
+    void NewIPv4Route(const std::string& a_sFirst, std::uint8_t a_iNumber, const std::string& a_sSecond,
+                      const std::string& a_sThird, const std::string& a_sFourth,
+                      std::uint32_t a_iLast) override;
+    void RemovedIPv4Route(const std::string& a_sFirst, std::uint8_t a_iNumber, const std::string& a_sSecond,
+                          const std::string& a_sThird, const std::string& a_sFourth,
+                          std::uint32_t a_iLast) override;
+    void NewIPv6Route(const std::string& a_sFirst, std::uint8_t a_iNumber, const std::string& a_sSecond,
+                      const std::string& a_sThird) override;
+    void RemovedIPv6Route(const std::string& a_sFirst, std::uint8_t a_iNumber, const std::string& a_sSecond,
+                          const std::string& a_sThird) override;
+
+private:
+    struct Family
+    {
+        std::string_view m_sTable;
+        const char* m_pCommand;
+        const char* m_pInitError;
+        std::vector<RouteEntry> m_lRoutes{};
+        bool m_bChanged = false;
+    };
+
+    Family* find(const std::string& a_sTable);
+    bool read(Family& a_oFamily);
+
+    const int m_iModule;
+    std::array<char, 10240> m_aOutput; // a longer list is cut off, and then cannot be read
+    std::array<Family, 2> m_aFamilies;
+    Family& m_oIPv4;
+    Family& m_oIPv6;
+};
+
+} // namespace zel

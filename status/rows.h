@@ -1,0 +1,46 @@
+// Reading by position and by key from rows that are kept in a vector, for tables whose row numbers itself:
+// the member m_iId of a row is its position, counted from 1, when it was last read by position.
+//
+// Functions over the rows and columns of a sub-plugin, on its thread; nothing here keeps state.
+#pragma once
+
+#include "configmanager/columntable.h"
+
+#include <string>
+#include <vector>
+
+namespace zel {
+
+/// Numbers the row at a position, counted from 0, and appends the wanted columns of it.
+/// 0; 9 for an unknown column; 10 past the end.
+template<class Row>
+systema::EResultCode selectPosition(systema::ValueList& a_row, std::vector<Row>& a_lRows,
+                                    const auto& a_aColumns, unsigned a_iPosition,
+                                    const systema::NameList& a_lWanted)
+{
+    if (a_iPosition >= a_lRows.size()) {
+        return systema::EResultCode::NoRow;
+    }
+    Row& oRow = a_lRows[a_iPosition];
+    oRow.m_iId = static_cast<decltype(oRow.m_iId)>(a_iPosition + 1);
+    return configmanager::serverlib::selectColumns(a_row, oRow, a_aColumns, a_lWanted);
+}
+
+/// Appends the wanted columns of the first row whose key column has the value.
+/// 0; 9 for an unknown wanted column; 10 when no row has it, and for an unknown key column.
+template<class Row>
+systema::EResultCode selectKey(systema::ValueList& a_row, const std::vector<Row>& a_lRows,
+                               const auto& a_aColumns, const auto& a_aKeys, const std::string& a_sKeyColumn,
+                               const std::string& a_sKeyValue, const systema::NameList& a_lWanted)
+{
+    if (const auto* pKey = configmanager::serverlib::findColumn(a_aKeys, a_sKeyColumn)) {
+        for (const Row& oRow : a_lRows) {
+            if (configmanager::serverlib::matchesKey(pKey->m_pGet(oRow), a_sKeyValue)) {
+                return configmanager::serverlib::selectColumns(a_row, oRow, a_aColumns, a_lWanted);
+            }
+        }
+    }
+    return systema::EResultCode::NoRow;
+}
+
+} // namespace zel
