@@ -45,11 +45,12 @@ constexpr std::span c_aKeys = std::span(c_aColumns).subspan<1, 1>(); // "Name"
 
 } // namespace
 
-InterfaceCounter::InterfaceCounter(InterfaceStatusDBusProxy& a_oInterfaceStatus, IPv4DBusProxy& a_oIPv4,
-                                   IPv6DBusProxy& a_oIPv6, systema::ConfigPluginBase& a_oConfig)
+InterfaceCounter::InterfaceCounter(systema::ConfigPluginBase& a_oDispatcher,
+                                   InterfaceStatusDBusProxy& a_oInterfaceStatus, IPv4DBusProxy& a_oIPv4,
+                                   IPv6DBusProxy& a_oIPv6)
     : SingleTable("NetifCounter", c_aColumns),
       m_iModule(ZEL_Sysloglevel_registerModul("NetifCnt")),
-      m_oConfig(a_oConfig)
+      m_oDispatcher(a_oDispatcher)
 {
     a_oInterfaceStatus.registerPlugin(this);
     a_oIPv4.registerPlugin(this);
@@ -60,13 +61,13 @@ void InterfaceCounter::init()
 {
     const std::string sTable = "StatusNetifConfig";
     unsigned int iSize = 0;
-    if (m_oConfig.getSize(iSize, this, sTable) != EResultCode::Success) {
+    if (m_oDispatcher.getSize(iSize, this, sTable) != EResultCode::Success) {
         ZEL_Sysloglevel_error(m_iModule, here(), "Could not get size of table StatusNetifConfig");
         return;
     }
     for (unsigned int iRow = 0; iRow < iSize; ++iRow) {
         systema::ValueList lRow;
-        if (m_oConfig.selectRow(lRow, this, sTable, iRow, {"Name"}) == EResultCode::Success) {
+        if (m_oDispatcher.selectRow(lRow, this, sTable, iRow, {"Name"}) == EResultCode::Success) {
             m_lRows.push_back({.m_sName = lRow.getValue("Name").getText()});
         }
     }

@@ -9,7 +9,7 @@
 #include "dbus/idbusipv4address.h"
 #include "dbus/idbusipv6address.h"
 #include "status/singletable.h"
-#include "systema/configdispatcher.h"
+#include "systema/configpluginbase.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -50,9 +50,8 @@ public:
     static constexpr std::size_t c_iLongestName = 255;
 
     /// Registers itself with the three wrappers, which must live as long.
-    InterfaceCounter(InterfaceStatusDBusProxy& a_oInterfaceStatus, IPv4DBusProxy& a_oIPv4,
-                     IPv6DBusProxy& a_oIPv6,
-                     systema::ConfigPluginBase& a_oConfig = systema::ConfigDispatcher::instance());
+    InterfaceCounter(systema::ConfigPluginBase& a_oDispatcher, InterfaceStatusDBusProxy& a_oInterfaceStatus,
+                     IPv4DBusProxy& a_oIPv4, IPv6DBusProxy& a_oIPv6);
 
     void init() override;
     /// Only "Name" is a key. 0; 9 for an unknown column; 10 for any other key too.
@@ -83,7 +82,7 @@ private:
     Counter* add(const std::string& a_sDevice);
 
     const int m_iModule;
-    systema::ConfigPluginBase& m_oConfig;
+    systema::ConfigPluginBase& m_oDispatcher;
     bool m_bChanged = false;
     bool m_bRefusalLogged = false;
 };
