@@ -1,0 +1,209 @@
+#include "status/interfaces.h"
+
+#include "dbus/interfacestatusdbusproxy.h"
+#include "dbus/ipv4dbusproxy.h"
+#include "dbus/ipv6dbusproxy.h"
+#include "zel/log.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+
+namespace zel {
+
+using configmanager::serverlib::Column;
+using configmanager::serverlib::findColumn;
+using configmanager::serverlib::integer;
+using systema::EDataType;
+using systema::EResultCode;
+using systema::NameList;
+using systema::Value;
+using systema::ValueList;
+
+namespace {
+
+const char* const c_pConfigTable = "StatusNetifConfig";
+
+using State = net::NetDeviceState;
+using Counters = net::LinkCounters;
+
+template<auto Text>
+Value text(const NetDeviceCheck& a_oDevice)
+{
+    return Value(EDataType::Text, a_oDevice.getSnapshot().*Text);
+}
+
+template<auto Number>
+Value number(const NetDeviceCheck& a_oDevice)
+{
+    return integer(a_oDevice.getSnapshot().*Number);
+}
+
+template<std::uint32_t Counters::*Count>
+Value count(const NetDeviceCheck& a_oDevice)
+{
+    return integer(a_oDevice.getSnapshot().m_oCounters.*Count);
+}
+
+constexpr Column<NetDeviceCheck> c_aColumns[] = {
+    {"Id", EDataType::Integer, [](const NetDeviceCheck& a_oDevice) { return integer(a_oDevice.getId()); }},
+    {"Name", EDataType::Text,
+     [](const NetDeviceCheck& a_oDevice) { return Value(EDataType::Text, a_oDevice.getName()); }},
+    {"Addr", EDataType::Text, text<&State::m_sAddr>},
+    {"BroadAddr", EDataType::Text, text<&State::m_sBroadAddr>},
+    {"DstAddr", EDataType::Text, text<&State::m_sDstAddr>},
+    {"Netmask", EDataType::Text, text<&State::m_sNetmask>},
+    {"HwAddr", EDataType::Text, text<&State::m_sHwAddr>},
+    {"MTU", EDataType::Integer, number<&State::m_iMTU>},
+    {"TxPackets", EDataType::Integer, count<&Counters::m_iTxPackets>},
+    {"TxBytes", EDataType::Integer, count<&Counters::m_iTxBytes>},
+    {"RxPackets", EDataType::Integer, count<&Counters::m_iRxPackets>},
+    {"RxBytes", EDataType::Integer, count<&Counters::m_iRxBytes>},
+    {"IsUp", EDataType::Integer, number<&State::m_bUp>},
+    {"IsLinkUp", EDataType::Integer,
+     [](const NetDeviceCheck& a_oDevice) { return integer(a_oDevice.isLinkUp()); }},
+    {"OnlineTime", EDataType::Integer,
+     [](const NetDeviceCheck& a_oDevice) { return integer(a_oDevice.getOnlineTime()); }},
+    {"IPv6LinkAddrs", EDataType::Integer, number<&State::m_iIPv6LinkAddrs>},
+    {"IPv6SiteAddrs", EDataType::Integer, number<&State::m_iIPv6SiteAddrs>},
+    {"IPv6GlobalAddrs", EDataType::Integer, number<&State::m_iIPv6GlobalAddrs>},
+};
+
+} // namespace
+
+Interfaces::Interfaces(systema::ConfigPluginBase& a_oConfig, systema::IConfigPublisher& a_oPublisher,
+                       InterfaceStatusDBusProxy& a_oInterfaceStatus, IPv4DBusProxy& a_oIPv4,
+                       IPv6DBusProxy& a_oIPv6)
+    : SingleTable(NetDeviceCheck::c_pTable, c_aColumns),
+      m_oConfig(a_oConfig),
+      m_oPublisher(a_oPublisher),
+      m_oInterfaceStatus(a_oInterfaceStatus),
+      m_iModule(ZEL_Sysloglevel_registerModul("Iface")),
+      m_iIPv6Module(ZEL_Sysloglevel_registerModul("IPv6"))
+{
+    a_oInterfaceStatus.registerPlugin(this);
+    a_oIPv4.registerPlugin(this);
+    a_oIPv6.registerPlugin(this);
+}
+
+Interfaces::~Interfaces()
+{
+    m_oPublisher.unsubscribeAll(*this);
+}
+
+void Interfaces::init()
+{
+    m_lRows.clear();
+    ValueList lRow;
+    while (m_lRows.size() < c_iMostDevices &&
+           m_oConfig.selectRow(lRow, this, c_pConfigTable, static_cast<unsigned>(m_lRows.size()), {"Name"}) ==
+               EResultCode::Success &&
+           lRow.hasValue("Name")) {
+        m_lRows.emplace_back(lRow.getValue("Name").getText(), static_cast<unsigned>(m_lRows.size() + 1),
+                             [this](const char* a_pText) { logErr(a_pText); });
+        lRow.clear();
+    }
+    if (!m_bSubscribed) {
+        m_oPublisher.subscribe(*this, {c_pConfigTable});
+        m_bSubscribed = true;
+    }
+}
+
+EResultCode Interfaces::getRowByKey(const std::string&, ValueList& a_row, const std::string& a_keyColumn,
+                                    const std::string& a_keyValue, const NameList& a_columns)
+{
+    const bool bById = a_keyColumn == "Id";
+    if (!bById && a_keyColumn != "Name") {
+        return EResultCode::NoKey;
+    }
+    const long iId = std::atol(a_keyValue.c_str());
+    const auto it = std::ranges::find_if(m_lRows, [&](const NetDeviceCheck& a_oDevice) {
+        return bById ? a_oDevice.getId() == iId : a_oDevice.getName() == a_keyValue;
+    });
+    return it == m_lRows.end() ? EResultCode(EResultCode::NoRow) : fill(a_row, *it, a_columns);
+}
+
+void Interfaces::update(NameList& a_changedTables)
+{
+    for (auto& oDevice : m_lRows) {
+        oDevice.refresh(m_oInterfaceStatus, a_changedTables);
+    }
+}
+
+void Interfaces::notify(const NameList&)
+{
+    std::cout << "Interfaces::notify" << std::endl;
+    init();
+}
+
+void Interfaces::StatusChange(const std::string& a_sDevice, bool)
+{
+    onChanged(a_sDevice);
+}
+
+void Interfaces::LinkStatusChange(const std::string& a_sDevice, bool)
+{
+    onChanged(a_sDevice);
+}
+
+void Interfaces::NewIPv4Address(const std::string& a_sDevice, const std::string&)
+{
+    onChanged(a_sDevice);
+}
+
+void Interfaces::RemovedIPv4Address(const std::string& a_sDevice, const std::string&)
+{
+    onChanged(a_sDevice);
+}
+
+void Interfaces::NewIPv6Address(const std::string& a_sDevice, const std::string& a_sAddress, std::uint8_t)
+{
+    logIPv6Address(a_sDevice, a_sAddress);
+    onChanged(a_sDevice);
+}
+
+void Interfaces::RemovedIPv6Address(const std::string& a_sDevice, const std::string&, std::uint8_t)
+{
+    onChanged(a_sDevice);
+}
+
+EResultCode Interfaces::fill(ValueList& a_row, NetDeviceCheck& a_oRow, const NameList& a_columns)
+{
+    a_oRow.refreshPacketStats();
+    if (a_columns.empty()) {
+        return SingleTable::fill(a_row, a_oRow, a_columns);
+    }
+    for (const auto& sColumn : a_columns) {
+        // Unlike in other tables, a column that is not there is no error: it is left out.
+        if (const auto* pColumn = findColumn(c_aColumns, sColumn)) {
+            a_row.add(sColumn, pColumn->m_pGet(a_oRow));
+        }
+    }
+    return EResultCode::Success;
+}
+
+void Interfaces::onChanged(const std::string& a_sDevice)
+{
+    const auto it = std::ranges::find(m_lRows, a_sDevice, &NetDeviceCheck::getName);
+    if (it != m_lRows.end()) {
+        it->setChanged();
+    }
+}
+
+void Interfaces::logIPv6Address(const std::string& a_sDevice, const std::string& a_sAddress)
+{
+    ValueList lRow;
+    if (a_sAddress.starts_with('2') && // global unicast
+        m_oConfig.selectKey(lRow, this, "InterfaceMapping", "LogicalName", "ProviderInternet",
+                            {"PhysicalName"}) == EResultCode::Success &&
+        lRow.hasValue("PhysicalName") && lRow.getValue("PhysicalName").getText() == a_sDevice) {
+        ZEL_Sysloglevel_status(m_iIPv6Module, here(), "Address assigned: %s", a_sAddress.c_str());
+    }
+}
+
+void Interfaces::logErr(const char* a_pText) const
+{
+    ZEL_Sysloglevel_error(m_iModule, here(), "%s", a_pText);
+}
+
+} // namespace zel

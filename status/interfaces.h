@@ -1,0 +1,75 @@
+// The table "StatusNetifWatch": addresses, counters and state of each device named in "StatusNetifConfig".
+//
+// Owned by the status host. Main thread only. A signal about a device marks it, and the next update asks for
+// it again; a change of "StatusNetifConfig" starts all devices afresh.
+#pragma once
+
+#include "dbus/idbusinterfacestatus.h"
+#include "dbus/idbusipv4address.h"
+#include "dbus/idbusipv6address.h"
+#include "status/netdevicecheck.h"
+#include "status/singletable.h"
+#include "systema/configpluginbase.h"
+#include "systema/configpublisher.h"
+
+#include <cstdint>
+#include <string>
+
+namespace zel {
+
+class InterfaceStatusDBusProxy;
+class IPv4DBusProxy;
+class IPv6DBusProxy;
+
+class Interfaces : public SingleTable<NetDeviceCheck>,
+                   public systema::IConfigSubscriber,
+                   public IDBusInterfaceStatus,
+                   public IDBusIPv4Address,
+                   public IDBusIPv6Address
+{
+public:
+    /// Rows of "StatusNetifConfig" that are read at most, so that a table without end cannot stop the daemon.
+    static constexpr unsigned c_iMostDevices = 4096;
+
+    /// Registers itself with the three wrappers. All that is handed over must outlive it.
+    Interfaces(systema::ConfigPluginBase& a_oConfig, systema::IConfigPublisher& a_oPublisher,
+               InterfaceStatusDBusProxy& a_oInterfaceStatus, IPv4DBusProxy& a_oIPv4, IPv6DBusProxy& a_oIPv6);
+    ~Interfaces() override;
+
+    /// Makes the devices from "StatusNetifConfig" and, the first time, subscribes to it.
+    void init() override;
+    /// "Name" and "Id" are keys. 0; 9 for another key column; 10.
+    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override;
+    /// Asks for the marked devices again.
+    void update(systema::NameList& a_changedTables) override;
+
+    void notify(const systema::NameList& a_changedTables) override;
+
+    void StatusChange(const std::string& a_sDevice, bool a_bUp) override;
+    void LinkStatusChange(const std::string& a_sDevice, bool a_bLinkUp) override;
+    void NewIPv4Address(const std::string& a_sDevice, const std::string& a_sAddress) override;
+    void RemovedIPv4Address(const std::string& a_sDevice, const std::string& a_sAddress) override;
+    void NewIPv6Address(const std::string& a_sDevice, const std::string& a_sAddress,
+                        std::uint8_t a_iNumber) override;
+    void RemovedIPv6Address(const std::string& a_sDevice, const std::string& a_sAddress,
+                            std::uint8_t a_iNumber) override;
+
+private:
+    /// Asks for the counters. 0: unknown columns are skipped.
+    systema::EResultCode fill(systema::ValueList& a_row, NetDeviceCheck& a_oRow,
+                              const systema::NameList& a_columns) override;
+    void onChanged(const std::string& a_sDevice);
+    void logIPv6Address(const std::string& a_sDevice, const std::string& a_sAddress);
+    void logErr(const char* a_pText) const;
+
+    systema::ConfigPluginBase& m_oConfig;
+    systema::IConfigPublisher& m_oPublisher;
+    InterfaceStatusDBusProxy& m_oInterfaceStatus;
+    const int m_iModule;
+    const int m_iIPv6Module;
+    bool m_bSubscribed = false;
+};
+
+} // namespace zel
