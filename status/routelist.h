@@ -14,9 +14,9 @@ namespace zel {
 struct RouteEntry
 {
     int m_iId = 0; // place in the list, counted from 1
-    std::string m_sDestination;
-    std::string m_sGateway;
-    std::string m_sInterface;
+    std::string m_sDestination{};
+    std::string m_sGateway{};
+    std::string m_sInterface{};
     int m_iMetric = 0; // a number beyond 32 bits is moved to the nearer end
 
     bool operator==(const RouteEntry&) const = default;

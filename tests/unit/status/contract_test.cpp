@@ -1,0 +1,271 @@
+// What every status table has in common. A table's deviations are listed with it, and one that no longer
+// occurs fails the test as much as a new one.
+#include "status/dhcpleases.h"
+#include "status/interfacecounter.h"
+#include "status/interfaces.h"
+#include "status/iproute.h"
+#include "status/ipv6addresses.h"
+#include "tests/row.h"
+#include "tests/unit/status/fakeip.h"
+#include "tests/unit/status/network.h"
+#include "tests/unit/systema/recordingplugin.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <ostream>
+
+using systema::EResultCode;
+using systema::NameList;
+using systema::ValueList;
+using zel::IStatusInfoSubPlugin;
+
+namespace {
+
+struct TableCase
+{
+    const char* m_pTable;
+    /// Makes the provider of the table.
+    std::unique_ptr<IStatusInfoSubPlugin> (*m_pMake)(Network&);
+    unsigned m_iRows; // 0: what the machine has
+    NameList m_lKeys; // none: every column of the schema is one
+    std::vector<std::string> m_lQuirks;
+};
+
+std::ostream& operator<<(std::ostream& a_oStream, const TableCase& a_oCase)
+{
+    return a_oStream << a_oCase.m_pTable;
+}
+
+/// With devices that do not exist, so that nothing changes between two reads.
+std::unique_ptr<IStatusInfoSubPlugin> makeInterfaces(Network& a_oNetwork)
+{
+    RecordingPlugin::Calls lCalls;
+    RecordingPlugin oConfig("config", {"StatusNetifConfig"}, lCalls);
+    oConfig.m_lRows = {tests::row({{"Name", "none0"}}), tests::row({{"Name", "none1"}})};
+    auto pInterfaces =
+        std::make_unique<zel::Interfaces>(oConfig, a_oNetwork.m_oDispatcher, a_oNetwork.m_oInterfaceStatus,
+                                          a_oNetwork.m_oIPv4, a_oNetwork.m_oIPv6);
+    pInterfaces->init();
+    return pInterfaces;
+}
+
+std::unique_ptr<IStatusInfoSubPlugin> makeCounters(Network& a_oNetwork)
+{
+    auto pCounters = std::make_unique<zel::InterfaceCounter>(
+        a_oNetwork.m_oDispatcher, a_oNetwork.m_oInterfaceStatus, a_oNetwork.m_oIPv4, a_oNetwork.m_oIPv6);
+    pCounters->StatusChange("eth0", true);
+    pCounters->NewIPv4Address("eth1", "192.0.2.1");
+    return pCounters;
+}
+
+std::unique_ptr<IStatusInfoSubPlugin> makeLeases(Network& a_oNetwork)
+{
+    auto pLeases = std::make_unique<zel::DhcpLeases>(a_oNetwork.m_oDispatcher, nullptr, 100);
+    pLeases->DhcpLeaseAcked("192.0.2.7", "02:00:00:00:00:07", "printer", "maker", 3600);
+    pLeases->DhcpLeaseAcked("192.0.2.8", "02:00:00:00:00:08", "phone", "", 4294967295);
+    return pLeases;
+}
+
+std::unique_ptr<IStatusInfoSubPlugin> makeIPv6Addresses(Network&)
+{
+    auto pAddresses = std::make_unique<zel::IPv6Addresses>();
+    NameList lChanged;
+    pAddresses->update(lChanged);
+    return pAddresses;
+}
+
+std::unique_ptr<IStatusInfoSubPlugin> makeRoutes(Network&)
+{
+    FakeIp oIp;
+    oIp.lists("-4",
+              R"([{"dst":"default","gateway":"192.0.2.1","dev":"eth0","metric":100},{"dst":"10.0.0.0/8"}])");
+    oIp.lists("-6", R"([{"dst":"2001:db8::/32","dev":"eth0"},{"dst":"default","gateway":"fe80::1"}])");
+    auto pRoutes = std::make_unique<zel::IPRoute>();
+    pRoutes->init();
+    return pRoutes;
+}
+
+constexpr const char* c_pKeyCode = "unknown key column gives 10 (no such row)";
+constexpr const char* c_pAcked = "row has Acked, which the schema lacks";
+constexpr const char* c_pReplaces = "schema replaces what is in the list";
+
+const TableCase c_aTables[] = {
+    {"StatusNetifWatch", makeInterfaces, 2, {"Id", "Name"}, {"unknown column gives 0 (success)"}},
+    {"NetifCounter", makeCounters, 2, {"Name"}, {c_pKeyCode}},
+    {"StatusNetIfIPv6Addresses",
+     makeIPv6Addresses,
+     0,
+     {"Id", "Name"},
+     {"key Name of no row gives 9 (unknown key column)"}},
+    {"DhcpServerClients", makeLeases, 2, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
+    {"DhcpLeases", makeLeases, 2, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
+    {"RouteIPv4", makeRoutes, 2, {}, {c_pKeyCode}},
+    {"RouteIPv6", makeRoutes, 2, {}, {c_pKeyCode}},
+};
+
+std::string codeText(EResultCode a_eCode)
+{
+    std::ostringstream oText;
+    a_eCode.put(oText);
+    return oText.str();
+}
+
+class StatusTable : public testing::TestWithParam<TableCase>
+{
+protected:
+    void SetUp() override
+    {
+        if (GetParam().m_iRows != 0) {
+            ASSERT_EQ(count(), GetParam().m_iRows);
+        } else if (count() == 0) {
+            GTEST_SKIP() << "this machine has none";
+        }
+    }
+
+    EResultCode readRow(ValueList& a_lRow, unsigned a_iPosition, const NameList& a_lWanted = {})
+    {
+        a_lRow.clear();
+        return m_pTable->getRow(m_sName, a_lRow, a_iPosition, a_lWanted);
+    }
+    ValueList row(unsigned a_iPosition, const NameList& a_lWanted = {})
+    {
+        ValueList lRow;
+        EXPECT_EQ(readRow(lRow, a_iPosition, a_lWanted), EResultCode::Success);
+        return lRow;
+    }
+    EResultCode findKey(const std::string& a_sColumn, const std::string& a_sValue)
+    {
+        ValueList lRow;
+        return m_pTable->getRowByKey(m_sName, lRow, a_sColumn, a_sValue, {});
+    }
+    unsigned count()
+    {
+        unsigned iCount = 0;
+        EXPECT_EQ(m_pTable->getRowCount(m_sName, iCount), EResultCode::Success);
+        return iCount;
+    }
+    systema::ColumnList schema()
+    {
+        systema::ColumnList lColumns;
+        EXPECT_EQ(m_pTable->getSchema(lColumns, m_sName), EResultCode::Success);
+        return lColumns;
+    }
+
+    NameList keys()
+    {
+        NameList lKeys = GetParam().m_lKeys;
+        if (lKeys.empty()) {
+            for (const auto& [sColumn, eType] : schema()) {
+                lKeys.add(sColumn);
+            }
+        }
+        return lKeys;
+    }
+
+    const std::string m_sName = GetParam().m_pTable;
+    Network m_oNetwork;
+    std::unique_ptr<IStatusInfoSubPlugin> m_pTable = GetParam().m_pMake(m_oNetwork);
+};
+
+INSTANTIATE_TEST_SUITE_P(All, StatusTable, testing::ValuesIn(c_aTables),
+                         [](const auto& a_oInfo) { return std::string(a_oInfo.param.m_pTable); });
+
+} // namespace
+
+TEST_P(StatusTable, IsServedUnderItsNameAlone)
+{
+    NameList lNames;
+    m_pTable->getTableNames(lNames);
+    EXPECT_TRUE(lNames.hasName(m_sName));
+    for (const auto& sName : lNames) {
+        EXPECT_TRUE(m_pTable->hasTable(sName));
+        EXPECT_FALSE(m_pTable->hasTable(sName + "x"));
+    }
+}
+
+TEST_P(StatusTable, GivesTheAskedColumnsInTheAskedOrder)
+{
+    for (unsigned iRow = 0; iRow < count(); ++iRow) {
+        const ValueList lWhole = row(iRow);
+        std::vector<std::string> lNames;
+        for (const auto& [sName, oValue] : lWhole) {
+            ValueList lCell;
+            lCell.add(sName, oValue);
+            EXPECT_EQ(row(iRow, {sName}), lCell);
+            lNames.push_back(sName);
+        }
+        std::ranges::reverse(lNames);
+        ValueList lReversed;
+        for (const auto& sName : lNames) {
+            lReversed.add(sName, lWhole.getValue(sName));
+        }
+        EXPECT_EQ(row(iRow, NameList(lNames)), lReversed);
+    }
+}
+
+TEST_P(StatusTable, HasNoRowPastItsEnd)
+{
+    ValueList lRow;
+    for (const unsigned iPosition : {count(), std::numeric_limits<unsigned>::max()}) {
+        EXPECT_EQ(readRow(lRow, iPosition), EResultCode::NoRow);
+        EXPECT_TRUE(lRow.empty());
+    }
+}
+
+TEST_P(StatusTable, IsReadByItsKeys)
+{
+    const ValueList lFirst = row(0);
+    NameList lKeys;
+    for (const auto& [sColumn, eType] : schema()) {
+        ValueList lRow;
+        if (m_pTable->getRowByKey(m_sName, lRow, sColumn, lFirst.getValue(sColumn).toText(), {}) ==
+            EResultCode::Success) {
+            EXPECT_EQ(lRow, lFirst) << sColumn;
+            lKeys.add(sColumn);
+        }
+    }
+    EXPECT_EQ(lKeys, keys());
+}
+
+TEST_P(StatusTable, DeviatesOnlyAsListed)
+{
+    std::vector<std::string> lDeviations;
+    systema::ColumnList lColumns;
+    lColumns.add("before", systema::EDataType::Null);
+    m_pTable->getSchema(lColumns, m_sName);
+    if (lColumns.getColumn("before") == nullptr) {
+        lDeviations.emplace_back("schema replaces what is in the list");
+    }
+
+    lColumns = schema();
+    const ValueList lRow = row(0);
+    for (const auto& [sName, eType] : lColumns) {
+        const auto* pValue = lRow.find(sName);
+        if (pValue == nullptr || pValue->getType() != eType) {
+            lDeviations.push_back("row lacks " + sName + " of the schema's type");
+        }
+    }
+    for (const auto& [sName, oValue] : lRow) {
+        if (lColumns.getColumn(sName) == nullptr) {
+            lDeviations.push_back("row has " + sName + ", which the schema lacks");
+        }
+    }
+
+    ValueList lUnknown;
+    if (const EResultCode eCode = readRow(lUnknown, 0, {"id"}); eCode != EResultCode::NoKey) {
+        lDeviations.push_back("unknown column gives " + codeText(eCode));
+    }
+    if (const EResultCode eCode = findKey("id", "1"); eCode != EResultCode::NoKey) {
+        lDeviations.push_back("unknown key column gives " + codeText(eCode));
+    }
+    for (const auto& sKey : keys()) {
+        if (const EResultCode eCode = findKey(sKey, "4711"); eCode != EResultCode::NoRow) {
+            lDeviations.push_back("key " + sKey + " of no row gives " + codeText(eCode));
+        }
+    }
+    EXPECT_EQ(lDeviations, GetParam().m_lQuirks);
+}

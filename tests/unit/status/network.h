@@ -1,0 +1,25 @@
+// What a status table is built on: the wrappers of the network services on a bus that is not there, so that
+// the test itself is the only one to tell of events.
+#pragma once
+
+#include "dbus/interfacestatusdbusproxy.h"
+#include "dbus/ipv4dbusproxy.h"
+#include "dbus/ipv6dbusproxy.h"
+#include "dbus/systembus.h"
+#include "systema/configdispatcher.h"
+
+#include <cstdlib>
+
+class Network
+{
+private:
+    // First of all: the bus connects as soon as it is made.
+    const int m_iNoBus = ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+    zel::SystemBus m_oBus;
+
+public:
+    systema::ConfigDispatcher m_oDispatcher;
+    zel::InterfaceStatusDBusProxy m_oInterfaceStatus{m_oBus};
+    zel::IPv4DBusProxy m_oIPv4{m_oBus};
+    zel::IPv6DBusProxy m_oIPv6{m_oBus};
+};
