@@ -1,0 +1,63 @@
+#include "tools/signals.h"
+
+#include <algorithm>
+#include <array>
+
+namespace zel::netsim {
+
+namespace {
+
+constexpr std::array c_aSignals = {
+    Signal{"com.kestrane.network.IPv4Neighbour", "NewIPv4Neighbour", "sssu"},
+    Signal{"com.kestrane.network.IPv4Neighbour", "RemovedIPv4Neighbour", "sssu"},
+    Signal{c_pInterfaceStatus, "StatusChange", "sb"},
+    Signal{c_pInterfaceStatus, "LinkStatusChange", "sb"},
+    Signal{"com.kestrane.network.IPv4Address", "NewIPv4Address", "ss"},
+    Signal{"com.kestrane.network.IPv4Address", "RemovedIPv4Address", "ss"},
+    Signal{"com.kestrane.network.IPv6Address", "NewIPv6Address", "ssy"},
+    Signal{"com.kestrane.network.IPv6Address", "RemovedIPv6Address", "ssy"},
+    Signal{"com.kestrane.network.DomainNameServer", "UpdateServer", "ssas"},
+    Signal{"com.kestrane.network.DomainNameServer", "RemoveServer", "ssas"},
+    Signal{"com.kestrane.network.IPv4Route", "NewIPv4Route", "sysssu"},
+    Signal{"com.kestrane.network.IPv4Route", "RemovedIPv4Route", "sysssu"},
+    Signal{"com.kestrane.network.IPv6Route", "NewIPv6Route", "syss"},
+    Signal{"com.kestrane.network.IPv6Route", "RemovedIPv6Route", "syss"},
+    Signal{"com.kestrane.network.SwitchPortStatus", "portStatusChanged", "yb"},
+    Signal{c_pDnsmasq, "DhcpLeaseAdded", "ssssu"},
+    Signal{c_pDnsmasq, "DhcpLeaseDeleted", "ssssu"},
+    Signal{c_pDnsmasq, "DhcpLeaseUpdated", "ssssu"},
+    Signal{c_pDnsmasq, "DhcpLeaseAcked", "ssssu"},
+};
+
+} // namespace
+
+std::span<const Signal> signals()
+{
+    return c_aSignals;
+}
+
+const Signal* findSignal(std::string_view a_sName)
+{
+    const auto it = std::ranges::find(c_aSignals, a_sName, &Signal::m_pName);
+    return it != c_aSignals.end() ? &*it : nullptr;
+}
+
+std::vector<std::string> services()
+{
+    std::vector<std::string> lServices;
+    for (const Signal& oSignal : c_aSignals) {
+        if (lServices.empty() || lServices.back() != oSignal.m_pService) {
+            lServices.emplace_back(oSignal.m_pService);
+        }
+    }
+    return lServices;
+}
+
+std::string pathOf(std::string_view a_sService)
+{
+    std::string sPath = "/" + std::string(a_sService);
+    std::ranges::replace(sPath, '.', '/');
+    return sPath;
+}
+
+} // namespace zel::netsim
