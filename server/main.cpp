@@ -3,12 +3,14 @@
 #include "configmanager/configservicemanager.h"
 #include "configmanager/event.h"
 #include "configmanager/logplugin.h"
+#include "dbus/systembus.h"
 #include "plugins/configserverconfigplugin.h"
 #include "server/fifohandler.h"
 #include "server/flashbackuphook.h"
 #include "server/flashthread.h"
 #include "server/options.h"
 #include "server/sqlitedump.h"
+#include "status/statusinfoplugin.h"
 #include "storage/databasefiles.h"
 #include "storage/directorylock.h"
 #include "storage/sqliteplugin.h"
@@ -196,6 +198,11 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
     Databases oDatabases(a_oOptions.m_sDatabasePath);
 
     Event<void(ServerEvents)> oServerEvents;
+    zel::SystemBus oBus;
+
+    zel::StatusInfoPlugin oStatusInfo(oBus, &oLogPlugin);
+    oDispatcher.attachTables(oStatusInfo);
+    oServerEvents.on(ServerEvents::Shutdown, [&oStatusInfo] { oStatusInfo.shutdown(); });
 
     zel::cfg::ConfigServerConfigPlugin oServerSettings(oDispatcher);
     oDispatcher.attachTables(oServerSettings);
