@@ -1,0 +1,174 @@
+#include "status/statusinfoplugin.h"
+
+#include "status/dhcpleases.h"
+#include "status/interfacecounter.h"
+#include "status/interfaces.h"
+#include "status/iproute.h"
+#include "status/ipv6addresses.h"
+#include "systema/configdispatcher.h"
+
+namespace zel {
+
+using systema::EResultCode;
+using systema::NameList;
+
+namespace {
+
+constexpr unsigned c_iLeaseLimit = 100;
+
+} // namespace
+
+StatusInfoPlugin::StatusInfoPlugin(SystemBus& a_oBus, configmanager::serverlib::ILogger* a_pLogger,
+                                   std::function<std::time_t()> a_oNow)
+    : m_oNow(std::move(a_oNow)),
+      m_oBus(a_oBus),
+      m_oInterfaceStatus(a_oBus),
+      m_oIPv4(a_oBus),
+      m_oIPv6(a_oBus),
+      m_oDnsMasq(a_oBus),
+      m_oDomainNameServer(a_oBus),
+      m_oSwitchInterfaceStatus(a_oBus),
+      m_oNeighbour(a_oBus),
+      m_oIPv4Route(a_oBus),
+      m_oIPv6Route(a_oBus)
+{
+    // The order is that of the fan-out. A comment keeps the place of what does not exist yet.
+    auto& oDispatcher = systema::ConfigDispatcher::instance();
+    // DSL status
+    // configuration mapper
+    add(std::make_unique<Interfaces>(oDispatcher, oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6));
+    add(std::make_unique<InterfaceCounter>(oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6));
+    // LAN clients and neighbours, from m_oNeighbour; the shutdown event saves their changes
+    add(std::make_unique<IPv6Addresses>());
+    // WLAN scan, DNS cache
+    auto pLeases = std::make_unique<DhcpLeases>(oDispatcher, a_pLogger, c_iLeaseLimit);
+    m_oDnsMasq.registerPlugin(pLeases.get());
+    add(std::move(pLeases));
+    // IPTV streams, firewall, PPP status, switch ports, connection tracking, file tables, accounts
+    // DNS client servers, from m_oDomainNameServer; switch, from m_oSwitchInterfaceStatus
+    auto pRoutes = std::make_unique<IPRoute>();
+    m_oIPv4Route.registerPlugin(pRoutes.get());
+    m_oIPv6Route.registerPlugin(pRoutes.get());
+    add(std::move(pRoutes));
+}
+
+StatusInfoPlugin::~StatusInfoPlugin()
+{
+    while (!m_oPluginList.empty()) {
+        m_oPluginList.pop_front();
+    }
+    m_oEvents.clear();
+}
+
+IStatusInfoSubPlugin* StatusInfoPlugin::findPlugin(const std::string& a_table) const
+{
+    for (const auto& pPlugin : m_oPluginList) {
+        if (pPlugin->hasTable(a_table)) {
+            return pPlugin.get();
+        }
+    }
+    return nullptr;
+}
+
+template<typename Operation>
+EResultCode StatusInfoPlugin::route(const void* a_handle, const std::string& a_table, Operation a_oOperation,
+                                    SourceTag a_oSource)
+{
+    assertCall(a_handle, a_oSource);
+    IStatusInfoSubPlugin* pPlugin = findPlugin(a_table);
+    return pPlugin == nullptr ? EResultCode(EResultCode::NoTable) : a_oOperation(*pPlugin);
+}
+
+void StatusInfoPlugin::getTables(NameList& a_tables, const void* a_handle)
+{
+    assertCall(a_handle);
+    for (const auto& pPlugin : m_oPluginList) {
+        pPlugin->getTableNames(a_tables);
+    }
+}
+
+EResultCode StatusInfoPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
+                                        const std::string& a_table)
+{
+    return route(a_handle, a_table,
+                 [&](IStatusInfoSubPlugin& a_oPlugin) { return a_oPlugin.getSchema(a_columns, a_table); });
+}
+
+EResultCode StatusInfoPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
+{
+    return route(a_handle, a_table,
+                 [&](IStatusInfoSubPlugin& a_oPlugin) { return a_oPlugin.getRowCount(a_table, a_size); });
+}
+
+EResultCode StatusInfoPlugin::selectRow(systema::ValueList& a_row, const void* a_handle,
+                                        const std::string& a_table, unsigned int a_index,
+                                        const NameList& a_columns)
+{
+    return route(a_handle, a_table, [&](IStatusInfoSubPlugin& a_oPlugin) {
+        return a_oPlugin.getRow(a_table, a_row, a_index, a_columns);
+    });
+}
+
+EResultCode StatusInfoPlugin::selectKey(systema::ValueList& a_row, const void* a_handle,
+                                        const std::string& a_table, const std::string& a_keyColumn,
+                                        const std::string& a_keyValue, const NameList& a_columns)
+{
+    return route(a_handle, a_table, [&](IStatusInfoSubPlugin& a_oPlugin) {
+        return a_oPlugin.getRowByKey(a_table, a_row, a_keyColumn, a_keyValue, a_columns);
+    });
+}
+
+void StatusInfoPlugin::tick(NameList& a_changedTables)
+{
+    const std::time_t iNow = m_oNow();
+    if (iNow - m_iLastUpdate < c_iUpdateSeconds) {
+        return;
+    }
+    m_oBus.iterate();
+    for (const auto& pPlugin : m_oPluginList) {
+        pPlugin->update(a_changedTables);
+    }
+    m_iLastUpdate = iNow;
+}
+
+bool StatusInfoPlugin::initialize()
+{
+    if (!std::exchange(m_bStarted, true)) {
+        for (const auto& pPlugin : m_oPluginList) {
+            pPlugin->init();
+        }
+    }
+    return true;
+}
+
+EResultCode StatusInfoPlugin::startTransaction(const void* a_handle)
+{
+    assertCall(a_handle);
+    for (const auto& pPlugin : m_oPluginList) {
+        const EResultCode eResult = pPlugin->startTransaction();
+        if (eResult != EResultCode::Success) {
+            return eResult;
+        }
+    }
+    return EResultCode::Success;
+}
+
+EResultCode StatusInfoPlugin::commitTransaction(const void* a_handle)
+{
+    assertCall(a_handle);
+    for (const auto& pPlugin : m_oPluginList) {
+        pPlugin->commitTransaction();
+    }
+    return EResultCode::Success;
+}
+
+EResultCode StatusInfoPlugin::rollbackTransaction(const void* a_handle)
+{
+    assertCall(a_handle);
+    for (const auto& pPlugin : m_oPluginList) {
+        pPlugin->rollbackTransaction();
+    }
+    return EResultCode::Success;
+}
+
+} // namespace zel

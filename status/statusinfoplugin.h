@@ -1,0 +1,99 @@
+// The host of the live-status tables: one plugin to the dispatcher, a list of sub-plugins behind it.
+//
+// Owns the sub-plugins and the proxies of the network services that they listen to; main owns it. Main thread
+// only. Each table operation goes to the first sub-plugin that claims the table; updates and transactions go
+// to all of them in order. Signals of the bus arrive while it updates, and at no other time.
+#pragma once
+
+#include "configmanager/event.h"
+#include "configmanager/genericconfigplugin.h"
+#include "configmanager/ilogger.h"
+#include "dbus/dnsmasqdbusproxy.h"
+#include "dbus/domainnameserverdbusproxy.h"
+#include "dbus/interfacestatusdbusproxy.h"
+#include "dbus/ipv4dbusproxy.h"
+#include "dbus/ipv4routedbusproxy.h"
+#include "dbus/ipv6dbusproxy.h"
+#include "dbus/ipv6routedbusproxy.h"
+#include "dbus/neighbourdbusproxy.h"
+#include "status/istatusinfosubplugin.h"
+
+#include <ctime>
+#include <functional>
+#include <list>
+#include <memory>
+#include <utility>
+
+namespace zel {
+
+class StatusInfoPlugin : public configmanager::serverlib::GenericConfigPlugin
+{
+public:
+    /// Seconds between two updates.
+    static constexpr std::time_t c_iUpdateSeconds = 2;
+
+    /// Makes every sub-plugin. The bus and the logger must outlive it.
+    StatusInfoPlugin(
+        SystemBus& a_oBus, configmanager::serverlib::ILogger* a_pLogger,
+        std::function<std::time_t()> a_oNow = [] { return std::time(nullptr); });
+    ~StatusInfoPlugin() override;
+    StatusInfoPlugin(const StatusInfoPlugin&) = delete;
+    StatusInfoPlugin& operator=(const StatusInfoPlugin&) = delete;
+
+    /// Appends a sub-plugin, before the start.
+    void add(std::unique_ptr<IStatusInfoSubPlugin> a_pPlugin)
+    {
+        m_oPluginList.push_back(std::move(a_pPlugin));
+    }
+    /// The sub-plugin that serves the table, null when none does.
+    IStatusInfoSubPlugin* findPlugin(const std::string& a_table) const;
+    /// Tells the sub-plugins that the server stops.
+    void shutdown() const { m_oEvents.emit(configmanager::serverlib::ServerEvents::Shutdown); }
+
+    // 8 for a table that nobody serves; else what the sub-plugin answers.
+    void getTables(systema::NameList& a_tables, const void* a_handle) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
+                                   const std::string& a_table) override;
+    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
+                                 const std::string& a_table) override;
+    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, unsigned int a_index,
+                                   const systema::NameList& a_columns) override;
+    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, const std::string& a_keyColumn,
+                                   const std::string& a_keyValue,
+                                   const systema::NameList& a_columns) override;
+    /// Delivers the signals and lets every sub-plugin refresh, at most every two seconds of the clock; not
+    /// while the clock is before the last update.
+    void tick(systema::NameList& a_changedTables) override;
+    /// Starts every sub-plugin, once. True.
+    bool initialize() override;
+    /// 0, or the first other result; the sub-plugins after that one are then not told.
+    systema::EResultCode startTransaction(const void* a_handle) override;
+    /// Told to all. 0.
+    systema::EResultCode commitTransaction(const void* a_handle) override;
+    systema::EResultCode rollbackTransaction(const void* a_handle) override;
+
+private:
+    template<typename Operation>
+    systema::EResultCode route(const void* a_handle, const std::string& a_table, Operation a_oOperation,
+                               zel::SourceTag a_oSource = zel::here());
+
+    const std::function<std::time_t()> m_oNow;
+    bool m_bStarted = false;
+    std::time_t m_iLastUpdate = 0;
+    std::list<std::unique_ptr<IStatusInfoSubPlugin>> m_oPluginList;
+    SystemBus& m_oBus;
+    InterfaceStatusDBusProxy m_oInterfaceStatus;
+    IPv4DBusProxy m_oIPv4;
+    IPv6DBusProxy m_oIPv6;
+    DnsMasqDBusProxy m_oDnsMasq;
+    DomainNameServerDBusProxy m_oDomainNameServer;
+    InterfaceStatusDBusProxy m_oSwitchInterfaceStatus;
+    NeighbourDBusProxy m_oNeighbour;
+    IPv4RouteDBusProxy m_oIPv4Route;
+    IPv6RouteDBusProxy m_oIPv6Route;
+    configmanager::serverlib::Event<void(configmanager::serverlib::ServerEvents)> m_oEvents;
+};
+
+} // namespace zel
