@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 
 namespace zel::net {
@@ -36,12 +37,12 @@ std::vector<IPv6Address> parseIPv6Addresses(std::istream& a_oText)
     std::vector<IPv6Address> lAddresses;
     for (std::string sLine; std::getline(a_oText, sLine);) {
         // Address, index of the device, length of the prefix, scope, flags, device; the numbers hexadecimal.
-        std::array<char, 33> aDigits{};
+        std::array<char, 34> aDigits{};
         std::array<char, 16> aName{};
         unsigned iScope = 0;
-        if (std::sscanf(sLine.c_str(), "%32[0-9a-fA-F] %*x %*x %x %*x %15s", aDigits.data(), &iScope,
+        if (std::sscanf(sLine.c_str(), "%33[0-9a-fA-F] %*x %*x %x %*x %15s", aDigits.data(), &iScope,
                         aName.data()) == 3 &&
-            aDigits[31] != '\0') {
+            std::strlen(aDigits.data()) == 32) {
             lAddresses.emplace_back(aName.data(), shorten(aDigits.data()), toScope(iScope));
         }
     }
