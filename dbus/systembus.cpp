@@ -10,6 +10,15 @@
 
 namespace zel {
 
+namespace {
+
+// The bus sends a burst as fast as it is read, which takes it a moment each time.
+constexpr int c_iLullMs = 5;                          // so long a silence is the end of a burst
+constexpr std::chrono::milliseconds c_oPatience{100}; // no silence is waited for after so long
+constexpr unsigned c_iMostOfTwoReads = 128;           // of 4 KiB each, in messages of 64 bytes at least
+
+} // namespace
+
 /// The connection lives only while there is a bus, the rest as long as the process talks to buses at all.
 struct SystemBus::Binding
 {
@@ -30,6 +39,21 @@ struct SystemBus::Binding
         m_pConnection = std::move(pConnection);
     }
 
+    /// One iteration of the dispatcher reads what the socket holds, and the next one delivers it.
+    void deliver()
+    {
+        const auto oPatient = Clock::now() + c_oPatience;
+        m_iMessages = 0;
+        unsigned iBefore = 0;
+        do {
+            iBefore = m_iMessages;
+            m_oWait.interval(m_iMessages > 0 && Clock::now() < oPatient ? c_iLullMs : 0);
+            m_oDispatcher.do_iteration();
+            m_oWait.interval(0);
+            m_oDispatcher.do_iteration();
+        } while (m_iMessages != iBefore && m_iMessages + c_iMostOfTwoReads <= c_iMostMessages);
+    }
+
     /// Sees every message before anybody else, and leaves it to them.
     bool count(const DBus::Message&)
     {
@@ -38,14 +62,16 @@ struct SystemBus::Binding
     }
 
     DBus::BusDispatcher m_oDispatcher;
-    DBus::DefaultTimeout m_oNoWait{0, false, &m_oDispatcher}; // an iteration never waits
+    DBus::DefaultTimeout m_oWait{0, false,
+                                 &m_oDispatcher}; // how long an iteration waits for something to read
     DBus::MessageSlot m_oCounter;
     std::unique_ptr<DBus::Connection> m_pConnection;
     unsigned m_iMessages = 0;
 };
 
-SystemBus::SystemBus()
-    : m_iModule(ZEL_Sysloglevel_registerModul("SystemBus")),
+SystemBus::SystemBus(std::function<Clock::time_point()> a_oNow)
+    : m_oNow(std::move(a_oNow)),
+      m_iModule(ZEL_Sysloglevel_registerModul("SystemBus")),
       m_pBinding(std::make_unique<Binding>())
 {
     connect();
@@ -66,7 +92,7 @@ void SystemBus::add(BusObject& a_oObject)
 
 void SystemBus::connect()
 {
-    m_oNextTry = std::chrono::steady_clock::now() + c_oReconnectWait;
+    m_oNextTry = m_oNow() + c_oReconnectWait;
     try {
         m_pBinding->connect();
         for (BusObject* pObject : m_lObjects) {
@@ -100,19 +126,13 @@ void SystemBus::iterate()
         disconnect();
         m_oNextTry = {};
     }
-    if (!m_pBinding->m_pConnection && std::chrono::steady_clock::now() >= m_oNextTry) {
+    if (!m_pBinding->m_pConnection && m_oNow() >= m_oNextTry) {
         connect();
     }
     if (!m_pBinding->m_pConnection) {
         return;
     }
-    // One iteration reads what the socket holds, two KiB at most, and the next one delivers it.
-    m_pBinding->m_iMessages = 0;
-    for (int iIdle = 0; iIdle < 2 && m_pBinding->m_iMessages < c_iMostMessages;) {
-        const unsigned iBefore = m_pBinding->m_iMessages;
-        m_pBinding->m_oDispatcher.do_iteration();
-        iIdle = m_pBinding->m_iMessages == iBefore ? iIdle + 1 : 0;
-    }
+    m_pBinding->deliver();
 }
 
 } // namespace zel

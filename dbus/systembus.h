@@ -6,6 +6,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <list>
 #include <memory>
 
@@ -20,12 +21,15 @@ class BusObject;
 class SystemBus
 {
 public:
+    using Clock = std::chrono::steady_clock;
+
     /// Messages that one iteration delivers at most; what is left of a flood waits for the next one.
     static constexpr unsigned c_iMostMessages = 2048;
     static constexpr std::chrono::seconds c_oReconnectWait{5};
 
     /// Connects to the bus of the environment variable DBUS_SYSTEM_BUS_ADDRESS, or the system's own.
-    SystemBus();
+    /// The clock is a test's, if any.
+    explicit SystemBus(std::function<Clock::time_point()> a_oNow = &Clock::now);
     ~SystemBus();
     SystemBus(const SystemBus&) = delete;
     SystemBus& operator=(const SystemBus&) = delete;
@@ -43,10 +47,11 @@ private:
     void connect();
     void disconnect();
 
+    const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;
     std::unique_ptr<Binding> m_pBinding;
     std::list<BusObject*> m_lObjects;
-    std::chrono::steady_clock::time_point m_oNextTry;
+    Clock::time_point m_oNextTry;
     bool m_bLossLogged = false;
 };
 

@@ -2,7 +2,7 @@
 
 #include "tests/row.h"
 #include "tests/unit/status/fakeip.h"
-#include "tests/unit/status/logof.h"
+#include "tests/logof.h"
 
 #include <gtest/gtest.h>
 
