@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstring>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <sys/socket.h>
@@ -24,7 +23,8 @@ template<class Struct>
 Struct startOf(Bytes a_lBytes)
 {
     Struct oStruct{};
-    std::memcpy(&oStruct, a_lBytes.data(), std::min(sizeof(oStruct), a_lBytes.size()));
+    std::copy_n(a_lBytes.data(), std::min(sizeof(oStruct), a_lBytes.size()),
+                reinterpret_cast<char*>(&oStruct));
     return oStruct;
 }
 
