@@ -3,9 +3,8 @@
 // Owned by zel::Interfaces. Main thread only. The packet counters alone are asked for again at every read.
 #pragma once
 
-#include "zel/netdevice.h"
-
 #include "systema/lists.h"
+#include "zel/netdevice.h"
 
 #include <functional>
 #include <string>

@@ -1,7 +1,7 @@
 #include "status/interfaces.h"
 
-#include "tests/row.h"
 #include "tests/logof.h"
+#include "tests/row.h"
 #include "tests/unit/status/network.h"
 #include "tests/unit/systema/recordingplugin.h"
 #include "tests/unit/zel/networknamespace.h"
