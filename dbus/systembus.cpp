@@ -39,6 +39,16 @@ struct SystemBus::Binding
         m_pConnection = std::move(pConnection);
     }
 
+    void disconnect()
+    {
+        if (m_pConnection) {
+            // The dispatcher may have it queued, and lets only go of one that is closed.
+            m_pConnection->disconnect();
+            m_oDispatcher.dispatch_pending();
+            m_pConnection.reset();
+        }
+    }
+
     /// One iteration of the dispatcher reads what the socket holds, and the next one delivers it.
     void deliver()
     {
@@ -115,7 +125,7 @@ void SystemBus::disconnect()
     for (BusObject* pObject : m_lObjects) {
         pObject->unbind();
     }
-    m_pBinding->m_pConnection.reset();
+    m_pBinding->disconnect();
 }
 
 void SystemBus::iterate()

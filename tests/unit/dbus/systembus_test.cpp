@@ -208,6 +208,20 @@ TEST_F(SystemBus, ConnectsAgainWhenTheBusIsBack)
     EXPECT_EQ(deliver().size(), 2U);
 }
 
+TEST_F(SystemBus, LossNoticedByACallIsMendedByTheNextIteration)
+{
+    m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
+    m_oService->finish();
+    m_oService.reset();
+    m_oDaemon.stop();
+    EXPECT_TRUE(call());
+    m_oDaemon.start();
+    m_oBus.iterate();
+    m_oService.emplace(m_oDaemon.address());
+    m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
+    EXPECT_EQ(deliver().size(), 2U);
+}
+
 TEST_F(SystemBus, AskedServiceAnswers)
 {
     EXPECT_THAT(call(), testing::Optional(HasSubstr(c_pInterfaceStatus))) << "nobody has the name";
