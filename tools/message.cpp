@@ -78,7 +78,7 @@ std::optional<std::vector<std::string>> splitTypes(std::string_view a_sTypes)
 
 } // namespace
 
-Failure makeSignal(const std::string& a_sName, std::optional<std::string> a_oTypes, Words a_lArguments,
+Failure makeSignal(const std::string& a_sName, const std::optional<std::string>& a_oTypes, Words a_lArguments,
                    Message& a_oMessage)
 {
     const Signal* pSignal = findSignal(a_sName);

@@ -24,7 +24,7 @@ using Words = std::span<const std::string>;
 /// Makes the signal of the name with one word for each type: a number for y, i, u and d, true or false for b,
 /// text for s; words separated by commas for an array of one of these. The types are the signal's own when
 /// none are given.
-Failure makeSignal(const std::string& a_sName, std::optional<std::string> a_oTypes, Words a_lArguments,
+Failure makeSignal(const std::string& a_sName, const std::optional<std::string>& a_oTypes, Words a_lArguments,
                    Message& a_oMessage);
 
 } // namespace zel::netsim

@@ -11,7 +11,6 @@
 #include <poll.h>
 #include <sysexits.h>
 #include <unistd.h>
-#include <utility>
 
 namespace zel::netsim {
 
@@ -63,11 +62,11 @@ Failure Script::sendBad(Words a_lArguments)
     return emit(a_lArguments[0], a_lArguments[1], a_lArguments.subspan(2));
 }
 
-Failure Script::emit(const std::string& a_sSignal, std::optional<std::string> a_oTypes, Words a_lArguments,
-                     unsigned a_iTimes)
+Failure Script::emit(const std::string& a_sSignal, const std::optional<std::string>& a_oTypes,
+                     Words a_lArguments, unsigned a_iTimes)
 {
     Message oMessage;
-    auto oFailure = makeSignal(a_sSignal, std::move(a_oTypes), a_lArguments, oMessage);
+    auto oFailure = makeSignal(a_sSignal, a_oTypes, a_lArguments, oMessage);
     if (!oFailure) {
         m_oBus.send(oMessage, a_iTimes);
     }

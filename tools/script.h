@@ -36,7 +36,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     /// Sends a signal so many times, with the types given or those that it should have.
-    Failure emit(const std::string& a_sSignal, std::optional<std::string> a_oTypes, Words a_lArguments,
+    Failure emit(const std::string& a_sSignal, const std::optional<std::string>& a_oTypes, Words a_lArguments,
                  unsigned a_iTimes = 1);
     bool isAsleep() const { return Clock::now() < m_oWakeUp; }
     /// Carries out the whole lines that are there, unless asleep.
