@@ -33,10 +33,15 @@ void PersistScript::setWaitTime(unsigned long a_iSeconds)
     m_oWait = toWait(a_iSeconds);
 }
 
+bool PersistScript::isDue() const
+{
+    const bool bWaiting = m_oFirstUnsaved && m_oWait.count() > 0;
+    return m_bTriggered || (bWaiting && m_oNow() - *m_oFirstUnsaved >= m_oWait);
+}
+
 void PersistScript::process(bool a_bFinal)
 {
-    const bool bWaitOver = m_oFirstUnsaved && m_oWait.count() > 0 && m_oNow() - *m_oFirstUnsaved >= m_oWait;
-    if (m_bTriggered || bWaitOver || (a_bFinal && m_oFirstUnsaved)) {
+    if (isDue() || (a_bFinal && m_oFirstUnsaved)) {
         m_bTriggered = false;
         m_oFirstUnsaved.reset();
         m_oHook.persist(m_eMode);

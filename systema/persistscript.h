@@ -38,6 +38,8 @@ public:
     /// Calls the hook when a save is triggered or the wait is over. True is the last call before the end:
     /// it calls the hook whenever anything is unsaved.
     void process(bool a_bFinal);
+    /// True when process would call the hook.
+    bool isDue() const;
     /// The next process calls the hook whatever is pending.
     void trigger() { m_bTriggered = true; }
     void setPersistMode(EPersistMode a_eMode) { m_eMode = a_eMode; }
