@@ -14,7 +14,9 @@ constexpr std::size_t c_iOutputSize = 2048;
 constexpr const char* c_pSaveCommand = "srv-save-config-active";
 } // namespace
 
-FlashThread::FlashThread(int a_iModule) : m_iModule(a_iModule)
+FlashThread::FlashThread(int a_iModule, int a_iCeilingSeconds)
+    : m_iModule(a_iModule),
+      m_iCeilingSeconds(a_iCeilingSeconds)
 {
     pthread_mutex_init(&m_oMutex, nullptr);
     pthread_cond_init(&m_oCondition, nullptr);
@@ -84,7 +86,7 @@ void FlashThread::loop()
         if (m_iMode == PersistScript::c_ePersistDefault || m_iMode == PersistScript::c_ePersistRedundant) {
             char aOutput[c_iOutputSize] = "";
             if (const int iResult =
-                    ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput, c_iCeilingSeconds)) {
+                    ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput, m_iCeilingSeconds)) {
                 ZEL_Sysloglevel_error(m_iModule, {"main", 152}, "srv-save-config-active failed: %d (%s)",
                                       iResult, aOutput);
             }

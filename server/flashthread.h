@@ -19,7 +19,7 @@ public:
     static constexpr int c_iCeilingSeconds = 30;
 
     /// Creates the thread; a_iModule is the log module of main.
-    explicit FlashThread(int a_iModule);
+    explicit FlashThread(int a_iModule, int a_iCeilingSeconds = c_iCeilingSeconds);
     /// Ends and joins the thread. A save asked for before is still run, and waited for.
     ~FlashThread();
     FlashThread(const FlashThread&) = delete;
@@ -35,6 +35,7 @@ private:
     void request(PersistScript::EPersistMode a_eMode);
 
     const int m_iModule;
+    const int m_iCeilingSeconds;
     pthread_mutex_t m_oMutex;
     pthread_cond_t m_oCondition; // something is asked for
     pthread_cond_t m_oTaken;     // what was asked for is being done
