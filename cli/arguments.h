@@ -34,7 +34,7 @@ struct Arguments
     std::optional<Assignment> m_oKey; // with a text
     bool m_bAll = false;
     bool m_bRows = false;
-    std::string m_sFile; // to read; empty or "-": standard input
+    std::string m_sFile; // when it is read, empty or "-" for standard input
     std::chrono::milliseconds m_oWait{0};
 
     std::string m_sFifo;

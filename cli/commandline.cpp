@@ -187,6 +187,22 @@ void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
         ->check(CLI::IsMember({"default", "redundant", "nosqldump"}));
 }
 
+void declareBackup(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_option("FILE", a_oArguments.m_sFile, "the archive to write, zipped if it ends in .gz or .tgz")
+        ->required();
+    declareFifo(a_oApp, a_oArguments);
+    a_oApp.add_option("-x,--dump-path", a_oArguments.m_sDumpDirectory, "where the daemon writes its dumps")
+        ->type_name("DIR")
+        ->default_str(a_oArguments.m_sDumpDirectory);
+}
+
+void declareRestoreCheck(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_option("DIR", a_oArguments.m_sDirectory, "directory of dumps, or of generations of them")
+        ->required();
+}
+
 constexpr std::array c_aCommands = {
     Command{"tables", "names of all tables", declareNothing, runTables},
     Command{"schema", "columns of a table, with their types", declareTable, runSchema},
@@ -201,6 +217,10 @@ constexpr std::array c_aCommands = {
     Command{"import", "bring exported tables back", declareWrites, runImport},
     Command{"info", "what the daemon says of itself", declareNothing, runInfo},
     Command{"ctl", "steer the saving of the databases", declareControl, runControl, EWrite::None, false},
+    Command{"backup", "have the databases dumped and pack the dumps", declareBackup, runBackup, EWrite::None,
+            false},
+    Command{"restore-check", "whether dumps are complete and can be loaded", declareRestoreCheck,
+            runRestoreCheck, EWrite::None, false},
 };
 
 void declareProgram(CLI::App& a_oApp, Arguments& a_oArguments)
@@ -211,8 +231,8 @@ void declareProgram(CLI::App& a_oApp, Arguments& a_oArguments)
     a_oApp.add_option("-s,--socket", a_oArguments.m_sSocket, "the daemon's socket")
         ->type_name("SOCKET")
         ->default_str(a_oArguments.m_sSocket);
-    addNumber(a_oApp, "-t,--timeout", "SECONDS", "how long an answer may take, 10 by default", 1,
-              c_iLongestTimeoutSeconds,
+    addNumber(a_oApp, "-t,--timeout", "SECONDS",
+              "how long an answer may take, 10 by default, 30 for a backup", 1, c_iLongestTimeoutSeconds,
               [&](std::uint32_t a_iSeconds) { a_oArguments.m_oTimeout = std::chrono::seconds(a_iSeconds); });
     auto* pJson = a_oApp.add_flag_callback(
         "--json", [&] { a_oArguments.m_eFormat = EFormat::Json; }, "write JSON");

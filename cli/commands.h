@@ -22,5 +22,7 @@ Outcome runExport(Session& a_oSession, const Arguments& a_oArguments);
 Outcome runImport(Session& a_oSession, const Arguments& a_oArguments);
 Outcome runInfo(Session& a_oSession, const Arguments& a_oArguments);
 Outcome runControl(Session& a_oSession, const Arguments& a_oArguments);
+Outcome runBackup(Session& a_oSession, const Arguments& a_oArguments);
+Outcome runRestoreCheck(Session& a_oSession, const Arguments& a_oArguments);
 
 } // namespace systema::cli

@@ -1,123 +1,118 @@
-#bash completion for ledgerctl : commands, options, and the names of tables and columns, which are asked from
-#the running daemon.Without a daemon it offers no names and says nothing.
+# bash completion for ledgerctl: commands, options, and the names of tables and columns, which are asked from
+# the running daemon. Without a daemon it offers no names and says nothing.
 
-#Prints what ledgerctl answers, asked at the socket that the line names.
-_ledgerctl_ask(){ledgerctl ${_ledgerctl_socket : +-s "$_ledgerctl_socket"} - t 1 "$@" 2 > / dev / null}
-
-#Offers the lines of standard input that begin with the word to be completed.The names come from the daemon's
-#tables, so they are never expanded, only quoted; $1 is put behind each.
-_ledgerctl_offer()
-{
-    local name while IFS = read - r name;
-    do
-        if
-            [[-n $name && $name == "$cur" * ]];
-    then COMPREPLY += ("$(printf '%q' " $name ")${1-}")fi done
+# Prints what ledgerctl answers, asked at the socket that the line names.
+_ledgerctl_ask() {
+    ledgerctl ${_ledgerctl_socket:+-s "$_ledgerctl_socket"} -t 1 "$@" 2>/dev/null
 }
 
-_ledgerctl_columns()
-{
-#Names with a comma, a quote or a blank come quoted in CSV; they are left out.
-    _ledgerctl_ask-- csv schema "$1" | sed - e 1d - e '/^"/d' - e 's/,.*//'
+# Offers the lines of standard input that begin with the word to be completed. The names come from the daemon's
+# tables, so they are never expanded, only quoted; $1 is put behind each.
+_ledgerctl_offer() {
+    local name
+    while IFS= read -r name; do
+        if [[ -n $name && $name == "$cur"* ]]; then
+            COMPREPLY+=("$(printf '%q' "$name")${1-}")
+        fi
+    done
 }
 
-_ledgerctl()
-{
-    local cur = ${COMP_WORDS[COMP_CWORD]} previous = ${COMP_WORDS[COMP_CWORD - 1]} local
-        command ='' first ='' word option ='' _ledgerctl_socket ='' local - i i COMPREPLY = ()
+_ledgerctl_columns() {
+    # Names with a comma, a quote or a blank come quoted in CSV; they are left out.
+    _ledgerctl_ask --csv schema "$1" | sed -e 1d -e '/^"/d' -e 's/,.*//'
+}
 
-#"=" is a word of its own, and the one behind it is a value.
-            for ((i = 1; i < COMP_CWORD; i++));
-    do
-        word = $
-        {
-            COMP_WORDS[i]
-        }
-    if
-        [[-n $option]];
-    then if [[$option == -s || $option == --socket]]; then
+_ledgerctl() {
+    local cur=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local command='' first='' word option='' _ledgerctl_socket=''
+    local -i i
+    COMPREPLY=()
+
+    # "=" is a word of its own, and the one behind it is a value.
+    for ((i = 1; i < COMP_CWORD; i++)); do
+        word=${COMP_WORDS[i]}
+        if [[ -n $option ]]; then
+            if [[ $option == -s || $option == --socket ]]; then
                 _ledgerctl_socket=$word
             fi
             option=''
             continue
         fi
         case $word in
-            -s | --socket | -t | --timeout | --row | --key | --wait | -f | --fifo) option=$word ;
-    ;
-            = | -*) ;
-            ;
+            -s | --socket | -t | --timeout | --row | --key | --wait | -f | --fifo | -x | --dump-path) option=$word ;;
+            = | -*) ;;
             *)
-                if [[ ${COMP_WORDS[i - 1]} == = ]];
-            then continue elif[[-z $command]];
-            then command = $word elif[[-z $first]];
-            then first = $word fi;
-            ;
-            esac done if [[$cur == = || $previous == = ]]; then
+                if [[ ${COMP_WORDS[i - 1]} == = ]]; then
+                    continue
+                elif [[ -z $command ]]; then
+                    command=$word
+                elif [[ -z $first ]]; then
+                    first=$word
+                fi
+                ;;
+        esac
+    done
+    if [[ $cur == = || $previous == = ]]; then
         return
     fi
 
     case $previous in
-        -s | --socket | -f | --fifo)
+        -s | --socket | -f | --fifo | -x | --dump-path)
             compopt -o filenames
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
             return
-            ;
-            ;
-        -t | --timeout | --row | --wait) return ;
-        ;
+            ;;
+        -t | --timeout | --row | --wait) return ;;
         --key)
             compopt -o nospace
             _ledgerctl_offer '=' < <(_ledgerctl_columns "$first")
             return
-            ;
-        ;
-        esac
+            ;;
+    esac
 
-            local words ='' if [[$cur == -*]]; then
+    local words=''
+    if [[ $cur == -* ]]; then
         words='-s --socket -t --timeout --json --csv -h --help'
         case $command in
-            '') words+=' --version' ;
-        ;
-            get | set) words+=' --row --key' ;
-            ;
-            del) words+=' --row --key --all' ;
-            ;
-            watch) words+=' --rows' ;
-            ;
-            batch | import) words+=' --wait' ;
-            ;
-            ctl) words+=' -f --fifo -a -p' ;
-            ;
-            esac elif[[-z $command]];
-            then words = ' tables schema count get set add del watch batch export import info ctl' elif
-                [[$command == ctl]]; then
+            '') words+=' --version' ;;
+            get | set) words+=' --row --key' ;;
+            del) words+=' --row --key --all' ;;
+            watch) words+=' --rows' ;;
+            batch | import) words+=' --wait' ;;
+            ctl) words+=' -f --fifo -a -p' ;;
+            backup) words+=' -f --fifo -x --dump-path' ;;
+        esac
+    elif [[ -z $command ]]; then
+        words=' tables schema count get set add del watch batch export import info ctl backup restore-check'
+    elif [[ $command == ctl ]]; then
         case $first in
-            '') words='trigger lock unlock dump waittime persistmode' ;
-            ;
-            dump) words='-a -p -t' ;
-            ;
-            persistmode) words='default redundant nosqldump' ;
-            ;
-            esac fi if[[-n $words]]; then
+            '') words='trigger lock unlock dump waittime persistmode' ;;
+            dump) words='-a -p -t' ;;
+            persistmode) words='default redundant nosqldump' ;;
+        esac
+    fi
+    if [[ -n $words ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
         return
     fi
 
     case $command in
-        watch | export) _ledgerctl_offer < <(_ledgerctl_ask tables) ;
-            ;
+        watch | export) _ledgerctl_offer < <(_ledgerctl_ask tables) ;;
         schema | count | get | set | add | del)
-            if [[ -z $first ]];
-        then _ledgerctl_offer < < (_ledgerctl_ask tables)elif [[$command == get]];
-        then _ledgerctl_offer < < (_ledgerctl_columns "$first")elif [[$command == set || $command == add]];
-        then compopt - o nospace _ledgerctl_offer '=' < < (_ledgerctl_columns "$first")fi;
-        ;
-        batch | import)
+            if [[ -z $first ]]; then
+                _ledgerctl_offer < <(_ledgerctl_ask tables)
+            elif [[ $command == get ]]; then
+                _ledgerctl_offer < <(_ledgerctl_columns "$first")
+            elif [[ $command == set || $command == add ]]; then
+                compopt -o nospace
+                _ledgerctl_offer '=' < <(_ledgerctl_columns "$first")
+            fi
+            ;;
+        batch | import | backup | restore-check)
             compopt -o filenames
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
-            ;
-        ;
-        esac
+            ;;
+    esac
 }
 
-complete - F _ledgerctl ledgerctl
+complete -F _ledgerctl ledgerctl
