@@ -206,7 +206,7 @@ void SqliteFile::runForeign(const std::string& a_sText, std::size_t a_iStart)
     }
 }
 
-std::vector<SqliteFile::Row> SqliteFile::select(const std::string& a_sSql)
+std::vector<SqliteFile::Row> SqliteFile::select(const std::string& a_sSql) const
 {
     std::vector<Row> lRows;
     Statement oStatement(*this, a_sSql.c_str());
@@ -220,7 +220,7 @@ std::vector<SqliteFile::Row> SqliteFile::select(const std::string& a_sSql)
     return lRows;
 }
 
-std::optional<std::string> SqliteFile::findDamage()
+std::optional<std::string> SqliteFile::findDamage() const
 {
     try {
         const std::string sFirst = select("PRAGMA integrity_check(1)").at(0).at(0);
@@ -230,7 +230,7 @@ std::optional<std::string> SqliteFile::findDamage()
     }
 }
 
-SqliteFile::Copied SqliteFile::copyRows(SqliteFile& a_oSource, const std::string& a_sSelect,
+SqliteFile::Copied SqliteFile::copyRows(const SqliteFile& a_oSource, const std::string& a_sSelect,
                                         const std::string& a_sInsert)
 {
     Statement oSelect(a_oSource, a_sSelect.c_str());
@@ -253,16 +253,15 @@ SqliteFile::Copied SqliteFile::copyRows(SqliteFile& a_oSource, const std::string
     return oCopied;
 }
 
-void SqliteFile::copyTo(const std::string& a_sFile)
+void SqliteFile::copyTo(SqliteFile& a_oTarget) const
 {
-    SqliteFile oTarget(a_sFile, EOpen::New);
-    sqlite3_backup* pBackup =
-        sqlite3_backup_init(oTarget.m_pDatabase.get(), "main", m_pDatabase.get(), "main");
+    sqlite3* pTarget = a_oTarget.m_pDatabase.get();
+    sqlite3_backup* pBackup = sqlite3_backup_init(pTarget, "main", m_pDatabase.get(), "main");
     if (pBackup != nullptr) {
         sqlite3_backup_step(pBackup, -1);
         sqlite3_backup_finish(pBackup); // leaves the error with the target
     }
-    oTarget.check(sqlite3_errcode(oTarget.m_pDatabase.get()));
+    a_oTarget.check(sqlite3_errcode(pTarget));
 }
 
 } // namespace systema

@@ -80,14 +80,14 @@ public:
     /// is in the error. It belongs into a Transaction; the text itself can neither begin nor end one, attach
     /// a file or change a setting, and computes no recursive queries.
     void runForeign(const std::string& a_sText, std::size_t a_iStart = 0);
-    std::vector<Row> select(const std::string& a_sSql);
+    std::vector<Row> select(const std::string& a_sSql) const;
     /// What the integrity check finds first.
-    std::optional<std::string> findDamage();
+    std::optional<std::string> findDamage() const;
 
     /// Runs a_sInsert, with a parameter for each column, for every row of a_sSelect in the source.
-    Copied copyRows(SqliteFile& a_oSource, const std::string& a_sSelect, const std::string& a_sInsert);
-    /// Makes a new file of the whole database.
-    void copyTo(const std::string& a_sFile);
+    Copied copyRows(const SqliteFile& a_oSource, const std::string& a_sSelect, const std::string& a_sInsert);
+    /// Makes the target, whatever it holds, a copy of the whole database.
+    void copyTo(SqliteFile& a_oTarget) const;
 
 private:
     struct Close
