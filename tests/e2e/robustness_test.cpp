@@ -4,9 +4,6 @@
 
 #include <fcntl.h>
 #include <filesystem>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace e2e {
@@ -47,6 +44,7 @@ protected:
             EXPECT_EQ(3U, *client().call(request::GetSize{"Twins"}));
             EXPECT_EQ(0U, client().code(request::UpdateKey{"Job", "Id", "1", row({{"Name", "still"}})}));
             EXPECT_EQ(0U, client().info("TransactionOpen"));
+            command("dump -a"); // closes the databases and opens what is there now
         }
     }
 };
@@ -71,7 +69,8 @@ TEST_F(DamagedDatabase, WholeDirectoryDeletedWhileInUse)
         EXPECT_LE(client().code(request::DeleteAll{pTable}), 10U);
         EXPECT_LE(client().code(request::SelectRows{pTable}), 10U);
     }
-    EXPECT_EQ(0U, client().code(request::Ping{}));
+    command("dump -a");
+    EXPECT_NE(0U, client().code(request::DeleteAll{"Item"}));
 }
 
 TEST_F(DamagedDatabase, OverwrittenWithGarbage)
@@ -110,25 +109,11 @@ TEST_F(DamagedDatabase, CutOffWhileInUse)
 class FullDisk : public DaemonTest
 {
 protected:
-    /// A disk of 4 MiB at the place, seen by this process and its children alone.
-    static bool mountSmallDisk(const std::string& a_sPlace)
-    {
-        return ::unshare(CLONE_NEWNS) == 0 &&
-               ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-               ::mount("none", a_sPlace.c_str(), "tmpfs", 0, "size=4m") == 0;
-    }
-
     void SetUp() override
     {
         const std::string sSmall = m_oSandbox.path("small");
         std::filesystem::create_directory(sSmall);
-        int iStatus = -1;
-        const pid_t iProbe = ::fork();
-        if (iProbe == 0) {
-            ::_exit(mountSmallDisk(sSmall) ? 0 : 1);
-        }
-        ::waitpid(iProbe, &iStatus, 0);
-        if (iStatus != 0) {
+        if (!canMountSmallDisk(sSmall)) {
             GTEST_SKIP() << "a disk cannot be mounted here";
         }
         start({"-d", sSmall + "/db"}, [this, sSmall] {
@@ -138,11 +123,7 @@ protected:
         });
     }
 
-    void makeRoom()
-    {
-        std::filesystem::remove("/proc/" + std::to_string(daemon().pid()) + "/root" +
-                                m_oSandbox.path("small/filler"));
-    }
+    void makeRoom() { std::filesystem::remove(seenByDaemon("small/filler")); }
 
     /// Inserts until there is no room; the code that the last one got.
     unsigned fill()
@@ -186,13 +167,6 @@ TEST_F(FullDisk, TransactionThatFindsNoRoomKeepsNothing)
 class Smuggling : public RunningDaemonTest
 {
 protected:
-    std::string exported()
-    {
-        const auto oExport = ledgerctl({"export"});
-        EXPECT_EQ(0, oExport.m_iStatus);
-        return oExport.m_sOutput;
-    }
-
     ValueList valuesNamed(const std::string& a_sName)
     {
         ValueList lValues;
