@@ -136,29 +136,6 @@ TEST_F(LargeTable, SlowReaderCostsLittleMemoryAndHoldsNobodyUp)
     }
 }
 
-TEST_F(LargeTable, ReadThatAWriteOvertakesEndsWith2)
-{
-    RawClient oReader(socket());
-    const auto oOvertake = [&](const std::function<void()>& a_oWrite) {
-        ASSERT_TRUE(beginReading(oReader));
-        a_oWrite();
-        EXPECT_EQ(2U, skipToReply(oReader));
-        EXPECT_EQ(0U, oReader.ask(request::Ping{}));
-    };
-    const request::UpdateKey oUpdate{"Large", "Id", "20000", row({{"Text", "new"}})};
-    oOvertake([&] { EXPECT_EQ(0U, client().code(oUpdate)); });
-    oOvertake([&] {
-        EXPECT_EQ(0U, client().code(request::Begin{}));
-        EXPECT_EQ(0U, client().code(request::DeleteAll{"Large"}));
-        EXPECT_EQ(0U, client().code(request::Rollback{}));
-    });
-    EXPECT_EQ(0U, client().code(request::Begin{}));
-    EXPECT_EQ(0U, client().code(oUpdate));
-    oOvertake([&] { EXPECT_EQ(0U, client().code(request::Rollback{})); });
-    oOvertake([&] { EXPECT_EQ(0U, client().code(request::DeleteKey{"Large", "Id", "1"})); });
-    EXPECT_EQ(0U, beginReading(oReader) ? skipToReply(oReader) : 99U);
-}
-
 TEST_F(LargeTable, OwnRequestsWaitForTheEndOfTheRead)
 {
     RawClient oReader(socket());

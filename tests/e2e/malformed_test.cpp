@@ -137,27 +137,6 @@ TEST_F(Malformed, EveryByteChangedLeavesTheDaemonSane)
     expectNothingHappened();
 }
 
-TEST_F(Malformed, RandomBytesLeaveTheDaemonSane)
-{
-    std::mt19937 oRandom(20240301);
-    const auto eHellos = {RawClient::EHello::NotYet, RawClient::EHello::Said};
-    for (int i = 0; i < 200; ++i) {
-        std::string sBytes(oRandom() % 2000, '\0');
-        for (char& cByte : sBytes) {
-            cByte = static_cast<char>(oRandom());
-        }
-        // Half of them begin with a header that can be, so that the random bytes are a body.
-        const auto eOperation = static_cast<EOperation>(oRandom() % 64);
-        const std::string sFrame = makeFrame(EKind::Request, eOperation, 1, sBytes);
-        for (const auto eHello : eHellos) {
-            RawClient oClient(socket(), eHello);
-            oClient.send(i % 2 == 0 ? sBytes : sFrame);
-            expectSanity(oClient, testing::PrintToString(sFrame));
-        }
-    }
-    expectNothingHappened();
-}
-
 TEST_F(Malformed, FramesThatCannotBeAreRefusedAtTheirHeader)
 {
     const std::string sPing = frameOf(request::Ping{});

@@ -173,29 +173,3 @@ TEST_F(ClientSessionTest, UnreadOutputHoldsBackRequestsThatAreReceivedAlready)
         EXPECT_GT(lHeaders[i].bodySize(), c_iRowSize);
     }
 }
-
-TEST_F(ClientSessionTest, AnUnknownTableFilterIsAMalformedRequest)
-{
-    exchange(hexBlock("hello"));
-    const auto lHeaders =
-        headers(exchange(request(EOperation::GetTables, 9, [](Writer& a_oWriter) { a_oWriter.u8(3); })));
-    ASSERT_EQ(lHeaders.size(), 1U);
-    EXPECT_EQ(lHeaders[0].m_iId, 9U);
-    EXPECT_EQ(lHeaders[0].m_iCode, EResultCode::Protocol);
-    EXPECT_EQ(lHeaders[0].bodySize(), 0U);
-    EXPECT_TRUE(m_bClosed);
-}
-
-TEST_F(ClientSessionTest, AClientThatShutsItsSendingSideDownStillGetsItsAnswers)
-{
-    exchange(hexBlock("hello"));
-    std::string sRequests;
-    for (unsigned i = 0; i < 3 * c_iFairness; ++i) {
-        sRequests += ping(i);
-    }
-    EXPECT_EQ(::write(m_oClient.get(), sRequests.data(), sRequests.size()),
-              static_cast<ssize_t>(sRequests.size()));
-    ::shutdown(m_oClient.get(), SHUT_WR);
-    EXPECT_EQ(headers(receive()).size(), 3 * c_iFairness);
-    EXPECT_TRUE(m_bClosed);
-}
