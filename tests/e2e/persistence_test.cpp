@@ -88,6 +88,7 @@ protected:
     /// A save of which nothing reaches the dump directory.
     void expectNothingDumped()
     {
+        fs::remove(m_oSandbox.path("saves"));
         write("not saved");
         const auto lLog = logOf([this] { command("trigger"); });
         EXPECT_EQ(21, std::ranges::count_if(lLog, [](const std::string& a_sLine) {
@@ -111,6 +112,14 @@ public:
         ::mkfifo(m_sGate.c_str(), 0600);
         m_oGate.reset(::open(m_sGate.c_str(), O_RDWR | O_CLOEXEC));
     }
+
+    ~Gate()
+    {
+        fs::remove(m_sBegun);
+        fs::remove(m_sGate);
+    }
+    Gate(const Gate&) = delete;
+    Gate& operator=(const Gate&) = delete;
 
     /// What the script has to do.
     std::string script() const { return "touch " + m_sBegun + "; read x < " + m_sGate; }
@@ -190,6 +199,8 @@ TEST_F(Persistence, LockHoldsNotificationsAndSavesBackUntilUnlock)
     daemon().signal(SIGCONT);
     EXPECT_EQ(0U, oWriter.receiveCode());
     EXPECT_TRUE(eventually([&] { return oWriter.ask(setNote("refused")) == 3U; }));
+    EXPECT_EQ(3U, oWriter.ask(request::Begin{}));
+    EXPECT_EQ("before the lock", client().cell("Item", 1, "Note"));
     command("trigger");
     EXPECT_THAT(client().changes(), IsEmpty());
     EXPECT_THAT(daemon().errors(), Not(HasSubstr("Persisted")));
@@ -279,33 +290,22 @@ TEST_F(Dump, ManyClientsGoOnAsIfNothingHadBeen)
     }
 }
 
-/// A database that this process uses as well.
-class OtherUser
+/// Runs a statement on a database that the daemon uses as well; the lock stays until the result goes.
+std::unique_ptr<sqlite3, decltype(&sqlite3_close)> use(const std::string& a_sFile, const char* a_pStatement)
 {
-public:
-    OtherUser(const std::string& a_sFile, const char* a_pStatement)
-    {
-        sqlite3* pDatabase = nullptr;
-        sqlite3_open(a_sFile.c_str(), &pDatabase);
-        m_pDatabase.reset(pDatabase);
-        EXPECT_EQ(SQLITE_OK, sqlite3_exec(pDatabase, a_pStatement, nullptr, nullptr, nullptr));
-    }
-
-private:
-    struct Close
-    {
-        void operator()(sqlite3* a_pDatabase) const { sqlite3_close(a_pDatabase); }
-    };
-    std::unique_ptr<sqlite3, Close> m_pDatabase;
-};
+    sqlite3* pDatabase = nullptr;
+    sqlite3_open(a_sFile.c_str(), &pDatabase);
+    EXPECT_EQ(SQLITE_OK, sqlite3_exec(pDatabase, a_pStatement, nullptr, nullptr, nullptr));
+    return {pDatabase, &sqlite3_close};
+}
 
 TEST_F(Persistence, DatabasesInUseByAnotherProcessDoNotKeepTheOthersFromBeingSaved)
 {
     {
-        const OtherUser oWriter(m_oSandbox.database("services.db"), "BEGIN EXCLUSIVE");
+        const auto pWriter = use(m_oSandbox.database("services.db"), "BEGIN EXCLUSIVE");
         startWith("0");
-        const OtherUser oReader(m_oSandbox.database("persistent-common.db"),
-                                "BEGIN; SELECT COUNT(*) FROM Item");
+        const auto pReader =
+            use(m_oSandbox.database("persistent-common.db"), "BEGIN; SELECT COUNT(*) FROM Item");
         const std::string sCorrupt =
             "error SqliteDump SQL dump " + dumpFile("services.db") + " is corrupt. Retry ";
         EXPECT_THAT(
@@ -350,57 +350,30 @@ TEST_F(Dump, AWriterThatAKilledDaemonLeavesGetsThroughToTheNext)
     EXPECT_TRUE(hasAllDumps());
 }
 
-/// What keeps the dumps from being written, and what mends it.
-struct Misfortune
+TEST_F(Persistence, WithoutDumpsThatIsLoggedAndTheNextSaveIsGoodAgain)
 {
-    const char* m_pName;
-    void (*m_pBreak)(const Sandbox& a_oSandbox);
-    void (*m_pMend)(const Sandbox& a_oSandbox);
-};
-
-void removeDumps(const Sandbox& a_oSandbox)
-{
-    fs::remove_all(a_oSandbox.path("flash/sql"));
-}
-
-void makeDirectory(const Sandbox& a_oSandbox)
-{
-    removeDumps(a_oSandbox);
-    fs::create_directory(a_oSandbox.path("flash/sql"));
-}
-
-void linkShell(const Sandbox& a_oSandbox)
-{
-    fs::create_symlink("/usr/bin/sqlite3", a_oSandbox.path("bin/sqlite3"));
-}
-
-constexpr Misfortune c_aMisfortunes[] = {
-    {"NoDirectory", &removeDumps, &makeDirectory},
-    {"AFileInItsPlace",
-     [](const Sandbox& a_oSandbox) {
-         removeDumps(a_oSandbox);
-         writeFile(a_oSandbox.path("flash/sql"), "mine");
-     },
-     &makeDirectory},
-    {"NoShell", [](const Sandbox& a_oSandbox) { fs::remove(a_oSandbox.path("bin/sqlite3")); }, &linkShell},
-};
-
-class DumpMisfortune : public Persistence, public testing::WithParamInterface<Misfortune>
-{
-    void SetUp() override { linkShell(m_oSandbox); }
-};
-
-TEST_P(DumpMisfortune, IsLoggedAndTheNextSaveIsGoodAgain)
-{
-    GetParam().m_pBreak(m_oSandbox);
+    const std::string sDumps = m_oSandbox.path("flash/sql");
+    const std::string sShell = m_oSandbox.path("bin/sqlite3");
+    const auto linkShell = [&] { fs::create_symlink("/usr/bin/sqlite3", sShell); };
+    const struct
+    {
+        std::function<void()> m_oBreak;
+        std::function<void()> m_oMend;
+    } aMisfortunes[] = {
+        {[&] { fs::remove_all(sDumps); }, [&] { fs::create_directory(sDumps); }},
+        {[&] { fs::remove_all(sDumps), writeFile(sDumps, "no directory"); },
+         [&] { fs::remove(sDumps), fs::create_directory(sDumps); }},
+        {[&] { fs::remove(sShell); }, linkShell},
+    };
+    linkShell();
     startWith("0", [this] { ::setenv("PATH", m_oSandbox.path("bin").c_str(), 1); });
-    expectNothingDumped();
-    GetParam().m_pMend(m_oSandbox);
-    expectSaved("not saved");
+    for (const auto& oMisfortune : aMisfortunes) {
+        oMisfortune.m_oBreak();
+        expectNothingDumped();
+        oMisfortune.m_oMend();
+        expectSaved("not saved");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(, DumpMisfortune, testing::ValuesIn(c_aMisfortunes),
-                         [](const auto& a_oInfo) { return a_oInfo.param.m_pName; });
 
 TEST_F(Persistence, FullFlashIsLoggedAndTheNextSaveIsGoodAgain)
 {
@@ -420,34 +393,28 @@ TEST_F(Persistence, FullFlashIsLoggedAndTheNextSaveIsGoodAgain)
                 testing::AllOf(HasSubstr("'not saved'"), testing::EndsWith("COMMIT;\n")));
 }
 
-class KilledWhileSaving : public Persistence, public testing::WithParamInterface<const char*>
+TEST_F(Persistence, KilledWhileItSavesTheNextDaemonHasTheChangeAndSavesIt)
 {
-};
-
-TEST_P(KilledWhileSaving, TheNextDaemonHasTheChangeAndSavesIt)
-{
-    {
-        Gate oGate(m_oSandbox);
-        putScript(GetParam(), oGate.script());
+    for (const char* pKilledIn : {"sqlite3", c_pSave}) {
+        {
+            Gate oGate(m_oSandbox);
+            putScript(pKilledIn, oGate.script());
+            startWith("0");
+            write(pKilledIn);
+            const zel::UniqueFd oFifo = openFifo();
+            EXPECT_EQ(7, ::write(oFifo.get(), "trigger", 7));
+            ASSERT_TRUE(oGate.waitForScript());
+            daemon().signal(SIGKILL);
+            ASSERT_TRUE(daemon().wait());
+        }
+        fs::remove(m_oSandbox.path("bin/sqlite3"));
+        putScript(c_pSave, "echo saved >> " + m_oSandbox.path("saves"));
         startWith("0");
-        write("survives");
-        const zel::UniqueFd oFifo = openFifo();
-        EXPECT_EQ(7, ::write(oFifo.get(), "trigger", 7));
-        ASSERT_TRUE(oGate.waitForScript());
-        daemon().signal(SIGKILL);
-        ASSERT_TRUE(daemon().wait());
+        EXPECT_EQ(pKilledIn, client().cell("Item", 1, "Note"));
+        expectSaved(pKilledIn);
+        stop();
     }
-    fs::remove(m_oSandbox.path("bin/sqlite3"));
-    putScript(c_pSave, "echo saved >> " + m_oSandbox.path("saves"));
-    startWith("0");
-    EXPECT_EQ("survives", client().cell("Item", 1, "Note"));
-    expectSaved("survives");
 }
-
-INSTANTIATE_TEST_SUITE_P(, KilledWhileSaving, testing::Values("sqlite3", "srv-save-config-active"),
-                         [](const auto& a_oInfo) {
-                             return a_oInfo.param == std::string("sqlite3") ? "Shell" : "SaveCommand";
-                         });
 
 } // namespace
 } // namespace e2e
