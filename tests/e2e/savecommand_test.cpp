@@ -53,6 +53,13 @@ protected:
         }
     }
 
+    void SetUp() override
+    {
+        if (c_bSanitized) {
+            GTEST_SKIP() << "nothing of this is compiled with a sanitizer";
+        }
+    }
+
     std::string tools() const { return m_oSandbox.path("bin"); }
     std::string store() const { return m_oSandbox.path("flash/store"); }
     std::string dump(const std::string& a_sName) const { return m_oSandbox.path("flash/sql/" + a_sName); }
