@@ -307,8 +307,7 @@ TEST_F(Ledgerctl, BackupThatFailsLeavesTheFileAlone)
     expectError(64, "/dev/null is not a regular file", {"backup", "/dev/null"});
 
     start({}, [] { ::setenv("PATH", "/without/sqlite3", 1); });
-    expectError(1, m_oSandbox.path("flash/sql/persistent-common.db.sql: empty"),
-                {"-t", "1", "backup", sFile});
+    expectError(1, m_oSandbox.path("flash/sql/persistent-common.db.sql: empty"), {"backup", sFile});
     EXPECT_EQ("older", readFile(sFile));
     EXPECT_EQ(1, std::distance(fs::directory_iterator(m_oSandbox.path("backups")), {}));
     EXPECT_EQ(3, std::distance(fs::directory_iterator(m_oSandbox.path("tmp")), {}))
