@@ -104,14 +104,6 @@ TEST_F(Lifecycle, SecondInstanceIsRefusedBeforeItTouchesAnything)
     EXPECT_EQ(3U, *Client(socket()).call(request::GetSize{"Item"}));
 }
 
-TEST_F(Lifecycle, PidFileOfAnyLiveProcessIsOccupied)
-{
-    const std::string sOurs = std::to_string(::getpid()) + "\n";
-    writeFile(m_oSandbox.pidFile(), sOurs);
-    EXPECT_EQ(1, runDaemon(paths()).m_iStatus);
-    EXPECT_EQ(sOurs, readFile(m_oSandbox.pidFile()));
-}
-
 TEST_F(Lifecycle, SocketThatAnswersIsLeftToItsOwner)
 {
     start();

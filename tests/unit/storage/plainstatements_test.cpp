@@ -268,7 +268,7 @@ TEST_P(PlainStatementsTest, codesRowsLinesAndContentsAreThoseOfPlainStatements)
     const std::string sOther = m_oDir.file("plain.db");
     ASSERT_EQ(tests::runSql(sFresh, c_pSchema), "");
     tests::runSql(sFresh, "CREATE TABLE " + longTable() + " AS SELECT Id, Word FROM Watched");
-    for (unsigned iSeed = 0; iSeed < 40; ++iSeed) {
+    for (unsigned iSeed = 0; iSeed < 20; ++iSeed) {
         constexpr auto c_eReplace = std::filesystem::copy_options::overwrite_existing;
         std::filesystem::copy_file(sFresh, file(), c_eReplace);
         std::filesystem::copy_file(sFresh, sOther, c_eReplace);

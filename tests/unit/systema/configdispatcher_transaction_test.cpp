@@ -97,17 +97,6 @@ TEST_F(TransactionTest, AFailingCommitRollsTheRestBackAndTellsOnlyWhatWasCommitt
     EXPECT_EQ(oListener.m_lTold, NameList({"Stored"}));
 }
 
-TEST_F(TransactionTest, ACommitThatThrowsIsAFailedCommit)
-{
-    m_oVirtual.m_sThrows = "commitTransaction";
-    begin(m_pMe);
-    takeCalls();
-    EXPECT_EQ(commit(m_pMe), EResultCode::Failure);
-    EXPECT_THAT(m_lCalls, ElementsAre("virtual.commitTransaction", "virtual.rollbackTransaction",
-                                      "stored.rollbackTransaction"));
-    EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
-}
-
 TEST_F(TransactionTest, ARollbackGoesThroughEveryPluginAndReportsTheFirstFailure)
 {
     begin(m_pMe);

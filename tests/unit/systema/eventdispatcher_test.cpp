@@ -219,16 +219,6 @@ TEST_F(EventDispatcherTest, ASignalEndsTheWait)
     ::sigaction(SIGALRM, &oOld, nullptr);
 }
 
-TEST_F(EventDispatcherTest, EndPassMakesTheNextCallReturnNothingOnce)
-{
-    const Pair oPair;
-    Handler oHandler([&](int) { m_oEvents.endPass(); });
-    registerReadable(oPair, oHandler);
-    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
-    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 0);
-    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
-}
-
 TEST_F(EventDispatcherTest, NoTimerRunsBetweenEndPassAndTheEndOfThePass)
 {
     const Pair oPair;
