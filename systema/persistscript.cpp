@@ -33,6 +33,14 @@ void PersistScript::setWaitTime(unsigned long a_iSeconds)
     m_oWait = toWait(a_iSeconds);
 }
 
+void PersistScript::setPersistMode(EPersistMode a_eMode)
+{
+    m_eMode = a_eMode;
+    if (a_eMode != c_ePersistNoSqlDump && std::exchange(m_bHeldBack, false)) {
+        markChanged();
+    }
+}
+
 bool PersistScript::isDue() const
 {
     const bool bWaiting = m_oFirstUnsaved && m_oWait.count() > 0;
@@ -43,6 +51,7 @@ void PersistScript::process(bool a_bFinal)
 {
     if (isDue() || (a_bFinal && m_oFirstUnsaved)) {
         m_bTriggered = false;
+        m_bHeldBack = m_eMode == c_ePersistNoSqlDump && (m_bHeldBack || m_oFirstUnsaved);
         m_oFirstUnsaved.reset();
         m_oHook.persist(m_eMode);
     }

@@ -391,6 +391,13 @@ TEST_F(Persistence, FullFlashIsLoggedAndTheNextSaveIsGoodAgain)
     EXPECT_THAT(logOf([this] { command("trigger"); }), testing::Contains(HasSubstr("count: 2")).Times(1));
     EXPECT_THAT(readFile(seenByDaemon("flash/sql/persistent-common.db.sql")),
                 testing::AllOf(HasSubstr("'not saved'"), testing::EndsWith("COMMIT;\n")));
+
+    // The complete dumps of before are no proof of new ones.
+    const std::string sPid = std::to_string(daemon().pid());
+    ASSERT_EQ(0,
+              run("/usr/bin/nsenter", {{"-t", sPid, "-m", "mount", "-o", "remount,ro", sDumps}}).m_iStatus);
+    EXPECT_THAT(logOf([this] { command("trigger"); }),
+                testing::Contains(HasSubstr("persistent-common.db.sql is corrupt. Retry 0 times")));
 }
 
 TEST_F(Persistence, KilledWhileItSavesTheNextDaemonHasTheChangeAndSavesIt)
