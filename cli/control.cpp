@@ -35,6 +35,7 @@ private:
 client::Status failure(const std::string& a_sFifo, int a_iError)
 {
     switch (a_iError) {
+    case ENOENT: // a daemon that ends removes it
     case ENXIO:
     case EPIPE:
         return client::Status::disconnected("no daemon listens on " + a_sFifo);

@@ -303,7 +303,7 @@ TEST_F(Ledgerctl, BackupThatFailsLeavesTheFileAlone)
     daemon().signal(SIGSTOP);
     expectError(69, "the daemon has not written its dumps to ", {"-t", "1", "backup", sFile});
     stop();
-    expectError(69, "cannot write to " + m_oSandbox.path("tmp/ledgerd.fifo"), {"backup", sFile});
+    expectError(69, "no daemon listens on " + m_oSandbox.path("tmp/ledgerd.fifo"), {"backup", sFile});
     expectError(64, "/dev/null is not a regular file", {"backup", "/dev/null"});
 
     start({}, [] { ::setenv("PATH", "/without/sqlite3", 1); });

@@ -89,7 +89,7 @@ TEST_F(LocalTest, CommandsInQuickSuccessionStayApart)
 TEST_F(LocalTest, ControlNeverWaitsAndNeverMakesAFile)
 {
     const std::string sFifo = path("fifo");
-    EXPECT_EQ(control("lock"), "ledgerctl: cannot write to " + sFifo + ": No such file or directory [69]\n");
+    EXPECT_EQ(control("lock"), "ledgerctl: no daemon listens on " + sFifo + " [69]\n");
     EXPECT_FALSE(fs::exists(sFifo));
     listen();
     m_oFifo.reset();
