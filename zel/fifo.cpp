@@ -73,6 +73,19 @@ bool Fifo::reopen()
 
 bool Fifo::unlink()
 {
+    struct stat oOurs
+    {
+    };
+    struct stat oNamed
+    {
+    };
+    if (::fstat(m_oFd.get(), &oOurs) != 0 || ::lstat(m_sName.c_str(), &oNamed) != 0) {
+        return false;
+    }
+    if (oOurs.st_dev != oNamed.st_dev || oOurs.st_ino != oNamed.st_ino) {
+        errno = EEXIST;
+        return false;
+    }
     return ::unlink(m_sName.c_str()) == 0;
 }
 

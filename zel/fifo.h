@@ -27,7 +27,7 @@ public:
     /// descriptor: what they have written stays to be read. False (with errno) when it cannot be opened;
     /// the old descriptor is then kept.
     [[nodiscard]] bool reopen();
-    /// Removes its name. False with errno.
+    /// Removes its name. False with errno; EEXIST when the name is another file's by now, which stays.
     bool unlink();
 
 private:
