@@ -4,6 +4,7 @@
 #include "zel/log.h"
 
 #include <cstring>
+#include <string_view>
 #include <unistd.h>
 
 namespace zel::cfg {
@@ -87,8 +88,10 @@ void FlashThread::loop()
             char aOutput[c_iOutputSize] = "";
             if (const int iResult =
                     ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput, m_iCeilingSeconds)) {
-                ZEL_Sysloglevel_error(m_iModule, {"main", 152}, "srv-save-config-active failed: %d (%s)",
-                                      iResult, aOutput);
+                const std::string_view sOutput(aOutput);
+                const auto iLength = static_cast<int>(sOutput.find_last_not_of('\n') + 1);
+                ZEL_Sysloglevel_error(m_iModule, {"main", 152}, "srv-save-config-active failed: %d (%.*s)",
+                                      iResult, iLength, aOutput);
             }
         }
         pthread_mutex_unlock(&m_oMutex);
