@@ -5,6 +5,7 @@
 #include "restore/schema.h"
 #include "zel/log.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace fs = std::filesystem;
@@ -122,7 +123,8 @@ ERestored DatabaseRestore::make()
     bool bSaved = false;
     for (std::size_t i = 0; i < std::min(m_lGenerations.size(), c_iGenerationsTried); ++i) {
         const std::string sDump = m_lGenerations[i].m_sDirectory + "/" + m_oFile.m_pName + ".sql";
-        if (!m_oFile.m_bPersistent || !fs::exists(sDump)) {
+        std::error_code oUnreadable; // which is no reason to take it for one that was never saved
+        if (!m_oFile.m_bPersistent || (!fs::exists(sDump, oUnreadable) && !oUnreadable)) {
             continue;
         }
         bSaved = true;

@@ -33,12 +33,14 @@ bool Migrations::Migration::isFor(const std::string& a_sDatabase) const
 
 Migrations::Migrations(const std::string& a_sDirectory, int a_iLogModule) : m_iModule(a_iLogModule)
 {
-    if (!fs::exists(a_sDirectory)) {
-        return;
-    }
     std::set<fs::path> lPaths; // of two with one number, the same is taken on every device
-    for (const auto& oEntry : fs::directory_iterator(a_sDirectory)) {
-        lPaths.insert(oEntry.path());
+    try {
+        if (fs::exists(a_sDirectory)) {
+            const fs::directory_iterator oFiles(a_sDirectory);
+            lPaths.insert(begin(oFiles), end(oFiles));
+        }
+    } catch (const fs::filesystem_error& oError) {
+        ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s", oError.what());
     }
     for (const auto& oPath : lPaths) {
         try {

@@ -14,8 +14,7 @@ namespace zel::cfg {
 class Migrations
 {
 public:
-    /// Reads those of a directory; there are none when it does not exist. Throws
-    /// std::filesystem::filesystem_error.
+    /// Reads those of a directory; there are none when it does not exist, or cannot be read, which is logged.
     Migrations(const std::string& a_sDirectory, int a_iLogModule);
 
     /// The highest number over all databases, 0 without migrations.

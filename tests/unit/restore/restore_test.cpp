@@ -95,32 +95,33 @@ TEST_F(RestoreTest, withoutFactoryOneDatabaseIsMissingAndTheOthersAreMade)
 TEST_F(RestoreTest, aStoreThatCannotBeReadIsNoFirstBoot)
 {
     writeFile(m_oDir.file("store"), "");
+    std::filesystem::remove(m_oDir.file("factory/migrations"));
+    writeFile(m_oDir.file("factory/migrations"), "");
     EXPECT_EQ(restore(), ERestored::FellBack);
     EXPECT_EQ(text(), "factory|");
 }
 
-/// A journal as a killed process leaves it, for a database of a few pages.
-std::string hotJournal()
+/// The bytes of a database and its journal as a process leaves them that is killed within a transaction, when
+/// part of it is in the file.
+std::pair<std::string, std::string> killedWhileWriting(const std::string& a_sFile)
 {
-    const TempDir oDir;
     sqlite3* pRaw = nullptr;
-    sqlite3_open(oDir.file("a.db").c_str(), &pRaw);
+    sqlite3_open(a_sFile.c_str(), &pRaw);
     const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> pDatabase(pRaw, &sqlite3_close);
-    EXPECT_EQ(sqlite3_exec(pRaw,
-                           "PRAGMA cache_size = 1; CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT);"
-                           "INSERT INTO T VALUES (1, 'foreign'), (2, zeroblob(9000));"
-                           "BEGIN; UPDATE T SET Text = zeroblob(9000);",
-                           nullptr, nullptr, nullptr),
-              SQLITE_OK);
-    return readFile(oDir.file("a.db-journal"));
+    const char* const pHalf =
+        "PRAGMA cache_size = 1; CREATE TABLE IF NOT EXISTS T (Id INTEGER PRIMARY KEY, Text TEXT);"
+        "INSERT INTO T WITH RECURSIVE N(I) AS (SELECT 10 UNION ALL SELECT I + 1 FROM N LIMIT 999)"
+        " SELECT I, hex(randomblob(99)) FROM N;"
+        "BEGIN; UPDATE T SET Text = hex(randomblob(99)) WHERE Id >= 10;";
+    EXPECT_EQ(sqlite3_exec(pRaw, pHalf, nullptr, nullptr, nullptr), SQLITE_OK);
+    return {readFile(a_sFile), readFile(a_sFile + "-journal")};
 }
 
 TEST_F(RestoreTest, noStaleFileReachesTheNewDatabase)
 {
     save(1, dumpOf("saved"));
     std::filesystem::create_directory(m_oDir.file("db"));
-    const std::string sJournal = hotJournal();
-    ASSERT_GT(sJournal.size(), 4096U);
+    const std::string sJournal = killedWhileWriting(m_oDir.file("other.db")).second;
     writeFile(database() + ".restore", c_sNoise);
     writeFile(database() + ".restore-journal", sJournal);
     writeFile(database(), c_sNoise);
@@ -130,8 +131,10 @@ TEST_F(RestoreTest, noStaleFileReachesTheNewDatabase)
     EXPECT_EQ(text(), "saved|");
     EXPECT_EQ(countFiles(), std::size(systema::c_aDatabaseFiles));
 
+    const std::string sRestored = readFile(database());
     writeFile(database() + "-journal", sJournal);
-    EXPECT_NE(text(), "saved|") << "this journal shows nothing";
+    text();
+    EXPECT_NE(readFile(database()), sRestored) << "this journal does no harm";
 }
 
 TEST_F(RestoreTest, touchesNothingThatIsInUse)
@@ -167,6 +170,15 @@ TEST_F(RestoreTest, keepsWhatIsSoundAndCurrent)
     EXPECT_EQ(getSource(), "kept");
     EXPECT_EQ(text(), "not saved yet|");
     EXPECT_EQ(getSource("transient.db"), "kept");
+
+    const auto [sHalf, sJournal] = killedWhileWriting(database());
+    const std::string sCommitted = readFile(database());
+    EXPECT_NE(sHalf, sCommitted);
+    writeFile(database(), sHalf);
+    writeFile(database() + "-journal", sJournal);
+    EXPECT_EQ(restore(true), ERestored::Current);
+    EXPECT_EQ(getSource(), "kept");
+    EXPECT_EQ(readFile(database()), sCommitted);
 
     sql("ALTER TABLE T ADD COLUMN More TEXT");
     EXPECT_EQ(restore(true), ERestored::Current);
