@@ -124,7 +124,6 @@ TEST_F(RestoreTest, noStaleFileReachesTheNewDatabase)
     const std::string sJournal = killedWhileWriting(m_oDir.file("other.db")).second;
     writeFile(database() + ".restore", c_sNoise);
     writeFile(database() + ".restore-journal", sJournal);
-    writeFile(database(), c_sNoise);
     writeFile(database() + "-journal", sJournal);
     writeFile(database() + "-wal", c_sNoise);
     EXPECT_EQ(restore(), ERestored::Current);

@@ -19,7 +19,8 @@ TEST_F(UpgradeTest, bringsRowsInByTheNamesOfTablesAndColumns)
                  "INSERT INTO \"Odd\"\"Name\" VALUES(7,'b','O''Neil');\n"
                  "CREATE TABLE Empty (Id INTEGER PRIMARY KEY AUTOINCREMENT);\n"
                  "CREATE TABLE Dropped (Id INTEGER PRIMARY KEY);\nINSERT INTO Dropped VALUES(1),(2);\n"
-                 "CREATE TABLE Bag (Text TEXT);\nINSERT INTO Bag VALUES('z'),('a');\n"
+                 "CREATE TABLE Bag (Text TEXT, Wide TEXT);\nINSERT INTO Bag VALUES('z',''),('a','');\nCREATE "
+                 "INDEX I ON Bag(Text);\n"
                  "DELETE FROM sqlite_sequence;\nINSERT INTO sqlite_sequence VALUES('Empty',41);\n"));
     setFactory("CREATE TABLE \"Odd\"\"Name\" (Stays TEXT, Id INTEGER PRIMARY KEY, Level INTEGER DEFAULT 5,"
                " Note TEXT NOT NULL, Size INTEGER NOT NULL, Twice TEXT AS (Stays || Stays));\n"
