@@ -225,6 +225,7 @@ TEST_P(SaveCommand, DamagedDumpNeverReplacesAGoodOne)
         {sGood.substr(0, 300) + sTail, " does not load: "},
         {sCommitted + "INSERT INTO Missing VALUES(1);\nCOMMIT;\n", " does not load: "},
         {sCommitted + "INSERT INTO WebPage VALUES('\nCOMMIT;\n", " does not load"},
+        {sCommitted + ".shell echo ran\nCOMMIT;\n", " does not load"},
         {sCommitted + "SELECT 'ok';\nCOMMIT;\n", " does not load"},
         {sCommitted + "-- " + std::string(1, '\0') + "\nCOMMIT;\n", " has NUL bytes\n"},
         {sHead + "COMMIT;\n", " is empty\n"},
@@ -235,6 +236,9 @@ TEST_P(SaveCommand, DamagedDumpNeverReplacesAGoodOne)
     }
     fs::remove(dump(c_pWeb));
     expectRefusal(1, "there is no dump " + dump(c_pWeb));
+    fs::create_directories(
+        m_oSandbox.path("usr/share/ledgerd/factory")); // of a firmware without the database
+    EXPECT_THAT(save(), HasSubstr("unchanged"));
     fs::remove_all(m_oSandbox.path("flash/sql"));
     expectRefusal(1, "there is no dump ");
 }
@@ -320,9 +324,9 @@ TEST_P(SaveCommand, KilledBeforeAnyStepLeavesACompleteGeneration)
     fs::rename(tools(), sReal);
     fs::create_directory(tools());
     for (const char* pTool : {"cat", "cmp", "cp", "ln", "mkdir", "mv", "rm", "sync", "sqlite3"}) {
-        replaceTool(pTool, "printf . >> " + sSteps + "; read -r steps < " + sSteps +
-                               "; [ ${#steps} != \"$FATAL_STEP\" ] || kill -9 0; exec " + sTools + "/" +
-                               pTool + " \"$@\"");
+        replaceTool(pTool, std::string("printf ") + pTool[1] + " >> " + sSteps + "; read -r steps < " +
+                               sSteps + "; [ ${#steps} != \"$FATAL_STEP\" ] || kill -9 0; exec " + sTools +
+                               "/" + pTool + " \"$@\"");
     }
     auto oStart = start();
     oStart.m_lEnvironment.back().second = tools() + ":" + sTools;
@@ -356,6 +360,8 @@ TEST_P(SaveCommand, KilledBeforeAnyStepLeavesACompleteGeneration)
     }
     EXPECT_EQ(readFile(dump(c_pWeb)), sOld);
     EXPECT_GT(iStep, 20);
+    // cp, sync, mv, sync, and only then rm of the oldest: each is known by its second letter
+    EXPECT_THAT(readFile(sSteps), testing::ContainsRegex("py[^y]*v[^py]*y[^pyv]*m"));
     EXPECT_EQ(2U, generations().size());
     EXPECT_TRUE(fs::is_empty(m_oSandbox.path("var/run")));
 }
@@ -364,16 +370,19 @@ TEST_P(SaveCommand, ConfigurationNamesTheDirectories)
 {
     const std::string sConfiguration = m_oSandbox.path("etc/ledger-store.conf");
     fs::create_directory(m_oSandbox.path("etc"));
-    fs::rename(m_oSandbox.path("flash/sql"), m_oSandbox.path("my dumps"));
+    fs::rename(m_oSandbox.path("flash/sql"), m_oSandbox.path("my-dumps"));
     writeFile(sConfiguration, "# dump-directory=/nowhere\n\nunknown=key\n  dump-directory = \"" +
-                                  m_oSandbox.path("my dumps") +
+                                  m_oSandbox.path("my-dumps") +
                                   "\" \nstore-directory=" + m_oSandbox.path("a/store")); // without a newline
     save();
     EXPECT_TRUE(fs::exists(m_oSandbox.path("a/store/generation.1/services.db.sql")));
     EXPECT_FALSE(fs::exists(store()));
 
-    writeFile(sConfiguration, "store-directory=a/store\n");
-    EXPECT_EQ(3, run(shell(), start()).m_iStatus);
+    for (const char* pPath :
+         {"a/store", "/a/my store", "/a/store # of flash"}) { // relative, or read otherwise elsewhere
+        writeFile(sConfiguration, std::string("store-directory=") + pPath + "\n");
+        EXPECT_EQ(3, run(shell(), start()).m_iStatus);
+    }
     EXPECT_EQ(3, run(shell(), start({"now"})).m_iStatus);
 }
 
