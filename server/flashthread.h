@@ -1,4 +1,5 @@
-// The thread that runs the flash-save command, so that slow flash never blocks the event loop.
+// The thread that runs the flash-save command, so that the event loop does not wait for slow flash unless a
+// second save comes while the first one runs.
 //
 // Owned by main. Everything shared with the thread is guarded by one mutex, which the thread holds while the
 // command runs: a wake-up that comes meanwhile waits for its end, and the command then runs once more. So
@@ -27,6 +28,8 @@ public:
 
     /// Asks for a flash save in the mode. In the nosqldump mode nothing reaches flash.
     void wake(PersistScript::EPersistMode a_eMode);
+    /// True when the last save failed. Waits for one that runs.
+    bool hasFailed();
 
 private:
     static void* run(void* a_pSelf);
@@ -44,6 +47,7 @@ private:
     bool m_bCreated = false;
     int m_iMode = PersistScript::c_ePersistNone; // last asked for; not cleared by the command, by design
     bool m_bWoken = false;
+    bool m_bFailed = false;
     bool m_bRunning = true;
 };
 

@@ -230,6 +230,9 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
         loop(oEvents, oPersistScript, lChangedTables);
     }
     oServerEvents.emit(ServerEvents::Shutdown);
+    if (a_oFlashThread.hasFailed()) {
+        oPersistScript.markChanged(); // what was not saved is tried once more
+    }
     oPersistScript.process(true);
     oDispatcher.setPersistScript(nullptr);
     ZEL_Sysloglevel_info(s_iModule, {"main", 573}, "main: exiting");
