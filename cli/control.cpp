@@ -1,13 +1,12 @@
 #include "cli/control.h"
 
 #include "cli/commands.h"
-#include "zel/uniquefd.h"
+#include "zel/fifo.h"
 
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <system_error>
 
 namespace systema::cli {
@@ -39,6 +38,8 @@ client::Status failure(const std::string& a_sFifo, int a_iError)
     case ENXIO:
     case EPIPE:
         return client::Status::disconnected("no daemon listens on " + a_sFifo);
+    case EEXIST:
+        return client::Status::disconnected(a_sFifo + " is not a FIFO");
     case EAGAIN:
         return client::Status::disconnected("the daemon that listens on " + a_sFifo +
                                             " takes no more commands");
@@ -52,20 +53,9 @@ client::Status failure(const std::string& a_sFifo, int a_iError)
 
 Outcome sendControl(const std::string& a_sFifo, const std::string& a_sText)
 {
-    // Looked at before, since opening a device may set it off, and again, since it may be another by then.
-    struct stat oFound;
-    if (::lstat(a_sFifo.c_str(), &oFound) != 0) {
+    const zel::UniqueFd oFifo = zel::sys::openFifo(a_sFifo, O_WRONLY | O_NONBLOCK);
+    if (!oFifo) {
         return failure(a_sFifo, errno);
-    }
-    zel::UniqueFd oFifo;
-    if (S_ISFIFO(oFound.st_mode)) {
-        oFifo.reset(::open(a_sFifo.c_str(), O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-        if (!oFifo || ::fstat(oFifo.get(), &oFound) != 0) {
-            return failure(a_sFifo, errno);
-        }
-    }
-    if (!S_ISFIFO(oFound.st_mode)) {
-        return client::Status::disconnected(a_sFifo + " is not a FIFO");
     }
     std::string sPadded(a_sText);
     sPadded.resize(c_iControlSize, '\n');

@@ -11,6 +11,10 @@
 
 namespace zel::sys {
 
+/// Opens a FIFO with the flags of open(). Nothing, with errno, when that fails; with EEXIST for whatever else
+/// has the name, a link among it.
+UniqueFd openFifo(const std::string& a_sName, int a_iOpenFlags);
+
 class Fifo
 {
 public:
