@@ -76,7 +76,10 @@ std::optional<SqliteFile> DatabaseRestore::lockExisting() const
             throw std::runtime_error("in use by another process");
         }
         return oExisting;
-    } catch (const SqliteError&) {
+    } catch (const SqliteError& oError) {
+        if (oError.isOfMachine() && fs::exists(m_sPath)) {
+            throw;
+        }
         return std::nullopt;
     }
 }

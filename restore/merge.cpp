@@ -36,7 +36,8 @@ std::vector<Column> readColumns(const SqliteFile& a_oDatabase, const std::string
 
 bool hasColumn(const std::vector<Column>& a_lColumns, const std::string& a_sName)
 {
-    return std::ranges::find(a_lColumns, a_sName, &Column::m_sName) != a_lColumns.end();
+    return std::ranges::any_of(
+        a_lColumns, [&](const Column& a_oColumn) { return isSameName(a_oColumn.m_sName, a_sName); });
 }
 
 void append(std::string& a_sList, const std::string& a_sPart)
@@ -61,7 +62,7 @@ public:
     void logDropped(const std::string& a_sWhat, const std::string& a_sTable);
 
 private:
-    bool removeOrphansOnce(std::map<std::string, int>& a_mRemoved);
+    std::vector<SqliteFile::Row> findOrphans() const;
 
     SqliteFile& m_oTarget;
     const SqliteFile& m_oSaved;
@@ -141,7 +142,14 @@ void Merge::removeOrphans()
 {
     std::map<std::string, int> mRemoved;
     try {
-        while (removeOrphansOnce(mRemoved)) {
+        std::vector<SqliteFile::Row> lBefore; // what cannot be removed is not tried for ever
+        for (auto lOrphans = findOrphans(); !lOrphans.empty() && lOrphans != lBefore;
+             lOrphans = findOrphans()) {
+            for (const auto& lRow : lOrphans) {
+                m_oTarget.run("DELETE FROM " + quotedName(lRow[0]) + " WHERE rowid = " + lRow[1]);
+                ++mRemoved[lRow[0]];
+            }
+            lBefore = std::move(lOrphans);
         }
     } catch (const SqliteError& oError) { // a reference that the schema itself gets wrong
         if (oError.isOfMachine()) {
@@ -157,15 +165,10 @@ void Merge::removeOrphans()
     }
 }
 
-bool Merge::removeOrphansOnce(std::map<std::string, int>& a_mRemoved)
+std::vector<SqliteFile::Row> Merge::findOrphans() const
 {
-    const auto lOrphans = m_oTarget.select(
+    return m_oTarget.select(
         "SELECT DISTINCT \"table\", rowid FROM pragma_foreign_key_check WHERE rowid IS NOT NULL");
-    for (const auto& lRow : lOrphans) {
-        m_oTarget.run("DELETE FROM " + quotedName(lRow[0]) + " WHERE rowid = " + lRow[1]);
-        ++a_mRemoved[lRow[0]];
-    }
-    return !lOrphans.empty();
 }
 
 } // namespace
@@ -177,7 +180,8 @@ void mergeRows(SqliteFile& a_oTarget, const SqliteFile& a_oSaved, const std::str
     SqliteFile::Transaction oTransaction(a_oTarget);
     const auto lKnown = findTables(a_oTarget);
     for (const auto& sTable : findTables(a_oSaved)) {
-        if (std::ranges::find(lKnown, sTable) != lKnown.end()) {
+        if (std::ranges::any_of(lKnown,
+                                [&](const std::string& a_sName) { return isSameName(a_sName, sTable); })) {
             oMerge.copyTable(sTable);
         } else if (sTable != a_sWithout) {
             oMerge.logDropped(sTable, sTable);

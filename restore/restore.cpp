@@ -14,7 +14,7 @@ namespace zel::cfg {
 
 namespace {
 
-constexpr fs::perms c_eDirectoryMode{0755};
+constexpr fs::perms c_eDirectoryMode{0700}; // who can open it can lock it
 
 void makeDirectory(const std::string& a_sDirectory)
 {

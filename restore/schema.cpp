@@ -2,6 +2,8 @@
 
 #include "storage/sqlitestring.h"
 
+#include <strings.h>
+
 using systema::SqliteFile;
 using systema::SqliteString;
 
@@ -21,6 +23,11 @@ std::string quotedName(std::string_view a_sName)
 std::string quotedText(std::string_view a_sText)
 {
     return '\'' + SqliteString::replace(a_sText, "'", "''") + '\'';
+}
+
+bool isSameName(const std::string& a_sName, const std::string& a_sOther)
+{
+    return ::strcasecmp(a_sName.c_str(), a_sOther.c_str()) == 0;
 }
 
 std::vector<std::string> findTables(const SqliteFile& a_oDatabase)

@@ -13,6 +13,9 @@ namespace zel::cfg {
 std::string quotedName(std::string_view a_sName);
 std::string quotedText(std::string_view a_sText);
 
+/// Names of tables and columns are the same whatever the case of their letters.
+bool isSameName(const std::string& a_sName, const std::string& a_sOther);
+
 /// The names of the tables, without those that SQLite keeps for itself, in order.
 std::vector<std::string> findTables(const systema::SqliteFile& a_oDatabase);
 /// The definitions of everything but the table named a_sWithout: equal for equal schemas.

@@ -226,6 +226,9 @@ std::optional<std::string> SqliteFile::findDamage() const
         const std::string sFirst = select("PRAGMA integrity_check(1)").at(0).at(0);
         return sFirst == "ok" ? std::nullopt : std::optional(oneLine(sFirst));
     } catch (const SqliteError& oError) {
+        if (oError.isOfMachine()) {
+            throw;
+        }
         return oError.what();
     }
 }

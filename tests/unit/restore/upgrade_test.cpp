@@ -22,12 +22,12 @@ TEST_F(UpgradeTest, bringsRowsInByTheNamesOfTablesAndColumns)
                  "CREATE TABLE Bag (Text TEXT, Wide TEXT);\nINSERT INTO Bag VALUES('z',''),('a','');\nCREATE "
                  "INDEX I ON Bag(Text);\n"
                  "DELETE FROM sqlite_sequence;\nINSERT INTO sqlite_sequence VALUES('Empty',41);\n"));
-    setFactory("CREATE TABLE \"Odd\"\"Name\" (Stays TEXT, Id INTEGER PRIMARY KEY, Level INTEGER DEFAULT 5,"
+    setFactory("CREATE TABLE \"Odd\"\"Name\" (STAYS TEXT, Id INTEGER PRIMARY KEY, Level INTEGER DEFAULT 5,"
                " Note TEXT NOT NULL, Size INTEGER NOT NULL, Twice TEXT AS (Stays || Stays));\n"
                "INSERT INTO \"Odd\"\"Name\"(Id, Note, Size) VALUES(3,'factory',1);\n"
                "CREATE TABLE Empty (Id INTEGER PRIMARY KEY AUTOINCREMENT);\nINSERT INTO Empty VALUES(3);\n"
                "CREATE TABLE Fresh (Id INTEGER PRIMARY KEY);\nINSERT INTO Fresh VALUES(8);\n"
-               "CREATE TABLE Bag (Text TEXT);\nCREATE INDEX BagText ON Bag(Text);\n"
+               "CREATE TABLE BAG (Text TEXT);\nCREATE INDEX BagText ON Bag(Text);\n"
                "CREATE TRIGGER Loud AFTER INSERT ON Bag BEGIN DELETE FROM Fresh; END;\n");
     EXPECT_EQ(restore(), ERestored::Current);
     EXPECT_EQ(getSource(), "generation 1");
