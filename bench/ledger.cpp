@@ -1,11 +1,11 @@
 #include "bench/ledger.h"
 
 #include "bench/check.h"
+#include "zel/uniquefd.h"
 
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <string>
 #include <thread>
 #include <unistd.h>
 
@@ -59,6 +59,14 @@ std::unique_ptr<Connection> Ledger::connect() const
     }
     check(oStatus);
     return pConnection;
+}
+
+void Ledger::command(const std::string& a_sCommand) const
+{
+    const zel::UniqueFd oFifo(::open((path() / "fifo").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    check(::write(oFifo.get(), a_sCommand.data(), a_sCommand.size()) ==
+              static_cast<ssize_t>(a_sCommand.size()),
+          "the daemon takes no command");
 }
 
 double Ledger::residentKiB() const

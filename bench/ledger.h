@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace bench {
 
@@ -25,6 +26,10 @@ public:
 
     /// Connects; when the daemon is not there yet, again and again for a while.
     std::unique_ptr<Connection> connect() const;
+    /// Gives the daemon a command over its FIFO; it must have answered before.
+    void command(const std::string& a_sCommand) const;
+    /// Where its dumps are, and everything else of its own.
+    const std::filesystem::path& path() const { return m_oWorkspace.path(); }
     pid_t pid() const { return m_oProcess.pid(); }
     /// When the daemon was started, its files being ready.
     Clock::time_point startTime() const { return m_oStart; }

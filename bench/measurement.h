@@ -97,6 +97,11 @@ Outcome notifyHundred(const Effort& a_oEffort);
 /// From the start of the process to the first answer, in milliseconds.
 Outcome start(const Effort& a_oEffort);
 
+/// How long a client waits while the daemon dumps the seven persistent databases of 1,000 rows each, and with
+/// 10,000 rows in one of them, in milliseconds.
+Outcome dumpSmall(const Effort& a_oEffort);
+Outcome dumpLarge(const Effort& a_oEffort);
+
 /// Resident memory with the factory's data; with a table read as a whole; of one idle connection, in KiB.
 Outcome factoryMemory(const Effort& a_oEffort);
 Outcome tableMemory(const Effort& a_oEffort);

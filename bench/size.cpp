@@ -3,6 +3,7 @@
 #include "bench/measurement.h"
 #include "bench/requests.h"
 
+#include <fcntl.h>
 #include <memory>
 #include <unistd.h>
 
@@ -14,9 +15,13 @@ constexpr std::size_t c_iConnections = 500;
 
 void fillWithFactoryData(const std::filesystem::path& a_oDirectory)
 {
-    ChildProcess oFactory(
-        [&] { return ::execl(LEDGERD_FACTORY, LEDGERD_FACTORY, a_oDirectory.c_str(), nullptr); });
-    check(oFactory.wait(), "factory/create failed");
+    ChildProcess oRestore([&] {
+        ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
+        return ::execl(LEDGER_RESTORE_BINARY, LEDGER_RESTORE_BINARY, "--factory-directory", LEDGERD_FACTORY,
+                       "--store-directory", "/nonexistent", "--database-directory", a_oDirectory.c_str(),
+                       nullptr);
+    });
+    check(oRestore.wait(), "ledger-restore failed");
 }
 
 std::unique_ptr<Connection> connectAndPing(const Ledger& a_oLedger)

@@ -37,13 +37,19 @@ void fill(const Sqlite& a_oDatabase, const TestTable& a_oTable)
 
 } // namespace
 
+void createTables(const std::filesystem::path& a_oFile, const std::vector<TestTable>& a_lTables)
+{
+    const Sqlite oDatabase(a_oFile);
+    oDatabase.run("BEGIN");
+    for (const auto& oTable : a_lTables) {
+        fill(oDatabase, oTable);
+    }
+    oDatabase.run("COMMIT");
+}
+
 void createDatabase(const std::filesystem::path& a_oDirectory)
 {
-    const Sqlite oDatabase(a_oDirectory / c_pDatabase);
-    oDatabase.run("BEGIN");
-    fill(oDatabase, c_oSmallTable);
-    fill(oDatabase, c_oLargeTable);
-    oDatabase.run("COMMIT");
+    createTables(a_oDirectory / c_pDatabase, {c_oSmallTable, c_oLargeTable});
 }
 
 Keys::Keys(const TestTable& a_oTable)

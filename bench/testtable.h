@@ -36,6 +36,8 @@ struct Entry
 
 constexpr const char* c_pDatabase = "persistent-common.db";
 
+/// Makes these tables in a new database.
+void createTables(const std::filesystem::path& a_oFile, const std::vector<TestTable>& a_lTables);
 /// Makes the database, which holds both tables, in the directory.
 void createDatabase(const std::filesystem::path& a_oDirectory);
 

@@ -23,7 +23,7 @@ enum class EWrite
 struct Arguments
 {
     std::string m_sSocket;
-    std::chrono::seconds m_oTimeout{10};
+    std::optional<std::chrono::seconds> m_oTimeout;
     EFormat m_eFormat = EFormat::Table;
 
     EWrite m_eWrite = EWrite::None; // of the command
@@ -34,8 +34,13 @@ struct Arguments
     std::optional<Assignment> m_oKey; // with a text
     bool m_bAll = false;
     bool m_bRows = false;
-    std::string m_sFile; // empty or "-": standard input
+    std::string m_sFile; // when it is read, empty or "-" for standard input
     std::chrono::milliseconds m_oWait{0};
+
+    std::string m_sFifo;
+    std::string m_sControl; // the command for it, word for word
+    std::string m_sDumpDirectory;
+    std::string m_sDirectory; // of dumps to check
 };
 
 } // namespace systema::cli

@@ -139,6 +139,70 @@ void declareExport(CLI::App& a_oApp, Arguments& a_oArguments)
     a_oApp.add_option("TABLE", a_oArguments.m_lNames, "the tables to export, all stored ones by default");
 }
 
+void declareFifo(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_option("-f,--fifo", a_oArguments.m_sFifo, "the daemon's FIFO")
+        ->type_name("FILE")
+        ->default_str(a_oArguments.m_sFifo);
+}
+
+/// The commands of the FIFO, each in the words that the daemon wants: one blank before the argument.
+void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    declareFifo(a_oApp, a_oArguments);
+    a_oApp.require_subcommand(1);
+    constexpr std::pair<const char*, const char*> c_aPlain[] = {
+        {"trigger", "save now"},
+        {"lock", "no writes, notifications and saves until unlock"},
+        {"unlock", "end the lock"},
+    };
+    for (const auto& [pName, pHelp] : c_aPlain) {
+        a_oApp.add_subcommand(pName, pHelp)->final_callback([&, pText = pName] {
+            a_oArguments.m_sControl = pText;
+        });
+    }
+    CLI::App& oDump = *a_oApp.add_subcommand("dump", "write databases to the dump directory");
+    oDump.require_option(1);
+    constexpr std::pair<const char*, const char*> c_aSelections[] = {
+        {"-a", "all of them"},
+        {"-p", "the persistent ones"},
+        {"-t", "the transient one"},
+    };
+    for (const auto& [pName, pHelp] : c_aSelections) {
+        oDump.add_flag_callback(
+            pName, [&, pText = pName] { a_oArguments.m_sControl = std::string("dump ") + pText; }, pHelp);
+    }
+    CLI::App& oWait = *a_oApp.add_subcommand("waittime", "how long a change waits to be saved");
+    addNumber(
+        oWait, "SECONDS", "", "0 to save nothing but on a trigger", 0, 0x7fffffff,
+        [&](std::uint32_t a_iSeconds) { a_oArguments.m_sControl = "waittime " + std::to_string(a_iSeconds); })
+        ->required();
+    CLI::App& oMode =
+        *a_oApp.add_subcommand("persistmode", "what a save does, and with default and redundant when");
+    oMode
+        .add_option_function<std::string>(
+            "MODE", [&](const std::string& a_sMode) { a_oArguments.m_sControl = "persistmode " + a_sMode; },
+            "the mode")
+        ->required()
+        ->check(CLI::IsMember({"default", "redundant", "nosqldump"}));
+}
+
+void declareBackup(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_option("FILE", a_oArguments.m_sFile, "the archive to write, zipped if it ends in .gz or .tgz")
+        ->required();
+    declareFifo(a_oApp, a_oArguments);
+    a_oApp.add_option("-x,--dump-path", a_oArguments.m_sDumpDirectory, "where the daemon writes its dumps")
+        ->type_name("DIR")
+        ->default_str(a_oArguments.m_sDumpDirectory);
+}
+
+void declareRestoreCheck(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_option("DIR", a_oArguments.m_sDirectory, "directory of dumps, or of generations of them")
+        ->required();
+}
+
 constexpr std::array c_aCommands = {
     Command{"tables", "names of all tables", declareNothing, runTables},
     Command{"schema", "columns of a table, with their types", declareTable, runSchema},
@@ -152,6 +216,11 @@ constexpr std::array c_aCommands = {
     Command{"export", "tables as JSON", declareExport, runExport},
     Command{"import", "bring exported tables back", declareWrites, runImport},
     Command{"info", "what the daemon says of itself", declareNothing, runInfo},
+    Command{"ctl", "steer the saving of the databases", declareControl, runControl, EWrite::None, false},
+    Command{"backup", "have the databases dumped and pack the dumps", declareBackup, runBackup, EWrite::None,
+            false},
+    Command{"restore-check", "whether dumps are complete and can be loaded", declareRestoreCheck,
+            runRestoreCheck, EWrite::None, false},
 };
 
 void declareProgram(CLI::App& a_oApp, Arguments& a_oArguments)
@@ -162,8 +231,8 @@ void declareProgram(CLI::App& a_oApp, Arguments& a_oArguments)
     a_oApp.add_option("-s,--socket", a_oArguments.m_sSocket, "the daemon's socket")
         ->type_name("SOCKET")
         ->default_str(a_oArguments.m_sSocket);
-    addNumber(a_oApp, "-t,--timeout", "SECONDS", "how long an answer may take, 10 by default", 1,
-              c_iLongestTimeoutSeconds,
+    addNumber(a_oApp, "-t,--timeout", "SECONDS",
+              "how long an answer may take, 10 by default, 30 for a backup", 1, c_iLongestTimeoutSeconds,
               [&](std::uint32_t a_iSeconds) { a_oArguments.m_oTimeout = std::chrono::seconds(a_iSeconds); });
     auto* pJson = a_oApp.add_flag_callback(
         "--json", [&] { a_oArguments.m_eFormat = EFormat::Json; }, "write JSON");
@@ -177,6 +246,8 @@ Arguments defaultArguments()
 {
     Arguments oArguments;
     oArguments.m_sSocket = zel::systemPath("/tmp/ledgerd.socket");
+    oArguments.m_sFifo = zel::systemPath("/tmp/ledgerd.fifo");
+    oArguments.m_sDumpDirectory = zel::systemPath("/flash/sql");
     return oArguments;
 }
 

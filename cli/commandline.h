@@ -26,6 +26,7 @@ struct Command
     void (*m_pDeclare)(CLI::App& a_oApp, Arguments& a_oArguments);
     Outcome (*m_pRun)(Session& a_oSession, const Arguments& a_oArguments);
     EWrite m_eWrite = EWrite::None; // what writes may stand in a line of a batch
+    bool m_bConnects = true;        // false: it works without the daemon's socket
 };
 
 /// Every command, in the order of the help.

@@ -1,4 +1,6 @@
-// What the commands do, a function each. Called with a connection; 0, a result code, or 69 when it breaks.
+// What the commands do, a function each. Called with a connection that is made, unless its row of the table
+// of commands says that it needs none; 0, a result code, 64 for a file that will not do, or 69 when the
+// daemon cannot be reached.
 #pragma once
 
 #include "cli/arguments.h"
@@ -19,5 +21,8 @@ Outcome runBatch(Session& a_oSession, const Arguments& a_oArguments);
 Outcome runExport(Session& a_oSession, const Arguments& a_oArguments);
 Outcome runImport(Session& a_oSession, const Arguments& a_oArguments);
 Outcome runInfo(Session& a_oSession, const Arguments& a_oArguments);
+Outcome runControl(Session& a_oSession, const Arguments& a_oArguments);
+Outcome runBackup(Session& a_oSession, const Arguments& a_oArguments);
+Outcome runRestoreCheck(Session& a_oSession, const Arguments& a_oArguments);
 
 } // namespace systema::cli

@@ -205,6 +205,21 @@ void Printer::printRecord(const ValueList& a_lRecord)
     printFlat(oRows, false);
 }
 
+void Printer::printFindings(const std::string& a_sTitle, const std::vector<Finding>& a_lFindings)
+{
+    client::Rows oRows(NameList{a_sTitle, "fault"});
+    for (const auto& [sName, oFault] : a_lFindings) {
+        if (m_eFormat == EFormat::Table) {
+            m_oStream << printable(sName) << ": " << printable(oFault.value_or("ok")) << '\n';
+        } else {
+            oRows.add({text(sName), oFault ? text(*oFault) : Value(EDataType::Null)});
+        }
+    }
+    if (m_eFormat != EFormat::Table) {
+        printRows(oRows);
+    }
+}
+
 void Printer::printChangeHead(bool a_bRows)
 {
     if (m_eFormat == EFormat::Csv) {

@@ -6,6 +6,7 @@
 #include "systema/lists.h"
 
 #include <cstdint>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -17,6 +18,13 @@ enum class EFormat
     Table,
     Json,
     Csv
+};
+
+/// What a check says of something; no fault: it is as it should be.
+struct Finding
+{
+    std::string m_sName;
+    std::optional<std::string> m_oFault;
 };
 
 class Printer
@@ -35,6 +43,8 @@ public:
     void printIds(const std::vector<std::int32_t>& a_lIds);
     /// Names with values; in JSON an object.
     void printRecord(const ValueList& a_lRecord);
+    /// Names with their faults, "ok" where there is none; in JSON and CSV NULL.
+    void printFindings(const std::string& a_sTitle, const std::vector<Finding>& a_lFindings);
 
     /// The head of a watch, which only CSV has.
     void printChangeHead(bool a_bRows);

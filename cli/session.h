@@ -1,4 +1,4 @@
-// What a command works with: the connection, made before the command runs, and where its output goes.
+// What a command works with: the connection, made before a command that needs it, and where its output goes.
 #pragma once
 
 #include "cli/printer.h"

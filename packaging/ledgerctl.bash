@@ -24,7 +24,7 @@ _ledgerctl_columns() {
 
 _ledgerctl() {
     local cur=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local command='' table='' word option='' _ledgerctl_socket=''
+    local command='' first='' word option='' _ledgerctl_socket=''
     local -i i
     COMPREPLY=()
 
@@ -39,15 +39,15 @@ _ledgerctl() {
             continue
         fi
         case $word in
-            -s | --socket | -t | --timeout | --row | --key | --wait) option=$word ;;
+            -s | --socket | -t | --timeout | --row | --key | --wait | -f | --fifo | -x | --dump-path) option=$word ;;
             = | -*) ;;
             *)
                 if [[ ${COMP_WORDS[i - 1]} == = ]]; then
                     continue
                 elif [[ -z $command ]]; then
                     command=$word
-                elif [[ -z $table ]]; then
-                    table=$word
+                elif [[ -z $first ]]; then
+                    first=$word
                 fi
                 ;;
         esac
@@ -57,7 +57,7 @@ _ledgerctl() {
     fi
 
     case $previous in
-        -s | --socket)
+        -s | --socket | -f | --fifo | -x | --dump-path)
             compopt -o filenames
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
             return
@@ -65,7 +65,7 @@ _ledgerctl() {
         -t | --timeout | --row | --wait) return ;;
         --key)
             compopt -o nospace
-            _ledgerctl_offer '=' < <(_ledgerctl_columns "$table")
+            _ledgerctl_offer '=' < <(_ledgerctl_columns "$first")
             return
             ;;
     esac
@@ -79,9 +79,17 @@ _ledgerctl() {
             del) words+=' --row --key --all' ;;
             watch) words+=' --rows' ;;
             batch | import) words+=' --wait' ;;
+            ctl) words+=' -f --fifo -a -p' ;;
+            backup) words+=' -f --fifo -x --dump-path' ;;
         esac
     elif [[ -z $command ]]; then
-        words=' tables schema count get set add del watch batch export import info'
+        words=' tables schema count get set add del watch batch export import info ctl backup restore-check'
+    elif [[ $command == ctl ]]; then
+        case $first in
+            '') words='trigger lock unlock dump waittime persistmode' ;;
+            dump) words='-a -p -t' ;;
+            persistmode) words='default redundant nosqldump' ;;
+        esac
     fi
     if [[ -n $words ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
@@ -91,16 +99,16 @@ _ledgerctl() {
     case $command in
         watch | export) _ledgerctl_offer < <(_ledgerctl_ask tables) ;;
         schema | count | get | set | add | del)
-            if [[ -z $table ]]; then
+            if [[ -z $first ]]; then
                 _ledgerctl_offer < <(_ledgerctl_ask tables)
             elif [[ $command == get ]]; then
-                _ledgerctl_offer < <(_ledgerctl_columns "$table")
+                _ledgerctl_offer < <(_ledgerctl_columns "$first")
             elif [[ $command == set || $command == add ]]; then
                 compopt -o nospace
-                _ledgerctl_offer '=' < <(_ledgerctl_columns "$table")
+                _ledgerctl_offer '=' < <(_ledgerctl_columns "$first")
             fi
             ;;
-        batch | import)
+        batch | import | backup | restore-check)
             compopt -o filenames
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
             ;;

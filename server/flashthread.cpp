@@ -4,6 +4,7 @@
 #include "zel/log.h"
 
 #include <cstring>
+#include <string_view>
 #include <unistd.h>
 
 namespace zel::cfg {
@@ -14,7 +15,9 @@ constexpr std::size_t c_iOutputSize = 2048;
 constexpr const char* c_pSaveCommand = "srv-save-config-active";
 } // namespace
 
-FlashThread::FlashThread(int a_iModule) : m_iModule(a_iModule)
+FlashThread::FlashThread(int a_iModule, int a_iCeilingSeconds)
+    : m_iModule(a_iModule),
+      m_iCeilingSeconds(a_iCeilingSeconds)
 {
     pthread_mutex_init(&m_oMutex, nullptr);
     pthread_cond_init(&m_oCondition, nullptr);
@@ -55,9 +58,19 @@ void FlashThread::wake(PersistScript::EPersistMode a_eMode)
     pthread_mutex_unlock(&m_oMutex);
 }
 
+bool FlashThread::hasFailed()
+{
+    pthread_mutex_lock(&m_oMutex);
+    const bool bFailed = m_bFailed;
+    pthread_mutex_unlock(&m_oMutex);
+    return bFailed;
+}
+
 void FlashThread::request(PersistScript::EPersistMode a_eMode)
 {
-    m_iMode = a_eMode;
+    if (!m_bWoken || a_eMode != PersistScript::c_ePersistNoSqlDump) { // a save not yet begun stays asked for
+        m_iMode = a_eMode;
+    }
     m_bWoken = true;
     pthread_cond_signal(&m_oCondition);
 }
@@ -83,10 +96,14 @@ void FlashThread::loop()
         pthread_cond_signal(&m_oTaken);
         if (m_iMode == PersistScript::c_ePersistDefault || m_iMode == PersistScript::c_ePersistRedundant) {
             char aOutput[c_iOutputSize] = "";
-            if (const int iResult =
-                    ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput, c_iCeilingSeconds)) {
-                ZEL_Sysloglevel_error(m_iModule, {"main", 152}, "srv-save-config-active failed: %d (%s)",
-                                      iResult, aOutput);
+            const int iResult =
+                ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput, m_iCeilingSeconds);
+            m_bFailed = iResult != 0;
+            if (m_bFailed) {
+                const std::string_view sOutput(aOutput);
+                const auto iLength = static_cast<int>(sOutput.find_last_not_of('\n') + 1);
+                ZEL_Sysloglevel_error(m_iModule, {"main", 152}, "srv-save-config-active failed: %d (%.*s)",
+                                      iResult, iLength, aOutput);
             }
         }
         pthread_mutex_unlock(&m_oMutex);

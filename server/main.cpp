@@ -170,8 +170,12 @@ void loop(systema::net::EventDispatcher& a_oEvents, PersistScript& a_oPersistScr
             if (oDispatcher.isTransactionOpen()) {
                 oDispatcher.checkTransactionTimeout();
             }
-        } while (s_iStop == 0 && iHandled != 0 &&
-                 (iCount < c_iEventsPerPass || oDispatcher.isTransactionOpen()));
+            // A client that only polls would put a save off for the time of many of its requests.
+            const bool bPassIsFull = iCount >= c_iEventsPerPass || a_oPersistScript.isDue();
+            if (s_iStop != 0 || (bPassIsFull && !oDispatcher.isTransactionOpen())) {
+                break;
+            }
+        } while (iHandled != 0);
 
         oDispatcher.processLocks();
         if (!oDispatcher.isLocked()) {
@@ -233,6 +237,9 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
         loop(oEvents, oPersistScript, lChangedTables);
     }
     oServerEvents.emit(ServerEvents::Shutdown);
+    if (a_oFlashThread.hasFailed()) {
+        oPersistScript.markChanged(); // what was not saved is tried once more
+    }
     oPersistScript.process(true);
     oDispatcher.setPersistScript(nullptr);
     ZEL_Sysloglevel_info(s_iModule, {"main", 573}, "main: exiting");

@@ -9,9 +9,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
+#include <optional>
 #include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace zel::cfg {
 
@@ -26,6 +30,18 @@ constexpr std::size_t c_iPathSize = 128; // longer paths are cut
 constexpr SourceTag tag(unsigned a_iLine)
 {
     return {"sqlitedump", a_iLine};
+}
+
+/// When the file was last written, nothing when there is none: an old dump is no proof of a new one.
+std::optional<std::pair<time_t, long>> lastChange(const char* a_pPath)
+{
+    struct stat oStatus
+    {
+    };
+    if (::stat(a_pPath, &oStatus) != 0) {
+        return {};
+    }
+    return std::pair(oStatus.st_mtim.tv_sec, oStatus.st_mtim.tv_nsec);
 }
 
 } // namespace
@@ -66,13 +82,16 @@ void SqliteDump::dumpDatabase(const std::string& a_sName, int a_iRetries)
 {
     const std::string sCommand = std::string("sqlite3 ") + m_pDatabasePath + "/" + a_sName + " \".dump\" > " +
                                  m_pDumpPath + "/" + a_sName + ".sql";
+    char aPath[c_iPathSize];
+    std::snprintf(aPath, sizeof aPath, "%s/%s.sql", m_pDumpPath, a_sName.c_str());
+    const auto oBefore = lastChange(aPath);
     for (int iTries = a_iRetries; iTries >= 0; --iTries) {
         ZEL_Sysloglevel_trace(m_iModule, tag(126), "%s", sCommand.c_str());
         // The dump itself tells how it went; the status of the shell does not.
         [[maybe_unused]] const int iStatus = std::system(sCommand.c_str());
-        char aPath[c_iPathSize];
-        std::snprintf(aPath, sizeof aPath, "%s/%s.sql", m_pDumpPath, a_sName.c_str());
-        if (checkDump(aPath)) {
+        if (oBefore && oBefore == lastChange(aPath)) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "SQL dump %s could not be written", aPath);
+        } else if (checkDump(aPath)) {
             return;
         }
         ZEL_Sysloglevel_error(m_iModule, tag(134), "SQL dump %s is corrupt. Retry %d times", aPath, iTries);

@@ -14,7 +14,8 @@ DirectoryLock::DirectoryLock(const std::string& a_sDirectory, EMode a_eMode)
         throw std::system_error(errno, std::generic_category(), a_sDirectory);
     }
     if (::flock(m_oDirectory.get(), (a_eMode == EMode::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB) != 0) {
-        throw std::system_error(errno, std::generic_category(), a_sDirectory + " is in use");
+        throw std::system_error(errno, std::generic_category(),
+                                a_sDirectory + (errno == EWOULDBLOCK ? " is in use" : ""));
     }
 }
 

@@ -33,11 +33,25 @@ void PersistScript::setWaitTime(unsigned long a_iSeconds)
     m_oWait = toWait(a_iSeconds);
 }
 
+void PersistScript::setPersistMode(EPersistMode a_eMode)
+{
+    m_eMode = a_eMode;
+    if (a_eMode != c_ePersistNoSqlDump && std::exchange(m_bHeldBack, false)) {
+        markChanged();
+    }
+}
+
+bool PersistScript::isDue() const
+{
+    const bool bWaiting = m_oFirstUnsaved && m_oWait.count() > 0;
+    return m_bTriggered || (bWaiting && m_oNow() - *m_oFirstUnsaved >= m_oWait);
+}
+
 void PersistScript::process(bool a_bFinal)
 {
-    const bool bWaitOver = m_oFirstUnsaved && m_oWait.count() > 0 && m_oNow() - *m_oFirstUnsaved >= m_oWait;
-    if (m_bTriggered || bWaitOver || (a_bFinal && m_oFirstUnsaved)) {
+    if (isDue() || (a_bFinal && m_oFirstUnsaved)) {
         m_bTriggered = false;
+        m_bHeldBack = m_eMode == c_ePersistNoSqlDump && (m_bHeldBack || m_oFirstUnsaved);
         m_oFirstUnsaved.reset();
         m_oHook.persist(m_eMode);
     }

@@ -38,9 +38,12 @@ public:
     /// Calls the hook when a save is triggered or the wait is over. True is the last call before the end:
     /// it calls the hook whenever anything is unsaved.
     void process(bool a_bFinal);
+    /// True when process would call the hook.
+    bool isDue() const;
     /// The next process calls the hook whatever is pending.
     void trigger() { m_bTriggered = true; }
-    void setPersistMode(EPersistMode a_eMode) { m_eMode = a_eMode; }
+    /// What the nosqldump mode has not saved is unsaved again once another mode is set.
+    void setPersistMode(EPersistMode a_eMode);
     /// 0 means no delayed save.
     void setWaitTime(unsigned long a_iSeconds);
     /// A persistent table has changed.
@@ -52,6 +55,7 @@ private:
     EPersistMode m_eMode;
     const std::function<Clock::time_point()> m_oNow;
     bool m_bTriggered = false;
+    bool m_bHeldBack = false; // changed, and told to the hook only in the nosqldump mode
     std::optional<Clock::time_point> m_oFirstUnsaved;
 };
 

@@ -12,9 +12,11 @@ namespace {
 
 constexpr mode_t c_iMode = 0666;
 
-/// Nothing, with errno, for whatever is no FIFO. Looked at first, since opening a device may set it off.
+} // namespace
+
 UniqueFd openFifo(const std::string& a_sName, int a_iOpenFlags)
 {
+    // Looked at first, since opening a device may set it off, and again, since it may be another by then.
     struct stat oStatus
     {
     };
@@ -22,7 +24,7 @@ UniqueFd openFifo(const std::string& a_sName, int a_iOpenFlags)
         return {};
     }
     if (S_ISFIFO(oStatus.st_mode)) {
-        UniqueFd oFd(::open(a_sName.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | a_iOpenFlags));
+        UniqueFd oFd(::open(a_sName.c_str(), O_NOFOLLOW | O_CLOEXEC | a_iOpenFlags));
         if (!oFd || (::fstat(oFd.get(), &oStatus) == 0 && S_ISFIFO(oStatus.st_mode))) {
             return oFd;
         }
@@ -30,8 +32,6 @@ UniqueFd openFifo(const std::string& a_sName, int a_iOpenFlags)
     errno = EEXIST;
     return {};
 }
-
-} // namespace
 
 Fifo::Fifo(const std::string& a_sName, int a_iOpenFlags)
     : m_sName(a_sName),
@@ -46,9 +46,9 @@ Fifo::Fifo(const std::string& a_sName, int a_iOpenFlags)
 
 UniqueFd Fifo::openOrMake() const
 {
-    UniqueFd oFd = openFifo(m_sName, m_iOpenFlags);
+    UniqueFd oFd = openFifo(m_sName, O_RDONLY | m_iOpenFlags);
     if (!oFd && errno == ENOENT && ::mkfifo(m_sName.c_str(), c_iMode) == 0) {
-        oFd = openFifo(m_sName, m_iOpenFlags);
+        oFd = openFifo(m_sName, O_RDONLY | m_iOpenFlags);
         if (oFd) {
             ::fchmod(oFd.get(), c_iMode);
         }
@@ -73,6 +73,19 @@ bool Fifo::reopen()
 
 bool Fifo::unlink()
 {
+    struct stat oOurs
+    {
+    };
+    struct stat oNamed
+    {
+    };
+    if (::fstat(m_oFd.get(), &oOurs) != 0 || ::lstat(m_sName.c_str(), &oNamed) != 0) {
+        return false;
+    }
+    if (oOurs.st_dev != oNamed.st_dev || oOurs.st_ino != oNamed.st_ino) {
+        errno = EEXIST;
+        return false;
+    }
     return ::unlink(m_sName.c_str()) == 0;
 }
 

@@ -11,6 +11,10 @@
 
 namespace zel::sys {
 
+/// Opens a FIFO with the flags of open(). Nothing, with errno, when that fails; with EEXIST for whatever else
+/// has the name, a link among it.
+UniqueFd openFifo(const std::string& a_sName, int a_iOpenFlags);
+
 class Fifo
 {
 public:
@@ -27,7 +31,7 @@ public:
     /// descriptor: what they have written stays to be read. False (with errno) when it cannot be opened;
     /// the old descriptor is then kept.
     [[nodiscard]] bool reopen();
-    /// Removes its name. False with errno.
+    /// Removes its name. False with errno; EEXIST when the name is another file's by now, which stays.
     bool unlink();
 
 private:

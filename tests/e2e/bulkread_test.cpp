@@ -37,25 +37,8 @@ TEST_F(BulkRead, EveryTableGivesTheRowsOfItsPositions)
     }
 }
 
-TEST_F(BulkRead, RangesAreCutAndColumnsComeAsAsked)
+TEST_F(BulkRead, ColumnsComeAsAsked)
 {
-    const auto oNames = [this](std::uint32_t a_iFirst, std::uint32_t a_iCount) {
-        const auto oRows = client().call(request::SelectRows{"Item", {"Name"}, a_iFirst, a_iCount});
-        EXPECT_TRUE(oRows.ok());
-        EXPECT_EQ(NameList{"Name"}, oRows->columns());
-        std::vector<std::string> lNames;
-        for (std::size_t i = 0; i < oRows->size(); ++i) {
-            lNames.emplace_back((*oRows)[i].m_lCells[0].m_sText);
-        }
-        return lNames;
-    };
-    EXPECT_THAT(oNames(0, 2), ElementsAre("apple", "pear"));
-    EXPECT_THAT(oNames(1, 1), ElementsAre("pear"));
-    EXPECT_THAT(oNames(2, 0xffffffff), ElementsAre("O'Neil"));
-    EXPECT_THAT(oNames(3, 1), ElementsAre());
-    EXPECT_THAT(oNames(0, 0), ElementsAre());
-    EXPECT_THAT(oNames(0xffffffff, 0xffffffff), ElementsAre());
-
     const auto oTwice = client().call(request::SelectRows{"Item", {"Note", "Id", "Note"}, 1, 1});
     EXPECT_EQ((NameList{"Note", "Id", "Note"}), oTwice->columns());
     EXPECT_EQ(row({{"Note", null()}, {"Id", 2}, {"Note", null()}}), valuesOf((*oTwice)[0]));
@@ -134,29 +117,6 @@ TEST_F(LargeTable, SlowReaderCostsLittleMemoryAndHoldsNobodyUp)
                     std::stoul(std::string(pText->m_sText.substr(c_iTextSize - 8))) == i + 1)
             << i;
     }
-}
-
-TEST_F(LargeTable, ReadThatAWriteOvertakesEndsWith2)
-{
-    RawClient oReader(socket());
-    const auto oOvertake = [&](const std::function<void()>& a_oWrite) {
-        ASSERT_TRUE(beginReading(oReader));
-        a_oWrite();
-        EXPECT_EQ(2U, skipToReply(oReader));
-        EXPECT_EQ(0U, oReader.ask(request::Ping{}));
-    };
-    const request::UpdateKey oUpdate{"Large", "Id", "20000", row({{"Text", "new"}})};
-    oOvertake([&] { EXPECT_EQ(0U, client().code(oUpdate)); });
-    oOvertake([&] {
-        EXPECT_EQ(0U, client().code(request::Begin{}));
-        EXPECT_EQ(0U, client().code(request::DeleteAll{"Large"}));
-        EXPECT_EQ(0U, client().code(request::Rollback{}));
-    });
-    EXPECT_EQ(0U, client().code(request::Begin{}));
-    EXPECT_EQ(0U, client().code(oUpdate));
-    oOvertake([&] { EXPECT_EQ(0U, client().code(request::Rollback{})); });
-    oOvertake([&] { EXPECT_EQ(0U, client().code(request::DeleteKey{"Large", "Id", "1"})); });
-    EXPECT_EQ(0U, beginReading(oReader) ? skipToReply(oReader) : 99U);
 }
 
 TEST_F(LargeTable, OwnRequestsWaitForTheEndOfTheRead)

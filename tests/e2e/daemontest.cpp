@@ -2,8 +2,14 @@
 
 #include <algorithm>
 #include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <sched.h>
 #include <sstream>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace e2e {
 
@@ -95,6 +101,28 @@ Finished DaemonTest::ledgerctl(std::vector<std::string> a_lArguments, std::strin
     return run(LEDGERCTL_BINARY, {std::move(a_lArguments), m_oSandbox.environment(), std::move(a_sInput)});
 }
 
+std::string DaemonTest::exported() const
+{
+    const auto oExport = ledgerctl({"export"});
+    EXPECT_EQ(0, oExport.m_iStatus) << oExport.m_sErrors;
+    return oExport.m_sOutput;
+}
+
+zel::UniqueFd DaemonTest::openFifo() const
+{
+    return zel::UniqueFd(::open(m_oSandbox.path("tmp/ledgerd.fifo").c_str(), O_WRONLY | O_NONBLOCK));
+}
+
+void DaemonTest::command(const std::string& a_sCommand)
+{
+    const zel::UniqueFd oFifo = openFifo();
+    EXPECT_EQ(static_cast<ssize_t>(a_sCommand.size()),
+              ::write(oFifo.get(), a_sCommand.data(), a_sCommand.size()));
+    int iUnread = 0;
+    EXPECT_TRUE(eventually([&] { return ::ioctl(oFifo.get(), FIONREAD, &iUnread) == 0 && iUnread == 0; }));
+    EXPECT_EQ(0U, client().code(request::Ping{}));
+}
+
 std::vector<std::string> DaemonTest::logOf(const std::function<void()>& a_oFunction)
 {
     const std::size_t iBefore = m_pDaemon->errors().size();
@@ -113,6 +141,11 @@ std::vector<std::string> DaemonTest::logOf(const std::function<void()>& a_oFunct
     return lLines;
 }
 
+std::string DaemonTest::seenByDaemon(const std::string& a_sBelow) const
+{
+    return "/proc/" + std::to_string(m_pDaemon->pid()) + "/root" + m_oSandbox.path(a_sBelow);
+}
+
 std::string DaemonTest::status(const std::string& a_sName) const
 {
     const std::string sStatus = readFile("/proc/" + std::to_string(m_pDaemon->pid()) + "/status");
@@ -120,6 +153,23 @@ std::string DaemonTest::status(const std::string& a_sName) const
     EXPECT_NE(std::string::npos, iAt) << a_sName;
     const std::size_t iValue = iAt + a_sName.size() + 3;
     return sStatus.substr(iValue, sStatus.find('\n', iValue) - iValue);
+}
+
+bool mountSmallDisk(const std::string& a_sPlace)
+{
+    return ::unshare(CLONE_NEWNS) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           ::mount("none", a_sPlace.c_str(), "tmpfs", 0, "size=4m") == 0;
+}
+
+bool canMountSmallDisk(const std::string& a_sPlace)
+{
+    int iStatus = -1;
+    const pid_t iProbe = ::fork();
+    if (iProbe == 0) {
+        ::_exit(mountSmallDisk(a_sPlace) ? 0 : 1);
+    }
+    ::waitpid(iProbe, &iStatus, 0);
+    return iStatus == 0;
 }
 
 } // namespace e2e

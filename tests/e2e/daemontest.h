@@ -71,6 +71,13 @@ protected:
     Process& daemon() { return *m_pDaemon; }
     /// Runs ledgerctl with this daemon.
     Finished ledgerctl(std::vector<std::string> a_lArguments, std::string a_sInput = {}) const;
+    /// All rows of all stored tables, as text.
+    std::string exported() const;
+
+    /// A writer's end of the daemon's FIFO; none when nobody reads it.
+    zel::UniqueFd openFifo() const;
+    /// Writes a command to the FIFO and returns when it has taken effect.
+    void command(const std::string& a_sCommand);
 
     /// What the daemon logs while the function runs, without times and line numbers: "error Module text".
     std::vector<std::string> logOf(const std::function<void()>& a_oFunction);
@@ -80,6 +87,8 @@ protected:
     std::string status(const std::string& a_sName) const;
     /// True when the daemon has nothing to do.
     bool isWaiting() const { return status("State").starts_with("S"); }
+    /// A file of the sandbox as the daemon sees it.
+    std::string seenByDaemon(const std::string& a_sBelow) const;
 
     const Sandbox m_oSandbox;
 
@@ -95,6 +104,11 @@ class RunningDaemonTest : public DaemonTest
 protected:
     void SetUp() override { start(); }
 };
+
+/// Mounts a disk of 4 MiB at the place, seen by this process and its children alone.
+bool mountSmallDisk(const std::string& a_sPlace);
+/// True when a child may do that.
+bool canMountSmallDisk(const std::string& a_sPlace);
 
 inline Value null()
 {

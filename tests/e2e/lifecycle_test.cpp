@@ -104,31 +104,6 @@ TEST_F(Lifecycle, SecondInstanceIsRefusedBeforeItTouchesAnything)
     EXPECT_EQ(3U, *Client(socket()).call(request::GetSize{"Item"}));
 }
 
-TEST_F(Lifecycle, PidFileOfAnyLiveProcessIsOccupied)
-{
-    const std::string sOurs = std::to_string(::getpid()) + "\n";
-    writeFile(m_oSandbox.pidFile(), sOurs);
-    EXPECT_EQ(1, runDaemon(paths()).m_iStatus);
-    EXPECT_EQ(sOurs, readFile(m_oSandbox.pidFile()));
-}
-
-TEST_F(Lifecycle, PidFileThatNamesNoLiveProcessIsReplaced)
-{
-    const pid_t iDead = ::fork();
-    if (iDead == 0) {
-        ::_exit(0);
-    }
-    ::waitpid(iDead, nullptr, 0);
-    for (const std::string& sStale :
-         {std::to_string(iDead) + "\n", std::string(), std::string("garbage"), std::string("-1"),
-          std::string("0"), std::string("99999999999999999999"), std::string("1 and more")}) {
-        writeFile(m_oSandbox.pidFile(), sStale);
-        start();
-        EXPECT_EQ(pidText(), readFile(m_oSandbox.pidFile())) << sStale;
-        stop();
-    }
-}
-
 TEST_F(Lifecycle, SocketThatAnswersIsLeftToItsOwner)
 {
     start();

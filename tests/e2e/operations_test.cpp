@@ -222,50 +222,6 @@ TEST_F(Operations, Delete)
     EXPECT_EQ("zero", client().cell("Item", 0, "Note"));
 }
 
-TEST_F(Operations, UnknownTableGives8)
-{
-    const ValueList lRow = row({{"Id", 1}});
-    EXPECT_THAT(logOf([&] {
-                    EXPECT_EQ(8U, client().code(request::GetSchema{"Nonsense"}));
-                    EXPECT_EQ(8U, client().code(request::GetSize{"item"})); // not even in another letter case
-                    EXPECT_EQ(8U, client().code(request::SelectRow{""}));
-                    EXPECT_EQ(8U, client().code(request::SelectKey{"Nonsense", "Id", "1"}));
-                    EXPECT_EQ(8U, client().code(request::SelectRows{"sqlite_master"}));
-                    EXPECT_EQ(8U, client().code(request::InsertRow{"Nonsense", lRow}));
-                    EXPECT_EQ(8U, client().code(request::InsertKey{"Nonsense", lRow}));
-                    EXPECT_EQ(8U, client().code(request::UpdateRow{"Nonsense", 0, lRow}));
-                    EXPECT_EQ(8U, client().code(request::UpdateKey{"Nonsense", "Id", "1", lRow}));
-                    EXPECT_EQ(8U, client().code(request::DeleteRow{"Nonsense", 0}));
-                    EXPECT_EQ(8U, client().code(request::DeleteKey{"Nonsense", "Id", "1"}));
-                    EXPECT_EQ(8U, client().code(request::DeleteAll{"Nonsense"}));
-                    EXPECT_EQ(8U, client().subscribe({"Item", "Nonsense"}).code());
-                }),
-                testing::IsEmpty());
-}
-
-TEST_F(Operations, StatementBeyondItsLimitIsNotRun)
-{
-    // INSERT INTO Scratch ( Text ) VALUES ( '...' )
-    const std::size_t iInsertRoom = 4096 - std::string("INSERT INTO Scratch ( Text ) VALUES ( '' )").size();
-    EXPECT_EQ(0U, client().code(
-                      request::InsertRow{"Scratch", row({{"Text", std::string(iInsertRoom, 'x').c_str()}})}));
-    EXPECT_THAT(
-        codeAndLog(request::InsertRow{"Scratch", row({{"Text", std::string(iInsertRoom + 1, 'x').c_str()}})}),
-        ElementsAre("1", HasSubstr("error SQLiteWrap SQL string exceeds limit of 4096 chars,"
-                                   " failed with error: 1 (")));
-    EXPECT_THAT(codeAndLog(request::InsertRow{
-                    // each quote counts twice
-                    "Scratch", row({{"Text", std::string(iInsertRoom / 2 + 1, '\'').c_str()}})}),
-                ElementsAre("1", HasSubstr("exceeds limit of 4096 chars,")));
-    EXPECT_THAT(
-        codeAndLog(request::UpdateKey{"Scratch", "Id", "1", row({{"Text", std::string(8192, 'x').c_str()}})}),
-        ElementsAre("1", HasSubstr("exceeds limit of 8192 chars,")));
-    EXPECT_THAT(codeAndLog(request::SelectKey{"Scratch", "Text", std::string(4096, 'x')}),
-                ElementsAre("1", HasSubstr("exceeds limit of 4096 chars,")));
-    EXPECT_EQ(1U, get(request::GetSize{"Scratch"}));
-    EXPECT_EQ(iInsertRoom, client().cell("Scratch", 1, "Text").size());
-}
-
 TEST_F(Operations, AnyTextButNulIsKeptAsItIs)
 {
     std::string sBytes;
@@ -307,34 +263,6 @@ TEST_F(Operations, NulIsRefusedInEveryText)
                 }),
                 testing::IsEmpty());
     EXPECT_EQ(0U, get(request::GetSize{"Scratch"}));
-}
-
-TEST_F(Operations, SettingsTableSetsTheTimeOuts)
-{
-    const auto set = [this](const ValueList& a_lValues) {
-        return client().code(request::UpdateRow{"ConfigServerConfig", 0, a_lValues});
-    };
-    EXPECT_EQ(row({{"Id", 1}, {"TransactionTimeout", 30}, {"DefaultTransactionTimeout", 30}}),
-              get(request::SelectRow{"ConfigServerConfig"}));
-    EXPECT_EQ(row({{"MaxAllowedTransactionTimeout", 3600}, {"MinAllowedTransactionTimeout", 1}}),
-              get(request::SelectKey{"ConfigServerLimits",
-                                     "Id",
-                                     "1",
-                                     {"MaxAllowedTransactionTimeout", "MinAllowedTransactionTimeout"}}));
-    EXPECT_EQ(1U, set(row({{"TransactionTimeout", 77}, {"DefaultTransactionTimeout", 3601}})));
-    EXPECT_EQ(0U, set(row({{"DefaultTransactionTimeout", 0}}))); // raised to the least
-    EXPECT_EQ(9U, set(row({{"TransactionTimeout", 5}, {"Nonsense", 1}})));
-    EXPECT_EQ(4U, set(row({{"Id", 1}})));
-    EXPECT_EQ(row({{"Id", 1}, {"TransactionTimeout", 77}, {"DefaultTransactionTimeout", 1}}),
-              get(request::SelectRow{"ConfigServerConfig"}));
-
-    EXPECT_EQ(10U, client().code(request::SelectRow{"ConfigServerConfig", 1}));
-    EXPECT_EQ(9U,
-              client().code(request::SelectRow{"ConfigServerConfig", 0, {"MinAllowedTransactionTimeout"}}));
-    EXPECT_EQ(1U, client().code(request::SelectKey{"ConfigServerConfig", "Id", "01"}));
-    EXPECT_EQ(9U, client().code(request::SelectKey{"ConfigServerConfig", "Nonsense", "1"}));
-    EXPECT_EQ(4U, client().code(request::DeleteAll{"ConfigServerConfig"}));
-    EXPECT_EQ(4U, client().code(request::UpdateRow{"ConfigServerLimits", 0, row({{"Id", 1}})}));
 }
 
 TEST_F(Operations, LoggingTableSetsTheLevels)

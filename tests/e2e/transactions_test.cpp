@@ -254,16 +254,5 @@ TEST_F(Transactions, OneThatLastsTooLongIsLostUntilItsOwnerEndsIt)
     EXPECT_EQ("committed", note());
 }
 
-TEST_F(Transactions, CurrentTimeOutHoldsForOneTransaction)
-{
-    const auto current = [this] { return client().cell("ConfigServerConfig", 1, "TransactionTimeout"); };
-    EXPECT_EQ(0U, client().code(request::UpdateKey{"ConfigServerConfig", "Id", "1",
-                                                   row({{"TransactionTimeout", 3600}})}));
-    EXPECT_EQ(0U, client().code(request::Begin{}));
-    EXPECT_EQ("3600", current());
-    EXPECT_EQ(0U, client().code(request::Commit{}));
-    EXPECT_EQ("30", current());
-}
-
 } // namespace
 } // namespace e2e

@@ -12,11 +12,8 @@
 namespace systema::cli {
 
 using client::EOperation;
-using client::Reader;
 using client::Writer;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 namespace {
 
@@ -92,61 +89,6 @@ protected:
 // ---------------------------------------------------------------------------------------------------------
 // batch
 
-TEST_F(CommandsTest, BatchIsOneTransaction)
-{
-    m_oServer.reply(0, writeSchema);
-    m_oServer.reply(); // begin
-    m_oServer.reply(0, [](Writer& a_oWriter) { a_oWriter.i32(5); });
-    m_oServer.reply();
-    m_oServer.reply();
-    m_oServer.reply(); // commit
-    const Outcome oOutcome = run({"batch", "--wait", "10"}, "# a comment\n"
-                                                            "add T Name='a b'\n"
-                                                            "\n"
-                                                            "set T --key Id=5 Name=\"c\"  # another\n"
-                                                            "del T --row 3\n");
-    EXPECT_TRUE(oOutcome.ok()) << oOutcome.m_sText;
-    EXPECT_EQ(m_oOutput.str(), "5\n");
-    EXPECT_THAT(m_oServer.operations(),
-                ElementsAre(EOperation::GetSchema, EOperation::Begin, EOperation::InsertKey,
-                            EOperation::UpdateKey, EOperation::DeleteRow, EOperation::Commit));
-}
-
-TEST_F(CommandsTest, BatchRollsBackAndNamesTheFirstLineThatFailed)
-{
-    m_oServer.reply(); // begin
-    m_oServer.reply();
-    m_oServer.reply(EResultCode::NoRow);
-    m_oServer.reply(EResultCode::NoTable);
-    m_oServer.reply(); // rollback
-    const Outcome oOutcome = run({"batch"}, "del T --row 3\n\ndel T --row 99\ndel X --all\n");
-    EXPECT_EQ(oOutcome.m_iExit, 10);
-    EXPECT_EQ(oOutcome.m_sText, "line 3: no such row");
-    EXPECT_EQ(m_oServer.operations().back(), EOperation::Rollback);
-    EXPECT_EQ(m_oOutput.str(), "");
-}
-
-TEST_F(CommandsTest, BatchSendsNothingWhenALineIsWrong)
-{
-    const std::pair<const char*, const char*> aWrong[] = {{"del T --all\nget T\n", "line 2: "},
-                                                          {"add T Name='x\n", "line 1: "},
-                                                          {"\n\nset T Name=x", "line 3: "}};
-    for (const auto& [pInput, pLine] : aWrong) {
-        const Outcome oOutcome = run({"batch"}, pInput);
-        EXPECT_EQ(oOutcome.m_iExit, c_iExitUsage);
-        EXPECT_THAT(oOutcome.m_sText, ::testing::StartsWith(pLine));
-    }
-    EXPECT_EQ(run({"batch", "/nonexistent/file"}).m_iExit, c_iExitUsage);
-    EXPECT_EQ(run({"batch", "/"}).m_iExit, c_iExitUsage);
-    EXPECT_THAT(m_oServer.operations(), IsEmpty());
-
-    m_oServer.reply(0, writeSchema);
-    const Outcome oTyped = run({"batch"}, "del T --all\nadd T Id=x\n");
-    EXPECT_EQ(oTyped.m_iExit, 7);
-    EXPECT_THAT(oTyped.m_sText, ::testing::StartsWith("line 2: "));
-    EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::GetSchema));
-}
-
 TEST_F(CommandsTest, BatchOutlivesALostServer)
 {
     m_oServer.reply(); // begin
@@ -176,39 +118,6 @@ TEST_F(CommandsTest, ExportShowsTheRowWithIdZeroAndKeepsEveryByte)
                                " }\n"
                                "}\n");
     EXPECT_EQ(m_oServer.requests().at(0).m_sBody, "\x01") << "stored tables";
-}
-
-TEST_F(CommandsTest, ImportTurnsTheTableIntoThatOfTheFile)
-{
-    m_oServer.reply(); // begin
-    m_oServer.reply(0, writeSchema);
-    m_oServer.reply(0, rows({{1, "stays"}, {2, "old"}, {3, "goes"}}));
-    m_oServer.reply(0, row(0, "another default"));
-    for (int i = 0; i < 4; ++i) {
-        m_oServer.reply(); // update, insert, delete, commit
-    }
-    const Outcome oOutcome = run({"import"}, R"({"T":{"columns":[],"rows":[{"Id":0,"Name":"default"},
-        {"Id":1,"Name":"stays"},{"Id":2,"Name":"new"},{"Id":4,"Name":{"hex":"ff"}}]}})");
-    EXPECT_TRUE(oOutcome.ok()) << oOutcome.m_sText;
-    EXPECT_THAT(m_oErrors.str(), HasSubstr("table \"T\": its row with Id 0 is another one"));
-
-    const auto lRequests = m_oServer.requests();
-    ASSERT_EQ(lRequests.size(), 8u);
-    EXPECT_EQ(lRequests[4].m_eOperation, EOperation::UpdateKey);
-    Reader oUpdate(lRequests[4].m_sBody);
-    EXPECT_EQ(oUpdate.text(), "T");
-    EXPECT_EQ(oUpdate.text(), "Id");
-    EXPECT_EQ(oUpdate.text(), "2");
-    ValueList lChanged;
-    lChanged.add("Name", Value(EDataType::Text, "new"));
-    EXPECT_EQ(oUpdate.values(), lChanged) << "only what differs";
-    EXPECT_EQ(lRequests[5].m_eOperation, EOperation::InsertRow);
-    Reader oInsert(lRequests[5].m_sBody);
-    oInsert.text();
-    EXPECT_EQ(oInsert.values().getValue("Name").getText(), "\xff");
-    EXPECT_EQ(lRequests[6].m_eOperation, EOperation::DeleteKey);
-    EXPECT_THAT(lRequests[6].m_sBody, HasSubstr("3"));
-    EXPECT_EQ(lRequests[7].m_eOperation, EOperation::Commit);
 }
 
 TEST_F(CommandsTest, ImportWritesWhatAConstraintRefusedAgainOnceTheOthersAreWritten)
@@ -243,51 +152,8 @@ TEST_F(CommandsTest, ImportWritesWhatAConstraintRefusedAgainOnceTheOthersAreWrit
     EXPECT_EQ(m_oServer.operations().back(), EOperation::Rollback);
 }
 
-TEST_F(CommandsTest, ImportRefusesWhatIsNoExport)
-{
-    for (const char* pFile : {"", "[]", "{\"T\"", "nonsense"}) {
-        EXPECT_EQ(run({"import"}, pFile).m_iExit, c_iExitUsage) << pFile;
-    }
-    EXPECT_THAT(m_oServer.operations(), IsEmpty());
-
-    const std::pair<const char*, int> aWrongTables[] = {
-        {R"({"T":{"rows":{}}})", c_iExitUsage},
-        {R"({"T":{"rows":[1]}})", c_iExitUsage},
-        {R"({"T":{"rows":[{"Name":"x"}]}})", c_iExitUsage},
-        {R"({"T":{"rows":[{"Id":1},{"Id":1}]}})", c_iExitUsage},
-        {R"({"T":{"rows":[{"Id":"x"}]}})", 7},
-        {R"({"T":{"rows":[{"Id":99999999999}]}})", 7},
-        {R"({"T":{"rows":[{"Id":1,"Name":5}]}})", 7},
-        {R"({"T":{"rows":[{"Id":1,"Name":{"hex":"f"}}]}})", 7}};
-    for (const auto& [pFile, iExit] : aWrongTables) {
-        m_oServer.reply(); // begin
-        m_oServer.reply(0, writeSchema);
-        m_oServer.reply(0, rows({}));
-        m_oServer.reply(EResultCode::NoRow); // no row with Id 0
-        m_oServer.reply();                   // rollback
-        const Outcome oOutcome = run({"import"}, pFile);
-        EXPECT_EQ(oOutcome.m_iExit, iExit) << pFile;
-        EXPECT_THAT(oOutcome.m_sText, HasSubstr("table \"T\": ")) << pFile;
-        EXPECT_EQ(m_oServer.operations().back(), EOperation::Rollback) << pFile;
-    }
-}
-
 // ---------------------------------------------------------------------------------------------------------
 // watch
-
-TEST_F(CommandsTest, WatchPrintsChangesUntilASignalEndsIt)
-{
-    m_oServer.event(EOperation::TableChanged, "T");
-    m_oServer.reply();                         // subscribe
-    m_oServer.reply(0, rows({{1, "a"}}));      // at the start
-    m_oServer.reply(0, [](Writer& a_oWriter) { // for the change
-        rows({{1, "b"}})(a_oWriter);
-        ::kill(::getpid(), SIGTERM);
-    });
-    const Outcome oOutcome = run({"watch", "T", "--rows"});
-    EXPECT_TRUE(oOutcome.ok()) << oOutcome.m_sText;
-    EXPECT_EQ(m_oOutput.str(), "T\n  ~ Id=1 Name=\"a\"->\"b\"\n");
-}
 
 TEST_F(CommandsTest, WatchShowsNoRowsAsAddedWhenTheFirstReadWasOvertaken)
 {
@@ -296,12 +162,15 @@ TEST_F(CommandsTest, WatchShowsNoRowsAsAddedWhenTheFirstReadWasOvertaken)
     for (int i = 0; i < client::Connection::c_iBulkAttempts; ++i) {
         m_oServer.reply(EResultCode::Busy);
     }
+    m_oServer.event(EOperation::TableChanged, "T");
+    m_oServer.reply(0, rows({{1, "a"}}));
     m_oServer.reply(0, [](Writer& a_oWriter) {
-        rows({{1, "a"}})(a_oWriter);
+        rows({{1, "b"}})(a_oWriter);
         ::kill(::getpid(), SIGTERM);
     });
-    EXPECT_TRUE(run({"watch", "T", "--rows"}).ok());
-    EXPECT_EQ(m_oOutput.str(), "T\n");
+    const Outcome oOutcome = run({"watch", "T", "--rows"});
+    EXPECT_TRUE(oOutcome.ok()) << oOutcome.m_sText;
+    EXPECT_EQ(m_oOutput.str(), "T\nT\n  ~ Id=1 Name=\"a\"->\"b\"\n");
 }
 
 } // namespace systema::cli

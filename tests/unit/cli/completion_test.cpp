@@ -57,6 +57,8 @@ TEST(Completion, OffersCommandsAndOptions)
     EXPECT_THAT(complete("ledgerctl del Phone --"), Contains("--all"));
     EXPECT_THAT(complete("ledgerctl import --"), Contains("--wait"));
     EXPECT_THAT(complete("ledgerctl get Phone --"), Not(Contains("--all")));
+    EXPECT_THAT(complete("ledgerctl ctl -f /x dump -"), Contains("-p"));
+    EXPECT_THAT(complete("ledgerctl ctl persistmode n"), ElementsAre("nosqldump"));
 }
 
 TEST(Completion, AsksTheDaemonForTablesAndColumns)

@@ -147,9 +147,6 @@ TEST(Printer, ShowsWhatChanged)
                                              "T,changed,2,Name,b,\r\n"
                                              "T,added,4,Id,,4\r\n"
                                              "T,added,4,Name,,\"d\n\"\r\n");
-    const auto oPlain = [](Printer& a_oPrinter) { a_oPrinter.printChange("T"); };
-    EXPECT_EQ(printed(EFormat::Table, oPlain), "T\n");
-    EXPECT_EQ(printed(EFormat::Json, oPlain), "{\"table\":\"T\"}\n");
 }
 
 } // namespace systema::cli

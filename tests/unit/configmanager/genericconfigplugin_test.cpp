@@ -1,5 +1,6 @@
 #include "configmanager/genericconfigplugin.h"
 
+#include "tests/unit/systema/dispatcherfixture.h"
 #include "zel/assert.h"
 
 #include <gmock/gmock.h>
@@ -38,22 +39,9 @@ protected:
     bool classInvariant() const override { return m_bWhole; }
 };
 
-using Operation = std::function<EResultCode(GenericConfigPlugin&, const void*)>;
+using Call = std::function<EResultCode(GenericConfigPlugin&, const void*)>;
 
-const std::vector<Operation> c_lWrites = {
-    [](auto& a_oPlugin, auto a_pHandle) { return a_oPlugin.insertRow(a_pHandle, "T", {}); },
-    [](auto& a_oPlugin, auto a_pHandle) {
-        int iId = 0;
-        return a_oPlugin.insertKey(iId, a_pHandle, "T", {});
-    },
-    [](auto& a_oPlugin, auto a_pHandle) { return a_oPlugin.updateRow(a_pHandle, "T", 0, {}); },
-    [](auto& a_oPlugin, auto a_pHandle) { return a_oPlugin.updateKey(a_pHandle, "T", "Id", "1", {}); },
-    [](auto& a_oPlugin, auto a_pHandle) { return a_oPlugin.deleteRow(a_pHandle, "T", 0); },
-    [](auto& a_oPlugin, auto a_pHandle) { return a_oPlugin.deleteKey(a_pHandle, "T", "Id", "1"); },
-    [](auto& a_oPlugin, auto a_pHandle) { return a_oPlugin.deleteAll(a_pHandle, "T"); },
-};
-
-const std::vector<Operation> c_lOthers = {
+const std::vector<Call> c_lOthers = {
     [](auto& a_oPlugin, auto a_pHandle) { return a_oPlugin.startTransaction(a_pHandle); },
     [](auto& a_oPlugin, auto a_pHandle) { return a_oPlugin.commitTransaction(a_pHandle); },
     [](auto& a_oPlugin, auto a_pHandle) { return a_oPlugin.rollbackTransaction(a_pHandle); },
@@ -61,7 +49,7 @@ const std::vector<Operation> c_lOthers = {
     [](auto& a_oPlugin, auto a_pHandle) { return a_oPlugin.close(a_pHandle), EResultCode(); },
 };
 
-std::string assertionOf(const Operation& a_oOperation, GenericConfigPlugin& a_oPlugin, const void* a_pHandle)
+std::string assertionOf(const Call& a_oOperation, GenericConfigPlugin& a_oPlugin, const void* a_pHandle)
 {
     try {
         a_oOperation(a_oPlugin, a_pHandle);
@@ -76,8 +64,10 @@ std::string assertionOf(const Operation& a_oOperation, GenericConfigPlugin& a_oP
 TEST(GenericConfigPlugin, AssertsHandleThenInvariantAndNamesThePlugin)
 {
     BarePlugin oPlugin;
-    std::vector<Operation> lAll = c_lWrites;
-    lAll.insert(lAll.end(), c_lOthers.begin(), c_lOthers.end());
+    std::vector<Call> lAll = c_lOthers;
+    for (const ::Operation oWrite : c_aWrites) {
+        lAll.push_back([=](auto& a_oPlugin, auto a_pHandle) { return oWrite(a_oPlugin, a_pHandle, "T"); });
+    }
     lAll.push_back([](auto& a_oPlugin, auto a_pHandle) {
         systema::NameList lTables;
         a_oPlugin.getTables(lTables, a_pHandle);

@@ -1,83 +1,109 @@
 #include "server/flashthread.h"
 
+#include "tests/unit/server/support.h"
 #include "zel/log.h"
+#include "zel/uniquefd.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 namespace zel::cfg {
 namespace {
 
-namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::StartsWith;
 
-/// A save command of the test's own is the first on the path: it writes a line for each run.
 class FlashThreadTest : public testing::Test
 {
 protected:
-    FlashThreadTest() : m_sPath(std::getenv("PATH"))
+    void setCommand(const std::string& a_sScript) const
     {
-        std::string sTemplate = (fs::temp_directory_path() / "flashthread.XXXXXX").string();
-        m_oDirectory = ::mkdtemp(sTemplate.data());
-        const fs::path oCommand = m_oDirectory / "srv-save-config-active";
-        std::ofstream(oCommand) << "#!/bin/sh\necho run >> " << m_oDirectory.string() << "/runs\n";
-        fs::permissions(oCommand, fs::perms::owner_all);
-        ::setenv("PATH", (m_oDirectory.string() + ":" + m_sPath).c_str(), 1);
+        m_oPath.add("srv-save-config-active", "echo run >> $HERE/runs\n" + a_sScript);
     }
 
-    ~FlashThreadTest() override
+    std::string runs() const { return readFile(m_oPath.file("runs")); }
+
+    /// Asks for saves, and gives what is logged until the thread has ended.
+    std::vector<std::string> save(int a_iCeilingSeconds = FlashThread::c_iCeilingSeconds) const
     {
-        ::setenv("PATH", m_sPath.c_str(), 1);
-        fs::remove_all(m_oDirectory);
+        return tests::logOf([&] {
+            FlashThread oThread(m_iModule, a_iCeilingSeconds);
+            oThread.wake(PersistScript::c_ePersistDefault);
+        });
     }
 
-    std::size_t runs() const
-    {
-        std::ifstream oRuns(m_oDirectory / "runs");
-        std::size_t iRuns = 0;
-        for (std::string sLine; std::getline(oRuns, sLine);) {
-            ++iRuns;
-        }
-        return iRuns;
-    }
-
-    /// Wakes the thread until the command has run that often; a wake-up before it waits is nobody's.
-    bool wakeUntil(FlashThread& a_oThread, PersistScript::EPersistMode a_eMode, std::size_t a_iRuns) const
-    {
-        const auto oEnd = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        while (runs() < a_iRuns && std::chrono::steady_clock::now() < oEnd) {
-            a_oThread.wake(a_eMode);
-            std::this_thread::yield();
-        }
-        return runs() >= a_iRuns;
-    }
-
-    const std::string m_sPath;
-    fs::path m_oDirectory;
-    const int m_iModule = ZEL_Sysloglevel_registerModul("test");
+    const tests::CommandPath m_oPath;
+    const int m_iModule = ZEL_Sysloglevel_registerModul("ledgerd");
 };
 
-TEST_F(FlashThreadTest, runsTheCommandForEveryWakeUpInASavingMode)
+TEST_F(FlashThreadTest, RunsASaveThatWasAskedForRightBeforeTheEnd)
 {
-    FlashThread oThread(m_iModule);
-    EXPECT_TRUE(wakeUntil(oThread, PersistScript::c_ePersistDefault, 2));
-    EXPECT_TRUE(wakeUntil(oThread, PersistScript::c_ePersistRedundant, runs() + 1));
-}
-
-TEST_F(FlashThreadTest, runsNothingWithoutSqlDumpAndEndsAtOnce)
-{
-    {
-        FlashThread oThread(m_iModule);
-        for (int i = 0; i < 100; ++i) {
-            oThread.wake(PersistScript::c_ePersistNoSqlDump);
+    setCommand("");
+    std::string sRuns;
+    for (const auto eMode : {PersistScript::c_ePersistDefault, PersistScript::c_ePersistRedundant,
+                             PersistScript::c_ePersistDefault}) {
+        for (int i = 0; i < 20; ++i) {
+            FlashThread(m_iModule).wake(eMode);
+            EXPECT_EQ(sRuns += "run\n", runs());
         }
     }
-    EXPECT_EQ(runs(), 0U);
+    EXPECT_THAT(save(), ElementsAre());
+}
+
+TEST_F(FlashThreadTest, RunsNothingWithoutSqlDump)
+{
+    setCommand("");
+    FlashThread(m_iModule).wake(PersistScript::c_ePersistNoSqlDump);
+    EXPECT_EQ("", runs());
+}
+
+TEST_F(FlashThreadTest, RunsOnceMoreForAWakeUpWhileTheCommandRuns)
+{
+    ASSERT_EQ(0, ::mkfifo(m_oPath.file("begin").c_str(), 0600));
+    ASSERT_EQ(0, ::mkfifo(m_oPath.file("gate").c_str(), 0600));
+    setCommand("echo > $HERE/begin\nread x < $HERE/gate\necho end >> $HERE/runs");
+    {
+        const UniqueFd oBegin(::open(m_oPath.file("begin").c_str(), O_RDWR));
+        const UniqueFd oGate(::open(m_oPath.file("gate").c_str(), O_RDWR));
+        FlashThread oThread(m_iModule);
+        oThread.wake(PersistScript::c_ePersistDefault);
+        char cBegun;
+        EXPECT_EQ(1, ::read(oBegin.get(), &cBegun, 1));
+        EXPECT_EQ("run\n", runs());
+        std::thread oOther([&] {
+            oThread.wake(PersistScript::c_ePersistDefault);
+            EXPECT_THAT(runs(), StartsWith("run\nend\n"));
+        });
+        EXPECT_EQ(2, ::write(oGate.get(), "\n\n", 2));
+        oOther.join();
+    }
+    EXPECT_EQ("run\nend\nrun\nend\n", runs());
+}
+
+TEST_F(FlashThreadTest, LogsWhatAFailingCommandSays)
+{
+    const std::string sFailed = "error   ledgerd main:152: srv-save-config-active failed: ";
+    setCommand("echo flash is full; echo really >&2; exit 3");
+    EXPECT_THAT(save(), ElementsAre(sFailed + "3 (flash is full\\x0Areally)"));
+    setCommand("head -c 1000000 /dev/zero | tr '\\0' x; exit 4");
+    EXPECT_THAT(save(), ElementsAre(StartsWith(sFailed + "4 (xxxxx")));
+    setCommand("head -c 1000000 /dev/zero");
+    EXPECT_THAT(save(), ElementsAre());
+    std::filesystem::remove(m_oPath.file("srv-save-config-active"));
+    EXPECT_THAT(save(),
+                ElementsAre(testing::AllOf(StartsWith(sFailed + "127 ("), testing::HasSubstr("not found"))));
+}
+
+TEST_F(FlashThreadTest, EndsACommandThatHangs)
+{
+    setCommand("sleep 1000");
+    EXPECT_THAT(save(1), ElementsAre("error   ledgerd main:152: srv-save-config-active failed: 124 ()"));
+    EXPECT_EQ("run\n", runs());
 }
 
 } // namespace

@@ -174,20 +174,6 @@ TEST_F(RowCursorTest, isNotDisturbedByReadsRefusedWritesAndCommits)
     EXPECT_EQ(oRows.m_lRows.size(), 4U);
 }
 
-TEST_F(RowCursorTest, doesNotHoldUpWritesAndTransactions)
-{
-    SqliteWrapper oDatabase = open();
-    const auto pCursor = cursor(oDatabase);
-    Rows oRows(*pCursor, 1);
-    pCursor->fetch(oRows);
-    EXPECT_EQ(oDatabase.insertRow("T", row({{"Name", "kept"}})), 0U);
-    EXPECT_EQ(oDatabase.startTransaction(), 0U);
-    EXPECT_EQ(oDatabase.deleteAll("T"), 0U);
-    EXPECT_EQ(oDatabase.rollbackTransaction(), 0U);
-    oDatabase.close();
-    EXPECT_EQ(sql("SELECT COUNT(*) FROM T"), "6|");
-}
-
 TEST_F(RowCursorTest, noticesAnotherConnectionsChangeOfTheTable)
 {
     SqliteWrapper oDatabase = open(false);

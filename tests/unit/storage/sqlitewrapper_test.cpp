@@ -330,38 +330,6 @@ TEST_F(SqliteWrapperTest, aClosedDatabaseAnswersEveryOperationWithACode)
     EXPECT_EQ(iId, 5);
 }
 
-TEST_F(SqliteWrapperTest, aDamagedFileGivesCodes)
-{
-    std::string sRows;
-    for (int i = 1; i < 500; ++i) {
-        sRows += "INSERT INTO People VALUES (" + std::to_string(i) + ", 'name" + std::to_string(i) + "', 1);";
-    }
-    sql("CREATE TABLE People (Id INTEGER PRIMARY KEY, Name TEXT UNIQUE, Age INTEGER); BEGIN;" + sRows +
-        "COMMIT");
-    const std::string sGood = readFile(file());
-    std::string sPages = sGood;
-    std::fill(sPages.begin() + 4096, sPages.end(), '\x5a'); // everything but the schema
-    for (const bool bExclusive : {true, false}) {
-        for (const std::string& sBad : {sPages, std::string(8192, 'x'), sGood.substr(0, 5000)}) {
-            writeFile(file(), sBad);
-            outcome([&] {
-                SqliteWrapper oDatabase = open(bExclusive);
-                for (const auto& oOperation : c_aOperations) {
-                    EXPECT_THAT(static_cast<unsigned>(oOperation.m_oRun(oDatabase, "People")),
-                                testing::AnyOf(0U, 1U, 8U, 10U))
-                        << oOperation.m_pName;
-                }
-                EXPECT_NE(oDatabase.insertRow("People", row({{"Name", "x"}})), 0U);
-                NameList lNames;
-                oDatabase.getTables(lNames);
-                std::unique_ptr<IRowCursor> pCursor;
-                oDatabase.openRows(pCursor, "People", 0, c_iAllRows, {});
-                return EResultCode();
-            });
-        }
-    }
-}
-
 TEST_F(SqliteWrapperTest, aReadThatFailsIsNotRemembered)
 {
     sql(c_pPeople);

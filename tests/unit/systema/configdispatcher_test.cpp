@@ -59,17 +59,6 @@ TEST_F(ConfigDispatcherTest, InitializeOpensAndSetsUpEachPluginOnceAndAttachesWh
     EXPECT_THAT(m_lCalls, testing::Not(testing::Contains("views.initialize")));
 }
 
-TEST_F(ConfigDispatcherTest, TablesThatAppearLaterAreAttachedWhenAskedFor)
-{
-    m_oDispatcher.initialize();
-    m_oVirtual.m_lTables.add("Later");
-    EXPECT_FALSE(m_oDispatcher.hasTable("Later"));
-    testing::internal::CaptureStderr();
-    m_oDispatcher.attachTables(m_oVirtual);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), ""); // no word of those it has already
-    EXPECT_EQ(tables(), NameList({"Virtual", "Stored", "Later"}));
-}
-
 TEST_F(ConfigDispatcherTest, APluginThatThrowsDoesNotKeepTheOthersFromTheirWork)
 {
     const struct
@@ -94,27 +83,6 @@ TEST_F(ConfigDispatcherTest, APluginThatThrowsDoesNotKeepTheOthersFromTheirWork)
                     HasSubstr(std::string(oCase.m_pOperation) + " throws"));
         EXPECT_THAT(takeCalls(), testing::Contains(std::string("stored.") + oCase.m_pOperation));
     }
-}
-
-TEST_F(ConfigDispatcherTest, ALockIsAskedForAndTakesHoldWhenProcessed)
-{
-    m_oDispatcher.lock();
-    EXPECT_FALSE(m_oDispatcher.isLocked());
-    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
-    m_oDispatcher.processLocks();
-    EXPECT_TRUE(m_oDispatcher.isLocked());
-    m_lCalls.clear();
-    for (const auto& oWrite : c_aWrites) {
-        EXPECT_EQ(oWrite(m_oDispatcher, m_pMe, "Stored"), EResultCode::Locked);
-    }
-    EXPECT_EQ(begin(m_pMe), EResultCode::Locked);
-    EXPECT_THAT(takeCalls(), IsEmpty());
-    EXPECT_EQ(read(m_pMe, "Stored"), EResultCode::Success);
-
-    m_oDispatcher.unlock();
-    EXPECT_TRUE(m_oDispatcher.isLocked());
-    m_oDispatcher.processLocks();
-    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
 }
 
 TEST_F(ConfigDispatcherTest, ALockWaitsForTheOpenTransaction)

@@ -50,29 +50,6 @@ protected:
 
 } // namespace
 
-TEST_F(TransactionTest, OneAtATimeOverEveryPlugin)
-{
-    EXPECT_EQ(begin(m_pMe), EResultCode::Success);
-    EXPECT_THAT(takeCalls(), ElementsAre("virtual.startTransaction", "stored.startTransaction"));
-    EXPECT_TRUE(m_oDispatcher.isTransactionOpen());
-
-    EXPECT_EQ(begin(m_pMe), EResultCode::Failure); // twice
-    EXPECT_EQ(begin(m_pOther), EResultCode::Busy);
-    EXPECT_EQ(write(m_pOther, "Stored"), EResultCode::Busy);
-    EXPECT_EQ(read(m_pOther, "Stored"), EResultCode::Success);
-    EXPECT_EQ(commit(m_pOther), EResultCode::Failure);
-    EXPECT_EQ(rollback(m_pOther), EResultCode::Failure);
-    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
-    takeCalls();
-
-    EXPECT_EQ(commit(m_pMe), EResultCode::Success);
-    EXPECT_THAT(m_lCalls, ElementsAre("virtual.commitTransaction", "stored.commitTransaction"));
-    EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
-    EXPECT_EQ(write(m_pOther, "Stored"), EResultCode::Success);
-    EXPECT_EQ(begin(m_pOther), EResultCode::Success);
-    EXPECT_EQ(m_oDispatcher.getStatistics().m_iTransactions, 2U);
-}
-
 TEST_F(TransactionTest, AFailingStartUndoesThoseThatStarted)
 {
     RecordingPlugin oThird("third", {"Third"}, m_lCalls);
@@ -118,17 +95,6 @@ TEST_F(TransactionTest, AFailingCommitRollsTheRestBackAndTellsOnlyWhatWasCommitt
     m_oDispatcher.subscribe(oListener, {"Stored", "Third", "Fourth"});
     m_oDispatcher.sendNotifications();
     EXPECT_EQ(oListener.m_lTold, NameList({"Stored"}));
-}
-
-TEST_F(TransactionTest, ACommitThatThrowsIsAFailedCommit)
-{
-    m_oVirtual.m_sThrows = "commitTransaction";
-    begin(m_pMe);
-    takeCalls();
-    EXPECT_EQ(commit(m_pMe), EResultCode::Failure);
-    EXPECT_THAT(m_lCalls, ElementsAre("virtual.commitTransaction", "virtual.rollbackTransaction",
-                                      "stored.rollbackTransaction"));
-    EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
 }
 
 TEST_F(TransactionTest, ARollbackGoesThroughEveryPluginAndReportsTheFirstFailure)
@@ -200,22 +166,6 @@ TEST_F(TransactionTest, AHandleThatDisconnectsIsRolledBackAndForgotten)
     isOverdueAfter(30);
     m_oDispatcher.disconnect(m_pMe);
     EXPECT_EQ(read(m_pMe, "Stored"), EResultCode::Success);
-}
-
-TEST_F(TransactionTest, AHoldTakesTheOpenTransaction)
-{
-    m_oDispatcher.open(m_pOther);
-    begin(m_pMe);
-    takeCalls();
-    testing::internal::CaptureStderr();
-    m_oDispatcher.close(m_pOther);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("rolled back: the databases are held"));
-    EXPECT_THAT(m_lCalls, ElementsAre("virtual.rollbackTransaction", "stored.rollbackTransaction",
-                                      "virtual.close", "stored.close"));
-    m_oDispatcher.open(m_pOther);
-    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Failure);
-    EXPECT_EQ(rollback(m_pMe), EResultCode::Failure);
-    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
 }
 
 TEST_F(TransactionTest, TheObserverIsToldOfEveryEndAndAskedOnlyWhenNoneIsOpen)

@@ -103,3 +103,14 @@ TEST_F(PersistScriptTest, TheFinalCallSavesWhatIsUnsavedWithoutWaiting)
     EXPECT_THAT(process(true), ElementsAre(1));
     EXPECT_THAT(process(true), IsEmpty());
 }
+
+TEST_F(PersistScriptTest, WhatTheNosqldumpModeLeftOutIsSavedInTheNextMode)
+{
+    m_oScript.setPersistMode(PersistScript::c_ePersistNoSqlDump);
+    m_oScript.markChanged();
+    EXPECT_THAT(processAfter(10), ElementsAre(4));
+    EXPECT_THAT(process(true), IsEmpty());
+    m_oScript.setPersistMode(PersistScript::c_ePersistDefault);
+    EXPECT_THAT(processAfter(10), ElementsAre(1));
+    EXPECT_THAT(process(true), IsEmpty());
+}

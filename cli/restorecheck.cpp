@@ -1,0 +1,67 @@
+#include "cli/commands.h"
+#include "restore/dumpcheck.h"
+#include "restore/generations.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace systema::cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view c_sDumpSuffix = ".db.sql";
+
+/// Adds what is found in a directory of dumps. False when there is none. Throws fs::filesystem_error.
+bool checkDumps(const fs::path& a_oDirectory, const fs::path& a_oShown, std::vector<Finding>& a_lFindings)
+{
+    std::vector<std::string> lNames;
+    for (const auto& oEntry : fs::directory_iterator(a_oDirectory)) {
+        if (std::string sName = oEntry.path().filename(); sName.ends_with(c_sDumpSuffix)) {
+            lNames.push_back(std::move(sName));
+        }
+    }
+    std::ranges::sort(lNames);
+    for (const std::string& sName : lNames) {
+        a_lFindings.push_back({a_oShown / sName, zel::cfg::findDumpFault(a_oDirectory / sName)});
+    }
+    return !lNames.empty();
+}
+
+std::vector<Finding> checkDirectory(const std::string& a_sDirectory)
+{
+    std::vector<Finding> lFindings;
+    checkDumps(a_sDirectory, {}, lFindings);
+    for (const auto& oGeneration : zel::cfg::findGenerations(a_sDirectory)) {
+        const fs::path oDirectory(oGeneration.m_sDirectory);
+        const fs::path oShown = oDirectory.filename();
+        if (!checkDumps(oDirectory, oShown, lFindings)) {
+            lFindings.push_back({oShown, "no dump in it"});
+        }
+    }
+    return lFindings;
+}
+
+} // namespace
+
+Outcome runRestoreCheck(Session& a_oSession, const Arguments& a_oArguments)
+{
+    std::vector<Finding> lFindings;
+    try {
+        lFindings = checkDirectory(a_oArguments.m_sDirectory);
+    } catch (const fs::filesystem_error& oError) {
+        return Outcome::usage("cannot read " + oError.path1().string() + ": " + oError.code().message());
+    }
+    if (lFindings.empty()) {
+        return client::Status::refused(EResultCode::Failure, "no dump in " + a_oArguments.m_sDirectory);
+    }
+    a_oSession.m_oPrinter.printFindings("dump", lFindings);
+    const auto iBad =
+        std::ranges::count_if(lFindings, [](const Finding& a_oFinding) { return bool(a_oFinding.m_oFault); });
+    return iBad == 0 ? Outcome()
+                     : client::Status::refused(EResultCode::Failure, "bad: " + std::to_string(iBad) + " of " +
+                                                                         std::to_string(lFindings.size()));
+}
+
+} // namespace systema::cli

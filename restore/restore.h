@@ -1,0 +1,31 @@
+// Makes the databases of a gateway from what was saved, before the daemon starts.
+//
+// Run by ledger-restore at boot; never throws. It holds the lock on the database directory meanwhile, and so
+// does nothing while the daemon runs. Which database came from where goes to the report, all else to the log
+// module "ledger-restore".
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+namespace zel::cfg {
+
+struct RestoreSettings
+{
+    std::string m_sDatabaseDirectory; // made when it is missing
+    std::string m_sStoreDirectory;    // need not exist
+    std::string m_sFactoryDirectory;
+    bool m_bKeep = false; // leave alone what is sound and has the current schema
+};
+
+/// What became of a database, and of all of them: the worst. The exit status of ledger-restore.
+enum class ERestored
+{
+    Current = 0,  // as last saved, or never saved
+    FellBack = 1, // to an older state: what was saved last is missing, damaged or could not be migrated
+    Failed = 2,   // could not be made, or is in use; the file is as it was
+};
+
+ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_oReport);
+
+} // namespace zel::cfg

@@ -1,0 +1,98 @@
+#include "tests/e2e/daemontest.h"
+
+#include <csignal>
+#include <filesystem>
+#include <sys/resource.h>
+
+namespace fs = std::filesystem;
+
+namespace e2e {
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class RestoreProgramTest : public DaemonTest
+{
+protected:
+    /// Runs the program in the sandbox, with the factory of the project.
+    Finished restore(std::vector<std::string> a_lMore = {}, std::function<void()> a_oInChild = {}) const
+    {
+        a_lMore.insert(a_lMore.end(), {"--factory-directory", LEDGERD_FACTORY});
+        return run(LEDGER_RESTORE_BINARY, {.m_lArguments = std::move(a_lMore),
+                                           .m_lEnvironment = m_oSandbox.environment(),
+                                           .m_oInChild = std::move(a_oInChild)});
+    }
+    void save(const std::string& a_sGeneration, const std::string& a_sDump) const
+    {
+        const std::string sDirectory = m_oSandbox.path("flash/store/generation.") + a_sGeneration;
+        fs::create_directories(sDirectory);
+        writeFile(sDirectory + "/persistent-web.db.sql", a_sDump);
+    }
+
+    const std::string m_sGood = readFile(LEDGERD_FACTORY "/persistent-web.sql");
+};
+
+TEST_F(RestoreProgramTest, tellsBySourceAndExitStatus)
+{
+    EXPECT_EQ(restore().m_iStatus, 0);
+    save("1", m_sGood);
+    save("2", m_sGood.substr(0, m_sGood.size() / 2));
+    const Finished oFallen = restore();
+    EXPECT_EQ(oFallen.m_iStatus, 1);
+    EXPECT_THAT(oFallen.m_sOutput, HasSubstr("persistent-web.db: generation 1 (previous)\n"));
+    EXPECT_THAT(oFallen.m_sErrors, HasSubstr("ledger-restore"));
+
+    EXPECT_EQ(restore({"--factory-directory"}).m_iStatus, 64);
+    EXPECT_EQ(restore({"--config", m_oSandbox.path("none")}).m_iStatus, 64);
+}
+
+TEST_F(RestoreProgramTest, readsTheConfigurationUnlessItIsToldOtherwise)
+{
+    fs::create_directories(m_oSandbox.path("etc"));
+    writeFile(m_oSandbox.path("etc/ledger-store.conf"),
+              "# where things are\n\ndump-directory=/flash/sql\ndatabase-directory=" +
+                  m_oSandbox.path("made/here") + "\nstore-directory = \"" + m_oSandbox.path("my store") +
+                  "\"\n");
+    save("1", m_sGood);
+    fs::rename(m_oSandbox.path("flash/store"), m_oSandbox.path("my store"));
+    EXPECT_THAT(restore().m_sOutput, HasSubstr("persistent-web.db: generation 1\n"));
+    EXPECT_TRUE(fs::exists(m_oSandbox.path("made/here/persistent-web.db")));
+    EXPECT_THAT(restore({"-s", "/nonexistent"}).m_sOutput, HasSubstr("persistent-web.db: factory\n"));
+}
+
+TEST_F(RestoreProgramTest, leavesTheDatabasesOfARunningDaemonAlone)
+{
+    start();
+    save("1", m_sGood);
+    const Finished oRefused = restore();
+    EXPECT_EQ(oRefused.m_iStatus, 2);
+    EXPECT_EQ(oRefused.m_sOutput, "");
+    EXPECT_THAT(oRefused.m_sErrors, HasSubstr("in use"));
+    EXPECT_EQ(client().cell("Item", 1, "Name"), "apple");
+}
+
+TEST_F(RestoreProgramTest, aFullDiskIsNoReasonToFallBack)
+{
+    save("1", m_sGood);
+    save("2", std::string(m_sGood).insert(m_sGood.rfind("COMMIT"),
+                                          "CREATE TABLE Large (Id INTEGER PRIMARY KEY, Text);\n"
+                                          "INSERT INTO Large VALUES(1,'" +
+                                              std::string(100'000, 'x') + "');\n"));
+    const std::string sBefore = readFile(m_oSandbox.database("persistent-web.db"));
+    const Finished oFull = restore({}, [] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit oLimit{65536, 65536};
+        ::setrlimit(RLIMIT_FSIZE, &oLimit);
+    });
+    EXPECT_EQ(oFull.m_iStatus, 2);
+    EXPECT_THAT(oFull.m_sOutput, Not(HasSubstr("persistent-web.db: ")));
+    EXPECT_THAT(oFull.m_sOutput, HasSubstr("services.db: factory\n"));
+    EXPECT_EQ(readFile(m_oSandbox.database("persistent-web.db")), sBefore);
+    EXPECT_FALSE(fs::exists(m_oSandbox.database("persistent-web.db.restore")));
+}
+
+} // namespace
+
+} // namespace e2e

@@ -1,0 +1,390 @@
+// srv-save-config-active with the shells of a workstation and of a gateway: what it stores, what it refuses,
+// and that a generation survives whatever happens to a save.
+#include "tests/e2e/process.h"
+#include "tests/e2e/sandbox.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <map>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace e2e {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+constexpr const char* c_pWeb = "persistent-web.db.sql";
+
+/// The shell, and where its tools come from.
+struct Shell
+{
+    const char* m_pName;
+    std::vector<std::string> m_lCommand;
+    std::string m_sTools;
+};
+
+void PrintTo(const Shell& a_oShell, std::ostream* a_pStream)
+{
+    *a_pStream << a_oShell.m_pName;
+}
+
+class SaveCommand : public testing::TestWithParam<Shell>
+{
+protected:
+    SaveCommand()
+    {
+        fs::create_directory(tools());
+        if (GetParam().m_sTools.empty()) {
+            EXPECT_EQ(0, run("/bin/busybox", {{"--install", "-s", tools()}}).m_iStatus);
+            fs::create_symlink("/usr/bin/sqlite3", tools() + "/sqlite3");
+        }
+        for (const auto& sName : databaseNames()) {
+            const fs::path oFactory = fs::path(LEDGERD_FACTORY) / fs::path(sName).replace_extension(".sql");
+            fs::copy_file(oFactory, dump(sName + ".sql"));
+        }
+    }
+
+    void SetUp() override
+    {
+        if (c_bSanitized) {
+            GTEST_SKIP() << "nothing of this is compiled with a sanitizer";
+        }
+    }
+
+    std::string tools() const { return m_oSandbox.path("bin"); }
+    std::string store() const { return m_oSandbox.path("flash/store"); }
+    std::string dump(const std::string& a_sName) const { return m_oSandbox.path("flash/sql/" + a_sName); }
+    std::string saved(int a_iGeneration, const std::string& a_sName) const
+    {
+        return store() + "/generation." + std::to_string(a_iGeneration) + "/" + a_sName;
+    }
+
+    Process::Start start(std::vector<std::string> a_lArguments = {}) const
+    {
+        const std::string& sTools = GetParam().m_sTools;
+        Process::Start oStart{{GetParam().m_lCommand.begin() + 1, GetParam().m_lCommand.end()},
+                              m_oSandbox.environment()};
+        oStart.m_lEnvironment.emplace_back("PATH", tools() + (sTools.empty() ? "" : ":" + sTools));
+        oStart.m_lArguments.emplace_back(LEDGERD_PACKAGING "/srv-save-config-active");
+        oStart.m_lArguments.insert(oStart.m_lArguments.end(), a_lArguments.begin(), a_lArguments.end());
+        return oStart;
+    }
+    const std::string& shell() const { return GetParam().m_lCommand.front(); }
+
+    /// Saves, and expects that this succeeds; the line that is printed.
+    std::string save() const
+    {
+        const auto oRun = run(shell(), start());
+        EXPECT_EQ(0, oRun.m_iStatus);
+        EXPECT_EQ("", oRun.m_sErrors);
+        EXPECT_THAT(oRun.m_sOutput, EndsWith("\n"));
+        return oRun.m_sOutput.substr(0, oRun.m_sOutput.find('\n'));
+    }
+
+    /// Saves, and expects a status, one line, and nothing changed or left behind.
+    void expectRefusal(int a_iStatus, const std::string& a_sText) const
+    {
+        const auto mBefore = content();
+        const auto oRun = run(shell(), start());
+        EXPECT_EQ(a_iStatus, oRun.m_iStatus);
+        EXPECT_EQ("", oRun.m_sOutput);
+        EXPECT_THAT(oRun.m_sErrors, testing::StartsWith("srv-save-config-active: "));
+        EXPECT_THAT(oRun.m_sErrors, HasSubstr(a_sText));
+        EXPECT_EQ(oRun.m_sErrors.size() - 1, oRun.m_sErrors.find('\n')) << oRun.m_sErrors;
+        EXPECT_EQ(mBefore, content());
+        EXPECT_TRUE(fs::is_empty(m_oSandbox.path("var/run")));
+    }
+
+    /// Everything in the store: files with inode and content, directories with the time of their change.
+    std::map<std::string, std::string> content() const
+    {
+        std::map<std::string, std::string> mContent;
+        for (const auto& oEntry : fs::recursive_directory_iterator(store())) {
+            const std::string sPath = oEntry.path();
+            struct stat oStat
+            {
+            };
+            ::stat(sPath.c_str(), &oStat);
+            mContent[sPath] = std::to_string(oStat.st_ino) + " " + std::to_string(oStat.st_mtim.tv_sec) +
+                              "." + std::to_string(oStat.st_mtim.tv_nsec) + " " +
+                              (oEntry.is_directory() ? "" : readFile(sPath));
+        }
+        return mContent;
+    }
+
+    std::vector<std::string> generations() const
+    {
+        std::vector<std::string> lNames;
+        for (const auto& oEntry : fs::directory_iterator(store())) {
+            lNames.push_back(oEntry.path().filename());
+        }
+        return lNames;
+    }
+
+    /// Changes a dump, which stays complete.
+    void change(const std::string& a_sDump, const std::string& a_sText) const
+    {
+        std::string sDump = readFile(dump(a_sDump));
+        writeFile(dump(a_sDump), sDump.insert(sDump.find("COMMIT;"), "-- " + a_sText + "\n"));
+    }
+
+    /// Puts a script in front of a tool.
+    void replaceTool(const std::string& a_sName, const std::string& a_sScript) const
+    {
+        const std::string sFile = tools() + "/" + a_sName;
+        fs::remove(sFile);
+        writeFile(sFile, "#!/bin/sh\n" + a_sScript + "\n");
+        fs::permissions(sFile, fs::perms::owner_all);
+    }
+
+    const Sandbox m_oSandbox;
+};
+
+INSTANTIATE_TEST_SUITE_P(, SaveCommand,
+                         testing::Values(Shell{"Workstation", {"/bin/sh"}, "/usr/bin:/bin"},
+                                         Shell{"Busybox", {"/bin/busybox", "sh"}, ""}),
+                         testing::PrintToStringParamName());
+
+TEST_P(SaveCommand, SavesOnceAndWritesNothingWhenNothingChanged)
+{
+    std::size_t iBytes = 0;
+    for (const auto& sName : databaseNames()) {
+        iBytes += sName == "transient.db" ? 0 : fs::file_size(dump(sName + ".sql"));
+    }
+    EXPECT_EQ("saved generation 1: 7 of 7 databases, " + std::to_string(iBytes) + " bytes written", save());
+    for (const auto& sName : databaseNames()) {
+        const std::string sSaved = saved(1, sName + ".sql");
+        if (sName == "transient.db") {
+            EXPECT_FALSE(fs::exists(sSaved));
+        } else {
+            EXPECT_EQ(readFile(dump(sName + ".sql")), readFile(sSaved));
+            EXPECT_EQ(fs::perms(0600), fs::status(sSaved).permissions());
+        }
+    }
+
+    const auto mBefore = content();
+    EXPECT_EQ("unchanged: generation 1", save());
+    EXPECT_EQ(mBefore, content());
+    EXPECT_TRUE(fs::is_empty(m_oSandbox.path("var/run")));
+}
+
+TEST_P(SaveCommand, WritesWhatChangedAndKeepsThePreviousGeneration)
+{
+    save();
+    change(c_pWeb, "dark");
+    const auto written = [this] {
+        return ": 1 of 7 databases, " + std::to_string(fs::file_size(dump(c_pWeb))) + " bytes written";
+    };
+    EXPECT_EQ("saved generation 2" + written(), save());
+    EXPECT_TRUE(fs::equivalent(saved(1, "services.db.sql"), saved(2, "services.db.sql")));
+    EXPECT_EQ(readFile(dump(c_pWeb)), readFile(saved(2, c_pWeb)));
+    EXPECT_NE(readFile(dump(c_pWeb)), readFile(saved(1, c_pWeb)));
+
+    change(c_pWeb, "blue");
+    EXPECT_EQ("saved generation 3" + written(), save());
+    EXPECT_THAT(generations(), testing::UnorderedElementsAre("generation.2", "generation.3"));
+}
+
+TEST_P(SaveCommand, CountsOnFromLargeNumbersAndLeavesAloneWhatIsNoGeneration)
+{
+    for (const char* pName : {"generation.99999999999", "generation.9", "generation.0100000000000",
+                              "generation.", "generation.x7", "generation.-1", "mine"}) {
+        fs::create_directories(store() + "/" + pName);
+    }
+    writeFile(store() + "/generation.100000000000", "no directory");
+    EXPECT_THAT(save(), testing::StartsWith("saved generation 100000000001: 7 of 7 "));
+    EXPECT_THAT(generations(),
+                testing::UnorderedElementsAre("generation.99999999999", "generation.0100000000000",
+                                              "generation.", "generation.x7", "generation.-1", "mine",
+                                              "generation.100000000000", "generation.100000000001"));
+}
+
+TEST_P(SaveCommand, DamagedDumpNeverReplacesAGoodOne)
+{
+    const std::string sGood = readFile(dump(c_pWeb));
+    const std::string sTail = sGood.substr(sGood.size() - 40);
+    const std::string sHead = "PRAGMA foreign_keys=OFF;\nBEGIN TRANSACTION;\n";
+    const std::string sCommitted = sGood.substr(0, sGood.find("COMMIT;"));
+    save();
+    const std::pair<std::string, std::string> aCases[] = {
+        {sGood.substr(0, sGood.size() / 2), " is incomplete\n"},
+        {sGood.substr(0, sGood.size() - 1), " is incomplete\n"},
+        {sGood + "\n", " is incomplete\n"},
+        {sGood.substr(sHead.size()), " is incomplete\n"},
+        {sCommitted + "ROLLBACK; -- due to errors\n", " is incomplete\n"},
+        {"", " is incomplete\n"},
+        {sGood.substr(0, 300) + sTail, " does not load: "},
+        {sCommitted + "INSERT INTO Missing VALUES(1);\nCOMMIT;\n", " does not load: "},
+        {sCommitted + "INSERT INTO WebPage VALUES('\nCOMMIT;\n", " does not load"},
+        {sCommitted + ".shell echo ran\nCOMMIT;\n", " does not load"},
+        {sCommitted + "SELECT 'ok';\nCOMMIT;\n", " does not load"},
+        {sCommitted + "-- " + std::string(1, '\0') + "\nCOMMIT;\n", " has NUL bytes\n"},
+        {sHead + "COMMIT;\n", " is empty\n"},
+    };
+    for (const auto& [sDump, sFault] : aCases) {
+        writeFile(dump(c_pWeb), sDump);
+        expectRefusal(1, c_pWeb + sFault);
+    }
+    fs::remove(dump(c_pWeb));
+    expectRefusal(1, "there is no dump " + dump(c_pWeb));
+    fs::create_directories(
+        m_oSandbox.path("usr/share/ledgerd/factory")); // of a firmware without the database
+    EXPECT_THAT(save(), HasSubstr("unchanged"));
+    fs::remove_all(m_oSandbox.path("flash/sql"));
+    expectRefusal(1, "there is no dump ");
+}
+
+TEST_P(SaveCommand, LeftoversOfAKilledSaveAreNoHindrance)
+{
+    Process oDead("/bin/true", {{}});
+    oDead.wait();
+    const std::string sMark = m_oSandbox.path("var/run/srv-save-config-active.");
+    for (const pid_t iPid : {oDead.pid(), ::getpid()}) { // ours stands for a process id that is used again
+        fs::create_directories(sMark + std::to_string(iPid) + "/dumps");
+    }
+    fs::create_directories(store() + "/new");
+    writeFile(store() + "/new/old.db.sql", "from another time");
+
+    save();
+    EXPECT_THAT(generations(), testing::ElementsAre("generation.1"));
+    EXPECT_FALSE(fs::exists(saved(1, "old.db.sql")));
+    EXPECT_TRUE(fs::is_empty(m_oSandbox.path("var/run")));
+}
+
+TEST_P(SaveCommand, FullOrReadOnlyStoreKeepsItsGeneration)
+{
+    fs::create_directory(store());
+    // In a name space of our own, so that the mount is gone with this process at the latest.
+    if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::mount("tmpfs", store().c_str(), "tmpfs", 0, "size=48k") != 0) {
+        GTEST_SKIP() << "mounting a small file system is not allowed here";
+    }
+    const auto remount = [this](unsigned long a_iFlags, const char* a_pOptions) {
+        ASSERT_EQ(0, ::mount("tmpfs", store().c_str(), "tmpfs", MS_REMOUNT | a_iFlags, a_pOptions));
+    };
+    save();
+    change("persistent-network.db.sql", "more");
+    expectRefusal(2, "No space left on device");
+    remount(MS_RDONLY, "");
+    expectRefusal(2, "Read-only file system");
+
+    remount(0, "size=200k");
+    EXPECT_THAT(save(), testing::StartsWith("saved generation 2: 1 of 7 "));
+    remount(MS_RDONLY, "");
+    EXPECT_EQ("unchanged: generation 2", save());
+    ::umount(store().c_str());
+}
+
+TEST_P(SaveCommand, DumpThatChangesWhileItIsCopiedIsCopiedAgain)
+{
+    replaceTool("sleep", "exit");
+    const std::string sOld = readFile(dump(c_pWeb));
+    change(c_pWeb, "new");
+    const std::string sNew = readFile(dump(c_pWeb));
+    const std::string sNext = m_oSandbox.path("next");
+    fs::rename(dump(c_pWeb), sNext);
+    writeFile(dump(c_pWeb), sOld);
+    replaceTool("cp", "/bin/cp \"$@\" && case $1 in *flash/sql/persistent-web*)\n"
+                      "[ ! -e " +
+                          sNext + " ] || /bin/mv " + sNext + " " + dump(c_pWeb) + "\nesac");
+    save();
+    EXPECT_EQ(sNew, readFile(saved(1, c_pWeb)));
+
+    replaceTool("cp", "/bin/cp \"$@\" && case $1 in *flash/sql/persistent-web*) echo >> " + dump(c_pWeb) +
+                          "\nesac");
+    expectRefusal(1, " keep changing\n");
+}
+
+TEST_P(SaveCommand, SavesAtTheSameTimeWaitForEachOther)
+{
+    Process oOne(shell(), start());
+    Process oOther(shell(), start());
+    EXPECT_EQ(0, oOne.wait()) << oOne.errors();
+    EXPECT_EQ(0, oOther.wait()) << oOther.errors();
+    EXPECT_THAT((std::vector{oOne.output(), oOther.output()}),
+                testing::UnorderedElementsAre(testing::StartsWith("saved generation 1: 7 of 7 "),
+                                              "unchanged: generation 1\n"));
+}
+
+TEST_P(SaveCommand, KilledBeforeAnyStepLeavesACompleteGeneration)
+{
+    // Each tool counts the steps of a save, and kills it with all its processes when its time has come.
+    const std::string sReal = m_oSandbox.path("real");
+    const std::string sSteps = m_oSandbox.path("steps");
+    const std::string sTools = GetParam().m_sTools.empty() ? sReal : "/usr/bin";
+    fs::rename(tools(), sReal);
+    fs::create_directory(tools());
+    for (const char* pTool : {"cat", "cmp", "cp", "ln", "mkdir", "mv", "rm", "sync", "sqlite3"}) {
+        replaceTool(pTool, std::string("printf ") + pTool[1] + " >> " + sSteps + "; read -r steps < " +
+                               sSteps + "; [ ${#steps} != \"$FATAL_STEP\" ] || kill -9 0; exec " + sTools +
+                               "/" + pTool + " \"$@\"");
+    }
+    auto oStart = start();
+    oStart.m_lEnvironment.back().second = tools() + ":" + sTools;
+    oStart.m_oInChild = [] { ::setpgid(0, 0); };
+    oStart.m_lEnvironment.emplace_back("FATAL_STEP", "0");
+    ASSERT_EQ(0, run(shell(), oStart).m_iStatus);
+    const auto sFirst = readFile(dump(c_pWeb));
+
+    int iStep = 0;
+    std::string sOld = sFirst;
+    for (int iStatus = -1; iStatus != 0;) {
+        ASSERT_LT(++iStep, 200);
+        change(c_pWeb, "step " + std::to_string(iStep));
+        fs::remove(sSteps);
+        oStart.m_lEnvironment.back().second = std::to_string(iStep);
+        iStatus = run(shell(), oStart).m_iStatus;
+        ASSERT_THAT(iStatus, testing::AnyOf(-1, 0)) << iStep;
+
+        int iNewest = 0;
+        for (const std::string& sName : generations()) {
+            iNewest = std::max(iNewest, sName.starts_with("generation.") ? std::stoi(sName.substr(11)) : 0);
+        }
+        for (const auto& sName : databaseNames()) {
+            if (sName != "transient.db" && sName + ".sql" != c_pWeb) {
+                EXPECT_EQ(readFile(dump(sName + ".sql")), readFile(saved(iNewest, sName + ".sql"))) << iStep;
+            }
+        }
+        const std::string sNow = readFile(saved(iNewest, c_pWeb));
+        EXPECT_THAT(sNow, testing::AnyOf(sOld, readFile(dump(c_pWeb)))) << iStep;
+        sOld = sNow;
+    }
+    EXPECT_EQ(readFile(dump(c_pWeb)), sOld);
+    EXPECT_GT(iStep, 20);
+    // cp, sync, mv, sync, and only then rm of the oldest: each is known by its second letter
+    EXPECT_THAT(readFile(sSteps), testing::ContainsRegex("py[^y]*v[^py]*y[^pyv]*m"));
+    EXPECT_EQ(2U, generations().size());
+    EXPECT_TRUE(fs::is_empty(m_oSandbox.path("var/run")));
+}
+
+TEST_P(SaveCommand, ConfigurationNamesTheDirectories)
+{
+    const std::string sConfiguration = m_oSandbox.path("etc/ledger-store.conf");
+    fs::create_directory(m_oSandbox.path("etc"));
+    fs::rename(m_oSandbox.path("flash/sql"), m_oSandbox.path("my-dumps"));
+    writeFile(sConfiguration, "# dump-directory=/nowhere\n\nunknown=key\n  dump-directory = \"" +
+                                  m_oSandbox.path("my-dumps") +
+                                  "\" \nstore-directory=" + m_oSandbox.path("a/store")); // without a newline
+    save();
+    EXPECT_TRUE(fs::exists(m_oSandbox.path("a/store/generation.1/services.db.sql")));
+    EXPECT_FALSE(fs::exists(store()));
+
+    for (const char* pPath :
+         {"a/store", "/a/my store", "/a/store # of flash"}) { // relative, or read otherwise elsewhere
+        writeFile(sConfiguration, std::string("store-directory=") + pPath + "\n");
+        EXPECT_EQ(3, run(shell(), start()).m_iStatus);
+    }
+    EXPECT_EQ(3, run(shell(), start({"now"})).m_iStatus);
+}
+
+} // namespace
+} // namespace e2e

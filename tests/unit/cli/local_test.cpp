@@ -1,0 +1,167 @@
+// What ledgerctl does without the daemon's socket: commands for the FIFO, and dumps.
+#include "cli/application.h"
+#include "cli/dumpwatch.h"
+#include "cli/outcome.h"
+#include "cli/words.h"
+#include "zel/fifo.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+
+namespace systema::cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class LocalTest : public ::testing::Test
+{
+protected:
+    LocalTest()
+    {
+        std::string sPattern = ::testing::TempDir() + "ledgerctl.XXXXXX";
+        m_oDirectory = ::mkdtemp(sPattern.data());
+    }
+    ~LocalTest() override { fs::remove_all(m_oDirectory); }
+
+    std::string path(const std::string& a_sName) const { return m_oDirectory / a_sName; }
+
+    void write(const std::string& a_sName, const std::string& a_sText) const
+    {
+        fs::create_directories(fs::path(path(a_sName)).parent_path());
+        std::ofstream(path(a_sName)) << a_sText;
+    }
+
+    /// What ledgerctl writes, and its errors.
+    std::string ledgerctl(const std::string& a_sLine)
+    {
+        std::istringstream oInput;
+        std::ostringstream oOutput;
+        m_iExit = run(*splitWords(a_sLine), oInput, oOutput, oOutput, false);
+        return oOutput.str();
+    }
+    std::string control(const std::string& a_sLine) { return ledgerctl("ctl -f " + path("fifo ") + a_sLine); }
+
+    void listen() { m_oFifo.emplace(path("fifo"), O_NONBLOCK); }
+
+    /// What the daemon takes for one command, without its padding.
+    std::string received()
+    {
+        std::string sCommand(256, '\0');
+        EXPECT_EQ(m_oFifo->read(sCommand.data(), sCommand.size()), ssize_t(sCommand.size()));
+        const std::size_t iPadding = sCommand.find('\n');
+        EXPECT_EQ(sCommand.find_first_not_of('\n', iPadding), std::string::npos);
+        return sCommand.substr(0, iPadding);
+    }
+
+    fs::path m_oDirectory;
+    std::optional<zel::sys::Fifo> m_oFifo;
+    int m_iExit = -1;
+};
+
+} // namespace
+
+TEST_F(LocalTest, CommandsInQuickSuccessionStayApart)
+{
+    const char* const aCommands[] = {"trigger",
+                                     "lock",
+                                     "unlock",
+                                     "dump -a",
+                                     "dump -p",
+                                     "dump -t",
+                                     "waittime 0",
+                                     "waittime 2147483647",
+                                     "persistmode default"};
+    listen();
+    for (const char* pCommand : aCommands) {
+        EXPECT_EQ(control(pCommand), "");
+    }
+    for (const char* pCommand : aCommands) {
+        EXPECT_EQ(received(), pCommand);
+    }
+}
+
+TEST_F(LocalTest, ControlNeverWaitsAndNeverMakesAFile)
+{
+    const std::string sFifo = path("fifo");
+    EXPECT_EQ(control("lock"), "ledgerctl: no daemon listens on " + sFifo + " [69]\n");
+    EXPECT_FALSE(fs::exists(sFifo));
+    listen();
+    m_oFifo.reset();
+    EXPECT_EQ(control("lock"), "ledgerctl: no daemon listens on " + sFifo + " [69]\n");
+
+    listen();
+    int iTaken = -1;
+    for (m_iExit = 0; m_iExit == 0; ++iTaken) {
+        control("trigger");
+    }
+    EXPECT_EQ(m_iExit, c_iExitUnreachable);
+    for (; iTaken > 0; --iTaken) {
+        EXPECT_EQ(received(), "trigger");
+    }
+}
+
+TEST_F(LocalTest, ControlLeavesAloneWhatIsNoFifo)
+{
+    const std::string sError = "ledgerctl: " + path("fifo") + " is not a FIFO [69]\n";
+    write("fifo", "untouched");
+    EXPECT_EQ(control("dump -p"), sError);
+    EXPECT_EQ(fs::file_size(path("fifo")), 9u);
+
+    fs::rename(path("fifo"), path("file"));
+    const zel::sys::Fifo oFifo(path("other"), O_NONBLOCK);
+    fs::create_symlink(path("other"), path("fifo"));
+    EXPECT_EQ(control("dump -p"), sError);
+}
+
+TEST_F(LocalTest, RestoreCheckTellsOfEveryDump)
+{
+    const std::string sBegin = "PRAGMA foreign_keys=OFF;\nBEGIN TRANSACTION;\nCREATE TABLE T (Id INTEGER);\n";
+    write("generation.9/a.db.sql", sBegin + "COMMIT;\n");
+    EXPECT_EQ(ledgerctl("restore-check " + path("generation.9")), "a.db.sql: ok\n");
+    EXPECT_EQ(m_iExit, 0);
+
+    write("generation.10/a.db.sql", sBegin + "COMMIT;\n");
+    write("generation.10/b.db.sql", sBegin);
+    write("generation.010/a.db.sql", "no generation");
+    write("new/a.db.sql", "a save that was interrupted");
+    fs::create_directory(path("generation.11"));
+    EXPECT_EQ(ledgerctl("--csv restore-check " + path("")),
+              "dump,fault\r\n"
+              "generation.11,no dump in it\r\n"
+              "generation.10/a.db.sql,\r\n"
+              "generation.10/b.db.sql,cut off or rolled back: does not end with COMMIT\r\n"
+              "generation.9/a.db.sql,\r\n"
+              "ledgerctl: bad: 2 of 4 [1]\n");
+    ledgerctl("restore-check " + path("generation.11"));
+    EXPECT_EQ(m_iExit, 1);
+    ledgerctl("restore-check " + path("missing"));
+    EXPECT_EQ(m_iExit, c_iExitUsage);
+}
+
+TEST_F(LocalTest, DumpsCountOnceAllAreWrittenInOneRun)
+{
+    DumpWatch oWatch(m_oDirectory, {"a", "b", "c"});
+    const auto oWritten = [&](std::initializer_list<const char*> a_lNames) {
+        for (const char* pName : a_lNames) {
+            write(pName, "text");
+        }
+        return oWatch.waitForDumps(DumpWatch::Clock::now());
+    };
+    EXPECT_FALSE(oWritten({"b", "c"})) << "of a run that began before";
+    EXPECT_FALSE(oWritten({"a", "b", "other"}));
+    EXPECT_TRUE(oWritten({"b", "c"})) << "the second was repeated";
+    EXPECT_FALSE(oWatch.touched());
+    EXPECT_FALSE(oWritten({})) << "nothing new";
+    EXPECT_FALSE(oWritten({"a"})) << "the next run";
+    EXPECT_TRUE(oWatch.touched());
+    EXPECT_TRUE(oWritten({"b", "c"}));
+    EXPECT_FALSE(DumpWatch(path("missing"), {"a"}).ok());
+}
+
+} // namespace systema::cli

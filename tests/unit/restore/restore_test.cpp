@@ -1,0 +1,198 @@
+#include "storage/directorylock.h"
+#include "tests/unit/restore/restorefixture.h"
+
+#include <memory>
+#include <sys/stat.h>
+
+namespace zel::cfg {
+
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class RestoreTest : public tests::RestoreTest
+{
+protected:
+    std::size_t countFiles() const
+    {
+        const std::filesystem::directory_iterator oFiles(m_oDir.file("db"));
+        return static_cast<std::size_t>(std::distance(begin(oFiles), end(oFiles)));
+    }
+};
+
+const std::string c_sNoise(5000, 'x');
+
+TEST_F(RestoreTest, aFirstBootMakesWhatTheFactoryHas)
+{
+    EXPECT_EQ(restore(), ERestored::Current);
+    for (const auto& oFile : systema::c_aDatabaseFiles) {
+        EXPECT_EQ(getSource(oFile.m_pName), "factory");
+        EXPECT_EQ(sql("SELECT Text FROM T", oFile.m_pName), "factory|");
+        struct stat oStatus
+        {
+        };
+        ASSERT_EQ(::stat(database(oFile.m_pName).c_str(), &oStatus), 0);
+        EXPECT_EQ(oStatus.st_mode & 07777, 0600U);
+    }
+    EXPECT_EQ(countFiles(), std::size(systema::c_aDatabaseFiles));
+    EXPECT_THAT(getLog(), IsEmpty());
+}
+
+TEST_F(RestoreTest, theHighestGenerationIsTheCurrentOne)
+{
+    save(9, dumpOf("nine"));
+    save(10, dumpOf("ten"));
+    save(10, dumpOf("never saved"), "transient.db");
+    for (const char* pOther : {"new", "generation.011", "generation.12x", "generation.", "generation.-13"}) {
+        std::filesystem::create_directories(m_oDir.file("store/") + pOther);
+        writeFile(m_oDir.file("store/") + pOther + "/" + c_pName + ".sql", dumpOf(pOther));
+    }
+    writeFile(m_oDir.file("store/generation.14"), "no directory");
+    EXPECT_EQ(restore(), ERestored::Current);
+    EXPECT_EQ(getSource(), "generation 10");
+    EXPECT_EQ(text(), "ten|");
+    EXPECT_EQ(getSource("services.db"), "factory");
+    EXPECT_EQ(sql("SELECT Text FROM T", "transient.db"), "factory|");
+}
+
+TEST_F(RestoreTest, whatIsDamagedOrMissingFallsBackAndKeepsNothingOfIt)
+{
+    const std::string sGood = dumpOf("good");
+    for (const std::string& sBad : {sGood.substr(0, sGood.size() - 8), std::string(),
+                                    dump("CREATE TABLE T(Id);\nINSERT INTO X VALUES(1);\n"), dump("")}) {
+        save(1, dumpOf("older"));
+        save(2, dumpOf("previous"));
+        save(3, sBad);
+        EXPECT_EQ(restore(), ERestored::FellBack);
+        EXPECT_EQ(getSource(), "generation 2 (previous)");
+        EXPECT_EQ(text(), "previous|");
+        EXPECT_THAT(getLog(), HasSubstr("generation.3/persistent-web.db.sql: "));
+
+        save(2, sBad);
+        EXPECT_EQ(restore(), ERestored::FellBack);
+        EXPECT_EQ(getSource(), "factory");
+        EXPECT_EQ(text(), "factory|");
+    }
+    save(2, dumpOf("previous"));
+    std::filesystem::remove(m_oDir.file("store/generation.3/persistent-web.db.sql"));
+    EXPECT_EQ(restore(), ERestored::FellBack);
+    EXPECT_EQ(getSource(), "generation 2 (previous)");
+}
+
+TEST_F(RestoreTest, withoutFactoryOneDatabaseIsMissingAndTheOthersAreMade)
+{
+    std::filesystem::remove(m_oDir.file("factory/persistent-web.sql"));
+    EXPECT_EQ(restore(), ERestored::Failed);
+    EXPECT_FALSE(std::filesystem::exists(database()));
+    EXPECT_EQ(getSource("persistent-area.db"), "factory");
+
+    save(1, dumpOf("saved"));
+    EXPECT_EQ(restore(), ERestored::Current);
+    EXPECT_EQ(text(), "saved|");
+}
+
+TEST_F(RestoreTest, aStoreThatCannotBeReadIsNoFirstBoot)
+{
+    writeFile(m_oDir.file("store"), "");
+    std::filesystem::remove(m_oDir.file("factory/migrations"));
+    writeFile(m_oDir.file("factory/migrations"), "");
+    EXPECT_EQ(restore(), ERestored::FellBack);
+    EXPECT_EQ(text(), "factory|");
+}
+
+/// The bytes of a database and its journal as a process leaves them that is killed within a transaction, when
+/// part of it is in the file.
+std::pair<std::string, std::string> killedWhileWriting(const std::string& a_sFile)
+{
+    sqlite3* pRaw = nullptr;
+    sqlite3_open(a_sFile.c_str(), &pRaw);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> pDatabase(pRaw, &sqlite3_close);
+    const char* const pHalf =
+        "PRAGMA cache_size = 1; CREATE TABLE IF NOT EXISTS T (Id INTEGER PRIMARY KEY, Text TEXT);"
+        "INSERT INTO T WITH RECURSIVE N(I) AS (SELECT 10 UNION ALL SELECT I + 1 FROM N LIMIT 999)"
+        " SELECT I, hex(randomblob(99)) FROM N;"
+        "BEGIN; UPDATE T SET Text = hex(randomblob(99)) WHERE Id >= 10;";
+    EXPECT_EQ(sqlite3_exec(pRaw, pHalf, nullptr, nullptr, nullptr), SQLITE_OK);
+    return {readFile(a_sFile), readFile(a_sFile + "-journal")};
+}
+
+TEST_F(RestoreTest, noStaleFileReachesTheNewDatabase)
+{
+    save(1, dumpOf("saved"));
+    std::filesystem::create_directory(m_oDir.file("db"));
+    const std::string sJournal = killedWhileWriting(m_oDir.file("other.db")).second;
+    writeFile(database() + ".restore", c_sNoise);
+    writeFile(database() + ".restore-journal", sJournal);
+    writeFile(database() + "-journal", sJournal);
+    writeFile(database() + "-wal", c_sNoise);
+    EXPECT_EQ(restore(), ERestored::Current);
+    EXPECT_EQ(text(), "saved|");
+    EXPECT_EQ(countFiles(), std::size(systema::c_aDatabaseFiles));
+
+    const std::string sRestored = readFile(database());
+    writeFile(database() + "-journal", sJournal);
+    text();
+    EXPECT_NE(readFile(database()), sRestored) << "this journal does no harm";
+}
+
+TEST_F(RestoreTest, touchesNothingThatIsInUse)
+{
+    std::filesystem::create_directory(m_oDir.file("db"));
+    {
+        const systema::DirectoryLock oDaemon(m_oDir.file("db"), systema::DirectoryLock::EMode::Shared);
+        EXPECT_EQ(restore(), ERestored::Failed);
+        EXPECT_THAT(getLog(), HasSubstr("in use"));
+        EXPECT_EQ(countFiles(), 0U);
+    }
+    EXPECT_EQ(restore(), ERestored::Current);
+    sql("UPDATE T SET Text = 'mine'");
+
+    sqlite3* pRaw = nullptr;
+    sqlite3_open(database().c_str(), &pRaw);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> pDatabase(pRaw, &sqlite3_close);
+    sqlite3_exec(pRaw, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    EXPECT_EQ(restore(), ERestored::Failed);
+    EXPECT_EQ(getSource(), "");
+    EXPECT_EQ(text(), "mine|");
+    EXPECT_EQ(getSource("persistent-area.db"), "factory");
+}
+
+TEST_F(RestoreTest, keepsWhatIsSoundAndCurrent)
+{
+    save(1, dumpOf("saved"));
+    EXPECT_EQ(restore(true), ERestored::Current);
+    EXPECT_EQ(getSource(), "generation 1");
+    sql("UPDATE T SET Text = 'not saved yet'");
+    sql("UPDATE T SET Text = 'not saved yet'", "transient.db");
+    EXPECT_EQ(restore(true), ERestored::Current);
+    EXPECT_EQ(getSource(), "kept");
+    EXPECT_EQ(text(), "not saved yet|");
+    EXPECT_EQ(getSource("transient.db"), "kept");
+
+    const auto [sHalf, sJournal] = killedWhileWriting(database());
+    const std::string sCommitted = readFile(database());
+    EXPECT_NE(sHalf, sCommitted);
+    writeFile(database(), sHalf);
+    writeFile(database() + "-journal", sJournal);
+    EXPECT_EQ(restore(true), ERestored::Current);
+    EXPECT_EQ(getSource(), "kept");
+    EXPECT_EQ(readFile(database()), sCommitted);
+
+    sql("ALTER TABLE T ADD COLUMN More TEXT");
+    EXPECT_EQ(restore(true), ERestored::Current);
+    EXPECT_EQ(getSource(), "generation 1");
+    EXPECT_EQ(text(), "saved|");
+    for (const std::string& sNoise : {c_sNoise, readFile(database()).substr(0, 5000), std::string()}) {
+        writeFile(database(), sNoise);
+        EXPECT_EQ(restore(true), ERestored::Current);
+        EXPECT_EQ(getSource(), "generation 1");
+        EXPECT_EQ(text(), "saved|");
+    }
+    EXPECT_EQ(restore(false), ERestored::Current);
+    EXPECT_EQ(getSource("transient.db"), "factory");
+}
+
+} // namespace
+
+} // namespace zel::cfg

@@ -1,0 +1,222 @@
+#include "server/fifohandler.h"
+
+#include "server/flashbackuphook.h"
+#include "server/flashthread.h"
+#include "server/sqlitedump.h"
+#include "storage/sqliteplugin.h"
+#include "systema/configdispatcher.h"
+#include "systema/persistscript.h"
+#include "tests/unit/server/support.h"
+#include "zel/assert.h"
+#include "zel/log.h"
+
+#include <gmock/gmock.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace zel::cfg {
+namespace {
+
+using namespace std::string_literals;
+using std::filesystem::exists;
+using systema::ConfigDispatcher;
+using systema::SqlitePlugin;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class FifoHandlerTest : public testing::Test, public PersistScript::IHook
+{
+protected:
+    FifoHandlerTest()
+    {
+        m_oDump.addPlugin(&m_oTransient);
+        m_oDump.addPlugin(&m_oPersistent);
+    }
+    ~FifoHandlerTest() override
+    {
+        ConfigDispatcher::instance().unlock();
+        ConfigDispatcher::instance().processLocks();
+        ConfigDispatcher::instance().setPersistScript(nullptr);
+    }
+
+    void persist(PersistScript::EPersistMode a_eMode) override { m_lSaves.push_back(a_eMode); }
+
+    /// One write to the FIFO by a writer that comes and goes; what is logged until nothing is left to handle.
+    std::vector<std::string> send(const std::string& a_sBytes)
+    {
+        return tests::logOf([&] {
+            const UniqueFd oWriter(::open(m_sName.c_str(), O_WRONLY | O_NONBLOCK));
+            EXPECT_EQ(static_cast<ssize_t>(a_sBytes.size()),
+                      ::write(oWriter.get(), a_sBytes.data(), a_sBytes.size()));
+            while (m_oEvents.handleEvents(0) > 0) {
+                EXPECT_EQ(0, m_oEvents.handleEvents(0)); // a command ends the pass
+            }
+        });
+    }
+
+    static std::vector<std::string> info(const std::string& a_sLine)
+    {
+        return {"info    LedgerdFifo fifohandler:" + a_sLine};
+    }
+
+    /// The seconds after a change at which it is saved; -1 for never.
+    int wait()
+    {
+        m_oScript.markChanged();
+        int iSeconds = 0;
+        m_lSaves.clear();
+        for (; iSeconds < 1000 && m_lSaves.empty(); ++iSeconds, m_oNow += std::chrono::seconds(1)) {
+            m_oScript.process(false);
+        }
+        m_oScript.process(true);
+        return m_lSaves.size() == 1 && iSeconds < 1000 ? iSeconds - 1 : -1;
+    }
+
+    /// Which databases have been dumped since the last call, by their first letter.
+    std::string dumped() const
+    {
+        std::string sDumped;
+        for (const SqlitePlugin* pPlugin : {&m_oPersistent, &m_oTransient}) {
+            if (std::filesystem::remove(m_oDir.file(pPlugin->getName() + ".sql"))) {
+                sDumped += pPlugin->getName().front();
+            }
+        }
+        return sDumped;
+    }
+
+    const TempDir m_oDir;
+    const std::string m_sName = m_oDir.file("fifo");
+    SqlitePlugin m_oPersistent{m_oDir.path(), "persistent.db", true, true, false};
+    SqlitePlugin m_oTransient{m_oDir.path(), "transient.db", true, false, false};
+    SqliteDump m_oDump{m_oDir.path().c_str(), m_oDir.path().c_str(), false};
+    std::vector<int> m_lSaves;
+    std::chrono::seconds m_oNow{0};
+    PersistScript m_oScript{*this, 20, PersistScript::c_ePersistDefault,
+                            [this] { return PersistScript::Clock::time_point(m_oNow); }};
+    systema::net::EventDispatcher m_oEvents;
+    FifoHandler m_oHandler{m_oEvents, m_oDump, m_oScript, m_sName};
+};
+
+TEST_F(FifoHandlerTest, TriggerSavesAtTheNextPass)
+{
+    for (const auto& sCommand : {"trigger"s, "trigger\n"s, "triggers and more"s, "trigger\0lock"s,
+                                 "trigger\nlock\nunlock\n"s, "trigger" + std::string(249, 'x')}) {
+        EXPECT_EQ(info("67: Trigger request via FIFO"), send(sCommand));
+        m_oScript.process(false);
+        EXPECT_THAT(std::exchange(m_lSaves, {}), ElementsAre(1));
+    }
+}
+
+TEST_F(FifoHandlerTest, LockHoldsUntilUnlock)
+{
+    auto& oDispatcher = ConfigDispatcher::instance();
+    EXPECT_EQ(info("72: Lock request via FIFO"), send("lock\n"));
+    oDispatcher.processLocks();
+    EXPECT_TRUE(oDispatcher.isLocked());
+    EXPECT_EQ(info("77: Unlock request via FIFO"), send("unlocked"));
+    oDispatcher.processLocks();
+    EXPECT_FALSE(oDispatcher.isLocked());
+}
+
+TEST_F(FifoHandlerTest, DumpWritesWhatTheOptionSays)
+{
+    const auto lRequest = info("82: Dump request via FIFO");
+    EXPECT_EQ(lRequest, send("dump -a\n"));
+    EXPECT_EQ("pt", dumped());
+    EXPECT_EQ(lRequest, send("dump -p and more"));
+    EXPECT_EQ("p", dumped());
+    EXPECT_EQ(lRequest, send("dumps-t"));
+    EXPECT_EQ("t", dumped());
+    EXPECT_TRUE(ConfigDispatcher::instance().connectionOpened());
+    for (const auto& sCommand : {"dump"s, "dump\n"s, "dump  -a"s, "dump-a"s, "dump -"s, "dump -x"s}) {
+        EXPECT_THAT(
+            send(sCommand),
+            ElementsAre(lRequest[0], "error   LedgerdFifo fifohandler:100: Invalid options for dump"));
+        EXPECT_EQ("", dumped()) << sCommand;
+    }
+}
+
+TEST_F(FifoHandlerTest, WaitTimeIsTheNumberBehindOneCharacter)
+{
+    const auto lNewWait = [](const std::string& a_sWait) {
+        return info("116: Wait time change request via FIFO: new value " + a_sWait);
+    };
+    EXPECT_EQ(lNewWait("5"), send("waittime 5\n"));
+    EXPECT_EQ(5, wait());
+    EXPECT_EQ(lNewWait("70"), send("waittime=70s"));
+    EXPECT_EQ(70, wait());
+    for (const auto& sCommand : {"waittime abc"s, "waittime"s, "waittime7"s, "waittime \0007"s}) {
+        EXPECT_EQ(lNewWait("0"), send(sCommand));
+        EXPECT_EQ(-1, wait());
+    }
+    EXPECT_EQ(lNewWait("4294967295"), send("waittime -1"));
+    EXPECT_EQ(-1, wait());
+    send("waittime 99999999999999999999999999999999");
+    wait(); // whatever the number, it must not overflow
+}
+
+TEST_F(FifoHandlerTest, PersistModesSetTheWaitAsWell)
+{
+    const auto lMode = [](const std::string& a_sTagAndMode) {
+        return info(a_sTagAndMode + " change request via FIFO");
+    };
+    EXPECT_EQ(lMode("129: Persist mode redundant"), send("persistmode redundant"));
+    EXPECT_EQ(-1, wait());
+    EXPECT_THAT(m_lSaves, ElementsAre(2));
+    EXPECT_EQ(lMode("135: Persist mode nosqldump"), send("persistmode nosqldump\n"));
+    EXPECT_EQ(-1, wait()); // as it was
+    EXPECT_THAT(m_lSaves, ElementsAre(4));
+    EXPECT_EQ(lMode("123: Persist mode default"), send("persistmode:defaults"));
+    EXPECT_EQ(10, wait());
+    EXPECT_THAT(m_lSaves, ElementsAre(1));
+    for (const auto& sCommand : {"persistmode"s, "persistmode 1"s, "persistmode  nosqldump"s}) {
+        EXPECT_THAT(send(sCommand), ElementsAre("error   LedgerdFifo fifohandler:140: Invalid persist mode "
+                                                "requested"));
+        EXPECT_EQ(10, wait());
+    }
+}
+
+TEST_F(FifoHandlerTest, OtherBytesDoNothingAndSayNothing)
+{
+    std::string sAll(256, '\0');
+    for (std::size_t i = 0; i < sAll.size(); ++i) {
+        sAll[i] = static_cast<char>(i);
+    }
+    for (const auto& sBytes :
+         {""s, "\n"s, " trigger"s, "Trigger"s, "trigge"s, "\0trigger"s, "unloc"s, sAll, std::string(256, 'x'),
+          std::string(1000, '\0'), std::string(60000, '\xff'), std::string(255, 'x') + "dump -a"}) {
+        EXPECT_THAT(send(sBytes), IsEmpty());
+    }
+    // What does not fit into one read is the next command.
+    EXPECT_EQ(info("67: Trigger request via FIFO"), send(std::string(256, 'x') + "trigger"));
+    EXPECT_EQ("", dumped());
+    EXPECT_THAT([this] { m_oHandler.handleEvent(0); }, testing::ThrowsMessage<error::AssertionError>(
+                                                           "a_handle == m_oFifo.getFd() (fifohandler:59)"));
+}
+
+TEST_F(FifoHandlerTest, ASaveWithoutSqlDumpIsOnlyCounted)
+{
+    const tests::CommandPath oPath;
+    oPath.add("srv-save-config-active", "touch $HERE/ran");
+    const auto count = [](int a_iMode, int a_iCount) {
+        return "info    ledgerd main:230: Persisted data: mode: " + std::to_string(a_iMode) +
+               " count: " + std::to_string(a_iCount);
+    };
+    const int iModule = ZEL_Sysloglevel_registerModul("ledgerd");
+    EXPECT_THAT(tests::logOf([&] {
+                    FlashThread oFlashThread(iModule);
+                    FlashBackupHook oHook(m_oDump, oFlashThread, iModule);
+                    oHook.persist(PersistScript::c_ePersistNoSqlDump);
+                    oHook.persist(PersistScript::c_ePersistNoSqlDump);
+                    EXPECT_EQ("", dumped());
+                    EXPECT_FALSE(exists(oPath.file("ran")));
+                    oHook.persist(PersistScript::c_ePersistRedundant);
+                    EXPECT_EQ("p", dumped());
+                }),
+                ElementsAre(count(4, 1), count(4, 2), count(2, 1)));
+    EXPECT_TRUE(exists(oPath.file("ran")));
+}
+
+} // namespace
+} // namespace zel::cfg

@@ -1,0 +1,130 @@
+#include "server/sqlitedump.h"
+
+#include "storage/sqliteplugin.h"
+#include "tests/unit/server/support.h"
+#include "zel/assert.h"
+#include "zel/log.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+namespace zel::cfg {
+namespace {
+
+namespace fs = std::filesystem;
+using systema::SqlitePlugin;
+using testing::ElementsAre;
+
+class SqliteDumpTest : public testing::Test
+{
+protected:
+    SqliteDumpTest()
+    {
+        fs::create_directory(m_oDir.file("dump"));
+        for (const SqlitePlugin* pPlugin : {&m_oTransient, &m_oTwo, &m_oOne}) {
+            m_oDump.addPlugin(pPlugin);
+        }
+    }
+
+    std::string dumpFile(const std::string& a_sName) const { return m_oDir.file("dump/" + a_sName + ".sql"); }
+
+    const TempDir m_oDir;
+    const std::string m_sDumps = m_oDir.file("dump");
+    SqlitePlugin m_oOne{m_oDir.path(), "one.db", true, true, false};
+    SqlitePlugin m_oTwo{m_oDir.path(), "two.db", true, true, false};
+    SqlitePlugin m_oTransient{m_oDir.path(), "transient.db", true, false, false};
+    SqliteDump m_oDump{m_sDumps.c_str(), m_oDir.path().c_str(), false};
+};
+
+TEST_F(SqliteDumpTest, DumpsWhatIsChosenInOrderOfRegistration)
+{
+    ZEL_Sysloglevel_changeTracelevel("SqliteDump", c_iTraceLevelVerbose);
+    const auto dump = [this](bool a_bPersistent, bool a_bTransient) {
+        return tests::logOf([&] { m_oDump.dump(a_bPersistent, a_bTransient, 2); });
+    };
+    const auto command = [this](const std::string& a_sName) {
+        return "trace   SqliteDump sqlitedump:126: sqlite3 " + m_oDir.file(a_sName) + " \".dump\" > " +
+               dumpFile(a_sName);
+    };
+    EXPECT_THAT(dump(true, false), ElementsAre(command("two.db"), command("one.db")));
+    EXPECT_FALSE(fs::exists(dumpFile("transient.db")));
+    EXPECT_THAT(dump(false, true), ElementsAre(command("transient.db")));
+    EXPECT_THAT(dump(true, true), ElementsAre(command("transient.db"), command("two.db"), command("one.db")));
+    EXPECT_THAT(dump(false, false), ElementsAre());
+}
+
+TEST_F(SqliteDumpTest, TriesAgainUntilTheDumpIsComplete)
+{
+    const tests::CommandPath oPath;
+    oPath.add("sqlite3",
+              "echo x >> $HERE/tries\n[ $(wc -l < $HERE/tries) -ge $(cat $HERE/good) ] && echo 'COMMIT;'");
+    const auto retry = [&](const std::string& a_sName, int a_iTimes) {
+        return "error   SqliteDump sqlitedump:134: SQL dump " + dumpFile(a_sName) + " is corrupt. Retry " +
+               std::to_string(a_iTimes) + " times";
+    };
+    writeFile(oPath.file("good"), "3"); // the third is
+    EXPECT_THAT(tests::logOf([&] { m_oDump.dump(false, true, 2); }),
+                ElementsAre(retry("transient.db", 2), retry("transient.db", 1)));
+    EXPECT_EQ("COMMIT;\n", readFile(dumpFile("transient.db")));
+
+    fs::remove(oPath.file("tries"));
+    writeFile(oPath.file("good"), "4"); // of the second database
+    EXPECT_THAT(tests::logOf([&] { m_oDump.dump(true, false, 2); }),
+                ElementsAre(retry("two.db", 2), retry("two.db", 1), retry("two.db", 0)));
+    EXPECT_EQ("", readFile(dumpFile("two.db"))); // stays as it is
+    EXPECT_EQ("COMMIT;\n", readFile(dumpFile("one.db")));
+}
+
+TEST_F(SqliteDumpTest, ADumpIsCompleteWhenItEndsInCommitAndOneMoreByte)
+{
+    const std::string sFile = m_oDir.file("dump.sql");
+    const auto check = [&](const std::string& a_sText) {
+        writeFile(sFile, a_sText);
+        bool bComplete = false;
+        EXPECT_THAT(tests::logOf([&] { bComplete = m_oDump.checkDump(sFile.c_str()); }), ElementsAre());
+        return bComplete;
+    };
+    EXPECT_TRUE(check("COMMIT;\n"));
+    EXPECT_TRUE(check("INSERT;\nCOMMIT;\n"));
+    EXPECT_TRUE(check("INSERT;\nCOMMIT; "));
+    EXPECT_FALSE(check(""));
+    EXPECT_FALSE(check("INSERT;\nCOMMIT;"));
+    EXPECT_FALSE(check("INSERT;\nCOMMIT;\n\n"));
+    EXPECT_FALSE(check("INSERT;\nCOMMIT;\r\n"));
+    EXPECT_FALSE(check("INSERT;\ncommit;\n"));
+    EXPECT_FALSE(check("INSERT;\nROLLBACK; -- due to errors\n"));
+
+    writeFile(sFile, "COMMIT;");
+    EXPECT_THAT(tests::logOf([&] { EXPECT_FALSE(m_oDump.checkDump(sFile.c_str())); }),
+                ElementsAre("error   SqliteDump sqlitedump:151: lseek failed: Invalid argument"));
+    fs::remove(sFile);
+    EXPECT_THAT(tests::logOf([&] { EXPECT_FALSE(m_oDump.checkDump(sFile.c_str())); }),
+                ElementsAre("error   SqliteDump sqlitedump:145: Could not open dump: " + sFile));
+}
+
+TEST_F(SqliteDumpTest, TheFileThatIsCheckedHasAPathOf127CharactersAtMost)
+{
+    const std::string sLong = m_oDir.file(std::string(126 - m_oDir.path().size() - 1, 'x'));
+    fs::create_directory(sLong);
+    SqliteDump oDump(sLong.c_str(), m_oDir.path().c_str(), false);
+    oDump.addPlugin(&m_oOne);
+    EXPECT_THAT(tests::logOf([&] { oDump.dump(true, false, 0); }),
+                testing::Contains("error   SqliteDump sqlitedump:134: SQL dump " + sLong +
+                                  "/ is corrupt. Retry 0 times"));
+    EXPECT_TRUE(oDump.checkDump((sLong + "/one.db.sql").c_str()));
+}
+
+TEST_F(SqliteDumpTest, WrongUseIsAnAssertion)
+{
+    const auto fails = [](const std::string& a_sText) {
+        return testing::ThrowsMessage<error::AssertionError>(a_sText);
+    };
+    EXPECT_THAT([] { SqliteDump(nullptr, "/tmp", false); }, fails("0 != a_dumppath (sqlitedump:46)"));
+    EXPECT_THAT([] { SqliteDump("/tmp", nullptr, false); }, fails("0 != a_databasepath (sqlitedump:47)"));
+    EXPECT_THAT([&] { m_oDump.hasPlugin(nullptr); }, fails("0 != a_plugin (sqlitedump:66)"));
+    EXPECT_THAT([&] { m_oDump.addPlugin(&m_oTwo); }, fails("false == hasPlugin( a_plugin) (sqlitedump:76)"));
+}
+
+} // namespace
+} // namespace zel::cfg
