@@ -13,8 +13,8 @@ namespace zel {
 namespace {
 
 // The bus sends a burst as fast as it is read, which takes it a moment each time.
-constexpr int c_iLullMs = 5;                          // so long a silence is the end of a burst
-constexpr std::chrono::milliseconds c_oPatience{100}; // no silence is waited for after so long
+constexpr int c_iLullMs = 10;                         // so long a silence is the end of a burst
+constexpr std::chrono::milliseconds c_oPatience{200}; // in silence altogether, whatever comes after it
 constexpr unsigned c_iMostOfTwoReads = 128;           // of 4 KiB each, in messages of 64 bytes at least
 
 } // namespace
@@ -52,14 +52,16 @@ struct SystemBus::Binding
     /// One iteration of the dispatcher reads what the socket holds, and the next one delivers it.
     void deliver()
     {
-        const auto oPatient = Clock::now() + c_oPatience;
-        m_iMessages = 0;
+        Clock::duration oWaited{};
         unsigned iBefore = 0;
+        m_iMessages = 0;
         do {
             iBefore = m_iMessages;
-            m_oWait.interval(m_iMessages > 0 && Clock::now() < oPatient ? c_iLullMs : 0);
+            const auto oStart = Clock::now();
+            m_oWait.interval(m_iMessages > 0 && oWaited < c_oPatience ? c_iLullMs : 0);
             m_oDispatcher.do_iteration();
             m_oWait.interval(0);
+            oWaited += Clock::now() - oStart;
             m_oDispatcher.do_iteration();
         } while (m_iMessages != iBefore && m_iMessages + c_iMostOfTwoReads <= c_iMostMessages);
     }
@@ -72,8 +74,7 @@ struct SystemBus::Binding
     }
 
     DBus::BusDispatcher m_oDispatcher;
-    DBus::DefaultTimeout m_oWait{0, false,
-                                 &m_oDispatcher}; // how long an iteration waits for something to read
+    DBus::DefaultTimeout m_oWait{0, false, &m_oDispatcher}; // of an iteration, for something to read
     DBus::MessageSlot m_oCounter;
     std::unique_ptr<DBus::Connection> m_pConnection;
     unsigned m_iMessages = 0;
