@@ -169,7 +169,8 @@ InterfaceCounter::Counter* InterfaceCounter::add(const std::string& a_sDevice)
         }
         return nullptr;
     }
-    return &m_lRows.emplace_back(Counter{.m_sName = a_sDevice});
+    m_lRows.push_back({.m_sName = a_sDevice});
+    return &m_lRows.back();
 }
 
 } // namespace zel

@@ -1,7 +1,7 @@
 #include "status/dhcpleases.h"
 
-#include "tests/row.h"
 #include "tests/logof.h"
+#include "tests/row.h"
 #include "tests/unit/status/network.h"
 
 #include <gtest/gtest.h>

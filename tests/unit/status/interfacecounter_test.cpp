@@ -1,7 +1,7 @@
 #include "status/interfacecounter.h"
 
-#include "tests/row.h"
 #include "tests/logof.h"
+#include "tests/row.h"
 #include "tests/unit/status/network.h"
 #include "tests/unit/systema/recordingplugin.h"
 

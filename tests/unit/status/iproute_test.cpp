@@ -1,8 +1,8 @@
 #include "status/iproute.h"
 
+#include "tests/logof.h"
 #include "tests/row.h"
 #include "tests/unit/status/fakeip.h"
-#include "tests/logof.h"
 
 #include <gtest/gtest.h>
 
