@@ -55,7 +55,7 @@ std::vector<std::string> services()
 
 std::string pathOf(std::string_view a_sService)
 {
-    std::string sPath = "/" + std::string(a_sService);
+    std::string sPath = std::string("/").append(a_sService);
     std::ranges::replace(sPath, '.', '/');
     return sPath;
 }
