@@ -1,4 +1,5 @@
-// What ends a measurement that cannot go on. main() reports it and makes it the exit status.
+// What ends a measurement that cannot go on. main() reports it and makes it the exit status, unless the
+// measurement was only skipped.
 #pragma once
 
 #include "client/result.h"
@@ -7,6 +8,12 @@
 #include <string>
 
 namespace bench {
+
+/// A measurement that this user, or this machine, may not make.
+class Skipped : public std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
 
 inline void check(bool a_bGood, const std::string& a_sWhat)
 {

@@ -25,6 +25,8 @@ int runDaemon(const std::filesystem::path& a_oDirectory)
     ::dup2(iLog, STDOUT_FILENO);
     ::dup2(iLog, STDERR_FILENO);
     ::setenv("LEDGERD_ROOT", a_oDirectory.c_str(), 1);
+    // Not on the machine's own bus: on that of the measurement, if any.
+    ::setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + (a_oDirectory / "bus").string()).c_str(), 0);
     ::execl(LEDGERD_BINARY, LEDGERD_BINARY, option("-d", "db").c_str(), option("-s", "socket").c_str(),
             option("-f", "fifo").c_str(), option("-p", "").c_str(), option("-x", "").c_str(), nullptr);
     return EXIT_FAILURE;

@@ -102,6 +102,28 @@ Outcome start(const Effort& a_oEffort);
 Outcome dumpSmall(const Effort& a_oEffort);
 Outcome dumpLarge(const Effort& a_oEffort);
 
+/// One update of the live-status tables, of eight devices: with nothing changed, and with a signal about
+/// each.
+Outcome updateUnchanged(const Effort& a_oEffort);
+Outcome updateChanged(const Effort& a_oEffort);
+/// The updates that it takes to count a burst of 1,000 signals.
+Outcome signalBurst(const Effort& a_oEffort);
+/// A row of a bulk read of a live-status table, beside the same rows of a stored table.
+enum class EStatusTable
+{
+    NetifCounter,
+    StatusNetifWatch,
+    RouteIPv4,
+    DhcpLeases,
+    StatusNetIfIPv6Addresses
+};
+Outcome readStatus(EStatusTable a_eTable, int a_iRows, const Effort& a_oEffort);
+template<EStatusTable Table, int Rows>
+Outcome readStatus(const Effort& a_oEffort)
+{
+    return readStatus(Table, Rows, a_oEffort);
+}
+
 /// Resident memory with the factory's data; with a table read as a whole; of one idle connection, in KiB.
 Outcome factoryMemory(const Effort& a_oEffort);
 Outcome tableMemory(const Effort& a_oEffort);

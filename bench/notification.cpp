@@ -59,14 +59,8 @@ Outcome notify(const Effort& a_oEffort, std::size_t a_iSubscribers)
         }
         return microsecondsSince(oReplied) / 1000;
     };
-    const auto round = [&] {
-        std::vector<double> lTimes;
-        for (int i = a_oEffort.times(c_iChanges); i > 0; --i) {
-            lTimes.push_back(timeOfChange());
-        }
-        return median(std::move(lTimes));
-    };
-    Outcome oOutcome = repeat(a_oEffort, round);
+    const int iTimes = a_oEffort.times(c_iChanges);
+    Outcome oOutcome = repeat(a_oEffort, [&] { return medianOf(iTimes, timeOfChange); });
     oOutcome.m_oLimit = c_fGatheringMs;
     return oOutcome;
 }

@@ -22,18 +22,32 @@ inline double median(std::vector<double> a_lValues)
     return *itMiddle;
 }
 
+/// The time of the work, in microseconds.
+template<typename Work>
+double timeOf(Work a_work)
+{
+    const auto oStart = Clock::now();
+    a_work();
+    return microsecondsSince(oStart);
+}
+
+/// Asks for so many figures and returns their median.
+template<typename Figure>
+double medianOf(int a_iTimes, Figure a_figure)
+{
+    std::vector<double> lFigures;
+    lFigures.reserve(static_cast<std::size_t>(a_iTimes));
+    for (int i = 0; i < a_iTimes; ++i) {
+        lFigures.push_back(a_figure());
+    }
+    return median(std::move(lFigures));
+}
+
 /// Does the work so many times and returns the median time of one, in microseconds.
 template<typename Work>
 double medianTime(int a_iTimes, Work a_work)
 {
-    std::vector<double> lTimes;
-    lTimes.reserve(static_cast<std::size_t>(a_iTimes));
-    for (int i = 0; i < a_iTimes; ++i) {
-        const auto oStart = Clock::now();
-        a_work();
-        lTimes.push_back(microsecondsSince(oStart));
-    }
-    return median(std::move(lTimes));
+    return medianOf(a_iTimes, [&] { return timeOf(a_work); });
 }
 
 } // namespace bench
