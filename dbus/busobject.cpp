@@ -1,6 +1,8 @@
 #include "dbus/busobject.h"
 
 #include "dbus/remoteobject.h"
+#include "zel/exception.h"
+#include "zel/log.h"
 
 namespace zel {
 
@@ -14,6 +16,12 @@ BusObject::BusObject(SystemBus& a_oBus, Factory a_oFactory)
 BusObject::~BusObject()
 {
     m_oBus.remove(*this);
+}
+
+void BusObject::logFailedReceiver()
+{
+    ZEL_Sysloglevel_error(ZEL_Sysloglevel_registerModul("SystemBus"), here(),
+                          "A receiver of a signal failed: %s", error::describeException().c_str());
 }
 
 void BusObject::bind(DBus::Connection& a_oConnection)

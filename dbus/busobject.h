@@ -26,6 +26,9 @@ public:
     /// Null while there is no bus.
     RemoteObject* get() const { return m_pRemote.get(); }
 
+    /// Inside a catch block: logs that a receiver of a signal failed.
+    static void logFailedReceiver();
+
 private:
     friend class SystemBus;
 

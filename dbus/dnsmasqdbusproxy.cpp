@@ -54,4 +54,11 @@ DnsMasqDBusProxy::DnsMasqDBusProxy(SystemBus& a_oBus)
 {
 }
 
+std::optional<std::string> DnsMasqDBusProxy::DumpCache(bool& a_bDone)
+{
+    auto* pRemote = static_cast<Remote*>(getRemote());
+    return pRemote == nullptr ? "there is no system bus"
+                              : pRemote->call([&] { a_bDone = pRemote->DumpCache(); });
+}
+
 } // namespace zel

@@ -4,12 +4,19 @@
 #include "dbus/idbusdnsmasq.h"
 #include "dbus/signalproxy.h"
 
+#include <optional>
+#include <string>
+
 namespace zel {
 
 class DnsMasqDBusProxy : public SignalProxy<IDBusDnsMasq>
 {
 public:
     explicit DnsMasqDBusProxy(SystemBus& a_oBus);
+
+    /// Makes the forwarder write its cache; waits up to RemoteObject::c_oCallCeiling. Nothing on success,
+    /// else the error's text.
+    std::optional<std::string> DumpCache(bool& a_bDone);
 
 private:
     class Remote;

@@ -1,6 +1,5 @@
 #include "dbus/remoteobject.h"
 
-#include "zel/exception.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -30,9 +29,9 @@ RemoteObject::RemoteObject(DBus::Connection& a_oConnection, const char* a_pServi
 
 std::optional<std::string> RemoteObject::call(const std::function<void()>& a_oCall)
 {
-    const auto oNow = std::chrono::steady_clock::now();
+    using std::chrono::steady_clock;
     try {
-        if (m_oUnanswered && (oNow - *m_oUnanswered < c_oCallPause || !conn().has_name(service().c_str()))) {
+        if (m_oUnanswered && (steady_clock::now() - *m_oUnanswered < c_oCallPause || !hasOwner())) {
             return service() + " does not answer";
         }
         m_oUnanswered.reset();
@@ -41,34 +40,41 @@ std::optional<std::string> RemoteObject::call(const std::function<void()>& a_oCa
     } catch (const DBus::Error& oError) {
         if (std::strcmp(oError.name(), DBUS_ERROR_NO_REPLY) == 0 ||
             std::strcmp(oError.name(), DBUS_ERROR_TIMEOUT) == 0) {
-            m_oUnanswered = oNow;
+            m_oUnanswered = steady_clock::now();
         }
         return oError.message();
     }
 }
 
-bool RemoteObject::handle_message(const DBus::Message& a_oMessage)
+/// Asks the bus, which may be slow as well. Throws DBus::Error.
+bool RemoteObject::hasOwner()
 {
-    if (a_oMessage.type() != DBUS_MESSAGE_TYPE_SIGNAL) {
-        return false;
-    }
+    DBus::CallMessage oCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "NameHasOwner");
+    DBus::MessageIter oArguments = oCall.writer();
+    oArguments << service();
+    const DBus::Message oReply = conn().send_blocking(oCall, get_timeout());
+    DBus::MessageIter oResult = oReply.reader();
+    bool bOwned = false;
+    oResult >> bOwned;
+    return bOwned;
+}
+
+void RemoteObject::deliver(const DBus::Message& a_oMessage)
+{
     const auto& oSignal = static_cast<const DBus::SignalMessage&>(a_oMessage);
     if (oSignal.interface() == nullptr || oSignal.path() == nullptr || path() != oSignal.path()) {
-        return false;
+        return;
     }
     DBus::InterfaceProxy* pInterface = find_interface(oSignal.interface());
     if (pInterface == nullptr) {
-        return false;
+        return;
     }
     m_oUnanswered.reset(); // it lives
     try {
-        return pInterface->dispatch_signal(oSignal);
+        pInterface->dispatch_signal(oSignal);
     } catch (const DBus::Error& oError) {
         logRefused(oSignal.member(), (std::string(oError.name()) + ": " + oError.message()).c_str());
-    } catch (...) {
-        logRefused(oSignal.member(), error::describeException().c_str());
     }
-    return true;
 }
 
 void RemoteObject::logRefused(const char* a_pMember, const char* a_pError)

@@ -1,5 +1,5 @@
-// A remote object as the D-Bus library knows it, made safe: no exception of a signal handler reaches the
-// library's C frames, and a service that does not answer is not waited for again and again.
+// A remote object as the D-Bus library knows it, made safe: signals are delivered outside of the library's C
+// frames, which no exception may cross, and a service that does not answer is not waited for again and again.
 //
 // Base, beside its generated proxy, of the remote object of each wrapper; made anew with each connection.
 // Service, interface and path have one name. Main thread only.
@@ -28,8 +28,13 @@ public:
     /// Makes a blocking call. Nothing on success; else the error's text.
     std::optional<std::string> call(const std::function<void()>& a_oCall);
 
+    /// Tells of the signal when it is one of this object's. A badly typed one is refused and logged.
+    void deliver(const DBus::Message& a_oSignal);
+
 private:
-    bool handle_message(const DBus::Message& a_oMessage) override;
+    /// The bus queues what comes and delivers it itself.
+    bool handle_message(const DBus::Message&) override { return false; }
+    bool hasOwner();
     void logRefused(const char* a_pMember, const char* a_pError);
 
     const int m_iModule;

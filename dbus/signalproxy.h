@@ -31,7 +31,11 @@ protected:
     void tell(void (Receiver::*a_pOperation)(Parameters...), const Arguments&... a_oArguments) const
     {
         for (Receiver* pReceiver : m_lReceivers) {
-            (pReceiver->*a_pOperation)(a_oArguments...);
+            try {
+                (pReceiver->*a_pOperation)(a_oArguments...);
+            } catch (...) {
+                BusObject::logFailedReceiver(); // the others are told all the same
+            }
         }
     }
 

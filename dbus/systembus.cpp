@@ -2,10 +2,12 @@
 
 #include "dbus/binding.h"
 #include "dbus/busobject.h"
+#include "dbus/remoteobject.h"
 #include "zel/log.h"
 
 #include <dbus-c++/eventloop-integration.h>
 
+#include <deque>
 #include <utility>
 
 namespace zel {
@@ -15,7 +17,6 @@ namespace {
 // The bus sends a burst as fast as it is read, which takes it a moment each time.
 constexpr int c_iLullMs = 10;                         // so long a silence is the end of a burst
 constexpr std::chrono::milliseconds c_oPatience{200}; // in silence altogether, whatever comes after it
-constexpr unsigned c_iMostOfTwoReads = 128;           // of 4 KiB each, in messages of 64 bytes at least
 
 } // namespace
 
@@ -24,7 +25,7 @@ struct SystemBus::Binding
 {
     Binding()
     {
-        m_oCounter = new DBus::Callback<Binding, bool, const DBus::Message&>(this, &Binding::count);
+        m_oFilter = new DBus::Callback<Binding, bool, const DBus::Message&>(this, &Binding::queue);
         DBus::default_dispatcher = &m_oDispatcher;
     }
     ~Binding() { DBus::default_dispatcher = nullptr; }
@@ -35,49 +36,63 @@ struct SystemBus::Binding
     {
         auto pConnection = std::make_unique<DBus::Connection>(DBus::Connection::SystemBus());
         pConnection->exit_on_disconnect(false);
-        pConnection->add_filter(m_oCounter);
+        pConnection->add_filter(m_oFilter);
         m_pConnection = std::move(pConnection);
+    }
+
+    /// From here on nothing is sent or awaited any more. The dispatcher may have the connection queued, and
+    /// lets only go of one that is closed.
+    void close()
+    {
+        if (m_pConnection) {
+            m_pConnection->disconnect();
+            m_oDispatcher.dispatch_pending();
+            m_lSignals.clear();
+        }
     }
 
     void disconnect()
     {
         if (m_pConnection) {
-            // The dispatcher may have it queued, and lets only go of one that is closed.
-            m_pConnection->disconnect();
-            m_oDispatcher.dispatch_pending();
+            close();
             m_pConnection.reset();
         }
     }
 
-    /// One iteration of the dispatcher reads what the socket holds, and the next one delivers it.
-    void deliver()
+    /// Queues what has come. One iteration of the dispatcher reads what the socket holds, the next one hands
+    /// it over.
+    void read()
     {
         Clock::duration oWaited{};
-        unsigned iBefore = 0;
-        m_iMessages = 0;
+        std::size_t iBefore = 0;
+        const std::size_t iAtFirst = m_lSignals.size();
         do {
-            iBefore = m_iMessages;
+            iBefore = m_lSignals.size();
             const auto oStart = Clock::now();
-            m_oWait.interval(m_iMessages > 0 && oWaited < c_oPatience ? c_iLullMs : 0);
+            m_oWait.interval(iBefore > iAtFirst && oWaited < c_oPatience ? c_iLullMs : 0);
             m_oDispatcher.do_iteration();
             m_oWait.interval(0);
             oWaited += Clock::now() - oStart;
             m_oDispatcher.do_iteration();
-        } while (m_iMessages != iBefore && m_iMessages + c_iMostOfTwoReads <= c_iMostMessages);
+        } while (m_lSignals.size() != iBefore && m_lSignals.size() < c_iMostMessages);
     }
 
-    /// Sees every message before anybody else, and leaves it to them.
-    bool count(const DBus::Message&)
+    /// Sees every message before anybody else. Signals wait in the queue, for the library would deliver all
+    /// that a blocking call has read at one time, however many they are.
+    bool queue(const DBus::Message& a_oMessage)
     {
-        ++m_iMessages;
-        return false;
+        const bool bSignal = a_oMessage.type() == DBUS_MESSAGE_TYPE_SIGNAL;
+        if (bSignal && m_lSignals.size() < c_iMostQueued) {
+            m_lSignals.push_back(a_oMessage);
+        }
+        return bSignal;
     }
 
     DBus::BusDispatcher m_oDispatcher;
     DBus::DefaultTimeout m_oWait{0, false, &m_oDispatcher}; // of an iteration, for something to read
-    DBus::MessageSlot m_oCounter;
+    DBus::MessageSlot m_oFilter;
     std::unique_ptr<DBus::Connection> m_pConnection;
-    unsigned m_iMessages = 0;
+    std::deque<DBus::Message> m_lSignals;
 };
 
 SystemBus::SystemBus(std::function<Clock::time_point()> a_oNow)
@@ -97,40 +112,58 @@ void SystemBus::add(BusObject& a_oObject)
 {
     m_lObjects.push_back(&a_oObject);
     if (m_pBinding->m_pConnection) {
-        a_oObject.bind(*m_pBinding->m_pConnection);
+        attempt([&] { a_oObject.bind(*m_pBinding->m_pConnection); });
+    }
+}
+
+bool SystemBus::attempt(const std::function<void()>& a_oOperation)
+{
+    try {
+        a_oOperation();
+        return true;
+    } catch (const DBus::Error& oError) {
+        if (!std::exchange(m_bLossLogged, true)) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "No connection to the system bus: %s", oError.what());
+        }
+        disconnect();
+        return false;
     }
 }
 
 void SystemBus::connect()
 {
     m_oNextTry = m_oNow() + c_oReconnectWait;
-    try {
+    const bool bConnected = attempt([this] {
         m_pBinding->connect();
         for (BusObject* pObject : m_lObjects) {
             pObject->bind(*m_pBinding->m_pConnection);
         }
-    } catch (const DBus::Error& oError) {
-        if (!std::exchange(m_bLossLogged, true)) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "No connection to the system bus: %s", oError.what());
-        }
-        disconnect();
-        return;
-    }
-    if (std::exchange(m_bLossLogged, false)) {
+    });
+    if (bConnected && std::exchange(m_bLossLogged, false)) {
         ZEL_Sysloglevel_info(m_iModule, here(), "Connected to the system bus");
     }
 }
 
 void SystemBus::disconnect()
 {
+    m_pBinding->close(); // first, or each object would wait for the bus to let it go
     for (BusObject* pObject : m_lObjects) {
         pObject->unbind();
     }
     m_pBinding->disconnect();
 }
 
+void SystemBus::close()
+{
+    m_bClosed = true;
+    disconnect();
+}
+
 void SystemBus::iterate()
 {
+    if (m_bClosed) {
+        return;
+    }
     if (m_pBinding->m_pConnection && !m_pBinding->m_pConnection->connected()) {
         ZEL_Sysloglevel_error(m_iModule, here(), "Lost the connection to the system bus");
         m_bLossLogged = true;
@@ -143,7 +176,17 @@ void SystemBus::iterate()
     if (!m_pBinding->m_pConnection) {
         return;
     }
-    m_pBinding->deliver();
+    m_pBinding->read();
+    auto& lSignals = m_pBinding->m_lSignals;
+    for (unsigned i = 0; i < c_iMostMessages && !lSignals.empty(); ++i) {
+        const DBus::Message oSignal = lSignals.front();
+        lSignals.pop_front();
+        for (const BusObject* pObject : m_lObjects) {
+            if (pObject->get() != nullptr) {
+                pObject->get()->deliver(oSignal);
+            }
+        }
+    }
 }
 
 } // namespace zel

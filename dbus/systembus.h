@@ -23,8 +23,10 @@ class SystemBus
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// Messages that one iteration delivers at most; what is left of a flood waits for the next one.
+    /// Signals that one iteration delivers at most; what is left of a flood waits for the next one.
     static constexpr unsigned c_iMostMessages = 2048;
+    /// Signals that may wait; what comes beyond that is lost.
+    static constexpr unsigned c_iMostQueued = 16384;
     static constexpr std::chrono::seconds c_oReconnectWait{5};
 
     /// Connects to the bus of the environment variable DBUS_SYSTEM_BUS_ADDRESS, or the system's own.
@@ -36,6 +38,9 @@ public:
 
     /// Delivers what is pending and returns at once when nothing is.
     void iterate();
+    /// Ends the connection for good: nothing is delivered any more, calls fail, and what is bound can go
+    /// without waiting for the bus.
+    void close();
 
 private:
     friend class BusObject;
@@ -44,6 +49,8 @@ private:
 
     void add(BusObject& a_oObject);
     void remove(BusObject& a_oObject) { m_lObjects.remove(&a_oObject); }
+    /// False after an error of the library, which is logged once and ends the connection.
+    bool attempt(const std::function<void()>& a_oOperation);
     void connect();
     void disconnect();
 
@@ -53,6 +60,7 @@ private:
     std::list<BusObject*> m_lObjects;
     Clock::time_point m_oNextTry;
     bool m_bLossLogged = false;
+    bool m_bClosed = false;
 };
 
 } // namespace zel

@@ -206,7 +206,10 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
 
     zel::StatusInfoPlugin oStatusInfo(oBus, &oLogPlugin);
     oDispatcher.attachTables(oStatusInfo);
-    oServerEvents.on(ServerEvents::Shutdown, [&oStatusInfo] { oStatusInfo.shutdown(); });
+    oServerEvents.on(ServerEvents::Shutdown, [&] {
+        oStatusInfo.shutdown();
+        oBus.close();
+    });
 
     zel::cfg::ConfigServerConfigPlugin oServerSettings(oDispatcher);
     oDispatcher.attachTables(oServerSettings);

@@ -64,6 +64,7 @@ public:
         }
         ::close(aReady[0]);
     }
+    void signal(int a_iSignal) const { ::kill(m_iPid, a_iSignal); }
     void stop()
     {
         if (m_iPid > 0) {

@@ -178,6 +178,32 @@ TEST_F(SystemBus, ABurstIsDeliveredInTwoIterations)
     EXPECT_EQ(iFirst + deliver().size() / 2, 3000U);
 }
 
+TEST_F(SystemBus, WhatABlockingCallHasReadIsDeliveredInPartsToo)
+{
+    for (int i = 0; i < 5000; ++i) {
+        m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
+    }
+    m_oService->finish();
+    EXPECT_TRUE(call());
+    std::size_t iDelivered = 0;
+    for (int i = 0; i < 3; ++i) {
+        const std::size_t iSignals = deliver().size() / 2;
+        EXPECT_LE(iSignals, zel::SystemBus::c_iMostMessages);
+        iDelivered += iSignals;
+    }
+    EXPECT_EQ(iDelivered, 5000U);
+}
+
+TEST_F(SystemBus, CloseDoesNotWaitForABusThatHangs)
+{
+    m_oDaemon.signal(SIGSTOP);
+    const auto oStart = Clock::now();
+    m_oBus.close();
+    EXPECT_LT(Clock::now() - oStart, 5s);
+    EXPECT_THAT(call(), testing::Optional(std::string("there is no system bus")));
+    m_oDaemon.signal(SIGCONT);
+}
+
 TEST_F(SystemBus, AnIterationWithNothingPendingReturnsAtOnce)
 {
     const auto oStart = Clock::now();
