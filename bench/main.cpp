@@ -27,8 +27,8 @@ template<EStatusTable Table, int Rows>
 constexpr bench::Measurement readOf(const char* a_pName, const char* a_pWhat)
 {
     // Who reads StatusNetifWatch is given what the kernel counts at that moment.
-    constexpr bool bInMemory = Table != EStatusTable::StatusNetifWatch;
-    constexpr EGoal eGoal = bInMemory ? EGoal::Ratio : EGoal::None;
+    const bool bInMemory = Table != EStatusTable::StatusNetifWatch;
+    const EGoal eGoal = bInMemory ? EGoal::Ratio : EGoal::None;
     return {a_pName, a_pWhat, "us", "stored", eGoal, 1.3, bench::readStatus<Table, Rows>};
 }
 
