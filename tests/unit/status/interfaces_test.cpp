@@ -1,10 +1,10 @@
 #include "status/interfaces.h"
 
 #include "tests/logof.h"
+#include "tests/networknamespace.h"
 #include "tests/row.h"
 #include "tests/unit/status/network.h"
 #include "tests/unit/systema/recordingplugin.h"
-#include "tests/unit/zel/networknamespace.h"
 
 #include <fstream>
 

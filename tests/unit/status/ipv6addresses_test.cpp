@@ -1,7 +1,7 @@
 #include "status/ipv6addresses.h"
 
+#include "tests/networknamespace.h"
 #include "tests/row.h"
-#include "tests/unit/zel/networknamespace.h"
 
 using systema::EResultCode;
 using systema::NameList;

@@ -1,6 +1,6 @@
 #include "zel/netdevice.h"
 
-#include "tests/unit/zel/networknamespace.h"
+#include "tests/networknamespace.h"
 
 #include <sstream>
 
