@@ -5,6 +5,7 @@
 #include "zel/log.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zel {
 
@@ -32,8 +33,9 @@ constexpr Column<RouteEntry> c_aColumns[] = {
 
 } // namespace
 
-IPRoute::IPRoute()
-    : m_iModule(ZEL_Sysloglevel_registerModul("IPROUTE")),
+IPRoute::IPRoute(std::function<Clock::time_point()> a_oNow)
+    : m_oNow(std::move(a_oNow)),
+      m_iModule(ZEL_Sysloglevel_registerModul("IPROUTE")),
       m_aFamilies{
           {{"RouteIPv4", "ip -4 -j route list 2>/dev/null", "Error while initializing IPv4 route cache"},
            {"RouteIPv6", "ip -6 -j route list 2>/dev/null", "Error while initializing IPv6 route cache"}}},
@@ -104,7 +106,8 @@ EResultCode IPRoute::getRowByKey(const std::string& a_table, systema::ValueList&
 void IPRoute::update(systema::NameList& a_changedTables)
 {
     for (auto& oFamily : m_aFamilies) {
-        if (oFamily.m_bChanged && read(oFamily)) {
+        // A tool that hangs over one family is not run for the other either.
+        if (oFamily.m_bChanged && m_oNow() >= m_oNextTry && read(oFamily)) {
             a_changedTables.add(std::string(oFamily.m_sTable));
         }
     }
@@ -147,6 +150,9 @@ bool IPRoute::read(Family& a_oFamily)
     m_aOutput.fill('\0');
     const int iResult =
         ZEL_Execute_Command(a_oFamily.m_pCommand, m_aOutput.data(), m_aOutput.size(), c_iToolCeilingSeconds);
+    if (iResult == c_iExecuteTimedOut) {
+        m_oNextTry = m_oNow() + c_oHangWait;
+    }
     if (iResult != 0) {
         ZEL_Sysloglevel_error(m_iModule, here(), "ZEL_Execute_Command failed with %d", iResult);
         return false;

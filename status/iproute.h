@@ -2,7 +2,8 @@
 //
 // Owned by the status host, which registers it with the wrappers of both route services. Main thread only.
 // A family is read once at the start and then at the first update after a signal about it; requests never
-// run the tool. While it fails, the family's table is empty and every update tries again.
+// run the tool. While it fails, the family's table is empty and every update tries again; while it hangs, an
+// update now and then.
 #pragma once
 
 #include "dbus/idbusipv4route.h"
@@ -11,7 +12,9 @@
 #include "status/routelist.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,8 +28,15 @@ public:
 
     /// A tool that hangs is killed after so long: the main loop waits for it.
     static constexpr int c_iToolCeilingSeconds = 2;
+    /// No update runs the tool for so long after it hung, so that clients are served in between.
+    static constexpr std::chrono::seconds c_oHangWait{30};
+    /// Bytes of a list that can be read.
+    static constexpr std::size_t c_iLongestList = 10240;
 
-    IPRoute();
+    using Clock = std::chrono::steady_clock;
+
+    /// The clock is a test's, if any.
+    explicit IPRoute(std::function<Clock::time_point()> a_oNow = &Clock::now);
 
     void init() override;
     bool hasTable(const std::string& a_table) const override;
@@ -67,8 +77,10 @@ private:
     Family* find(const std::string& a_sTable);
     bool read(Family& a_oFamily);
 
+    const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;
-    std::array<char, 10240> m_aOutput; // a longer list is cut off, and then cannot be read
+    std::array<char, c_iLongestList + 1> m_aOutput; // a longer list is cut off, and then cannot be read
+    Clock::time_point m_oNextTry;
     std::array<Family, 2> m_aFamilies;
     Family& m_oIPv4;
     Family& m_oIPv6;

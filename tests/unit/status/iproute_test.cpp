@@ -35,7 +35,8 @@ protected:
     void signalIPv6() { m_oRoutes.RemovedIPv6Route("", 0, "", ""); }
 
     FakeIp m_oIp;
-    zel::IPRoute m_oRoutes;
+    zel::IPRoute::Clock::time_point m_oNow{};
+    zel::IPRoute m_oRoutes{[this] { return m_oNow; }};
 };
 
 } // namespace
@@ -102,7 +103,7 @@ TEST_F(IPRoute, AFailedReadEmptiesTheTableAndIsRepeatedAtEveryUpdate)
     };
     m_oIp.lists("-6", listOfSize(10241));
     EXPECT_EQ(logOf([&] { EXPECT_EQ(update(), NameList()); }), "");
-    m_oIp.lists("-6", listOfSize(10239));
+    m_oIp.lists("-6", listOfSize(10240));
     EXPECT_EQ(update(), NameList{c_sIPv6});
     EXPECT_EQ(count(c_sIPv6), 1U);
 }
@@ -119,12 +120,21 @@ TEST_F(IPRoute, AFailedFirstReadIsNotRepeatedWithoutASignal)
     EXPECT_EQ(update(), NameList{c_sIPv4});
 }
 
-TEST_F(IPRoute, AToolThatHangsIsKilled)
+TEST_F(IPRoute, AToolThatHangsIsKilledAndLeftAloneForAWhile)
 {
     signalIPv4();
+    signalIPv6();
     m_oIp.behaves("sleep 600");
     EXPECT_EQ(logOf([&] { EXPECT_EQ(update(), NameList()); }),
               "error IPROUTE ZEL_Execute_Command failed with 124\n");
+    EXPECT_EQ(m_oIp.takeRuns(), "-4 -j route list\n");
+
+    m_oIp.lists("-4", "[]");
+    m_oNow += zel::IPRoute::c_oHangWait - std::chrono::seconds(1);
+    EXPECT_EQ(update(), NameList());
+    EXPECT_EQ(m_oIp.takeRuns(), "");
+    m_oNow += std::chrono::seconds(1);
+    EXPECT_EQ(update(), (NameList{c_sIPv4, c_sIPv6}));
 }
 
 TEST_F(IPRoute, UnknownTableIsRefusedByEveryRead)
