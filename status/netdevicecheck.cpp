@@ -31,7 +31,7 @@ NetDeviceCheck::NetDeviceCheck(std::string a_sName, unsigned a_iId, ErrorLogger 
 void NetDeviceCheck::refresh(InterfaceStatusDBusProxy& a_oInterfaceStatus,
                              systema::NameList& a_lChangedTables)
 {
-    if (!std::exchange(m_bChanged, false)) {
+    if (!m_bChanged) {
         return;
     }
     m_bLinkUp = askLinkState(a_oInterfaceStatus);
@@ -40,6 +40,7 @@ void NetDeviceCheck::refresh(InterfaceStatusDBusProxy& a_oInterfaceStatus,
     if (!a_lChangedTables.hasName(c_pTable)) {
         a_lChangedTables.add(c_pTable);
     }
+    m_bChanged = false;
 }
 
 void NetDeviceCheck::refreshPacketStats()
