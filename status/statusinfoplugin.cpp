@@ -6,6 +6,8 @@
 #include "status/iproute.h"
 #include "status/ipv6addresses.h"
 #include "systema/configdispatcher.h"
+#include "zel/exception.h"
+#include "zel/log.h"
 
 namespace zel {
 
@@ -20,7 +22,8 @@ constexpr unsigned c_iLeaseLimit = 100;
 
 StatusInfoPlugin::StatusInfoPlugin(SystemBus& a_oBus, configmanager::serverlib::ILogger* a_pLogger,
                                    std::function<std::time_t()> a_oNow)
-    : m_oNow(std::move(a_oNow)),
+    : m_iModule(ZEL_Sysloglevel_registerModul("StatusInfo")),
+      m_oNow(std::move(a_oNow)),
       m_oBus(a_oBus),
       m_oInterfaceStatus(a_oBus),
       m_oIPv4(a_oBus),
@@ -68,6 +71,23 @@ IStatusInfoSubPlugin* StatusInfoPlugin::findPlugin(const std::string& a_table) c
         }
     }
     return nullptr;
+}
+
+/// Calls every sub-plugin in order, the others also when one throws.
+template<typename Operation>
+void StatusInfoPlugin::callAll(const char* a_pName, Operation a_oOperation) const
+{
+    for (const auto& pPlugin : m_oPluginList) {
+        try {
+            a_oOperation(*pPlugin);
+        } catch (...) {
+            NameList lTables;
+            pPlugin->getTableNames(lTables);
+            ZEL_Sysloglevel_error(m_iModule, here(), "%s of %s failed: %s", a_pName,
+                                  lTables.empty() ? "no table" : lTables[0].c_str(),
+                                  error::describeException().c_str());
+        }
+    }
 }
 
 template<typename Operation>
@@ -125,18 +145,15 @@ void StatusInfoPlugin::tick(NameList& a_changedTables)
         return;
     }
     m_oBus.iterate();
-    for (const auto& pPlugin : m_oPluginList) {
-        pPlugin->update(a_changedTables);
-    }
+    callAll("update", [&](IStatusInfoSubPlugin& a_oPlugin) { a_oPlugin.update(a_changedTables); });
     m_iLastUpdate = iNow;
 }
 
 bool StatusInfoPlugin::initialize()
 {
-    if (!std::exchange(m_bStarted, true)) {
-        for (const auto& pPlugin : m_oPluginList) {
-            pPlugin->init();
-        }
+    if (!m_bStarted) {
+        callAll("init", [](IStatusInfoSubPlugin& a_oPlugin) { a_oPlugin.init(); });
+        m_bStarted = true;
     }
     return true;
 }

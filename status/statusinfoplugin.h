@@ -2,7 +2,9 @@
 //
 // Owns the sub-plugins and the proxies of the network services that they listen to; main owns it. Main thread
 // only. Each table operation goes to the first sub-plugin that claims the table; updates and transactions go
-// to all of them in order. Signals of the bus arrive while it updates, and at no other time.
+// to all of them in order. Signals of the bus arrive while it updates, and at no other time. A sub-plugin
+// that throws while it starts or updates is logged, module "StatusInfo", and does not keep the others from
+// it.
 #pragma once
 
 #include "configmanager/event.h"
@@ -76,9 +78,12 @@ public:
 
 private:
     template<typename Operation>
+    void callAll(const char* a_pName, Operation a_oOperation) const;
+    template<typename Operation>
     systema::EResultCode route(const void* a_handle, const std::string& a_table, Operation a_oOperation,
                                zel::SourceTag a_oSource = zel::here());
 
+    const int m_iModule;
     const std::function<std::time_t()> m_oNow;
     bool m_bStarted = false;
     std::time_t m_iLastUpdate = 0;

@@ -1,0 +1,223 @@
+#include "status/statusinfoplugin.h"
+
+#include "status/singletable.h"
+#include "status/transactionlock.h"
+#include "tests/logof.h"
+#include "tests/unit/status/fakeip.h"
+#include "tests/unit/status/network.h"
+#include "zel/assert.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+using systema::EResultCode;
+using systema::NameList;
+using systema::ValueList;
+using zel::StatusInfoPlugin;
+using zel::error::AssertionError;
+
+namespace {
+
+using Calls = std::vector<std::string>;
+
+/// Serves one table without rows, and writes down what it is called for.
+class SubPlugin : public zel::SingleTable<int>
+{
+public:
+    SubPlugin(std::string a_sTable, Calls& a_lCalls, std::string a_sFails)
+        : SingleTable(std::move(a_sTable), {}),
+          m_lCalls(a_lCalls),
+          m_sFails(std::move(a_sFails))
+    {
+    }
+    ~SubPlugin() override { call("gone"); }
+
+    void init() override { callOrThrow("init"); }
+    EResultCode getRowByKey(const std::string&, ValueList&, const std::string&, const std::string&,
+                            const NameList&) override
+    {
+        return call("key");
+    }
+    void update(NameList& a_changedTables) override
+    {
+        callOrThrow("update");
+        a_changedTables.add(getTableName());
+    }
+    EResultCode startTransaction() override { return call("start"); }
+    EResultCode commitTransaction() override { return call("commit"); }
+    EResultCode rollbackTransaction() override { return call("rollback"); }
+
+private:
+    EResultCode call(const std::string& a_sOperation)
+    {
+        m_lCalls.push_back(getTableName() + "." + a_sOperation);
+        return a_sOperation == m_sFails ? EResultCode::Busy : EResultCode::Success;
+    }
+    void callOrThrow(const std::string& a_sOperation)
+    {
+        if (call(a_sOperation) != EResultCode::Success) {
+            throw std::runtime_error("out of order");
+        }
+    }
+
+    Calls& m_lCalls;
+    const std::string m_sFails;
+};
+
+class StatusInfo : public testing::Test
+{
+protected:
+    /// Adds a sub-plugin whose operation of the second name throws or gives 2.
+    void add(const std::string& a_sTable, const std::string& a_sFails = "")
+    {
+        m_pPlugin->add(std::make_unique<SubPlugin>(a_sTable, m_lCalls, a_sFails));
+    }
+    Calls takeCalls() { return std::exchange(m_lCalls, {}); }
+    Calls tickAt(std::time_t a_iNow)
+    {
+        m_iNow = a_iNow;
+        m_pPlugin->tick(m_lChanged);
+        return takeCalls();
+    }
+    /// The results of the four reads.
+    std::vector<unsigned> read(const std::string& a_sTable)
+    {
+        systema::ColumnList lColumns;
+        unsigned iSize = 0;
+        ValueList lRow;
+        return {m_pPlugin->getSchema(lColumns, this, a_sTable), m_pPlugin->getSize(iSize, this, a_sTable),
+                m_pPlugin->selectRow(lRow, this, a_sTable, 0, {}),
+                m_pPlugin->selectKey(lRow, this, a_sTable, "Id", "1", {})};
+    }
+
+    FakeIp m_oIp;
+    Network m_oNetwork;
+    zel::SystemBus m_oBus;
+    Calls m_lCalls;
+    NameList m_lChanged;
+    std::time_t m_iNow = 1000;
+    std::unique_ptr<StatusInfoPlugin> m_pPlugin =
+        std::make_unique<StatusInfoPlugin>(m_oBus, nullptr, [this] { return m_iNow; });
+};
+
+} // namespace
+
+TEST_F(StatusInfo, UpdatesAtMostEveryTwoSecondsOfItsClock)
+{
+    add("A");
+    EXPECT_EQ(tickAt(1000), Calls{"A.update"});
+    m_lChanged = {"before"};
+    EXPECT_EQ(tickAt(1000), Calls());
+    EXPECT_EQ(tickAt(1001), Calls());
+    EXPECT_EQ(tickAt(10), Calls()) << "a clock that jumps back";
+    EXPECT_EQ(m_lChanged, NameList{"before"});
+    EXPECT_EQ(tickAt(1002), Calls{"A.update"});
+    EXPECT_EQ(m_lChanged, (NameList{"before", "A"}));
+}
+
+TEST_F(StatusInfo, StartsOnceAndGoesOnWithoutThoseThatThrow)
+{
+    add("A", "init");
+    add("B", "update");
+    add("C");
+    EXPECT_EQ(logOf([&] { EXPECT_TRUE(m_pPlugin->initialize()); }),
+              "error NetifCnt Could not get size of table StatusNetifConfig\n"
+              "error StatusInfo init of A failed: out of order\n");
+    EXPECT_TRUE(m_pPlugin->initialize());
+    EXPECT_EQ(takeCalls(), (Calls{"A.init", "B.init", "C.init"}));
+    EXPECT_EQ(logOf([&] {
+                  EXPECT_EQ(tickAt(1000), (Calls{"A.update", "B.update", "C.update"}));
+              }),
+              "error StatusInfo update of B failed: out of order\n");
+    EXPECT_EQ(tickAt(1001), Calls()) << "it was an update all the same";
+    EXPECT_TRUE(m_lChanged.hasName("C"));
+}
+
+TEST_F(StatusInfo, TheEndOfATransactionIsToldToAllEvenIfItsStartWasNot)
+{
+    add("A");
+    add("B", "start");
+    add("C", "commit");
+    add("D", "rollback");
+    EXPECT_EQ(m_pPlugin->startTransaction(this), EResultCode::Busy);
+    EXPECT_EQ(takeCalls(), (Calls{"A.start", "B.start"}));
+    EXPECT_EQ(m_pPlugin->commitTransaction(this), EResultCode::Success);
+    EXPECT_EQ(takeCalls(), (Calls{"A.commit", "B.commit", "C.commit", "D.commit"}));
+    EXPECT_EQ(m_pPlugin->rollbackTransaction(this), EResultCode::Success);
+    EXPECT_EQ(takeCalls(), (Calls{"A.rollback", "B.rollback", "C.rollback", "D.rollback"}));
+}
+
+TEST_F(StatusInfo, TheFirstThatClaimsATableServesIt)
+{
+    add("A", "key");
+    add("A");
+    add("NetifCounter");
+    using Results = std::vector<unsigned>;
+    EXPECT_EQ(read("A"), (Results{0, 0, 10, 2}));
+    EXPECT_EQ(takeCalls(), Calls{"A.key"});
+    EXPECT_EQ(read("NetifCounter"), (Results{0, 0, 10, 10}));
+    EXPECT_EQ(takeCalls(), Calls());
+    EXPECT_EQ(read("a"), (Results{8, 8, 8, 8}));
+    NameList lTables;
+    m_pPlugin->getTables(lTables, this);
+    EXPECT_EQ(lTables,
+              (NameList{"StatusNetifWatch", "NetifCounter", "StatusNetIfIPv6Addresses", "DhcpServerClients",
+                        "DhcpLeases", "RouteIPv4", "RouteIPv6", "A", "A", "NetifCounter"}));
+}
+
+TEST_F(StatusInfo, EveryWriteIsRefusedAndNoneHandedOn)
+{
+    add("A");
+    for (const std::string sTable : {"A", "B"}) {
+        int iId = 0;
+        EXPECT_EQ(m_pPlugin->insertRow(this, sTable, {}), EResultCode::ReadOnly);
+        EXPECT_EQ(m_pPlugin->insertKey(iId, this, sTable, {}), EResultCode::ReadOnly);
+        EXPECT_EQ(m_pPlugin->updateRow(this, sTable, 0, {}), EResultCode::ReadOnly);
+        EXPECT_EQ(m_pPlugin->updateKey(this, sTable, "Id", "1", {}), EResultCode::ReadOnly);
+        EXPECT_EQ(m_pPlugin->deleteRow(this, sTable, 0), EResultCode::ReadOnly);
+        EXPECT_EQ(m_pPlugin->deleteKey(this, sTable, "Id", "1"), EResultCode::ReadOnly);
+        EXPECT_EQ(m_pPlugin->deleteAll(this, sTable), EResultCode::ReadOnly);
+    }
+    EXPECT_EQ(takeCalls(), Calls());
+    EXPECT_FALSE(m_pPlugin->isPersistent());
+}
+
+TEST_F(StatusInfo, ACallWithoutAHandleIsAFailedAssertion)
+{
+    NameList lTables;
+    unsigned iSize = 0;
+    EXPECT_THROW(m_pPlugin->getTables(lTables, nullptr), AssertionError);
+    EXPECT_THROW(m_pPlugin->startTransaction(nullptr), AssertionError);
+    EXPECT_THROW(m_pPlugin->deleteAll(nullptr, "A"), AssertionError);
+    try {
+        m_pPlugin->getSize(iSize, nullptr, "A");
+        FAIL() << "not asserted";
+    } catch (const AssertionError& oError) {
+        EXPECT_TRUE(std::string(oError.what()).starts_with("0 != a_handle (statusinfoplugin:"))
+            << oError.what();
+    }
+}
+
+TEST_F(StatusInfo, SubPluginsGoInTheirOrder)
+{
+    add("A");
+    add("B");
+    m_pPlugin.reset();
+    EXPECT_EQ(m_lCalls, (Calls{"A.gone", "B.gone"}));
+}
+
+TEST(TransactionLock, IsTakenOnceInATransaction)
+{
+    zel::TransactionLock oLock;
+    EXPECT_FALSE(oLock.lock());
+    oLock.open();
+    EXPECT_FALSE(oLock.isTaken());
+    EXPECT_TRUE(oLock.lock());
+    EXPECT_TRUE(oLock.isTaken());
+    EXPECT_FALSE(oLock.lock());
+    EXPECT_TRUE(oLock.isTaken());
+    oLock.setIdle();
+    EXPECT_FALSE(oLock.isTaken());
+    EXPECT_FALSE(oLock.lock());
+}
