@@ -66,12 +66,13 @@ systema::EResultCode selectColumns(systema::ValueList& a_row, const Row& a_oRow,
     return systema::EResultCode::Success;
 }
 
-/// True when the cell has the value of a key: a text exactly, an integer the number the key starts with.
+/// True when the cell has the value of a key: a text exactly, a number the lowest 32 bits of the number that
+/// the key starts with.
 inline bool matchesKey(const systema::Value& a_oCell, const std::string& a_sKeyValue)
 {
     return a_oCell.getType() == systema::EDataType::Text
                ? a_oCell.getText() == a_sKeyValue
-               : a_oCell.getInteger() == std::strtol(a_sKeyValue.c_str(), nullptr, 10);
+               : a_oCell.getInteger() == static_cast<int>(std::strtol(a_sKeyValue.c_str(), nullptr, 10));
 }
 
 } // namespace configmanager::serverlib

@@ -4,6 +4,7 @@
 #include "zel/log.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <span>
 #include <string_view>
 
@@ -13,7 +14,6 @@ using configmanager::serverlib::appendSchema;
 using configmanager::serverlib::Column;
 using configmanager::serverlib::findColumn;
 using configmanager::serverlib::integer;
-using configmanager::serverlib::matchesKey;
 using configmanager::serverlib::selectColumns;
 using systema::ConfigDispatcher;
 using systema::EDataType;
@@ -75,10 +75,11 @@ const Entry* find(const Entry (&a_aEntries)[Size], std::string_view a_sName)
 bool hasKey(const ConfigDispatcher& a_oDispatcher, const Column<ConfigDispatcher>& a_oColumn,
             const std::string& a_sKeyValue)
 {
-    // The Id is compared as text, so that "01" names no row; the time-outs are compared as numbers.
+    // The Id is compared as text, so that "01" names no row; the time-outs are compared as numbers, of which
+    // all bits count.
     return std::string_view(a_oColumn.m_pName) == "Id"
                ? a_sKeyValue == "1"
-               : matchesKey(a_oColumn.m_pGet(a_oDispatcher), a_sKeyValue);
+               : a_oColumn.m_pGet(a_oDispatcher).getInteger() == std::atol(a_sKeyValue.c_str());
 }
 
 } // namespace
