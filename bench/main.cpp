@@ -29,7 +29,7 @@ constexpr bench::Measurement readOf(const char* a_pName, const char* a_pWhat)
     // Who reads StatusNetifWatch is given what the kernel counts at that moment.
     const bool bInMemory = Table != EStatusTable::StatusNetifWatch;
     const EGoal eGoal = bInMemory ? EGoal::Ratio : EGoal::None;
-    return {a_pName, a_pWhat, "us", "stored", eGoal, 1.3, bench::readStatus<Table, Rows>};
+    return {a_pName, a_pWhat, "us", "stored", eGoal, 1.5, bench::readStatus<Table, Rows>};
 }
 
 constexpr bench::Measurement c_aMeasurements[] = {
