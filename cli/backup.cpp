@@ -152,7 +152,8 @@ Outcome pack(const std::string& a_sDirectory, const std::string& a_sFile)
     const bool bZipped = a_sFile.ends_with(".gz") || a_sFile.ends_with(".tgz");
     std::string sCommand = "tar -C " + quoted(a_sDirectory) + (bZipped ? " -czf -" : " -cf -");
     for (const std::string& sName : dumpNames()) {
-        sCommand.append(" ").append(quoted(sName));
+        sCommand += ' ';
+        sCommand += quoted(sName);
     }
     sCommand += " > " + quoted(oFile.path());
     char aOutput[256];

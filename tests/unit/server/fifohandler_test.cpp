@@ -183,9 +183,9 @@ TEST_F(FifoHandlerTest, OtherBytesDoNothingAndSayNothing)
     for (std::size_t i = 0; i < sAll.size(); ++i) {
         sAll[i] = static_cast<char>(i);
     }
-    for (const auto& sBytes :
-         {""s, "\n"s, " trigger"s, "Trigger"s, "trigge"s, "\0trigger"s, "unloc"s, sAll, std::string(256, 'x'),
-          std::string(1000, '\0'), std::string(60000, '\xff'), std::string(255, 'x') + "dump -a"}) {
+    for (const auto& sBytes : {""s, "\n"s, " trigger"s, "Trigger"s, "trigge"s, "\0trigger"s, "unloc"s, sAll,
+                               std::string(256, 'x'), std::string(1000, '\0'), std::string(60000, '\xff'),
+                               std::string(128, 'x') + "dump -a", std::string(255, 'x') + "dump -a"}) {
         EXPECT_THAT(send(sBytes), IsEmpty());
     }
     // What does not fit into one read is the next command.

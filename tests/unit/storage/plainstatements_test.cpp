@@ -91,7 +91,8 @@ private:
     static std::string literal(const Value& a_oValue)
     {
         if (a_oValue.getType() == EDataType::Text) {
-            return "'" + SqliteString::replace(a_oValue.getText(), "'", "''") + "'";
+            const std::string sDoubled = SqliteString::replace(a_oValue.getText(), "'", "''");
+            return "'" + sDoubled + "'";
         }
         return a_oValue.getType() == EDataType::Null ? "NULL" : a_oValue.toText();
     }

@@ -5,7 +5,6 @@
 
 using namespace systema;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using tests::failure;
 using tests::logged;
 
@@ -44,16 +43,6 @@ TEST_F(SqliteConnectionTest, mapsTheCodesOfSqlite)
                                             failure("getSize", iCode)));
         }
     }
-}
-
-TEST_F(SqliteConnectionTest, anExclusiveConnectionKeepsTheFileFromItsFirstReadOn)
-{
-    sql("CREATE TABLE T (Id INTEGER)");
-    SqliteWrapper oDatabase = open();
-    EXPECT_TRUE(oDatabase.hasTable("T"));
-    EXPECT_THAT(sql("INSERT INTO T VALUES (1)"), HasSubstr("locked"));
-    oDatabase.close();
-    EXPECT_EQ(sql("INSERT INTO T VALUES (1)"), "");
 }
 
 TEST_F(SqliteConnectionTest, openAndCloseAreIdempotentAndCloseEndsWhatIsOpen)

@@ -3,8 +3,6 @@
 #include "tests/row.h"
 #include "tests/unit/storage/database.h"
 
-#include <functional>
-
 using namespace systema;
 using tests::logged;
 using tests::row;
@@ -25,55 +23,10 @@ protected:
         return SqlitePlugin(m_oDir.path(), c_pName, a_bUseTransactions, a_bPersistent, true);
     }
 
-    const int m_iOne = 1;
-    const int m_iTwo = 2;
-    const void* const m_pOne = &m_iOne;
-    const void* const m_pTwo = &m_iTwo;
-};
-
-const std::function<EResultCode(SqlitePlugin&, const void*)> c_aWrites[] = {
-    [](SqlitePlugin& p, const void* h) {
-        return p.insertRow(h, "T", row({{"Name", "d"}}));
-    },
-    [](SqlitePlugin& p, const void* h) {
-        int iId = 0;
-        return p.insertKey(iId, h, "T", row({{"Name", "e"}}));
-    },
-    [](SqlitePlugin& p, const void* h) {
-        return p.updateRow(h, "T", 0, row({{"Name", "f"}}));
-    },
-    [](SqlitePlugin& p, const void* h) {
-        return p.updateKey(h, "T", "Id", "2", row({{"Name", "g"}}));
-    },
-    [](SqlitePlugin& p, const void* h) { return p.deleteRow(h, "T", 0); },
-    [](SqlitePlugin& p, const void* h) { return p.deleteKey(h, "T", "Id", "3"); },
-    [](SqlitePlugin& p, const void* h) { return p.deleteAll(h, "T"); },
+    const void* const m_pOne = this;
 };
 
 } // namespace
-
-TEST_F(SqlitePluginTest, onlyTheWriteOwnerWritesAndEverybodyReads)
-{
-    SqlitePlugin oPlugin = plugin();
-    EXPECT_TRUE(oPlugin.canWrite(m_pOne));
-    oPlugin.setWriteOwner(m_pOne);
-    EXPECT_TRUE(oPlugin.canWrite(m_pOne));
-    EXPECT_FALSE(oPlugin.canWrite(m_pTwo));
-    const auto lLines = logged([&] {
-        for (const auto& write : c_aWrites) {
-            EXPECT_EQ(write(oPlugin, m_pTwo), 2U);
-        }
-    });
-    EXPECT_THAT(lLines, testing::IsEmpty());
-    unsigned iSize = 0;
-    EXPECT_EQ(oPlugin.getSize(iSize, m_pTwo, "T"), 0U);
-    EXPECT_EQ(iSize, 3U);
-    for (const auto& write : c_aWrites) {
-        EXPECT_EQ(write(oPlugin, m_pOne), 0U);
-    }
-    EXPECT_EQ(oPlugin.getSize(iSize, m_pOne, "T"), 0U);
-    EXPECT_EQ(iSize, 0U);
-}
 
 TEST_F(SqlitePluginTest, transactionsAreRealOnlyWhenUsed)
 {

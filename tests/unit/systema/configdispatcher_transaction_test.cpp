@@ -151,16 +151,8 @@ TEST_F(TransactionTest, TheCurrentTimeoutHoldsForOneTransactionAndTheDefaultRetu
     EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 60);
 }
 
-TEST_F(TransactionTest, AHandleThatDisconnectsIsRolledBackAndForgotten)
+TEST_F(TransactionTest, AHandleThatDisconnectsIsForgotten)
 {
-    begin(m_pMe);
-    m_oDispatcher.disconnect(m_pOther);
-    EXPECT_TRUE(m_oDispatcher.isTransactionOpen());
-    takeCalls();
-    m_oDispatcher.disconnect(m_pMe);
-    EXPECT_THAT(m_lCalls, ElementsAre("virtual.rollbackTransaction", "stored.rollbackTransaction"));
-    EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
-
     // A new connection at the address of one that lost its transaction has lost nothing.
     begin(m_pMe);
     isOverdueAfter(30);

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <csignal>
-#include <fcntl.h>
 #include <memory>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -102,17 +100,6 @@ TEST_F(EventDispatcherTest, WaitingForAHangUpSleepsThroughDataAndIsToldOfTheEnd)
     EXPECT_EQ(m_oEvents.handleEvents(0), 0);
     oPair.m_oTheirs.reset();
     EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
-}
-
-TEST_F(EventDispatcherTest, ADescriptorThatTheSystemRefusesIsReported)
-{
-    Handler oHandler;
-    EXPECT_FALSE(m_oEvents.registerHandler(-1, 0, &oHandler));
-    EXPECT_EQ(errno, EBADF);
-    const zel::UniqueFd oDirectory(::open("/", O_RDONLY | O_CLOEXEC));
-    EXPECT_FALSE(m_oEvents.registerHandler(oDirectory.get(), 0, &oHandler));
-    EXPECT_EQ(errno, EPERM);
-    m_oEvents.unregisterHandler(oDirectory.get());
 }
 
 TEST_F(EventDispatcherTest, AHandlerMayDeleteItselfAndOthers)

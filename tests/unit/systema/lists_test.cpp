@@ -4,9 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-using systema::NameList;
 using systema::ValueList;
 using tests::row;
 
@@ -23,19 +20,4 @@ TEST(ValueList, FindsTheFirstOfANameAndMindsLetterCase)
     EXPECT_EQ(lRow, row({{"Id", 3}, {"Name", "lan1"}, {"Id", 2}}));
     lRow.clear();
     EXPECT_TRUE(lRow.empty());
-}
-
-TEST(NameList, SpliceMovesEveryNameToTheEnd)
-{
-    NameList lFirst = {"a"};
-    NameList lSecond = {"b", "a"};
-    lFirst.splice(lSecond);
-    EXPECT_EQ(lFirst, NameList({"a", "b", "a"}));
-    EXPECT_TRUE(lSecond.empty());
-    EXPECT_TRUE(lFirst.hasName("b"));
-    EXPECT_FALSE(lFirst.hasName("B"));
-    std::ostringstream oStream;
-    lFirst.put(oStream);
-    lSecond.put(oStream);
-    EXPECT_EQ(oStream.str(), "a, b, a");
 }

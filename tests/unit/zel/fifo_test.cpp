@@ -90,9 +90,9 @@ TEST_F(FifoTest, ReopeningForgetsTheEndOfFileAndNothingElse)
 {
     std::signal(SIGPIPE, SIG_DFL); // would end the test
     Fifo oFifo = make();
-    UniqueFd oStaying = openWriter();
-    EXPECT_EQ(3, ::write(oStaying.get(), "one", 3));
+    EXPECT_EQ(3, ::write(openWriter().get(), "one", 3)); // nobody but us keeps it from being lost
     EXPECT_TRUE(oFifo.reopen());
+    UniqueFd oStaying = openWriter();
     EXPECT_EQ(3, ::write(oStaying.get(), "two", 3));
     EXPECT_EQ("onetwo", readAll(oFifo));
 
