@@ -29,7 +29,7 @@ public:
     std::optional<std::string> call(const std::function<void()>& a_oCall);
 
     /// Tells of the signal when it is one of this object's. A badly typed one is refused and logged.
-    void deliver(const DBus::Message& a_oSignal);
+    void deliver(const DBus::Message& a_oMessage);
 
 private:
     /// The bus queues what comes and delivers it itself.

@@ -15,6 +15,7 @@ namespace zel {
 namespace {
 
 // The bus sends a burst as fast as it is read, which takes it a moment each time.
+constexpr std::size_t c_iBurst = 16;                  // signals that come in one read
 constexpr int c_iLullMs = 10;                         // so long a silence is the end of a burst
 constexpr std::chrono::milliseconds c_oPatience{200}; // in silence altogether, whatever comes after it
 
@@ -64,17 +65,17 @@ struct SystemBus::Binding
     void read()
     {
         Clock::duration oWaited{};
-        std::size_t iBefore = 0;
-        const std::size_t iAtFirst = m_lSignals.size();
+        std::size_t iRead = 0;
         do {
-            iBefore = m_lSignals.size();
+            const std::size_t iBefore = m_lSignals.size();
             const auto oStart = Clock::now();
-            m_oWait.interval(iBefore > iAtFirst && oWaited < c_oPatience ? c_iLullMs : 0);
+            m_oWait.interval(iRead >= c_iBurst && oWaited < c_oPatience ? c_iLullMs : 0);
             m_oDispatcher.do_iteration();
             m_oWait.interval(0);
             oWaited += Clock::now() - oStart;
             m_oDispatcher.do_iteration();
-        } while (m_lSignals.size() != iBefore && m_lSignals.size() < c_iMostMessages);
+            iRead = m_lSignals.size() - iBefore;
+        } while (iRead > 0 && m_lSignals.size() < c_iMostMessages);
     }
 
     /// Sees every message before anybody else. Signals wait in the queue, for the library would deliver all
