@@ -3,6 +3,7 @@
 #include "zel/execute.h"
 #include "zel/log.h"
 
+#include <csignal>
 #include <cstring>
 #include <string_view>
 #include <unistd.h>
@@ -25,7 +26,13 @@ FlashThread::FlashThread(int a_iModule, int a_iCeilingSeconds)
     pthread_attr_init(&m_oAttributes);
     pthread_attr_setstacksize(&m_oAttributes, c_iStackSize);
     pthread_attr_setguardsize(&m_oAttributes, static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)));
+    // Signals are for the main thread: they end its wait for events.
+    sigset_t oAll;
+    sigset_t oBefore;
+    sigfillset(&oAll);
+    pthread_sigmask(SIG_SETMASK, &oAll, &oBefore); // is inherited
     const int iError = pthread_create(&m_oThread, &m_oAttributes, &FlashThread::run, this);
+    pthread_sigmask(SIG_SETMASK, &oBefore, nullptr);
     m_bCreated = iError == 0;
     if (!m_bCreated) {
         ZEL_Sysloglevel_error(m_iModule, {"main", 186}, "Could not create flash thread: %s",
