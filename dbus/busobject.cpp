@@ -27,6 +27,9 @@ void BusObject::logFailedReceiver()
 void BusObject::bind(DBus::Connection& a_oConnection)
 {
     m_pRemote = m_oFactory(a_oConnection);
+    if (m_oOnBound) {
+        m_oOnBound();
+    }
 }
 
 void BusObject::unbind()

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 namespace zel {
 
@@ -26,6 +27,9 @@ public:
     /// Null while there is no bus.
     RemoteObject* get() const { return m_pRemote.get(); }
 
+    /// Called with each new connection from now on: signals may have been missed before it.
+    void setOnBound(std::function<void()> a_oOnBound) { m_oOnBound = std::move(a_oOnBound); }
+
     /// Inside a catch block: logs that a receiver of a signal failed.
     static void logFailedReceiver();
 
@@ -37,6 +41,7 @@ private:
 
     SystemBus& m_oBus;
     const Factory m_oFactory;
+    std::function<void()> m_oOnBound;
     std::unique_ptr<RemoteObject> m_pRemote;
 };
 

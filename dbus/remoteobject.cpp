@@ -59,19 +59,19 @@ bool RemoteObject::hasOwner()
     return bOwned;
 }
 
+bool RemoteObject::isSender(const DBus::Message& a_oMessage)
+{
+    const auto& oSignal = static_cast<const DBus::SignalMessage&>(a_oMessage);
+    return oSignal.interface() != nullptr && oSignal.path() != nullptr && path() == oSignal.path() &&
+           find_interface(oSignal.interface()) != nullptr;
+}
+
 void RemoteObject::deliver(const DBus::Message& a_oMessage)
 {
     const auto& oSignal = static_cast<const DBus::SignalMessage&>(a_oMessage);
-    if (oSignal.interface() == nullptr || oSignal.path() == nullptr || path() != oSignal.path()) {
-        return;
-    }
-    DBus::InterfaceProxy* pInterface = find_interface(oSignal.interface());
-    if (pInterface == nullptr) {
-        return;
-    }
     m_oUnanswered.reset(); // it lives
     try {
-        pInterface->dispatch_signal(oSignal);
+        find_interface(oSignal.interface())->dispatch_signal(oSignal);
     } catch (const DBus::Error& oError) {
         logRefused(oSignal.member(), (std::string(oError.name()) + ": " + oError.message()).c_str());
     }

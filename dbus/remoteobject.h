@@ -28,7 +28,9 @@ public:
     /// Makes a blocking call. Nothing on success; else the error's text.
     std::optional<std::string> call(const std::function<void()>& a_oCall);
 
-    /// Tells of the signal when it is one of this object's. A badly typed one is refused and logged.
+    /// True for a signal of this object's.
+    bool isSender(const DBus::Message& a_oMessage);
+    /// Tells of such a signal. A badly typed one is refused and logged.
     void deliver(const DBus::Message& a_oMessage);
 
 private:

@@ -18,6 +18,9 @@ public:
     /// as signals come.
     void registerPlugin(Receiver* a_pReceiver) { m_lReceivers.push_back(a_pReceiver); }
 
+    /// Called with each new connection from now on: signals may have been missed before it.
+    void setOnBound(std::function<void()> a_oOnBound) { m_oObject.setOnBound(std::move(a_oOnBound)); }
+
 protected:
     SignalProxy(SystemBus& a_oBus, BusObject::Factory a_oFactory) : m_oObject(a_oBus, std::move(a_oFactory))
     {

@@ -7,6 +7,7 @@
 
 #include <dbus-c++/eventloop-integration.h>
 
+#include <algorithm>
 #include <deque>
 #include <utility>
 
@@ -24,7 +25,7 @@ constexpr std::chrono::milliseconds c_oPatience{200}; // in silence altogether, 
 /// The connection lives only while there is a bus, the rest as long as the process talks to buses at all.
 struct SystemBus::Binding
 {
-    Binding()
+    explicit Binding(const std::list<BusObject*>& a_lObjects) : m_lObjects(a_lObjects)
     {
         m_oFilter = new DBus::Callback<Binding, bool, const DBus::Message&>(this, &Binding::queue);
         DBus::default_dispatcher = &m_oDispatcher;
@@ -78,17 +79,23 @@ struct SystemBus::Binding
         } while (iRead > 0 && m_lSignals.size() < c_iMostMessages);
     }
 
-    /// Sees every message before anybody else. Signals wait in the queue, for the library would deliver all
-    /// that a blocking call has read at one time, however many they are.
+    /// Sees every message before anybody else. Signals that somebody waits for go into the queue, for the
+    /// library would deliver all that a blocking call has read at one time, however many they are.
     bool queue(const DBus::Message& a_oMessage)
     {
-        const bool bSignal = a_oMessage.type() == DBUS_MESSAGE_TYPE_SIGNAL;
-        if (bSignal && m_lSignals.size() < c_iMostQueued) {
+        if (a_oMessage.type() != DBUS_MESSAGE_TYPE_SIGNAL) {
+            return false;
+        }
+        const bool bAwaited = std::ranges::any_of(m_lObjects, [&](const BusObject* a_pObject) {
+            return a_pObject->get() != nullptr && a_pObject->get()->isSender(a_oMessage);
+        });
+        if (bAwaited && m_lSignals.size() < c_iMostQueued) {
             m_lSignals.push_back(a_oMessage);
         }
-        return bSignal;
+        return true;
     }
 
+    const std::list<BusObject*>& m_lObjects;
     DBus::BusDispatcher m_oDispatcher;
     DBus::DefaultTimeout m_oWait{0, false, &m_oDispatcher}; // of an iteration, for something to read
     DBus::MessageSlot m_oFilter;
@@ -99,7 +106,7 @@ struct SystemBus::Binding
 SystemBus::SystemBus(std::function<Clock::time_point()> a_oNow)
     : m_oNow(std::move(a_oNow)),
       m_iModule(ZEL_Sysloglevel_registerModul("SystemBus")),
-      m_pBinding(std::make_unique<Binding>())
+      m_pBinding(std::make_unique<Binding>(m_lObjects))
 {
     connect();
 }
@@ -183,7 +190,7 @@ void SystemBus::iterate()
         const DBus::Message oSignal = lSignals.front();
         lSignals.pop_front();
         for (const BusObject* pObject : m_lObjects) {
-            if (pObject->get() != nullptr) {
+            if (pObject->get() != nullptr && pObject->get()->isSender(oSignal)) {
                 pObject->get()->deliver(oSignal);
             }
         }

@@ -56,8 +56,8 @@ private:
 
     const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;
+    std::list<BusObject*> m_lObjects; // the binding looks at them
     std::unique_ptr<Binding> m_pBinding;
-    std::list<BusObject*> m_lObjects;
     Clock::time_point m_oNextTry;
     bool m_bLossLogged = false;
     bool m_bClosed = false;

@@ -141,6 +141,13 @@ void Interfaces::StatusChange(const std::string& a_sDevice, bool)
     onChanged(a_sDevice);
 }
 
+void Interfaces::setChanged()
+{
+    for (NetDeviceCheck& oDevice : m_lRows) {
+        oDevice.setChanged();
+    }
+}
+
 void Interfaces::LinkStatusChange(const std::string& a_sDevice, bool)
 {
     onChanged(a_sDevice);

@@ -42,6 +42,8 @@ public:
     systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
                                      const std::string& a_keyColumn, const std::string& a_keyValue,
                                      const systema::NameList& a_columns) override;
+    /// Marks every device.
+    void setChanged();
     /// Asks for the marked devices again.
     void update(systema::NameList& a_changedTables) override;
 

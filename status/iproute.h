@@ -51,6 +51,8 @@ public:
                                      const std::string& a_keyColumn, const std::string& a_keyValue,
                                      const systema::NameList& a_columns) override;
     void update(systema::NameList& a_changedTables) override;
+    /// Both families are read at the next update.
+    void setChanged() { m_oIPv4.m_bChanged = m_oIPv6.m_bChanged = true; }
 
     // What a signal says does not matter, only that it came.
     void NewIPv4Route(const std::string& a_sFirst, std::uint8_t a_iNumber, const std::string& a_sSecond,

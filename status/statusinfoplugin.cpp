@@ -39,7 +39,10 @@ StatusInfoPlugin::StatusInfoPlugin(SystemBus& a_oBus, configmanager::serverlib::
     auto& oDispatcher = systema::ConfigDispatcher::instance();
     // DSL status
     // configuration mapper
-    add(std::make_unique<Interfaces>(oDispatcher, oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6));
+    auto pInterfaces =
+        std::make_unique<Interfaces>(oDispatcher, oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6);
+    m_oInterfaceStatus.setOnBound([&oInterfaces = *pInterfaces] { oInterfaces.setChanged(); });
+    add(std::move(pInterfaces));
     add(std::make_unique<InterfaceCounter>(oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6));
     // LAN clients and neighbours, from m_oNeighbour; the shutdown event saves their changes
     add(std::make_unique<IPv6Addresses>());
@@ -52,6 +55,7 @@ StatusInfoPlugin::StatusInfoPlugin(SystemBus& a_oBus, configmanager::serverlib::
     auto pRoutes = std::make_unique<IPRoute>();
     m_oIPv4Route.registerPlugin(pRoutes.get());
     m_oIPv6Route.registerPlugin(pRoutes.get());
+    m_oIPv6Route.setOnBound([&oRoutes = *pRoutes] { oRoutes.setChanged(); });
     add(std::move(pRoutes));
 }
 

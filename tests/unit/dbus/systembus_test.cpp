@@ -229,7 +229,10 @@ TEST_F(SystemBus, ConnectsAgainWhenTheBusIsBack)
     m_oDaemon.start();
     m_oService.emplace(m_oDaemon.address());
     m_oNow += zel::SystemBus::c_oReconnectWait;
+    int iBound = 0;
+    m_oInterfaceStatus.setOnBound([&iBound] { ++iBound; });
     EXPECT_EQ(logOf([&] { m_oBus.iterate(); }), "info SystemBus Connected to the system bus\n");
+    EXPECT_EQ(iBound, 1) << "signals may have been missed";
     m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
     EXPECT_EQ(deliver().size(), 2U);
 }
