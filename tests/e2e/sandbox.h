@@ -22,10 +22,11 @@ public:
     std::string pidFile() const { return path("var/run/ledgerd.pid"); }
     std::string database(const std::string& a_sName) const { return path("tmp/db/" + a_sName); }
 
-    /// Where ledgerd and ledgerctl look for everything that they are not told otherwise.
+    /// Where ledgerd and ledgerctl look for everything that they are not told otherwise, and the only bus
+    /// there is.
     std::vector<std::pair<std::string, std::string>> environment() const
     {
-        return {{"LEDGERD_ROOT", m_sRoot}};
+        return {{"LEDGERD_ROOT", m_sRoot}, {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path("bus")}};
     }
 
     /// Runs statements on a database that no daemon has open; gives the cells of the first column.
