@@ -76,8 +76,11 @@ TEST_F(Tables, EveryTableOfEveryDatabaseIsServed)
     EXPECT_EQ(lStored, *client().call(request::GetTables{ETableFilter::Stored}));
     NameList lAll{"ConfigmanagerLogging"};
     lAll.splice(lStored);
-    lAll.add("ConfigServerConfig");
-    lAll.add("ConfigServerLimits");
+    for (const char* pTable :
+         {"StatusNetifWatch", "NetifCounter", "StatusNetIfIPv6Addresses", "DhcpServerClients", "DhcpLeases",
+          "RouteIPv4", "RouteIPv6", "ConfigServerConfig", "ConfigServerLimits"}) {
+        lAll.add(pTable);
+    }
     EXPECT_EQ(lAll, *client().call(request::GetTables{}));
     EXPECT_EQ(lAll.size(), client().info("Tables"));
 }
