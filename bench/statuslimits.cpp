@@ -1,6 +1,7 @@
 #include "bench/statuslimits.h"
 
 #include "bench/check.h"
+#include "dbus/objectpath.h"
 #include "tools/signals.h"
 
 #include <fcntl.h>
@@ -59,7 +60,7 @@ void PlainBus::askLinkStatus(const std::string& a_sDevice)
 {
     using zel::netsim::c_pInterfaceStatus;
     const zel::netsim::Message oCall(
-        dbus_message_new_method_call(c_pInterfaceStatus, zel::netsim::pathOf(c_pInterfaceStatus).c_str(),
+        dbus_message_new_method_call(c_pInterfaceStatus, zel::objectPathOf(c_pInterfaceStatus).c_str(),
                                      c_pInterfaceStatus, "GetLinkStatusForDevice"));
     const char* pDevice = a_sDevice.c_str();
     dbus_message_append_args(oCall.get(), DBUS_TYPE_STRING, &pDevice, DBUS_TYPE_INVALID);

@@ -1,27 +1,15 @@
 #include "dbus/remoteobject.h"
 
+#include "dbus/objectpath.h"
 #include "zel/log.h"
 
-#include <algorithm>
 #include <cstring>
 #include <utility>
 
 namespace zel {
 
-namespace {
-
-/// "com.kestrane.network.IPv4Route" is at "/com/kestrane/network/IPv4Route".
-std::string pathOf(const char* a_pService)
-{
-    std::string sPath = std::string("/") + a_pService;
-    std::ranges::replace(sPath, '.', '/');
-    return sPath;
-}
-
-} // namespace
-
-RemoteObject::RemoteObject(DBus::Connection& a_oConnection, const char* a_pService)
-    : DBus::ObjectProxy(a_oConnection, pathOf(a_pService), a_pService),
+RemoteObject::RemoteObject(DBus::Connection& a_oConnection, const std::string& a_sService)
+    : DBus::ObjectProxy(a_oConnection, objectPathOf(a_sService), a_sService.c_str()),
       m_iModule(ZEL_Sysloglevel_registerModul("SystemBus"))
 {
     set_timeout(static_cast<int>(c_oCallCeiling.count()));

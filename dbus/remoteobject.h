@@ -23,7 +23,7 @@ public:
     static constexpr std::chrono::seconds c_oCallPause{10};
 
     /// Connects the signals of the generated proxy, which must be a base before this one. Throws DBus::Error.
-    RemoteObject(DBus::Connection& a_oConnection, const char* a_pService);
+    RemoteObject(DBus::Connection& a_oConnection, const std::string& a_sService);
 
     /// Makes a blocking call. Nothing on success; else the error's text.
     std::optional<std::string> call(const std::function<void()>& a_oCall);

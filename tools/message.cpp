@@ -1,6 +1,7 @@
 #include "tools/message.h"
 
 #include "cli/assignment.h"
+#include "dbus/objectpath.h"
 #include "tools/signals.h"
 
 #include <cstdint>
@@ -94,8 +95,8 @@ Failure makeSignal(const std::string& a_sName, const std::optional<std::string>&
         return a_sName + " takes " + std::to_string(oTypes->size()) + " arguments of the types \"" + sTypes +
                "\", not " + std::to_string(a_lArguments.size());
     }
-    a_oMessage.reset(
-        dbus_message_new_signal(pathOf(pSignal->m_pService).c_str(), pSignal->m_pService, pSignal->m_pName));
+    a_oMessage.reset(dbus_message_new_signal(objectPathOf(pSignal->m_pService).c_str(), pSignal->m_pService,
+                                             pSignal->m_pName));
     DBusMessageIter oArguments;
     dbus_message_iter_init_append(a_oMessage.get(), &oArguments);
     for (std::size_t i = 0; i < oTypes->size(); ++i) {

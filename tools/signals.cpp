@@ -53,11 +53,4 @@ std::vector<std::string> services()
     return lServices;
 }
 
-std::string pathOf(std::string_view a_sService)
-{
-    std::string sPath = std::string("/").append(a_sService);
-    std::ranges::replace(sPath, '.', '/');
-    return sPath;
-}
-
 } // namespace zel::netsim

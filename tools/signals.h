@@ -25,7 +25,5 @@ const Signal* findSignal(std::string_view a_sName);
 
 /// The bus names of all services, each once.
 std::vector<std::string> services();
-/// Where the service's object is.
-std::string pathOf(std::string_view a_sService);
 
 } // namespace zel::netsim

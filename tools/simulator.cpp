@@ -1,5 +1,6 @@
 #include "tools/simulator.h"
 
+#include "dbus/objectpath.h"
 #include "tools/signals.h"
 
 #include <filesystem>
@@ -38,7 +39,7 @@ Failure Simulator::start()
 Message Simulator::answer(DBusMessage& a_oCall) const
 {
     for (const auto& sService : m_oOptions.m_lSilent) {
-        if (dbus_message_has_path(&a_oCall, pathOf(sService).c_str())) {
+        if (dbus_message_has_path(&a_oCall, objectPathOf(sService).c_str())) {
             return {};
         }
     }

@@ -1,5 +1,6 @@
 #include "tools/signals.h"
 
+#include "dbus/objectpath.h"
 #include "tools/message.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +30,7 @@ TEST(Signals, AreThoseOfTheIntrospectionFiles)
         std::ifstream oFile(oEntry.path());
         const std::string sXml{std::istreambuf_iterator<char>(oFile), {}};
         const std::string sService = findAll(sXml, R"re(<interface name="([^"]+)")re").at(0)[1];
-        EXPECT_NE(std::string::npos, sXml.find("<node name=\"" + pathOf(sService) + '"')) << sService;
+        EXPECT_NE(std::string::npos, sXml.find("<node name=\"" + objectPathOf(sService) + '"')) << sService;
         for (const auto& oSignal : findAll(sXml, R"re(<signal name="(\w+)">([^]*?)</signal>)re")) {
             const std::string sArguments = oSignal[2];
             std::string sTypes;
