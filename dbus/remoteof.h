@@ -1,0 +1,47 @@
+// What the remote objects of the wrappers share, and how a wrapper makes its own and calls it.
+#pragma once
+
+#include "dbus/busobject.h"
+#include "dbus/generated.h"
+#include "dbus/remoteobject.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace zel {
+
+/// A generated proxy made safe, with the wrapper that is to be told of its signals.
+template<class Proxy, class Wrapper>
+class RemoteOf : public Proxy, public RemoteObject
+{
+public:
+    /// The service has the name of the interface. Throws DBus::Error.
+    RemoteOf(DBus::Connection& a_oConnection, Wrapper& a_oWrapper)
+        : RemoteObject(a_oConnection, this->Proxy::name()),
+          m_oWrapper(a_oWrapper)
+    {
+    }
+
+protected:
+    Wrapper& m_oWrapper;
+};
+
+/// Makes the wrapper's remote object with each connection.
+template<class Remote, class Wrapper>
+BusObject::Factory makerOf(Wrapper& a_oWrapper)
+{
+    return [&a_oWrapper](DBus::Connection& a_oConnection) {
+        return std::make_unique<Remote>(a_oConnection, a_oWrapper);
+    };
+}
+
+/// Makes a blocking call on the remote object. Nothing on success; else the error's text.
+template<class Remote, class Call>
+std::optional<std::string> callRemote(RemoteObject* a_pObject, Call a_oCall)
+{
+    auto* pRemote = static_cast<Remote*>(a_pObject);
+    return pRemote == nullptr ? "there is no system bus" : pRemote->call([&] { a_oCall(*pRemote); });
+}
+
+} // namespace zel
