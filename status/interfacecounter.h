@@ -76,7 +76,6 @@ private:
         const char* m_pName;
     };
 
-    void number(Counter& a_oCounter, unsigned a_iNumber) override { a_oCounter.m_iId = a_iNumber; }
     void count(const std::string& a_sDevice, const Count& a_oCount, bool a_bFirstCounts = true);
     Counter* find(const std::string& a_sDevice);
     Counter* add(const std::string& a_sDevice);

@@ -1,5 +1,5 @@
-// Reading by position and by key from rows that are kept in a vector, for tables whose row numbers itself:
-// the member m_iId of a row is its position, counted from 1, when it was last read by position.
+// Reading by position and by key from rows that are kept in a vector. A row that has a member m_iId is
+// numbered: it is the row's position, counted from 1, when it was last read by position.
 //
 // Functions over the rows and columns of a sub-plugin, on its thread; nothing here keeps state.
 #pragma once
@@ -11,19 +11,30 @@
 
 namespace zel {
 
-/// Numbers the row at a position, counted from 0, and appends the wanted columns of it.
+/// The row at a position, counted from 0, after it was numbered; null past the end.
+template<class Row>
+Row* rowAt(std::vector<Row>& a_lRows, unsigned a_iPosition)
+{
+    if (a_iPosition >= a_lRows.size()) {
+        return nullptr;
+    }
+    Row& oRow = a_lRows[a_iPosition];
+    if constexpr (requires { oRow.m_iId; }) {
+        oRow.m_iId = static_cast<decltype(oRow.m_iId)>(a_iPosition + 1);
+    }
+    return &oRow;
+}
+
+/// Appends the wanted columns of the row at a position, which it numbers.
 /// 0; 9 for an unknown column; 10 past the end.
 template<class Row>
 systema::EResultCode selectPosition(systema::ValueList& a_row, std::vector<Row>& a_lRows,
                                     const auto& a_aColumns, unsigned a_iPosition,
                                     const systema::NameList& a_lWanted)
 {
-    if (a_iPosition >= a_lRows.size()) {
-        return systema::EResultCode::NoRow;
-    }
-    Row& oRow = a_lRows[a_iPosition];
-    oRow.m_iId = static_cast<decltype(oRow.m_iId)>(a_iPosition + 1);
-    return configmanager::serverlib::selectColumns(a_row, oRow, a_aColumns, a_lWanted);
+    const Row* pRow = rowAt(a_lRows, a_iPosition);
+    return pRow == nullptr ? systema::EResultCode(systema::EResultCode::NoRow)
+                           : configmanager::serverlib::selectColumns(a_row, *pRow, a_aColumns, a_lWanted);
 }
 
 /// Appends the wanted columns of the first row whose key column has the value.

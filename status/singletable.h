@@ -5,6 +5,7 @@
 
 #include "configmanager/columntable.h"
 #include "status/istatusinfosubplugin.h"
+#include "status/rows.h"
 
 #include <span>
 #include <string>
@@ -36,11 +37,9 @@ public:
     systema::EResultCode getRow(const std::string&, systema::ValueList& a_row, unsigned int a_position,
                                 const systema::NameList& a_columns) override
     {
-        if (a_position >= m_lRows.size()) {
-            return systema::EResultCode::NoRow;
-        }
-        number(m_lRows[a_position], a_position + 1);
-        return fill(a_row, m_lRows[a_position], a_columns);
+        Row* pRow = rowAt(m_lRows, a_position);
+        return pRow == nullptr ? systema::EResultCode(systema::EResultCode::NoRow)
+                               : fill(a_row, *pRow, a_columns);
     }
 
 protected:
@@ -49,8 +48,6 @@ protected:
     {
     }
 
-    /// A row is about to be read by position, which counts from 1 here.
-    virtual void number(Row&, unsigned int) {}
     /// Appends the wanted columns of a row.
     virtual systema::EResultCode fill(systema::ValueList& a_row, Row& a_oRow,
                                       const systema::NameList& a_columns)
