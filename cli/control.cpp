@@ -13,10 +13,7 @@ namespace systema::cli {
 
 namespace {
 
-/// The daemon takes what one read of so many bytes gives for one command. Each is padded to that size, or two
-/// that stand in the pipe together would be taken for one.
-constexpr std::size_t c_iControlSize = 256;
-static_assert(c_iControlSize <= PIPE_BUF, "is written as a whole or not at all");
+static_assert(zel::sys::c_iFifoCommandSize <= PIPE_BUF, "a command is written as a whole or not at all");
 
 /// Meanwhile a write that nobody will read fails, and does not end the program.
 class IgnoredPipeSignal
@@ -58,7 +55,8 @@ Outcome sendControl(const std::string& a_sFifo, const std::string& a_sText)
         return failure(a_sFifo, errno);
     }
     std::string sPadded(a_sText);
-    sPadded.resize(c_iControlSize, '\n');
+    sPadded.resize(zel::sys::c_iFifoCommandSize,
+                   '\n'); // or two that stand in the pipe would be taken for one
     const IgnoredPipeSignal oIgnored;
     const ssize_t iWritten = ::write(oFifo.get(), sPadded.data(), sPadded.size());
     return iWritten < 0 ? Outcome(failure(a_sFifo, errno)) : Outcome();

@@ -20,8 +20,6 @@ namespace {
 
 using systema::ConfigDispatcher;
 
-constexpr std::size_t c_iCommandSize = 256;
-constexpr unsigned long c_iDefaultWaitSeconds = 10;
 constexpr std::chrono::seconds c_oReopenRetry{1};
 
 constexpr SourceTag tag(unsigned a_iLine)
@@ -67,8 +65,8 @@ void FifoHandler::listen()
 void FifoHandler::handleEvent(int a_handle)
 {
     error::Assert(a_handle == m_oFifo.getFd(), "a_handle == m_oFifo.getFd()", tag(59));
-    std::array<char, c_iCommandSize + 1> aCommand{}; // one byte more, so that it always ends
-    m_oFifo.read(aCommand.data(), c_iCommandSize);
+    std::array<char, sys::c_iFifoCommandSize + 1> aCommand{}; // one byte more, so that it always ends
+    m_oFifo.read(aCommand.data(), sys::c_iFifoCommandSize);
     execute(aCommand.data());
     m_oEvents.unregisterHandler(m_oFifo.getFd());
     reopen();
@@ -140,7 +138,7 @@ void FifoHandler::setPersistMode(const char* a_pMode)
     if (startsWith(a_pMode, "default")) {
         ZEL_Sysloglevel_info(m_iModule, tag(123), "Persist mode default change request via FIFO");
         m_oScript.setPersistMode(PersistScript::c_ePersistDefault);
-        m_oScript.setWaitTime(c_iDefaultWaitSeconds);
+        m_oScript.setWaitTime(PersistScript::c_iDefaultWaitSeconds);
     } else if (startsWith(a_pMode, "redundant")) {
         ZEL_Sysloglevel_info(m_iModule, tag(129), "Persist mode redundant change request via FIFO");
         m_oScript.setPersistMode(PersistScript::c_ePersistRedundant);

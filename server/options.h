@@ -1,6 +1,8 @@
 // The command line of ledgerd.
 #pragma once
 
+#include "systema/persistscript.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,7 +17,7 @@ struct Options
     std::string m_sFifoFile;
     std::string m_sPidPath;
     std::string m_sDumpPath;
-    unsigned long m_iFlashWaitSeconds = 10; // 0: no delayed flash save
+    unsigned long m_iFlashWaitSeconds = PersistScript::c_iDefaultWaitSeconds; // 0: no delayed flash save
     bool m_bBackground = false;
     bool m_bVerbose = false;
     std::vector<std::string> m_lMapFiles;

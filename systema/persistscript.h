@@ -15,6 +15,8 @@ class PersistScript
 public:
     using Clock = std::chrono::steady_clock;
 
+    static constexpr unsigned long c_iDefaultWaitSeconds = 10;
+
     enum EPersistMode
     {
         c_ePersistNone = 0,

@@ -11,6 +11,9 @@
 
 namespace zel::sys {
 
+/// What one read of a command channel gives is one command, of so many bytes at most.
+constexpr std::size_t c_iFifoCommandSize = 256;
+
 /// Opens a FIFO with the flags of open(). Nothing, with errno, when that fails; with EEXIST for whatever else
 /// has the name, a link among it.
 UniqueFd openFifo(const std::string& a_sName, int a_iOpenFlags);
