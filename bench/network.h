@@ -29,7 +29,7 @@ public:
               unsigned a_iTimes = 1, const std::optional<std::string>& a_oTypes = {});
 
 private:
-    const tests::PrivateBus m_oBus;
+    const tests::ProcessBus m_oBus;
     const ChildProcess m_oServices;
     zel::netsim::Bus m_oSender;
 };

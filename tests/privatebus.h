@@ -1,8 +1,5 @@
-// A message bus of a test's own, which the variable DBUS_SYSTEM_BUS_ADDRESS of the process names from then
-// on.
-//
-// Always at the same address in one process, for the D-Bus library asks for the variable only once. The
-// daemon dies with its object and with the test program.
+// A message bus of a test's own, by the rules of a real system bus. The daemon dies with its object and with
+// the test program.
 #pragma once
 
 #include <csignal>
@@ -19,27 +16,40 @@ namespace tests {
 class PrivateBus
 {
 public:
-    PrivateBus()
+    static constexpr const char* c_pOpenPolicy = R"(
+  <policy context="default">
+    <allow own="*"/>
+    <allow send_type="method_call"/>
+  </policy>)";
+
+    /// Whoever is on it may do what he wants, unless another policy is given: the elements of the
+    /// configuration that come after the rules of a real system bus.
+    explicit PrivateBus(const std::string& a_sSocket, const std::string& a_sPolicy = c_pOpenPolicy)
+        : m_sSocket(a_sSocket)
     {
-        std::filesystem::create_directories(m_sDirectory);
-        std::ofstream(m_sDirectory + "/bus.conf")
-            << "<busconfig><listen>" << address() << "</listen>"
-            << "<auth>EXTERNAL</auth><policy context=\"default\"><allow user=\"*\"/><allow own=\"*\"/>"
-            << "<allow send_destination=\"*\"/><allow send_type=\"signal\"/>"
-            << "<allow receive_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
-            << "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/></policy></busconfig>";
-        ::setenv("DBUS_SYSTEM_BUS_ADDRESS", address().c_str(), 1);
-        start();
+        std::ofstream(configuration()) << R"(<busconfig>
+  <type>system</type>
+  <auth>EXTERNAL</auth>
+  <listen>)" << address() << R"(</listen>
+  <policy context="default">
+    <allow user="*"/>
+    <deny own="*"/>
+    <deny send_type="method_call"/>
+    <allow send_type="signal"/>
+    <allow send_requested_reply="true" send_type="method_return"/>
+    <allow send_requested_reply="true" send_type="error"/>
+    <allow receive_type="method_call"/>
+    <allow receive_type="method_return"/>
+    <allow receive_type="error"/>
+    <allow receive_type="signal"/>
+    <allow send_destination="org.freedesktop.DBus" send_interface="org.freedesktop.DBus"/>
+  </policy>)" << a_sPolicy << "\n</busconfig>\n";
     }
-    ~PrivateBus()
-    {
-        stop();
-        std::filesystem::remove_all(m_sDirectory);
-    }
+    ~PrivateBus() { stop(); }
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
-    std::string address() const { return "unix:path=" + m_sDirectory + "/bus"; }
+    std::string address() const { return "unix:path=" + m_sSocket; }
 
     /// Returns once it takes connections.
     void start()
@@ -48,13 +58,13 @@ public:
         if (::pipe(aReady) != 0) {
             std::abort();
         }
-        const std::string sConfig = "--config-file=" + m_sDirectory + "/bus.conf";
+        const std::string sConfig = "--config-file=" + configuration();
         const std::string sReady = "--print-address=" + std::to_string(aReady[1]);
         m_iPid = ::fork();
         if (m_iPid == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            ::execlp("dbus-daemon", "dbus-daemon", "--nofork", "--nopidfile", sConfig.c_str(), sReady.c_str(),
-                     nullptr);
+            ::execlp("dbus-daemon", "dbus-daemon", "--nofork", "--nopidfile", "--nosyslog", sConfig.c_str(),
+                     sReady.c_str(), nullptr);
             ::_exit(EXIT_FAILURE);
         }
         ::close(aReady[1]);
@@ -65,6 +75,7 @@ public:
         ::close(aReady[0]);
     }
     void signal(int a_iSignal) const { ::kill(m_iPid, a_iSignal); }
+    /// Kills it.
     void stop()
     {
         if (m_iPid > 0) {
@@ -75,9 +86,42 @@ public:
     }
 
 private:
-    const std::string m_sDirectory =
-        (std::filesystem::temp_directory_path() / ("bus." + std::to_string(::getpid()))).string();
+    std::string configuration() const { return m_sSocket + ".conf"; }
+
+    const std::string m_sSocket;
     pid_t m_iPid = 0;
+};
+
+/// One that runs, and is the system bus of this process from then on. Always at the same address in one
+/// process, for the D-Bus library asks for the variable only once.
+class ProcessBus
+{
+public:
+    ProcessBus()
+    {
+        ::setenv("DBUS_SYSTEM_BUS_ADDRESS", m_oBus.address().c_str(), 1);
+        m_oBus.start();
+    }
+    ~ProcessBus()
+    {
+        m_oBus.stop();
+        std::filesystem::remove_all(m_sDirectory);
+    }
+    ProcessBus(const ProcessBus&) = delete;
+    ProcessBus& operator=(const ProcessBus&) = delete;
+
+    PrivateBus* operator->() { return &m_oBus; }
+
+private:
+    static std::string makeDirectory()
+    {
+        const auto oPath = std::filesystem::temp_directory_path() / ("bus." + std::to_string(::getpid()));
+        std::filesystem::create_directories(oPath);
+        return oPath;
+    }
+
+    const std::string m_sDirectory = makeDirectory();
+    PrivateBus m_oBus{m_sDirectory + "/bus"};
 };
 
 } // namespace tests

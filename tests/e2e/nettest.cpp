@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 namespace e2e {
 
 NetTest::NetTest(const std::string& a_sPolicy)
-    : m_oBus(m_oSandbox, a_sPolicy),
+    : m_oBus(m_oSandbox.path("bus"), a_sPolicy),
       m_sNetsim(m_oSandbox.path("ledger-netsim"))
 {
     fs::copy_file(LEDGER_NETSIM_BINARY, m_sNetsim);

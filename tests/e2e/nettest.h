@@ -4,15 +4,15 @@
 
 #include "tests/e2e/daemontest.h"
 #include "tests/e2e/netns.h"
-#include "tests/e2e/privatebus.h"
+#include "tests/privatebus.h"
 
 namespace e2e {
 
 class NetTest : public DaemonTest
 {
 protected:
-    /// The bus has the policy, if one is given.
-    explicit NetTest(const std::string& a_sPolicy = {});
+    /// The bus has the policy, see tests::PrivateBus.
+    explicit NetTest(const std::string& a_sPolicy = tests::PrivateBus::c_pOpenPolicy);
     void SetUp() override;
 
     /// Starts the daemon in the namespace, on the bus, and with our programs in front of the system's.
@@ -39,7 +39,7 @@ protected:
     void ip(const std::string& a_sWords) const { m_oNamespace.ip(a_sWords); }
 
     const NetworkNamespace m_oNamespace;
-    PrivateBus m_oBus;
+    tests::PrivateBus m_oBus;
 
 private:
     std::vector<std::pair<std::string, std::string>> environment() const;

@@ -40,7 +40,7 @@ protected:
             m_oIPv6Route.registerPlugin(pReceiver);
             m_oDnsMasq.registerPlugin(pReceiver);
         }
-        m_oService.emplace(m_oDaemon.address());
+        m_oService.emplace(m_oDaemon->address());
     }
 
     /// What the receivers are told in so many iterations after all that was sent so far.
@@ -57,7 +57,7 @@ protected:
         return m_oInterfaceStatus.GetLinkStatusForDevice("eth0", bUp);
     }
 
-    tests::PrivateBus m_oDaemon;
+    tests::ProcessBus m_oDaemon;
     Signals m_lSignals;
     Recorder m_oFirst{"1", m_lSignals};
     Recorder m_oSecond{"2", m_lSignals};
@@ -196,12 +196,12 @@ TEST_F(SystemBus, WhatABlockingCallHasReadIsDeliveredInPartsToo)
 
 TEST_F(SystemBus, CloseDoesNotWaitForABusThatHangs)
 {
-    m_oDaemon.signal(SIGSTOP);
+    m_oDaemon->signal(SIGSTOP);
     const auto oStart = Clock::now();
     m_oBus.close();
     EXPECT_LT(Clock::now() - oStart, 5s);
     EXPECT_THAT(call(), testing::Optional(std::string("there is no system bus")));
-    m_oDaemon.signal(SIGCONT);
+    m_oDaemon->signal(SIGCONT);
 }
 
 TEST_F(SystemBus, AnIterationWithNothingPendingReturnsAtOnce)
@@ -216,7 +216,7 @@ TEST_F(SystemBus, AnIterationWithNothingPendingReturnsAtOnce)
 TEST_F(SystemBus, ConnectsAgainWhenTheBusIsBack)
 {
     m_oService.reset();
-    m_oDaemon.stop();
+    m_oDaemon->stop();
     const std::string sLost = logOf([&] {
         for (int i = 0; i < 10; ++i) {
             m_oBus.iterate();
@@ -226,8 +226,8 @@ TEST_F(SystemBus, ConnectsAgainWhenTheBusIsBack)
     });
     EXPECT_EQ(sLost, "error SystemBus Lost the connection to the system bus\n");
 
-    m_oDaemon.start();
-    m_oService.emplace(m_oDaemon.address());
+    m_oDaemon->start();
+    m_oService.emplace(m_oDaemon->address());
     m_oNow += zel::SystemBus::c_oReconnectWait;
     int iBound = 0;
     m_oInterfaceStatus.setOnBound([&iBound] { ++iBound; });
@@ -242,11 +242,11 @@ TEST_F(SystemBus, LossNoticedByACallIsMendedByTheNextIteration)
     m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
     m_oService->finish();
     m_oService.reset();
-    m_oDaemon.stop();
+    m_oDaemon->stop();
     EXPECT_TRUE(call());
-    m_oDaemon.start();
+    m_oDaemon->start();
     m_oBus.iterate();
-    m_oService.emplace(m_oDaemon.address());
+    m_oService.emplace(m_oDaemon->address());
     m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
     EXPECT_EQ(deliver().size(), 2U);
 }
