@@ -3,6 +3,7 @@
 #include "cli/dumpwatch.h"
 #include "cli/outcome.h"
 #include "cli/words.h"
+#include "tests/unit/zel/tempdir.h"
 #include "zel/fifo.h"
 
 #include <gtest/gtest.h>
@@ -22,19 +23,12 @@ namespace {
 class LocalTest : public ::testing::Test
 {
 protected:
-    LocalTest()
-    {
-        std::string sPattern = ::testing::TempDir() + "ledgerctl.XXXXXX";
-        m_oDirectory = ::mkdtemp(sPattern.data());
-    }
-    ~LocalTest() override { fs::remove_all(m_oDirectory); }
-
-    std::string path(const std::string& a_sName) const { return m_oDirectory / a_sName; }
+    std::string path(const std::string& a_sName) const { return m_oDirectory.file(a_sName); }
 
     void write(const std::string& a_sName, const std::string& a_sText) const
     {
         fs::create_directories(fs::path(path(a_sName)).parent_path());
-        std::ofstream(path(a_sName)) << a_sText;
+        writeFile(path(a_sName), a_sText);
     }
 
     /// What ledgerctl writes, and its errors.
@@ -59,7 +53,7 @@ protected:
         return sCommand.substr(0, iPadding);
     }
 
-    fs::path m_oDirectory;
+    const TempDir m_oDirectory;
     std::optional<zel::sys::Fifo> m_oFifo;
     int m_iExit = -1;
 };
@@ -146,7 +140,7 @@ TEST_F(LocalTest, RestoreCheckTellsOfEveryDump)
 
 TEST_F(LocalTest, DumpsCountOnceAllAreWrittenInOneRun)
 {
-    DumpWatch oWatch(m_oDirectory, {"a", "b", "c"});
+    DumpWatch oWatch(m_oDirectory.path(), {"a", "b", "c"});
     const auto oWritten = [&](std::initializer_list<const char*> a_lNames) {
         for (const char* pName : a_lNames) {
             write(pName, "text");
