@@ -22,6 +22,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int c_iExecuteFailed = 127;
+constexpr int c_iReadsAfterEnd = 1024; // more than a pipe of 1 MiB, the system's greatest, has pieces
 
 /// How a command starts: in a group of its own, reading nothing, writing into the pipe.
 class SpawnPlan
@@ -70,39 +71,40 @@ private:
     posix_spawnattr_t m_oAttributes;
 };
 
-/// What a command writes, kept as far as there is room.
+using Receiver = std::function<void(std::string_view)>;
+
+/// What a command writes.
 class Output
 {
 public:
-    Output(zel::UniqueFd a_oPipe, std::span<char> a_aRoom) : m_oPipe(std::move(a_oPipe)), m_aRoom(a_aRoom) {}
+    Output(zel::UniqueFd a_oPipe, const Receiver& a_oReceiver)
+        : m_oPipe(std::move(a_oPipe)),
+          m_oReceiver(a_oReceiver)
+    {
+    }
 
     /// The pipe's end, -1 once everything has been read.
     int fd() const { return m_oPipe.get(); }
 
-    /// What is left of the room.
-    std::span<char> room() const { return m_aRoom; }
-
     /// Reads once. False when there is nothing to read now, or never again.
     bool read()
     {
-        std::array<char, 2048> aDropped;
-        const bool bKeep = !m_aRoom.empty();
-        const ssize_t iSize = bKeep ? ::read(fd(), m_aRoom.data(), m_aRoom.size())
-                                    : ::read(fd(), aDropped.data(), aDropped.size());
+        std::array<char, 2048> aPiece;
+        const ssize_t iSize = ::read(fd(), aPiece.data(), aPiece.size());
         if (iSize < 0) {
             return errno == EINTR;
         }
         if (iSize == 0) {
             m_oPipe.reset();
-        } else if (bKeep) {
-            m_aRoom = m_aRoom.subspan(static_cast<std::size_t>(iSize));
+            return false;
         }
-        return iSize > 0;
+        m_oReceiver({aPiece.data(), static_cast<std::size_t>(iSize)});
+        return true;
     }
 
 private:
     zel::UniqueFd m_oPipe;
-    std::span<char> m_aRoom;
+    const Receiver& m_oReceiver;
 };
 
 int exitCode(int a_iStatus)
@@ -136,8 +138,8 @@ int finish(pid_t a_iPid, Output& a_oOutput, Clock::time_point a_oDeadline)
         int iStatus = 0;
         const pid_t iEnded = ::waitpid(a_iPid, &iStatus, WNOHANG);
         if (iEnded != 0) {
-            // No more than fits: a background process may go on writing for ever.
-            while (!a_oOutput.room().empty() && a_oOutput.read()) {
+            // No more than a pipe holds: a background process may go on writing for ever.
+            for (int iReads = 0; iReads < c_iReadsAfterEnd && a_oOutput.read(); ++iReads) {
             }
             return iEnded == a_iPid ? exitCode(iStatus) : c_iExecuteFailed;
         }
@@ -168,21 +170,32 @@ int run(const char* a_pCommand, Output& a_oOutput, zel::UniqueFd a_oInto, int a_
 int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_iSize, int a_iCeilingSeconds)
 {
     const bool bBuffer = a_pOutput && a_iSize > 0;
+    std::span<char> aRoom = bBuffer ? std::span(a_pOutput, a_iSize - 1) : std::span<char>();
+    const int iResult = zel::executeCommand(
+        a_pCommand,
+        [&](std::string_view a_sText) {
+            const auto sFits = a_sText.substr(0, aRoom.size());
+            std::ranges::copy(sFits, aRoom.begin());
+            aRoom = aRoom.subspan(sFits.size());
+        },
+        a_iCeilingSeconds);
     if (bBuffer) {
-        *a_pOutput = '\0';
+        *aRoom.data() = '\0';
     }
+    return iResult;
+}
+
+int zel::executeCommand(const std::string& a_sCommand, const std::function<void(std::string_view)>& a_oOutput,
+                        int a_iCeilingSeconds)
+{
     std::array<int, 2> aPipe;
     if (::pipe2(aPipe.data(), O_CLOEXEC) != 0) {
         return c_iExecuteFailed;
     }
-    zel::UniqueFd oFrom(aPipe[0]);
-    zel::UniqueFd oInto(aPipe[1]);
+    UniqueFd oFrom(aPipe[0]);
+    UniqueFd oInto(aPipe[1]);
     // Only this end: the command's own end blocks as it is used to.
     ::fcntl(oFrom.get(), F_SETFL, O_NONBLOCK);
-    Output oOutput(std::move(oFrom), bBuffer ? std::span(a_pOutput, a_iSize - 1) : std::span<char>());
-    const int iResult = run(a_pCommand, oOutput, std::move(oInto), a_iCeilingSeconds);
-    if (bBuffer) {
-        *oOutput.room().data() = '\0';
-    }
-    return iResult;
+    Output oOutput(std::move(oFrom), a_oOutput);
+    return run(a_sCommand.c_str(), oOutput, std::move(oInto), a_iCeilingSeconds);
 }

@@ -5,6 +5,9 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
 
 constexpr int c_iExecuteCeilingSeconds = 60;
 
@@ -23,3 +26,11 @@ constexpr int c_iExecuteTimedOut = 124;
 /// May be called from several threads at once and needs little stack.
 int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_iSize,
                         int a_iCeilingSeconds = c_iExecuteCeilingSeconds);
+
+namespace zel {
+
+/// Does the same and hands all that the command writes to the function, piece by piece while it runs.
+int executeCommand(const std::string& a_sCommand, const std::function<void(std::string_view)>& a_oOutput,
+                   int a_iCeilingSeconds = c_iExecuteCeilingSeconds);
+
+} // namespace zel

@@ -1,0 +1,50 @@
+// Reads text into lines of tokens: of a file, or of what a command writes.
+//
+// One thread. Any bytes are text; more than c_iMostBytes and c_iMostLines are not read.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zel {
+
+class FileParser
+{
+public:
+    enum class EMode
+    {
+        File,   // the source is a path
+        Command // the source is a command line for /bin/sh
+    };
+    using Line = std::vector<std::string>;
+
+    /// A longer line is read as several.
+    static constexpr std::size_t c_iLineBufferSize = 512;
+    static constexpr std::size_t c_iMostLines = 131072;
+    static constexpr std::size_t c_iMostBytes = 16U << 20U;
+    static constexpr int c_iCommandCeilingSeconds = 2;
+
+    /// Replaces the lines with those of the source that contain the filter (all do when it is empty). False
+    /// when the file cannot be read, or the command ends with another status than 0 or takes longer than its
+    /// ceiling; there may be lines then.
+    bool parse(EMode a_eMode, const std::string& a_sSource, std::string_view a_sFilter, char a_cSeparator);
+
+    /// In the order of the source, a line without text as one without tokens.
+    const std::vector<Line>& getLines() const { return m_lLines; }
+    /// The first line whose token at the index equals the key, null when there is none.
+    const Line* find(std::size_t a_iIndex, std::string_view a_sKey) const;
+
+    /// The token at the index, an empty text when the line has none there.
+    static const std::string& getToken(const Line& a_lLine, std::size_t a_iIndex);
+
+private:
+    std::vector<Line> m_lLines;
+};
+
+/// Cuts a line at each separator, skips spaces at its begin and after a separator, and leaves out an empty
+/// last token.
+FileParser::Line splitLine(std::string_view a_sLine, char a_cSeparator);
+
+} // namespace zel

@@ -1,0 +1,41 @@
+// Text of files and tools, line by line, in bounded memory.
+//
+// Any thread. The text may hold any bytes; nothing here throws but what a receiver throws.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace zel {
+
+/// Cuts text into lines as fgets does with a buffer: a line comes without its newline and ends at its first
+/// NUL; one that does not fit comes in pieces, each a line of its own.
+class LineCutter
+{
+public:
+    using Receiver = std::function<void(std::string_view)>;
+
+    /// A line is at most a_iBufferSize - 1 bytes long, its newline counted. The receiver gets every line.
+    LineCutter(std::size_t a_iBufferSize, Receiver a_oReceiver);
+
+    /// Tells of the lines that end in this text.
+    void add(std::string_view a_sText);
+    /// Tells of the last line, if it has no newline.
+    void finish();
+
+private:
+    void tell();
+
+    const std::size_t m_iLongest;
+    const Receiver m_oReceiver;
+    std::string m_sBegun;
+};
+
+/// Cuts a file into lines; more than a_iMostBytes are not read. False when it is not there, is no regular
+/// file (another might keep its reader waiting, or never end) or cannot be read; lines from before were told.
+bool readLines(const std::string& a_sPath, std::size_t a_iBufferSize, std::size_t a_iMostBytes,
+               LineCutter::Receiver a_oReceiver);
+
+} // namespace zel
