@@ -1,0 +1,58 @@
+// The tables "StatusDsl" and "StatusDslRealtime": the state of the DSL line, one row each.
+//
+// Owned by the status host. Main thread only. The line is read at each update; requests never touch it.
+// "StatusDslRealtime" follows every state, "StatusDsl" only whether data flows, so that those who watch it
+// are not woken while the line trains.
+#pragma once
+
+#include "device/dslapi.h"
+#include "status/istatusinfosubplugin.h"
+
+#include <cstdint>
+#include <string>
+
+namespace zel {
+
+class DslStatus : public IStatusInfoSubPlugin
+{
+public:
+    static constexpr const char* getTableName() { return "StatusDsl"; }
+    static constexpr const char* getTableNameRealtime() { return "StatusDslRealtime"; }
+
+    struct Row
+    {
+        std::uint32_t m_iLineState = 0;
+        std::string m_sMode{};             // empty outside of showtime
+        std::uint32_t m_iRateUpstream = 0; // kilobits per second, 0 outside of showtime
+        std::uint32_t m_iRateDownstream = 0;
+
+        bool isShowtime() const { return m_iLineState == c_iDslShowtime; }
+        bool operator==(const Row&) const = default;
+    };
+
+    DslStatus();
+
+    /// Reads the line, so that the first requests find current values.
+    void init() override;
+    bool hasTable(const std::string& a_table) const override;
+    void getTableNames(systema::NameList& a_tables) const override;
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
+    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    /// 0; 9 for an unknown column; 10 past the end.
+    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
+                                unsigned int a_position, const systema::NameList& a_columns) override;
+    /// 0; 9 for an unknown column and every key but "Id"; 10 for an "Id" that is not exactly "1".
+    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override;
+    void update(systema::NameList& a_changedTables) override;
+
+private:
+    Row readLine();
+
+    const ZEL_DSLAPI_Handle m_pLine;
+    Row m_oReported; // of "StatusDsl"
+    Row m_oCurrent;  // of "StatusDslRealtime"
+};
+
+} // namespace zel
