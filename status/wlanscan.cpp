@@ -1,0 +1,194 @@
+#include "status/wlanscan.h"
+
+#include "zel/log.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace zel {
+
+using configmanager::serverlib::Column;
+using configmanager::serverlib::integer;
+using systema::EDataType;
+using systema::EResultCode;
+using systema::Value;
+
+namespace {
+
+template<std::string WlanScanEntry::*Text>
+Value textOf(const WlanScanEntry& a_oEntry)
+{
+    return Value(EDataType::Text, a_oEntry.*Text);
+}
+
+template<std::int32_t WlanScanEntry::*Number>
+Value numberOf(const WlanScanEntry& a_oEntry)
+{
+    return integer(a_oEntry.*Number);
+}
+
+constexpr Column<WlanScanEntry> c_aColumns[] = {
+    {"Id", EDataType::Integer, numberOf<&WlanScanEntry::m_iId>},
+    {"Ssid", EDataType::Text, textOf<&WlanScanEntry::m_sSsid>},
+    {"MacAddress", EDataType::Text, textOf<&WlanScanEntry::m_sMacAddress>},
+    {"Channel", EDataType::Integer, numberOf<&WlanScanEntry::m_iChannel>},
+    {"Channel2", EDataType::Integer, numberOf<&WlanScanEntry::m_iChannel2>},
+    {"Signal", EDataType::Integer, numberOf<&WlanScanEntry::m_iSignal>},
+    {"Standard", EDataType::Text, textOf<&WlanScanEntry::m_sStandard>},
+    {"OwnAP", EDataType::Integer, numberOf<&WlanScanEntry::m_iOwnAP>},
+};
+
+constexpr std::int32_t c_iOwnSignal = 100;
+constexpr int c_iNoAccessPoint = 0; // what a warning about the radio as a whole is about
+
+/// A copy, as the library's text does not outlive the next call.
+std::optional<std::string> copyOf(const char* a_pText)
+{
+    return a_pText == nullptr ? std::nullopt : std::optional<std::string>(a_pText);
+}
+
+} // namespace
+
+WlanScan::WlanScan(WallClock a_oNow)
+    : SingleTable("WlanScan", c_aColumns),
+      m_oNow(std::move(a_oNow)),
+      m_iModule(ZEL_Sysloglevel_registerModul("WlanScan"))
+{
+}
+
+EResultCode WlanScan::startTransaction()
+{
+    m_bInTransaction = true;
+    return EResultCode::Success;
+}
+
+EResultCode WlanScan::commitTransaction()
+{
+    m_bInTransaction = m_bRefreshed = false;
+    return EResultCode::Success;
+}
+
+EResultCode WlanScan::getRowCount(const std::string& a_table, unsigned int& a_count)
+{
+    return readData() ? SingleTable::getRowCount(a_table, a_count) : EResultCode(EResultCode::Failure);
+}
+
+EResultCode WlanScan::getRow(const std::string& a_table, systema::ValueList& a_row, unsigned int a_position,
+                             const systema::NameList& a_columns)
+{
+    return readData() ? SingleTable::getRow(a_table, a_row, a_position, a_columns)
+                      : EResultCode(EResultCode::Failure);
+}
+
+EResultCode WlanScan::getRowByKey(const std::string&, systema::ValueList& a_row,
+                                  const std::string& a_keyColumn, const std::string& a_keyValue,
+                                  const systema::NameList& a_columns)
+{
+    return readData() ? selectKey(a_row, m_lRows, c_aColumns, c_aColumns, a_keyColumn, a_keyValue, a_columns)
+                      : EResultCode(EResultCode::Failure);
+}
+
+/// False without a radio. In a transaction the first request alone can be told so.
+bool WlanScan::readData()
+{
+    if (m_bInTransaction && std::exchange(m_bRefreshed, true)) {
+        return true;
+    }
+    return !isCacheExpired() || scan();
+}
+
+/// Always, unless the clock went back or fails: every request wants to see the radio as it is now.
+bool WlanScan::isCacheExpired()
+{
+    const std::time_t iNow = m_oNow();
+    if (iNow < m_iScanTime) {
+        return false;
+    }
+    m_iScanTime = iNow;
+    return true;
+}
+
+bool WlanScan::scan()
+{
+    const std::time_t iPassBegin = m_oNow();
+    ZEL_WLANAPI_Handle pContext;
+    if (ZEL_WLANAPI_Construct(pContext) != 0) {
+        warn(c_iNoAccessPoint, "Could not construct WlanApi");
+        return false;
+    }
+    if (ZEL_WLANAPI_Tools_CheckInterfaceAvailability(*pContext) < c_iWlanUp) {
+        warn(c_iNoAccessPoint, "AP isn't up yet!Skip!");
+        return false;
+    }
+    for (const int iAccessPoint : {1, 2}) {
+        retrieveOwn(*pContext, iAccessPoint);
+        retrieveScanned(*pContext, iAccessPoint);
+    }
+    markNotFound(m_lRows, iPassBegin);
+    removeOutdated(m_lRows, iPassBegin);
+    return true;
+}
+
+void WlanScan::retrieveOwn(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint)
+{
+    const std::time_t iSeen = m_oNow();
+    if (!activate(a_oContext, a_iAccessPoint)) {
+        return;
+    }
+    const auto oSsid = copyOf(ZEL_WLANAPI_Ap_GetSsid(a_oContext));
+    const auto oMac = copyOf(ZEL_WLANAPI_Phy_GetApMac(a_oContext));
+    const int iChannel = ZEL_WLANAPI_Phy_GetCurrentChannel(a_oContext);
+    const int iChannel2 = ZEL_WLANAPI_Phy_GetSecondChannel(a_oContext);
+    const int iMode = ZEL_WLANAPI_Ap_GetMode(a_oContext);
+    if (oSsid && oMac && iChannel >= 1 && iMode != 0) {
+        addAccessPoint(m_lRows,
+                       {0, *oSsid, *oMac, iChannel, std::max(0, iChannel2), c_iOwnSignal,
+                        ConvertApiEnumToWifiModeString(static_cast<std::uint32_t>(iMode)), 1},
+                       iSeen);
+    } else if (warn(a_iAccessPoint, "Could not get own AP data!Skip!")) {
+        ZEL_Sysloglevel_info(m_iModule, here(),
+                             "Retrieved AP%d data: SSID: '%s', MAC: '%s', CH: %d, CH2: %d, Mode: %d",
+                             a_iAccessPoint, oSsid.value_or("(null)").c_str(),
+                             oMac.value_or("(null)").c_str(), iChannel, iChannel2, iMode);
+    }
+}
+
+void WlanScan::retrieveScanned(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint)
+{
+    const std::time_t iSeen = m_oNow(); // of all that the scan finds, however long it takes
+    if (!activate(a_oContext, a_iAccessPoint)) {
+        return;
+    }
+    ZEL_WLANAPI_ScanResult oResult{};
+    if (ZEL_WLANAPI_Info_ScanAps(a_oContext, oResult) != 0) {
+        warn(a_iAccessPoint, "Could not retrieve scan results!");
+        return;
+    }
+    for (auto& oEntry : toEntries(oResult)) {
+        addAccessPoint(m_lRows, std::move(oEntry), iSeen);
+    }
+}
+
+bool WlanScan::activate(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint)
+{
+    const bool bActive = ZEL_WLANAPI_SetActiveConfig(a_oContext, a_iAccessPoint) == 0;
+    if (!bActive) {
+        warn(a_iAccessPoint, "Could not activate AP" + std::to_string(a_iAccessPoint));
+    }
+    return bActive;
+}
+
+/// True when the warning was logged: the same one about the same access point was not, in the last minute.
+bool WlanScan::warn(int a_iAccessPoint, const std::string& a_sText, SourceTag a_oSource)
+{
+    const std::time_t iNow = m_oNow();
+    const auto [it, bNew] = m_mWarned.try_emplace({a_iAccessPoint, a_sText}, iNow);
+    if (!bNew && iNow >= it->second && iNow < it->second + c_iWarningSeconds) {
+        return false;
+    }
+    it->second = iNow;
+    ZEL_Sysloglevel_warning(m_iModule, a_oSource, "%s", a_sText.c_str());
+    return true;
+}
+
+} // namespace zel

@@ -1,0 +1,64 @@
+// The table "WlanScan": the device's own access points and the networks that its WLAN radio sees.
+//
+// Owned by the status host. Main thread only. Every request scans, and waits for it; inside a transaction
+// only the first one does. A radio that is not up fails the request, an access point that is not configured
+// is skipped. While the clock is before the last scan, the list stays as it is.
+#pragma once
+
+#include "device/wlanapi.h"
+#include "status/readinterval.h"
+#include "status/singletable.h"
+#include "status/wlanlist.h"
+#include "zel/source.h"
+
+#include <ctime>
+#include <map>
+#include <string>
+#include <utility>
+
+namespace zel {
+
+class WlanScan : public SingleTable<WlanScanEntry>
+{
+public:
+    using WlanScanEntry = zel::WlanScanEntry;
+
+    /// The same warning is not logged more often, however often clients ask a radio that is not there.
+    static constexpr std::time_t c_iWarningSeconds = 60;
+
+    explicit WlanScan(WallClock a_oNow);
+
+    systema::EResultCode startTransaction() override;
+    /// A rollback ends nothing: the list then stays as it is until the next commit.
+    systema::EResultCode commitTransaction() override;
+
+    void init() override {}
+    // Every read: 1 without a radio that is up.
+    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
+                                unsigned int a_position, const systema::NameList& a_columns) override;
+    /// 0; 9 for an unknown column; 10 for an unknown key column too.
+    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override;
+    /// Never announces anything.
+    void update(systema::NameList&) override {}
+
+private:
+    bool readData();
+    bool isCacheExpired();
+    bool scan();
+    bool activate(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint);
+    void retrieveOwn(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint);
+    void retrieveScanned(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint);
+    bool warn(int a_iAccessPoint, const std::string& a_sText, SourceTag a_oSource = here());
+
+    const WallClock m_oNow;
+    const int m_iModule;
+    std::time_t m_iScanTime = 0;
+    bool m_bInTransaction = false;
+    bool m_bRefreshed = false;                                    // in this transaction
+    std::map<std::pair<int, std::string>, std::time_t> m_mWarned; // when each was logged last
+};
+
+} // namespace zel
