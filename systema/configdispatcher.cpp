@@ -107,10 +107,7 @@ bool ConfigDispatcher::initialize()
     open(this);
     for (std::size_t i = 0; i < m_lPlugins.size(); ++i) {
         if (!std::exchange(m_lPlugins[i].m_bInitialized, true)) {
-            guarded("initialize", [&] {
-                m_lPlugins[i].m_pPlugin->initialize();
-                return EResultCode();
-            });
+            m_lPlugins[i].m_pPlugin->initialize();
         }
     }
     for (std::size_t i = 0; i < m_lPlugins.size(); ++i) {

@@ -75,7 +75,8 @@ public:
     bool isPersistent(const std::string& a_sTable) const;
 
     /// The start-up operation: opens and initialises every plugin once, in order of attachment, and attaches
-    /// the tables that only exist now. True; a plugin that fails is logged and stays attached.
+    /// the tables that only exist now. True. A plugin that throws while it is set up keeps the process from
+    /// going on: the exception is the caller's.
     bool initialize() override;
     /// The per-pass service operation: ticks every plugin, then takes the names out of the list and records
     /// each as changed.

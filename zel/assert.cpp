@@ -3,7 +3,6 @@
 #include "zel/logline.h"
 
 #include <atomic>
-#include <string>
 #include <syslog.h>
 
 namespace zel::error {
@@ -41,6 +40,14 @@ void fail(const char* a_pExpression, SourceTag a_oSource)
         pHook->onFailure(a_pExpression, a_oSource);
     }
     throw AssertionError(describe(a_pExpression, a_oSource));
+}
+
+void Resource(bool a_bCondition, const char* a_pExpression, const std::string& a_sMissing,
+              SourceTag a_oSource)
+{
+    if (!a_bCondition) {
+        throw ResourceError(describe(a_pExpression, a_oSource) + ": " + a_sMissing);
+    }
 }
 
 } // namespace zel::error

@@ -1,4 +1,5 @@
-// Assertions: a failed precondition is reported to the installed hook, which throws.
+// Assertions: a failed precondition is reported to the installed hook, which throws. Resources: what the
+// process cannot do without and does not find is thrown past the hook, for whoever catches it to report.
 //
 // The hook of the process is the DefaultAssertHook that main constructs first of all; it logs the failure
 // (to syslog when told so) and throws AssertionError. Without a hook AssertionError is thrown all the same.
@@ -7,6 +8,7 @@
 #include "zel/source.h"
 
 #include <stdexcept>
+#include <string>
 
 namespace zel::error {
 
@@ -55,5 +57,17 @@ inline void Assert(bool a_bCondition, const char* a_pExpression, SourceTag a_oSo
         fail(a_pExpression, a_oSource);
     }
 }
+
+/// A resource that is missing; what() is one line: the text of the expression, " (source:line): " and what is
+/// missing.
+class ResourceError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Throws ResourceError when the condition is false; a_sMissing names the resource and the reason.
+void Resource(bool a_bCondition, const char* a_pExpression, const std::string& a_sMissing,
+              SourceTag a_oSource = here());
 
 } // namespace zel::error

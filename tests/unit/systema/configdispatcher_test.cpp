@@ -67,7 +67,6 @@ TEST_F(ConfigDispatcherTest, APluginThatThrowsDoesNotKeepTheOthersFromTheirWork)
         void (*m_pRun)(ConfigDispatcher&, const void*);
     } aCases[] = {
         {"open", [](auto& a_oDispatcher, auto a_pHandle) { a_oDispatcher.open(a_pHandle); }},
-        {"initialize", [](auto& a_oDispatcher, auto) { a_oDispatcher.initialize(); }},
         {"tick",
          [](auto& a_oDispatcher, auto) {
              NameList lChanged;
@@ -83,6 +82,12 @@ TEST_F(ConfigDispatcherTest, APluginThatThrowsDoesNotKeepTheOthersFromTheirWork)
                     HasSubstr(std::string(oCase.m_pOperation) + " throws"));
         EXPECT_THAT(takeCalls(), testing::Contains(std::string("stored.") + oCase.m_pOperation));
     }
+}
+
+TEST_F(ConfigDispatcherTest, APluginThatCannotBeSetUpEndsTheStart)
+{
+    m_oVirtual.m_sThrows = "initialize";
+    EXPECT_THROW(m_oDispatcher.initialize(), std::runtime_error);
 }
 
 TEST_F(ConfigDispatcherTest, ALockWaitsForTheOpenTransaction)
