@@ -1,0 +1,44 @@
+// Device and software as four tables of one row each: "etl", "Environment", "BootLoaderInfo" and
+// "SoftwareVersion".
+//
+// Each is read once, when the plugin is initialised, by when the databases must be served; what keeps the
+// daemon from going on is thrown then. Owned by main. Main thread only.
+#pragma once
+
+#include "configmanager/genericconfigplugin.h"
+#include "plugins/ideviceinfoplugin.h"
+
+#include <memory>
+#include <vector>
+
+namespace zel {
+
+class DeviceInfoPlugin : public configmanager::serverlib::GenericConfigPlugin
+{
+public:
+    /// The dispatcher, which must outlive the plugin, serves the tables that factory values go to.
+    explicit DeviceInfoPlugin(systema::ConfigPluginBase& a_oDispatcher);
+
+    void getTables(systema::NameList& a_tables, const void* a_handle) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
+                                   const std::string& a_table) override;
+    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
+                                 const std::string& a_table) override;
+    /// 0, 8, 9, 10.
+    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, unsigned int a_index,
+                                   const systema::NameList& a_columns) override;
+    /// The one row, whatever the key. 0, 8, 9.
+    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, const std::string& a_keyColumn,
+                                   const std::string& a_keyValue,
+                                   const systema::NameList& a_columns) override;
+    bool initialize() override;
+
+private:
+    const IDeviceInfoPlugin* find(const std::string& a_sTable) const;
+
+    std::vector<std::unique_ptr<IDeviceInfoPlugin>> m_lProviders;
+};
+
+} // namespace zel

@@ -1,0 +1,29 @@
+// The table "etl": the factory values of the device from /etc/etl.conf, a column each.
+//
+// When it is loaded, each value is also written where the table "EtlMapping" says, if nothing is there yet;
+// it is shown hashed as the mapping asks. Owned by the plugin of device information. Main thread only. The
+// daemon does not go on without the file. The values are secrets: none is logged.
+#pragma once
+
+#include "plugins/deviceinforow.h"
+#include "systema/configpluginbase.h"
+
+namespace zel {
+
+struct Setting;
+
+class EtlWrapper : public DeviceInfoRow
+{
+public:
+    /// The dispatcher gives the mappings and serves their targets; it must outlive this object.
+    explicit EtlWrapper(systema::ConfigPluginBase& a_oDispatcher);
+
+private:
+    void read(systema::ValueList& a_lRow) override;
+    std::string hash(const Setting& a_oSetting, const std::string& a_sMode) const;
+
+    systema::ConfigPluginBase& m_oDispatcher;
+    const int m_iModule;
+};
+
+} // namespace zel

@@ -1,0 +1,201 @@
+#include "plugins/deviceinfoplugin.h"
+
+#include "device/deviceinfoenv.h"
+#include "device/hwcap.h"
+#include "tests/logof.h"
+#include "tests/row.h"
+#include "tests/unit/systema/recordingplugin.h"
+#include "tests/unit/zel/tempdir.h"
+#include "zel/assert.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+using systema::EResultCode;
+using systema::NameList;
+using systema::ValueList;
+using tests::row;
+
+// The device of these tests.
+
+int ZEL_DeviceInfoEnvAPI_getRootfsMountSource()
+{
+    return 0;
+}
+int ZEL_DeviceInfoEnvAPI_getServicefsMountSource()
+{
+    return 1;
+}
+int ZEL_DeviceInfoEnvAPI_getDefconfigMountSource()
+{
+    return 2;
+}
+const char* ZEL_DeviceInfoEnvAPI_mountSourceString(int a_iSource)
+{
+    constexpr const char* c_aTexts[] = {"flash", "disk", "network"};
+    return c_aTexts[a_iSource];
+}
+int ZEL_HWCAP_WLANsupport(int a_iRadio)
+{
+    return a_iRadio == 0 ? 1 : 0;
+}
+
+namespace {
+
+class DeviceInfoPlugin : public testing::Test
+{
+protected:
+    DeviceInfoPlugin()
+    {
+        ::setenv("LEDGERD_ROOT", m_oRoot.path().c_str(), 1);
+        std::filesystem::create_directory(m_oRoot.file("etc"));
+        write("etl.conf", "");
+        write("bootloader.conf", "");
+    }
+    ~DeviceInfoPlugin() override { ::unsetenv("LEDGERD_ROOT"); }
+
+    std::string path(const std::string& a_sName) const { return m_oRoot.file("etc/" + a_sName); }
+    void write(const std::string& a_sName, const std::string& a_sText) const
+    {
+        writeFile(path(a_sName), a_sText);
+    }
+
+    EResultCode select(ValueList& a_lRow, const std::string& a_sTable, unsigned a_iIndex,
+                       const NameList& a_lWanted)
+    {
+        return m_oPlugin.selectRow(a_lRow, this, a_sTable, a_iIndex, a_lWanted);
+    }
+    /// The row of the table as it is after the start.
+    ValueList rowOf(const std::string& a_sTable)
+    {
+        m_oPlugin.initialize();
+        ValueList lRow;
+        EXPECT_EQ(select(lRow, a_sTable, 0, {}), EResultCode::Success);
+        return lRow;
+    }
+
+    const TempDir m_oRoot;
+    RecordingPlugin::Calls m_lCalls;
+    RecordingPlugin m_oDispatcher{"dispatcher", {}, m_lCalls};
+    zel::DeviceInfoPlugin m_oPlugin{m_oDispatcher};
+};
+
+} // namespace
+
+TEST_F(DeviceInfoPlugin, AnyKeyFindsTheOneRowOfATable)
+{
+    const ValueList lEnvironment = row({{"Id", 1},
+                                        {"RootfsMountSource", "flash"},
+                                        {"ServicefsMountSource", "disk"},
+                                        {"DefconfigMountSource", "network"},
+                                        {"WlanSupport", 1},
+                                        {"IsHost", 0}});
+    EXPECT_EQ(rowOf("Environment"), lEnvironment);
+    for (const char* pTable : {"etl", "Environment", "BootLoaderInfo", "SoftwareVersion"}) {
+        ValueList lRow;
+        EXPECT_EQ(m_oPlugin.selectKey(lRow, this, pTable, "NoColumn", "4711", {"Id"}), EResultCode::Success);
+        EXPECT_EQ(lRow, row({{"Id", 1}}));
+        EXPECT_EQ(select(lRow, pTable, 0, {"Id", "id"}), EResultCode::NoKey);
+        EXPECT_EQ(lRow, row({{"Id", 1}, {"Id", 1}})) << "what was found before";
+        lRow.clear();
+        EXPECT_EQ(select(lRow, pTable, 1, {}), EResultCode::NoRow);
+        EXPECT_TRUE(lRow.empty());
+    }
+    ValueList lRow;
+    systema::ColumnList lColumns;
+    unsigned iSize = 0;
+    EXPECT_EQ(m_oPlugin.selectKey(lRow, this, "environment", "Id", "1", {}), EResultCode::NoTable);
+    EXPECT_EQ(m_oPlugin.getSchema(lColumns, this, "environment"), EResultCode::NoTable);
+    EXPECT_EQ(m_oPlugin.getSize(iSize, this, "environment"), EResultCode::NoTable);
+}
+
+TEST_F(DeviceInfoPlugin, AVersionIsTheFirstLineOfItsFile)
+{
+    write("zel-version-small.txt", "2.4.1\nsecond\n");
+    write("zel-version-static.txt", std::string(300, 'v'));
+    write("build.txt", "");
+    std::filesystem::create_directory(path("build_id.txt"));
+    EXPECT_EQ(rowOf("SoftwareVersion"), row({{"Id", 1},
+                                             {"VersionSmall", "2.4.1"},
+                                             {"VersionFull", std::string(127, 'v').c_str()},
+                                             {"BuildDate", ""},
+                                             {"BuildId", "s0b0"}}));
+}
+
+TEST_F(DeviceInfoPlugin, AVersionWithoutAFileHasATextForIt)
+{
+    EXPECT_EQ(rowOf("SoftwareVersion"), row({{"Id", 1},
+                                             {"VersionSmall", "1.0-1.0.0"},
+                                             {"VersionFull", "Unknown package 1.0-1.0.0"},
+                                             {"BuildDate", "Jul 13 2023"},
+                                             {"BuildId", "s0b0"}}));
+}
+
+TEST_F(DeviceInfoPlugin, ALineOfTheBootLoaderEndsAt127CharactersAndIsNeverTwo)
+{
+    const std::string sValue(119, 'l');
+    write("bootloader.conf", "KEY=\"a b\"\r\nTWO=\"1=2\" # \"3\"\n\nno setting\nOPEN=\"x\nLONG=\"" + sValue +
+                                 " root=nfs\"\nLAST=\"\"");
+    EXPECT_EQ(rowOf("BootLoaderInfo"), row({{"Id", 1},
+                                            {"KEY", "a b"},
+                                            {"TWO", "1=2"},
+                                            {"OPEN", "x"},
+                                            {"LONG", (sValue + " r").c_str()},
+                                            {"LAST", ""}}));
+}
+
+TEST_F(DeviceInfoPlugin, AValueOfTheBootLoaderWithoutQuotesEndsTheStart)
+{
+    for (const char* pText : {"KEY=\"a\"\nBARE=b\n", "EMPTY=", "SPACE= \"a\"\n"}) {
+        write("bootloader.conf", pText);
+        zel::DeviceInfoPlugin oPlugin(m_oDispatcher);
+        EXPECT_THROW(oPlugin.initialize(), zel::error::AssertionError) << pText;
+    }
+}
+
+TEST_F(DeviceInfoPlugin, AFactoryValueIsWhatStandsBetweenTheQuotesOfItsOwnLine)
+{
+    const char aText[] = "KEY = is \"a = b\" and more \"x\"\nBARE=value\nNEXT=\"1\"\nno value\n\nOPEN=\"x\n"
+                         "NUL=\"a\0b\"\nODD=\"\xff\x01\"\nNEXT=\"2\"";
+    write("etl.conf", {aText, sizeof aText - 1});
+    EXPECT_EQ(rowOf("etl"), row({{"Id", 1},
+                                 {"KEY ", "a = b"},
+                                 {"BARE", ""},
+                                 {"NEXT", "1"},
+                                 {"OPEN", "x"},
+                                 {"NUL", "a"},
+                                 {"ODD", "\xff\x01"},
+                                 {"NEXT", "2"}}));
+}
+
+TEST_F(DeviceInfoPlugin, KeepsABoundedPartOfWhatItReads)
+{
+    std::string sText = "LONG=\"" + std::string(5000, 'x') + "\nTAIL=\"" + std::string(100000, 'x') + "\"\n";
+    for (int i = 0; i < 100000; ++i) {
+        sText += "A=\"b\"\n";
+    }
+    write("etl.conf", sText);
+    m_oDispatcher.m_lRows.assign(100000, row({{"EtlValue", "C"}}));
+    ValueList lRow;
+    EXPECT_THAT(logOf([&] { lRow = rowOf("etl"); }),
+                testing::MatchesRegex("error DeviceInfo .*/etc/etl.conf has more than 1024 settings .*\n"));
+    EXPECT_EQ(lRow.size(), 1025U);
+    EXPECT_EQ(lRow.getValue("LONG").getText(), std::string(4089, 'x'));
+    EXPECT_EQ(lRow.getValue("A").getText(), "b");
+    EXPECT_EQ(std::ranges::count(m_lCalls, "dispatcher.selectRow EtlMapping"), 1024);
+}
+
+TEST_F(DeviceInfoPlugin, WhatIsNoFileIsAMissingResource)
+{
+    std::filesystem::remove(path("etl.conf"));
+    std::filesystem::create_directory(path("etl.conf"));
+    try {
+        m_oPlugin.initialize();
+        FAIL();
+    } catch (const zel::error::ResourceError& oError) {
+        EXPECT_THAT(oError.what(), testing::MatchesRegex("true == oEtlFile.is_open\\(\\) \\(etlwrapper:[0-9]+"
+                                                         "\\): .*/etc/etl.conf: not a regular file"));
+    }
+}
