@@ -1,0 +1,21 @@
+// The states of a PPP link, for boards that have no numbers of their own.
+//
+// Plain values; any thread. ZEL_DeviceInfoPPPAPI_getPPPStatusString comes with them.
+#pragma once
+
+#include <string_view>
+
+namespace zel::device {
+
+enum EPppState
+{
+    c_iPppDisconnected = 0,
+    c_iPppConnecting = 1,
+    c_iPppConnected = 2,
+    c_iPppConfiguring = 3
+};
+
+/// The number of the text, 0 for a text that is none.
+int pppStateOf(std::string_view a_sText);
+
+} // namespace zel::device
