@@ -1,0 +1,29 @@
+#include "device/deviceinfoppp.h"
+
+#include "device/sim/simfile.h"
+
+namespace {
+
+zel::device::SimPppLink link(const std::string& a_sInterface)
+{
+    auto mLinks = zel::device::readSimDevice().m_mPppLinks;
+    return std::move(mLinks[a_sInterface]);
+}
+
+} // namespace
+
+int ZEL_DeviceInfoPPPAPI_getPPPStatus(int a_iUnit)
+{
+    return link("ppp" + std::to_string(a_iUnit)).m_iState;
+}
+
+int ZEL_DeviceInfoPPPAPI_getPostAuthMessageByName(const char* a_pName, char* a_pBuffer, std::size_t a_iSize)
+{
+    if (a_pBuffer == nullptr || a_iSize == 0) {
+        return -1;
+    }
+    const auto oMessage = link(a_pName == nullptr ? "" : a_pName).m_oMessage;
+    const std::string_view sLine = oMessage ? std::string_view(*oMessage) : std::string_view();
+    a_pBuffer[sLine.substr(0, sLine.find('\n')).copy(a_pBuffer, a_iSize - 1)] = '\0';
+    return oMessage ? 0 : -1;
+}
