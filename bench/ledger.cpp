@@ -37,6 +37,10 @@ Clock::time_point prepare(const std::filesystem::path& a_oDirectory,
                           const std::function<void(const std::filesystem::path&)>& a_oFill)
 {
     std::filesystem::create_directory(a_oDirectory / "db");
+    std::filesystem::create_directory(a_oDirectory / "etc");
+    for (const char* pFile : {"etl.conf", "bootloader.conf"}) {
+        std::filesystem::copy(std::filesystem::path(LEDGERD_PACKAGING) / pFile, a_oDirectory / "etc");
+    }
     a_oFill(a_oDirectory / "db");
     return Clock::now();
 }

@@ -5,6 +5,7 @@
 #include "configmanager/logplugin.h"
 #include "dbus/systembus.h"
 #include "plugins/configserverconfigplugin.h"
+#include "plugins/deviceinfoplugin.h"
 #include "server/fifohandler.h"
 #include "server/flashbackuphook.h"
 #include "server/flashthread.h"
@@ -200,6 +201,8 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
     configmanager::logplugin::LogPlugin oLogPlugin;
     oDispatcher.attachTables(oLogPlugin);
     Databases oDatabases(a_oOptions.m_sDatabasePath);
+    zel::DeviceInfoPlugin oDeviceInfo(oDispatcher);
+    oDispatcher.attachTables(oDeviceInfo);
 
     Event<void(ServerEvents)> oServerEvents;
     zel::SystemBus oBus;

@@ -76,9 +76,9 @@ TEST_F(Tables, EveryTableOfEveryDatabaseIsServed)
     EXPECT_EQ(lStored, *client().call(request::GetTables{ETableFilter::Stored}));
     NameList lAll{"ConfigmanagerLogging"};
     lAll.splice(lStored);
-    for (const char* pTable :
-         {"StatusNetifWatch", "NetifCounter", "StatusNetIfIPv6Addresses", "DhcpServerClients", "DhcpLeases",
-          "RouteIPv4", "RouteIPv6", "ConfigServerConfig", "ConfigServerLimits"}) {
+    for (const char* pTable : {"etl", "Environment", "BootLoaderInfo", "SoftwareVersion", "StatusNetifWatch",
+                               "NetifCounter", "StatusNetIfIPv6Addresses", "DhcpServerClients", "DhcpLeases",
+                               "RouteIPv4", "RouteIPv6", "ConfigServerConfig", "ConfigServerLimits"}) {
         lAll.add(pTable);
     }
     EXPECT_EQ(lAll, *client().call(request::GetTables{}));

@@ -106,9 +106,11 @@ const std::vector<std::string>& databaseNames()
 Sandbox::Sandbox() : m_sRoot(makeDirectory())
 {
     static const Template s_oTemplate;
-    for (const char* pBelow : {"tmp/db", "var/run", "flash/sql"}) {
+    for (const char* pBelow : {"tmp/db", "var/run", "flash/sql", "etc"}) {
         fs::create_directories(path(pBelow));
     }
+    fs::copy(LEDGERD_PACKAGING "/bootloader.conf", path("etc"));
+    writeFile(path("etc/etl.conf"), ""); // a value in it would be written to a database at the start
     s_oTemplate.copyTo(path("tmp/db"));
 }
 

@@ -1,5 +1,6 @@
 // A directory that stands for "/" in one test: the eight databases of the factory, enlarged by tables of the
-// tests' own, and the places for sockets, PID file and dumps. Removed with its object.
+// tests' own, the settings of the device, and the places for sockets, PID file and dumps. Removed with its
+// object.
 #pragma once
 
 #include <string>
