@@ -1,12 +1,15 @@
 // What every status table has in common. A table's deviations are listed with it, and one that no longer
 // occurs fails the test as much as a new one.
 #include "status/dhcpleases.h"
+#include "status/dslstatus.h"
 #include "status/interfacecounter.h"
 #include "status/interfaces.h"
 #include "status/iproute.h"
 #include "status/ipv6addresses.h"
+#include "status/wlanscan.h"
 #include "tests/networknamespace.h"
 #include "tests/row.h"
+#include "tests/unit/device/systemroot.h"
 #include "tests/unit/status/fakeip.h"
 #include "tests/unit/status/network.h"
 #include "tests/unit/systema/recordingplugin.h"
@@ -29,11 +32,12 @@ namespace {
 struct TableCase
 {
     const char* m_pTable;
-    /// Makes the provider of the table, with two rows.
+    /// Makes the provider of the table, with its rows.
     std::unique_ptr<IStatusInfoSubPlugin> (*m_pMake)(Network&);
     NameList m_lKeys; // none: every column of the schema is one
     std::vector<std::string> m_lQuirks;
     bool m_bOwnNetwork = false; // with two addresses, of "lan" and "peer"
+    bool m_bOneRow = false;     // always; else two are made
 };
 
 std::ostream& operator<<(std::ostream& a_oStream, const TableCase& a_oCase)
@@ -90,11 +94,29 @@ std::unique_ptr<IStatusInfoSubPlugin> makeRoutes(Network&)
     return pRoutes;
 }
 
+std::unique_ptr<IStatusInfoSubPlugin> makeDsl(Network&)
+{
+    return std::make_unique<zel::DslStatus>();
+}
+
+std::unique_ptr<IStatusInfoSubPlugin> makeWlan(Network&)
+{
+    return std::make_unique<zel::WlanScan>([] { return std::time_t{1000}; });
+}
+
+/// Of all devices here; it is read at every request.
+constexpr const char* c_pDevice = R"({"wlan":{"availability":2,"access-points":[
+    {"ssid":"home","mac":"02:00:00:00:00:01","channel":1,"mode":7,
+     "networks":[{"ssid":"neighbour","mac":"02:00:00:00:00:07","channel":6,"signal":40}]},
+    {"ssid":"home","mac":"02:00:00:00:00:01","channel":1,"mode":7,"networks":[]}]}})";
+
 constexpr const char* c_pKeyCode = "unknown key column gives 10 (no such row)";
 constexpr const char* c_pAcked = "row has Acked, which the schema lacks";
 constexpr const char* c_pReplaces = "schema replaces what is in the list";
 
 const TableCase c_aTables[] = {
+    {"StatusDsl", makeDsl, {"Id"}, {}, false, true},
+    {"StatusDslRealtime", makeDsl, {"Id"}, {}, false, true},
     {"StatusNetifWatch", makeInterfaces, {"Id", "Name"}, {"unknown column gives 0 (success)"}},
     {"NetifCounter", makeCounters, {"Name"}, {c_pKeyCode}},
     {"StatusNetIfIPv6Addresses",
@@ -102,6 +124,7 @@ const TableCase c_aTables[] = {
      {"Id", "Name"},
      {"key Name of no row gives 9 (unknown key column)"},
      true},
+    {"WlanScan", makeWlan, {}, {c_pKeyCode}},
     {"DhcpServerClients", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
     {"DhcpLeases", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
     {"RouteIPv4", makeRoutes, {}, {c_pKeyCode}},
@@ -129,8 +152,9 @@ protected:
             ip("address add fd00::1 dev lan");
             ip("address add fd00::2 dev peer");
         }
+        m_oRoot.write("/var/run/ledgerd-sim.json", c_pDevice);
         m_pTable = GetParam().m_pMake(m_oNetwork);
-        ASSERT_EQ(count(), 2U);
+        ASSERT_EQ(count(), GetParam().m_bOneRow ? 1U : 2U);
     }
 
     EResultCode readRow(ValueList& a_lRow, unsigned a_iPosition, const NameList& a_lWanted = {})
@@ -174,6 +198,7 @@ protected:
     }
 
     const std::string m_sName = GetParam().m_pTable;
+    SystemRoot m_oRoot;
     Network m_oNetwork;
     std::unique_ptr<IStatusInfoSubPlugin> m_pTable;
 };

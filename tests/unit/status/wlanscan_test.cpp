@@ -1,0 +1,147 @@
+#include "status/wlanscan.h"
+
+#include "tests/logof.h"
+#include "tests/row.h"
+#include "tests/unit/device/systemroot.h"
+
+#include <gtest/gtest.h>
+
+using systema::EResultCode;
+using systema::ValueList;
+using tests::row;
+
+namespace {
+
+const std::string c_sTable = "WlanScan";
+
+class WlanScan : public testing::Test
+{
+protected:
+    /// Access points, in JSON, of a radio that is up.
+    void radioHas(const std::string& a_sAccessPoints)
+    {
+        m_oRoot.write("/var/run/ledgerd-sim.json",
+                      R"({"wlan":{"availability":2,"access-points":[)" + a_sAccessPoints + "]}}");
+    }
+    /// From now on the radio sees one network.
+    void radioSees(const std::string& a_sSsid)
+    {
+        radioHas(R"({"networks":[{"ssid":")" + a_sSsid + R"(","mac":"02:00:00:00:00:07","channel":1}]})");
+    }
+    EResultCode count()
+    {
+        unsigned iCount = 0;
+        return m_oTable.getRowCount(c_sTable, iCount);
+    }
+    /// The network's name in the first row.
+    std::string ssid()
+    {
+        ValueList lRow;
+        const EResultCode eCode = m_oTable.getRow(c_sTable, lRow, 0, {"Ssid"});
+        return eCode == EResultCode::Success ? lRow.getValue("Ssid").getText() : std::to_string(eCode);
+    }
+
+    SystemRoot m_oRoot;
+    std::time_t m_iNow = 1000;
+    zel::WlanScan m_oTable{[this] { return m_iNow; }};
+};
+
+} // namespace
+
+TEST_F(WlanScan, ShowsOwnAccessPointsAndNeighbours)
+{
+    const std::string sSsid = "caf\xe9 \xff\x01'\x1b[2J,;"; // any bytes
+    radioHas(R"({"ssid":"home","mac":"02:00:00:00:00:01","channel":36,"channel2":-1,"mode":240,
+                 "networks":[{"ssid":")" +
+             std::string("caf\xe9 \xff\\u0001'\\u001b[2J,;") +
+             R"(","mac":"02:00:00:00:00:07","channel":1,"channel2":5,"signal":-60,"mode":5}]})");
+    m_oTable.startTransaction();
+    EXPECT_EQ(logOf([&] { count(); }), "warning WlanScan Could not activate AP2\n");
+    ValueList lRow;
+    m_oTable.getRow(c_sTable, lRow, 0, {});
+    EXPECT_EQ(lRow, row({{"Id", 1},
+                         {"Ssid", "home"},
+                         {"MacAddress", "02:00:00:00:00:01"},
+                         {"Channel", 36},
+                         {"Channel2", 0},
+                         {"Signal", 100},
+                         {"Standard", "802.11anacax"},
+                         {"OwnAP", 1}}));
+    lRow.clear();
+    EXPECT_EQ(m_oTable.getRowByKey(c_sTable, lRow, "Ssid", sSsid, {}), EResultCode::Success);
+    EXPECT_EQ(lRow, row({{"Id", 2},
+                         {"Ssid", sSsid.c_str()},
+                         {"MacAddress", "02:00:00:00:00:07"},
+                         {"Channel", 1},
+                         {"Channel2", 5},
+                         {"Signal", -60},
+                         {"Standard", "unknown"},
+                         {"OwnAP", 0}}));
+}
+
+TEST_F(WlanScan, AnAccessPointThatFailsDoesNotHideTheOther)
+{
+    radioHas(R"({"ssid":"home","mac":"02:00:00:00:00:01","channel":1,"mode":4},
+                {"mac":"02:00:00:00:00:02","channel":1,
+                 "networks":[{"ssid":"neighbour","mac":"02:00:00:00:00:07"}]})");
+    unsigned iCount = 0;
+    EXPECT_EQ(logOf([&] { m_oTable.getRowCount(c_sTable, iCount); }),
+              "warning WlanScan Could not retrieve scan results!\n"
+              "warning WlanScan Could not get own AP data!Skip!\n"
+              "info WlanScan Retrieved AP2 data: SSID: '(null)', MAC: '02:00:00:00:00:02', CH: 1, CH2: -1, "
+              "Mode: 0\n");
+    EXPECT_EQ(iCount, 2U);
+}
+
+TEST_F(WlanScan, WithoutARadioEveryRequestFailsAndTheLogIsNotFlooded)
+{
+    radioSees("neighbour");
+    EXPECT_EQ(ssid(), "neighbour");
+    m_oRoot.write("/var/run/ledgerd-sim.json", "");
+    const std::string sWarning = "warning WlanScan AP isn't up yet!Skip!\n";
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), EResultCode::Failure); }), sWarning);
+    m_iNow += 59;
+    ValueList lRow;
+    EXPECT_EQ(logOf([&] {
+                  EXPECT_EQ(ssid(), "1");
+                  EXPECT_EQ(m_oTable.getRowByKey(c_sTable, lRow, "Id", "1", {}), EResultCode::Failure);
+              }),
+              "");
+    m_iNow += 1;
+    EXPECT_EQ(logOf([&] { count(); }), sWarning);
+
+    // In a transaction the first request alone is told, the others get what was seen last.
+    m_oTable.startTransaction();
+    EXPECT_EQ(ssid(), "1");
+    EXPECT_EQ(ssid(), "neighbour");
+}
+
+TEST_F(WlanScan, ATransactionScansOnceAndIsEndedOnlyByACommit)
+{
+    m_oTable.startTransaction();
+    radioSees("first");
+    EXPECT_EQ(ssid(), "first");
+    radioSees("second");
+    EXPECT_EQ(ssid(), "first");
+    m_oTable.rollbackTransaction();
+    EXPECT_EQ(ssid(), "first");
+    m_oTable.startTransaction();
+    EXPECT_EQ(ssid(), "first");
+    m_oTable.commitTransaction();
+    EXPECT_EQ(ssid(), "second");
+}
+
+TEST_F(WlanScan, EveryRequestScansUnlessTheClockIsBeforeTheLastScan)
+{
+    radioSees("first");
+    EXPECT_EQ(ssid(), "first");
+    radioSees("second");
+    EXPECT_EQ(ssid(), "second") << "in the same second";
+    radioSees("third");
+    for (const std::time_t iTime : {999, -1}) {
+        m_iNow = iTime;
+        EXPECT_EQ(ssid(), "second");
+    }
+    m_iNow = 1000;
+    EXPECT_EQ(ssid(), "third");
+}
