@@ -5,9 +5,11 @@
 #include "status/interfaces.h"
 #include "status/iproute.h"
 #include "status/ipv6addresses.h"
+#include "status/pppstatus.h"
 #include "tests/networknamespace.h"
 #include "tests/row.h"
 #include "tests/unit/status/fakeip.h"
+#include "tests/unit/status/fakeppphelper.h"
 #include "tests/unit/status/network.h"
 #include "tests/unit/systema/recordingplugin.h"
 
@@ -90,6 +92,16 @@ std::unique_ptr<IStatusInfoSubPlugin> makeRoutes(Network&)
     return pRoutes;
 }
 
+std::unique_ptr<IStatusInfoSubPlugin> makePppStatus(Network& a_oNetwork)
+{
+    static FakePppHelper oHelper;
+    oHelper.m_mLinks = {{"ppp0", {2, "UI-SBR:16000,1024;"}}, {"ppp1", {0, ""}}};
+    auto pLinks = std::make_unique<zel::PppStatus>(oHelper, "/nonexistent", a_oNetwork.m_oDispatcher,
+                                                   [] { return std::time_t(0); });
+    pLinks->init();
+    return pLinks;
+}
+
 constexpr const char* c_pKeyCode = "unknown key column gives 10 (no such row)";
 constexpr const char* c_pAcked = "row has Acked, which the schema lacks";
 constexpr const char* c_pReplaces = "schema replaces what is in the list";
@@ -104,6 +116,7 @@ const TableCase c_aTables[] = {
      true},
     {"DhcpServerClients", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
     {"DhcpLeases", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
+    {"PppStatus", makePppStatus, {}, {c_pKeyCode}},
     {"RouteIPv4", makeRoutes, {}, {c_pKeyCode}},
     {"RouteIPv6", makeRoutes, {}, {c_pKeyCode}},
 };
