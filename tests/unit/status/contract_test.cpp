@@ -3,6 +3,7 @@
 #include "status/dhcpleases.h"
 #include "status/interfacecounter.h"
 #include "status/interfaces.h"
+#include "status/ipconntrack.h"
 #include "status/iproute.h"
 #include "status/ipv6addresses.h"
 #include "status/pppstatus.h"
@@ -12,6 +13,7 @@
 #include "tests/unit/status/fakeppphelper.h"
 #include "tests/unit/status/network.h"
 #include "tests/unit/systema/recordingplugin.h"
+#include "tests/unit/zel/tempdir.h"
 
 #include <gtest/gtest.h>
 
@@ -81,6 +83,19 @@ std::unique_ptr<IStatusInfoSubPlugin> makeIPv6Addresses(Network&)
     return pAddresses;
 }
 
+std::unique_ptr<IStatusInfoSubPlugin> makeConnections(Network& a_oNetwork)
+{
+    const TempDir oDir;
+    const std::string sPath = oDir.file("nf_conntrack");
+    writeFile(sPath, "ipv4 2 tcp 6 119 SYN_SENT src=10.0.0.2 dst=192.0.2.7 sport=5000 dport=80 [UNREPLIED] \n"
+                     "ipv4 2 udp 17 29 src=10.0.0.3 dst=192.0.2.8 sport=5001 dport=53 \n");
+    auto pConnections = std::make_unique<zel::IpConntrack>(
+        a_oNetwork.m_oDispatcher, a_oNetwork.m_oDispatcher, [] { return std::time_t(1000); }, sPath);
+    unsigned iCount = 0;
+    pConnections->getRowCount("IpConntrack", iCount);
+    return pConnections;
+}
+
 std::unique_ptr<IStatusInfoSubPlugin> makeRoutes(Network&)
 {
     FakeIp oIp;
@@ -117,6 +132,7 @@ const TableCase c_aTables[] = {
     {"DhcpServerClients", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
     {"DhcpLeases", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
     {"PppStatus", makePppStatus, {}, {c_pKeyCode}},
+    {"IpConntrack", makeConnections, {}, {}},
     {"RouteIPv4", makeRoutes, {}, {c_pKeyCode}},
     {"RouteIPv6", makeRoutes, {}, {c_pKeyCode}},
 };
