@@ -67,30 +67,6 @@ protected:
 
 } // namespace
 
-TEST_F(EventDispatcherTest, TellsWhatADescriptorWasRegisteredFor)
-{
-    const Pair oPair;
-    Handler oHandler;
-    EXPECT_TRUE(m_oEvents.registerHandler(oPair.fd(), 0, &oHandler));
-    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
-    oPair.send();
-    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
-    EXPECT_EQ(m_oEvents.handleEvents(0), 1); // until it is read
-
-    // What it waits for can be changed, and so can the handler.
-    Handler oWriter;
-    char cByte = 0;
-    EXPECT_EQ(::read(oPair.fd(), &cByte, 1), 1);
-    EXPECT_TRUE(m_oEvents.registerHandler(oPair.fd(), systema::net::c_iWritable, &oWriter));
-    EXPECT_EQ(m_oEvents.handleEvents(0), 1);
-    EXPECT_EQ(oWriter.m_iEvents, 1);
-    EXPECT_EQ(oHandler.m_iEvents, 2);
-
-    m_oEvents.unregisterHandler(oPair.fd());
-    m_oEvents.unregisterHandler(oPair.fd());
-    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
-}
-
 TEST_F(EventDispatcherTest, WaitingForAHangUpSleepsThroughDataAndIsToldOfTheEnd)
 {
     Pair oPair;
@@ -185,25 +161,6 @@ TEST_F(EventDispatcherTest, ACancelledTimerDoesNotRun)
     m_oEvents.cancelTimer(oSecond);
     EXPECT_EQ(m_oEvents.handleEvents(0), 0);
     EXPECT_FALSE(bRan);
-}
-
-TEST_F(EventDispatcherTest, ASignalEndsTheWait)
-{
-    struct sigaction oOld
-    {
-    };
-    struct sigaction oAction
-    {
-    };
-    oAction.sa_handler = [](int) {};
-    ::sigaction(SIGALRM, &oAction, &oOld);
-    // Again and again, because the first may come before the wait begins.
-    const itimerval oEvery{{0, 1000}, {0, 1000}};
-    ::setitimer(ITIMER_REAL, &oEvery, nullptr);
-    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 0);
-    const itimerval oNever{};
-    ::setitimer(ITIMER_REAL, &oNever, nullptr);
-    ::sigaction(SIGALRM, &oOld, nullptr);
 }
 
 TEST_F(EventDispatcherTest, NoTimerRunsBetweenEndPassAndTheEndOfThePass)
