@@ -331,26 +331,6 @@ TEST_F(Persistence, DatabasesInUseByAnotherProcessDoNotKeepTheOthersFromBeingSav
     expectSaved("free again");
 }
 
-TEST_F(Dump, FifoTakesWhateverIsWrittenToItByWhomever)
-{
-    const zel::UniqueFd oNeverCloses = openFifo();
-    for (int i = 0; i < 3; ++i) {
-        command("waittime 0");
-        const auto oNoise = run(
-            "/bin/sh", {{"-c", "head -c 1000000 /dev/urandom > \"$0\"", m_oSandbox.path("tmp/ledgerd.fifo")},
-                        {{"PATH", std::getenv("PATH")}}});
-        EXPECT_EQ(0, oNoise.m_iStatus);
-        command(""); // when all of it has been read
-        write("after noise");
-        expectSaved("after noise");
-    }
-    EXPECT_THAT(daemon().errors(), HasSubstr("count: 3"));
-    fs::remove(m_oSandbox.path("tmp/ledgerd.fifo"));
-    EXPECT_EQ(1, ::write(oNeverCloses.get(), "x", 1));
-    EXPECT_TRUE(eventually([this] { return bool(openFifo()); })); // made anew
-    expectSaved("after noise");
-}
-
 TEST_F(Dump, AWriterThatAKilledDaemonLeavesGetsThroughToTheNext)
 {
     daemon().signal(SIGKILL);
