@@ -2,6 +2,8 @@
 // tests' own, and the places for sockets, PID file and dumps. Removed with its object.
 #pragma once
 
+#include "tests/unit/zel/tempdir.h"
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,12 +14,9 @@ class Sandbox
 {
 public:
     Sandbox();
-    ~Sandbox();
-    Sandbox(const Sandbox&) = delete;
-    Sandbox& operator=(const Sandbox&) = delete;
 
     /// The path of something below the directory.
-    std::string path(const std::string& a_sBelow) const { return m_sRoot + "/" + a_sBelow; }
+    std::string path(const std::string& a_sBelow) const { return m_oDir.file(a_sBelow); }
     std::string socket() const { return path("tmp/ledgerd.socket"); }
     std::string pidFile() const { return path("var/run/ledgerd.pid"); }
     std::string database(const std::string& a_sName) const { return path("tmp/db/" + a_sName); }
@@ -26,20 +25,17 @@ public:
     /// there is.
     std::vector<std::pair<std::string, std::string>> environment() const
     {
-        return {{"LEDGERD_ROOT", m_sRoot}, {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path("bus")}};
+        return {{"LEDGERD_ROOT", m_oDir.path()}, {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path("bus")}};
     }
 
     /// Runs statements on a database that no daemon has open; gives the cells of the first column.
     std::vector<std::string> sql(const std::string& a_sDatabase, const std::string& a_sStatements) const;
 
 private:
-    std::string m_sRoot;
+    const TempDir m_oDir;
 };
 
 /// The names of the databases, in the order in which they are attached.
 const std::vector<std::string>& databaseNames();
-
-std::string readFile(const std::string& a_sPath);
-void writeFile(const std::string& a_sPath, const std::string& a_sText);
 
 } // namespace e2e
