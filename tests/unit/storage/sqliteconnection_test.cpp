@@ -27,9 +27,9 @@ TEST_F(SqliteConnectionTest, aFileThatCannotBeOpenedIsAnAssertion)
 
 TEST_F(SqliteConnectionTest, mapsTheCodesOfSqlite)
 {
-    const std::pair<int, unsigned> aCases[] = {{1, 8},  {5, 2}, {6, 3},   {8, 4},   {15, 5}, {19, 6},
-                                               {20, 7}, {2, 1}, {11, 1},  {21, 1},  {26, 1}, {99, 1},
-                                               {-1, 1}, {0, 0}, {100, 0}, {101, 0}, {526, 0}};
+    const std::pair<int, unsigned> aCases[] = {{1, 8},  {5, 2},  {6, 3},  {8, 4},   {15, 5},  {19, 6},
+                                               {20, 7}, {2, 1},  {11, 1}, {21, 1},  {26, 1},  {99, 1},
+                                               {13, 1}, {-1, 1}, {0, 0},  {100, 0}, {101, 0}, {526, 0}};
     const SqliteWrapper oDatabase = open();
     for (const auto& [iSqlite, iCode] : aCases) {
         EResultCode eCode;
