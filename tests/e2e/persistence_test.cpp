@@ -342,31 +342,6 @@ TEST_F(Dump, AWriterThatAKilledDaemonLeavesGetsThroughToTheNext)
     EXPECT_TRUE(hasAllDumps());
 }
 
-TEST_F(Persistence, WithoutDumpsThatIsLoggedAndTheNextSaveIsGoodAgain)
-{
-    const std::string sDumps = m_oSandbox.path("flash/sql");
-    const std::string sShell = m_oSandbox.path("bin/sqlite3");
-    const auto linkShell = [&] { fs::create_symlink("/usr/bin/sqlite3", sShell); };
-    const struct
-    {
-        std::function<void()> m_oBreak;
-        std::function<void()> m_oMend;
-    } aMisfortunes[] = {
-        {[&] { fs::remove_all(sDumps); }, [&] { fs::create_directory(sDumps); }},
-        {[&] { fs::remove_all(sDumps), writeFile(sDumps, "no directory"); },
-         [&] { fs::remove(sDumps), fs::create_directory(sDumps); }},
-        {[&] { fs::remove(sShell); }, linkShell},
-    };
-    linkShell();
-    startWith("0", [this] { ::setenv("PATH", m_oSandbox.path("bin").c_str(), 1); });
-    for (const auto& oMisfortune : aMisfortunes) {
-        oMisfortune.m_oBreak();
-        expectNothingDumped();
-        oMisfortune.m_oMend();
-        expectSaved("not saved");
-    }
-}
-
 TEST_F(Persistence, FullFlashIsLoggedAndTheNextSaveIsGoodAgain)
 {
     const std::string sDumps = m_oSandbox.path("flash/sql");
