@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -87,4 +88,18 @@ TEST_F(Daemon, whatStandsInTheWayOfThePidFileIsKept)
     EXPECT_EQ(errno, ENOENT);
     fs::remove_all(m_oDaemon.m_sPidFile);
     EXPECT_EQ(std::distance(fs::directory_iterator(m_oDir.path()), {}), 1) << "a temporary file was left";
+}
+
+TEST_F(Daemon, whatWasPrintedBeforeItDetachesIsNotLost)
+{
+    const std::string sOutput = m_oDir.file("output");
+    const pid_t iChild = ::fork();
+    if (iChild == 0) {
+        if (std::freopen(sOutput.c_str(), "w", stdout) && std::fputs("Dump path: /flash\n", stdout) >= 0) {
+            ZEL_Daemon_daemonize(m_oDaemon);
+        }
+        ::_exit(0);
+    }
+    EXPECT_EQ(waitFor(iChild), 0);
+    EXPECT_EQ(readFile(sOutput), "Dump path: /flash\n");
 }
