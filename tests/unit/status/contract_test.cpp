@@ -1,11 +1,13 @@
 // What every status table has in common. A table's deviations are listed with it, and one that no longer
 // occurs fails the test as much as a new one.
 #include "status/dhcpleases.h"
+#include "status/fileplugin.h"
 #include "status/interfacecounter.h"
 #include "status/interfaces.h"
 #include "status/ipconntrack.h"
 #include "status/iproute.h"
 #include "status/ipv6addresses.h"
+#include "status/passwd.h"
 #include "status/pppstatus.h"
 #include "tests/networknamespace.h"
 #include "tests/row.h"
@@ -117,6 +119,29 @@ std::unique_ptr<IStatusInfoSubPlugin> makePppStatus(Network& a_oNetwork)
     return pLinks;
 }
 
+std::unique_ptr<IStatusInfoSubPlugin> makeFiles(Network&)
+{
+    const TempDir oDir;
+    writeFile(oDir.file("text"), "Name Value\nlan 1\nwan 2\n");
+    auto pFiles = std::make_unique<zel::FilePlugin>();
+    pFiles->addFile("TextFile", zel::FilePlugin::createFile(oDir.file("text"), ""));
+    pFiles->init();
+    return pFiles;
+}
+
+std::unique_ptr<IStatusInfoSubPlugin> makePasswd(Network&)
+{
+    const TempDir oRoot;
+    std::filesystem::create_directory(oRoot.file("etc"));
+    writeFile(oRoot.file("etc/passwd"), "root:x:0:0:root:/root:/bin/sh\nftp:x:21:21:FTP user:/home/ftp:\n");
+    ::setenv("LEDGERD_ROOT", oRoot.path().c_str(), 1);
+    auto pPasswd = std::make_unique<zel::Passwd>([] { return std::time_t(1000); });
+    unsigned iCount = 0;
+    pPasswd->getRowCount("Passwd", iCount);
+    ::unsetenv("LEDGERD_ROOT");
+    return pPasswd;
+}
+
 constexpr const char* c_pKeyCode = "unknown key column gives 10 (no such row)";
 constexpr const char* c_pAcked = "row has Acked, which the schema lacks";
 constexpr const char* c_pReplaces = "schema replaces what is in the list";
@@ -133,6 +158,8 @@ const TableCase c_aTables[] = {
     {"DhcpLeases", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
     {"PppStatus", makePppStatus, {}, {c_pKeyCode}},
     {"IpConntrack", makeConnections, {}, {}},
+    {"TextFile", makeFiles, {}, {c_pKeyCode}},
+    {"Passwd", makePasswd, {}, {c_pReplaces, c_pKeyCode}},
     {"RouteIPv4", makeRoutes, {}, {c_pKeyCode}},
     {"RouteIPv6", makeRoutes, {}, {c_pKeyCode}},
 };
