@@ -77,8 +77,9 @@ TEST_F(Tables, EveryTableOfEveryDatabaseIsServed)
     NameList lAll{"ConfigmanagerLogging"};
     lAll.splice(lStored);
     for (const char* pTable :
-         {"StatusNetifWatch", "NetifCounter", "StatusNetIfIPv6Addresses", "DhcpServerClients", "DhcpLeases",
-          "RouteIPv4", "RouteIPv6", "ConfigServerConfig", "ConfigServerLimits"}) {
+         {"StatusNetifWatch", "NetifCounter", "StatusNetIfIPv6Addresses", "DnsCache", "DhcpServerClients",
+          "DhcpLeases", "FirewallStatistic", "PppStatus", "IpConntrack", "Passwd", "RouteIPv4", "RouteIPv6",
+          "ConfigServerConfig", "ConfigServerLimits"}) {
         lAll.add(pTable);
     }
     EXPECT_EQ(lAll, *client().call(request::GetTables{}));

@@ -97,8 +97,8 @@ protected:
     Calls m_lCalls;
     NameList m_lChanged;
     std::time_t m_iNow = 1000;
-    std::unique_ptr<StatusInfoPlugin> m_pPlugin =
-        std::make_unique<StatusInfoPlugin>(m_oBus, nullptr, [this] { return m_iNow; });
+    std::unique_ptr<StatusInfoPlugin> m_pPlugin = std::make_unique<StatusInfoPlugin>(
+        std::vector<std::string>{}, m_oBus, nullptr, [this] { return m_iNow; });
 };
 
 } // namespace
