@@ -32,7 +32,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// Zones that are read at most, and bytes that the name of one may have.
-    static constexpr unsigned c_iMostZones = 256;
+    static constexpr unsigned c_iMostZones = 64;
     static constexpr std::size_t c_iLongestName = 64;
     /// A tool that hangs is killed after so long, and one that lists all zones slower than this hangs, too:
     /// the main loop waits for it.

@@ -1,7 +1,9 @@
 // What every status table has in common. A table's deviations are listed with it, and one that no longer
 // occurs fails the test as much as a new one.
 #include "status/dhcpleases.h"
+#include "status/dnscache.h"
 #include "status/fileplugin.h"
+#include "status/firewall.h"
 #include "status/interfacecounter.h"
 #include "status/interfaces.h"
 #include "status/ipconntrack.h"
@@ -13,6 +15,8 @@
 #include "tests/row.h"
 #include "tests/unit/status/fakeip.h"
 #include "tests/unit/status/fakeppphelper.h"
+#include "tests/unit/status/faketool.h"
+#include "tests/unit/status/forwarder.h"
 #include "tests/unit/status/network.h"
 #include "tests/unit/systema/recordingplugin.h"
 #include "tests/unit/zel/tempdir.h"
@@ -142,12 +146,52 @@ std::unique_ptr<IStatusInfoSubPlugin> makePasswd(Network&)
     return pPasswd;
 }
 
+struct Zones
+{
+    Zones()
+    {
+        m_oTool.behaves("printf 'Chain %s \\n\\n 1 84 ACCEPT all\\n 2 168 DROP all\\n' $2");
+        m_oConfig.m_lRows = {tests::row({{"ZoneName", "lan"}}), tests::row({{"ZoneName", "wan"}})};
+    }
+    FakeTool m_oTool{"iptables"};
+    RecordingPlugin::Calls m_lCalls;
+    RecordingPlugin m_oConfig{"config", {"FirewallZones"}, m_lCalls};
+};
+
+/// Lives with its tool, which each read runs.
+struct FirewallOfZones : private Zones, public zel::Firewall
+{
+    FirewallOfZones() : Firewall(m_oConfig) {}
+};
+
+std::unique_ptr<IStatusInfoSubPlugin> makeFirewall(Network&)
+{
+    return std::make_unique<FirewallOfZones>();
+}
+
+/// Lives with the bus, and is not read again.
+struct CacheOfForwarder : private Forwarder, public zel::DnsCache
+{
+    CacheOfForwarder() : DnsCache(Forwarder::m_oDnsMasq, [] { return std::time_t(1000); })
+    {
+        writeFile(path("dnsmasq.cache"), "1 A 0 F www 192.0.2.80 3600\n2 A 0 F mail 192.0.2.25 60\n");
+        unsigned iCount = 0;
+        answer([&] { DnsCache::getRowCount("DnsCache", iCount); });
+    }
+};
+
+std::unique_ptr<IStatusInfoSubPlugin> makeDnsCache(Network&)
+{
+    return std::make_unique<CacheOfForwarder>();
+}
+
 constexpr const char* c_pKeyCode = "unknown key column gives 10 (no such row)";
 constexpr const char* c_pAcked = "row has Acked, which the schema lacks";
 constexpr const char* c_pReplaces = "schema replaces what is in the list";
+constexpr const char* c_pSkips = "unknown column gives 0 (success)";
 
 const TableCase c_aTables[] = {
-    {"StatusNetifWatch", makeInterfaces, {"Id", "Name"}, {"unknown column gives 0 (success)"}},
+    {"StatusNetifWatch", makeInterfaces, {"Id", "Name"}, {c_pSkips}},
     {"NetifCounter", makeCounters, {"Name"}, {c_pKeyCode}},
     {"StatusNetIfIPv6Addresses",
      makeIPv6Addresses,
@@ -156,6 +200,8 @@ const TableCase c_aTables[] = {
      true},
     {"DhcpServerClients", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
     {"DhcpLeases", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
+    {"DnsCache", makeDnsCache, {}, {c_pKeyCode}},
+    {"FirewallStatistic", makeFirewall, {}, {c_pReplaces, c_pSkips, c_pKeyCode}},
     {"PppStatus", makePppStatus, {}, {c_pKeyCode}},
     {"IpConntrack", makeConnections, {}, {}},
     {"TextFile", makeFiles, {}, {c_pKeyCode}},
