@@ -21,6 +21,7 @@ using systema::ValueList;
 namespace {
 
 constexpr const char* c_pId = "Id";
+constexpr std::uint32_t c_iReadEvents = IN_CREATE | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF;
 
 Value number(const FilePlugin::Line& a_oLine)
 {
@@ -198,8 +199,7 @@ void FilePlugin::update(NameList& a_changedTables)
 {
     m_oWatcher.doCheck();
     for (auto& [sPath, oFile] : m_mFiles) {
-        constexpr std::uint32_t iTelling = IN_CREATE | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF;
-        if ((m_oWatcher.takeEvents(sPath) & iTelling) != 0 && read(sPath, oFile)) {
+        if ((m_oWatcher.takeEvents(sPath) & c_iReadEvents) != 0 && read(sPath, oFile)) {
             a_changedTables.add(sPath);
             ZEL_Sysloglevel_info(m_iModule, here(), "%s has changed", sPath.c_str());
         }
