@@ -37,7 +37,7 @@ public:
     }
 
 private:
-    regex_t m_oExpression;
+    regex_t m_oExpression{};
     const bool m_bCompiled;
 };
 
