@@ -4,6 +4,7 @@
 #include "zel/lines.h"
 #include "zel/log.h"
 
+#include <cstdlib>
 #include <utility>
 
 namespace zel {
@@ -137,6 +138,9 @@ bool IpConntrack::readFromFile()
         m_lRows.clear();
         ZEL_Sysloglevel_error(m_iModule, here(), "Could not open file: %s", m_sPath.c_str());
         return false;
+    }
+    if (m_lRows.size() < m_lRows.capacity() / 4) {
+        m_lRows.shrink_to_fit(); // gives back what a flood of connections took
     }
     m_oInterval.restart();
     return true;
