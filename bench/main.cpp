@@ -66,6 +66,8 @@ constexpr bench::Measurement c_aMeasurements[] = {
                                                        "a row of StatusNetIfIPv6Addresses, 10 rows"),
     readOf<EStatusTable::StatusNetIfIPv6Addresses, 100>("status-ipv6-100", "the same, 100 rows"),
     readOf<EStatusTable::StatusNetIfIPv6Addresses, 1000>("status-ipv6-1000", "the same, 1,000 rows"),
+    {"status-connections", "bulk read of 20,000 connections", "ms", "split", EGoal::Ratio, 3.0,
+     bench::readConnections},
     {"dump-1000", "wait for a dump, 7 x 1,000 rows", "ms", "by hand", EGoal::Ratio, 1.1, bench::dumpSmall},
     {"dump-10000", "the same, one of 10,000 rows", "ms", "by hand", EGoal::Ratio, 1.1, bench::dumpLarge},
     {"memory-factory", "resident memory, factory data", "KiB", "", EGoal::Value, 8 * 1024,
@@ -85,8 +87,9 @@ loop: the same with one prepared statement run for each request. SQLite: in this
 pragmas and prepared statements; both sides of a bulk read put every row into the same struct of ints and
 std::strings. window: the 10 ms for which the daemon gathers changes. kernel, bus: the same questions asked
 directly. libdbus: a receiver of an equal burst that does nothing else. stored: as many rows with the same cells in
-a stored table. by hand: the same commands of the sqlite3 shell on such files that nobody else uses; ours is the
-longest time without a reply to a client that reads all the while.
+a stored table. split: the kernel's list read and split at its spaces. by hand: the same commands of the sqlite3
+shell on such files that nobody else uses; ours is the longest time without a reply to a client that reads all the
+while.
 )";
 
 bool isWanted(const std::string& a_sName, const std::vector<std::string>& a_lOnly)

@@ -124,6 +124,9 @@ Outcome readStatus(const Effort& a_oEffort)
     return readStatus(Table, Rows, a_oEffort);
 }
 
+/// The first bulk read of 20,000 connections, in milliseconds.
+Outcome readConnections(const Effort& a_oEffort);
+
 /// Resident memory with the factory's data; with a table read as a whole; of one idle connection, in KiB.
 Outcome factoryMemory(const Effort& a_oEffort);
 Outcome tableMemory(const Effort& a_oEffort);

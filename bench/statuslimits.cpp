@@ -4,6 +4,8 @@
 #include "dbus/objectpath.h"
 #include "tools/signals.h"
 
+#include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
@@ -49,6 +51,24 @@ void Kernel::readIPv6Addresses()
     while ((iSize = ::read(oFile.get(), m_aAnswer.data(), m_aAnswer.size())) > 0) {
     }
     check(iSize == 0, "the kernel does not list IPv6 addresses");
+}
+
+int Kernel::splitConnections()
+{
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pFile(std::fopen("/proc/net/nf_conntrack", "re"),
+                                                                &std::fclose);
+    check(pFile != nullptr, "the kernel does not list connections");
+    int iConnections = 0;
+    while (std::fgets(m_aAnswer.data(), static_cast<int>(m_aAnswer.size()), pFile.get()) != nullptr) {
+        int iTokens = 0;
+        char* pRest = nullptr;
+        for (char* pToken = ::strtok_r(m_aAnswer.data(), " \n", &pRest); pToken != nullptr;
+             pToken = ::strtok_r(nullptr, " \n", &pRest)) {
+            ++iTokens;
+        }
+        iConnections += iTokens > 0;
+    }
+    return iConnections;
 }
 
 PlainBus::PlainBus() : m_pConnection(dbus_bus_get_private(DBUS_BUS_SYSTEM, nullptr))

@@ -19,6 +19,8 @@ public:
 
     void askLink(const std::string& a_sDevice);
     void readIPv6Addresses();
+    /// Reads the list of tracked connections and splits each at its spaces. Returns their number.
+    int splitConnections();
 
 private:
     const zel::UniqueFd m_oSocket;

@@ -66,6 +66,21 @@ systema::EResultCode selectColumns(systema::ValueList& a_row, const Row& a_oRow,
     return systema::EResultCode::Success;
 }
 
+/// The same, but names that the table lacks are left out.
+template<class Row>
+void selectKnownColumns(systema::ValueList& a_row, const Row& a_oRow, const auto& a_aColumns,
+                        const systema::NameList& a_lWanted)
+{
+    if (a_lWanted.empty()) {
+        selectColumns(a_row, a_oRow, a_aColumns, a_lWanted);
+    }
+    for (const auto& sName : a_lWanted) {
+        if (const auto* pColumn = findColumn(a_aColumns, sName)) {
+            a_row.add(sName, pColumn->m_pGet(a_oRow));
+        }
+    }
+}
+
 /// True when the cell has the value of a key: a text exactly, a number the lowest 32 bits of the number that
 /// the key starts with.
 inline bool matchesKey(const systema::Value& a_oCell, const std::string& a_sKeyValue)

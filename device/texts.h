@@ -3,27 +3,25 @@
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
+#include <span>
 #include <string_view>
 
 namespace zel::device {
 
+using Texts = std::span<const char* const>;
+
 /// The text of the number, the fallback for a number that has none.
-template<std::size_t Size>
-constexpr const char* textOf(const std::array<const char*, Size>& a_aTexts, auto a_iNumber,
-                             const char* a_pFallback)
+inline const char* textOf(Texts a_lTexts, long a_iNumber, const char* a_pFallback)
 {
-    // A negative number becomes one that is too large.
-    const auto iPlace = static_cast<std::size_t>(a_iNumber);
-    return iPlace < Size ? a_aTexts[iPlace] : a_pFallback;
+    return a_iNumber >= 0 && a_iNumber < std::ssize(a_lTexts) ? a_lTexts[static_cast<std::size_t>(a_iNumber)]
+                                                              : a_pFallback;
 }
 
 /// The number of the text, 0 for one that is not there.
-template<std::size_t Size>
-constexpr int numberOf(const std::array<const char*, Size>& a_aTexts, std::string_view a_sText)
+inline int numberOf(Texts a_lTexts, std::string_view a_sText)
 {
-    const auto it = std::ranges::find(a_aTexts, a_sText);
-    return it == a_aTexts.end() ? 0 : static_cast<int>(it - a_aTexts.begin());
+    const auto it = std::ranges::find(a_lTexts, a_sText);
+    return it == a_lTexts.end() ? 0 : static_cast<int>(it - a_lTexts.begin());
 }
 
 } // namespace zel::device

@@ -207,7 +207,7 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
     Event<void(ServerEvents)> oServerEvents;
     zel::SystemBus oBus;
 
-    zel::StatusInfoPlugin oStatusInfo(oBus, &oLogPlugin);
+    zel::StatusInfoPlugin oStatusInfo(a_oOptions.m_lMapFiles, oBus, &oLogPlugin);
     oDispatcher.attachTables(oStatusInfo);
     oServerEvents.on(ServerEvents::Shutdown, [&] {
         oStatusInfo.shutdown();

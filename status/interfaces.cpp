@@ -12,7 +12,6 @@
 namespace zel {
 
 using configmanager::serverlib::Column;
-using configmanager::serverlib::findColumn;
 using configmanager::serverlib::integer;
 using systema::EDataType;
 using systema::EResultCode;
@@ -177,15 +176,8 @@ void Interfaces::RemovedIPv6Address(const std::string& a_sDevice, const std::str
 EResultCode Interfaces::fill(ValueList& a_row, NetDeviceCheck& a_oRow, const NameList& a_columns)
 {
     a_oRow.refreshPacketStats();
-    if (a_columns.empty()) {
-        return SingleTable::fill(a_row, a_oRow, a_columns);
-    }
-    for (const auto& sColumn : a_columns) {
-        // Unlike in other tables, a column that is not there is no error: it is left out.
-        if (const auto* pColumn = findColumn(c_aColumns, sColumn)) {
-            a_row.add(sColumn, pColumn->m_pGet(a_oRow));
-        }
-    }
+    // Unlike in other tables, a column that is not there is no error: it is left out.
+    configmanager::serverlib::selectKnownColumns(a_row, a_oRow, c_aColumns, a_columns);
     return EResultCode::Success;
 }
 

@@ -37,6 +37,20 @@ systema::EResultCode selectPosition(systema::ValueList& a_row, std::vector<Row>&
                            : configmanager::serverlib::selectColumns(a_row, *pRow, a_aColumns, a_lWanted);
 }
 
+/// The first row whose key column has the value; null when no row has it, and for an unknown key column.
+auto* rowOf(auto& a_lRows, const auto& a_aKeys, const std::string& a_sKeyColumn,
+            const std::string& a_sKeyValue)
+{
+    if (const auto* pKey = configmanager::serverlib::findColumn(a_aKeys, a_sKeyColumn)) {
+        for (auto& oRow : a_lRows) {
+            if (configmanager::serverlib::matchesKey(pKey->m_pGet(oRow), a_sKeyValue)) {
+                return &oRow;
+            }
+        }
+    }
+    return static_cast<decltype(a_lRows.data())>(nullptr);
+}
+
 /// Appends the wanted columns of the first row whose key column has the value.
 /// 0; 9 for an unknown wanted column; 10 when no row has it, and for an unknown key column.
 template<class Row>
@@ -44,14 +58,9 @@ systema::EResultCode selectKey(systema::ValueList& a_row, const std::vector<Row>
                                const auto& a_aColumns, const auto& a_aKeys, const std::string& a_sKeyColumn,
                                const std::string& a_sKeyValue, const systema::NameList& a_lWanted)
 {
-    if (const auto* pKey = configmanager::serverlib::findColumn(a_aKeys, a_sKeyColumn)) {
-        for (const Row& oRow : a_lRows) {
-            if (configmanager::serverlib::matchesKey(pKey->m_pGet(oRow), a_sKeyValue)) {
-                return configmanager::serverlib::selectColumns(a_row, oRow, a_aColumns, a_lWanted);
-            }
-        }
-    }
-    return systema::EResultCode::NoRow;
+    const Row* pRow = rowOf(a_lRows, a_aKeys, a_sKeyColumn, a_sKeyValue);
+    return pRow == nullptr ? systema::EResultCode(systema::EResultCode::NoRow)
+                           : configmanager::serverlib::selectColumns(a_row, *pRow, a_aColumns, a_lWanted);
 }
 
 } // namespace zel

@@ -1,13 +1,22 @@
 #include "status/statusinfoplugin.h"
 
 #include "status/dhcpleases.h"
+#include "status/dnscache.h"
+#include "status/dslstatus.h"
+#include "status/fileplugin.h"
+#include "status/firewall.h"
 #include "status/interfacecounter.h"
 #include "status/interfaces.h"
+#include "status/ipconntrack.h"
 #include "status/iproute.h"
 #include "status/ipv6addresses.h"
+#include "status/passwd.h"
+#include "status/pppstatus.h"
+#include "status/wlanscan.h"
 #include "systema/configdispatcher.h"
 #include "zel/exception.h"
 #include "zel/log.h"
+#include "zel/systempath.h"
 
 namespace zel {
 
@@ -20,10 +29,11 @@ constexpr unsigned c_iLeaseLimit = 100;
 
 } // namespace
 
-StatusInfoPlugin::StatusInfoPlugin(SystemBus& a_oBus, configmanager::serverlib::ILogger* a_pLogger,
-                                   std::function<std::time_t()> a_oNow)
+StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, SystemBus& a_oBus,
+                                   configmanager::serverlib::ILogger* a_pLogger, WallClock a_oNow)
     : m_iModule(ZEL_Sysloglevel_registerModul("StatusInfo")),
       m_oNow(std::move(a_oNow)),
+      m_oPppHelper(systema::ConfigDispatcher::instance()),
       m_oBus(a_oBus),
       m_oInterfaceStatus(a_oBus),
       m_oIPv4(a_oBus),
@@ -37,7 +47,7 @@ StatusInfoPlugin::StatusInfoPlugin(SystemBus& a_oBus, configmanager::serverlib::
 {
     // The order is that of the fan-out. A comment keeps the place of what does not exist yet.
     auto& oDispatcher = systema::ConfigDispatcher::instance();
-    // DSL status
+    add(std::make_unique<DslStatus>());
     // configuration mapper
     auto pInterfaces =
         std::make_unique<Interfaces>(oDispatcher, oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6);
@@ -46,11 +56,22 @@ StatusInfoPlugin::StatusInfoPlugin(SystemBus& a_oBus, configmanager::serverlib::
     add(std::make_unique<InterfaceCounter>(oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6));
     // LAN clients and neighbours, from m_oNeighbour; the shutdown event saves their changes
     add(std::make_unique<IPv6Addresses>());
-    // WLAN scan, DNS cache
+    add(std::make_unique<WlanScan>(m_oNow));
+    add(std::make_unique<DnsCache>(m_oDnsMasq, m_oNow));
     auto pLeases = std::make_unique<DhcpLeases>(oDispatcher, a_pLogger, c_iLeaseLimit);
     m_oDnsMasq.registerPlugin(pLeases.get());
     add(std::move(pLeases));
-    // IPTV streams, firewall, PPP status, switch ports, connection tracking, file tables, accounts
+    // IPTV streams
+    add(std::make_unique<Firewall>(oDispatcher));
+    add(std::make_unique<PppStatus>(m_oPppHelper, systemPath("/etc/ppp/peers/"), oDispatcher, m_oNow));
+    // switch ports
+    add(std::make_unique<IpConntrack>(oDispatcher, oDispatcher, m_oNow));
+    auto pFiles = std::make_unique<FilePlugin>();
+    for (const auto& sFile : a_lFiles) {
+        pFiles->addFile(sFile, FilePlugin::createFile(sFile, ""));
+    }
+    add(std::move(pFiles));
+    add(std::make_unique<Passwd>(m_oNow));
     // DNS client servers, from m_oDomainNameServer; switch, from m_oSwitchInterfaceStatus
     auto pRoutes = std::make_unique<IPRoute>();
     m_oIPv4Route.registerPlugin(pRoutes.get());

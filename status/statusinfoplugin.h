@@ -18,13 +18,16 @@
 #include "dbus/ipv6dbusproxy.h"
 #include "dbus/ipv6routedbusproxy.h"
 #include "dbus/neighbourdbusproxy.h"
+#include "status/defaultppphelper.h"
 #include "status/istatusinfosubplugin.h"
+#include "status/readinterval.h"
 
 #include <ctime>
-#include <functional>
 #include <list>
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace zel {
 
@@ -34,10 +37,10 @@ public:
     /// Seconds between two updates.
     static constexpr std::time_t c_iUpdateSeconds = 2;
 
-    /// Makes every sub-plugin. The bus and the logger must outlive it.
+    /// Makes every sub-plugin, and a table of each of the files. The bus and the logger must outlive it.
     StatusInfoPlugin(
-        SystemBus& a_oBus, configmanager::serverlib::ILogger* a_pLogger,
-        std::function<std::time_t()> a_oNow = [] { return std::time(nullptr); });
+        const std::vector<std::string>& a_lFiles, SystemBus& a_oBus,
+        configmanager::serverlib::ILogger* a_pLogger, WallClock a_oNow = [] { return std::time(nullptr); });
     ~StatusInfoPlugin() override;
     StatusInfoPlugin(const StatusInfoPlugin&) = delete;
     StatusInfoPlugin& operator=(const StatusInfoPlugin&) = delete;
@@ -84,9 +87,10 @@ private:
                                zel::SourceTag a_oSource = zel::here());
 
     const int m_iModule;
-    const std::function<std::time_t()> m_oNow;
+    const WallClock m_oNow;
     bool m_bStarted = false;
     std::time_t m_iLastUpdate = 0;
+    DefaultPppHelper m_oPppHelper;
     std::list<std::unique_ptr<IStatusInfoSubPlugin>> m_oPluginList;
     SystemBus& m_oBus;
     InterfaceStatusDBusProxy m_oInterfaceStatus;

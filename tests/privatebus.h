@@ -99,7 +99,7 @@ class ProcessBus
 public:
     ProcessBus()
     {
-        ::setenv("DBUS_SYSTEM_BUS_ADDRESS", m_oBus.address().c_str(), 1);
+        use();
         m_oBus.start();
     }
     ~ProcessBus()
@@ -112,12 +112,21 @@ public:
 
     PrivateBus* operator->() { return &m_oBus; }
 
+    /// From now on the system bus of this process is this one, which is not there until it is made.
+    static void use()
+    {
+        ::setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + directory() + "/bus").c_str(), 1);
+    }
+
 private:
+    static std::string directory()
+    {
+        return std::filesystem::temp_directory_path() / ("bus." + std::to_string(::getpid()));
+    }
     static std::string makeDirectory()
     {
-        const auto oPath = std::filesystem::temp_directory_path() / ("bus." + std::to_string(::getpid()));
-        std::filesystem::create_directories(oPath);
-        return oPath;
+        std::filesystem::create_directories(directory());
+        return directory();
     }
 
     const std::string m_sDirectory = makeDirectory();

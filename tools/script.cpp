@@ -31,6 +31,7 @@ constexpr std::array c_aCommands = {
     Command{"storm", "N SIGNAL [ARG...]", 2, &Script::storm},
     Command{"bad", "SIGNAL TYPES [ARG...]", 2, &Script::sendBad},
     Command{"link", "DEVICE up|down", 2, &Script::link},
+    Command{"cache", "FILE [LINE...]", 1, &Script::cache},
     Command{"sleep", "MS", 1, &Script::sleep},
 };
 
@@ -80,6 +81,16 @@ Failure Script::link(Words a_lArguments)
         return "a link is up or down, not \"" + a_lArguments[1] + "\"";
     }
     m_oSimulator.setLink(a_lArguments[0], bUp);
+    return {};
+}
+
+Failure Script::cache(Words a_lArguments)
+{
+    std::string sText;
+    for (const auto& sLine : a_lArguments.subspan(1)) {
+        sText += sLine + "\n";
+    }
+    m_oSimulator.setCache(a_lArguments[0], std::move(sText));
     return {};
 }
 

@@ -30,6 +30,7 @@ public:
     Failure storm(Words a_lArguments);
     Failure sendBad(Words a_lArguments);
     Failure link(Words a_lArguments);
+    Failure cache(Words a_lArguments);
     Failure sleep(Words a_lArguments);
 
 private:

@@ -2,8 +2,10 @@
 
 #include "dbus/objectpath.h"
 #include "tools/signals.h"
+#include "zel/systempath.h"
 
 #include <filesystem>
+#include <fstream>
 
 namespace zel::netsim {
 
@@ -72,6 +74,12 @@ Message Simulator::dumpCache(DBusMessage& a_oCall) const
         std::filesystem::copy_file(sFrom, sTo, std::filesystem::copy_options::overwrite_existing, oError);
         if (oError) {
             return makeError(a_oCall, DBUS_ERROR_FAILED, sTo + ": " + oError.message());
+        }
+    }
+    for (const auto& [sFile, sText] : m_mCache) {
+        const std::string sTo = systemPath("/tmp/" + sFile);
+        if (!(std::ofstream(sTo) << sText << std::flush)) {
+            return makeError(a_oCall, DBUS_ERROR_FAILED, sTo + " cannot be written");
         }
     }
     return makeReply(a_oCall, true);

@@ -29,6 +29,8 @@ public:
     Failure start();
     /// The link of a device, which is down until it is told otherwise.
     void setLink(const std::string& a_sDevice, bool a_bUp) { m_mLinks[a_sDevice] = a_bUp; }
+    /// The text of a file that DumpCache writes from now on, in the directory of dnsmasq's cache files.
+    void setCache(const std::string& a_sFile, std::string a_sText) { m_mCache[a_sFile] = std::move(a_sText); }
 
 private:
     Message answer(DBusMessage& a_oCall) const;
@@ -38,6 +40,7 @@ private:
     Bus& m_oBus;
     const Options m_oOptions;
     std::map<std::string, bool> m_mLinks;
+    std::map<std::string, std::string> m_mCache;
 };
 
 } // namespace zel::netsim

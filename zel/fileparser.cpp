@@ -11,13 +11,21 @@ bool FileParser::parse(EMode a_eMode, const std::string& a_sSource, std::string_
                        char a_cSeparator)
 {
     m_lLines.clear();
+    m_bCut = false;
+    std::size_t iBytes = 0;
     const auto oAdd = [&](std::string_view a_sLine) {
-        if (m_lLines.size() < c_iMostLines && a_sLine.find(a_sFilter) != std::string_view::npos) {
+        if (a_sLine.find(a_sFilter) == std::string_view::npos) {
+            return;
+        }
+        iBytes += a_sLine.size() + 1;
+        m_bCut = m_bCut || m_lLines.size() == c_iMostLines || iBytes > c_iMostBytes;
+        if (!m_bCut) {
             m_lLines.push_back(splitLine(a_sLine, a_cSeparator));
         }
     };
     if (a_eMode == EMode::File) {
-        return readLines(a_sSource, c_iLineBufferSize, c_iMostBytes, oAdd);
+        // So much more that the last line, which may have been cut in two, is one too many.
+        return readLines(a_sSource, c_iLineBufferSize, c_iMostBytes + c_iLineBufferSize, oAdd);
     }
     LineCutter oCutter(c_iLineBufferSize, oAdd);
     const int iResult = executeCommand(

@@ -1,11 +1,12 @@
 // Reads text into lines of tokens: of a file, or of what a command writes.
 //
-// One thread. Any bytes are text; more than c_iMostBytes and c_iMostLines are not read.
+// One thread. Any bytes are text. What comes after the first c_iMostBytes or c_iMostLines is left out.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zel {
@@ -33,6 +34,10 @@ public:
 
     /// In the order of the source, a line without text as one without tokens.
     const std::vector<Line>& getLines() const { return m_lLines; }
+    /// The same lines, which the parser then has no more.
+    std::vector<Line> takeLines() { return std::move(m_lLines); }
+    /// True when lines were left out at the end.
+    bool isCut() const { return m_bCut; }
     /// The first line whose token at the index equals the key, null when there is none.
     const Line* find(std::size_t a_iIndex, std::string_view a_sKey) const;
 
@@ -41,6 +46,7 @@ public:
 
 private:
     std::vector<Line> m_lLines;
+    bool m_bCut = false;
 };
 
 /// Cuts a line at each separator, skips spaces at its begin and after a separator, and leaves out an empty

@@ -162,9 +162,9 @@ unsigned widthOf(std::optional<Bytes> a_oWidth)
 /// A wide channel is made of pairs of ordinary ones; the secondary channel is the other one of the pair.
 int secondChannelOf(unsigned a_iFrequency, unsigned a_iCentre, unsigned a_iWidth)
 {
-    const int iFromLowest = static_cast<int>(a_iFrequency + a_iWidth / 2) - static_cast<int>(a_iCentre + 10);
-    if (a_iWidth < 40 || iFromLowest < 0 || iFromLowest >= static_cast<int>(a_iWidth) ||
-        iFromLowest % 20 != 0) {
+    // What lies below becomes a number that is too large.
+    const unsigned iFromLowest = a_iFrequency + a_iWidth / 2 - 10 - a_iCentre;
+    if (a_iWidth < 40 || iFromLowest >= a_iWidth || iFromLowest % 20 != 0) {
         return c_iNone;
     }
     return channelOf(a_iFrequency) + (iFromLowest % 40 == 0 ? 4 : -4);

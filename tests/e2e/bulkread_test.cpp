@@ -37,21 +37,6 @@ TEST_F(BulkRead, EveryTableGivesTheRowsOfItsPositions)
     }
 }
 
-TEST_F(BulkRead, ColumnsComeAsAsked)
-{
-    const auto oTwice = client().call(request::SelectRows{"Item", {"Note", "Id", "Note"}, 1, 1});
-    EXPECT_EQ((NameList{"Note", "Id", "Note"}), oTwice->columns());
-    EXPECT_EQ(row({{"Note", null()}, {"Id", 2}, {"Note", null()}}), valuesOf((*oTwice)[0]));
-
-    const auto oVirtual = client().call(request::SelectRows{"ConfigServerLimits", {"Id"}});
-    EXPECT_EQ(row({{"Id", 1}}), valuesOf((*oVirtual)[0]));
-    EXPECT_EQ(0U, client().call(request::SelectRows{"ConfigmanagerLogging", {}, 1})->size());
-    EXPECT_EQ((NameList{"Id", "Text"}), client().call(request::SelectRows{"OnlyZero"})->columns());
-
-    EXPECT_EQ(8U, client().code(request::SelectRows{"Item", {"Name", "Nonsense"}}));
-    EXPECT_EQ(9U, client().code(request::SelectRows{"ConfigServerLimits", {"Nonsense"}}));
-}
-
 class LargeTable : public DaemonTest
 {
 protected:

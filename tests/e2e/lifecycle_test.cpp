@@ -30,6 +30,7 @@ TEST_P(LifecycleSignal, EndsTheDaemonWithStatus0AndTidiesUp)
 {
     start();
     EXPECT_EQ(pidText(), readFile(m_oSandbox.pidFile()));
+    EXPECT_EQ(std::filesystem::perms(0644), std::filesystem::status(m_oSandbox.pidFile()).permissions());
     EXPECT_EQ(std::filesystem::perms(0666), std::filesystem::status(socket()).permissions());
     EXPECT_EQ(0U, client().code(request::Begin{}));
     EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", "not committed"}})}));
@@ -48,33 +49,24 @@ TEST_P(LifecycleSignal, EndsTheDaemonWithStatus0AndTidiesUp)
 
 INSTANTIATE_TEST_SUITE_P(, LifecycleSignal, testing::Values(SIGINT, SIGTERM, SIGQUIT));
 
-TEST_F(Lifecycle, HangUpKillsAndTheNextStartFindsItsWay)
+TEST_F(Lifecycle, AKilledDaemonLosesItsOpenTransactionOnlyAndTheNextFindsItsWay)
 {
-    start();
-    daemon().signal(SIGHUP);
-    const auto oStatus = daemon().wait();
-    ASSERT_TRUE(oStatus);
-    EXPECT_TRUE(WIFSIGNALED(*oStatus) && WTERMSIG(*oStatus) == SIGHUP);
-    EXPECT_TRUE(exists(socket()));
-    EXPECT_TRUE(exists(m_oSandbox.pidFile()));
+    for (const int iSignal : {SIGHUP, SIGKILL}) {
+        const std::string sKept = std::to_string(iSignal);
+        start();
+        EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", sKept.c_str()}})}));
+        EXPECT_EQ(0U, client().code(request::Begin{}));
+        EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", "lost"}})}));
+        daemon().signal(iSignal);
+        const auto oStatus = daemon().wait();
+        EXPECT_TRUE(oStatus && WIFSIGNALED(*oStatus) && WTERMSIG(*oStatus) == iSignal);
+        EXPECT_TRUE(exists(socket()) && exists(m_oSandbox.pidFile()));
 
-    start();
-    EXPECT_EQ(pidText(), readFile(m_oSandbox.pidFile()));
-    EXPECT_EQ(3U, *client().call(request::GetSize{"Item"}));
-}
-
-TEST_F(Lifecycle, DaemonKilledWithinATransactionLosesThatTransactionOnly)
-{
-    start();
-    EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", "kept"}})}));
-    EXPECT_EQ(0U, client().code(request::Begin{}));
-    EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", "lost"}})}));
-    EXPECT_EQ(0U, client().code(request::DeleteAll{"Scratch"}));
-    daemon().signal(SIGKILL);
-    ASSERT_TRUE(daemon().wait());
-
-    start();
-    EXPECT_EQ("kept", client().cell("Item", 1, "Note"));
+        start();
+        EXPECT_EQ(pidText(), readFile(m_oSandbox.pidFile()));
+        EXPECT_EQ(sKept, client().cell("Item", 1, "Note"));
+        stop();
+    }
 }
 
 TEST_F(Lifecycle, PipeSignalIsOnlyLogged)
@@ -122,6 +114,8 @@ TEST_F(Lifecycle, SocketThatAnswersIsLeftToItsOwner)
 TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
 {
     writeFile(m_oSandbox.path("file"), "mine");
+    const std::string sLink = m_oSandbox.path("link");
+    std::filesystem::create_symlink(m_oSandbox.path("nowhere"), sLink);
     const std::string sLongPath = m_oSandbox.path(std::string(120, 'x'));
     struct
     {
@@ -130,6 +124,7 @@ TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
     } const aCases[] = {
         {{"-s", m_oSandbox.path("file")},
          "main:577: " + m_oSandbox.path("file") + " is no socket: File exists"},
+        {{"-s", sLink}, "main:577: " + sLink + " is no socket: File exists"},
         {{"-s", sLongPath}, "main:577: " + sLongPath + ": File name too long"},
         {{"-s", m_oSandbox.path("no/socket")},
          "main:577: " + m_oSandbox.path("no/socket") + ": No such file"},
@@ -148,6 +143,7 @@ TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
         EXPECT_FALSE(exists(socket()));
     }
     EXPECT_EQ("mine", readFile(m_oSandbox.path("file")));
+    EXPECT_TRUE(std::filesystem::is_symlink(sLink));
 }
 
 TEST_F(Lifecycle, RunsOnWithoutAPidFileWhenThereIsNoPlaceForIt)
@@ -173,7 +169,9 @@ TEST_F(Lifecycle, BackgroundDaemonGoesOnWhenItsStarterHasEnded)
     EXPECT_TRUE(eventually([this] { return ledgerctl({"count", "Item"}).m_sOutput == "3\n"; }));
     const std::string sProcess = "/proc/" + std::to_string(iDaemon);
     EXPECT_EQ("/", std::filesystem::read_symlink(sProcess + "/cwd"));
-    EXPECT_EQ("/dev/null", std::filesystem::read_symlink(sProcess + "/fd/2"));
+    for (const char* pStandard : {"/fd/0", "/fd/1", "/fd/2"}) {
+        EXPECT_EQ("/dev/null", std::filesystem::read_symlink(sProcess + pStandard));
+    }
     EXPECT_EQ(iDaemon, ::getsid(iDaemon));
 
     ::kill(iDaemon, SIGTERM);

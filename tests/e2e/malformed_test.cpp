@@ -86,28 +86,6 @@ protected:
     }
 };
 
-TEST_F(Malformed, EveryTruncatedRequestIsForgottenWithItsConnection)
-{
-    const unsigned iRequests = client().info("Requests");
-    unsigned iConnections = 0;
-    for (const auto& sRequest : everyRequest()) {
-        for (std::size_t iSize = 0; iSize < sRequest.size(); ++iSize) {
-            RawClient oClient(socket());
-            oClient.send(sRequest.substr(0, iSize));
-            ++iConnections;
-        }
-    }
-    const std::string sHello = frameOf(request::Hello{"e2e"});
-    for (std::size_t iSize = 0; iSize < sHello.size(); ++iSize) {
-        RawClient(socket(), RawClient::EHello::NotYet).send(sHello.substr(0, iSize));
-    }
-    expectNothingHappened();
-    // The hellos, the requests for information until the connections had gone, and nothing else.
-    EXPECT_LT(client().info("Requests"), iRequests + 2 * iConnections);
-    EXPECT_EQ("red", client().cell("Item", 1, "Note"));
-    EXPECT_EQ(3U, *client().call(request::GetSize{"Item"}));
-}
-
 TEST_F(Malformed, BodyThatEndsEarlyOrLateIsRefused)
 {
     for (const auto& sRequest : everyRequest()) {

@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
 
@@ -30,10 +34,40 @@ void NetworkNamespace::enter() const
     }
 }
 
-void NetworkNamespace::ip(const std::string& a_sWords) const
+void NetworkNamespace::shell(const std::string& a_sLine) const
 {
-    const auto oRun = run("/bin/sh", {{"-c", "ip " + a_sWords}, {}, {}, [this] { enter(); }});
-    EXPECT_EQ(0, oRun.m_iStatus) << "ip " << a_sWords << ": " << oRun.m_sErrors;
+    const auto oRun = run("/bin/sh", {{"-c", a_sLine}, {}, {}, [this] { enter(); }});
+    EXPECT_EQ(0, oRun.m_iStatus) << a_sLine << ": " << oRun.m_sErrors;
+}
+
+zel::UniqueFd NetworkNamespace::bindSocket(int a_iType, const std::string& a_sAddress,
+                                           std::uint16_t a_iPort) const
+{
+    zel::UniqueFd oSocket;
+    std::thread([&] {
+        ::setns(m_oNamespace.get(), CLONE_NEWNET);
+        oSocket.reset(::socket(AF_INET, a_iType | SOCK_CLOEXEC, 0));
+    }).join();
+    const sockaddr_in oAddress = inetAddress(a_sAddress, a_iPort);
+    const int iOn = 1;
+    ::setsockopt(oSocket.get(), SOL_SOCKET, SO_REUSEADDR, &iOn, sizeof iOn);
+    EXPECT_EQ(0, ::bind(oSocket.get(), reinterpret_cast<const sockaddr*>(&oAddress), sizeof oAddress))
+        << a_sAddress << ":" << a_iPort << ": " << std::strerror(errno);
+    return oSocket;
+}
+
+std::string NetworkNamespace::path() const
+{
+    return "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(m_oNamespace.get());
+}
+
+sockaddr_in inetAddress(const std::string& a_sAddress, std::uint16_t a_iPort)
+{
+    sockaddr_in oAddress{};
+    oAddress.sin_family = AF_INET;
+    oAddress.sin_port = htons(a_iPort);
+    ::inet_aton(a_sAddress.c_str(), &oAddress.sin_addr);
+    return oAddress;
 }
 
 } // namespace e2e

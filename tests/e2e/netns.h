@@ -5,8 +5,9 @@
 #include "tests/e2e/process.h"
 #include "zel/uniquefd.h"
 
+#include <cstdint>
+#include <netinet/in.h>
 #include <string>
-#include <vector>
 
 namespace e2e {
 
@@ -19,11 +20,20 @@ public:
     bool ok() const { return static_cast<bool>(m_oNamespace); }
     /// Moves the calling program there; for Process::Start::m_oInChild.
     void enter() const;
-    /// Runs `ip` there with the words of the line, and expects that it succeeds.
-    void ip(const std::string& a_sWords) const;
+    /// Runs a line of the shell there, and expects that it succeeds.
+    void shell(const std::string& a_sLine) const;
+    /// The same of `ip` with the words.
+    void ip(const std::string& a_sWords) const { shell("ip " + a_sWords); }
+    /// Makes a socket of the namespace, which any thread may use: SOCK_STREAM or SOCK_DGRAM of IPv4, bound to
+    /// the address; port 0 for any.
+    zel::UniqueFd bindSocket(int a_iType, const std::string& a_sAddress, std::uint16_t a_iPort) const;
+    /// Where `ip` finds the namespace.
+    std::string path() const;
 
 private:
     zel::UniqueFd m_oNamespace;
 };
+
+sockaddr_in inetAddress(const std::string& a_sAddress, std::uint16_t a_iPort);
 
 } // namespace e2e

@@ -1,50 +1,10 @@
-// The simulator of the network services by itself: what it answers, and what it refuses.
+// The simulator of the network services: what it refuses.
 #include "tests/e2e/nettest.h"
 
 namespace e2e {
 namespace {
 
-using testing::HasSubstr;
-
-class Netsim : public NetTest
-{
-protected:
-    /// What a service answers to a call, the error's text included.
-    std::string call(const std::string& a_sService, const std::string& a_sMethodAndArguments) const
-    {
-        std::string sPath = "/" + a_sService;
-        std::ranges::replace(sPath, '.', '/');
-        const auto oRun =
-            run("/bin/sh", {{"-c", "dbus-send --bus=" + m_oBus.address() +
-                                       " --print-reply=literal --reply-timeout=100 --dest=" + a_sService +
-                                       " " + sPath + " " + a_sService + "." + a_sMethodAndArguments}});
-        return oRun.m_sOutput + oRun.m_sErrors;
-    }
-    std::string askLink(const std::string& a_sDevice) const
-    {
-        return call("com.kestrane.network.InterfaceStatus", "GetLinkStatusForDevice string:" + a_sDevice);
-    }
-    std::string dumpCache() const { return call("uk.org.thekelleys.dnsmasq", "DumpCache"); }
-};
-
-TEST_F(Netsim, AnswersAsItIsTold)
-{
-    const std::string sFrom = m_oSandbox.path("from"), sTo = m_oSandbox.path("to");
-    writeFile(sFrom, "cached");
-    serve({"--stay", "--dnsmasq", "--dump", sFrom, sTo});
-    tell("link eth0 up");
-    EXPECT_TRUE(eventually([&] { return askLink("eth0").find("true") != std::string::npos; }));
-    EXPECT_THAT(askLink("eth1"), HasSubstr("false"));
-    EXPECT_THAT(dumpCache(), HasSubstr("true"));
-    EXPECT_EQ("cached", readFile(sTo));
-
-    serve({"--stay", "--dnsmasq", "--dump-fails", "--silent", "InterfaceStatus"});
-    EXPECT_THAT(dumpCache(), HasSubstr("cannot be dumped"));
-    EXPECT_THAT(askLink("eth0"), HasSubstr("NoReply"));
-
-    serve({"--stay"});
-    EXPECT_THAT(dumpCache(), HasSubstr("ServiceUnknown"));
-}
+using Netsim = NetTest;
 
 TEST_F(Netsim, RefusesWhatItCannotDo)
 {

@@ -31,12 +31,12 @@ void NetTest::SetUp()
 
 std::vector<std::pair<std::string, std::string>> NetTest::environment() const
 {
-    return {{"DBUS_SYSTEM_BUS_ADDRESS", m_oBus.address()}};
+    return {{"DBUS_SYSTEM_BUS_ADDRESS", m_oBus.address()}, {"LEDGERD_ROOT", m_oSandbox.path("")}};
 }
 
-void NetTest::startDaemon()
+void NetTest::startDaemon(std::vector<std::string> a_lMoreOptions)
 {
-    start({}, [this] {
+    start(std::move(a_lMoreOptions), [this] {
         m_oNamespace.enter();
         ::setenv("DBUS_SYSTEM_BUS_ADDRESS", m_oBus.address().c_str(), 1);
         ::setenv("PATH", (m_oSandbox.path("bin") + ":" + ::getenv("PATH")).c_str(), 1);

@@ -16,7 +16,7 @@ protected:
     void SetUp() override;
 
     /// Starts the daemon in the namespace, on the bus, and with our programs in front of the system's.
-    void startDaemon();
+    void startDaemon(std::vector<std::string> a_lMoreOptions = {});
     /// Starts the simulator, in place of the one that runs, and waits until it serves.
     void serve(std::vector<std::string> a_lMoreOptions = {}, const std::function<void()>& a_oInChild = {});
     /// Gives the simulator a line to carry out.

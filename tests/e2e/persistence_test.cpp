@@ -331,26 +331,6 @@ TEST_F(Persistence, DatabasesInUseByAnotherProcessDoNotKeepTheOthersFromBeingSav
     expectSaved("free again");
 }
 
-TEST_F(Dump, FifoTakesWhateverIsWrittenToItByWhomever)
-{
-    const zel::UniqueFd oNeverCloses = openFifo();
-    for (int i = 0; i < 3; ++i) {
-        command("waittime 0");
-        const auto oNoise = run(
-            "/bin/sh", {{"-c", "head -c 1000000 /dev/urandom > \"$0\"", m_oSandbox.path("tmp/ledgerd.fifo")},
-                        {{"PATH", std::getenv("PATH")}}});
-        EXPECT_EQ(0, oNoise.m_iStatus);
-        command(""); // when all of it has been read
-        write("after noise");
-        expectSaved("after noise");
-    }
-    EXPECT_THAT(daemon().errors(), HasSubstr("count: 3"));
-    fs::remove(m_oSandbox.path("tmp/ledgerd.fifo"));
-    EXPECT_EQ(1, ::write(oNeverCloses.get(), "x", 1));
-    EXPECT_TRUE(eventually([this] { return bool(openFifo()); })); // made anew
-    expectSaved("after noise");
-}
-
 TEST_F(Dump, AWriterThatAKilledDaemonLeavesGetsThroughToTheNext)
 {
     daemon().signal(SIGKILL);
@@ -360,31 +340,6 @@ TEST_F(Dump, AWriterThatAKilledDaemonLeavesGetsThroughToTheNext)
     EXPECT_EQ(0, oWriter.wait());
     EXPECT_TRUE(eventually([this] { return fs::exists(m_oSandbox.path("saves")); }));
     EXPECT_TRUE(hasAllDumps());
-}
-
-TEST_F(Persistence, WithoutDumpsThatIsLoggedAndTheNextSaveIsGoodAgain)
-{
-    const std::string sDumps = m_oSandbox.path("flash/sql");
-    const std::string sShell = m_oSandbox.path("bin/sqlite3");
-    const auto linkShell = [&] { fs::create_symlink("/usr/bin/sqlite3", sShell); };
-    const struct
-    {
-        std::function<void()> m_oBreak;
-        std::function<void()> m_oMend;
-    } aMisfortunes[] = {
-        {[&] { fs::remove_all(sDumps); }, [&] { fs::create_directory(sDumps); }},
-        {[&] { fs::remove_all(sDumps), writeFile(sDumps, "no directory"); },
-         [&] { fs::remove(sDumps), fs::create_directory(sDumps); }},
-        {[&] { fs::remove(sShell); }, linkShell},
-    };
-    linkShell();
-    startWith("0", [this] { ::setenv("PATH", m_oSandbox.path("bin").c_str(), 1); });
-    for (const auto& oMisfortune : aMisfortunes) {
-        oMisfortune.m_oBreak();
-        expectNothingDumped();
-        oMisfortune.m_oMend();
-        expectSaved("not saved");
-    }
 }
 
 TEST_F(Persistence, FullFlashIsLoggedAndTheNextSaveIsGoodAgain)

@@ -62,17 +62,6 @@ TEST_F(RestoreProgramTest, readsTheConfigurationUnlessItIsToldOtherwise)
     EXPECT_THAT(restore({"-s", "/nonexistent"}).m_sOutput, HasSubstr("persistent-web.db: factory\n"));
 }
 
-TEST_F(RestoreProgramTest, leavesTheDatabasesOfARunningDaemonAlone)
-{
-    start();
-    save("1", m_sGood);
-    const Finished oRefused = restore();
-    EXPECT_EQ(oRefused.m_iStatus, 2);
-    EXPECT_EQ(oRefused.m_sOutput, "");
-    EXPECT_THAT(oRefused.m_sErrors, HasSubstr("in use"));
-    EXPECT_EQ(client().cell("Item", 1, "Name"), "apple");
-}
-
 TEST_F(RestoreProgramTest, aFullDiskIsNoReasonToFallBack)
 {
     save("1", m_sGood);

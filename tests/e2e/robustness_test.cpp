@@ -1,5 +1,4 @@
-// What the daemon does when its databases are damaged, the disk is full, or a client tries to reach behind
-// the tables: result codes, and everything else goes on.
+// What the daemon does when its databases are damaged: result codes, and everything else goes on.
 #include "tests/e2e/daemontest.h"
 
 #include <fcntl.h>
@@ -104,50 +103,6 @@ TEST_F(DamagedDatabase, CutOffWhileInUse)
     useEverything();
     std::filesystem::resize_file(m_oSandbox.database("persistent-common.db"), 0);
     useEverything();
-}
-
-class FullDisk : public DaemonTest
-{
-protected:
-    void SetUp() override
-    {
-        const std::string sSmall = m_oSandbox.path("small");
-        std::filesystem::create_directory(sSmall);
-        if (!canMountSmallDisk(sSmall)) {
-            GTEST_SKIP() << "a disk cannot be mounted here";
-        }
-        start({"-d", sSmall + "/db"}, [this, sSmall] {
-            mountSmallDisk(sSmall);
-            std::filesystem::copy(m_oSandbox.path("tmp/db"), sSmall + "/db");
-            writeFile(sSmall + "/filler", std::string(1024 * 1024, 'x'));
-        });
-    }
-
-    void makeRoom() { std::filesystem::remove(seenByDaemon("small/filler")); }
-
-    /// Inserts until there is no room; the code that the last one got.
-    unsigned fill()
-    {
-        const ValueList lRow = row({{"Text", std::string(4000, 'x').c_str()}});
-        unsigned iCode = 0;
-        for (int i = 0; i < 2000 && iCode == 0; ++i) {
-            iCode = client().code(request::InsertRow{"Scratch", lRow});
-        }
-        return iCode;
-    }
-};
-
-TEST_F(FullDisk, WritesFailAndNothingIsLost)
-{
-    EXPECT_EQ(1U, fill());
-    const unsigned iRows = *client().call(request::GetSize{"Scratch"});
-    EXPECT_GT(iRows, 100U);
-    EXPECT_EQ(iRows, client().call(request::SelectRows{"Scratch", {"Id"}})->size());
-    EXPECT_THAT(daemon().errors(), HasSubstr("Error 13 (database or disk is full)"));
-    makeRoom();
-    EXPECT_EQ(0U, client().code(request::InsertRow{"Scratch", row({{"Text", "room again"}})}));
-    EXPECT_EQ(iRows + 1, *client().call(request::GetSize{"Scratch"}));
-    EXPECT_EQ(0U, client().code(request::DeleteKey{"Scratch", "Id", "1"}));
 }
 
 } // namespace

@@ -4,9 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <map>
 #include <memory>
 
@@ -46,16 +44,6 @@ const std::map<std::string, std::string>& testTables()
     std::abort();
 }
 
-fs::path makeDirectory()
-{
-    std::string sPattern = fs::temp_directory_path() / "ledgerd-e2e.XXXXXX";
-    if (::mkdtemp(sPattern.data()) == nullptr) {
-        giveUp("no directory for temporary files");
-    }
-    fs::permissions(sPattern, fs::perms(0755)); // other users connect to its sockets
-    return sPattern;
-}
-
 std::vector<std::string> execute(const std::string& a_sFile, const std::string& a_sStatements)
 {
     sqlite3* pRaw = nullptr;
@@ -77,20 +65,19 @@ std::vector<std::string> execute(const std::string& a_sFile, const std::string& 
 class Template
 {
 public:
-    Template() : m_oPath(makeDirectory())
+    Template()
     {
         for (const auto& sName : databaseNames()) {
             const fs::path oDump = fs::path(LEDGERD_FACTORY) / fs::path(sName).replace_extension(".sql");
             const auto it = testTables().find(sName);
-            execute(m_oPath / sName, readFile(oDump) + (it != testTables().end() ? it->second : ""));
+            execute(m_oDir.file(sName), readFile(oDump) + (it != testTables().end() ? it->second : ""));
         }
     }
-    ~Template() { fs::remove_all(m_oPath); }
 
-    void copyTo(const fs::path& a_oDirectory) const { fs::copy(m_oPath, a_oDirectory); }
+    void copyTo(const fs::path& a_oDirectory) const { fs::copy(m_oDir.path(), a_oDirectory); }
 
 private:
-    const fs::path m_oPath;
+    const TempDir m_oDir;
 };
 
 } // namespace
@@ -103,8 +90,9 @@ const std::vector<std::string>& databaseNames()
     return s_lNames;
 }
 
-Sandbox::Sandbox() : m_sRoot(makeDirectory())
+Sandbox::Sandbox()
 {
+    fs::permissions(m_oDir.path(), fs::perms(0755)); // other users connect to its sockets
     static const Template s_oTemplate;
     for (const char* pBelow : {"tmp/db", "var/run", "flash/sql", "etc"}) {
         fs::create_directories(path(pBelow));
@@ -114,26 +102,9 @@ Sandbox::Sandbox() : m_sRoot(makeDirectory())
     s_oTemplate.copyTo(path("tmp/db"));
 }
 
-Sandbox::~Sandbox()
-{
-    std::error_code oIgnored;
-    fs::remove_all(m_sRoot, oIgnored);
-}
-
 std::vector<std::string> Sandbox::sql(const std::string& a_sDatabase, const std::string& a_sStatements) const
 {
     return execute(database(a_sDatabase), a_sStatements);
-}
-
-std::string readFile(const std::string& a_sPath)
-{
-    std::ifstream oFile(a_sPath, std::ios::binary);
-    return {std::istreambuf_iterator<char>(oFile), {}};
-}
-
-void writeFile(const std::string& a_sPath, const std::string& a_sText)
-{
-    std::ofstream(a_sPath, std::ios::binary) << a_sText;
 }
 
 } // namespace e2e

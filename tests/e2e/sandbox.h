@@ -3,6 +3,8 @@
 // object.
 #pragma once
 
+#include "tests/unit/zel/tempdir.h"
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,12 +15,9 @@ class Sandbox
 {
 public:
     Sandbox();
-    ~Sandbox();
-    Sandbox(const Sandbox&) = delete;
-    Sandbox& operator=(const Sandbox&) = delete;
 
     /// The path of something below the directory.
-    std::string path(const std::string& a_sBelow) const { return m_sRoot + "/" + a_sBelow; }
+    std::string path(const std::string& a_sBelow) const { return m_oDir.file(a_sBelow); }
     std::string socket() const { return path("tmp/ledgerd.socket"); }
     std::string pidFile() const { return path("var/run/ledgerd.pid"); }
     std::string database(const std::string& a_sName) const { return path("tmp/db/" + a_sName); }
@@ -27,20 +26,17 @@ public:
     /// there is.
     std::vector<std::pair<std::string, std::string>> environment() const
     {
-        return {{"LEDGERD_ROOT", m_sRoot}, {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path("bus")}};
+        return {{"LEDGERD_ROOT", m_oDir.path()}, {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path("bus")}};
     }
 
     /// Runs statements on a database that no daemon has open; gives the cells of the first column.
     std::vector<std::string> sql(const std::string& a_sDatabase, const std::string& a_sStatements) const;
 
 private:
-    std::string m_sRoot;
+    const TempDir m_oDir;
 };
 
 /// The names of the databases, in the order in which they are attached.
 const std::vector<std::string>& databaseNames();
-
-std::string readFile(const std::string& a_sPath);
-void writeFile(const std::string& a_sPath, const std::string& a_sText);
 
 } // namespace e2e

@@ -1,7 +1,8 @@
 // docs/protocol.md as the tests read it: its hex blocks and the rows of its tables.
 #pragma once
 
-#include <fstream>
+#include "tests/unit/zel/tempdir.h"
+
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -11,8 +12,7 @@ namespace tests {
 
 inline std::string protocolDocument()
 {
-    std::ifstream oFile(LEDGERD_DOCS "/protocol.md");
-    return {std::istreambuf_iterator<char>(oFile), {}};
+    return readFile(LEDGERD_DOCS "/protocol.md");
 }
 
 /// The bytes of the block that begins with ```hex and the name; what follows a # in a line is a remark.

@@ -59,13 +59,6 @@ TEST(Connect, FailsClearly)
     EXPECT_THAT(std::string(oOther.accept(oConnection, wire::c_iVersion + 1).text()),
                 HasSubstr("another version"));
     EXPECT_FALSE(oConnection.isConnected());
-
-    FakeServer oRefusing;
-    oRefusing.reply(EResultCode::Busy);
-    const Status oRefused = oRefusing.attach(oConnection);
-    EXPECT_EQ(oRefused.code(), EResultCode::Busy);
-    EXPECT_FALSE(oRefused.isConnectionError());
-    EXPECT_FALSE(oConnection.isConnected());
 }
 
 TEST(Connect, OneConnectionTooManyIsBusyAndNoBreachOfTheProtocol)

@@ -55,22 +55,4 @@ TEST(InputBuffer, GivesFramesOfAnySizeWholeHoweverTheyArrive)
     }
 }
 
-TEST(InputBuffer, TellsAFrameThatCannotBe)
-{
-    for (const std::uint32_t iLength :
-         {0u, 7u, static_cast<std::uint32_t>(wire::c_iFrameLimit - 3), 0xffffffffu}) {
-        std::string sBytes;
-        wire::Writer oWriter(sBytes);
-        oWriter.begin(wire::EKind::Reply, wire::EOperation::Ping, 1);
-        oWriter.patchU32(0, iLength);
-        InputBuffer oBuffer;
-        wire::Header oHeader{};
-        std::string_view sBody;
-        receive(oBuffer, std::string_view(sBytes).substr(0, 11), 11);
-        EXPECT_EQ(oBuffer.next(oHeader, sBody), InputBuffer::ENext::Incomplete);
-        receive(oBuffer, std::string_view(sBytes).substr(11), 1);
-        EXPECT_EQ(oBuffer.next(oHeader, sBody), InputBuffer::ENext::Impossible) << iLength;
-    }
-}
-
 } // namespace systema::client

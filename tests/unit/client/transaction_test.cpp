@@ -41,18 +41,6 @@ protected:
 
 } // namespace
 
-TEST_F(TransactionTest, CommitsOnce)
-{
-    begin();
-    m_oServer.reply();
-    EXPECT_TRUE(m_oTransaction->commit().ok());
-    EXPECT_FALSE(m_oTransaction->isOpen());
-    EXPECT_EQ(m_oTransaction->commit().code(), EResultCode::Failure);
-    EXPECT_EQ(m_oTransaction->rollback().code(), EResultCode::Failure);
-    m_oTransaction.reset();
-    EXPECT_THAT(m_oServer.operations(), ElementsAre(EOperation::Commit));
-}
-
 TEST_F(TransactionTest, RollsBackWhenItIsDropped)
 {
     begin();

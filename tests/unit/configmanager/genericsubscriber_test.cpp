@@ -16,30 +16,18 @@ TEST(GenericSubscriber, HearsOfItsTablesUntilItGoes)
     configmanager::logplugin::LogPlugin oPlugin;
     oDispatcher.attachTables(oPlugin);
     const NameList lTable{"ConfigmanagerLogging"};
-
-    NameList lToldFirst;
-    NameList lToldSecond;
-    std::optional<GenericSubscriber> oFirst(std::in_place, oDispatcher, "first",
-                                            [&](const NameList& a_lTables) { lToldFirst = a_lTables; });
-    GenericSubscriber oSecond(oDispatcher, "second",
-                              [&](const NameList& a_lTables) { lToldSecond = a_lTables; });
-    oDispatcher.subscribe(*oFirst, lTable);
-    oDispatcher.subscribe(oSecond, lTable);
+    NameList lTold;
+    std::optional<GenericSubscriber> oSubscriber(std::in_place, oDispatcher, "first",
+                                                 [&](const NameList& a_lTables) { lTold = a_lTables; });
+    oDispatcher.subscribe(*oSubscriber, lTable);
     const auto change = [&] {
         NameList lChanged = lTable;
         oDispatcher.tick(lChanged);
         oDispatcher.sendNotifications();
+        return std::exchange(lTold, {});
     };
-
-    change();
-    EXPECT_EQ(lToldFirst, lTable);
-    EXPECT_EQ(lToldSecond, lTable);
-
-    lToldFirst.clear();
-    lToldSecond.clear();
-    oFirst.reset();
-    change();
-    EXPECT_TRUE(lToldFirst.empty());
-    EXPECT_EQ(lToldSecond, lTable);
-    EXPECT_EQ(oSecond.getName(), "second");
+    EXPECT_EQ(change(), lTable);
+    EXPECT_EQ(oSubscriber->getName(), "first");
+    oSubscriber.reset();
+    EXPECT_EQ(change(), NameList());
 }

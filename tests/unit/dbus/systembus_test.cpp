@@ -7,24 +7,24 @@
 #include "tests/privatebus.h"
 #include "tests/unit/dbus/recorder.h"
 #include "tests/unit/dbus/service.h"
+#include "tools/signals.h"
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <map>
+#include <numeric>
 #include <optional>
 #include <thread>
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 using Clock = std::chrono::steady_clock;
-using Arguments = std::vector<Service::Argument>;
 using Signals = std::vector<std::string>;
 
 namespace {
 
-constexpr const char* c_pInterfaceStatus = "com.kestrane.network.InterfaceStatus";
 constexpr const char* c_pNeighbour = "com.kestrane.network.IPv4Neighbour";
-constexpr std::uint8_t c_iByte = 200;
-constexpr std::uint32_t c_iNumber = 4000000000;
 
 class SystemBus : public testing::Test
 {
@@ -74,86 +74,96 @@ protected:
     std::optional<Service> m_oService;
 };
 
-struct ServiceCase
-{
-    std::string m_sName;
-    Arguments m_lArguments;
-    std::vector<const char*> m_lMembers;
-    std::string m_sText; // of the arguments
-};
+using Words = Service::Words;
 
-const ServiceCase c_aServices[] = {
-    {c_pInterfaceStatus, {"eth0", true}, {"StatusChange", "LinkStatusChange"}, " eth0 1"},
-    {"com.kestrane.network.IPv4Address", {"a", "b"}, {"NewIPv4Address", "RemovedIPv4Address"}, " a b"},
-    {"com.kestrane.network.IPv6Address",
-     {"a", "b", c_iByte},
-     {"NewIPv6Address", "RemovedIPv6Address"},
-     " a b 200"},
-    {"com.kestrane.network.DomainNameServer",
-     {"a", "b", std::vector<const char*>{"c", "d"}},
-     {"UpdateServer", "RemoveServer"},
-     " a b c d"},
-    {"com.kestrane.network.IPv4Route",
-     {"a", c_iByte, "b", "c", "d", c_iNumber},
-     {"NewIPv4Route", "RemovedIPv4Route"},
-     " a 200 b c d 4000000000"},
-    {"com.kestrane.network.IPv6Route",
-     {"a", c_iByte, "b", "c"},
-     {"NewIPv6Route", "RemovedIPv6Route"},
-     " a 200 b c"},
-    {"uk.org.thekelleys.dnsmasq",
-     {"a", "b", "c", "d", c_iNumber},
-     {"DhcpLeaseAdded", "DhcpLeaseDeleted", "DhcpLeaseUpdated", "DhcpLeaseAcked"},
-     " a b c d 4000000000"},
-};
-
-/// The arguments with one missing or of another type, in every place.
-std::vector<Arguments> wrongForms(const Arguments& a_lRight)
+/// The type of each argument.
+Words typesOf(const char* a_pTypes)
 {
-    std::vector<Arguments> lForms;
+    Words lTypes;
+    for (; *a_pTypes != '\0'; ++a_pTypes) {
+        if (!lTypes.empty() && lTypes.back() == "a") {
+            lTypes.back() += *a_pTypes;
+        } else {
+            lTypes.emplace_back(1, *a_pTypes);
+        }
+    }
+    return lTypes;
+}
+
+/// A word for each of the types.
+Words wordsFor(const Words& a_lTypes)
+{
+    const std::map<std::string, std::string> mWords{{"y", "200"}, {"u", "4000000000"}, {"b", "true"},
+                                                    {"d", "1.5"}, {"as", "one,two"},   {"au", "1"}};
+    Words lWords;
+    for (const auto& sType : a_lTypes) {
+        const auto it = mWords.find(sType);
+        lWords.push_back(it != mWords.end() ? it->second : "text" + std::to_string(lWords.size()));
+    }
+    return lWords;
+}
+
+/// The types with one missing or another one, in every place.
+std::vector<Words> wrongForms(const Words& a_lRight)
+{
+    std::vector<Words> lForms;
     for (std::size_t i = 0; i < a_lRight.size(); ++i) {
         lForms.emplace_back(a_lRight.begin(), a_lRight.begin() + static_cast<std::ptrdiff_t>(i));
-        lForms.push_back(a_lRight);
-        lForms.back()[i] = 1.5;
-        if (std::holds_alternative<std::vector<const char*>>(a_lRight[i])) {
+        for (const char* pWrong : {"d", "au"}) {
             lForms.push_back(a_lRight);
-            lForms.back()[i] = std::vector<std::uint32_t>{1};
+            lForms.back()[i] = pWrong;
         }
     }
     return lForms;
+}
+
+/// Every signal that the recorder hears, those of a service together.
+std::vector<zel::netsim::Signal> heardSignals()
+{
+    std::vector<zel::netsim::Signal> lSignals;
+    std::ranges::copy_if(zel::netsim::signals(), std::back_inserter(lSignals), [](const auto& a_oSignal) {
+        const std::string sService = a_oSignal.m_pService;
+        return sService != c_pNeighbour && !sService.ends_with("SwitchPortStatus");
+    });
+    return lSignals;
 }
 
 } // namespace
 
 TEST_F(SystemBus, EverySignalReachesEveryReceiverInOrder)
 {
-    for (const auto& oCase : c_aServices) {
-        for (const std::string sMember : oCase.m_lMembers) {
-            m_oService->emit(oCase.m_sName, sMember, oCase.m_lArguments);
-            const std::string sSignal = sMember + oCase.m_sText;
-            EXPECT_EQ(deliver(), (Signals{"1: " + sSignal, "2: " + sSignal}));
+    for (const auto& oSignal : heardSignals()) {
+        std::string sTold = oSignal.m_pName;
+        for (const auto& sWord : wordsFor(typesOf(oSignal.m_pTypes))) {
+            sTold += " " + (sWord == "true" ? "1" : sWord == "one,two" ? "one two" : sWord);
         }
+        m_oService->emit(oSignal.m_pName, wordsFor(typesOf(oSignal.m_pTypes)));
+        EXPECT_EQ(deliver(), (Signals{"1: " + sTold, "2: " + sTold}));
     }
 }
 
 TEST_F(SystemBus, BadlyTypedSignalsAreRefusedAndLoggedOnceAService)
 {
-    for (const auto& oCase : c_aServices) {
+    std::string sLast;
+    for (const auto& oSignal : heardSignals()) {
         const std::string sLog = logOf([&] {
-            for (const char* pMember : oCase.m_lMembers) {
-                for (const auto& lArguments : wrongForms(oCase.m_lArguments)) {
-                    m_oService->emit(oCase.m_sName, pMember, lArguments);
-                }
+            for (const auto& lTypes : wrongForms(typesOf(oSignal.m_pTypes))) {
+                m_oService->emit(oSignal.m_pName, wordsFor(lTypes),
+                                 std::accumulate(lTypes.begin(), lTypes.end(), std::string()));
             }
             EXPECT_EQ(deliver(), Signals());
         });
-        EXPECT_THAT(sLog, HasSubstr("Signals of " + oCase.m_sName + " are refused, the first was " +
-                                    oCase.m_lMembers[0] + ": org.freedesktop.DBus.Error.InvalidArgs"));
-        EXPECT_EQ(std::ranges::count(sLog, '\n'), 1) << sLog;
-
-        m_oService->emit(oCase.m_sName, oCase.m_lMembers[0], oCase.m_lArguments);
-        EXPECT_EQ(deliver().size(), 2U);
+        if (std::exchange(sLast, oSignal.m_pService) != oSignal.m_pService) {
+            EXPECT_THAT(sLog, HasSubstr("Signals of " + sLast + " are refused, the first was " +
+                                        oSignal.m_pName + ": org.freedesktop.DBus.Error.InvalidArgs"));
+            EXPECT_EQ(std::ranges::count(sLog, '\n'), 1) << sLog;
+        } else {
+            EXPECT_EQ(sLog, "");
+        }
     }
+    // What follows the arguments that are expected does not matter.
+    m_oService->emit("StatusChange", {"eth0", "true", "more"}, "sbs");
+    EXPECT_EQ(deliver().size(), 2U);
 }
 
 TEST_F(SystemBus, TwoWrappersOfAServiceHearTheSame)
@@ -161,9 +171,8 @@ TEST_F(SystemBus, TwoWrappersOfAServiceHearTheSame)
     zel::InterfaceStatusDBusProxy oOther(m_oBus);
     Recorder oThird("3", m_lSignals);
     oOther.registerPlugin(&oThird);
-    m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0"});
-    m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", false});
-    m_oService->emit(c_pInterfaceStatus, "NoSuchSignal", {"eth0", false});
+    m_oService->emit("StatusChange", {"eth0"}, "s");
+    m_oService->emit("StatusChange", {"eth0", "false"});
     EXPECT_THAT(deliver(), testing::UnorderedElementsAre("1: StatusChange eth0 0", "2: StatusChange eth0 0",
                                                          "3: StatusChange eth0 0"));
 }
@@ -171,7 +180,7 @@ TEST_F(SystemBus, TwoWrappersOfAServiceHearTheSame)
 TEST_F(SystemBus, ABurstIsDeliveredInTwoIterations)
 {
     for (int i = 0; i < 3000; ++i) {
-        m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
+        m_oService->emit("StatusChange", {"eth0", "true"});
     }
     const std::size_t iFirst = deliver().size() / 2;
     EXPECT_LE(iFirst, zel::SystemBus::c_iMostMessages);
@@ -181,7 +190,7 @@ TEST_F(SystemBus, ABurstIsDeliveredInTwoIterations)
 TEST_F(SystemBus, WhatABlockingCallHasReadIsDeliveredInPartsToo)
 {
     for (int i = 0; i < 5000; ++i) {
-        m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
+        m_oService->emit("StatusChange", {"eth0", "true"});
     }
     m_oService->finish();
     EXPECT_TRUE(call());
@@ -204,15 +213,6 @@ TEST_F(SystemBus, CloseDoesNotWaitForABusThatHangs)
     m_oDaemon->signal(SIGCONT);
 }
 
-TEST_F(SystemBus, AnIterationWithNothingPendingReturnsAtOnce)
-{
-    const auto oStart = Clock::now();
-    for (int i = 0; i < 100; ++i) {
-        m_oBus.iterate();
-    }
-    EXPECT_LT(Clock::now() - oStart, 2s);
-}
-
 TEST_F(SystemBus, ConnectsAgainWhenTheBusIsBack)
 {
     m_oService.reset();
@@ -233,13 +233,13 @@ TEST_F(SystemBus, ConnectsAgainWhenTheBusIsBack)
     m_oInterfaceStatus.setOnBound([&iBound] { ++iBound; });
     EXPECT_EQ(logOf([&] { m_oBus.iterate(); }), "info SystemBus Connected to the system bus\n");
     EXPECT_EQ(iBound, 1) << "signals may have been missed";
-    m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
+    m_oService->emit("StatusChange", {"eth0", "true"});
     EXPECT_EQ(deliver().size(), 2U);
 }
 
 TEST_F(SystemBus, LossNoticedByACallIsMendedByTheNextIteration)
 {
-    m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
+    m_oService->emit("StatusChange", {"eth0", "true"});
     m_oService->finish();
     m_oService.reset();
     m_oDaemon->stop();
@@ -247,14 +247,15 @@ TEST_F(SystemBus, LossNoticedByACallIsMendedByTheNextIteration)
     m_oDaemon->start();
     m_oBus.iterate();
     m_oService.emplace(m_oDaemon->address());
-    m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
+    m_oService->emit("StatusChange", {"eth0", "true"});
     EXPECT_EQ(deliver().size(), 2U);
 }
 
 TEST_F(SystemBus, AskedServiceAnswers)
 {
-    EXPECT_THAT(call(), testing::Optional(HasSubstr(c_pInterfaceStatus))) << "nobody has the name";
-    ASSERT_TRUE(m_oService->own(c_pInterfaceStatus));
+    EXPECT_THAT(call(), testing::Optional(HasSubstr(zel::netsim::c_pInterfaceStatus)))
+        << "nobody has the name";
+    ASSERT_TRUE(m_oService->own(zel::netsim::c_pInterfaceStatus));
     std::thread oService([this] { m_oService->answer(); });
     bool bUp = false;
     EXPECT_EQ(m_oInterfaceStatus.GetLinkStatusForDevice("eth0", bUp), std::nullopt);
@@ -264,7 +265,7 @@ TEST_F(SystemBus, AskedServiceAnswers)
 
 TEST_F(SystemBus, AServiceThatNeverAnswersCostsOneWait)
 {
-    ASSERT_TRUE(m_oService->own(c_pInterfaceStatus));
+    ASSERT_TRUE(m_oService->own(zel::netsim::c_pInterfaceStatus));
     const auto wait = [this](int a_iCalls) {
         const auto oStart = Clock::now();
         for (int i = 0; i < a_iCalls; ++i) {
@@ -277,18 +278,18 @@ TEST_F(SystemBus, AServiceThatNeverAnswersCostsOneWait)
     EXPECT_LT(wait(20), c_oCeiling);
 
     // A signal shows that it lives; it is asked again.
-    m_oService->emit(c_pInterfaceStatus, "StatusChange", {"eth0", true});
+    m_oService->emit("StatusChange", {"eth0", "true"});
     deliver();
     EXPECT_GE(wait(1), c_oCeiling);
 }
 
 TEST_F(SystemBus, NeighboursAreQueuedUpToABound)
 {
-    const auto emit = [this](const char* a_pMember, const std::string& a_sMac) {
-        m_oService->emit(c_pNeighbour, a_pMember, {"192.0.2.7", "eth0", a_sMac.c_str(), c_iNumber});
+    const auto emit = [this](const char* a_pSignal, const std::string& a_sMac) {
+        m_oService->emit(a_pSignal, {"192.0.2.7", "eth0", a_sMac, "4000000000"});
     };
     emit("RemovedIPv4Neighbour", "gone");
-    m_oService->emit(c_pNeighbour, "NewIPv4Neighbour", {"192.0.2.7", "eth0", "bad"});
+    m_oService->emit("NewIPv4Neighbour", {"192.0.2.7", "eth0", "bad"}, "sss");
     for (std::size_t i = 0; i <= zel::NeighbourDBusProxy::c_iMostQueued; ++i) {
         emit("NewIPv4Neighbour", std::to_string(i));
     }

@@ -45,7 +45,7 @@ protected:
     /// One write to the FIFO by a writer that comes and goes; what is logged until nothing is left to handle.
     std::vector<std::string> send(const std::string& a_sBytes)
     {
-        return tests::logOf([&] {
+        return logLinesOf([&] {
             const UniqueFd oWriter(::open(m_sName.c_str(), O_WRONLY | O_NONBLOCK));
             EXPECT_EQ(static_cast<ssize_t>(a_sBytes.size()),
                       ::write(oWriter.get(), a_sBytes.data(), a_sBytes.size()));
@@ -204,7 +204,7 @@ TEST_F(FifoHandlerTest, ASaveWithoutSqlDumpIsOnlyCounted)
                " count: " + std::to_string(a_iCount);
     };
     const int iModule = ZEL_Sysloglevel_registerModul("ledgerd");
-    EXPECT_THAT(tests::logOf([&] {
+    EXPECT_THAT(logLinesOf([&] {
                     FlashThread oFlashThread(iModule);
                     FlashBackupHook oHook(m_oDump, oFlashThread, iModule);
                     oHook.persist(PersistScript::c_ePersistNoSqlDump);

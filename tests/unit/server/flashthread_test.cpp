@@ -31,7 +31,7 @@ protected:
     /// Asks for saves, and gives what is logged until the thread has ended.
     std::vector<std::string> save(int a_iCeilingSeconds = FlashThread::c_iCeilingSeconds) const
     {
-        return tests::logOf([&] {
+        return logLinesOf([&] {
             FlashThread oThread(m_iModule, a_iCeilingSeconds);
             oThread.wake(PersistScript::c_ePersistDefault);
         });
@@ -53,13 +53,6 @@ TEST_F(FlashThreadTest, RunsASaveThatWasAskedForRightBeforeTheEnd)
         }
     }
     EXPECT_THAT(save(), ElementsAre());
-}
-
-TEST_F(FlashThreadTest, RunsNothingWithoutSqlDump)
-{
-    setCommand("");
-    FlashThread(m_iModule).wake(PersistScript::c_ePersistNoSqlDump);
-    EXPECT_EQ("", runs());
 }
 
 TEST_F(FlashThreadTest, RunsOnceMoreForAWakeUpWhileTheCommandRuns)

@@ -41,7 +41,7 @@ TEST_F(SqliteDumpTest, DumpsWhatIsChosenInOrderOfRegistration)
 {
     ZEL_Sysloglevel_changeTracelevel("SqliteDump", c_iTraceLevelVerbose);
     const auto dump = [this](bool a_bPersistent, bool a_bTransient) {
-        return tests::logOf([&] { m_oDump.dump(a_bPersistent, a_bTransient, 2); });
+        return logLinesOf([&] { m_oDump.dump(a_bPersistent, a_bTransient, 2); });
     };
     const auto command = [this](const std::string& a_sName) {
         return "trace   SqliteDump sqlitedump:126: sqlite3 " + m_oDir.file(a_sName) + " \".dump\" > " +
@@ -64,13 +64,13 @@ TEST_F(SqliteDumpTest, TriesAgainUntilTheDumpIsComplete)
                std::to_string(a_iTimes) + " times";
     };
     writeFile(oPath.file("good"), "3"); // the third is
-    EXPECT_THAT(tests::logOf([&] { m_oDump.dump(false, true, 2); }),
+    EXPECT_THAT(logLinesOf([&] { m_oDump.dump(false, true, 2); }),
                 ElementsAre(retry("transient.db", 2), retry("transient.db", 1)));
     EXPECT_EQ("COMMIT;\n", readFile(dumpFile("transient.db")));
 
     fs::remove(oPath.file("tries"));
     writeFile(oPath.file("good"), "4"); // of the second database
-    EXPECT_THAT(tests::logOf([&] { m_oDump.dump(true, false, 2); }),
+    EXPECT_THAT(logLinesOf([&] { m_oDump.dump(true, false, 2); }),
                 ElementsAre(retry("two.db", 2), retry("two.db", 1), retry("two.db", 0)));
     EXPECT_EQ("", readFile(dumpFile("two.db"))); // stays as it is
     EXPECT_EQ("COMMIT;\n", readFile(dumpFile("one.db")));
@@ -82,7 +82,7 @@ TEST_F(SqliteDumpTest, ADumpIsCompleteWhenItEndsInCommitAndOneMoreByte)
     const auto check = [&](const std::string& a_sText) {
         writeFile(sFile, a_sText);
         bool bComplete = false;
-        EXPECT_THAT(tests::logOf([&] { bComplete = m_oDump.checkDump(sFile.c_str()); }), ElementsAre());
+        EXPECT_THAT(logLinesOf([&] { bComplete = m_oDump.checkDump(sFile.c_str()); }), ElementsAre());
         return bComplete;
     };
     EXPECT_TRUE(check("COMMIT;\n"));
@@ -96,10 +96,10 @@ TEST_F(SqliteDumpTest, ADumpIsCompleteWhenItEndsInCommitAndOneMoreByte)
     EXPECT_FALSE(check("INSERT;\nROLLBACK; -- due to errors\n"));
 
     writeFile(sFile, "COMMIT;");
-    EXPECT_THAT(tests::logOf([&] { EXPECT_FALSE(m_oDump.checkDump(sFile.c_str())); }),
+    EXPECT_THAT(logLinesOf([&] { EXPECT_FALSE(m_oDump.checkDump(sFile.c_str())); }),
                 ElementsAre("error   SqliteDump sqlitedump:151: lseek failed: Invalid argument"));
     fs::remove(sFile);
-    EXPECT_THAT(tests::logOf([&] { EXPECT_FALSE(m_oDump.checkDump(sFile.c_str())); }),
+    EXPECT_THAT(logLinesOf([&] { EXPECT_FALSE(m_oDump.checkDump(sFile.c_str())); }),
                 ElementsAre("error   SqliteDump sqlitedump:145: Could not open dump: " + sFile));
 }
 
@@ -109,21 +109,10 @@ TEST_F(SqliteDumpTest, TheFileThatIsCheckedHasAPathOf127CharactersAtMost)
     fs::create_directory(sLong);
     SqliteDump oDump(sLong.c_str(), m_oDir.path().c_str(), false);
     oDump.addPlugin(&m_oOne);
-    EXPECT_THAT(tests::logOf([&] { oDump.dump(true, false, 0); }),
+    EXPECT_THAT(logLinesOf([&] { oDump.dump(true, false, 0); }),
                 testing::Contains("error   SqliteDump sqlitedump:134: SQL dump " + sLong +
                                   "/ is corrupt. Retry 0 times"));
     EXPECT_TRUE(oDump.checkDump((sLong + "/one.db.sql").c_str()));
-}
-
-TEST_F(SqliteDumpTest, WrongUseIsAnAssertion)
-{
-    const auto fails = [](const std::string& a_sText) {
-        return testing::ThrowsMessage<error::AssertionError>(a_sText);
-    };
-    EXPECT_THAT([] { SqliteDump(nullptr, "/tmp", false); }, fails("0 != a_dumppath (sqlitedump:46)"));
-    EXPECT_THAT([] { SqliteDump("/tmp", nullptr, false); }, fails("0 != a_databasepath (sqlitedump:47)"));
-    EXPECT_THAT([&] { m_oDump.hasPlugin(nullptr); }, fails("0 != a_plugin (sqlitedump:66)"));
-    EXPECT_THAT([&] { m_oDump.addPlugin(&m_oTwo); }, fails("false == hasPlugin( a_plugin) (sqlitedump:76)"));
 }
 
 } // namespace

@@ -1,14 +1,11 @@
-// What the tests of the server share: commands of their own first on the path, and the log.
+// What the tests of the server share: commands of their own first on the path.
 #pragma once
 
+#include "tests/logof.h"
 #include "tests/unit/zel/tempdir.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
-#include <sstream>
 #include <string>
-#include <vector>
 
 namespace tests {
 
@@ -29,22 +26,5 @@ public:
 private:
     const std::string m_sPath;
 };
-
-/// What is logged while the action runs, without the times; a shell's own complaints are left out.
-template<typename Action>
-std::vector<std::string> logOf(Action a_oAction)
-{
-    constexpr std::size_t c_iTimeSize = 24;
-    testing::internal::CaptureStderr();
-    a_oAction();
-    std::istringstream oLog(testing::internal::GetCapturedStderr());
-    std::vector<std::string> lLines;
-    for (std::string sLine; std::getline(oLog, sLine);) {
-        if (sLine.starts_with("20") && sLine.size() > c_iTimeSize) {
-            lLines.push_back(sLine.substr(c_iTimeSize));
-        }
-    }
-    return lLines;
-}
 
 } // namespace tests

@@ -1,18 +1,28 @@
 // What every status table has in common. A table's deviations are listed with it, and one that no longer
 // occurs fails the test as much as a new one.
 #include "status/dhcpleases.h"
+#include "status/dnscache.h"
 #include "status/dslstatus.h"
+#include "status/fileplugin.h"
+#include "status/firewall.h"
 #include "status/interfacecounter.h"
 #include "status/interfaces.h"
+#include "status/ipconntrack.h"
 #include "status/iproute.h"
 #include "status/ipv6addresses.h"
+#include "status/passwd.h"
+#include "status/pppstatus.h"
 #include "status/wlanscan.h"
 #include "tests/networknamespace.h"
 #include "tests/row.h"
 #include "tests/unit/device/systemroot.h"
 #include "tests/unit/status/fakeip.h"
+#include "tests/unit/status/fakeppphelper.h"
+#include "tests/unit/status/faketool.h"
+#include "tests/unit/status/forwarder.h"
 #include "tests/unit/status/network.h"
 #include "tests/unit/systema/recordingplugin.h"
+#include "tests/unit/zel/tempdir.h"
 
 #include <gtest/gtest.h>
 
@@ -83,6 +93,19 @@ std::unique_ptr<IStatusInfoSubPlugin> makeIPv6Addresses(Network&)
     return pAddresses;
 }
 
+std::unique_ptr<IStatusInfoSubPlugin> makeConnections(Network& a_oNetwork)
+{
+    const TempDir oDir;
+    const std::string sPath = oDir.file("nf_conntrack");
+    writeFile(sPath, "ipv4 2 tcp 6 119 SYN_SENT src=10.0.0.2 dst=192.0.2.7 sport=5000 dport=80 [UNREPLIED] \n"
+                     "ipv4 2 udp 17 29 src=10.0.0.3 dst=192.0.2.8 sport=5001 dport=53 \n");
+    auto pConnections = std::make_unique<zel::IpConntrack>(
+        a_oNetwork.m_oDispatcher, a_oNetwork.m_oDispatcher, [] { return std::time_t(1000); }, sPath);
+    unsigned iCount = 0;
+    pConnections->getRowCount("IpConntrack", iCount);
+    return pConnections;
+}
+
 std::unique_ptr<IStatusInfoSubPlugin> makeRoutes(Network&)
 {
     FakeIp oIp;
@@ -110,14 +133,87 @@ constexpr const char* c_pDevice = R"({"wlan":{"availability":2,"access-points":[
      "networks":[{"ssid":"neighbour","mac":"02:00:00:00:00:07","channel":6,"signal":40}]},
     {"ssid":"home","mac":"02:00:00:00:00:01","channel":1,"mode":7,"networks":[]}]}})";
 
+std::unique_ptr<IStatusInfoSubPlugin> makePppStatus(Network& a_oNetwork)
+{
+    static FakePppHelper oHelper;
+    oHelper.m_mLinks = {{"ppp0", {2, "UI-SBR:16000,1024;"}}, {"ppp1", {0, ""}}};
+    auto pLinks = std::make_unique<zel::PppStatus>(oHelper, "/nonexistent", a_oNetwork.m_oDispatcher,
+                                                   [] { return std::time_t(0); });
+    pLinks->init();
+    return pLinks;
+}
+
+std::unique_ptr<IStatusInfoSubPlugin> makeFiles(Network&)
+{
+    const TempDir oDir;
+    writeFile(oDir.file("text"), "Name Value\nlan 1\nwan 2\n");
+    auto pFiles = std::make_unique<zel::FilePlugin>();
+    pFiles->addFile("TextFile", zel::FilePlugin::createFile(oDir.file("text"), ""));
+    pFiles->init();
+    return pFiles;
+}
+
+std::unique_ptr<IStatusInfoSubPlugin> makePasswd(Network&)
+{
+    const TempDir oRoot;
+    std::filesystem::create_directory(oRoot.file("etc"));
+    writeFile(oRoot.file("etc/passwd"), "root:x:0:0:root:/root:/bin/sh\nftp:x:21:21:FTP user:/home/ftp:\n");
+    ::setenv("LEDGERD_ROOT", oRoot.path().c_str(), 1);
+    auto pPasswd = std::make_unique<zel::Passwd>([] { return std::time_t(1000); });
+    unsigned iCount = 0;
+    pPasswd->getRowCount("Passwd", iCount);
+    ::unsetenv("LEDGERD_ROOT");
+    return pPasswd;
+}
+
+struct Zones
+{
+    Zones()
+    {
+        m_oTool.behaves("printf 'Chain %s \\n\\n 1 84 ACCEPT all\\n 2 168 DROP all\\n' $2");
+        m_oConfig.m_lRows = {tests::row({{"ZoneName", "lan"}}), tests::row({{"ZoneName", "wan"}})};
+    }
+    FakeTool m_oTool{"iptables"};
+    RecordingPlugin::Calls m_lCalls;
+    RecordingPlugin m_oConfig{"config", {"FirewallZones"}, m_lCalls};
+};
+
+/// Lives with its tool, which each read runs.
+struct FirewallOfZones : private Zones, public zel::Firewall
+{
+    FirewallOfZones() : Firewall(m_oConfig) {}
+};
+
+std::unique_ptr<IStatusInfoSubPlugin> makeFirewall(Network&)
+{
+    return std::make_unique<FirewallOfZones>();
+}
+
+/// Lives with the bus, and is not read again.
+struct CacheOfForwarder : private Forwarder, public zel::DnsCache
+{
+    CacheOfForwarder() : DnsCache(Forwarder::m_oDnsMasq, [] { return std::time_t(1000); })
+    {
+        writeFile(path("dnsmasq.cache"), "1 A 0 F www 192.0.2.80 3600\n2 A 0 F mail 192.0.2.25 60\n");
+        unsigned iCount = 0;
+        answer([&] { DnsCache::getRowCount("DnsCache", iCount); });
+    }
+};
+
+std::unique_ptr<IStatusInfoSubPlugin> makeDnsCache(Network&)
+{
+    return std::make_unique<CacheOfForwarder>();
+}
+
 constexpr const char* c_pKeyCode = "unknown key column gives 10 (no such row)";
 constexpr const char* c_pAcked = "row has Acked, which the schema lacks";
 constexpr const char* c_pReplaces = "schema replaces what is in the list";
+constexpr const char* c_pSkips = "unknown column gives 0 (success)";
 
 const TableCase c_aTables[] = {
     {"StatusDsl", makeDsl, {"Id"}, {}, false, true},
     {"StatusDslRealtime", makeDsl, {"Id"}, {}, false, true},
-    {"StatusNetifWatch", makeInterfaces, {"Id", "Name"}, {"unknown column gives 0 (success)"}},
+    {"StatusNetifWatch", makeInterfaces, {"Id", "Name"}, {c_pSkips}},
     {"NetifCounter", makeCounters, {"Name"}, {c_pKeyCode}},
     {"StatusNetIfIPv6Addresses",
      makeIPv6Addresses,
@@ -127,6 +223,12 @@ const TableCase c_aTables[] = {
     {"WlanScan", makeWlan, {}, {c_pKeyCode}},
     {"DhcpServerClients", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
     {"DhcpLeases", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
+    {"DnsCache", makeDnsCache, {}, {c_pKeyCode}},
+    {"FirewallStatistic", makeFirewall, {}, {c_pReplaces, c_pSkips, c_pKeyCode}},
+    {"PppStatus", makePppStatus, {}, {c_pKeyCode}},
+    {"IpConntrack", makeConnections, {}, {}},
+    {"TextFile", makeFiles, {}, {c_pKeyCode}},
+    {"Passwd", makePasswd, {}, {c_pReplaces, c_pKeyCode}},
     {"RouteIPv4", makeRoutes, {}, {c_pKeyCode}},
     {"RouteIPv6", makeRoutes, {}, {c_pKeyCode}},
 };

@@ -7,14 +7,13 @@
 #include "dbus/ipv6dbusproxy.h"
 #include "dbus/systembus.h"
 #include "systema/configdispatcher.h"
-
-#include <cstdlib>
+#include "tests/privatebus.h"
 
 class Network
 {
 private:
     // First of all: the bus connects as soon as it is made.
-    const int m_iNoBus = ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+    const int m_iNoBus = (tests::ProcessBus::use(), 0);
     zel::SystemBus m_oBus;
 
 public:

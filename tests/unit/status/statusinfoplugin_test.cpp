@@ -97,8 +97,8 @@ protected:
     Calls m_lCalls;
     NameList m_lChanged;
     std::time_t m_iNow = 1000;
-    std::unique_ptr<StatusInfoPlugin> m_pPlugin =
-        std::make_unique<StatusInfoPlugin>(m_oBus, nullptr, [this] { return m_iNow; });
+    std::unique_ptr<StatusInfoPlugin> m_pPlugin = std::make_unique<StatusInfoPlugin>(
+        std::vector<std::string>{}, m_oBus, nullptr, [this] { return m_iNow; });
 };
 
 } // namespace
@@ -161,9 +161,9 @@ TEST_F(StatusInfo, TheFirstThatClaimsATableServesIt)
     EXPECT_EQ(read("a"), (Results{8, 8, 8, 8}));
     NameList lTables;
     m_pPlugin->getTables(lTables, this);
-    EXPECT_EQ(lTables,
-              (NameList{"StatusNetifWatch", "NetifCounter", "StatusNetIfIPv6Addresses", "DhcpServerClients",
-                        "DhcpLeases", "RouteIPv4", "RouteIPv6", "A", "A", "NetifCounter"}));
+    ASSERT_GT(lTables.size(), 3U);
+    EXPECT_EQ(std::vector<std::string>(lTables.end() - 3, lTables.end()),
+              (std::vector<std::string>{"A", "A", "NetifCounter"}));
 }
 
 TEST_F(StatusInfo, EveryWriteIsRefusedAndNoneHandedOn)

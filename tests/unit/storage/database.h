@@ -2,6 +2,7 @@
 #pragma once
 
 #include "storage/sqlitewrapper.h"
+#include "tests/logof.h"
 #include "tests/unit/zel/tempdir.h"
 
 #include <gmock/gmock.h>
@@ -16,19 +17,12 @@ namespace tests {
 using Lines = std::vector<std::string>;
 
 /// The messages that the action logs, without what stands in front of them.
-template<class Action>
-Lines logged(Action a_oAction)
+inline Lines logged(const std::function<void()>& a_oAction)
 {
-    testing::internal::CaptureStderr();
-    a_oAction();
-    std::istringstream oLog(testing::internal::GetCapturedStderr());
-    Lines lLines;
-    for (std::string sLine; std::getline(oLog, sLine);) {
-        const std::string sModule = " SQLiteWrap ";
-        const auto iModule = sLine.find(sModule);
-        const auto iMessage = sLine.find(": ", iModule);
-        EXPECT_NE(iModule, std::string::npos) << sLine;
-        lLines.push_back(iMessage == std::string::npos ? sLine : sLine.substr(iMessage + 2));
+    Lines lLines = logLinesOf(a_oAction);
+    for (std::string& sLine : lLines) {
+        EXPECT_NE(sLine.find(" SQLiteWrap "), std::string::npos) << sLine;
+        sLine.erase(0, sLine.find(": ") + 2);
     }
     return lLines;
 }

@@ -1,5 +1,6 @@
 #include "storage/sqliteconnection.h"
 
+#include "tests/row.h"
 #include "tests/unit/storage/database.h"
 #include "zel/assert.h"
 
@@ -10,9 +11,7 @@ using tests::logged;
 
 namespace {
 
-class SqliteConnectionTest : public tests::DatabaseTest
-{
-};
+using SqliteConnectionTest = tests::DatabaseTest;
 
 } // namespace
 
@@ -28,9 +27,9 @@ TEST_F(SqliteConnectionTest, aFileThatCannotBeOpenedIsAnAssertion)
 
 TEST_F(SqliteConnectionTest, mapsTheCodesOfSqlite)
 {
-    const std::pair<int, unsigned> aCases[] = {{1, 8},  {5, 2}, {6, 3},   {8, 4},   {15, 5}, {19, 6},
-                                               {20, 7}, {2, 1}, {11, 1},  {21, 1},  {26, 1}, {99, 1},
-                                               {-1, 1}, {0, 0}, {100, 0}, {101, 0}, {526, 0}};
+    const std::pair<int, unsigned> aCases[] = {{1, 8},  {5, 2},  {6, 3},  {8, 4},   {15, 5},  {19, 6},
+                                               {20, 7}, {2, 1},  {11, 1}, {21, 1},  {26, 1},  {99, 1},
+                                               {13, 1}, {-1, 1}, {0, 0},  {100, 0}, {101, 0}, {526, 0}};
     const SqliteWrapper oDatabase = open();
     for (const auto& [iSqlite, iCode] : aCases) {
         EResultCode eCode;
@@ -58,6 +57,16 @@ TEST_F(SqliteConnectionTest, openAndCloseAreIdempotentAndCloseEndsWhatIsOpen)
     oDatabase.close();
     EXPECT_FALSE(oDatabase.isOpen());
     EXPECT_EQ(sql("SELECT COUNT(*) FROM T"), "0|"); // rolled back, and the lock is gone
+    logged([&] {
+        unsigned iSize = 0;
+        int iId = 0;
+        ValueList lRow;
+        EXPECT_EQ(oDatabase.getSize(iSize, "T"), 1U);
+        EXPECT_EQ(oDatabase.selectKey(lRow, "T", "Id", "1", {}), 1U);
+        EXPECT_EQ(oDatabase.insertKey(iId, "T", tests::row({{"Id", 1}})), 1U);
+        EXPECT_EQ(oDatabase.updateRow("T", 0, tests::row({{"Id", 2}})), 1U);
+        EXPECT_EQ(oDatabase.deleteKey("T", "Id", "1"), 1U);
+    });
     oDatabase.open();
     EXPECT_TRUE(oDatabase.isOpen());
     EXPECT_EQ(oDatabase.getName(), c_pName);

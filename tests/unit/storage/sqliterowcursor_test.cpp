@@ -91,22 +91,6 @@ TEST_F(RowCursorTest, givesTheSameRowsAsPositionByPosition)
     }
 }
 
-TEST_F(RowCursorTest, goesOnWhereAFullSinkStoppedAndStaysAtTheEnd)
-{
-    SqliteWrapper oDatabase = open();
-    const auto pCursor = cursor(oDatabase);
-    EXPECT_EQ(pCursor->getColumns(), (NameList{"Id", "Name", "N", "B", "Odd"}));
-    Rows oRows(*pCursor, 2);
-    EXPECT_EQ(pCursor->fetch(oRows), 0U);
-    EXPECT_EQ(oRows.m_lRows.size(), 2U);
-    EXPECT_EQ(pCursor->fetch(oRows), 0U);
-    EXPECT_EQ(pCursor->fetch(oRows), 10U);
-    EXPECT_EQ(oRows.m_lRows.size(), 4U);
-    EXPECT_EQ(oDatabase.insertRow("Other", row({{"Id", 1}})), 0U);
-    EXPECT_EQ(pCursor->fetch(oRows), 10U);
-    EXPECT_EQ(oRows.m_lRows.size(), 4U);
-}
-
 TEST_F(RowCursorTest, isOvertakenByAWriteARollbackOrAClose)
 {
     const std::function<void(SqliteWrapper&)> aEvents[] = {

@@ -4,18 +4,10 @@
 
 using namespace systema;
 
-namespace {
-
-std::string text(std::size_t a_iNumber)
-{
-    return "SELECT " + std::to_string(a_iNumber);
-}
-
-} // namespace
-
 TEST(StatementCache, theOneUnusedForLongestMakesRoom)
 {
     StatementCache oCache;
+    const auto text = [](std::size_t a_iNumber) { return "SELECT " + std::to_string(a_iNumber); };
     for (std::size_t i = 0; i < StatementCache::c_iMaximum; ++i) {
         oCache.add(text(i), SqliteStatement(nullptr));
     }

@@ -29,12 +29,10 @@ protected:
 
 TEST_F(ConfigDispatcherTest, ATableThatNobodyServesIs8AndANullHandleAnAssertion)
 {
-    const auto expectRefused = [&](const Operation& a_oOperation) {
-        EXPECT_EQ(a_oOperation(m_oDispatcher, m_pMe, "stored"), EResultCode::NoTable);
-        EXPECT_THROW(a_oOperation(m_oDispatcher, nullptr, "Stored"), zel::error::AssertionError);
-    };
-    std::ranges::for_each(c_aReads, expectRefused);
-    std::ranges::for_each(c_aWrites, expectRefused);
+    EXPECT_EQ(read(m_pMe, "stored"), EResultCode::NoTable);
+    EXPECT_EQ(write(m_pMe, "stored"), EResultCode::NoTable);
+    EXPECT_THROW(read(nullptr, "Stored"), zel::error::AssertionError);
+    EXPECT_THROW(write(nullptr, "Stored"), zel::error::AssertionError);
     EXPECT_THAT(m_lCalls, IsEmpty());
     EXPECT_FALSE(m_oDispatcher.hasTable("stored"));
     EXPECT_FALSE(m_oDispatcher.isStored("stored"));

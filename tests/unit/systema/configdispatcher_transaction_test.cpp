@@ -3,42 +3,15 @@
 
 #include <gmock/gmock.h>
 
-using systema::ConfigDispatcher;
 using systema::EResultCode;
 using systema::NameList;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 namespace {
-
-class Observer : public systema::ITransactionObserver
-{
-public:
-    explicit Observer(RecordingPlugin::Calls& a_lCalls) : m_lCalls(a_lCalls) {}
-
-    void transactionLost(const void* a_handle, const char* a_pReason) override
-    {
-        m_pLoser = a_handle;
-        m_lCalls.push_back(std::string("lost: ") + a_pReason);
-    }
-    void transactionEnded() override { m_lCalls.push_back("ended"); }
-    void transactionFree() override { m_lCalls.push_back("free"); }
-
-    const void* m_pLoser = nullptr;
-
-private:
-    RecordingPlugin::Calls& m_lCalls;
-};
 
 class TransactionTest : public DispatcherTest
 {
 protected:
-    void tick()
-    {
-        NameList lChanged;
-        m_oDispatcher.tick(lChanged);
-    }
     /// Turns the clock and looks at the time-out; true when the open transaction was rolled back.
     bool isOverdueAfter(long a_iSeconds)
     {
@@ -108,29 +81,6 @@ TEST_F(TransactionTest, ARollbackGoesThroughEveryPluginAndReportsTheFirstFailure
     EXPECT_EQ(begin(m_pOther), EResultCode::Success);
 }
 
-TEST_F(TransactionTest, WhoLostATransactionIsRefusedUntilItEndsIt)
-{
-    for (const auto pEnd : {&ConfigDispatcher::commitTransaction, &ConfigDispatcher::rollbackTransaction}) {
-        begin(m_pMe);
-        isOverdueAfter(30);
-        takeCalls();
-        for (const auto& oRead : c_aReads) {
-            EXPECT_EQ(oRead(m_oDispatcher, m_pMe, "Stored"), EResultCode::Failure);
-        }
-        for (const auto& oWrite : c_aWrites) {
-            EXPECT_EQ(oWrite(m_oDispatcher, m_pMe, "Stored"), EResultCode::Failure);
-        }
-        EXPECT_EQ(read(m_pOther, "Stored"), EResultCode::Success);
-        EXPECT_EQ((m_oDispatcher.*pEnd)(m_pMe), EResultCode::Failure);
-        EXPECT_THAT(takeCalls(), ElementsAre("stored.getSize Stored"));
-        EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
-    }
-    begin(m_pMe);
-    isOverdueAfter(30);
-    EXPECT_EQ(begin(m_pMe), EResultCode::Success); // a new beginning ends it too
-    EXPECT_EQ(write(m_pMe, "Stored"), EResultCode::Success);
-}
-
 TEST_F(TransactionTest, TheCurrentTimeoutHoldsForOneTransactionAndTheDefaultReturns)
 {
     EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 30);
@@ -158,26 +108,4 @@ TEST_F(TransactionTest, AHandleThatDisconnectsIsForgotten)
     isOverdueAfter(30);
     m_oDispatcher.disconnect(m_pMe);
     EXPECT_EQ(read(m_pMe, "Stored"), EResultCode::Success);
-}
-
-TEST_F(TransactionTest, TheObserverIsToldOfEveryEndAndAskedOnlyWhenNoneIsOpen)
-{
-    RecordingPlugin::Calls lTold;
-    Observer oObserver(lTold);
-    m_oDispatcher.setTransactionObserver(&oObserver);
-    begin(m_pMe);
-    tick();
-    EXPECT_THAT(lTold, IsEmpty());
-    commit(m_pMe);
-    begin(m_pMe);
-    rollback(m_pMe);
-    begin(m_pMe);
-    m_oDispatcher.disconnect(m_pMe);
-    tick();
-    EXPECT_THAT(std::exchange(lTold, {}), ElementsAre("ended", "ended", "ended", "free"));
-
-    begin(m_pOther);
-    isOverdueAfter(30);
-    EXPECT_THAT(lTold, ElementsAre("ended", "lost: it lasted longer than the transaction time-out"));
-    EXPECT_EQ(oObserver.m_pLoser, m_pOther);
 }

@@ -1,9 +1,8 @@
 // What the tests of the dispatcher share: a dispatcher with a clock that the test turns, a plugin with a
-// virtual and one with a stored table, and the operations of the contract to run on any table.
+// virtual and one with a stored table.
 #pragma once
 
 #include "systema/configdispatcher.h"
-#include "tests/row.h"
 #include "tests/unit/systema/recordingplugin.h"
 
 #include <gmock/gmock.h>
@@ -47,49 +46,4 @@ protected:
     // Handles of two connections.
     const void* const m_pMe = &m_lCalls;
     const void* const m_pOther = &m_oNow;
-};
-
-/// An operation of the contract, with sample arguments.
-using Operation = systema::EResultCode (*)(systema::ConfigPluginBase&, const void*, const std::string&);
-
-inline const Operation c_aReads[] = {
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-        systema::ColumnList lColumns;
-        return a_oPlugin.getSchema(lColumns, a_pHandle, a_sTable);
-    },
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-        unsigned int iSize = 0;
-        return a_oPlugin.getSize(iSize, a_pHandle, a_sTable);
-    },
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-        systema::ValueList lRow;
-        return a_oPlugin.selectRow(lRow, a_pHandle, a_sTable, 3, {"Id", "Name"});
-    },
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-        systema::ValueList lRow;
-        return a_oPlugin.selectKey(lRow, a_pHandle, a_sTable, "Name", "lan1", {"Id"});
-    },
-};
-
-inline const Operation c_aWrites[] = {
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-        return a_oPlugin.insertRow(a_pHandle, a_sTable, tests::row({{"Id", 1}}));
-    },
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-        int iId = 0;
-        return a_oPlugin.insertKey(iId, a_pHandle, a_sTable, tests::row({{"Id", 2}}));
-    },
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-        return a_oPlugin.updateRow(a_pHandle, a_sTable, 4, tests::row({{"Name", "a"}}));
-    },
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-        return a_oPlugin.updateKey(a_pHandle, a_sTable, "Id", "5", tests::row({{"Name", "b"}}));
-    },
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-        return a_oPlugin.deleteRow(a_pHandle, a_sTable, 6);
-    },
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) {
-        return a_oPlugin.deleteKey(a_pHandle, a_sTable, "Id", "7");
-    },
-    [](auto& a_oPlugin, auto a_pHandle, auto& a_sTable) { return a_oPlugin.deleteAll(a_pHandle, a_sTable); },
 };

@@ -67,30 +67,6 @@ protected:
 
 } // namespace
 
-TEST_F(EventDispatcherTest, TellsWhatADescriptorWasRegisteredFor)
-{
-    const Pair oPair;
-    Handler oHandler;
-    EXPECT_TRUE(m_oEvents.registerHandler(oPair.fd(), 0, &oHandler));
-    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
-    oPair.send();
-    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 1);
-    EXPECT_EQ(m_oEvents.handleEvents(0), 1); // until it is read
-
-    // What it waits for can be changed, and so can the handler.
-    Handler oWriter;
-    char cByte = 0;
-    EXPECT_EQ(::read(oPair.fd(), &cByte, 1), 1);
-    EXPECT_TRUE(m_oEvents.registerHandler(oPair.fd(), systema::net::c_iWritable, &oWriter));
-    EXPECT_EQ(m_oEvents.handleEvents(0), 1);
-    EXPECT_EQ(oWriter.m_iEvents, 1);
-    EXPECT_EQ(oHandler.m_iEvents, 2);
-
-    m_oEvents.unregisterHandler(oPair.fd());
-    m_oEvents.unregisterHandler(oPair.fd());
-    EXPECT_EQ(m_oEvents.handleEvents(0), 0);
-}
-
 TEST_F(EventDispatcherTest, WaitingForAHangUpSleepsThroughDataAndIsToldOfTheEnd)
 {
     Pair oPair;

@@ -81,29 +81,6 @@ TEST_F(PersistScriptTest, AWaitOfNothingMeansNoDelayedSave)
     EXPECT_THAT(processAfter(1), ElementsAre(1));
 }
 
-TEST_F(PersistScriptTest, ATriggerSavesOnceWhateverIsPending)
-{
-    m_oScript.setWaitTime(0);
-    m_oScript.trigger();
-    m_oScript.trigger();
-    EXPECT_THAT(process(), ElementsAre(1));
-    EXPECT_THAT(process(), IsEmpty());
-    m_oScript.markChanged();
-    m_oScript.trigger();
-    EXPECT_THAT(process(), ElementsAre(1));
-    EXPECT_THAT(process(true), IsEmpty()); // it saved the change too
-}
-
-TEST_F(PersistScriptTest, TheFinalCallSavesWhatIsUnsavedWithoutWaiting)
-{
-    m_oScript.setWaitTime(0);
-    EXPECT_THAT(process(true), IsEmpty());
-    m_oScript.markChanged();
-    EXPECT_THAT(process(false), IsEmpty());
-    EXPECT_THAT(process(true), ElementsAre(1));
-    EXPECT_THAT(process(true), IsEmpty());
-}
-
 TEST_F(PersistScriptTest, WhatTheNosqldumpModeLeftOutIsSavedInTheNextMode)
 {
     m_oScript.setPersistMode(PersistScript::c_ePersistNoSqlDump);

@@ -1,6 +1,7 @@
 // Bulk reading through the dispatcher, by a plugin's own means and position by position.
 #include "systema/positioncursor.h"
 
+#include "tests/row.h"
 #include "tests/unit/systema/dispatcherfixture.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,7 @@
 #include "systema/value.h"
 
+#include "tests/row.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -80,4 +82,11 @@ TEST(Value, CopiesAreDeepAndAMovedFromValueIsNull)
         oAssigned = oSelf;
         EXPECT_EQ(oAssigned, oOriginal);
     }
+}
+
+TEST(ValueList, FindsTheFirstOfANameAndMindsLetterCase)
+{
+    const systema::ValueList lRow = tests::row({{"Id", 1}, {"Id", 2}});
+    EXPECT_EQ(lRow.find("Id")->getInteger(), 1);
+    EXPECT_EQ(lRow.find("id"), nullptr);
 }

@@ -182,3 +182,11 @@ TEST(Execute, failsCleanlyWithoutDescriptorsOrChildStatus)
         return execute("echo x") == std::pair<int, std::string>(127, "x\n");
     }));
 }
+
+TEST(Execute, allOutputIsHandedOver)
+{
+    std::string sOutput;
+    const auto add = [&](std::string_view a_sText) { sOutput += a_sText; };
+    EXPECT_EQ(zel::executeCommand("head -c 300000 /dev/zero; printf end; exit 3", add, 20), 3);
+    EXPECT_EQ(sOutput, std::string(300000, '\0') + "end");
+}

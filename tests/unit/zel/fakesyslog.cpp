@@ -7,7 +7,7 @@
 namespace {
 
 std::vector<std::pair<int, std::string>> s_lMessages;
-OpenedSyslog s_oOpened;
+const char* s_pName = nullptr;
 
 void keep(int a_iPriority, const char* a_pFormat, va_list a_lArguments) __attribute__((format(printf, 2, 0)));
 
@@ -25,16 +25,16 @@ std::vector<std::pair<int, std::string>> takeSyslog()
     return std::exchange(s_lMessages, {});
 }
 
-OpenedSyslog openedSyslog()
+const char* openedSyslogName()
 {
-    return s_oOpened;
+    return s_pName;
 }
 
 extern "C" {
 
-void openlog(const char* a_pName, int a_iOptions, int a_iFacility)
+void openlog(const char* a_pName, int, int)
 {
-    s_oOpened = {a_pName, a_iOptions, a_iFacility};
+    s_pName = a_pName;
 }
 
 __attribute__((format(printf, 2, 3))) void syslog(int a_iPriority, const char* a_pFormat, ...)

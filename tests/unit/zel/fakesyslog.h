@@ -8,12 +8,5 @@
 /// Priority and text of each message since the last call.
 std::vector<std::pair<int, std::string>> takeSyslog();
 
-struct OpenedSyslog
-{
-    const char* m_pName = nullptr; // as handed over, for syslog keeps the pointer
-    int m_iOptions = 0;
-    int m_iFacility = 0;
-};
-
-/// What the program last opened syslog with.
-OpenedSyslog openedSyslog();
+/// The name that the program last opened syslog with, as handed over, for syslog keeps the pointer.
+const char* openedSyslogName();

@@ -1,19 +1,13 @@
 #include "zel/ipaddresses.h"
 
-#include "tests/networknamespace.h"
+#include <gtest/gtest.h>
 
 #include <sstream>
 
 using zel::net::EIPv6Scope;
-using zel::net::IPAddresses;
 using zel::net::IPv6Address;
 
-namespace {
-
-using IPAddressesTest = NetworkTest;
 using Addresses = std::vector<IPv6Address>;
-
-} // namespace
 
 TEST(IPv6AddressText, IsSortedAndStrangeLinesAreLeftOut)
 {
@@ -34,29 +28,4 @@ TEST(IPv6AddressText, IsSortedAndStrangeLinesAreLeftOut)
                                                               {"eth1", "fe80::1", EIPv6Scope::Link},
                                                               {"eth2", "fe80::3", EIPv6Scope::Link},
                                                               {"lo", "::1", EIPv6Scope::Host}}));
-}
-
-TEST_F(IPAddressesTest, AreThoseOfAllDevices)
-{
-    addLan();
-    ip("link set lan up");
-    ip("link set lo up");
-    ip("address add fe80::1 dev peer");
-    ip("address add fd00::2 dev lan");
-    ip("address add fd00::1 dev lan");
-    IPAddresses oAddresses;
-    EXPECT_TRUE(oAddresses.getIPv6Addresses().empty());
-    oAddresses.refresh();
-    const Addresses lBefore = oAddresses.getIPv6Addresses();
-    EXPECT_EQ(lBefore, (Addresses{{"lan", "fd00::1", EIPv6Scope::Global},
-                                  {"lan", "fd00::2", EIPv6Scope::Global},
-                                  {"lo", "::1", EIPv6Scope::Host},
-                                  {"peer", "fe80::1", EIPv6Scope::Link}}));
-    // Another order in the kernel is none here.
-    ip("address del fd00::1/128 dev lan");
-    oAddresses.refresh();
-    EXPECT_FALSE(oAddresses.IPv6AddressesIsEqual(lBefore));
-    ip("address add fd00::1 dev lan");
-    oAddresses.refresh();
-    EXPECT_TRUE(oAddresses.IPv6AddressesIsEqual(lBefore));
 }

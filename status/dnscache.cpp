@@ -1,0 +1,161 @@
+#include "status/dnscache.h"
+
+#include "dbus/dnsmasqdbusproxy.h"
+#include "zel/log.h"
+#include "zel/systempath.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <utility>
+
+namespace zel {
+
+using configmanager::serverlib::Column;
+using configmanager::serverlib::integer;
+using systema::EDataType;
+using systema::EResultCode;
+using systema::Value;
+
+namespace {
+
+constexpr Column<CacheEntry> c_aColumns[] = {
+    {"Id", EDataType::Integer, [](const CacheEntry& a_oEntry) { return integer(a_oEntry.m_iId); }},
+    {"Instance", EDataType::Integer,
+     [](const CacheEntry& a_oEntry) { return integer(a_oEntry.m_iInstance); }},
+    {"Host", EDataType::Text,
+     [](const CacheEntry& a_oEntry) { return Value(EDataType::Text, a_oEntry.m_sHost); }},
+    {"Address", EDataType::Text,
+     [](const CacheEntry& a_oEntry) { return Value(EDataType::Text, a_oEntry.m_sAddress); }},
+    {"Expires", EDataType::Integer, [](const CacheEntry& a_oEntry) { return integer(a_oEntry.m_iExpires); }},
+};
+
+/// The names of the cache files, in the order of their bytes; nothing when the directory cannot be read.
+std::optional<std::vector<std::string>> findFiles(const std::string& a_sDirectory)
+{
+    std::error_code oError;
+    std::filesystem::directory_iterator it(a_sDirectory, oError);
+    if (oError) {
+        return {};
+    }
+    std::vector<std::string> lNames;
+    for (; it != std::filesystem::directory_iterator() && lNames.size() < DnsCache::c_iMostFiles;
+         it.increment(oError)) {
+        std::string sName = it->path().filename();
+        if (sName.find(".cache") != std::string::npos) {
+            lNames.push_back(std::move(sName));
+        }
+    }
+    std::ranges::sort(lNames);
+    return lNames;
+}
+
+} // namespace
+
+CacheEntry makeCacheEntry(const FileParser::Line& a_lTokens)
+{
+    CacheEntry oEntry;
+    if (!a_lTokens.empty()) {
+        oEntry.m_iExpires = static_cast<std::int32_t>(std::strtol(a_lTokens.back().c_str(), nullptr, 10));
+    }
+    oEntry.m_sHost = FileParser::getToken(a_lTokens, 4);
+    oEntry.m_sAddress = FileParser::getToken(a_lTokens, 5);
+    return oEntry;
+}
+
+DnsCache::DnsCache(DnsMasqDBusProxy& a_oDnsMasq, WallClock a_oNow)
+    : SingleTable("DnsCache", c_aColumns),
+      m_oDnsMasq(a_oDnsMasq),
+      m_iModule(ZEL_Sysloglevel_registerModul("DnsCache")),
+      m_sDirectory(systemPath("/tmp")),
+      m_oInterval(std::move(a_oNow), c_iReadSeconds)
+{
+}
+
+EResultCode DnsCache::getRowCount(const std::string& a_table, unsigned int& a_count)
+{
+    return readFromFile() ? SingleTable::getRowCount(a_table, a_count) : EResultCode(EResultCode::Failure);
+}
+
+EResultCode DnsCache::getRow(const std::string& a_table, systema::ValueList& a_row, unsigned int a_position,
+                             const systema::NameList& a_columns)
+{
+    return readFromFile() ? SingleTable::getRow(a_table, a_row, a_position, a_columns)
+                          : EResultCode(EResultCode::Failure);
+}
+
+EResultCode DnsCache::getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                  const std::string& a_keyColumn, const std::string& a_keyValue,
+                                  const systema::NameList& a_columns)
+{
+    if (!readFromFile()) {
+        return EResultCode::Failure;
+    }
+    const CacheEntry* pEntry = rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue);
+    return pEntry == nullptr ? EResultCode(EResultCode::NoRow)
+                             : SingleTable::getRow(a_table, a_row,
+                                                   static_cast<unsigned>(pEntry - m_lRows.data()), a_columns);
+}
+
+EResultCode DnsCache::startTransaction()
+{
+    m_oLock.open();
+    return EResultCode::Success;
+}
+
+EResultCode DnsCache::commitTransaction()
+{
+    m_oLock.setIdle();
+    return EResultCode::Success;
+}
+
+EResultCode DnsCache::rollbackTransaction()
+{
+    return commitTransaction();
+}
+
+/// True when the table may be served, with new entries or with the old ones.
+bool DnsCache::readFromFile()
+{
+    if (m_oLock.isTaken()) {
+        return true;
+    }
+    m_oLock.lock();
+    if (!m_oInterval.isOver()) {
+        return true;
+    }
+    bool bDone = false; // whatever the forwarder says: the files are what counts
+    if (const auto oError = m_oDnsMasq.DumpCache(bDone)) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "Could not dump cache: %s", oError->c_str());
+        return true;
+    }
+    m_lRows.clear();
+    const auto oNames = findFiles(m_sDirectory);
+    if (!oNames) {
+        return false;
+    }
+    FileParser oParser;
+    for (const auto& sName : *oNames) {
+        const std::string sPath = m_sDirectory + "/" + sName;
+        if (oParser.parse(FileParser::EMode::File, sPath, "", ' ')) {
+            append(oParser.getLines());
+        } else {
+            ZEL_Sysloglevel_error(m_iModule, here(), "Error while parsing %s", sPath.c_str());
+        }
+    }
+    m_oInterval.restart();
+    return true;
+}
+
+void DnsCache::append(const std::vector<FileParser::Line>& a_lLines)
+{
+    const std::size_t iRoom = c_iMostEntries - m_lRows.size();
+    for (const auto& lTokens : std::span(a_lLines).first(std::min(a_lLines.size(), iRoom))) {
+        m_lRows.push_back(makeCacheEntry(lTokens));
+        m_lRows.back().m_iInstance = static_cast<std::int32_t>(m_lRows.size());
+    }
+}
+
+} // namespace zel

@@ -1,0 +1,75 @@
+// The table "DnsCache": the entries of the DNS forwarder's cache.
+//
+// Owned by the status host, which owns the wrapper of dnsmasq as well. Main thread only. A count or a read
+// has the forwarder write its cache files and reads them, once in a client's transaction and at most every
+// five seconds. While the forwarder cannot be asked, the entries stay.
+#pragma once
+
+#include "status/readinterval.h"
+#include "status/singletable.h"
+#include "status/transactionlock.h"
+#include "zel/fileparser.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zel {
+
+class DnsMasqDBusProxy;
+
+struct CacheEntry
+{
+    std::int32_t m_iId = 0; // position, counted from 1, when it was last read
+    std::int32_t m_iInstance = 0;
+    std::string m_sHost;
+    std::string m_sAddress;
+    std::int32_t m_iExpires = 0;
+};
+
+/// What a line of a cache file says: host and address are its fifth and sixth token, the expiry its last one.
+/// What is missing is empty or 0.
+CacheEntry makeCacheEntry(const FileParser::Line& a_lTokens);
+
+class DnsCache : public SingleTable<CacheEntry>
+{
+public:
+    using Cache = CacheEntry;
+
+    static constexpr std::time_t c_iReadSeconds = 5;
+    /// Files that are read, and entries of all of them together, at most.
+    static constexpr std::size_t c_iMostFiles = 256;
+    static constexpr std::size_t c_iMostEntries = 65536;
+
+    /// The wrapper must outlive it.
+    DnsCache(DnsMasqDBusProxy& a_oDnsMasq, WallClock a_oNow);
+
+    void init() override {}
+    // Every read: 1 when the directory of the files cannot be read.
+    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
+                                unsigned int a_position, const systema::NameList& a_columns) override;
+    /// Numbers the row as a read by position does; every column is a key. 0; 1; 9 for an unknown column; 10
+    /// for an unknown key column, too.
+    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override;
+    void update(systema::NameList&) override {}
+
+    systema::EResultCode startTransaction() override;
+    systema::EResultCode commitTransaction() override;
+    systema::EResultCode rollbackTransaction() override;
+
+private:
+    bool readFromFile();
+    void append(const std::vector<FileParser::Line>& a_lLines);
+
+    DnsMasqDBusProxy& m_oDnsMasq;
+    const int m_iModule;
+    const std::string m_sDirectory;
+    ReadInterval m_oInterval;
+    TransactionLock m_oLock;
+};
+
+} // namespace zel

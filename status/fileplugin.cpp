@@ -1,0 +1,229 @@
+#include "status/fileplugin.h"
+
+#include "zel/fileparser.h"
+#include "zel/log.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <span>
+#include <sstream>
+#include <sys/inotify.h>
+#include <utility>
+
+namespace zel {
+
+using systema::EDataType;
+using systema::EResultCode;
+using systema::NameList;
+using systema::Value;
+using systema::ValueList;
+
+namespace {
+
+constexpr const char* c_pId = "Id";
+constexpr std::uint32_t c_iReadEvents = IN_CREATE | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF;
+
+Value number(const FilePlugin::Line& a_oLine)
+{
+    return Value(EDataType::Integer, a_oLine.m_iNumber);
+}
+
+Value text(const FilePlugin::Line& a_oLine, std::size_t a_iColumn)
+{
+    return Value(EDataType::Text, a_oLine.m_lTexts[a_iColumn]);
+}
+
+/// Appends the wanted columns of the line; 10 when it is null.
+EResultCode select(ValueList& a_row, const FilePlugin::File& a_oFile, const FilePlugin::Line* a_pLine,
+                   const NameList& a_lWanted)
+{
+    return a_pLine == nullptr ? EResultCode(EResultCode::NoRow)
+                              : a_oFile.toValueList(a_row, *a_pLine, a_lWanted);
+}
+
+} // namespace
+
+FilePlugin::File::File(std::string a_sPath, Names a_lColumns)
+    : m_sPath(std::move(a_sPath)),
+      m_bFixedColumns(!a_lColumns.empty()),
+      m_lColumns(std::move(a_lColumns))
+{
+}
+
+bool FilePlugin::File::read()
+{
+    FileParser oParser;
+    if (!oParser.parse(FileParser::EMode::File, m_sPath, "", ' ')) {
+        m_bCut = false;
+        return !std::exchange(m_lLines, {}).empty();
+    }
+    m_bCut = oParser.isCut();
+    auto lParsed = oParser.takeLines();
+    std::span lRows(lParsed);
+    Names lColumns = m_lColumns;
+    if (!m_bFixedColumns) {
+        lColumns = lRows.empty() ? Names() : std::move(lRows.front());
+        lRows = lRows.subspan(std::min<std::size_t>(lRows.size(), 1));
+    }
+    std::vector<Line> lLines;
+    lLines.reserve(lRows.size());
+    for (auto& lTexts : lRows) {
+        lTexts.resize(lColumns.size()); // what is missing is empty
+        lLines.push_back({static_cast<std::int32_t>(lLines.size() + 1), std::move(lTexts)});
+    }
+    const bool bChanged = lLines != m_lLines || (lColumns != m_lColumns && !lLines.empty());
+    m_lColumns = std::move(lColumns);
+    m_lLines = std::move(lLines);
+    return bChanged;
+}
+
+void FilePlugin::File::getSchema(systema::ColumnList& a_columns) const
+{
+    a_columns.add(c_pId, EDataType::Integer);
+    for (const auto& sColumn : m_lColumns) {
+        a_columns.add(sColumn, EDataType::Text);
+    }
+}
+
+const FilePlugin::Line* FilePlugin::File::getLine(unsigned a_iPosition) const
+{
+    return a_iPosition < m_lLines.size() ? &m_lLines[a_iPosition] : nullptr;
+}
+
+const FilePlugin::Line* FilePlugin::File::getLine(const std::string& a_sKeyColumn,
+                                                  const std::string& a_sKeyValue) const
+{
+    if (a_sKeyColumn == c_pId) {
+        // The number 0 becomes the greatest position, which is past the end.
+        return getLine(static_cast<unsigned>(std::strtol(a_sKeyValue.c_str(), nullptr, 10)) - 1);
+    }
+    const auto itColumn = std::ranges::find(m_lColumns, a_sKeyColumn);
+    if (itColumn == m_lColumns.end()) {
+        return nullptr;
+    }
+    const auto iColumn = static_cast<std::size_t>(itColumn - m_lColumns.begin());
+    const auto itLine = std::ranges::find_if(
+        m_lLines, [&](const Line& a_oLine) { return a_oLine.m_lTexts[iColumn] == a_sKeyValue; });
+    return itLine == m_lLines.end() ? nullptr : &*itLine;
+}
+
+EResultCode FilePlugin::File::toValueList(ValueList& a_row, const Line& a_oLine,
+                                          const NameList& a_lWanted) const
+{
+    if (a_lWanted.empty()) {
+        a_row.add(c_pId, number(a_oLine));
+        for (std::size_t iColumn = 0; iColumn < m_lColumns.size(); ++iColumn) {
+            a_row.add(m_lColumns[iColumn], text(a_oLine, iColumn));
+        }
+    }
+    for (const auto& sName : a_lWanted) {
+        const auto itColumn = std::ranges::find(m_lColumns, sName);
+        if (sName == c_pId) {
+            a_row.add(sName, number(a_oLine));
+        } else if (itColumn != m_lColumns.end()) {
+            a_row.add(sName, text(a_oLine, static_cast<std::size_t>(itColumn - m_lColumns.begin())));
+        } else {
+            return EResultCode::NoKey;
+        }
+    }
+    return EResultCode::Success;
+}
+
+FilePlugin::FilePlugin() : m_iModule(ZEL_Sysloglevel_registerModul("FilePlug")) {}
+
+FilePlugin::File FilePlugin::createFile(const std::string& a_sPath, const std::string& a_sColumns)
+{
+    File::Names lColumns;
+    std::istringstream oColumns(a_sColumns);
+    for (std::string sColumn; std::getline(oColumns, sColumn, ',');) {
+        lColumns.push_back(sColumn);
+    }
+    return {a_sPath, std::move(lColumns)};
+}
+
+void FilePlugin::addFile(const std::string& a_sPath, File a_oFile)
+{
+    m_mFiles.emplace(a_sPath, std::move(a_oFile));
+}
+
+void FilePlugin::init()
+{
+    for (auto& [sPath, oFile] : m_mFiles) {
+        // In this order: what changes after the read is told then.
+        m_oWatcher.watch(sPath);
+        read(sPath, oFile);
+    }
+}
+
+void FilePlugin::getTableNames(NameList& a_tables) const
+{
+    for (const auto& [sPath, oFile] : m_mFiles) {
+        a_tables.add(sPath);
+    }
+}
+
+EResultCode FilePlugin::getSchema(systema::ColumnList& a_columns, const std::string& a_table)
+{
+    return withFile(a_table, [&](const File& a_oFile) {
+        a_oFile.getSchema(a_columns);
+        return EResultCode();
+    });
+}
+
+EResultCode FilePlugin::getRowCount(const std::string& a_table, unsigned int& a_count)
+{
+    return withFile(a_table, [&](const File& a_oFile) {
+        a_count = a_oFile.getLineCount();
+        return EResultCode();
+    });
+}
+
+EResultCode FilePlugin::getRow(const std::string& a_table, ValueList& a_row, unsigned int a_position,
+                               const NameList& a_columns)
+{
+    return withFile(a_table, [&](const File& a_oFile) {
+        return select(a_row, a_oFile, a_oFile.getLine(a_position), a_columns);
+    });
+}
+
+EResultCode FilePlugin::getRowByKey(const std::string& a_table, ValueList& a_row,
+                                    const std::string& a_keyColumn, const std::string& a_keyValue,
+                                    const NameList& a_columns)
+{
+    return withFile(a_table, [&](const File& a_oFile) {
+        return select(a_row, a_oFile, a_oFile.getLine(a_keyColumn, a_keyValue), a_columns);
+    });
+}
+
+void FilePlugin::update(NameList& a_changedTables)
+{
+    m_oWatcher.doCheck();
+    for (auto& [sPath, oFile] : m_mFiles) {
+        if ((m_oWatcher.takeEvents(sPath) & c_iReadEvents) != 0 && read(sPath, oFile)) {
+            a_changedTables.add(sPath);
+            ZEL_Sysloglevel_info(m_iModule, here(), "%s has changed", sPath.c_str());
+        }
+    }
+}
+
+/// Reads the file; that it is too long is logged when it became so, not each time it is written.
+bool FilePlugin::read(const std::string& a_sPath, File& a_oFile)
+{
+    const bool bWasCut = a_oFile.isCut();
+    const bool bChanged = a_oFile.read();
+    if (a_oFile.isCut() && !bWasCut) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "%s is too long, only its first %u lines are served",
+                              a_sPath.c_str(), a_oFile.getLineCount());
+    }
+    return bChanged;
+}
+
+/// What the operation answers for the file, 8 when there is no such table.
+template<typename Operation>
+EResultCode FilePlugin::withFile(const std::string& a_sTable, Operation a_oOperation) const
+{
+    const auto it = m_mFiles.find(a_sTable);
+    return it == m_mFiles.end() ? EResultCode(EResultCode::NoTable) : a_oOperation(it->second);
+}
+
+} // namespace zel

@@ -1,0 +1,93 @@
+// Text files as tables, a table for each file, named by its path: the first line names the columns, and every
+// further one is a row, cut at its spaces.
+//
+// Owned by the status host, which adds the files. Main thread only. A file is read at the start and whenever
+// the kernel tells of a change of it; one that cannot be read has no rows.
+#pragma once
+
+#include "configmanager/filewatcher.h"
+#include "status/istatusinfosubplugin.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace zel {
+
+class FilePlugin : public IStatusInfoSubPlugin
+{
+public:
+    struct Line
+    {
+        std::int32_t m_iNumber;            // its Id: counted from 1, without the line that names the columns
+        std::vector<std::string> m_lTexts; // one a column
+
+        bool operator==(const Line&) const = default;
+    };
+
+    /// The lines of a file as they were when it was last read, none before.
+    class File
+    {
+    public:
+        using Names = std::vector<std::string>;
+
+        /// Without columns the first line of the file names them.
+        File(std::string a_sPath, Names a_lColumns);
+
+        /// Reads the file anew. True when the table changed: its lines did, or the columns that these have.
+        bool read();
+        /// True when the file has more than is read of one; what comes after that is left out.
+        bool isCut() const { return m_bCut; }
+
+        void getSchema(systema::ColumnList& a_columns) const;
+        unsigned getLineCount() const { return static_cast<unsigned>(m_lLines.size()); }
+        /// The line at a position, counted from 0; null past the end. It lives until the next read.
+        const Line* getLine(unsigned a_iPosition) const;
+        /// The first line whose key column has the value; null when none has, or the key is no column.
+        const Line* getLine(const std::string& a_sKeyColumn, const std::string& a_sKeyValue) const;
+        /// Appends the wanted columns of a line in the order wanted, all when none is named. 0; 9.
+        systema::EResultCode toValueList(systema::ValueList& a_row, const Line& a_oLine,
+                                         const systema::NameList& a_lWanted) const;
+
+    private:
+        const std::string m_sPath;
+        const bool m_bFixedColumns;
+        Names m_lColumns;
+        std::vector<Line> m_lLines;
+        bool m_bCut = false;
+    };
+
+    FilePlugin();
+
+    /// The columns are names with commas between them; an empty text leaves them to the file.
+    static File createFile(const std::string& a_sPath, const std::string& a_sColumns);
+    /// The path is the name of the table.
+    void addFile(const std::string& a_sPath, File a_oFile);
+
+    void init() override;
+    bool hasTable(const std::string& a_table) const override { return m_mFiles.contains(a_table); }
+    void getTableNames(systema::NameList& a_tables) const override;
+    /// 0, 8.
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
+    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    /// 0; 8; 9 for an unknown column; 10.
+    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
+                                unsigned int a_position, const systema::NameList& a_columns) override;
+    /// The same; 10 for an unknown key column too.
+    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override;
+    void update(systema::NameList& a_changedTables) override;
+
+private:
+    bool read(const std::string& a_sPath, File& a_oFile);
+    template<typename Operation>
+    systema::EResultCode withFile(const std::string& a_sTable, Operation a_oOperation) const;
+
+    const int m_iModule;
+    std::map<std::string, File> m_mFiles;
+    configmanager::serverlib::FileWatcher m_oWatcher;
+};
+
+} // namespace zel

@@ -1,0 +1,160 @@
+#include "status/firewall.h"
+
+#include "status/chainlisting.h"
+#include "zel/execute.h"
+#include "zel/lines.h"
+#include "zel/log.h"
+
+#include <utility>
+
+namespace zel {
+
+using configmanager::serverlib::Column;
+using configmanager::serverlib::integer;
+using systema::EDataType;
+using systema::EResultCode;
+using systema::NameList;
+using systema::Value;
+using systema::ValueList;
+
+namespace {
+
+constexpr const char* c_pZonesTable = "FirewallZones";
+constexpr int c_iToolMissing = 127;
+constexpr std::size_t c_iLineBufferSize = 256;
+
+constexpr Column<ChainCount> c_aColumns[] = {
+    {"Id", EDataType::Integer, [](const ChainCount& a_oChain) { return integer(a_oChain.m_iId); }},
+    {"Chain", EDataType::Text,
+     [](const ChainCount& a_oChain) { return Value(EDataType::Text, a_oChain.m_sChain); }},
+    {"PktAccept", EDataType::Integer,
+     [](const ChainCount& a_oChain) { return integer(a_oChain.m_iAccepted); }},
+    {"PktDrop", EDataType::Integer, [](const ChainCount& a_oChain) { return integer(a_oChain.m_iDropped); }},
+};
+
+/// True when a shell takes the name for nothing but a word, and the tool for no option.
+bool isPlain(const std::string& a_sName)
+{
+    constexpr const char* c_pPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.";
+    return a_sName.size() <= Firewall::c_iLongestName && !a_sName.starts_with('-') &&
+           a_sName.find_first_not_of(c_pPlain) == std::string::npos;
+}
+
+} // namespace
+
+Firewall::Firewall(systema::ConfigPluginBase& a_oDispatcher, std::function<Clock::time_point()> a_oNow)
+    : SingleTable("FirewallStatistic", c_aColumns),
+      m_oDispatcher(a_oDispatcher),
+      m_oNow(std::move(a_oNow)),
+      m_iModule(ZEL_Sysloglevel_registerModul("Firewall"))
+{
+}
+
+void Firewall::init()
+{
+    refresh();
+}
+
+EResultCode Firewall::getSchema(systema::ColumnList& a_columns, const std::string& a_table)
+{
+    a_columns.clear();
+    return SingleTable::getSchema(a_columns, a_table);
+}
+
+EResultCode Firewall::getRowCount(const std::string& a_table, unsigned int& a_count)
+{
+    return refresh() ? SingleTable::getRowCount(a_table, a_count) : EResultCode(EResultCode::Failure);
+}
+
+EResultCode Firewall::getRow(const std::string& a_table, ValueList& a_row, unsigned int a_position,
+                             const NameList& a_columns)
+{
+    return refresh() ? SingleTable::getRow(a_table, a_row, a_position, a_columns)
+                     : EResultCode(EResultCode::Failure);
+}
+
+EResultCode Firewall::getRowByKey(const std::string&, ValueList& a_row, const std::string& a_keyColumn,
+                                  const std::string& a_keyValue, const NameList& a_columns)
+{
+    if (!refresh()) {
+        return EResultCode::Failure;
+    }
+    ChainCount* pRow = rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue);
+    return pRow == nullptr ? EResultCode(EResultCode::NoRow) : fill(a_row, *pRow, a_columns);
+}
+
+EResultCode Firewall::fill(ValueList& a_row, ChainCount& a_oRow, const NameList& a_columns)
+{
+    configmanager::serverlib::selectKnownColumns(a_row, a_oRow, c_aColumns, a_columns);
+    return EResultCode::Success;
+}
+
+/// False, without rows, when the tool hangs or is left alone.
+bool Firewall::refresh()
+{
+    m_lRows.clear();
+    const auto oStart = m_oNow();
+    if (oStart < m_oNextTry) {
+        return false;
+    }
+    int iResult = 0;
+    for (const auto& sZone : readZones()) {
+        iResult = m_oNow() - oStart < c_oAllCeiling ? readChain(sZone + "Input") : c_iExecuteTimedOut;
+        if (iResult == c_iExecuteTimedOut || iResult == c_iToolMissing) {
+            break; // and so it would be with the other zones
+        }
+    }
+    const bool bMissing = iResult == c_iToolMissing;
+    if (bMissing && !m_bMissing) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "iptables cannot be run");
+    }
+    m_bMissing = bMissing;
+    const bool bHangs = iResult == c_iExecuteTimedOut;
+    if (bHangs) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "iptables takes too long");
+        m_oNextTry = m_oNow() + c_oHangWait;
+        m_lRows.clear();
+    }
+    return !bHangs;
+}
+
+/// The plain names among those of the zones. Any client can write the others: they get near no shell.
+std::vector<std::string> Firewall::readZones()
+{
+    std::vector<std::string> lZones;
+    std::set<std::string> lRefused;
+    ValueList lRow;
+    for (unsigned i = 0; i < c_iMostZones && m_oDispatcher.selectRow(lRow, this, c_pZonesTable, i,
+                                                                     {"ZoneName"}) == EResultCode::Success;
+         ++i) {
+        if (const Value* pName = lRow.find("ZoneName")) {
+            const std::string& sName = pName->getText();
+            if (isPlain(sName)) {
+                lZones.push_back(sName);
+            } else if (lRefused.insert(sName).second && !m_lRefused.contains(sName)) {
+                ZEL_Sysloglevel_error(m_iModule, here(), "The zone name \"%s\" is not plain", sName.c_str());
+            }
+        }
+        lRow.clear();
+    }
+    m_lRefused = std::move(lRefused);
+    return lZones;
+}
+
+/// Appends the chain's row, if there is such a chain. The tool's exit status.
+int Firewall::readChain(const std::string& a_sChain)
+{
+    ChainListing oListing(a_sChain);
+    LineCutter oLines(c_iLineBufferSize, [&](std::string_view a_sLine) { oListing.add(a_sLine); });
+    const int iResult = executeCommand(
+        "iptables -L " + a_sChain + " -v 2>/dev/null", [&](std::string_view a_sText) { oLines.add(a_sText); },
+        c_iToolCeilingSeconds);
+    oLines.finish();
+    if (oListing.isOfChain()) {
+        m_lRows.push_back({static_cast<std::int32_t>(m_lRows.size() + 1), a_sChain, oListing.getAccepted(),
+                           oListing.getDropped()});
+    }
+    return iResult;
+}
+
+} // namespace zel

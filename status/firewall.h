@@ -1,0 +1,78 @@
+// The table "FirewallStatistic": packets that the input chain of each zone in "FirewallZones" accepted and
+// dropped, as the tool "iptables" lists them.
+//
+// Owned by the status host. Main thread only. Each count and each read runs the tool once a zone. A tool that
+// hangs is killed and left alone for a while, in which counts and reads give 1.
+#pragma once
+
+#include "status/singletable.h"
+#include "systema/configpluginbase.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace zel {
+
+struct ChainCount
+{
+    std::int32_t m_iId; // position, counted from 1
+    std::string m_sChain;
+    std::uint32_t m_iAccepted;
+    std::uint32_t m_iDropped;
+};
+
+class Firewall : public SingleTable<ChainCount>
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// Zones that are read at most, and bytes that the name of one may have.
+    static constexpr unsigned c_iMostZones = 64;
+    static constexpr std::size_t c_iLongestName = 64;
+    /// A tool that hangs is killed after so long, and one that lists all zones slower than this hangs, too:
+    /// the main loop waits for it.
+    static constexpr int c_iToolCeilingSeconds = 2;
+    static constexpr std::chrono::seconds c_oAllCeiling{5};
+    /// The tool is not run for so long after it hung, so that clients are served in between.
+    static constexpr std::chrono::seconds c_oHangWait{30};
+
+    /// The dispatcher must outlive it. The clock is a test's, if any.
+    explicit Firewall(systema::ConfigPluginBase& a_oDispatcher,
+                      std::function<Clock::time_point()> a_oNow = &Clock::now);
+
+    /// Reads once.
+    void init() override;
+    /// Replaces what is in the list. 0.
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
+    /// 0; 1 when the tool hangs, and for a while after it did.
+    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    /// 0, for unknown columns too, which are left out; 1 as above; 10 past the end.
+    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
+                                unsigned int a_position, const systema::NameList& a_columns) override;
+    /// The same; every column is a key. 10 for an unknown key column, too.
+    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override;
+    void update(systema::NameList&) override {}
+
+private:
+    systema::EResultCode fill(systema::ValueList& a_row, ChainCount& a_oRow,
+                              const systema::NameList& a_columns) override;
+    bool refresh();
+    std::vector<std::string> readZones();
+    int readChain(const std::string& a_sChain);
+
+    systema::ConfigPluginBase& m_oDispatcher;
+    const std::function<Clock::time_point()> m_oNow;
+    const int m_iModule;
+    Clock::time_point m_oNextTry;
+    std::set<std::string> m_lRefused; // names of the last read that are not plain, logged already
+    bool m_bMissing = false;          // the tool, at the last read
+};
+
+} // namespace zel

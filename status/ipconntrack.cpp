@@ -1,0 +1,175 @@
+#include "status/ipconntrack.h"
+
+#include "status/ipfilter.h"
+#include "zel/lines.h"
+#include "zel/log.h"
+
+#include <cstdlib>
+#include <utility>
+
+namespace zel {
+
+using configmanager::serverlib::Column;
+using configmanager::serverlib::integer;
+using systema::EDataType;
+using systema::EResultCode;
+using systema::NameList;
+using systema::Value;
+using systema::ValueList;
+
+namespace {
+
+const char* const c_pWatchTable = "StatusNetifWatch";
+constexpr std::time_t c_iServedSeconds = 5;
+constexpr int c_iMostTries = 11;
+
+template<std::string Connection::*Text>
+Value text(const Connection& a_oConnection)
+{
+    return Value(EDataType::Text, a_oConnection.*Text);
+}
+
+template<auto Number>
+Value number(const Connection& a_oConnection)
+{
+    return integer(a_oConnection.*Number);
+}
+
+constexpr Column<Connection> c_aColumns[] = {
+    {"Id", EDataType::Integer, number<&Connection::m_iLine>},
+    {"Protocol", EDataType::Text, text<&Connection::m_sProtocol>},
+    {"ProtocolNumber", EDataType::Integer, number<&Connection::m_iProtocolNumber>},
+    {"Expires", EDataType::Integer, number<&Connection::m_iExpires>},
+    {"State", EDataType::Text, text<&Connection::m_sState>},
+    {"SrcAddress", EDataType::Text, text<&Connection::m_sSrcAddress>},
+    {"DstAddress", EDataType::Text, text<&Connection::m_sDstAddress>},
+    {"SrcPort", EDataType::Integer, number<&Connection::m_iSrcPort>},
+    {"DstPort", EDataType::Integer, number<&Connection::m_iDstPort>},
+    {"Unreplied", EDataType::Integer, number<&Connection::m_bUnreplied>},
+    {"Assured", EDataType::Integer, number<&Connection::m_bAssured>},
+};
+
+/// Empty when the row lacks the column.
+std::string textOf(const ValueList& a_lRow, const char* a_pColumn)
+{
+    const Value* pValue = a_lRow.find(a_pColumn);
+    return pValue == nullptr ? "" : pValue->getText();
+}
+
+} // namespace
+
+IpConntrack::IpConntrack(systema::ConfigPluginBase& a_oConfig, systema::IConfigPublisher& a_oPublisher,
+                         WallClock a_oNow, std::string a_sPath)
+    : SingleTable("IpConntrack", c_aColumns),
+      m_oConfig(a_oConfig),
+      m_oPublisher(a_oPublisher),
+      m_sPath(std::move(a_sPath)),
+      m_iModule(ZEL_Sysloglevel_registerModul("IpConn")),
+      m_oInterval(std::move(a_oNow), c_iServedSeconds)
+{
+}
+
+IpConntrack::~IpConntrack()
+{
+    m_oPublisher.unsubscribeAll(*this);
+}
+
+void IpConntrack::init()
+{
+    if (!m_bSubscribed) {
+        m_oPublisher.subscribe(*this, {c_pWatchTable});
+        m_bSubscribed = true;
+    }
+}
+
+EResultCode IpConntrack::getRowCount(const std::string& a_table, unsigned int& a_count)
+{
+    return readFromFile() ? SingleTable::getRowCount(a_table, a_count) : EResultCode(EResultCode::Failure);
+}
+
+EResultCode IpConntrack::getRow(const std::string& a_table, ValueList& a_row, unsigned int a_position,
+                                const NameList& a_columns)
+{
+    return readFromFile() ? SingleTable::getRow(a_table, a_row, a_position, a_columns)
+                          : EResultCode(EResultCode::Failure);
+}
+
+EResultCode IpConntrack::getRowByKey(const std::string& a_table, ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const NameList& a_columns)
+{
+    if (!readFromFile()) {
+        return EResultCode::Failure;
+    }
+    if (configmanager::serverlib::findColumn(c_aColumns, a_keyColumn) == nullptr) {
+        return EResultCode::NoKey;
+    }
+    if (a_keyColumn == "Id") {
+        // The position in the table, though the column has the number of the line: clients rely on both.
+        const auto iPosition = static_cast<unsigned>(std::strtol(a_keyValue.c_str(), nullptr, 10));
+        return SingleTable::getRow(a_table, a_row, iPosition - 1, a_columns); // of 0: past any end
+    }
+    return selectKey(a_row, m_lRows, c_aColumns, c_aColumns, a_keyColumn, a_keyValue, a_columns);
+}
+
+void IpConntrack::notify(const NameList&)
+{
+    getInterfaces();
+}
+
+bool IpConntrack::readFromFile()
+{
+    if (!m_oInterval.isOver()) {
+        return true;
+    }
+    m_lRows.clear();
+    const IpFilter oFilter(m_sLanAddress, m_sBroadcastAddress, m_sNetmask);
+    std::int32_t iLine = 0;
+    const auto oAdd = [&](std::string_view a_sLine) {
+        if (iLine < c_iMostLines) {
+            Connection oConnection;
+            oConnection.init(++iLine, splitConnection(a_sLine));
+            if (!oFilter(oConnection)) {
+                m_lRows.push_back(std::move(oConnection));
+            }
+        }
+    };
+    if (!readLines(m_sPath, c_iLineBufferSize, c_iMostBytes, oAdd)) {
+        m_lRows.clear();
+        ZEL_Sysloglevel_error(m_iModule, here(), "Could not open file: %s", m_sPath.c_str());
+        return false;
+    }
+    if (m_lRows.size() < m_lRows.capacity() / 4) {
+        m_lRows.shrink_to_fit(); // gives back what a flood of connections took
+    }
+    m_oInterval.restart();
+    return true;
+}
+
+void IpConntrack::getInterfaces()
+{
+    ValueList lLogical;
+    ValueList lDevice;
+    if (readRow(lLogical, "StatusNetifWatchLogical", "LocalLAN", {"Interface"}) &&
+        readRow(lDevice, c_pWatchTable, textOf(lLogical, "Interface"), {"Addr", "BroadAddr", "Netmask"})) {
+        m_sLanAddress = textOf(lDevice, "Addr");
+        m_sBroadcastAddress = textOf(lDevice, "BroadAddr");
+        m_sNetmask = textOf(lDevice, "Netmask");
+    }
+}
+
+/// Reads the row of that name, again at once when that fails, for a while.
+bool IpConntrack::readRow(ValueList& a_lRow, const char* a_pTable, const std::string& a_sName,
+                          const NameList& a_lColumns)
+{
+    for (int i = 0; i < c_iMostTries; ++i) {
+        a_lRow.clear();
+        if (m_oConfig.selectKey(a_lRow, this, a_pTable, "Name", a_sName, a_lColumns) ==
+            EResultCode::Success) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace zel

@@ -1,0 +1,52 @@
+// The table "Passwd": the accounts of the system, without their passwords and shells.
+//
+// Owned by the status host. Main thread only. Read when the table is asked for, at most about every five
+// seconds, and never announced. A file that cannot be read has no accounts.
+#pragma once
+
+#include "status/readinterval.h"
+#include "status/singletable.h"
+
+#include <cstdint>
+#include <string>
+
+namespace zel {
+
+struct PasswdUser
+{
+    std::int32_t m_iId = 0; // position, counted from 1, when it was last read by position
+    std::string m_sUsername;
+    std::string m_sUserId;
+    std::string m_sGroupId;
+    std::string m_sGecos;
+    std::string m_sHomeDirectory;
+};
+
+class Passwd : public SingleTable<PasswdUser>
+{
+public:
+    using User = PasswdUser;
+
+    /// The time is asked for at each access to the table.
+    explicit Passwd(WallClock a_oNow);
+
+    void init() override {}
+    /// Replaces what is in the list. 0.
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
+    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
+                                unsigned int a_position, const systema::NameList& a_columns) override;
+    /// Every column is a key. 0; 9 for an unknown column; 10 for an unknown key column too.
+    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override;
+    void update(systema::NameList&) override {}
+
+private:
+    void getData();
+
+    const int m_iModule;
+    ReadInterval m_oInterval;
+};
+
+} // namespace zel

@@ -1,0 +1,178 @@
+#include "status/pppstatus.h"
+
+#include "zel/fileparser.h"
+#include "zel/log.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace zel {
+
+using configmanager::serverlib::Column;
+using configmanager::serverlib::integer;
+using systema::EDataType;
+using systema::EResultCode;
+using systema::NameList;
+using systema::Value;
+using systema::ValueList;
+
+namespace {
+
+using Entry = PppStatusEntry;
+
+template<std::string Entry::*Text>
+Value text(const Entry& a_oEntry)
+{
+    return Value(EDataType::Text, a_oEntry.*Text);
+}
+
+template<std::int32_t Entry::*Number>
+Value number(const Entry& a_oEntry)
+{
+    return integer(a_oEntry.*Number);
+}
+
+template<int PostAuthRates::*Rate>
+Value rate(const Entry& a_oEntry)
+{
+    return integer(a_oEntry.m_oPostAuthRates.*Rate);
+}
+
+constexpr Column<Entry> c_aColumns[] = {
+    {"Id", EDataType::Integer, number<&Entry::m_iId>},
+    {"Interface", EDataType::Text, text<&Entry::m_sInterface>},
+    {"Status", EDataType::Integer, number<&Entry::m_iStatus>},
+    {"StatusDesc", EDataType::Text, text<&Entry::m_sStatusDesc>},
+    {"User", EDataType::Text, text<&Entry::m_sUser>},
+    {"Password", EDataType::Text, text<&Entry::m_sPassword>},
+    {"PostAuthMessage", EDataType::Text, text<&Entry::m_sPostAuthMessage>},
+    {"PostAuthUpstream", EDataType::Integer, rate<&PostAuthRates::m_iUpstream>},
+    {"PostAuthDownstream", EDataType::Integer, rate<&PostAuthRates::m_iDownstream>},
+};
+
+/// The word after the key, without quotes. Words end at a blank, within quotes too.
+std::string valueOf(const FileParser& a_oPeer, std::string_view a_sKey)
+{
+    const auto* pLine = a_oPeer.find(0, a_sKey);
+    const std::string sValue = pLine == nullptr ? std::string() : FileParser::getToken(*pLine, 1);
+    return sValue.starts_with('"') ? sValue.substr(1, sValue.find('"', 1) - 1) : sValue;
+}
+
+} // namespace
+
+bool PppStatusEntry::operator==(const PppStatusEntry& a_oOther) const
+{
+    return m_sInterface == a_oOther.m_sInterface && m_iStatus == a_oOther.m_iStatus &&
+           m_sStatusDesc == a_oOther.m_sStatusDesc;
+}
+
+void PppStatusEntry::setPppBandwidth(std::string a_sMessage)
+{
+    m_sPostAuthMessage = std::move(a_sMessage);
+    m_oPostAuthRates = parsePostAuthMessage(m_sPostAuthMessage);
+}
+
+PppStatus::PppStatus(IPppHelper& a_oHelper, std::string a_sPeersDirectory,
+                     const systema::ConfigDispatcher& a_oDispatcher, WallClock a_oNow)
+    : SingleTable("PppStatus", c_aColumns),
+      m_oHelper(a_oHelper),
+      m_sPeersDirectory(std::move(a_sPeersDirectory)),
+      m_oDispatcher(a_oDispatcher),
+      m_iModule(ZEL_Sysloglevel_registerModul("PppStatus")),
+      m_oCheck(std::move(a_oNow), c_iCheckSeconds)
+{
+}
+
+EResultCode PppStatus::startTransaction()
+{
+    m_bInTransaction = true;
+    return EResultCode::Success;
+}
+
+EResultCode PppStatus::commitTransaction()
+{
+    m_bInTransaction = m_bRefreshed = false;
+    return EResultCode::Success;
+}
+
+void PppStatus::init()
+{
+    const auto lInterfaces = m_oHelper.getPppInterfaces();
+    m_lInterfaces.insert(m_lInterfaces.end(), lInterfaces.begin(), lInterfaces.end());
+}
+
+EResultCode PppStatus::getRowCount(const std::string& a_table, unsigned int& a_count)
+{
+    getPppStatus();
+    return SingleTable::getRowCount(a_table, a_count);
+}
+
+EResultCode PppStatus::getRow(const std::string& a_table, ValueList& a_row, unsigned int a_position,
+                              const NameList& a_columns)
+{
+    getPppStatus();
+    return SingleTable::getRow(a_table, a_row, a_position, a_columns);
+}
+
+EResultCode PppStatus::getRowByKey(const std::string&, ValueList& a_row, const std::string& a_keyColumn,
+                                   const std::string& a_keyValue, const NameList& a_columns)
+{
+    getPppStatus();
+    return selectKey(a_row, m_lRows, c_aColumns, c_aColumns, a_keyColumn, a_keyValue, a_columns);
+}
+
+void PppStatus::update(NameList& a_changedTables)
+{
+    if (!m_oCheck.isOver()) {
+        return;
+    }
+    m_oCheck.restart();
+    if (m_oDispatcher.hasSubscriber(getTableName()) && getPppStatus()) {
+        a_changedTables.add(getTableName());
+    }
+}
+
+/// Reads the sources, unless they were read in this transaction already. True when a link is new or its state
+/// is another one, and for a transaction in which they were read.
+bool PppStatus::getPppStatus()
+{
+    if (m_bInTransaction && std::exchange(m_bRefreshed, true)) {
+        return true;
+    }
+    bool bChanged = false;
+    for (const auto& sInterface : m_lInterfaces) {
+        const StatusEntry oNow{.m_sInterface = sInterface,
+                               .m_iStatus = m_oHelper.getPppStatus(sInterface),
+                               .m_sStatusDesc = m_oHelper.getPppStatusString()};
+        auto it = std::ranges::find(m_lRows, sInterface, &StatusEntry::m_sInterface);
+        const bool bKnown = it != m_lRows.end();
+        if (!bKnown || *it != oNow) {
+            ZEL_Sysloglevel_info(m_iModule, here(), "%s: %s", bKnown ? "iface changed" : "Found new iface",
+                                 sInterface.c_str());
+            ZEL_Sysloglevel_info(m_iModule, here(), "iface: %s, status: %d, desc: %s", sInterface.c_str(),
+                                 oNow.m_iStatus, oNow.m_sStatusDesc.c_str());
+            if (!bKnown) {
+                it = m_lRows.insert(it, oNow);
+            } else {
+                *it = oNow; // its number too, which is 0 until the next read by position
+            }
+            bChanged = true;
+        }
+        getPppCredentials(*it);
+        it->setPppBandwidth(m_oHelper.getPostAuthMessage(sInterface));
+    }
+    return bChanged;
+}
+
+/// Reads user and password from the link's peer file. What they are must never be logged.
+void PppStatus::getPppCredentials(StatusEntry& a_oEntry) const
+{
+    FileParser oPeer;
+    const bool bRead = oPeer.parse(FileParser::EMode::File,
+                                   m_sPeersDirectory + "/pppoe" + pppUnit(a_oEntry.m_sInterface), "", ' ');
+    a_oEntry.m_sUser = bRead ? valueOf(oPeer, "user") : std::string();
+    a_oEntry.m_sPassword = bRead ? valueOf(oPeer, "password") : std::string();
+}
+
+} // namespace zel

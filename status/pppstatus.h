@@ -1,0 +1,77 @@
+// The table "PppStatus": the PPP links with their states, their credentials and what their servers said.
+//
+// Owned by the status host. Main thread only. The interfaces are those of the start; their sources are read
+// again for every request, but once only while a transaction is open. What cannot be read is an empty text.
+#pragma once
+
+#include "status/ippphelper.h"
+#include "status/postauthmessage.h"
+#include "status/readinterval.h"
+#include "status/singletable.h"
+#include "systema/configdispatcher.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zel {
+
+struct PppStatusEntry
+{
+    std::int32_t m_iId = 0; // position, counted from 1, when it was last read by position
+    std::string m_sInterface;
+    std::int32_t m_iStatus = 0;
+    std::string m_sStatusDesc;
+    std::string m_sUser{};
+    std::string m_sPassword{};
+    std::string m_sPostAuthMessage{};
+    PostAuthRates m_oPostAuthRates{};
+
+    /// Equal in interface and state; the rest does not count.
+    bool operator==(const PppStatusEntry& a_oOther) const;
+    /// Keeps the message and takes the rates from it.
+    void setPppBandwidth(std::string a_sMessage);
+};
+
+class PppStatus : public SingleTable<PppStatusEntry>
+{
+public:
+    using StatusEntry = PppStatusEntry;
+
+    /// Seconds after a check in which update does not look for changes.
+    static constexpr std::time_t c_iCheckSeconds = 1;
+
+    /// The peer files are those "/pppoe<unit>" of the directory. Helper and dispatcher must outlive it.
+    PppStatus(IPppHelper& a_oHelper, std::string a_sPeersDirectory,
+              const systema::ConfigDispatcher& a_oDispatcher, WallClock a_oNow);
+
+    systema::EResultCode startTransaction() override;
+    /// A rollback, on the other hand, ends nothing: what was read last is served until the next commit.
+    systema::EResultCode commitTransaction() override;
+
+    void init() override;
+    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
+                                unsigned int a_position, const systema::NameList& a_columns) override;
+    /// Every column is a key. 0; 9 for an unknown column; 10 for an unknown key column too.
+    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override;
+    /// Looks for changes while somebody subscribes to the table.
+    void update(systema::NameList& a_changedTables) override;
+
+private:
+    bool getPppStatus();
+    void getPppCredentials(StatusEntry& a_oEntry) const;
+
+    IPppHelper& m_oHelper;
+    const std::string m_sPeersDirectory;
+    const systema::ConfigDispatcher& m_oDispatcher;
+    const int m_iModule;
+    ReadInterval m_oCheck;
+    std::vector<std::string> m_lInterfaces;
+    bool m_bInTransaction = false;
+    bool m_bRefreshed = false; // in this transaction
+};
+
+} // namespace zel

@@ -1,0 +1,296 @@
+// The live tables from the kernel, from tools and from files, of a daemon among real connections, packet
+// filters, tunnels and files.
+#include "tests/e2e/nettest.h"
+
+#include <array>
+#include <filesystem>
+#include <set>
+#include <sys/socket.h>
+
+namespace fs = std::filesystem;
+
+namespace e2e {
+namespace {
+
+using zel::UniqueFd;
+
+/// A gateway with a home network, on which there is a desk, and an address of its own that is not on it.
+class SystemTables : public NetTest
+{
+protected:
+    void SetUp() override
+    {
+        NetTest::SetUp();
+        if (IsSkipped()) {
+            return;
+        }
+        ip("link add br0 type veth peer name desk");
+        ip("link set desk netns " + m_oDesk.path());
+        ip("address add 192.168.1.1/24 broadcast + dev br0");
+        ip("address add 203.0.113.9 dev lo");
+        ip("link set br0 up");
+        m_oDesk.ip("address add 192.168.1.20/24 dev desk");
+        m_oDesk.ip("link set desk up");
+        m_oDesk.ip("route add default via 192.168.1.1");
+        // The kernel follows connections once a rule asks for them.
+        m_oNamespace.shell("iptables -A INPUT -m conntrack --ctstate INVALID -j DROP");
+        serve({"--stay"});
+    }
+
+    /// Sends a packet, or opens a connection, and keeps it.
+    void connect(const NetworkNamespace& a_oFrom, int a_iType, const char* a_pFrom, std::uint16_t a_iFromPort,
+                 const char* a_pTo, std::uint16_t a_iToPort)
+    {
+        m_lSockets.push_back(a_oFrom.bindSocket(a_iType, a_pFrom, a_iFromPort));
+        const sockaddr_in oTo = inetAddress(a_pTo, a_iToPort);
+        const int iSocket = m_lSockets.back().get();
+        EXPECT_EQ(0, ::connect(iSocket, reinterpret_cast<const sockaddr*>(&oTo), sizeof oTo));
+        EXPECT_EQ(1, ::send(iSocket, "x", 1, 0));
+    }
+    void listen(const char* a_pAddress, std::uint16_t a_iPort)
+    {
+        m_lSockets.push_back(m_oNamespace.bindSocket(SOCK_STREAM, a_pAddress, a_iPort));
+        EXPECT_EQ(0, ::listen(m_lSockets.back().get(), 1));
+    }
+
+    std::string connection(const char* a_pSrcPort, const char* a_pColumn)
+    {
+        return at("IpConntrack", "SrcPort", a_pSrcPort, a_pColumn);
+    }
+
+    const NetworkNamespace m_oDesk;
+    std::vector<UniqueFd> m_lSockets;
+};
+
+TEST_F(SystemTables, ConnectionsFromTheHomeNetwork)
+{
+    startDaemon();
+    // The daemon learns the network's address when it is told that the devices changed, and not before.
+    Client oWatcher(socket());
+    ASSERT_TRUE(oWatcher.subscribe({"StatusNetifWatch"}).ok());
+    tell("emit StatusChange br0 true");
+    ASSERT_TRUE(oWatcher.waitForChange(c_oDeadline)->has_value());
+
+    listen("203.0.113.9", 8080);
+    listen("192.168.1.1", 8080);
+    connect(m_oDesk, SOCK_STREAM, "192.168.1.20", 40001, "203.0.113.9", 8080);
+    connect(m_oDesk, SOCK_DGRAM, "192.168.1.20", 40002, "203.0.113.9", 9);
+    connect(m_oDesk, SOCK_STREAM, "192.168.1.20", 40003, "192.168.1.1", 8080); // the gateway's own
+    connect(m_oNamespace, SOCK_DGRAM, "203.0.113.9", 40004, "203.0.113.9", 9); // from elsewhere
+
+    const std::vector<std::array<const char*, 3>> lExpected{
+        {"Protocol", "tcp", "udp"},
+        {"ProtocolNumber", "6", "17"},
+        {"State", "ESTABLISHED", ""},
+        {"SrcAddress", "192.168.1.20", "192.168.1.20"},
+        {"DstAddress", "203.0.113.9", "203.0.113.9"},
+        {"DstPort", "8080", "9"},
+        {"Unreplied", "0", "1"},
+        {"Assured", "1", "0"},
+    };
+    for (const auto& [pColumn, pTcp, pUdp] : lExpected) {
+        EXPECT_EQ(pTcp, connection("40001", pColumn)) << pColumn;
+        EXPECT_EQ(pUdp, connection("40002", pColumn)) << pColumn;
+    }
+    EXPECT_EQ(2U, count("IpConntrack"));
+    // What comes within five seconds of the reading is seen later.
+    connect(m_oDesk, SOCK_DGRAM, "192.168.1.20", 40005, "203.0.113.9", 9);
+    EXPECT_EQ("result 10", connection("40005", "State"));
+    await("udp", [&] { return connection("40005", "Protocol"); });
+}
+
+TEST_F(SystemTables, PacketsThatTheZonesTookAndDropped)
+{
+    const auto packets = [&](const char* a_pChain) {
+        return at("FirewallStatistic", "Chain", a_pChain, "PktAccept") + " " +
+               at("FirewallStatistic", "Chain", a_pChain, "PktDrop");
+    };
+    m_oNamespace.shell("iptables -N wanInput && iptables -A INPUT -j wanInput &&"
+                       "iptables -A wanInput -p udp --dport 9 -j ACCEPT &&"
+                       "iptables -A wanInput -p udp --dport 10 -j DROP &&"
+                       "iptables -N wanInput2 && iptables -A wanInput2 -j ACCEPT");
+    startDaemon();
+    EXPECT_EQ("0 0", packets("wanInput"));
+    for (const std::uint16_t iPort : {9, 9, 10}) {
+        connect(m_oDesk, SOCK_DGRAM, "192.168.1.20", 0, "203.0.113.9", iPort);
+    }
+    EXPECT_EQ("2 1", packets("wanInput"));
+    EXPECT_EQ(1U, count("FirewallStatistic")); // the other zones have no chain
+    EXPECT_EQ("1", at("FirewallStatistic", "Chain", "wanInput", "Id"));
+
+    // A client's text never becomes a command of the tool's user.
+    const std::string sVictim = m_oSandbox.path("victim");
+    for (const std::string& sZone :
+         {"x;touch " + sVictim + ";", "$(touch " + sVictim + ")", "`touch " + sVictim + "`",
+          std::string("-Z wan"), std::string("-FINPUT")}) {
+        EXPECT_TRUE(client()
+                        .call(request::InsertKey{
+                            "FirewallZones", row({{"ZoneName", sZone.c_str()}, {"DefaultPolicy", "DROP"}})})
+                        .ok());
+    }
+    EXPECT_EQ("2 1", packets("wanInput"));
+    EXPECT_EQ(1U, count("FirewallStatistic"));
+    EXPECT_FALSE(fs::exists(sVictim));
+
+    // A tool that hangs holds clients up once, and not at each read.
+    setProgram("iptables", "sleep 1000");
+    EXPECT_EQ("result 1 result 1", packets("wanInput"));
+    const auto oBegin = std::chrono::steady_clock::now();
+    EXPECT_EQ("result 1 result 1", packets("wanInput"));
+    EXPECT_LT(std::chrono::steady_clock::now() - oBegin, 1s);
+}
+
+TEST_F(SystemTables, PppLinesAndWhatTheProviderSays)
+{
+    const auto line = [&](const char* a_pColumn) { return at("PppStatus", "Interface", "ppp0", a_pColumn); };
+    fs::create_directories(m_oSandbox.path("etc/ppp/peers"));
+    writeFile(m_oSandbox.path("etc/ppp/peers/pppoe0"),
+              "noauth\nuser \"anna@example\"\npassword secret phrase\n");
+    startDaemon();
+    const std::string sDown = line("StatusDesc");
+    EXPECT_EQ("anna@example", line("User"));
+    EXPECT_EQ("secret", line("Password"));
+    EXPECT_EQ("", line("PostAuthMessage"));
+
+    ip("tuntap add ppp0 mode tun");
+    ip("address add 198.51.100.7 peer 198.51.100.1 dev ppp0");
+    ip("link set ppp0 up");
+    writeFile(m_oSandbox.path("var/run/ppp-auth-message.ppp0"), "SRU=1024#SRD=16000#\n");
+    EXPECT_NE(sDown, line("StatusDesc"));
+    EXPECT_EQ("1024", line("PostAuthUpstream"));
+    EXPECT_EQ("16000", line("PostAuthDownstream"));
+
+    // A transaction sees one state.
+    Transaction oTransaction(client());
+    ASSERT_TRUE(oTransaction.begin().ok());
+    EXPECT_EQ("1024", line("PostAuthUpstream"));
+    writeFile(m_oSandbox.path("var/run/ppp-auth-message.ppp0"), "UI-SBR:8000,512;\n");
+    EXPECT_EQ("1024", line("PostAuthUpstream"));
+    ASSERT_TRUE(oTransaction.commit().ok());
+    EXPECT_EQ("512", line("PostAuthUpstream"));
+    EXPECT_EQ(std::string::npos, daemon().errors().find("secret"));
+}
+
+TEST_F(SystemTables, NamesThatTheForwarderKnows)
+{
+    const auto address = [&](const char* a_pHost) { return at("DnsCache", "Host", a_pHost, "Address"); };
+    serve({"--stay", "--dnsmasq"});
+    tell("cache dnsmasq.cache 'A F 4 x host.example 192.0.2.7 300' 'A F 6 x other.example 2001:db8::7 60'");
+    tell("cache a.cache.0 'A F 4 x first.example 192.0.2.8 5'");
+    startDaemon();
+    await("192.0.2.7", [&] { return address("host.example"); });
+    EXPECT_EQ("2001:db8::7", address("other.example"));
+    // One count over all files, in the order of their names.
+    EXPECT_EQ("1", at("DnsCache", "Host", "first.example", "Instance"));
+    EXPECT_EQ("2", at("DnsCache", "Host", "host.example", "Instance"));
+    EXPECT_EQ("300", at("DnsCache", "Host", "host.example", "Expires"));
+
+    // Whatever becomes of the forwarder, what was read last is served, and nobody waits for long.
+    const std::vector<std::pair<std::vector<std::string>, std::string>> lFaults{
+        {{"--stay", "--dnsmasq", "--dump-fails"}, "the cache cannot be dumped"},
+        {{"--stay"}, "not provided"},
+        {{"--stay", "--dnsmasq", "--silent", "dnsmasq"}, "reply"}};
+    for (const auto& [lOptions, sError] : lFaults) {
+        serve(lOptions);
+        EXPECT_TRUE(eventually([&] {
+            EXPECT_EQ("192.0.2.7", address("host.example"));
+            const std::string sLog = daemon().errors();
+            const auto iError = sLog.rfind("Could not dump cache: ");
+            return iError != std::string::npos && sLog.find(sError, iError) != std::string::npos;
+        })) << sError
+            << ": " << daemon().errors();
+    }
+}
+
+class MappedFiles : public DaemonTest
+{
+protected:
+    std::string file(const std::string& a_sName) const { return m_oSandbox.path("etc/" + a_sName); }
+    /// Waits until so many tables are told as changed, and gives their names below the directory.
+    std::set<std::string> changes(std::size_t a_iCount)
+    {
+        std::set<std::string> lTold;
+        while (lTold.size() < a_iCount) {
+            const auto oTable = client().waitForChange(c_oDeadline);
+            if (!oTable->has_value()) {
+                break;
+            }
+            lTold.insert((*oTable)->substr(file("").size()));
+        }
+        return lTold;
+    }
+    /// All rows, without their column names.
+    std::string rows(const std::string& a_sName)
+    {
+        std::string sText;
+        const unsigned iCount = *client().call(request::GetSize{file(a_sName)});
+        for (unsigned i = 0; i < iCount; ++i) {
+            const ValueList lRow = *client().call(request::SelectRow{file(a_sName), i});
+            for (const auto& [sColumn, oValue] : lRow) {
+                sText += oValue.toText() + (sColumn == "Id" ? ": " : " ");
+            }
+        }
+        return sText;
+    }
+};
+
+TEST_F(MappedFiles, FollowTheirFiles)
+{
+    const std::vector<std::string> lNames{"rewritten", "replaced", "deleted", "late/created"};
+    fs::create_directories(file(""));
+    std::vector<std::string> lOptions;
+    NameList lTables;
+    for (const auto& sName : lNames) {
+        lOptions.insert(lOptions.end(), {"-m", file(sName)});
+        lTables.add(file(sName));
+        if (sName != "late/created") {
+            writeFile(file(sName), "Name Colour State\npower green on\nline red\n");
+        }
+    }
+    const std::string sBegin = "1: power green on 2: line red  ";
+    start(lOptions);
+    EXPECT_EQ(sBegin, rows("replaced"));
+    EXPECT_EQ("", rows("late/created"));
+    ASSERT_TRUE(client().subscribe(lTables).ok());
+
+    writeFile(file("rewritten"), "Name Colour State\npower green off\n"); // one line fewer
+    writeFile(file("new"), "Key\na\nb\n");
+    fs::rename(file("new"), file("replaced"));
+    fs::remove(file("deleted"));
+    fs::create_directory(file("late"));
+    writeFile(file("late/created"), "Mode\nbridge\n");
+    EXPECT_EQ(std::set<std::string>(lNames.begin(), lNames.end()), changes(4));
+    EXPECT_EQ("1: power green off ", rows("rewritten"));
+    EXPECT_EQ("1: a 2: b ", rows("replaced"));
+    EXPECT_EQ("", rows("deleted"));
+    EXPECT_EQ("1: bridge ", rows("late/created"));
+
+    writeFile(file("rewritten"), "Name Colour State\npower green off\n"); // the same again is no change
+    writeFile(file("replaced"), "Key\na\nc\n");
+    writeFile(file("deleted"), "Name Colour State\npower green on\nline red\n");
+    fs::remove_all(file("late"));
+    EXPECT_EQ((std::set<std::string>{"replaced", "deleted", "late/created"}), changes(3));
+    EXPECT_EQ("1: a 2: c ", rows("replaced"));
+    EXPECT_EQ(sBegin, rows("deleted"));
+    EXPECT_EQ("", rows("late/created"));
+    EXPECT_EQ(4U, client().code(request::DeleteAll{file("replaced")}));
+}
+
+TEST_F(MappedFiles, AccountsWithoutTheirPasswords)
+{
+    fs::create_directories(file(""));
+    writeFile(file("passwd"),
+              "root:x:0:0:root:/root:/bin/sh\nftp:hash:21:22:FTP user:/home/ftp:/bin/false\n");
+    start();
+    EXPECT_EQ(row({{"Id", 2},
+                   {"Username", "ftp"},
+                   {"UserId", "21"},
+                   {"GroupId", "22"},
+                   {"Gecos", "FTP user"},
+                   {"HomeDirectory", "/home/ftp"}}),
+              *client().call(request::SelectRow{"Passwd", 1}));
+    EXPECT_EQ(2U, *client().call(request::GetSize{"Passwd"}));
+}
+
+} // namespace
+} // namespace e2e

@@ -1,0 +1,162 @@
+#include "status/dnscache.h"
+
+#include "tests/logof.h"
+#include "tests/row.h"
+#include "tests/unit/status/forwarder.h"
+
+#include <gtest/gtest.h>
+
+using systema::EResultCode;
+using systema::ValueList;
+using tests::row;
+
+namespace {
+
+class DnsCache : public testing::Test
+{
+protected:
+    void write(const std::string& a_sName, const std::string& a_sText)
+    {
+        writeFile(m_oForwarder.path(a_sName), a_sText);
+    }
+    /// The hosts of all rows; the code of the first read that fails.
+    std::string hosts()
+    {
+        unsigned iCount = 0;
+        if (const EResultCode eCode = m_oTable.getRowCount("", iCount); eCode != EResultCode::Success) {
+            return "code " + std::to_string(eCode);
+        }
+        std::string sHosts;
+        for (unsigned i = 0; i < iCount; ++i) {
+            ValueList lRow;
+            EXPECT_EQ(m_oTable.getRow("", lRow, i, {"Host"}), EResultCode::Success);
+            sHosts += lRow.getValue("Host").getText() + " ";
+        }
+        return sHosts;
+    }
+    /// The same after the forwarder was asked once.
+    std::string freshHosts()
+    {
+        std::string sHosts;
+        m_oForwarder.answer([&] { sHosts = hosts(); });
+        return sHosts;
+    }
+    EResultCode find(ValueList& a_lRow, const char* a_pColumn, const char* a_pValue)
+    {
+        a_lRow.clear();
+        return m_oTable.getRowByKey("", a_lRow, a_pColumn, a_pValue, {});
+    }
+
+    Forwarder m_oForwarder;
+    std::time_t m_iNow = 1000;
+    zel::DnsCache m_oTable{m_oForwarder.m_oDnsMasq, [this] { return m_iNow; }};
+};
+
+zel::CacheEntry parse(std::string_view a_sLine)
+{
+    return zel::makeCacheEntry(zel::splitLine(a_sLine, ' '));
+}
+
+} // namespace
+
+TEST_F(DnsCache, ReadsEveryFileInTheOrderOfTheirNames)
+{
+    write("b.cache", "1 A 0 F b1 192.0.2.1 60\n1 A 0 F b2 192.0.2.2 61");
+    write("a.cache.old", "1 A 0 F a 192.0.2.3 62\n");
+    write("B.cache", "\n");
+    write("cache", "1 A 0 F not 192.0.2.4 63\n");
+    std::filesystem::create_directory(m_oForwarder.path("b.cached"));
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(freshHosts(), " a b1 b2 "); }),
+              "error DnsCache Error while parsing " + m_oForwarder.path("b.cached") + "\n");
+    ValueList lRow;
+    EXPECT_EQ(find(lRow, "Address", "192.0.2.2"), EResultCode::Success);
+    EXPECT_EQ(lRow,
+              row({{"Id", 4}, {"Instance", 4}, {"Host", "b2"}, {"Address", "192.0.2.2"}, {"Expires", 61}}));
+}
+
+TEST_F(DnsCache, IsReadAgainAfterFiveSecondsWhichTakesTheNumbersOfTheRows)
+{
+    write("x.cache", "1 A 0 F old 192.0.2.1 60");
+    EXPECT_EQ(freshHosts(), "old ");
+    write("x.cache", "1 A 0 F new 192.0.2.1 60\n1 A 0 F more 192.0.2.2 60");
+    m_iNow += 5;
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(hosts(), "old "); }), "");
+    m_iNow += 1;
+    ValueList lRow;
+    m_oForwarder.answer([&] { EXPECT_EQ(find(lRow, "Id", "1"), EResultCode::NoRow); });
+    EXPECT_EQ(find(lRow, "Host", "more"), EResultCode::Success);
+    EXPECT_EQ(find(lRow, "Id", "2"), EResultCode::Success) << "the row that a key found has its number";
+}
+
+TEST_F(DnsCache, StaysAsItIsInATransaction)
+{
+    EXPECT_EQ(freshHosts(), "");
+    write("x.cache", "1 A 0 F first 192.0.2.1 60");
+    m_iNow += 100;
+    m_oTable.startTransaction();
+    EXPECT_EQ(freshHosts(), "first ");
+    write("x.cache", "1 A 0 F second 192.0.2.1 60");
+    m_iNow += 100;
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(hosts(), "first "); }), "");
+    m_oTable.commitTransaction();
+    EXPECT_EQ(freshHosts(), "second ");
+
+    m_oTable.startTransaction();
+    EXPECT_EQ(hosts(), "second ") << "not read, for it is not time, and not later either";
+    m_iNow += 100;
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(hosts(), "second "); }), "");
+    m_oTable.rollbackTransaction();
+    EXPECT_EQ(freshHosts(), "second ");
+}
+
+TEST_F(DnsCache, EntriesStayWhileTheForwarderCannotBeAsked)
+{
+    write("x.cache", "1 A 0 F kept 192.0.2.1 60");
+    EXPECT_EQ(freshHosts(), "kept ");
+    m_oForwarder.leave();
+    m_iNow += 6;
+    unsigned iCount = 0;
+    const std::string sLog =
+        logOf([&] { EXPECT_EQ(m_oTable.getRowCount("", iCount), EResultCode::Success); });
+    EXPECT_EQ(iCount, 1U);
+    EXPECT_TRUE(sLog.starts_with("error DnsCache Could not dump cache: The name uk.org")) << sLog;
+}
+
+TEST_F(DnsCache, WithoutItsDirectoryEveryReadFails)
+{
+    write("x.cache", "1 A 0 F lost 192.0.2.1 60");
+    EXPECT_EQ(freshHosts(), "lost ");
+    std::filesystem::remove_all(m_oForwarder.path(""));
+    m_iNow += 6;
+    ValueList lRow;
+    EXPECT_EQ(freshHosts(), "code 1");
+    m_oForwarder.answer([&] { EXPECT_EQ(m_oTable.getRow("", lRow, 0, {}), EResultCode::Failure); });
+    m_oForwarder.answer([&] { EXPECT_EQ(find(lRow, "Host", "lost"), EResultCode::Failure); });
+}
+
+TEST_F(DnsCache, HasNoMoreEntriesThanItsBound)
+{
+    const std::string sLine = "1 A 0 F host 192.0.2.1 60\n";
+    std::string sLines;
+    for (int i = 0; i < 40000; ++i) {
+        sLines += sLine;
+    }
+    write("1.cache", sLines);
+    write("2.cache", sLines);
+    unsigned iCount = 0;
+    m_oForwarder.answer([&] { m_oTable.getRowCount("", iCount); });
+    EXPECT_EQ(iCount, zel::DnsCache::c_iMostEntries);
+}
+
+TEST(DnsCacheLine, MayLackAnyToken)
+{
+    const auto oFive = parse(" 1  A 0 F host");
+    EXPECT_EQ(oFive.m_sHost, "host");
+    EXPECT_EQ(oFive.m_sAddress, "");
+    EXPECT_EQ(oFive.m_iExpires, 0) << "the last token, whatever it is";
+    EXPECT_EQ(parse("7").m_iExpires, 7);
+    EXPECT_EQ(parse("7").m_sHost, "");
+    EXPECT_EQ(parse("").m_iExpires, 0);
+    EXPECT_EQ(parse("a b c d host addr 4294967297").m_iExpires, 1);
+    EXPECT_EQ(parse("a b c d host addr 9 -5 ").m_iExpires, -5);
+}

@@ -1,0 +1,127 @@
+#include "status/firewall.h"
+
+#include "tests/logof.h"
+#include "tests/row.h"
+#include "tests/unit/status/faketool.h"
+#include "tests/unit/systema/recordingplugin.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace std::chrono_literals;
+using systema::EResultCode;
+using systema::ValueList;
+using tests::row;
+
+namespace {
+
+class Firewall : public testing::Test
+{
+protected:
+    void setZones(const std::vector<std::string>& a_lNames)
+    {
+        m_oConfig.m_lRows.clear();
+        for (const auto& sName : a_lNames) {
+            m_oConfig.m_lRows.push_back(row({{"ZoneName", sName.c_str()}}));
+        }
+    }
+    /// From now on every chain but "goneInput" has one rule, which accepted so many packets.
+    void accepts(int a_iPackets)
+    {
+        m_oTool.behaves("test $2 = goneInput || printf 'Chain %s (1 references)\\nheader\\n" +
+                        std::to_string(a_iPackets) + " 100 ACCEPT all\\n' $2");
+    }
+    /// The number of rows, else the code.
+    std::string count()
+    {
+        unsigned iCount = 0;
+        const EResultCode eCode = m_oTable.getRowCount("", iCount);
+        return eCode == EResultCode::Success ? std::to_string(iCount) + " rows"
+                                             : "code " + std::to_string(eCode);
+    }
+
+    FakeTool m_oTool{"iptables"};
+    RecordingPlugin::Calls m_lCalls;
+    RecordingPlugin m_oConfig{"config", {"FirewallZones"}, m_lCalls};
+    zel::Firewall::Clock::time_point m_oNow{};
+    zel::Firewall::Clock::duration m_oStep{}; // which each look at the clock takes
+    zel::Firewall m_oTable{m_oConfig, [this] { return m_oNow += m_oStep; }};
+};
+
+} // namespace
+
+TEST_F(Firewall, ListsEachChainAtEachReadAndLeavesNoGapForOneThatIsGone)
+{
+    setZones({"lan", "gone", "wan"});
+    accepts(3);
+    EXPECT_EQ(count(), "2 rows");
+    EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n-L goneInput -v\n-L wanInput -v\n");
+    accepts(4);
+    ValueList lRow;
+    EXPECT_EQ(m_oTable.getRow("", lRow, 1, {}), EResultCode::Success);
+    EXPECT_EQ(lRow, row({{"Id", 2}, {"Chain", "wanInput"}, {"PktAccept", 4}, {"PktDrop", 0}}));
+    accepts(5);
+    lRow.clear();
+    EXPECT_EQ(m_oTable.getRowByKey("", lRow, "Chain", "wanInput", {"PktAccept", "None", "Id"}),
+              EResultCode::Success);
+    EXPECT_EQ(lRow, row({{"PktAccept", 5}, {"Id", 2}}));
+}
+
+TEST_F(Firewall, AZoneNameThatIsNotPlainReachesNoShellAndIsLoggedOnce)
+{
+    const TempDir oDir;
+    const std::string sTouch = "touch " + oDir.file("x");
+    accepts(1);
+    setZones({"a;" + sTouch + ";", "$(" + sTouch + ")", "a\n" + sTouch + "\n", "-F", "a b", "\xc3\xa4",
+              std::string(5000, 'a'), "Lan-1_.x", "-F"});
+    const std::string sLog = logOf([&] { EXPECT_EQ(count(), "1 rows"); });
+    EXPECT_EQ(std::ranges::count(sLog, '\n'), 7) << sLog;
+    EXPECT_NE(sLog.find("error Firewall The zone name \"-F\" is not plain\n"), std::string::npos) << sLog;
+    EXPECT_EQ(m_oTool.takeRuns(), "-L Lan-1_.xInput -v\n");
+    EXPECT_FALSE(std::filesystem::exists(oDir.file("x")));
+
+    EXPECT_EQ(logOf([&] { count(); }), "");
+    setZones({"lan", "-F", "`id`"});
+    EXPECT_EQ(logOf([&] { count(); }), "error Firewall The zone name \"`id`\" is not plain\n");
+}
+
+TEST_F(Firewall, AToolThatHangsIsKilledAndLeftAloneForAWhile)
+{
+    setZones({"lan", "wan"});
+    m_oTool.behaves("printf 'Chain lanInput \\n'; sleep 600");
+    ValueList lRow;
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), "code 1"); }), "error Firewall iptables takes too long\n");
+    EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n");
+    accepts(1);
+    m_oNow += zel::Firewall::c_oHangWait - 1s;
+    EXPECT_EQ(logOf([&] {
+                  EXPECT_EQ(m_oTable.getRow("", lRow, 0, {}), EResultCode::Failure);
+                  EXPECT_EQ(m_oTable.getRowByKey("", lRow, "Id", "1", {}), EResultCode::Failure);
+              }),
+              "");
+    EXPECT_EQ(m_oTool.takeRuns(), "");
+    m_oNow += 1s;
+    EXPECT_EQ(count(), "2 rows");
+
+    // Nor do many that are slow hold the daemon for long.
+    m_oStep = 2s;
+    setZones(std::vector<std::string>(10, "lan"));
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), "code 1"); }), "error Firewall iptables takes too long\n");
+    EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n-L wanInput -v\n-L lanInput -v\n-L lanInput -v\n");
+}
+
+TEST_F(Firewall, AMissingToolIsLoggedOnceUntilItIsThere)
+{
+    setZones({"lan", "wan"});
+    for (int i = 0; i < 2; ++i) {
+        m_oTool.behaves("exit 127");
+        EXPECT_EQ(logOf([&] {
+                      EXPECT_EQ(count(), "0 rows");
+                      EXPECT_EQ(count(), "0 rows");
+                  }),
+                  "error Firewall iptables cannot be run\n");
+        accepts(1);
+        EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), "2 rows"); }), "");
+    }
+}

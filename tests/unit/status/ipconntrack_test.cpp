@@ -1,0 +1,262 @@
+#include "status/ipconntrack.h"
+
+#include "systema/configdispatcher.h"
+#include "tests/logof.h"
+#include "tests/row.h"
+#include "tests/unit/systema/recordingplugin.h"
+#include "tests/unit/zel/tempdir.h"
+
+#include <gtest/gtest.h>
+
+using systema::EResultCode;
+using systema::NameList;
+using systema::ValueList;
+using tests::row;
+
+namespace {
+
+const std::string c_sTable = "IpConntrack";
+
+// As a kernel printed them.
+const std::string c_sSynSent =
+    "ipv4     2 tcp      6 119 SYN_SENT src=192.168.5.20 dst=203.0.113.77 sport=52144 dport=80 [UNREPLIED] "
+    "src=203.0.113.77 dst=198.51.100.1 sport=80 dport=52144 mark=0 zone=0 use=2\n";
+const std::string c_sEstablished =
+    "ipv4     2 tcp      6 431999 ESTABLISHED src=192.168.5.21 dst=203.0.113.7 sport=45546 dport=8080 "
+    "src=203.0.113.7 dst=198.51.100.1 sport=8080 dport=45546 [ASSURED] mark=0 zone=0 use=2\n";
+const std::string c_sIcmp =
+    "ipv4     2 icmp     1 29 src=192.168.5.20 dst=203.0.113.77 type=8 code=0 id=1 [UNREPLIED] "
+    "src=203.0.113.77 dst=198.51.100.1 type=0 code=0 id=1 mark=0 zone=0 use=2\n";
+const std::string c_sDns =
+    "ipv4     2 udp      17 29 src=192.168.5.20 dst=203.0.113.53 sport=59321 dport=53 [UNREPLIED] "
+    "src=203.0.113.53 dst=198.51.100.1 sport=53 dport=59321 mark=0 zone=0 use=2\n";
+const std::string c_sStream =
+    "ipv4     2 udp      17 117 src=192.168.5.20 dst=203.0.113.5 sport=5000 dport=5001 "
+    "src=203.0.113.5 dst=198.51.100.1 sport=5001 dport=5000 [ASSURED] mark=0 zone=0 use=2\n";
+const std::string c_sIPv6 =
+    "ipv6     10 tcp      6 119 TIME_WAIT src=2001:0db8:0000:0000:0000:0000:0000:0020 "
+    "dst=2001:0db8:0000:0000:0000:0000:0000:0077 sport=40422 dport=443 "
+    "src=2001:0db8:0000:0000:0000:0000:0000:0077 dst=2001:0db8:0000:0000:0000:0000:0000:0020 sport=443 "
+    "dport=40422 [ASSURED] mark=0 zone=0 use=2\n";
+
+std::string udp(const std::string& a_sSource, const std::string& a_sDestination)
+{
+    return "ipv4 2 udp 17 29 src=" + a_sSource + " dst=" + a_sDestination + " sport=1 dport=2 use=2\n";
+}
+
+class IpConntrackTest : public testing::Test
+{
+protected:
+    IpConntrackTest()
+    {
+        m_oDispatcher.attachTables(m_oLogical);
+        m_oDispatcher.attachTables(m_oWatch);
+        m_oLogical.m_lRows = {row({{"Interface", "br0"}})};
+        m_oWatch.m_lRows = {
+            row({{"Addr", "192.168.5.1"}, {"BroadAddr", "192.168.5.255"}, {"Netmask", "255.255.255.0"}})};
+    }
+
+    /// The kernel has these connections, and those from before are too old to be served.
+    void track(const std::string& a_sLines)
+    {
+        writeFile(m_sPath, a_sLines);
+        m_iNow += 6;
+    }
+    void learnLan()
+    {
+        m_oConntrack.init();
+        tellOfInterfaces();
+    }
+    void tellOfInterfaces()
+    {
+        m_oDispatcher.insertRow(this, "StatusNetifWatch", {});
+        m_oDispatcher.sendNotifications();
+    }
+    unsigned count()
+    {
+        unsigned iCount = 0;
+        EXPECT_EQ(m_oConntrack.getRowCount(c_sTable, iCount), EResultCode::Success);
+        return iCount;
+    }
+    ValueList read(unsigned a_iPosition, const NameList& a_lColumns = {})
+    {
+        ValueList lRow;
+        EXPECT_EQ(m_oConntrack.getRow(c_sTable, lRow, a_iPosition, a_lColumns), EResultCode::Success);
+        return lRow;
+    }
+    /// The sources of all connections, a space after each.
+    std::string sources()
+    {
+        std::string sSources;
+        for (unsigned i = 0; i < count(); ++i) {
+            sSources += read(i, {"SrcAddress"}).getValue("SrcAddress").getText() + " ";
+        }
+        return sSources;
+    }
+    EResultCode findKey(const std::string& a_sColumn, const std::string& a_sValue)
+    {
+        m_lFound.clear();
+        return m_oConntrack.getRowByKey(c_sTable, m_lFound, a_sColumn, a_sValue, {"Id"});
+    }
+
+    const TempDir m_oDir;
+    const std::string m_sPath = m_oDir.file("nf_conntrack");
+    std::time_t m_iNow = 1000;
+    RecordingPlugin::Calls m_lCalls;
+    RecordingPlugin m_oLogical{"logical", {"StatusNetifWatchLogical"}, m_lCalls};
+    RecordingPlugin m_oWatch{"watch", {"StatusNetifWatch"}, m_lCalls};
+    systema::ConfigDispatcher m_oDispatcher;
+    zel::IpConntrack m_oConntrack{m_oDispatcher, m_oDispatcher, [this] { return m_iNow; }, m_sPath};
+    ValueList m_lFound;
+};
+
+ValueList connection(int a_iId, const char* a_pProtocol, int a_iNumber, int a_iExpires, const char* a_pState,
+                     const char* a_pSource, const char* a_pDestination, int a_iSourcePort,
+                     int a_iDestinationPort, int a_iUnreplied, int a_iAssured)
+{
+    return row({{"Id", a_iId},
+                {"Protocol", a_pProtocol},
+                {"ProtocolNumber", a_iNumber},
+                {"Expires", a_iExpires},
+                {"State", a_pState},
+                {"SrcAddress", a_pSource},
+                {"DstAddress", a_pDestination},
+                {"SrcPort", a_iSourcePort},
+                {"DstPort", a_iDestinationPort},
+                {"Unreplied", a_iUnreplied},
+                {"Assured", a_iAssured}});
+}
+
+} // namespace
+
+TEST_F(IpConntrackTest, ReadsTheKernelsLinesAndNumbersAllOfThem)
+{
+    track(c_sSynSent + c_sIcmp + c_sEstablished + c_sDns + c_sStream + c_sIPv6);
+    EXPECT_EQ(count(), 5U);
+    EXPECT_EQ(read(0),
+              connection(1, "tcp", 6, 119, "SYN_SENT", "192.168.5.20", "203.0.113.77", 52144, 80, 1, 0));
+    EXPECT_EQ(read(1), connection(3, "tcp", 6, 431999, "ESTABLISHED", "192.168.5.21", "203.0.113.7", 45546,
+                                  8080, 0, 1));
+    EXPECT_EQ(read(2), connection(4, "udp", 17, 29, "", "192.168.5.20", "203.0.113.53", 59321, 53, 1, 0));
+    EXPECT_EQ(read(3), connection(5, "udp", 17, 117, "", "192.168.5.20", "203.0.113.5", 5000, 5001, 0, 1));
+    EXPECT_EQ(read(4), connection(6, "tcp", 6, 119, "TIME_WAIT", "2001:0db8:0000:0000:0000:0000:0000:0020",
+                                  "2001:0db8:0000:0000:0000:0000:0000:0077", 40422, 443, 0, 1));
+}
+
+TEST_F(IpConntrackTest, TheKeyIdIsThePositionThoughTheColumnIsTheLine)
+{
+    track(c_sIcmp + c_sSynSent + c_sIcmp + c_sDns);
+    EXPECT_EQ(findKey("Id", "2"), EResultCode::Success);
+    EXPECT_EQ(m_lFound, row({{"Id", 4}}));
+    for (const char* pNumber : {"4", "3", "0", "-1", "x"}) {
+        EXPECT_EQ(findKey("Id", pNumber), EResultCode::NoRow) << pNumber;
+    }
+    EXPECT_EQ(findKey("DstPort", "53udp"), EResultCode::Success);
+    EXPECT_EQ(m_lFound, row({{"Id", 4}}));
+    EXPECT_EQ(findKey("SrcAddress", "192.168.5.20"), EResultCode::Success);
+    EXPECT_EQ(m_lFound, row({{"Id", 2}})) << "the first of two";
+    EXPECT_EQ(findKey("SrcAddress", "192.168.5.020"), EResultCode::NoRow);
+}
+
+TEST_F(IpConntrackTest, SixSecondsAreServedFromOneRead)
+{
+    track(c_sDns);
+    EXPECT_EQ(count(), 1U);
+    writeFile(m_sPath, c_sDns + c_sStream);
+    m_iNow += 5;
+    EXPECT_EQ(count(), 1U);
+    EXPECT_EQ(findKey("DstPort", "5001"), EResultCode::NoRow);
+    m_iNow += 1;
+    EXPECT_EQ(findKey("DstPort", "5001"), EResultCode::Success);
+    EXPECT_EQ(count(), 2U);
+}
+
+TEST_F(IpConntrackTest, AListThatCannotBeReadFailsEveryRequestUntilItCan)
+{
+    track(c_sDns);
+    EXPECT_EQ(count(), 1U);
+    std::filesystem::remove(m_sPath);
+    m_iNow += 6;
+    unsigned iCount = 0;
+    const std::string sLine = "error IpConn Could not open file: " + m_sPath + "\n";
+    EXPECT_EQ(logOf([&] {
+                  EXPECT_EQ(m_oConntrack.getRowCount(c_sTable, iCount), EResultCode::Failure);
+                  EXPECT_EQ(m_oConntrack.getRow(c_sTable, m_lFound, 0, {}), EResultCode::Failure);
+                  EXPECT_EQ(findKey("id", "1"), EResultCode::Failure);
+              }),
+              sLine + sLine + sLine);
+    writeFile(m_sPath, c_sStream);
+    EXPECT_EQ(count(), 1U);
+}
+
+TEST_F(IpConntrackTest, TakesWhatALineHas)
+{
+    m_oWatch.m_lRows = {row({{"Addr", "none"}})}; // lets anything pass
+    learnLan();
+    track("\nipv4 2 udp 17\n" + std::string("ipv4 2 udp 17 \0 29 src=10.0.0.9 \n", 33) +
+          "ipv4 2  tcp 4294967302 -7s SYN=A=B 10.0.0.1 dst= sport= 5 6\n" + std::string(600, 'x') + "\n" +
+          "= = udp = = src=10.0.0.2 dst=10.0.0.3 sport=7 ");
+    EXPECT_EQ(count(), 4U);
+    EXPECT_EQ(read(0), connection(2, "udp", 0, 0, "", "", "", 0, 0, 0, 0)) << "its last text is no token";
+    EXPECT_EQ(read(1), connection(3, "udp", 17, 0, "", "", "", 0, 0, 0, 0)) << "it ends at the NUL";
+    EXPECT_EQ(read(2), connection(4, "tcp", 6, -7, "A=B", "10.0.0.1", "", 0, 5, 0, 0));
+    EXPECT_EQ(read(3), connection(7, "udp", 0, 0, "", "10.0.0.2", "10.0.0.3", 7, 0, 0, 0))
+        << "after a line in two pieces";
+
+    const int iLast = zel::IpConntrack::c_iMostLines;
+    track(std::string(iLast - 1, '\n') + c_sDns + c_sDns);
+    EXPECT_EQ(count(), 1U);
+    EXPECT_EQ(read(0, {"Id"}), row({{"Id", iLast}}));
+}
+
+TEST_F(IpConntrackTest, OnlyANotificationTellsOfTheLan)
+{
+    const std::string sLines = udp("192.168.5.20", "203.0.113.1") + udp("192.168.5.1", "203.0.113.1") +
+                               udp("192.168.5.21", "192.168.5.1") + udp("192.168.6.20", "203.0.113.1") +
+                               udp("2001:0db8::20", "2001:0db8::77");
+    track(sLines);
+    m_oConntrack.init();
+    m_oConntrack.init();
+    EXPECT_EQ(sources(), "192.168.5.20 192.168.5.1 192.168.5.21 192.168.6.20 2001:0db8::20 ");
+    EXPECT_EQ(m_lCalls, RecordingPlugin::Calls());
+
+    tellOfInterfaces();
+    m_lCalls.erase(m_lCalls.begin()); // the change itself
+    EXPECT_EQ(m_lCalls,
+              (RecordingPlugin::Calls{"logical.selectKey StatusNetifWatchLogical Name LocalLAN Interface",
+                                      "watch.selectKey StatusNetifWatch Name br0 Addr, BroadAddr, Netmask"}));
+    EXPECT_EQ(count(), 5U) << "what was read before is not filtered again";
+    track(sLines);
+    EXPECT_EQ(sources(), "192.168.5.20 ");
+
+    m_oWatch.m_lRows = {row({{"Addr", "192.168.6.1"}, {"BroadAddr", ""}, {"Netmask", "255.255.255.0"}})};
+    track(sLines);
+    EXPECT_EQ(sources(), "192.168.5.20 ") << "nobody told of the new address";
+    tellOfInterfaces();
+    track(sLines);
+    EXPECT_EQ(sources(), "192.168.6.20 ");
+}
+
+TEST_F(IpConntrackTest, AddressingThatCannotBeReadIsTriedElevenTimesAndStays)
+{
+    learnLan();
+    const auto callsOfNotification = [&] {
+        m_lCalls.clear();
+        tellOfInterfaces();
+        return m_lCalls.size() - 1;
+    };
+    m_oWatch.m_mResults["selectKey"] = EResultCode::NoRow;
+    EXPECT_EQ(callsOfNotification(), 1U + 11U);
+    m_oLogical.m_mResults["selectKey"] = EResultCode::Failure;
+    EXPECT_EQ(callsOfNotification(), 11U);
+    track(udp("192.168.5.20", "203.0.113.1") + udp("192.168.6.20", "203.0.113.1"));
+    EXPECT_EQ(sources(), "192.168.5.20 ");
+
+    // Rows that lack what is asked for are no addressing: anything passes but what lacks its own addresses.
+    m_oLogical.m_mResults.clear();
+    m_oWatch.m_mResults.clear();
+    m_oLogical.m_lRows = m_oWatch.m_lRows = {ValueList()};
+    tellOfInterfaces();
+    track(udp("192.168.5.20", "203.0.113.1") + udp("192.168.6.20", "203.0.113.1") + "ipv4 2 udp 17 29 \n");
+    EXPECT_EQ(sources(), "192.168.5.20 192.168.6.20 ");
+}

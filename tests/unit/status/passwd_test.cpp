@@ -1,0 +1,87 @@
+#include "status/passwd.h"
+
+#include "tests/row.h"
+#include "tests/unit/zel/tempdir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+using systema::EResultCode;
+using systema::ValueList;
+using tests::row;
+
+namespace {
+
+class PasswdTest : public testing::Test
+{
+protected:
+    PasswdTest()
+    {
+        std::filesystem::create_directory(m_oRoot.file("etc"));
+        ::setenv("LEDGERD_ROOT", m_oRoot.path().c_str(), 1);
+    }
+    ~PasswdTest() override { ::unsetenv("LEDGERD_ROOT"); }
+
+    unsigned count()
+    {
+        unsigned iCount = 0;
+        EXPECT_EQ(m_oPasswd.getRowCount("Passwd", iCount), EResultCode::Success);
+        return iCount;
+    }
+    ValueList at(unsigned a_iPosition)
+    {
+        ValueList lRow;
+        EXPECT_EQ(m_oPasswd.getRow("Passwd", lRow, a_iPosition, {}), EResultCode::Success);
+        return lRow;
+    }
+    EResultCode find(const std::string& a_sColumn, const std::string& a_sValue)
+    {
+        ValueList lRow;
+        return m_oPasswd.getRowByKey("Passwd", lRow, a_sColumn, a_sValue, {"Id"});
+    }
+
+    const TempDir m_oRoot;
+    const std::string m_sFile = m_oRoot.file("etc/passwd");
+    std::time_t m_iNow = 1000;
+    zel::Passwd m_oPasswd{[this] { return m_iNow; }};
+};
+
+} // namespace
+
+TEST_F(PasswdTest, ServesNeitherPasswordNorShell)
+{
+    writeFile(m_sFile, "ftp:x:21:21:FTP user:/home/ftp:/bin/false\nhalf:x:7\n\nnobody:x:99:99:: /:");
+    ASSERT_EQ(count(), 4U);
+    EXPECT_EQ(find("Id", "1"), EResultCode::NoRow) << "rows have no number until they are read by position";
+    EXPECT_EQ(at(0), row({{"Id", 1},
+                          {"Username", "ftp"},
+                          {"UserId", "21"},
+                          {"GroupId", "21"},
+                          {"Gecos", "FTP user"},
+                          {"HomeDirectory", "/home/ftp"}}));
+    EXPECT_EQ(find("Id", "1"), EResultCode::Success);
+    EXPECT_EQ(at(1), row({{"Id", 2},
+                          {"Username", "half"},
+                          {"UserId", "7"},
+                          {"GroupId", ""},
+                          {"Gecos", ""},
+                          {"HomeDirectory", ""}}));
+    EXPECT_EQ(at(3).getValue("HomeDirectory").getText(), "/");
+    EXPECT_EQ(find("UserId", "099"), EResultCode::NoRow) << "numbers are texts";
+}
+
+TEST_F(PasswdTest, IsReadAtMostEveryFiveSeconds)
+{
+    EXPECT_EQ(count(), 0U);
+    writeFile(m_sFile, "root:x:0:0:::\n");
+    m_iNow += 4;
+    EXPECT_EQ(count(), 0U);
+    m_iNow += 1;
+    EXPECT_EQ(at(0).getValue("Username").getText(), "root");
+    std::filesystem::remove(m_sFile);
+    m_iNow += 4;
+    EXPECT_EQ(find("Username", "root"), EResultCode::Success);
+    m_iNow += 1;
+    EXPECT_EQ(find("Username", "root"), EResultCode::NoRow);
+}

@@ -1,0 +1,58 @@
+#include "zel/lines.h"
+
+#include "tests/unit/zel/tempdir.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+#include <vector>
+
+using testing::ElementsAre;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+/// The lines of the text for a buffer of eight bytes, added in pieces of the size.
+Lines cut(std::string_view a_sText, std::size_t a_iPieceSize)
+{
+    Lines lLines;
+    zel::LineCutter oCutter(8, [&](std::string_view a_sLine) { lLines.emplace_back(a_sLine); });
+    for (; !a_sText.empty(); a_sText.remove_prefix(std::min(a_iPieceSize, a_sText.size()))) {
+        oCutter.add(a_sText.substr(0, a_iPieceSize));
+    }
+    oCutter.finish();
+    return lLines;
+}
+
+} // namespace
+
+TEST(Lines, aLineThatDoesNotFitComesInPieces)
+{
+    using namespace std::string_view_literals;
+    for (const std::size_t iPieceSize : {1, 3, 7, 100}) {
+        EXPECT_THAT(cut("a\n\n123456\n1234567\n12345678\nend", iPieceSize),
+                    ElementsAre("a", "", "123456", "1234567", "", "1234567", "8", "end"));
+        EXPECT_THAT(cut("\0b\nc\0d\0\n12345\0b2\n"sv, iPieceSize), ElementsAre("", "c", "12345", "2"));
+    }
+}
+
+TEST(Lines, onlyARegularFileIsRead)
+{
+    const TempDir oDir;
+    Lines lLines;
+    const auto read = [&](const std::string& a_sPath, std::size_t a_iMostBytes) {
+        lLines.clear();
+        return zel::readLines(a_sPath, 8, a_iMostBytes,
+                              [&](std::string_view a_sLine) { lLines.emplace_back(a_sLine); });
+    };
+    ASSERT_EQ(::mkfifo(oDir.file("fifo").c_str(), 0600), 0);
+    for (const auto& sPath : {oDir.file("none"), oDir.path(), oDir.file("fifo"), std::string("/dev/zero")}) {
+        EXPECT_FALSE(read(sPath, 100)) << sPath;
+    }
+    writeFile(oDir.file("text"), "a\nb\ncd");
+    EXPECT_TRUE(read(oDir.file("text"), 100));
+    EXPECT_THAT(lLines, ElementsAre("a", "b", "cd"));
+    EXPECT_TRUE(read(oDir.file("text"), 5));
+    EXPECT_THAT(lLines, ElementsAre("a", "b", "c"));
+}
