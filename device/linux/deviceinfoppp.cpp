@@ -1,6 +1,7 @@
 // PPP links as the kernel and pppd's own files show them.
 #include "device/deviceinfoppp.h"
 
+#include "device/pppstate.h"
 #include "zel/daemon.h"
 #include "zel/lines.h"
 #include "zel/netdevice.h"
@@ -11,14 +12,6 @@
 #include <utility>
 
 namespace {
-
-enum EPppStatus
-{
-    c_iDisconnected = 0,
-    c_iConnecting = 1,
-    c_iConnected = 2,
-    c_iConfiguring = 3,
-};
 
 bool hasAddress(const zel::net::NetDeviceState& a_oState)
 {
@@ -34,26 +27,11 @@ int ZEL_DeviceInfoPPPAPI_getPPPStatus(int a_iUnit)
     const zel::net::NetDevice oDevice(sDevice);
     const auto& oState = oDevice.getState();
     if (oState.m_bUp) {
-        return hasAddress(oState) ? c_iConnected : c_iConfiguring;
+        return hasAddress(oState) ? zel::device::c_iPppConnected : zel::device::c_iPppConfiguring;
     }
     const auto oPppd = ZEL_Daemon_construct(sDevice.c_str(), zel::systemPath("/var/run"));
-    return ZEL_Daemon_occupiedPidFile(oPppd) ? c_iConnecting : c_iDisconnected;
-}
-
-const char* ZEL_DeviceInfoPPPAPI_getPPPStatusString(int a_iStatus)
-{
-    switch (a_iStatus) {
-    case c_iDisconnected:
-        return "Disconnected";
-    case c_iConnecting:
-        return "Connecting";
-    case c_iConnected:
-        return "Connected";
-    case c_iConfiguring:
-        return "Configuring";
-    default:
-        return "Unknown";
-    }
+    return ZEL_Daemon_occupiedPidFile(oPppd) ? zel::device::c_iPppConnecting
+                                             : zel::device::c_iPppDisconnected;
 }
 
 int ZEL_DeviceInfoPPPAPI_getPostAuthMessageByName(const char* a_pName, char* a_pBuffer, std::size_t a_iSize)
