@@ -1,31 +1,11 @@
 #include "status/defaultppphelper.h"
 
-#include "device/deviceinfoppp.h"
 #include "systema/configdispatcher.h"
 #include "tests/row.h"
+#include "tests/unit/device/systemroot.h"
 #include "tests/unit/systema/recordingplugin.h"
 
 #include <gtest/gtest.h>
-
-#include <cstdio>
-
-// A board's own functions, which take the place of those that are built in: the state of a link is its unit.
-int ZEL_DeviceInfoPPPAPI_getPPPStatus(int a_iUnit)
-{
-    return a_iUnit;
-}
-
-const char* ZEL_DeviceInfoPPPAPI_getPPPStatusString(int a_iStatus)
-{
-    return a_iStatus == 1 ? "one" : "other";
-}
-
-int ZEL_DeviceInfoPPPAPI_getPostAuthMessageByName(const char* a_pName, char* a_pBuffer, std::size_t a_iSize)
-{
-    std::snprintf(a_pBuffer, a_iSize, "message of %s with room for %zu characters, not more", a_pName,
-                  a_iSize);
-    return 0;
-}
 
 namespace {
 
@@ -38,8 +18,11 @@ protected:
             m_oWatch.m_lRows.push_back(tests::row({{"Name", pName}}));
         }
         m_oDispatcher.attachTables(m_oWatch);
+        m_oRoot.write("/var/run/ledgerd-sim.json", R"({"ppp":{"ppp1":{"state":"Connected","message":")" +
+                                                       std::string(100, 'm') + R"("}}})");
     }
 
+    SystemRoot m_oRoot;
     RecordingPlugin::Calls m_lCalls;
     RecordingPlugin m_oWatch{"watch", {"StatusNetifWatch"}, m_lCalls};
     systema::ConfigDispatcher m_oDispatcher;
@@ -62,18 +45,17 @@ TEST_F(DefaultPppHelper, InterfacesAreThoseOfTheTableThatCanBeRead)
 TEST_F(DefaultPppHelper, OneCharacterIsTheUnit)
 {
     for (const char* pName : {"ppp1", "ppp12", "ppp1x"}) {
-        EXPECT_EQ(m_oHelper.getPppStatus(pName), 1) << pName;
-        EXPECT_EQ(m_oHelper.getPppStatusString(), "one");
+        EXPECT_EQ(m_oHelper.getPppStatus(pName), 2) << pName;
+        EXPECT_EQ(m_oHelper.getPppStatusString(), "Connected");
     }
     for (const char* pName : {"ppp0", "pppx", "ppp-1", "ppp", "p", ""}) {
         EXPECT_EQ(m_oHelper.getPppStatus(pName), 0) << pName;
-        EXPECT_EQ(m_oHelper.getPppStatusString(), "other");
+        EXPECT_EQ(m_oHelper.getPppStatusString(), "Disconnected");
     }
 }
 
 TEST_F(DefaultPppHelper, MessageHasSixtyThreeCharactersAtMost)
 {
-    EXPECT_EQ(m_oHelper.getPostAuthMessage("ppp12"),
-              "message of ppp12 with room for 64 characters, not more");
-    EXPECT_EQ(m_oHelper.getPostAuthMessage(std::string(100, 'p')), "message of " + std::string(52, 'p'));
+    EXPECT_EQ(m_oHelper.getPostAuthMessage("ppp1"), std::string(63, 'm'));
+    EXPECT_EQ(m_oHelper.getPostAuthMessage("ppp12"), "");
 }
