@@ -14,6 +14,24 @@ JsonPtr newString(std::string_view a_sText)
     return JsonPtr(json_object_new_string_len(a_sText.data(), static_cast<int>(a_sText.size())));
 }
 
+/// The JSON with \uNNNN for what changes a terminal, which is in strings only.
+std::string harmless(std::string_view a_sJson)
+{
+    std::string sHarmless;
+    while (!a_sJson.empty()) {
+        const Character oCharacter = firstCharacter(a_sJson);
+        if (oCharacter.m_oCode && changesTerminal(*oCharacter.m_oCode)) {
+            const char32_t iCode = *oCharacter.m_oCode; // 16 bits
+            const char aBytes[] = {static_cast<char>(iCode >> 8U), static_cast<char>(iCode & 0xffU)};
+            sHarmless += "\\u" + hexDigits({aBytes, sizeof aBytes});
+        } else {
+            sHarmless += a_sJson.substr(0, oCharacter.m_iSize);
+        }
+        a_sJson.remove_prefix(oCharacter.m_iSize);
+    }
+    return sHarmless;
+}
+
 } // namespace
 
 JsonPtr jsonText(std::string_view a_sText, EInvalidBytes a_eInvalid)
@@ -59,8 +77,8 @@ void addElement(const JsonPtr& a_oArray, JsonPtr a_oElement)
 
 std::ostream& operator<<(std::ostream& a_oStream, const JsonPtr& a_oJson)
 {
-    return a_oStream << json_object_to_json_string_ext(a_oJson.get(), JSON_C_TO_STRING_PLAIN |
-                                                                          JSON_C_TO_STRING_NOSLASHESCAPE);
+    return a_oStream << harmless(json_object_to_json_string_ext(
+               a_oJson.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE));
 }
 
 JsonPtr parseJson(std::string_view a_sText, std::string& a_sError)

@@ -1,4 +1,5 @@
-// Building and reading JSON over json-c. What comes out is valid JSON whatever bytes a table holds.
+// Building and reading JSON over json-c. What comes out is valid JSON whatever bytes a table holds,
+// and changes no terminal that it is written to.
 #pragma once
 
 #include "client/rows.h"

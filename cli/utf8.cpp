@@ -5,8 +5,6 @@
 
 namespace systema::cli {
 
-namespace {
-
 bool changesTerminal(char32_t a_iCode)
 {
     return a_iCode < 0x20 || (a_iCode >= 0x7f && a_iCode < 0xa0) // C0, DEL, C1
@@ -14,8 +12,6 @@ bool changesTerminal(char32_t a_iCode)
            || (a_iCode >= 0x202a && a_iCode <= 0x202e)           // embedding and override of direction
            || (a_iCode >= 0x2066 && a_iCode <= 0x2069);          // isolates
 }
-
-} // namespace
 
 Character firstCharacter(std::string_view a_sText)
 {

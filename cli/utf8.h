@@ -27,6 +27,9 @@ std::string toUtf8(std::string_view a_sText);
 /// Two lower-case hexadecimal digits for each byte.
 std::string hexDigits(std::string_view a_sBytes);
 
+/// True for control characters and those that change the direction of writing.
+bool changesTerminal(char32_t a_iCode);
+
 /// The text with control characters, those that change the direction of writing, and invalid bytes shown as
 /// \xNN, a byte each.
 std::string printable(std::string_view a_sText);
