@@ -44,7 +44,11 @@ std::vector<std::string> Client::changes()
     return lTables;
 }
 
-DaemonTest::DaemonTest() : m_sSocket(m_oSandbox.socket()) {}
+DaemonTest::DaemonTest(std::string a_sProgram)
+    : m_sProgram(std::move(a_sProgram)),
+      m_sSocket(m_oSandbox.socket())
+{
+}
 
 void DaemonTest::TearDown()
 {
@@ -65,7 +69,7 @@ void DaemonTest::start(std::vector<std::string> a_lMoreOptions, std::function<vo
     auto lOptions = paths();
     lOptions.insert(lOptions.end(), a_lMoreOptions.begin(), a_lMoreOptions.end());
     m_pDaemon = std::make_unique<Process>(
-        LEDGERD_BINARY, Process::Start{lOptions, m_oSandbox.environment(), {}, std::move(a_oInChild)});
+        m_sProgram, Process::Start{lOptions, m_oSandbox.environment(), {}, std::move(a_oInChild)});
     const bool bAnswers = eventually([&] {
         systema::client::Connection oProbe({m_sSocket, "probe", c_oDeadline});
         return oProbe.connect().ok() || m_pDaemon->hasEnded();
@@ -77,7 +81,7 @@ void DaemonTest::start(std::vector<std::string> a_lMoreOptions, std::function<vo
 
 Finished DaemonTest::runDaemon(std::vector<std::string> a_lOptions) const
 {
-    return run(LEDGERD_BINARY, {std::move(a_lOptions), m_oSandbox.environment()});
+    return run(m_sProgram, {std::move(a_lOptions), m_oSandbox.environment()});
 }
 
 void DaemonTest::stop()

@@ -54,7 +54,8 @@ public:
 class DaemonTest : public testing::Test
 {
 protected:
-    DaemonTest();
+    /// The program is a daemon of ours, on whichever device.
+    explicit DaemonTest(std::string a_sProgram = LEDGERD_BINARY);
     void TearDown() override;
 
     /// Starts the daemon with its paths in the sandbox, waits until it answers and connects the client.
@@ -93,6 +94,7 @@ protected:
     const Sandbox m_oSandbox;
 
 private:
+    const std::string m_sProgram;
     const std::string m_sSocket;
     std::unique_ptr<Process> m_pDaemon;
     std::unique_ptr<Client> m_pClient;
