@@ -91,6 +91,7 @@ void ClientSession::run(Function a_oFunction)
     // Output is put together in a buffer that all sessions share. Only what the socket does not take at once
     // stays with the session, so that an idle connection costs next to nothing.
     m_iRequestsLeft = m_oManager.getFairness();
+    m_oTurnEnd = std::chrono::steady_clock::now() + c_oTurnTime;
     const bool bBorrowed = m_sOutput.empty();
     if (bBorrowed) {
         m_sOutput.swap(m_oManager.getWriteBuffer());
@@ -102,6 +103,9 @@ void ClientSession::run(Function a_oFunction)
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "The connection of %s is closed: %s",
                               m_oHandler.getProgram().c_str(), zel::error::describeException().c_str());
         m_bGone = true;
+    }
+    if (isTurnOver()) {
+        m_oManager.getEventDispatcher().endPass(); // a pass of slow requests would put all else off
     }
     if (bBorrowed) {
         std::string sUnsent(m_sOutput, m_iSent);
@@ -172,7 +176,7 @@ void ClientSession::advance()
         if (m_bGone || m_bDraining || m_oTurn) {
             return;
         }
-        if (iParts == c_iPartsPerTurn) {
+        if (iParts == c_iPartsPerTurn || (m_pRows && isTurnOver())) {
             return takeTurn();
         }
         if (m_pRows) {
@@ -246,7 +250,7 @@ std::size_t ClientSession::serveFrames(std::string_view a_sInput)
         if (sRest.size() < oHeader->frameSize()) {
             break;
         }
-        if (m_iRequestsLeft == 0) {
+        if (m_iRequestsLeft == 0 || isTurnOver()) {
             takeTurn();
             break;
         }

@@ -24,10 +24,11 @@ namespace zel::cfg {
 class ConfigServiceManager;
 
 constexpr std::chrono::seconds c_oHelloTimeout{5};
-constexpr std::size_t c_iOutputLimit = 1024 * 1024; // unread output from which on no request is read
-constexpr std::size_t c_iEventOutput = 64 * 1024;   // unread output from which on changes wait in a set
-constexpr std::size_t c_iKeptCapacity = 128 * 1024; // of a buffer that has become empty
-constexpr unsigned c_iPartsPerTurn = 16;            // of a bulk read, before others have their turn
+constexpr std::size_t c_iOutputLimit = 1024 * 1024;  // unread output from which on no request is read
+constexpr std::size_t c_iEventOutput = 64 * 1024;    // unread output from which on changes wait in a set
+constexpr std::size_t c_iKeptCapacity = 128 * 1024;  // of a buffer that has become empty
+constexpr unsigned c_iPartsPerTurn = 16;             // of a bulk read, before others have their turn
+constexpr std::chrono::milliseconds c_oTurnTime{50}; // after which others have theirs, whatever is left
 
 class ClientSession : public systema::net::IEventHandler, public systema::IConfigSubscriber
 {
@@ -64,6 +65,7 @@ private:
     void receive();
     void advance();
     void takeTurn();
+    bool isTurnOver() const { return std::chrono::steady_clock::now() >= m_oTurnEnd; }
     void flush();
     void close();
     /// Later requests wait for something that is under way.
@@ -98,6 +100,7 @@ private:
     std::optional<TimerId> m_oWaitEnd;  // set while a begin waits
 
     unsigned m_iRequestsLeft = 0; // before others have their turn
+    std::chrono::steady_clock::time_point m_oTurnEnd;
 
     Header m_oRequest{};                          // the request being served or held
     std::unique_ptr<systema::IRowCursor> m_pRows; // the bulk read under way

@@ -72,13 +72,11 @@ void EventDispatcher::cancelTimer(TimerId a_oId)
 
 int EventDispatcher::runTimers()
 {
-    if (m_mTimers.empty() || m_bPassEnds) { // what a timer ends may be what the end of the pass grants
-        return 0;
-    }
-    // Those that start while others run wait for the next turn, or a timer of 0 ms would run for ever.
+    // Those that start while others run wait for the next turn, or a timer of 0 ms would run for ever. What a
+    // timer ends may be what the end of the pass grants.
     const TimerId oLast{Clock::now(), m_iTimerCount};
     int iCount = 0;
-    while (!m_mTimers.empty() && m_mTimers.begin()->first <= oLast) {
+    while (!m_bPassEnds && !m_mTimers.empty() && m_mTimers.begin()->first <= oLast) {
         auto oTimer = m_mTimers.extract(m_mTimers.begin());
         oTimer.mapped()();
         ++iCount;
@@ -91,15 +89,15 @@ int EventDispatcher::handleEvents(int a_iTimeoutMs)
     if (std::exchange(m_bPassEnds, false)) {
         return 0;
     }
-    int iTimeoutMs = a_iTimeoutMs;
-    if (!m_mTimers.empty()) {
+    int iHandled = runTimers(); // first: what comes meanwhile does not wait for the timers after
+    int iTimeoutMs = iHandled > 0 ? 0 : a_iTimeoutMs;
+    if (iTimeoutMs > 0 && !m_mTimers.empty()) {
         const auto oWait =
             std::chrono::ceil<std::chrono::milliseconds>(m_mTimers.begin()->first.first - Clock::now());
         iTimeoutMs = static_cast<int>(std::clamp<std::int64_t>(oWait.count(), 0, a_iTimeoutMs));
     }
     std::array<epoll_event, c_iEventsPerWait> aEvents;
     const int iReady = ::epoll_wait(m_oEpoll.get(), aEvents.data(), c_iEventsPerWait, iTimeoutMs);
-    int iHandled = runTimers(); // first, so that a timer of 0 ms comes after the pass that starts it
     for (int i = 0; i < iReady; ++i) {
         const std::uint64_t iData = aEvents[static_cast<std::size_t>(i)].data.u64;
         const int iFd = static_cast<int>(static_cast<std::uint32_t>(iData));

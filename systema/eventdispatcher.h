@@ -53,8 +53,9 @@ public:
     /// runs before that.
     void endPass() { m_bPassEnds = true; }
 
-    /// Waits for events, at most a_iTimeoutMs milliseconds, and handles them. Returns how many it handled;
-    /// 0 when the time was over or a signal came.
+    /// Runs the timers that are due, and handles the events that have come by then. When no timer is due, it
+    /// waits for events, at most a_iTimeoutMs milliseconds and not beyond the next timer. Returns how many
+    /// timers and events there were; 0 when the time was over or a signal came.
     int handleEvents(int a_iTimeoutMs);
 
 private:

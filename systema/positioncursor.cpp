@@ -65,6 +65,7 @@ EResultCode PositionCursor::fetch(IRowSink& a_oSink)
     if (m_iVersion != m_iVersionAtOpen) {
         return EResultCode::Busy;
     }
+    const auto oEnd = std::chrono::steady_clock::now() + c_oFetchTime;
     while (m_iLeft > 0 && m_eRow == EResultCode::Success) {
         addRow(a_oSink);
         const bool bRoom = a_oSink.endRow();
@@ -72,7 +73,7 @@ EResultCode PositionCursor::fetch(IRowSink& a_oSink)
             ++m_iPosition;
             readRow();
         }
-        if (!bRoom) {
+        if (!bRoom || std::chrono::steady_clock::now() >= oEnd) {
             return EResultCode::Success;
         }
     }

@@ -1,13 +1,18 @@
 // Bulk reading of a plugin that is no row source: position by position through the contract.
 //
-// Made by the dispatcher; the plugin and the version must outlive it. A table whose version moves between
-// two fetches is no longer in the state that the read began with.
+// Made by the dispatcher; the plugin and the version must outlive it. Main thread only. A table whose version
+// moves between two fetches is no longer in the state that the read began with.
 #pragma once
 
 #include "systema/configpluginbase.h"
 #include "systema/rowsource.h"
 
+#include <chrono>
+
 namespace systema {
+
+/// Rows may take their time (a tool that runs for each of them): a fetch reads no more of them after this.
+constexpr std::chrono::milliseconds c_oFetchTime{50};
 
 class PositionCursor : public IRowCursor
 {
@@ -19,6 +24,7 @@ public:
                             const unsigned long& a_iVersion);
 
     const NameList& getColumns() const override { return m_lColumns; }
+    /// 0 also when its time is over; it hands over at least one row then.
     EResultCode fetch(IRowSink& a_oSink) override;
 
 private:

@@ -3,6 +3,7 @@
 #include "configmanager/clientsession.h"
 
 #include "configmanager/configservicemanager.h"
+#include "systema/positioncursor.h"
 #include "tests/row.h"
 #include "tests/unit/protocoldoc.h"
 #include "tests/unit/systema/recordingplugin.h"
@@ -101,6 +102,8 @@ TEST_F(ClientSessionTest, TheLimitsOfTheDocumentAreThoseOfTheCode)
         {"c_iNamesLimit", zel::cfg::c_iNamesLimit},
         {"c_iKeptLimit", zel::cfg::c_iKeptLimit},
         {"c_iPartsPerTurn", zel::cfg::c_iPartsPerTurn},
+        {"c_oTurnTime", zel::cfg::c_oTurnTime.count()},
+        {"c_oFetchTime", systema::c_oFetchTime.count()},
         {"c_iMinTransactionTimeout", ConfigDispatcher::c_iMinTransactionTimeout},
         {"c_iMaxTransactionTimeout", ConfigDispatcher::c_iMaxTransactionTimeout},
         {"c_iInitialTransactionTimeout", ConfigDispatcher::c_iInitialTransactionTimeout},

@@ -197,3 +197,24 @@ TEST_F(EventDispatcherTest, NoTimerRunsBetweenEndPassAndTheEndOfThePass)
     m_oEvents.handleEvents(c_iLongMs);
     EXPECT_TRUE(bRun);
 }
+
+TEST_F(EventDispatcherTest, WhatComesDuringALongTimerIsHandledBeforeTheNext)
+{
+    const Pair oPair;
+    std::string sOrder;
+    Handler oHandler([&](int a_iFd) {
+        m_oEvents.unregisterHandler(a_iFd);
+        sOrder += "event ";
+    });
+    for (int i = 0; i < 2; ++i) {
+        m_oEvents.startTimer(0ms, [&] {
+            sOrder += "timer ";
+            registerReadable(oPair, oHandler);
+            m_oEvents.endPass();
+        });
+    }
+    while (sOrder.size() < 24) {
+        m_oEvents.handleEvents(c_iLongMs);
+    }
+    EXPECT_EQ(sOrder, "timer event timer event ");
+}
