@@ -89,7 +89,7 @@ EResultCode Firewall::fill(ValueList& a_row, ChainCount& a_oRow, const NameList&
     return EResultCode::Success;
 }
 
-/// False, without rows, when the tool hangs or is left alone.
+/// False, without rows, when the zones cannot be read, and when the tool hangs or is left alone.
 bool Firewall::refresh()
 {
     m_lRows.clear();
@@ -97,45 +97,59 @@ bool Firewall::refresh()
     if (oStart < m_oNextTry) {
         return false;
     }
-    int iResult = 0;
-    for (const auto& sZone : readZones()) {
-        iResult = m_oNow() - oStart < c_oAllCeiling ? readChain(sZone + "Input") : c_iExecuteTimedOut;
-        if (iResult == c_iExecuteTimedOut || iResult == c_iToolMissing) {
-            break; // and so it would be with the other zones
+    const auto oZones = readZones();
+    if (!oZones) {
+        return false;
+    }
+    for (const auto& sZone : *oZones) {
+        const int iResult =
+            m_oNow() - oStart < c_oAllCeiling ? readChain(sZone + "Input") : c_iExecuteTimedOut;
+        const bool bMissing = iResult == c_iToolMissing;
+        if (bMissing && !m_bMissing) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "iptables cannot be run");
+        }
+        m_bMissing = bMissing;
+        if (iResult == c_iExecuteTimedOut) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "iptables takes too long");
+            m_oNextTry = m_oNow() + c_oHangWait;
+            m_lRows.clear();
+            return false;
+        }
+        if (bMissing) {
+            break; // and so it would be for the other zones
         }
     }
-    const bool bMissing = iResult == c_iToolMissing;
-    if (bMissing && !m_bMissing) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "iptables cannot be run");
-    }
-    m_bMissing = bMissing;
-    const bool bHangs = iResult == c_iExecuteTimedOut;
-    if (bHangs) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "iptables takes too long");
-        m_oNextTry = m_oNow() + c_oHangWait;
-        m_lRows.clear();
-    }
-    return !bHangs;
+    return true;
 }
 
-/// The plain names among those of the zones. Any client can write the others: they get near no shell.
-std::vector<std::string> Firewall::readZones()
+/// The plain names among those of the zones, if the zones can be read. Any client can write the others: they
+/// get near no shell.
+std::optional<std::vector<std::string>> Firewall::readZones()
 {
     std::vector<std::string> lZones;
     std::set<std::string> lRefused;
-    ValueList lRow;
-    for (unsigned i = 0; i < c_iMostZones && m_oDispatcher.selectRow(lRow, this, c_pZonesTable, i,
-                                                                     {"ZoneName"}) == EResultCode::Success;
-         ++i) {
+    for (unsigned i = 0; i < c_iMostZones; ++i) {
+        ValueList lRow;
+        const EResultCode eCode = m_oDispatcher.selectRow(lRow, this, c_pZonesTable, i, {"ZoneName"});
+        if (eCode == EResultCode::NoRow || eCode == EResultCode::NoTable) {
+            break;
+        }
+        if (eCode != EResultCode::Success) {
+            return std::nullopt;
+        }
         if (const Value* pName = lRow.find("ZoneName")) {
             const std::string& sName = pName->getText();
             if (isPlain(sName)) {
                 lZones.push_back(sName);
-            } else if (lRefused.insert(sName).second && !m_lRefused.contains(sName)) {
-                ZEL_Sysloglevel_error(m_iModule, here(), "The zone name \"%s\" is not plain", sName.c_str());
+            } else {
+                lRefused.insert(sName);
             }
         }
-        lRow.clear();
+    }
+    for (const auto& sName : lRefused) {
+        if (!m_lRefused.contains(sName)) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "The zone name \"%s\" is not plain", sName.c_str());
+        }
     }
     m_lRefused = std::move(lRefused);
     return lZones;

@@ -2,7 +2,8 @@
 // dropped, as the tool "iptables" lists them.
 //
 // Owned by the status host. Main thread only. Each count and each read runs the tool once a zone. A tool that
-// hangs is killed and left alone for a while, in which counts and reads give 1.
+// hangs is killed and left alone for a while, in which counts and reads give 1. So they do while the zones
+// cannot be read.
 #pragma once
 
 #include "status/singletable.h"
@@ -12,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -34,10 +36,10 @@ public:
     /// Zones that are read at most, and bytes that the name of one may have.
     static constexpr unsigned c_iMostZones = 64;
     static constexpr std::size_t c_iLongestName = 64;
-    /// A tool that hangs is killed after so long, and one that lists all zones slower than this hangs, too:
-    /// the main loop waits for it.
+    /// A tool that hangs is killed after so long. One that has not listed all zones after c_oAllCeiling
+    /// hangs, too; it is not run once more then. So the main loop waits for the sum of the two at most.
     static constexpr int c_iToolCeilingSeconds = 2;
-    static constexpr std::chrono::seconds c_oAllCeiling{5};
+    static constexpr std::chrono::seconds c_oAllCeiling{1};
     /// The tool is not run for so long after it hung, so that clients are served in between.
     static constexpr std::chrono::seconds c_oHangWait{30};
 
@@ -49,7 +51,7 @@ public:
     void init() override;
     /// Replaces what is in the list. 0.
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
-    /// 0; 1 when the tool hangs, and for a while after it did.
+    /// 0; 1 when the zones cannot be read or the tool hangs, and for a while after it did.
     systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
     /// 0, for unknown columns too, which are left out; 1 as above; 10 past the end.
     systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
@@ -64,7 +66,7 @@ private:
     systema::EResultCode fill(systema::ValueList& a_row, ChainCount& a_oRow,
                               const systema::NameList& a_columns) override;
     bool refresh();
-    std::vector<std::string> readZones();
+    std::optional<std::vector<std::string>> readZones();
     int readChain(const std::string& a_sChain);
 
     systema::ConfigPluginBase& m_oDispatcher;
@@ -72,7 +74,7 @@ private:
     const int m_iModule;
     Clock::time_point m_oNextTry;
     std::set<std::string> m_lRefused; // names of the last read that are not plain, logged already
-    bool m_bMissing = false;          // the tool, at the last read
+    bool m_bMissing = false;          // the tool, when it was last to run
 };
 
 } // namespace zel

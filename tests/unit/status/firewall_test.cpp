@@ -105,7 +105,7 @@ TEST_F(Firewall, AToolThatHangsIsKilledAndLeftAloneForAWhile)
     EXPECT_EQ(count(), "2 rows");
 
     // Nor do many that are slow hold the daemon for long.
-    m_oStep = 2s;
+    m_oStep = 400ms;
     setZones(std::vector<std::string>(10, "lan"));
     EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), "code 1"); }), "error Firewall iptables takes too long\n");
     EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n-L wanInput -v\n-L lanInput -v\n-L lanInput -v\n");
@@ -113,15 +113,39 @@ TEST_F(Firewall, AToolThatHangsIsKilledAndLeftAloneForAWhile)
 
 TEST_F(Firewall, AMissingToolIsLoggedOnceUntilItIsThere)
 {
-    setZones({"lan", "wan"});
     for (int i = 0; i < 2; ++i) {
         m_oTool.behaves("exit 127");
-        EXPECT_EQ(logOf([&] {
-                      EXPECT_EQ(count(), "0 rows");
-                      EXPECT_EQ(count(), "0 rows");
-                  }),
-                  "error Firewall iptables cannot be run\n");
+        EXPECT_EQ(
+            logOf([&] {
+                for (const auto& lZones : {std::vector<std::string>{"lan", "wan"}, {}, {"lan", "wan"}}) {
+                    setZones(lZones);
+                    EXPECT_EQ(count(), "0 rows");
+                }
+            }),
+            "error Firewall iptables cannot be run\n");
         accepts(1);
         EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), "2 rows"); }), "");
     }
+}
+
+TEST_F(Firewall, ZonesThatCannotBeReadAreNoEmptyTable)
+{
+    setZones({"lan", "-F"});
+    accepts(1);
+    EXPECT_EQ(count(), "1 rows");
+    m_oTool.takeRuns();
+    ValueList lRow;
+    EXPECT_EQ(logOf([&] {
+                  for (const auto eCode : {EResultCode::Busy, EResultCode::Locked, EResultCode::Failure}) {
+                      m_oConfig.m_mResults["selectRow"] = eCode;
+                      EXPECT_EQ(count(), "code 1");
+                      EXPECT_EQ(m_oTable.getRow("", lRow, 0, {}), EResultCode::Failure);
+                  }
+                  m_oConfig.m_mResults["selectRow"] = EResultCode::NoTable;
+                  EXPECT_EQ(count(), "0 rows");
+                  EXPECT_EQ(m_oTool.takeRuns(), "");
+                  m_oConfig.m_mResults.clear();
+                  EXPECT_EQ(count(), "1 rows");
+              }),
+              "error Firewall The zone name \"-F\" is not plain\n"); // which was gone with its table
 }
