@@ -28,9 +28,13 @@ TEST_F(BulkRead, EveryTableGivesTheRowsOfItsPositions)
 {
     const auto oTables = client().call(request::GetTables{});
     for (const auto& sTable : *oTables) {
+        const auto oSize = client().call(request::GetSize{sTable});
         const auto oRows = client().call(request::SelectRows{sTable});
-        ASSERT_TRUE(oRows.ok()) << sTable << ": " << oRows.text();
-        EXPECT_EQ(*client().call(request::GetSize{sTable}), oRows->size()) << sTable;
+        ASSERT_EQ(oSize.code(), oRows.code()) << sTable << ": " << oRows.text();
+        if (!oSize.ok()) {
+            continue; // a table of something that this machine does not have
+        }
+        EXPECT_EQ(*oSize, oRows->size()) << sTable;
         for (std::uint32_t i = 0; i < oRows->size(); ++i) {
             EXPECT_EQ(*client().call(request::SelectRow{sTable, i}), valuesOf((*oRows)[i])) << sTable << i;
         }
