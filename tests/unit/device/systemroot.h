@@ -13,10 +13,12 @@ public:
     SystemRoot(const SystemRoot&) = delete;
     SystemRoot& operator=(const SystemRoot&) = delete;
 
-    /// Makes or replaces the file, for instance "/etc/TZ".
-    void write(const std::string& a_sPath, std::string_view a_sText)
+    /// Where the system's path is, for instance "/etc/TZ".
+    std::string path(std::string_view a_sPath) const { return m_oDir.path() + std::string(a_sPath); }
+    /// Makes or replaces the file at the system's path.
+    void write(const std::string& a_sPath, std::string_view a_sText) const
     {
-        const std::filesystem::path oPath(m_oDir.path() + a_sPath);
+        const std::filesystem::path oPath(path(a_sPath));
         std::filesystem::create_directories(oPath.parent_path());
         writeFile(oPath, a_sText);
     }

@@ -155,14 +155,11 @@ std::unique_ptr<IStatusInfoSubPlugin> makeFiles(Network&)
 
 std::unique_ptr<IStatusInfoSubPlugin> makePasswd(Network&)
 {
-    const TempDir oRoot;
-    std::filesystem::create_directory(oRoot.file("etc"));
-    writeFile(oRoot.file("etc/passwd"), "root:x:0:0:root:/root:/bin/sh\nftp:x:21:21:FTP user:/home/ftp:\n");
-    ::setenv("LEDGERD_ROOT", oRoot.path().c_str(), 1);
+    const SystemRoot oRoot;
+    oRoot.write("/etc/passwd", "root:x:0:0:root:/root:/bin/sh\nftp:x:21:21:FTP user:/home/ftp:\n");
     auto pPasswd = std::make_unique<zel::Passwd>([] { return std::time_t(1000); });
     unsigned iCount = 0;
     pPasswd->getRowCount("Passwd", iCount);
-    ::unsetenv("LEDGERD_ROOT");
     return pPasswd;
 }
 

@@ -6,7 +6,7 @@
 #include "dbus/systembus.h"
 #include "tests/privatebus.h"
 #include "tests/unit/dbus/service.h"
-#include "tests/unit/zel/tempdir.h"
+#include "tests/unit/device/systemroot.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -20,16 +20,14 @@ public:
     Forwarder()
     {
         std::filesystem::create_directory(path(""));
-        ::setenv("LEDGERD_ROOT", m_oRoot.path().c_str(), 1);
         if (!m_oService->own("uk.org.thekelleys.dnsmasq")) {
             std::abort();
         }
     }
-    ~Forwarder() { ::unsetenv("LEDGERD_ROOT"); }
     Forwarder(const Forwarder&) = delete;
     Forwarder& operator=(const Forwarder&) = delete;
 
-    std::string path(const std::string& a_sName) const { return m_oRoot.file("tmp/" + a_sName); }
+    std::string path(const std::string& a_sName) const { return m_oRoot.path("/tmp/" + a_sName); }
     /// Calls the function, which must ask for the cache just once.
     void answer(const std::function<void()>& a_oFunction)
     {
@@ -41,7 +39,7 @@ public:
     void leave() { m_oService.reset(); }
 
 private:
-    const TempDir m_oRoot;
+    const SystemRoot m_oRoot;
     tests::ProcessBus m_oDaemon;
     zel::SystemBus m_oBus;
     std::optional<Service> m_oService{m_oDaemon->address()};

@@ -1,11 +1,9 @@
 #include "status/passwd.h"
 
 #include "tests/row.h"
-#include "tests/unit/zel/tempdir.h"
+#include "tests/unit/device/systemroot.h"
 
 #include <gtest/gtest.h>
-
-#include <cstdlib>
 
 using systema::EResultCode;
 using systema::ValueList;
@@ -13,16 +11,11 @@ using tests::row;
 
 namespace {
 
+constexpr const char* c_pFile = "/etc/passwd";
+
 class PasswdTest : public testing::Test
 {
 protected:
-    PasswdTest()
-    {
-        std::filesystem::create_directory(m_oRoot.file("etc"));
-        ::setenv("LEDGERD_ROOT", m_oRoot.path().c_str(), 1);
-    }
-    ~PasswdTest() override { ::unsetenv("LEDGERD_ROOT"); }
-
     unsigned count()
     {
         unsigned iCount = 0;
@@ -41,8 +34,7 @@ protected:
         return m_oPasswd.getRowByKey("Passwd", lRow, a_sColumn, a_sValue, {"Id"});
     }
 
-    const TempDir m_oRoot;
-    const std::string m_sFile = m_oRoot.file("etc/passwd");
+    const SystemRoot m_oRoot;
     std::time_t m_iNow = 1000;
     zel::Passwd m_oPasswd{[this] { return m_iNow; }};
 };
@@ -51,7 +43,7 @@ protected:
 
 TEST_F(PasswdTest, ServesNeitherPasswordNorShell)
 {
-    writeFile(m_sFile, "ftp:x:21:21:FTP user:/home/ftp:/bin/false\nhalf:x:7\n\nnobody:x:99:99:: /:");
+    m_oRoot.write(c_pFile, "ftp:x:21:21:FTP user:/home/ftp:/bin/false\nhalf:x:7\n\nnobody:x:99:99:: /:");
     ASSERT_EQ(count(), 4U);
     EXPECT_EQ(find("Id", "1"), EResultCode::NoRow) << "rows have no number until they are read by position";
     EXPECT_EQ(at(0), row({{"Id", 1},
@@ -74,12 +66,12 @@ TEST_F(PasswdTest, ServesNeitherPasswordNorShell)
 TEST_F(PasswdTest, IsReadAtMostEveryFiveSeconds)
 {
     EXPECT_EQ(count(), 0U);
-    writeFile(m_sFile, "root:x:0:0:::\n");
+    m_oRoot.write(c_pFile, "root:x:0:0:::\n");
     m_iNow += 4;
     EXPECT_EQ(count(), 0U);
     m_iNow += 1;
     EXPECT_EQ(at(0).getValue("Username").getText(), "root");
-    std::filesystem::remove(m_sFile);
+    std::filesystem::remove(m_oRoot.path(c_pFile));
     m_iNow += 4;
     EXPECT_EQ(find("Username", "root"), EResultCode::Success);
     m_iNow += 1;

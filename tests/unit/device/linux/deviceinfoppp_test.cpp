@@ -1,7 +1,7 @@
 #include "device/deviceinfoppp.h"
 
 #include "tests/networknamespace.h"
-#include "tests/unit/zel/tempdir.h"
+#include "tests/unit/device/systemroot.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,14 +12,9 @@ namespace {
 class DeviceInfoPPP : public NetworkTest
 {
 protected:
-    DeviceInfoPPP()
-    {
-        ::setenv("LEDGERD_ROOT", m_oRoot.path().c_str(), 1);
-        std::filesystem::create_directories(run(""));
-    }
-    ~DeviceInfoPPP() override { ::unsetenv("LEDGERD_ROOT"); }
+    DeviceInfoPPP() { std::filesystem::create_directories(run("")); }
 
-    std::string run(const std::string& a_sFile) const { return m_oRoot.file("var/run/" + a_sFile); }
+    std::string run(const std::string& a_sFile) const { return m_oRoot.path("/var/run/" + a_sFile); }
     static std::string state(int a_iUnit)
     {
         return ZEL_DeviceInfoPPPAPI_getPPPStatusString(ZEL_DeviceInfoPPPAPI_getPPPStatus(a_iUnit));
@@ -34,7 +29,7 @@ protected:
         return iResult == 0 ? sText : "(" + sText + ")";
     }
 
-    const TempDir m_oRoot;
+    const SystemRoot m_oRoot;
 };
 
 } // namespace
@@ -99,12 +94,11 @@ TEST_F(DeviceInfoPPP, MessageIsTheFirstLineOfItsFile)
 TEST_F(DeviceInfoPPP, MessageComesAndGoesWithTheScriptOfTheConnection)
 {
     for (const char* pEvent : {"ip-up", "ip-down"}) {
-        std::filesystem::copy_file(LEDGERD_PACKAGING "/ppp-auth-message", m_oRoot.file(pEvent));
+        std::filesystem::copy_file(LEDGERD_PACKAGING "/ppp-auth-message", run(pEvent));
     }
     const auto connect = [&](const std::string& a_sLog) {
-        std::filesystem::create_directories(m_oRoot.file("var/log"));
-        writeFile(m_oRoot.file("var/log/ppp0.log"), a_sLog);
-        EXPECT_EQ(std::system((m_oRoot.file("ip-up") + " ppp0").c_str()), 0); // NOLINT
+        m_oRoot.write("/var/log/ppp0.log", a_sLog);
+        EXPECT_EQ(std::system((run("ip-up") + " ppp0").c_str()), 0); // NOLINT
         return message("ppp0");
     };
     const std::string sFirst =
@@ -113,6 +107,6 @@ TEST_F(DeviceInfoPPP, MessageComesAndGoesWithTheScriptOfTheConnection)
     EXPECT_EQ(connect(sFirst + "Using interface ppp0\nCHAP authentication succeeded: UI-SBR:1,2;\n"),
               "UI-SBR:1,2;");
     EXPECT_EQ(connect(sFirst + "Using interface ppp0\nCHAP authentication succeeded\n"), "");
-    EXPECT_EQ(std::system((m_oRoot.file("ip-down") + " ppp0").c_str()), 0); // NOLINT
+    EXPECT_EQ(std::system((run("ip-down") + " ppp0").c_str()), 0); // NOLINT
     EXPECT_EQ(message("ppp0"), "()");
 }
