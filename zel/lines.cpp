@@ -1,5 +1,6 @@
 #include "zel/lines.h"
 
+#include "zel/assert.h"
 #include "zel/uniquefd.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@ LineCutter::LineCutter(std::size_t a_iBufferSize, Receiver a_oReceiver)
     : m_iLongest(a_iBufferSize - 1),
       m_oReceiver(std::move(a_oReceiver))
 {
+    error::Assert(a_iBufferSize >= 2, "a_iBufferSize >= 2");
 }
 
 void LineCutter::add(std::string_view a_sText)
@@ -46,15 +48,30 @@ void LineCutter::tell()
     m_sBegun.clear();
 }
 
-bool readLines(const std::string& a_sPath, std::size_t a_iBufferSize, std::size_t a_iMostBytes,
-               LineCutter::Receiver a_oReceiver)
+namespace {
+
+/// A descriptor to read a regular file. What the path leads to is looked at before it is opened.
+UniqueFd openFile(const std::string& a_sPath, ELinks a_eLinks)
 {
-    const UniqueFd oFile(::open(a_sPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const int iLinks = a_eLinks == ELinks::Refused ? O_NOFOLLOW : 0;
+    const UniqueFd oPlace(::open(a_sPath.c_str(), O_PATH | O_CLOEXEC | iLinks));
     struct stat oStatus;
-    if (!oFile || ::fstat(oFile.get(), &oStatus) != 0 || !S_ISREG(oStatus.st_mode)) {
+    if (!oPlace || ::fstat(oPlace.get(), &oStatus) != 0 || !S_ISREG(oStatus.st_mode)) {
+        return UniqueFd();
+    }
+    // By its descriptor: there may be another at the path by now.
+    return UniqueFd(::open(("/proc/self/fd/" + std::to_string(oPlace.get())).c_str(), O_RDONLY | O_CLOEXEC));
+}
+
+} // namespace
+
+bool readText(const std::string& a_sPath, std::size_t a_iMostBytes, ELinks a_eLinks,
+              const std::function<void(std::string_view)>& a_oReceiver)
+{
+    const UniqueFd oFile = openFile(a_sPath, a_eLinks);
+    if (!oFile) {
         return false;
     }
-    LineCutter oCutter(a_iBufferSize, std::move(a_oReceiver));
     std::array<char, 16384> aChunk;
     while (a_iMostBytes > 0) {
         const ssize_t iSize = ::read(oFile.get(), aChunk.data(), std::min(aChunk.size(), a_iMostBytes));
@@ -68,10 +85,21 @@ bool readLines(const std::string& a_sPath, std::size_t a_iBufferSize, std::size_
             break;
         }
         a_iMostBytes -= static_cast<std::size_t>(iSize);
-        oCutter.add({aChunk.data(), static_cast<std::size_t>(iSize)});
+        a_oReceiver({aChunk.data(), static_cast<std::size_t>(iSize)});
     }
-    oCutter.finish();
     return true;
+}
+
+bool readLines(const std::string& a_sPath, std::size_t a_iBufferSize, std::size_t a_iMostBytes,
+               LineCutter::Receiver a_oReceiver)
+{
+    LineCutter oCutter(a_iBufferSize, std::move(a_oReceiver));
+    const bool bRead = readText(a_sPath, a_iMostBytes, ELinks::Followed,
+                                [&](std::string_view a_sText) { oCutter.add(a_sText); });
+    if (bRead) {
+        oCutter.finish();
+    }
+    return bRead;
 }
 
 } // namespace zel

@@ -17,7 +17,8 @@ class LineCutter
 public:
     using Receiver = std::function<void(std::string_view)>;
 
-    /// A line is at most a_iBufferSize - 1 bytes long, its newline counted. The receiver gets every line.
+    /// A line is at most a_iBufferSize - 1 bytes long, its newline counted; the size must be 2 at least. The
+    /// receiver gets every line.
     LineCutter(std::size_t a_iBufferSize, Receiver a_oReceiver);
 
     /// Tells of the lines that end in this text.
@@ -33,8 +34,20 @@ private:
     std::string m_sBegun;
 };
 
-/// Cuts a file into lines; more than a_iMostBytes are not read. False when it is not there, is no regular
-/// file (another might keep its reader waiting, or never end) or cannot be read; lines from before were told.
+/// Whether the last name of a path may be a symbolic link.
+enum class ELinks
+{
+    Followed,
+    Refused // for a directory where others can put one
+};
+
+/// Tells the text of a file, piece by piece; more than a_iMostBytes are not read. False when it is not there,
+/// is no regular file (another might keep its reader waiting, never end, or act on being opened, which none
+/// is) or cannot be read; text from before was told.
+bool readText(const std::string& a_sPath, std::size_t a_iMostBytes, ELinks a_eLinks,
+              const std::function<void(std::string_view)>& a_oReceiver);
+
+/// Does the same with the lines of a file.
 bool readLines(const std::string& a_sPath, std::size_t a_iBufferSize, std::size_t a_iMostBytes,
                LineCutter::Receiver a_oReceiver);
 

@@ -7,6 +7,7 @@
 #include "zel/netdevice.h"
 #include "zel/systempath.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -51,7 +52,7 @@ int ZEL_DeviceInfoPPPAPI_getPostAuthMessageByName(const char* a_pName, char* a_p
         }
     };
     const std::string sPath = zel::systemPath("/var/run/ppp-auth-message.").append(sName);
-    if (!zel::readLines(sPath, a_iSize, a_iSize - 1, oKeepFirst)) {
+    if (!zel::readLines(sPath, std::max<std::size_t>(a_iSize, 2), a_iSize - 1, oKeepFirst)) {
         *a_pBuffer = '\0';
         return -1;
     }

@@ -1,9 +1,12 @@
 #include "zel/lines.h"
 
 #include "tests/unit/zel/tempdir.h"
+#include "zel/assert.h"
+#include "zel/uniquefd.h"
 
 #include <gmock/gmock.h>
 
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <vector>
 
@@ -35,6 +38,7 @@ TEST(Lines, aLineThatDoesNotFitComesInPieces)
                     ElementsAre("a", "", "123456", "1234567", "", "1234567", "8", "end"));
         EXPECT_THAT(cut("\0b\nc\0d\0\n12345\0b2\n"sv, iPieceSize), ElementsAre("", "c", "12345", "2"));
     }
+    EXPECT_THROW(zel::LineCutter(1, [](std::string_view) {}), zel::error::AssertionError) << "no progress";
 }
 
 TEST(Lines, onlyARegularFileIsRead)
@@ -47,12 +51,20 @@ TEST(Lines, onlyARegularFileIsRead)
                               [&](std::string_view a_sLine) { lLines.emplace_back(a_sLine); });
     };
     ASSERT_EQ(::mkfifo(oDir.file("fifo").c_str(), 0600), 0);
+    const zel::UniqueFd oWatch(::inotify_init1(IN_NONBLOCK));
+    ASSERT_GE(::inotify_add_watch(oWatch.get(), oDir.file("fifo").c_str(), IN_OPEN), 0);
     for (const auto& sPath : {oDir.file("none"), oDir.path(), oDir.file("fifo"), std::string("/dev/zero")}) {
         EXPECT_FALSE(read(sPath, 100)) << sPath;
     }
+    inotify_event oEvent;
+    EXPECT_EQ(::read(oWatch.get(), &oEvent, sizeof oEvent), -1) << "some devices act when they are opened";
     writeFile(oDir.file("text"), "a\nb\ncd");
     EXPECT_TRUE(read(oDir.file("text"), 100));
     EXPECT_THAT(lLines, ElementsAre("a", "b", "cd"));
     EXPECT_TRUE(read(oDir.file("text"), 5));
     EXPECT_THAT(lLines, ElementsAre("a", "b", "c"));
+
+    std::filesystem::create_symlink("text", oDir.file("link"));
+    EXPECT_TRUE(read(oDir.file("link"), 100));
+    EXPECT_FALSE(zel::readText(oDir.file("link"), 100, zel::ELinks::Refused, [](std::string_view) {}));
 }
