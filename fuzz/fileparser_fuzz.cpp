@@ -2,7 +2,7 @@
 // table and as the accounts of the system with a text in every cell.
 #include "status/fileplugin.h"
 #include "status/passwd.h"
-#include "tests/unit/zel/tempdir.h"
+#include "tests/unit/device/systemroot.h"
 #include "zel/fileparser.h"
 #include "zel/uniquefd.h"
 
@@ -31,9 +31,8 @@ class Input
 public:
     Input()
     {
-        std::filesystem::create_directory(m_oRoot.file("etc"));
+        std::filesystem::create_directory(m_oRoot.path("/etc"));
         std::filesystem::create_symlink("/proc/self/fd/" + std::to_string(m_oFd.get()), m_sPath);
-        ::setenv("LEDGERD_ROOT", m_oRoot.path().c_str(), 1);
     }
 
     void write(const unsigned char* a_pBytes, std::size_t a_iSize) const
@@ -44,8 +43,8 @@ public:
     const std::string& path() const { return m_sPath; }
 
 private:
-    const TempDir m_oRoot;
-    const std::string m_sPath = m_oRoot.file("etc/passwd");
+    const SystemRoot m_oRoot;
+    const std::string m_sPath = m_oRoot.path("/etc/passwd");
     const zel::UniqueFd m_oFd{::memfd_create("input", MFD_CLOEXEC)};
 };
 
@@ -89,6 +88,7 @@ void checkTable(const std::string& a_sFile)
 {
     auto oFile = zel::FilePlugin::createFile(a_sFile, "");
     require(oFile.read() == (oFile.getLineCount() > 0));
+    oFile.settle();
     require(!oFile.read());
     systema::ColumnList lColumns;
     oFile.getSchema(lColumns);

@@ -4,11 +4,12 @@
 #include "zel/log.h"
 #include "zel/systempath.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <optional>
-#include <span>
+#include <set>
+#include <string>
 #include <utility>
 
 namespace zel {
@@ -32,23 +33,25 @@ constexpr Column<CacheEntry> c_aColumns[] = {
     {"Expires", EDataType::Integer, [](const CacheEntry& a_oEntry) { return integer(a_oEntry.m_iExpires); }},
 };
 
-/// The names of the cache files, in the order of their bytes; nothing when the directory cannot be read.
-std::optional<std::vector<std::string>> findFiles(const std::string& a_sDirectory)
+/// The names of the cache files that count: the first ones in the order of their bytes. Nothing when the
+/// directory cannot be read.
+std::optional<std::set<std::string>> findFiles(const std::string& a_sDirectory)
 {
+    std::set<std::string> lNames;
     std::error_code oError;
-    std::filesystem::directory_iterator it(a_sDirectory, oError);
-    if (oError) {
-        return {};
-    }
-    std::vector<std::string> lNames;
-    for (; it != std::filesystem::directory_iterator() && lNames.size() < DnsCache::c_iMostFiles;
+    for (std::filesystem::directory_iterator it(a_sDirectory, oError), itEnd; it != itEnd;
          it.increment(oError)) {
         std::string sName = it->path().filename();
         if (sName.find(".cache") != std::string::npos) {
-            lNames.push_back(std::move(sName));
+            lNames.insert(std::move(sName));
+        }
+        if (lNames.size() > DnsCache::c_iMostFiles) {
+            lNames.erase(std::prev(lNames.end()));
         }
     }
-    std::ranges::sort(lNames);
+    if (oError) {
+        return {};
+    }
     return lNames;
 }
 
@@ -70,7 +73,8 @@ DnsCache::DnsCache(DnsMasqDBusProxy& a_oDnsMasq, WallClock a_oNow)
       m_oDnsMasq(a_oDnsMasq),
       m_iModule(ZEL_Sysloglevel_registerModul("DnsCache")),
       m_sDirectory(systemPath("/tmp")),
-      m_oInterval(std::move(a_oNow), c_iReadSeconds)
+      m_oInterval(a_oNow, c_iReadSeconds),
+      m_oRetry(std::move(a_oNow), c_iRetrySeconds)
 {
 }
 
@@ -123,12 +127,13 @@ bool DnsCache::readFromFile()
         return true;
     }
     m_oLock.lock();
-    if (!m_oInterval.isOver()) {
+    if (!m_oInterval.isOver() || !m_oRetry.isOver()) {
         return true;
     }
     bool bDone = false; // whatever the forwarder says: the files are what counts
     if (const auto oError = m_oDnsMasq.DumpCache(bDone)) {
         ZEL_Sysloglevel_error(m_iModule, here(), "Could not dump cache: %s", oError->c_str());
+        m_oRetry.restart();
         return true;
     }
     m_lRows.clear();
@@ -136,24 +141,27 @@ bool DnsCache::readFromFile()
     if (!oNames) {
         return false;
     }
-    FileParser oParser;
+    std::size_t iBytesLeft = FileParser::c_iMostBytes;
     for (const auto& sName : *oNames) {
         const std::string sPath = m_sDirectory + "/" + sName;
-        if (oParser.parse(FileParser::EMode::File, sPath, "", ' ')) {
-            append(oParser.getLines());
-        } else {
+        FileParser oParser(iBytesLeft);
+        if (!oParser.parse(FileParser::EMode::PlainFile, sPath, "", ' ',
+                           [this](const FileParser::Line& a_lTokens) { append(a_lTokens); })) {
             ZEL_Sysloglevel_error(m_iModule, here(), "Error while parsing %s", sPath.c_str());
+        }
+        iBytesLeft -= oParser.getByteCount();
+        if (oParser.isCut() || m_lRows.size() == c_iMostEntries) {
+            break;
         }
     }
     m_oInterval.restart();
     return true;
 }
 
-void DnsCache::append(const std::vector<FileParser::Line>& a_lLines)
+void DnsCache::append(const FileParser::Line& a_lTokens)
 {
-    const std::size_t iRoom = c_iMostEntries - m_lRows.size();
-    for (const auto& lTokens : std::span(a_lLines).first(std::min(a_lLines.size(), iRoom))) {
-        m_lRows.push_back(makeCacheEntry(lTokens));
+    if (m_lRows.size() < c_iMostEntries) {
+        m_lRows.push_back(makeCacheEntry(a_lTokens));
         m_lRows.back().m_iInstance = static_cast<std::int32_t>(m_lRows.size());
     }
 }

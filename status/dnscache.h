@@ -2,7 +2,8 @@
 //
 // Owned by the status host, which owns the wrapper of dnsmasq as well. Main thread only. A count or a read
 // has the forwarder write its cache files and reads them, once in a client's transaction and at most every
-// five seconds. While the forwarder cannot be asked, the entries stay.
+// five seconds. While the forwarder cannot be asked, the entries stay. Anyone may write into /tmp: the files
+// are bounded, and none is a link.
 #pragma once
 
 #include "status/readinterval.h"
@@ -38,7 +39,8 @@ public:
     using Cache = CacheEntry;
 
     static constexpr std::time_t c_iReadSeconds = 5;
-    /// Files that are read, and entries of all of them together, at most.
+    static constexpr std::time_t c_iRetrySeconds = 1;
+    /// Files that are read, and entries of all of them, at most; of all bytes FileParser::c_iMostBytes are.
     static constexpr std::size_t c_iMostFiles = 256;
     static constexpr std::size_t c_iMostEntries = 65536;
 
@@ -63,12 +65,13 @@ public:
 
 private:
     bool readFromFile();
-    void append(const std::vector<FileParser::Line>& a_lLines);
+    void append(const FileParser::Line& a_lTokens);
 
     DnsMasqDBusProxy& m_oDnsMasq;
     const int m_iModule;
     const std::string m_sDirectory;
     ReadInterval m_oInterval;
+    ReadInterval m_oRetry; // since the forwarder could not be asked
     TransactionLock m_oLock;
 };
 

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <span>
 #include <sstream>
 #include <sys/inotify.h>
 #include <utility>
@@ -30,7 +29,7 @@ Value number(const FilePlugin::Line& a_oLine)
 
 Value text(const FilePlugin::Line& a_oLine, std::size_t a_iColumn)
 {
-    return Value(EDataType::Text, a_oLine.m_lTexts[a_iColumn]);
+    return Value(EDataType::Text, FileParser::getToken(a_oLine.m_lTexts, a_iColumn));
 }
 
 /// Appends the wanted columns of the line; 10 when it is null.
@@ -52,29 +51,50 @@ FilePlugin::File::File(std::string a_sPath, Names a_lColumns)
 
 bool FilePlugin::File::read()
 {
+    std::size_t iLines = 0;
+    bool bNamed = m_bFixedColumns;
+    const auto oTake = [&](Names a_lTexts) {
+        if (std::exchange(bNamed, true)) {
+            setLine(iLines++, std::move(a_lTexts));
+        } else {
+            setColumns(std::move(a_lTexts));
+        }
+    };
     FileParser oParser;
-    if (!oParser.parse(FileParser::EMode::File, m_sPath, "", ' ')) {
-        m_bCut = false;
-        return !std::exchange(m_lLines, {}).empty();
+    const bool bRead = oParser.parse(FileParser::EMode::File, m_sPath, "", ' ', oTake);
+    m_bCut = bRead && oParser.isCut();
+    if (!bRead) {
+        iLines = 0;
+    } else if (!bNamed) {
+        setColumns({});
     }
-    m_bCut = oParser.isCut();
-    auto lParsed = oParser.takeLines();
-    std::span lRows(lParsed);
-    Names lColumns = m_lColumns;
-    if (!m_bFixedColumns) {
-        lColumns = lRows.empty() ? Names() : std::move(lRows.front());
-        lRows = lRows.subspan(std::min<std::size_t>(lRows.size(), 1));
+    if (iLines < m_lLines.size()) {
+        m_bChanged = true;
+        m_lLines.erase(m_lLines.begin() + static_cast<std::ptrdiff_t>(iLines), m_lLines.end());
+        m_lLines.shrink_to_fit();
     }
-    std::vector<Line> lLines;
-    lLines.reserve(lRows.size());
-    for (auto& lTexts : lRows) {
-        lTexts.resize(lColumns.size()); // what is missing is empty
-        lLines.push_back({static_cast<std::int32_t>(lLines.size() + 1), std::move(lTexts)});
+    return m_bChanged;
+}
+
+void FilePlugin::File::setColumns(Names a_lColumns)
+{
+    m_bChanged = m_bChanged || (a_lColumns != m_lColumns && !m_lLines.empty());
+    m_lColumns = std::move(a_lColumns);
+}
+
+void FilePlugin::File::setLine(std::size_t a_iPosition, Names a_lTexts)
+{
+    if (a_lTexts.size() > m_lColumns.size()) {
+        a_lTexts.resize(m_lColumns.size());
     }
-    const bool bChanged = lLines != m_lLines || (lColumns != m_lColumns && !lLines.empty());
-    m_lColumns = std::move(lColumns);
-    m_lLines = std::move(lLines);
-    return bChanged;
+    Line oLine{static_cast<std::int32_t>(a_iPosition + 1), std::move(a_lTexts)};
+    if (a_iPosition == m_lLines.size()) {
+        m_lLines.push_back(std::move(oLine));
+        m_bChanged = true;
+    } else if (m_lLines[a_iPosition] != oLine) {
+        m_lLines[a_iPosition] = std::move(oLine);
+        m_bChanged = true;
+    }
 }
 
 void FilePlugin::File::getSchema(systema::ColumnList& a_columns) const
@@ -102,8 +122,9 @@ const FilePlugin::Line* FilePlugin::File::getLine(const std::string& a_sKeyColum
         return nullptr;
     }
     const auto iColumn = static_cast<std::size_t>(itColumn - m_lColumns.begin());
-    const auto itLine = std::ranges::find_if(
-        m_lLines, [&](const Line& a_oLine) { return a_oLine.m_lTexts[iColumn] == a_sKeyValue; });
+    const auto itLine = std::ranges::find_if(m_lLines, [&](const Line& a_oLine) {
+        return FileParser::getToken(a_oLine.m_lTexts, iColumn) == a_sKeyValue;
+    });
     return itLine == m_lLines.end() ? nullptr : &*itLine;
 }
 
@@ -152,6 +173,7 @@ void FilePlugin::init()
         // In this order: what changes after the read is told then.
         m_oWatcher.watch(sPath);
         read(sPath, oFile);
+        oFile.settle();
     }
 }
 
@@ -199,10 +221,14 @@ void FilePlugin::update(NameList& a_changedTables)
 {
     m_oWatcher.doCheck();
     for (auto& [sPath, oFile] : m_mFiles) {
-        if ((m_oWatcher.takeEvents(sPath) & c_iReadEvents) != 0 && read(sPath, oFile)) {
+        if ((m_oWatcher.takeEvents(sPath) & c_iReadEvents) != 0) {
+            oFile.setOutdated();
+        }
+        if (oFile.isOutdated() && read(sPath, oFile)) {
             a_changedTables.add(sPath);
             ZEL_Sysloglevel_info(m_iModule, here(), "%s has changed", sPath.c_str());
         }
+        oFile.settle(); // after all that can throw, so that the next update finishes what this one did not
     }
 }
 

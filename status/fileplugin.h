@@ -21,7 +21,7 @@ public:
     struct Line
     {
         std::int32_t m_iNumber;            // its Id: counted from 1, without the line that names the columns
-        std::vector<std::string> m_lTexts; // one a column
+        std::vector<std::string> m_lTexts; // one a column, but for empty ones at the end
 
         bool operator==(const Line&) const = default;
     };
@@ -35,8 +35,14 @@ public:
         /// Without columns the first line of the file names them.
         File(std::string a_sPath, Names a_lColumns);
 
-        /// Reads the file anew. True when the table changed: its lines did, or the columns that these have.
+        /// Reads the file anew, line by line over the old ones. True when the table changed since it was last
+        /// settled: its lines did, or the columns that these have.
         bool read();
+        /// True from the begin, and since it was outdated, until it is settled.
+        bool isOutdated() const { return m_bOutdated; }
+        void setOutdated() { m_bOutdated = true; }
+        /// To be called when whoever must know of the change knows of it.
+        void settle() { m_bOutdated = m_bChanged = false; }
         /// True when the file has more than is read of one; what comes after that is left out.
         bool isCut() const { return m_bCut; }
 
@@ -51,11 +57,16 @@ public:
                                          const systema::NameList& a_lWanted) const;
 
     private:
+        void setColumns(Names a_lColumns);
+        void setLine(std::size_t a_iPosition, Names a_lTexts);
+
         const std::string m_sPath;
         const bool m_bFixedColumns;
         Names m_lColumns;
         std::vector<Line> m_lLines;
         bool m_bCut = false;
+        bool m_bOutdated = true;
+        bool m_bChanged = false;
     };
 
     FilePlugin();

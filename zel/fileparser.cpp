@@ -4,6 +4,7 @@
 #include "zel/lines.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zel {
 
@@ -11,27 +12,45 @@ bool FileParser::parse(EMode a_eMode, const std::string& a_sSource, std::string_
                        char a_cSeparator)
 {
     m_lLines.clear();
+    return parse(a_eMode, a_sSource, a_sFilter, a_cSeparator,
+                 [this](Line a_lTokens) { m_lLines.push_back(std::move(a_lTokens)); });
+}
+
+bool FileParser::parse(EMode a_eMode, const std::string& a_sSource, std::string_view a_sFilter,
+                       char a_cSeparator, const Receiver& a_oReceiver)
+{
     m_bCut = false;
-    std::size_t iBytes = 0;
-    const auto oAdd = [&](std::string_view a_sLine) {
-        if (a_sLine.find(a_sFilter) == std::string_view::npos) {
+    m_iBytes = 0;
+    std::size_t iLines = 0;
+    std::size_t iTokens = 0;
+    LineCutter oCutter(c_iLineBufferSize, [&](std::string_view a_sLine) {
+        if (m_bCut || a_sLine.find(a_sFilter) == std::string_view::npos) {
             return;
         }
-        iBytes += a_sLine.size() + 1;
-        m_bCut = m_bCut || m_lLines.size() == c_iMostLines || iBytes > c_iMostBytes;
+        Line lTokens = splitLine(a_sLine, a_cSeparator);
+        iTokens += lTokens.size();
+        m_bCut = ++iLines > c_iMostLines || iTokens > c_iMostTokens;
         if (!m_bCut) {
-            m_lLines.push_back(splitLine(a_sLine, a_cSeparator));
+            a_oReceiver(std::move(lTokens));
         }
+    });
+    const auto oTake = [&](std::string_view a_sText) {
+        const auto sFits = a_sText.substr(0, m_iMostBytes - m_iBytes);
+        m_iBytes += sFits.size();
+        oCutter.add(sFits);
+        m_bCut = m_bCut || sFits.size() < a_sText.size();
     };
-    if (a_eMode == EMode::File) {
-        // So much more that the last line, which may have been cut in two, is one too many.
-        return readLines(a_sSource, c_iLineBufferSize, c_iMostBytes + c_iLineBufferSize, oAdd);
+    bool bDone = false;
+    if (a_eMode == EMode::Command) {
+        bDone = executeCommand(a_sSource, oTake, c_iCommandCeilingSeconds) == 0;
+    } else {
+        const auto eLinks = a_eMode == EMode::File ? ELinks::Followed : ELinks::Refused;
+        bDone = readText(a_sSource, m_iMostBytes + 1, eLinks, oTake); // one more tells that there is more
     }
-    LineCutter oCutter(c_iLineBufferSize, oAdd);
-    const int iResult = executeCommand(
-        a_sSource, [&](std::string_view a_sText) { oCutter.add(a_sText); }, c_iCommandCeilingSeconds);
-    oCutter.finish();
-    return iResult == 0;
+    if (!m_bCut) {
+        oCutter.finish(); // else the last line may be the begin of one
+    }
+    return bDone;
 }
 
 const FileParser::Line* FileParser::find(std::size_t a_iIndex, std::string_view a_sKey) const
@@ -61,6 +80,7 @@ FileParser::Line splitLine(std::string_view a_sLine, char a_cSeparator)
         a_sLine.remove_prefix(iEnd == std::string_view::npos ? a_sLine.size() : iEnd + 1);
         oSkipSpaces();
     }
+    lTokens.shrink_to_fit(); // there may be many lines
     return lTokens;
 }
 

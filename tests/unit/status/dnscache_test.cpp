@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using systema::EResultCode;
 using systema::ValueList;
 using tests::row;
@@ -115,11 +117,17 @@ TEST_F(DnsCache, EntriesStayWhileTheForwarderCannotBeAsked)
     EXPECT_EQ(freshHosts(), "kept ");
     m_oForwarder.leave();
     m_iNow += 6;
-    unsigned iCount = 0;
-    const std::string sLog =
-        logOf([&] { EXPECT_EQ(m_oTable.getRowCount("", iCount), EResultCode::Success); });
-    EXPECT_EQ(iCount, 1U);
-    EXPECT_TRUE(sLog.starts_with("error DnsCache Could not dump cache: The name uk.org")) << sLog;
+    for (int i = 0; i < 2; ++i) {
+        const std::string sLog = logOf([&] {
+            EXPECT_EQ(hosts(), "kept ");
+            m_iNow += 1;
+            EXPECT_EQ(hosts(), "kept ");
+        });
+        EXPECT_TRUE(sLog.starts_with("error DnsCache Could not dump cache: The name uk.org")) << sLog;
+        EXPECT_EQ(std::ranges::count(sLog, '\n'), 1)
+            << "it is asked again a second later, and not at each read";
+        m_iNow += 1;
+    }
 }
 
 TEST_F(DnsCache, WithoutItsDirectoryEveryReadFails)
@@ -134,18 +142,41 @@ TEST_F(DnsCache, WithoutItsDirectoryEveryReadFails)
     m_oForwarder.answer([&] { EXPECT_EQ(find(lRow, "Host", "lost"), EResultCode::Failure); });
 }
 
-TEST_F(DnsCache, HasNoMoreEntriesThanItsBound)
+TEST_F(DnsCache, HasBoundsForAllFilesTogether)
 {
-    const std::string sLine = "1 A 0 F host 192.0.2.1 60\n";
-    std::string sLines;
-    for (int i = 0; i < 40000; ++i) {
-        sLines += sLine;
+    const auto count = [&] {
+        unsigned iCount = 0;
+        m_oForwarder.answer([&] { m_oTable.getRowCount("", iCount); });
+        m_iNow += 6;
+        return iCount;
+    };
+    const auto lines = [](std::size_t a_iCount, std::size_t a_iSize) {
+        std::string sLines;
+        for (const std::string sLine = std::string(a_iSize - 1, 'x') + "\n"; a_iCount > 0; --a_iCount) {
+            sLines += sLine;
+        }
+        return sLines;
+    };
+    write("1.cache", lines(40000, 20));
+    write("2.cache", lines(40000, 20));
+    EXPECT_EQ(count(), zel::DnsCache::c_iMostEntries);
+    write("1.cache", lines(20000, 200));
+    write("2.cache", lines(20000, 200));
+    write("3.cache", lines(1, 20));
+    EXPECT_EQ(count(), zel::FileParser::c_iMostBytes / 200);
+
+    for (std::size_t i = 0; i < zel::DnsCache::c_iMostFiles; ++i) {
+        write("0.cache." + std::to_string(i), "1 A 0 F host 192.0.2.1 60\n");
     }
-    write("1.cache", sLines);
-    write("2.cache", sLines);
-    unsigned iCount = 0;
-    m_oForwarder.answer([&] { m_oTable.getRowCount("", iCount); });
-    EXPECT_EQ(iCount, zel::DnsCache::c_iMostEntries);
+    EXPECT_EQ(count(), zel::DnsCache::c_iMostFiles) << "the first ones by name";
+}
+
+TEST_F(DnsCache, FollowsNoLinkThatSomeonePutsThere)
+{
+    write("secret", "1 A 0 F secret 192.0.2.1 60");
+    std::filesystem::create_symlink(m_oForwarder.path("secret"), m_oForwarder.path("x.cache"));
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(freshHosts(), ""); }),
+              "error DnsCache Error while parsing " + m_oForwarder.path("x.cache") + "\n");
 }
 
 TEST(DnsCacheLine, MayLackAnyToken)

@@ -146,3 +146,17 @@ TEST_F(FilePlugin, ServesTheBeginOfAFileThatIsTooLong)
     EXPECT_EQ(count(), 131071U);
     EXPECT_EQ(logOf([&] { updateAfter(sMost + "x\ny\n"); }), "");
 }
+
+TEST_F(FilePlugin, HoldsNoTextsThatAreMissing)
+{
+    writeFile(m_sPath, "A B C D\n1\n1 2 3 4 5\n");
+    auto oFile = zel::FilePlugin::createFile(m_sPath, "");
+    EXPECT_TRUE(oFile.read());
+    EXPECT_EQ(oFile.getLine(0)->m_lTexts.size(), 1U);
+    EXPECT_EQ(oFile.getLine(1)->m_lTexts.size(), 4U);
+    EXPECT_EQ(oFile.getLine("D", ""), oFile.getLine(0));
+
+    EXPECT_TRUE(oFile.read()) << "a change is one until it is settled";
+    oFile.settle();
+    EXPECT_FALSE(oFile.read());
+}

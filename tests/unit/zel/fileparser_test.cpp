@@ -4,9 +4,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 using zel::FileParser;
 using zel::splitLine;
 
@@ -62,33 +63,37 @@ TEST(FileParser, readsWhatACommandWrites)
     EXPECT_FALSE(oParser.parse(FileParser::EMode::Command, "echo a; exit 1", "", ' '));
 }
 
-TEST(FileParser, keepsOnlySoManyLinesAndBytes)
+TEST(FileParser, keepsOnlySoManyLinesTokensAndBytes)
 {
     const TempDir oDir;
     FileParser oParser;
-    const auto parse = [&](const std::string& a_sText) {
+    const auto parse = [&](FileParser& a_oParser, std::string_view a_sText) {
         writeFile(oDir.file("text"), a_sText);
-        return oParser.parse(FileParser::EMode::File, oDir.file("text"), "", ' ');
+        EXPECT_TRUE(a_oParser.parse(FileParser::EMode::File, oDir.file("text"), "", ' '));
+        return a_oParser.getLines().size();
     };
-    const std::string sMost = repeat(FileParser::c_iMostLines, "\n");
-    EXPECT_TRUE(parse(sMost));
-    EXPECT_THAT(oParser.getLines(), SizeIs(FileParser::c_iMostLines));
+    const std::string sLines = repeat(FileParser::c_iMostLines, "\n");
+    const std::string sTokens = repeat(FileParser::c_iMostTokens / 128, repeat(128, "a ") + "\n");
+    const std::string sBytes = repeat(FileParser::c_iMostBytes / 256, std::string(255, 'x') + "\n");
+    for (const std::string& sMost : {sLines, sTokens, sBytes}) {
+        const std::size_t iMost = parse(oParser, sMost);
+        EXPECT_FALSE(oParser.isCut());
+        EXPECT_EQ(iMost, std::ranges::count(sMost, '\n'));
+        EXPECT_EQ(parse(oParser, sMost + "x"), iMost);
+        EXPECT_TRUE(oParser.isCut());
+    }
+    EXPECT_EQ(parse(oParser, repeat(100000, "A list of many, 40 characters, a line!!\n")), 100000U);
     EXPECT_FALSE(oParser.isCut());
-    EXPECT_TRUE(parse(sMost + "x"));
-    EXPECT_THAT(oParser.getLines(), SizeIs(FileParser::c_iMostLines));
-    EXPECT_TRUE(oParser.isCut());
 
     // A line of which only a part is within the first bytes is left out whole.
-    const std::string sLine = std::string(242, 'x') + "\n";
-    const auto iLines = FileParser::c_iMostBytes / sLine.size();
-    for (const std::size_t iBeyond : {std::size_t(1), iLines}) {
-        EXPECT_TRUE(parse(repeat(iLines + iBeyond, sLine)));
-        EXPECT_TRUE(oParser.isCut());
-        EXPECT_THAT(oParser.getLines(), SizeIs(iLines));
-        EXPECT_THAT(oParser.getLines().back(), ElementsAre(SizeIs(242)));
-    }
-    EXPECT_TRUE(oParser.parse(FileParser::EMode::Command, "cat " + oDir.file("text"), "", ' '));
-    EXPECT_THAT(oParser.getLines(), SizeIs(iLines));
-    EXPECT_TRUE(parse(""));
-    EXPECT_FALSE(oParser.isCut());
+    using namespace std::string_view_literals;
+    FileParser oSmall(9);
+    EXPECT_EQ(parse(oSmall, "one\n\0two\n"sv), 2U);
+    EXPECT_FALSE(oSmall.isCut());
+    EXPECT_EQ(oSmall.getByteCount(), 9U);
+    EXPECT_EQ(parse(oSmall, "one\n\0\0two\n"sv), 1U);
+    EXPECT_TRUE(oSmall.isCut());
+    EXPECT_TRUE(oSmall.parse(FileParser::EMode::Command, "echo one; echo; echo three", "one", ' '));
+    EXPECT_THAT(oSmall.getLines(), ElementsAre(ElementsAre("one")));
+    EXPECT_TRUE(oSmall.isCut());
 }
