@@ -1,6 +1,9 @@
 #include "device/linux/nl80211.h"
 
 #include <algorithm>
+#include <chrono>
+#include <functional>
+#include <linux/genetlink.h>
 #include <linux/nl80211.h>
 #include <netlink/errno.h>
 #include <netlink/genl/ctrl.h>
@@ -14,15 +17,20 @@ namespace zel::device {
 namespace {
 
 constexpr timeval c_oLongestWait{1, 0};
+constexpr std::chrono::seconds c_oFamilyPause{5};
 
-/// Hands the attributes of a message on. An exception may not pass the library.
-int tell(nl_msg* a_pMessage, void* a_pReceiver) noexcept
+/// The number of the family, negative when the kernel has none. Not to have it costs the kernel a search for
+/// a module, so that the answer is kept for a while.
+int resolveFamily(nl_sock* a_pSocket)
 {
-    const auto* pHead = static_cast<const genlmsghdr*>(nlmsg_data(nlmsg_hdr(a_pMessage)));
-    const auto* pAttributes = reinterpret_cast<const unsigned char*>(genlmsg_attrdata(pHead, 0));
-    (*static_cast<std::function<void(Bytes)>*>(a_pReceiver))(
-        {pAttributes, static_cast<std::size_t>(std::max(genlmsg_attrlen(pHead, 0), 0))});
-    return NL_OK;
+    using Clock = std::chrono::steady_clock;
+    thread_local std::optional<Clock::time_point> oMissing;
+    if (oMissing && Clock::now() - *oMissing < c_oFamilyPause) {
+        return -NLE_OBJ_NOTFOUND;
+    }
+    const int iFamily = genl_ctrl_resolve(a_pSocket, NL80211_GENL_NAME);
+    oMissing = iFamily < 0 ? std::optional(Clock::now()) : std::nullopt;
+    return iFamily;
 }
 
 } // namespace
@@ -42,7 +50,7 @@ Nl80211::Nl80211() : m_pSocket(nl_socket_alloc())
     if (m_pSocket && genl_connect(m_pSocket.get()) == 0) {
         ::setsockopt(nl_socket_get_fd(m_pSocket.get()), SOL_SOCKET, SO_RCVTIMEO, &c_oLongestWait,
                      sizeof(c_oLongestWait));
-        m_iFamily = genl_ctrl_resolve(m_pSocket.get(), NL80211_GENL_NAME);
+        m_iFamily = resolveFamily(m_pSocket.get());
     }
 }
 
@@ -110,23 +118,20 @@ Nl80211::Message Nl80211::message(std::uint8_t a_iCommand, int a_iFlags) const
     return pMessage;
 }
 
-/// Tells of each message of the answer. False when the kernel refuses or does not answer in time; then it is
-/// not asked again, since a late answer would be taken for that of the next question.
-bool Nl80211::ask(Message a_pQuestion, Receiver a_oReceiver)
+/// Tells of the attributes of each message of the answer. False when the kernel refuses, or does not answer
+/// in time; then it is not asked again.
+bool Nl80211::ask(Message a_pQuestion, const Receiver& a_oReceiver)
 {
     if (m_iFamily < 0) {
         return false;
     }
-    nl_socket_modify_cb(m_pSocket.get(), NL_CB_VALID, NL_CB_CUSTOM, &tell, &a_oReceiver);
-    int iResult = nl_send_auto(m_pSocket.get(), a_pQuestion.get());
-    if (iResult >= 0) {
-        iResult = nl_recvmsgs_default(m_pSocket.get());
-    }
-    if (iResult == -NLE_AGAIN) {
+    const auto eAnswer = device::ask(*m_pSocket, *a_pQuestion, [&](Bytes a_lMessage) {
+        a_oReceiver(a_lMessage.subspan(std::min<std::size_t>(GENL_HDRLEN, a_lMessage.size())));
+    });
+    if (eAnswer == EAnswer::Late) {
         m_iFamily = -1;
     }
-    // What changed while it was told is told all the same.
-    return iResult >= 0 || iResult == -NLE_DUMP_INTR;
+    return eAnswer == EAnswer::Whole;
 }
 
 } // namespace zel::device

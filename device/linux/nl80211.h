@@ -4,12 +4,10 @@
 // is nothing to tell. Nothing throws but std::bad_alloc.
 #pragma once
 
+#include "device/linux/netlink.h"
 #include "device/linux/wlanmessages.h"
 
 #include <memory>
-
-struct nl_sock;
-struct nl_msg;
 
 namespace zel::device {
 
@@ -28,7 +26,6 @@ public:
     void startScan(std::uint32_t a_iInterface);
 
 private:
-    using Receiver = std::function<void(Bytes a_lAttributes)>;
     struct Release
     {
         void operator()(nl_sock* a_pSocket) const;
@@ -37,7 +34,7 @@ private:
     using Message = std::unique_ptr<nl_msg, Release>;
 
     Message message(std::uint8_t a_iCommand, int a_iFlags) const;
-    bool ask(Message a_pQuestion, Receiver a_oReceiver);
+    bool ask(Message a_pQuestion, const Receiver& a_oReceiver);
 
     std::unique_ptr<nl_sock, Release> m_pSocket;
     int m_iFamily = -1;

@@ -4,15 +4,14 @@
 // elements of a network come from whoever sends in the neighbourhood and may be any bytes.
 #pragma once
 
+#include "device/linux/netlink.h"
 #include "device/wlanconfig.h"
 
 #include <array>
 #include <cstdint>
-#include <span>
+#include <set>
 
 namespace zel::device {
-
-using Bytes = std::span<const unsigned char>;
 
 struct Radio
 {
