@@ -61,5 +61,5 @@ int ZEL_WLANAPI_Phy_GetSecondChannel(ZEL_WLANAPI_Context& a_oContext);
 /// The sum of 1 for 802.11b, 2 g, 4 n at 2.4 GHz, 8 ax at 2.4 GHz, 16 a, 32 n at 5 GHz, 64 ac, 128 ax at
 /// 5 GHz; 0 when unknown.
 int ZEL_WLANAPI_Ap_GetMode(ZEL_WLANAPI_Context& a_oContext);
-/// Lists the networks that the selected access point's radio sees.
+/// Lists the networks that the selected access point's radio sees, without the device's own access points.
 int ZEL_WLANAPI_Info_ScanAps(ZEL_WLANAPI_Context& a_oContext, ZEL_WLANAPI_ScanResult& a_oResult);

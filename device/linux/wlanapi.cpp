@@ -31,9 +31,13 @@ bool isScanDue(std::uint32_t a_iInterface)
 }
 
 /// Gives what is known now, and has a scan made for the next time.
-std::optional<Networks> scan(Nl80211& a_oKernel, std::uint32_t a_iInterface)
+std::optional<Networks> scan(Nl80211& a_oKernel, std::uint32_t a_iInterface,
+                             const std::set<std::string>& a_lOwnMacs)
 {
     auto oNetworks = a_oKernel.getNetworks(a_iInterface);
+    if (oNetworks) {
+        removeRepeated(*oNetworks, a_lOwnMacs);
+    }
     if (isScanDue(a_iInterface)) {
         a_oKernel.startScan(a_iInterface);
     }
@@ -45,7 +49,12 @@ void fill(ZEL_WLANAPI_Context& a_oContext)
     const auto pKernel = std::make_shared<Nl80211>();
     const auto lRadios = pKernel->getRadios();
     a_oContext.m_iAvailability = lRadios.empty() ? c_iNoRadio : c_iRadioDown;
-    for (auto& oInterface : pKernel->getAccessPoints()) {
+    auto lInterfaces = pKernel->getAccessPoints();
+    std::set<std::string> lMacs;
+    for (const auto& oInterface : lInterfaces) {
+        lMacs.insert(oInterface.m_oAccessPoint.m_sMac);
+    }
+    for (auto& oInterface : lInterfaces) {
         auto& oAccessPoint = oInterface.m_oAccessPoint;
         const auto it = std::ranges::find(lRadios, oInterface.m_iRadio, &Radio::m_iNumber);
         if (it != lRadios.end()) {
@@ -54,9 +63,9 @@ void fill(ZEL_WLANAPI_Context& a_oContext)
         if (!oAccessPoint.m_sSsid.empty()) {
             a_oContext.m_iAvailability = c_iWlanUp;
         }
-        a_oContext.m_lConfigs.push_back({std::move(oAccessPoint), [pKernel, iIndex = oInterface.m_iIndex] {
-                                             return scan(*pKernel, iIndex);
-                                         }});
+        a_oContext.m_lConfigs.push_back(
+            {std::move(oAccessPoint),
+             [pKernel, iIndex = oInterface.m_iIndex, lMacs] { return scan(*pKernel, iIndex, lMacs); }});
     }
 }
 

@@ -358,6 +358,21 @@ std::optional<ZEL_WLANAPI_ScanAp> parseNetwork(Bytes a_lAttributes)
     return oNetwork;
 }
 
+void removeRepeated(Networks& a_lNetworks, const std::set<std::string>& a_lOwnMacs)
+{
+    const auto isHidden = [](const ZEL_WLANAPI_ScanAp& a_oNetwork) { return a_oNetwork.m_aSsid[0] == '\0'; };
+    std::set<std::string> lNamed;
+    for (const auto& oNetwork : a_lNetworks) {
+        if (!isHidden(oNetwork)) {
+            lNamed.insert(oNetwork.m_aMac.data());
+        }
+    }
+    std::erase_if(a_lNetworks, [&](const ZEL_WLANAPI_ScanAp& a_oNetwork) {
+        const char* pMac = a_oNetwork.m_aMac.data();
+        return a_lOwnMacs.contains(pMac) || (isHidden(a_oNetwork) && lNamed.contains(pMac));
+    });
+}
+
 int modeOf(const Radio& a_oRadio, unsigned a_iFrequency, unsigned a_iWidth)
 {
     const Band* pBand = bandOf(a_iFrequency);

@@ -43,6 +43,10 @@ std::optional<WlanInterface> parseAccessPoint(Bytes a_lAttributes);
 /// A network that was seen; nothing for one without BSSID. The signal is a percentage.
 std::optional<ZEL_WLANAPI_ScanAp> parseNetwork(Bytes a_lAttributes);
 
+/// Leaves out the device's own access points, which hear one another, and what has no name and is there with
+/// its name, too: of a hidden network the kernel keeps the beacon beside what the network has answered.
+void removeRepeated(Networks& a_lNetworks, const std::set<std::string>& a_lOwnMacs);
+
 /// What the radio does as an access point on this frequency and width.
 int modeOf(const Radio& a_oRadio, unsigned a_iFrequency, unsigned a_iWidth);
 

@@ -166,6 +166,22 @@ TEST(WlanMessages, AnAccessPointIsOfItsRadiosModes)
     EXPECT_EQ(modeOf(*oRadio, 0, 0), 0);
 }
 
+TEST(WlanMessages, OwnAccessPointsAndTheBeaconOfANamedNetworkAreLeftOut)
+{
+    const auto oNamed = *parseNetwork(span(network(2437, element(0, "named"))));
+    const auto oHidden = *parseNetwork(span(network(2437, element(0, ""))));
+    auto oOther = oHidden;
+    oOther.m_aMac[0] = '1';
+    auto oOwn = oNamed;
+    oOwn.m_aMac[0] = '2';
+    const std::string sOwn = oOwn.m_aMac.data();
+    zel::device::Networks lNetworks{oHidden, oNamed, oOther, oOwn};
+    zel::device::removeRepeated(lNetworks, {sOwn});
+    ASSERT_EQ(lNetworks.size(), 2U);
+    EXPECT_STREQ(lNetworks[0].m_aSsid.data(), "named");
+    EXPECT_EQ(lNetworks[1].m_aMac, oOther.m_aMac) << "hidden, and never named";
+}
+
 TEST(WlanMessages, EachRadioHasOneAccessPointBeforeAnyHasTwo)
 {
     std::vector<WlanInterface> lInterfaces{{1, 3}, {0, 9}, {0, 5}, {0, 7}, {1, 4}};
