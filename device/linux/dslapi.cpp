@@ -6,8 +6,8 @@
 namespace {
 
 constexpr std::string_view c_sStatusFile = "/var/run/dsl-status";
-constexpr std::size_t c_iLineBufferSize = 128;
 constexpr std::size_t c_iMostBytes = 16384;
+constexpr std::size_t c_iLineBufferSize = c_iMostBytes + 2; // no line is cut
 
 zel::device::DslLine readStatusFile()
 {

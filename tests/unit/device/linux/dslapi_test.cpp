@@ -52,6 +52,8 @@ TEST_F(DslApi, WhatCannotBeReadIsNothing)
     EXPECT_EQ(
         lineOf(" state = training \r\nnonsense\n=\n#state=idle\n\xff=\xfe\nupstream-rate=1\nupstream-rate=2"),
         "training 2 0 ");
+    EXPECT_EQ(lineOf(std::string(127, '#') + c_sShowtime), "down 10087 51392 VDSL2 Annex B")
+        << "the rest of a long line is no line";
     for (const std::string sRate : {"", "-1", "+1", "1 2", "0x1", "4294967296", "1.5"}) {
         EXPECT_EQ(lineOf("upstream-rate=" + sRate), "down 0 0 ") << sRate;
     }
