@@ -1,6 +1,6 @@
 // Where the device's file systems come from.
 //
-// Replaced per board. Any thread; nothing throws.
+// Replaced per board. Any thread; nothing throws but std::bad_alloc.
 #pragma once
 
 /// The code of the source that the root file system is mounted from; see the board's texts.

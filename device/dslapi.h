@@ -1,7 +1,7 @@
 // The DSL line.
 //
-// Replaced per board. A context belongs to one thread; nothing throws. A device without a line is one whose
-// line is always down.
+// Replaced per board. A context belongs to one thread; nothing throws but std::bad_alloc. A device without a
+// line is one whose line is always down.
 #pragma once
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 //
 // Such a board defines ZEL_DSLAPI_construct, which gives the context a function that reads the line; the
 // other functions of device/dslapi.h come from here. The function is called once for each reset of the fetch
-// state, and does not throw.
+// state, and throws nothing but std::bad_alloc.
 #pragma once
 
 #include "device/dslapi.h"

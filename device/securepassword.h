@@ -1,7 +1,7 @@
 // Hashes of passwords in modular crypt format.
 //
-// Replaced per board where it has a hash of its own. Any thread. Nothing throws; a hash that cannot be made
-// is an empty text.
+// Replaced per board where it has a hash of its own. Any thread. Nothing throws but std::bad_alloc; a hash
+// that cannot be made is an empty text.
 #pragma once
 
 #include <string>

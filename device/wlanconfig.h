@@ -1,7 +1,7 @@
 // The access points of the device as plain data, for boards that can read all of it at once.
 //
 // Such a board defines ZEL_WLANAPI_Construct, which fills a context; the other functions of device/wlanapi.h
-// come from here. One thread; a scan does not throw.
+// come from here. One thread; a scan throws nothing but std::bad_alloc.
 #pragma once
 
 #include "device/wlanapi.h"
