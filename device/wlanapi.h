@@ -1,7 +1,7 @@
 // The WLAN radio: the device's own access points and the networks around.
 //
-// Replaced per board. A context belongs to one thread; nothing throws. A device without a radio is one whose
-// radio never becomes available.
+// Replaced per board. A context belongs to one thread; nothing throws but std::bad_alloc. A device without a
+// radio is one whose radio never becomes available.
 #pragma once
 
 #include <array>
@@ -45,6 +45,7 @@ constexpr int c_iWlanUp = 2;
 
 // Results are 0 on success unless something else is said.
 
+/// On success the context is not null.
 int ZEL_WLANAPI_Construct(ZEL_WLANAPI_Handle& a_pContext);
 /// 0 no radio, 1 a radio that is down, c_iWlanUp or more one that is up.
 int ZEL_WLANAPI_Tools_CheckInterfaceAvailability(ZEL_WLANAPI_Context& a_oContext);
