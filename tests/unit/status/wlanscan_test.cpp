@@ -41,10 +41,42 @@ protected:
         return eCode == EResultCode::Success ? lRow.getValue("Ssid").getText() : std::to_string(eCode);
     }
 
+    /// Two access points, the second of which has its turn in the next second.
+    static constexpr int c_iCallsInFirstSecond = 4;
+    void slowRadioSees(const std::string& a_sFirst, const std::string& a_sSecond)
+    {
+        radioHas(R"({"ssid":"own","mac":"01","channel":1,"mode":4,"networks":[)" + a_sFirst +
+                 R"(]},{"ssid":"own2","mac":"02","channel":1,"mode":4,"networks":[)" + a_sSecond + "]}");
+    }
+    /// The neighbours after a pass that begins at the time.
+    std::string slowPass(std::time_t a_iTime)
+    {
+        m_iNow = a_iTime;
+        m_iCalls = 0;
+        m_oSlowTable.startTransaction();
+        unsigned iCount = 0;
+        m_oSlowTable.getRowCount(c_sTable, iCount);
+        std::string sNames;
+        for (unsigned i = 0; i < iCount; ++i) {
+            ValueList lRow;
+            m_oSlowTable.getRow(c_sTable, lRow, i, {"Ssid", "OwnAP"});
+            if (lRow.getValue("OwnAP").getInteger() == 0) {
+                sNames += lRow.getValue("Ssid").getText() + " ";
+            }
+        }
+        m_oSlowTable.commitTransaction();
+        return sNames;
+    }
+
     SystemRoot m_oRoot;
     std::time_t m_iNow = 1000;
+    int m_iCalls = 0;
     zel::WlanScan m_oTable{[this] { return m_iNow; }};
+    zel::WlanScan m_oSlowTable{[this] { return m_iNow + (++m_iCalls > c_iCallsInFirstSecond ? 1 : 0); }};
 };
+
+const std::string c_sEarly = R"({"ssid":"early","mac":"07"})";
+const std::string c_sLate = R"({"ssid":"late","mac":"08"})";
 
 } // namespace
 
@@ -67,6 +99,12 @@ TEST_F(WlanScan, ShowsOwnAccessPointsAndNeighbours)
                          {"Signal", 100},
                          {"Standard", "802.11anacax"},
                          {"OwnAP", 1}}));
+    lRow.clear();
+    for (const char* pNumber : {"", "60", "0x64"}) {
+        EXPECT_EQ(m_oTable.getRowByKey(c_sTable, lRow, "Signal", pNumber, {}), EResultCode::NoRow) << pNumber;
+    }
+    EXPECT_EQ(m_oTable.getRowByKey(c_sTable, lRow, "Signal", " -60dBm", {"Id"}), EResultCode::Success);
+    EXPECT_EQ(lRow, row({{"Id", 2}}));
     lRow.clear();
     EXPECT_EQ(m_oTable.getRowByKey(c_sTable, lRow, "Ssid", sSsid, {}), EResultCode::Success);
     EXPECT_EQ(lRow, row({{"Id", 2},
@@ -91,6 +129,49 @@ TEST_F(WlanScan, AnAccessPointThatFailsDoesNotHideTheOther)
               "info WlanScan Retrieved AP2 data: SSID: '(null)', MAC: '02:00:00:00:00:02', CH: 1, CH2: -1, "
               "Mode: 0\n");
     EXPECT_EQ(iCount, 2U);
+}
+
+TEST_F(WlanScan, AnOwnAccessPointThatLacksAnythingIsLeftOut)
+{
+    for (const char* pIncomplete :
+         {R"({"mac":"01","channel":1,"mode":4})", R"({"ssid":"a","channel":1,"mode":4})",
+          R"({"ssid":"a","mac":"01","mode":4})", R"({"ssid":"a","mac":"01","channel":1})"}) {
+        radioHas(pIncomplete);
+        unsigned iCount = 1;
+        EXPECT_EQ(m_oTable.getRowCount(c_sTable, iCount), EResultCode::Success);
+        EXPECT_EQ(iCount, 0U) << pIncomplete;
+    }
+}
+
+TEST_F(WlanScan, ANetworkOfALaterSecondLeavesOnePassBeforeTheOthers)
+{
+    slowRadioSees(c_sEarly, c_sLate);
+    EXPECT_EQ(slowPass(1000), "early late ");
+    slowRadioSees("", "");
+    for (int i = 1; i <= 9; ++i) {
+        EXPECT_EQ(slowPass(1000 + 10 * i), "early late ") << i;
+    }
+    EXPECT_EQ(slowPass(1100), "early ");
+    EXPECT_EQ(slowPass(1110), "");
+}
+
+TEST_F(WlanScan, TheAgeOfANetworkCountsFromItsOwnSecondToTheBeginOfAPass)
+{
+    slowRadioSees(c_sEarly, c_sLate);
+    EXPECT_EQ(slowPass(1000), "early late ");
+    slowRadioSees("", "");
+    EXPECT_EQ(slowPass(1180), "early late ");
+    EXPECT_EQ(slowPass(1181), "late ");
+    EXPECT_EQ(slowPass(1182), "");
+}
+
+TEST_F(WlanScan, ALibraryThatCannotBeOpenedFailsTheRequest)
+{
+    radioSees("neighbour");
+    EXPECT_EQ(ssid(), "neighbour");
+    m_oRoot.write("/var/run/ledgerd-sim.json", R"({"wlan":{"availability":-1}})");
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), EResultCode::Failure); }),
+              "warning WlanScan Could not construct WlanApi\n");
 }
 
 TEST_F(WlanScan, WithoutARadioEveryRequestFailsAndTheLogIsNotFlooded)
