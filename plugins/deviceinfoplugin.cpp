@@ -16,8 +16,7 @@ DeviceInfoPlugin::DeviceInfoPlugin(systema::ConfigPluginBase& a_oDispatcher)
     m_lProviders.push_back(std::make_unique<EtlWrapper>(a_oDispatcher));
     m_lProviders.push_back(std::make_unique<Environment>());
     m_lProviders.push_back(std::make_unique<BootLoader>());
-    m_lProviders.push_back(std::make_unique<VersionInfo>(
-        "/etc/zel-version-small.txt", "/etc/zel-version-static.txt", "/etc/build.txt", "/etc/build_id.txt"));
+    m_lProviders.push_back(std::make_unique<VersionInfo>());
 }
 
 void DeviceInfoPlugin::getTables(systema::NameList& a_tables, const void* a_handle)

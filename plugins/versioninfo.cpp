@@ -11,28 +11,31 @@ namespace {
 
 constexpr std::size_t c_iLineBufferSize = 128;
 
-} // namespace
-
-VersionInfo::VersionInfo(std::string a_sSmall, std::string a_sFull, std::string a_sBuildDate,
-                         std::string a_sBuildId)
-    : DeviceInfoRow("SoftwareVersion"),
-      m_sSmall(std::move(a_sSmall)),
-      m_sFull(std::move(a_sFull)),
-      m_sBuildDate(std::move(a_sBuildDate)),
-      m_sBuildId(std::move(a_sBuildId))
+struct VersionColumn
 {
-}
+    const char* m_pName;
+    const char* m_pFile;
+    const char* m_pFallback;
+};
+
+constexpr VersionColumn c_aColumns[] = {
+    {"VersionSmall", "/etc/zel-version-small.txt", "1.0-1.0.0"},
+    {"VersionFull", "/etc/zel-version-static.txt", "Unknown package 1.0-1.0.0"},
+    {"BuildDate", "/etc/build.txt", "Jul 13 2023"},
+    {"BuildId", "/etc/build_id.txt", "s0b0"},
+};
+
+} // namespace
 
 void VersionInfo::read(systema::ValueList& a_lRow)
 {
-    loadValueFromFile(a_lRow, "VersionSmall", m_sSmall, "1.0-1.0.0");
-    loadValueFromFile(a_lRow, "VersionFull", m_sFull, "Unknown package 1.0-1.0.0");
-    loadValueFromFile(a_lRow, "BuildDate", m_sBuildDate, "Jul 13 2023");
-    loadValueFromFile(a_lRow, "BuildId", m_sBuildId, "s0b0");
+    for (const auto& oColumn : c_aColumns) {
+        loadValueFromFile(a_lRow, oColumn.m_pName, oColumn.m_pFile, oColumn.m_pFallback);
+    }
 }
 
-void VersionInfo::loadValueFromFile(systema::ValueList& a_lRow, const char* a_pColumn,
-                                    const std::string& a_sFile, const char* a_pFallback)
+void VersionInfo::loadValueFromFile(systema::ValueList& a_lRow, const char* a_pColumn, const char* a_pFile,
+                                    const char* a_pFallback)
 {
     std::string sValue;
     bool bFirst = true;
@@ -41,7 +44,7 @@ void VersionInfo::loadValueFromFile(systema::ValueList& a_lRow, const char* a_pC
             sValue = a_sLine;
         }
     };
-    if (!readLines(systemPath(a_sFile), c_iLineBufferSize, c_iLineBufferSize - 1, keepFirst)) {
+    if (!readLines(systemPath(a_pFile), c_iLineBufferSize, c_iLineBufferSize - 1, keepFirst)) {
         sValue = a_pFallback;
     }
     addText(a_lRow, a_pColumn, std::move(sValue));

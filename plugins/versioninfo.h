@@ -11,18 +11,12 @@ namespace zel {
 class VersionInfo : public DeviceInfoRow
 {
 public:
-    /// The files of the four columns, below the root of the system.
-    VersionInfo(std::string a_sSmall, std::string a_sFull, std::string a_sBuildDate, std::string a_sBuildId);
+    VersionInfo() : DeviceInfoRow("SoftwareVersion") {}
 
 private:
     void read(systema::ValueList& a_lRow) override;
-    static void loadValueFromFile(systema::ValueList& a_lRow, const char* a_pColumn,
-                                  const std::string& a_sFile, const char* a_pFallback);
-
-    const std::string m_sSmall;
-    const std::string m_sFull;
-    const std::string m_sBuildDate;
-    const std::string m_sBuildId;
+    static void loadValueFromFile(systema::ValueList& a_lRow, const char* a_pColumn, const char* a_pFile,
+                                  const char* a_pFallback);
 };
 
 } // namespace zel
