@@ -16,14 +16,12 @@ DeviceInfoRow::DeviceInfoRow(std::string a_sTable) : m_sTable(std::move(a_sTable
 
 void DeviceInfoRow::load()
 {
-    Assert(classInvariant(), "classInvariant()");
     Assert(false == loaded(), "false == loaded()");
     ValueList lRow;
     addInteger(lRow, "Id", 1);
     read(lRow);
     m_lRow = std::move(lRow);
     Assert(true == loaded(), "true == loaded()");
-    Assert(classInvariant(), "classInvariant()");
 }
 
 EResultCode DeviceInfoRow::getSchema(systema::ColumnList& a_columns) const
@@ -47,7 +45,9 @@ EResultCode DeviceInfoRow::selectRow(ValueList& a_row, unsigned int a_index,
         return EResultCode::NoRow;
     }
     if (a_columns.empty()) {
-        a_row = m_lRow;
+        for (const auto& [sName, oValue] : m_lRow) {
+            a_row.add(sName, oValue);
+        }
     }
     for (const auto& sName : a_columns) {
         const Value* pValue = findValue(sName);

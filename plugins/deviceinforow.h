@@ -32,8 +32,6 @@ protected:
     static void addInteger(systema::ValueList& a_lRow, std::string a_sName, int a_iNumber);
 
 private:
-    bool classInvariant() const { return true; }
-
     const std::string m_sTable;
     systema::ValueList m_lRow;
 };

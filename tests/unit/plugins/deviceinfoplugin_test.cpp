@@ -1,46 +1,19 @@
 #include "plugins/deviceinfoplugin.h"
 
-#include "device/deviceinfoenv.h"
-#include "device/hwcap.h"
 #include "tests/logof.h"
 #include "tests/row.h"
+#include "tests/unit/device/systemroot.h"
 #include "tests/unit/systema/recordingplugin.h"
-#include "tests/unit/zel/tempdir.h"
 #include "zel/assert.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 using systema::EResultCode;
 using systema::NameList;
 using systema::ValueList;
 using tests::row;
-
-// The device of these tests.
-
-int ZEL_DeviceInfoEnvAPI_getRootfsMountSource()
-{
-    return 0;
-}
-int ZEL_DeviceInfoEnvAPI_getServicefsMountSource()
-{
-    return 1;
-}
-int ZEL_DeviceInfoEnvAPI_getDefconfigMountSource()
-{
-    return 2;
-}
-const char* ZEL_DeviceInfoEnvAPI_mountSourceString(int a_iSource)
-{
-    constexpr const char* c_aTexts[] = {"flash", "disk", "network"};
-    return c_aTexts[a_iSource];
-}
-int ZEL_HWCAP_WLANsupport(int a_iRadio)
-{
-    return a_iRadio == 0 ? 1 : 0;
-}
 
 namespace {
 
@@ -49,17 +22,14 @@ class DeviceInfoPlugin : public testing::Test
 protected:
     DeviceInfoPlugin()
     {
-        ::setenv("LEDGERD_ROOT", m_oRoot.path().c_str(), 1);
-        std::filesystem::create_directory(m_oRoot.file("etc"));
         write("etl.conf", "");
         write("bootloader.conf", "");
     }
-    ~DeviceInfoPlugin() override { ::unsetenv("LEDGERD_ROOT"); }
 
-    std::string path(const std::string& a_sName) const { return m_oRoot.file("etc/" + a_sName); }
+    std::string path(const std::string& a_sName) const { return m_oRoot.path("/etc/" + a_sName); }
     void write(const std::string& a_sName, const std::string& a_sText) const
     {
-        writeFile(path(a_sName), a_sText);
+        m_oRoot.write("/etc/" + a_sName, a_sText);
     }
 
     EResultCode select(ValueList& a_lRow, const std::string& a_sTable, unsigned a_iIndex,
@@ -76,7 +46,7 @@ protected:
         return lRow;
     }
 
-    const TempDir m_oRoot;
+    const SystemRoot m_oRoot;
     RecordingPlugin::Calls m_lCalls;
     RecordingPlugin m_oDispatcher{"dispatcher", {}, m_lCalls};
     zel::DeviceInfoPlugin m_oPlugin{m_oDispatcher};
@@ -86,10 +56,12 @@ protected:
 
 TEST_F(DeviceInfoPlugin, AnyKeyFindsTheOneRowOfATable)
 {
+    m_oRoot.write("/var/run/ledgerd-sim.json", R"({
+        "mounts": {"rootfs": "flash", "servicefs": "network", "defconfig": "ram"}, "wlan": {"radios": 1}})");
     const ValueList lEnvironment = row({{"Id", 1},
                                         {"RootfsMountSource", "flash"},
-                                        {"ServicefsMountSource", "disk"},
-                                        {"DefconfigMountSource", "network"},
+                                        {"ServicefsMountSource", "network"},
+                                        {"DefconfigMountSource", "ram"},
                                         {"WlanSupport", 1},
                                         {"IsHost", 0}});
     EXPECT_EQ(rowOf("Environment"), lEnvironment);
@@ -99,6 +71,8 @@ TEST_F(DeviceInfoPlugin, AnyKeyFindsTheOneRowOfATable)
         EXPECT_EQ(lRow, row({{"Id", 1}}));
         EXPECT_EQ(select(lRow, pTable, 0, {"Id", "id"}), EResultCode::NoKey);
         EXPECT_EQ(lRow, row({{"Id", 1}, {"Id", 1}})) << "what was found before";
+        EXPECT_EQ(select(lRow, pTable, 0, {}), EResultCode::Success);
+        EXPECT_GE(lRow.size(), 3U) << "a whole row is appended, too";
         lRow.clear();
         EXPECT_EQ(select(lRow, pTable, 1, {}), EResultCode::NoRow);
         EXPECT_TRUE(lRow.empty());
