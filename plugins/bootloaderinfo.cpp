@@ -1,8 +1,8 @@
 #include "plugins/bootloaderinfo.h"
 
-#include "plugins/settings.h"
 #include "zel/assert.h"
 #include "zel/convert.h"
+#include "zel/log.h"
 
 #include <array>
 
@@ -12,8 +12,9 @@ namespace {
 
 constexpr std::size_t c_iLineBufferSize = 128;
 
-/// NAME="value"; what follows the value is not looked at, and a line without "=" is no setting.
-std::optional<Setting> parseSetting(std::string_view a_sLine)
+} // namespace
+
+std::optional<Setting> BootLoader::parse(std::string_view a_sLine)
 {
     std::array<char, c_iLineBufferSize> aLine{};
     a_sLine.copy(aLine.data(), aLine.size() - 1);
@@ -22,16 +23,18 @@ std::optional<Setting> parseSetting(std::string_view a_sLine)
         return std::nullopt;
     }
     const std::string_view sQuoted = aParts[1];
+    if (!sQuoted.starts_with('"')) {
+        ZEL_Sysloglevel_error(ZEL_Sysloglevel_registerModul("DeviceInfo"), here(),
+                              "The value of %s does not begin with a double quote", aParts[0]);
+    }
     error::Assert(sQuoted.starts_with('"'), "/etc/bootloader.conf: '\"' == value[0]");
     const std::string_view sValue = sQuoted.substr(1);
     return Setting{aParts[0], std::string(sValue.substr(0, sValue.find('"')))};
 }
 
-} // namespace
-
 void BootLoader::read(systema::ValueList& a_lRow)
 {
-    for (auto& oSetting : readSettings("/etc/bootloader.conf", &parseSetting, "true == oFile.is_open()")) {
+    for (auto& oSetting : readSettings("/etc/bootloader.conf", &parse, "true == oFile.is_open()")) {
         addText(a_lRow, std::move(oSetting.m_sName), std::move(oSetting.m_sValue));
     }
 }

@@ -16,9 +16,14 @@ EtlMappings::EtlMappings(systema::ConfigPluginBase& a_oDispatcher, const void* a
       m_pHandle(a_pHandle),
       m_iModule(ZEL_Sysloglevel_registerModul("EtlMappings"))
 {
-    for (unsigned iIndex = 0; iIndex < c_iMostMappings; ++iIndex) {
+    for (unsigned iIndex = 0;; ++iIndex) {
         ValueList lRow;
         if (m_oDispatcher.selectRow(lRow, m_pHandle, "EtlMapping", iIndex, {}) != EResultCode::Success) {
+            break;
+        }
+        if (iIndex == c_iMostMappings) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "EtlMapping has more than %u rows; the rest is left out",
+                                  c_iMostMappings);
             break;
         }
         const auto field = [&](const char* a_pName) {

@@ -25,7 +25,7 @@ public:
         std::string m_sKeyColumnHash;    // how it is hashed where it is shown
     };
 
-    /// Further rows of the table are not looked at.
+    /// Further rows of the table are left out, with an error in the log.
     static constexpr unsigned c_iMostMappings = 1024;
 
     /// Reads the mappings. The dispatcher, which must outlive this object, knows it by the handle.

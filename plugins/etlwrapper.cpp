@@ -2,7 +2,6 @@
 
 #include "device/securepassword.h"
 #include "plugins/etlmappings.h"
-#include "plugins/settings.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -33,18 +32,6 @@ std::string_view takeUpTo(std::string_view& a_sLine, char a_cEnd)
     return sText;
 }
 
-/// NAME="value"; what stands around the quotes is not looked at. Without quotes the value is empty, without
-/// "=" there is no name either.
-std::optional<Setting> parseSetting(std::string_view a_sLine)
-{
-    if (a_sLine.find('=') == std::string_view::npos) {
-        return std::nullopt;
-    }
-    const auto sName = takeUpTo(a_sLine, '=');
-    takeUpTo(a_sLine, '"');
-    return Setting{std::string(sName), std::string(takeUpTo(a_sLine, '"'))};
-}
-
 } // namespace
 
 EtlWrapper::EtlWrapper(systema::ConfigPluginBase& a_oDispatcher)
@@ -54,10 +41,20 @@ EtlWrapper::EtlWrapper(systema::ConfigPluginBase& a_oDispatcher)
 {
 }
 
+std::optional<Setting> EtlWrapper::parse(std::string_view a_sLine)
+{
+    if (a_sLine.find('=') == std::string_view::npos) {
+        return std::nullopt;
+    }
+    const auto sName = takeUpTo(a_sLine, '=');
+    takeUpTo(a_sLine, '"');
+    return Setting{std::string(sName), std::string(takeUpTo(a_sLine, '"'))};
+}
+
 void EtlWrapper::read(systema::ValueList& a_lRow)
 {
     const EtlMappings oMappings(m_oDispatcher, this);
-    for (auto& oSetting : readSettings("/etc/etl.conf", &parseSetting, "true == oEtlFile.is_open()")) {
+    for (auto& oSetting : readSettings("/etc/etl.conf", &parse, "true == oEtlFile.is_open()")) {
         if (const auto* pMap = oMappings.findEtlValue(oSetting.m_sName)) {
             oMappings.updateTarget(oSetting.m_sName, hash(oSetting, pMap->m_sTargetColumnHash));
             oSetting.m_sValue = hash(oSetting, pMap->m_sKeyColumnHash);

@@ -6,17 +6,20 @@
 #pragma once
 
 #include "plugins/deviceinforow.h"
+#include "plugins/settings.h"
 #include "systema/configpluginbase.h"
 
 namespace zel {
-
-struct Setting;
 
 class EtlWrapper : public DeviceInfoRow
 {
 public:
     /// The dispatcher gives the mappings and serves their targets; it must outlive this object.
     explicit EtlWrapper(systema::ConfigPluginBase& a_oDispatcher);
+
+    /// NAME="value"; what stands around the quotes is not looked at. Without quotes the value is empty; a
+    /// line without "=" is no setting.
+    static std::optional<Setting> parse(std::string_view a_sLine);
 
 private:
     void read(systema::ValueList& a_lRow) override;

@@ -5,48 +5,64 @@
 #include "zel/log.h"
 #include "zel/systempath.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
 namespace zel {
 
-namespace {
-
-constexpr std::size_t c_iMostBytes = 16U << 20U;
-
-} // namespace
+std::vector<Setting> parseSettings(std::string_view a_sText, SettingParser a_pParse,
+                                   const std::string& a_sSource)
+{
+    std::vector<Setting> lSettings;
+    bool bCut = a_sText.size() > c_iMostSettingsBytes;
+    if (bCut) { // whole lines only: half a value is a wrong one
+        a_sText = a_sText.substr(0, a_sText.rfind('\n', c_iMostSettingsBytes - 1) + 1);
+    }
+    bool bUnnamed = false;
+    while (!a_sText.empty()) {
+        const auto sLine = a_sText.substr(0, a_sText.find('\n'));
+        a_sText.remove_prefix(std::min(sLine.size() + 1, a_sText.size()));
+        auto oSetting = a_pParse(sLine.substr(0, sLine.find('\0')));
+        if (!oSetting) {
+            continue;
+        }
+        if (oSetting->m_sName.empty() || oSetting->m_sName == "Id") {
+            bUnnamed = true;
+        } else if (lSettings.size() == c_iMostSettings) {
+            bCut = true;
+            break;
+        } else {
+            lSettings.push_back(std::move(*oSetting));
+        }
+    }
+    const int iModule = ZEL_Sysloglevel_registerModul("DeviceInfo");
+    if (bUnnamed) {
+        ZEL_Sysloglevel_error(iModule, here(),
+                              "%s has settings without a name or with the name Id; they are left out",
+                              a_sSource.c_str());
+    }
+    if (bCut) {
+        ZEL_Sysloglevel_error(iModule, here(),
+                              "%s has more than %zu settings or %zu bytes; the rest is left out",
+                              a_sSource.c_str(), c_iMostSettings, c_iMostSettingsBytes);
+    }
+    return lSettings;
+}
 
 std::vector<Setting> readSettings(const char* a_pPath, SettingParser a_pParse, const char* a_pExpression,
                                   SourceTag a_oSource)
 {
     const std::string sPath = systemPath(a_pPath);
-    std::vector<Setting> lSettings;
-    bool bLeftOut = false;
-    bool bLineGoesOn = false;
-    const auto oTake = [&](std::string_view a_sLine) {
-        if (std::exchange(bLineGoesOn, a_sLine.size() == c_iLongestLine)) {
-            bLeftOut = bLeftOut || !a_sLine.empty();
-            return;
-        }
-        if (auto oSetting = a_pParse(a_sLine)) {
-            if (lSettings.size() < c_iMostSettings) {
-                lSettings.push_back(std::move(*oSetting));
-            } else {
-                bLeftOut = true;
-            }
-        }
-    };
+    std::string sText;
     errno = 0;
-    const bool bRead = readLines(sPath, c_iLongestLine + 1, c_iMostBytes, oTake);
+    const bool bRead =
+        readText(sPath, c_iMostSettingsBytes + 1, ELinks::Followed, // one more tells that there is more
+                 [&](std::string_view a_sPiece) { sText += a_sPiece; });
     error::Resource(bRead, a_pExpression,
                     sPath + ": " + (errno != 0 ? std::strerror(errno) : "not a regular file"), a_oSource);
-    if (bLeftOut) {
-        ZEL_Sysloglevel_error(ZEL_Sysloglevel_registerModul("DeviceInfo"), a_oSource,
-                              "%s has more than %zu settings or %zu bytes in a line; the rest is left out",
-                              sPath.c_str(), c_iMostSettings, c_iLongestLine);
-    }
-    return lSettings;
+    return parseSettings(sText, a_pParse, sPath);
 }
 
 } // namespace zel

@@ -1,4 +1,4 @@
-// The settings of a file that the device cannot do without.
+// The settings of a file that the device cannot do without, a line each.
 //
 // Functions, on the thread that calls them. Any bytes may be in the file; what is kept of it is bounded.
 #pragma once
@@ -17,18 +17,24 @@ struct Setting
 {
     std::string m_sName;
     std::string m_sValue;
+
+    bool operator==(const Setting&) const = default;
 };
 
 /// A setting of a line, nothing when the line is none. It may throw.
 using SettingParser = std::optional<Setting> (*)(std::string_view a_sLine);
 
-/// Further settings are left out, with an error in the log.
+// What is beyond is left out, with an error in the log. A row of such settings fits into one answer.
 constexpr std::size_t c_iMostSettings = 1024;
-/// What a line has beyond these bytes is left out, with the same error. A line ends at its first NUL.
-constexpr std::size_t c_iLongestLine = 4095;
+constexpr std::size_t c_iMostSettingsBytes = 256U << 10U;
 
-/// The settings in the order of the file. ResourceError with the expression and the caller's place when the
-/// file is not there, is no regular file or cannot be read.
+/// The settings of the text in its order; a line ends at its first NUL. One without a name, or with that of
+/// the key "Id", is left out, with an error in the log that names the source.
+std::vector<Setting> parseSettings(std::string_view a_sText, SettingParser a_pParse,
+                                   const std::string& a_sSource);
+
+/// The settings of the file. ResourceError with the expression and the caller's place when the file is not
+/// there, is no regular file or cannot be read.
 std::vector<Setting> readSettings(const char* a_pPath, SettingParser a_pParse, const char* a_pExpression,
                                   SourceTag a_oSource = here());
 

@@ -136,7 +136,8 @@ TEST_F(DeviceInfo, AFileThatCannotBeReadOrTrustedEndsTheStartAndLeavesNothing)
         return oRun.m_sErrors.substr(iOurs);
     };
     writeFile(sBootLoader, "BOARD=gulls\n");
-    EXPECT_THAT(log(), MatchesRegex("[^\n]* Assertion failed: /etc/bootloader.conf: [^\n]*\n"
+    EXPECT_THAT(log(), MatchesRegex("[^\n]* The value of BOARD does not begin with a double quote\n"
+                                    "[^\n]* Assertion failed: /etc/bootloader.conf: [^\n]*\n"
                                     "[^\n]* ledgerd main:577: /etc/bootloader.conf: [^\n]*\n"));
     fs::remove(sBootLoader);
     EXPECT_THAT(log(),

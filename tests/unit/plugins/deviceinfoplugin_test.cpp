@@ -1,5 +1,6 @@
 #include "plugins/deviceinfoplugin.h"
 
+#include "plugins/settings.h"
 #include "tests/logof.h"
 #include "tests/row.h"
 #include "tests/unit/device/systemroot.h"
@@ -122,43 +123,63 @@ TEST_F(DeviceInfoPlugin, ALineOfTheBootLoaderEndsAt127CharactersAndIsNeverTwo)
 
 TEST_F(DeviceInfoPlugin, AValueOfTheBootLoaderWithoutQuotesEndsTheStart)
 {
-    for (const char* pText : {"KEY=\"a\"\nBARE=b\n", "EMPTY=", "SPACE= \"a\"\n"}) {
+    for (const char* pText : {"KEY=\"a\"\nBARE=b\n", "BARE=", "BARE= \"a\"\n"}) {
         write("bootloader.conf", pText);
         zel::DeviceInfoPlugin oPlugin(m_oDispatcher);
-        EXPECT_THROW(oPlugin.initialize(), zel::error::AssertionError) << pText;
+        EXPECT_EQ(logOf([&] { EXPECT_THROW(oPlugin.initialize(), zel::error::AssertionError) << pText; }),
+                  "error DeviceInfo The value of BARE does not begin with a double quote\n");
     }
 }
 
 TEST_F(DeviceInfoPlugin, AFactoryValueIsWhatStandsBetweenTheQuotesOfItsOwnLine)
 {
     const char aText[] = "KEY = is \"a = b\" and more \"x\"\nBARE=value\nNEXT=\"1\"\nno value\n\nOPEN=\"x\n"
-                         "NUL=\"a\0b\"\nODD=\"\xff\x01\"\nNEXT=\"2\"";
+                         "ODD=\"\xff\x01\"\nNEXT=\"2\"";
     write("etl.conf", {aText, sizeof aText - 1});
     EXPECT_EQ(rowOf("etl"), row({{"Id", 1},
                                  {"KEY ", "a = b"},
                                  {"BARE", ""},
                                  {"NEXT", "1"},
                                  {"OPEN", "x"},
-                                 {"NUL", "a"},
                                  {"ODD", "\xff\x01"},
                                  {"NEXT", "2"}}));
 }
 
-TEST_F(DeviceInfoPlugin, KeepsABoundedPartOfWhatItReads)
+TEST_F(DeviceInfoPlugin, ALongLineWithANulIsOne)
 {
-    std::string sText = "LONG=\"" + std::string(5000, 'x') + "\nTAIL=\"" + std::string(100000, 'x') + "\"\n";
-    for (int i = 0; i < 100000; ++i) {
-        sText += "A=\"b\"\n";
-    }
-    write("etl.conf", sText);
-    m_oDispatcher.m_lRows.assign(100000, row({{"EtlValue", "C"}}));
+    const std::string sLong(5000, 'x');
+    write("etl.conf", "LONG=\"" + sLong + "\"\nNUL=\"a" + std::string(1, '\0') + sLong + "B=\"c\"\nD=\"e\"");
+    EXPECT_EQ(rowOf("etl"), row({{"Id", 1}, {"LONG", sLong.c_str()}, {"NUL", "a"}, {"D", "e"}}));
+}
+
+TEST_F(DeviceInfoPlugin, ASettingNeedsANameThatIsNotOfTheKey)
+{
+    write("etl.conf", "=\"a\"\nId=\"2\"\nA=\"b\"\nId=\"3\"\n");
     ValueList lRow;
     EXPECT_THAT(logOf([&] { lRow = rowOf("etl"); }),
-                testing::MatchesRegex("error DeviceInfo .*/etc/etl.conf has more than 1024 settings .*\n"));
-    EXPECT_EQ(lRow.size(), 1025U);
-    EXPECT_EQ(lRow.getValue("LONG").getText(), std::string(4089, 'x'));
-    EXPECT_EQ(lRow.getValue("A").getText(), "b");
-    EXPECT_EQ(std::ranges::count(m_lCalls, "dispatcher.selectRow EtlMapping"), 1024);
+                testing::MatchesRegex("error DeviceInfo .*/etc/etl.conf has settings without a name .*\n"));
+    EXPECT_EQ(lRow, row({{"Id", 1}, {"A", "b"}}));
+}
+
+TEST_F(DeviceInfoPlugin, KeepsABoundedPartOfWhatItReads)
+{
+    std::string sSettings;
+    for (int i = 0; i < 1025; ++i) {
+        sSettings += "A=\"b\"\n";
+    }
+    const std::string sBytes = "A=\"b\"\nB=\"" + std::string(zel::c_iMostSettingsBytes, 'x');
+    m_oDispatcher.m_lRows.assign(1025, row({{"EtlValue", "C"}}));
+    for (const auto& [sText, iSize] : {std::pair(sSettings, 1025U), std::pair(sBytes, 2U)}) {
+        write("etl.conf", sText);
+        zel::DeviceInfoPlugin oPlugin(m_oDispatcher);
+        EXPECT_THAT(
+            logOf([&] { oPlugin.initialize(); }),
+            testing::MatchesRegex("error EtlMappings EtlMapping has more than 1024 rows; .*\n"
+                                  "error DeviceInfo .*/etc/etl.conf has more than 1024 settings .*\n"));
+        ValueList lRow;
+        EXPECT_EQ(oPlugin.selectRow(lRow, this, "etl", 0, {}), EResultCode::Success);
+        EXPECT_EQ(lRow.size(), iSize);
+    }
 }
 
 TEST_F(DeviceInfoPlugin, WhatIsNoFileIsAMissingResource)
