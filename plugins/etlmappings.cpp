@@ -50,33 +50,42 @@ const EtlMappings::EtlMap* EtlMappings::findEtlValue(const std::string& a_sName)
     return it == m_lMappings.end() ? nullptr : &*it;
 }
 
-void EtlMappings::updateTarget(const std::string& a_sName, const std::string& a_sValue) const
+bool EtlMappings::hasEmptyTarget(const std::string& a_sName) const
 {
     const EtlMap* pMap = findEtlValue(a_sName);
-    if (pMap == nullptr) {
-        return;
-    }
+    return pMap != nullptr && findEmptyTarget(*pMap).has_value();
+}
+
+/// What is in the target now, nothing when that is not there or not empty.
+std::optional<Value> EtlMappings::findEmptyTarget(const EtlMap& a_oMap) const
+{
     ValueList lRow;
-    if (m_oDispatcher.selectKey(lRow, m_pHandle, pMap->m_sTargetTable, pMap->m_sKeyColumn, pMap->m_sKeyValue,
-                                {}) != EResultCode::Success) {
+    if (m_oDispatcher.selectKey(lRow, m_pHandle, a_oMap.m_sTargetTable, a_oMap.m_sKeyColumn,
+                                a_oMap.m_sKeyValue, {}) != EResultCode::Success) {
         ZEL_Sysloglevel_error(m_iModule, here(), "Could not find target: %s, %s, %s",
-                              pMap->m_sTargetTable.c_str(), pMap->m_sKeyColumn.c_str(),
-                              pMap->m_sKeyValue.c_str());
-        return;
+                              a_oMap.m_sTargetTable.c_str(), a_oMap.m_sKeyColumn.c_str(),
+                              a_oMap.m_sKeyValue.c_str());
+        return std::nullopt;
     }
-    const Value* pOld = lRow.find(pMap->m_sTargetColumn);
+    const Value* pOld = lRow.find(a_oMap.m_sTargetColumn);
     if (pOld == nullptr) {
         ZEL_Sysloglevel_error(m_iModule, here(), "The target %s has no column %s",
-                              pMap->m_sTargetTable.c_str(), pMap->m_sTargetColumn.c_str());
+                              a_oMap.m_sTargetTable.c_str(), a_oMap.m_sTargetColumn.c_str());
+        return std::nullopt;
+    }
+    return pOld->toText().empty() ? std::optional(*pOld) : std::nullopt; // a number is set, too
+}
+
+void EtlMappings::updateTarget(const std::string& a_sName, const std::string& a_sValue) const
+{
+    const EtlMap* pMap = a_sValue.empty() ? nullptr : findEtlValue(a_sName);
+    auto oTarget = pMap == nullptr ? std::nullopt : findEmptyTarget(*pMap);
+    if (!oTarget) {
         return;
     }
-    Value oNew = *pOld;
-    oNew.setText(a_sValue);
-    if (!pOld->toText().empty() || oNew == *pOld) { // a number is set, too
-        return;
-    }
+    oTarget->setText(a_sValue);
     ValueList lValues;
-    lValues.add(pMap->m_sTargetColumn, std::move(oNew));
+    lValues.add(pMap->m_sTargetColumn, std::move(*oTarget));
     const EResultCode eResult = m_oDispatcher.updateKey(m_pHandle, pMap->m_sTargetTable, pMap->m_sKeyColumn,
                                                         pMap->m_sKeyValue, lValues);
     if (eResult != EResultCode::Success) {

@@ -6,6 +6,7 @@
 
 #include "systema/configpluginbase.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,10 +37,14 @@ public:
              std::string a_sKeyColumnHash);
     /// The first mapping of the value, null when there is none; lives until the next one is added.
     const EtlMap* findEtlValue(const std::string& a_sName) const;
-    /// Writes the text into the target of the named value, where that is still empty.
+    /// True when the target of the named value is there and nothing is in it yet.
+    bool hasEmptyTarget(const std::string& a_sName) const;
+    /// Writes the text, unless there is none, into the target of the named value, where that is still empty.
     void updateTarget(const std::string& a_sName, const std::string& a_sValue) const;
 
 private:
+    std::optional<systema::Value> findEmptyTarget(const EtlMap& a_oMap) const;
+
     systema::ConfigPluginBase& m_oDispatcher;
     const void* const m_pHandle;
     const int m_iModule;

@@ -56,11 +56,25 @@ void EtlWrapper::read(systema::ValueList& a_lRow)
     const EtlMappings oMappings(m_oDispatcher, this);
     for (auto& oSetting : readSettings("/etc/etl.conf", &parse, "true == oEtlFile.is_open()")) {
         if (const auto* pMap = oMappings.findEtlValue(oSetting.m_sName)) {
-            oMappings.updateTarget(oSetting.m_sName, hash(oSetting, pMap->m_sTargetColumnHash));
+            fillTarget(oMappings, oSetting, pMap->m_sTargetColumnHash);
             oSetting.m_sValue = hash(oSetting, pMap->m_sKeyColumnHash);
         }
         addText(a_lRow, std::move(oSetting.m_sName), std::move(oSetting.m_sValue));
     }
+}
+
+void EtlWrapper::fillTarget(const EtlMappings& a_oMappings, const Setting& a_oSetting,
+                            const std::string& a_sMode) const
+{
+    if (!a_oMappings.hasEmptyTarget(a_oSetting.m_sName)) {
+        return; // a hash takes its time
+    }
+    if (a_oSetting.m_sValue.empty()) { // with the hash of an empty password anybody logs in
+        ZEL_Sysloglevel_error(m_iModule, here(), "The value %s is empty and is not written",
+                              a_oSetting.m_sName.c_str());
+        return;
+    }
+    a_oMappings.updateTarget(a_oSetting.m_sName, hash(a_oSetting, a_sMode));
 }
 
 /// The value hashed by a mode of "EtlMapping"; empty when it cannot be hashed.

@@ -11,6 +11,8 @@
 
 namespace zel {
 
+class EtlMappings;
+
 class EtlWrapper : public DeviceInfoRow
 {
 public:
@@ -23,6 +25,8 @@ public:
 
 private:
     void read(systema::ValueList& a_lRow) override;
+    void fillTarget(const EtlMappings& a_oMappings, const Setting& a_oSetting,
+                    const std::string& a_sMode) const;
     std::string hash(const Setting& a_oSetting, const std::string& a_sMode) const;
 
     systema::ConfigPluginBase& m_oDispatcher;

@@ -36,7 +36,7 @@ TEST_F(DeviceInfo, FactoryValuesFillWhatIsEmptyAndNothingElse)
     m_oSandbox.sql("persistent-common.db", R"(
         CREATE TABLE Target (Id INTEGER PRIMARY KEY, Text TEXT, Number INTEGER CHECK (Number < 10));
         INSERT INTO Target VALUES (0, '', NULL), (1, '', 0), (2, '', NULL), (3, '', NULL), (4, '', NULL),
-            (5, NULL, NULL), (6, NULL, NULL), (7, 'mine', NULL);
+            (5, NULL, NULL), (6, NULL, NULL), (7, 'mine', NULL), (9, NULL, NULL);
         DELETE FROM EtlMapping;
         INSERT INTO EtlMapping VALUES
             (1, 'MD5', 'Target', 'Text', 'Id', '1', 'MCF_MD5', 'MCF_SHA256'),
@@ -51,13 +51,14 @@ TEST_F(DeviceInfo, FactoryValuesFillWhatIsEmptyAndNothingElse)
             (10, 'NOROW', 'Target', 'Text', 'Id', '8', '', ''),
             (11, 'NOTABLE', 'Nowhere', 'Text', 'Name', 'x', '', ''),
             (12, 'NOCOLUMN', 'Target', 'Nothing', 'Id', '1', '', ''),
-            (13, 'ITSELF', 'etl', 'PLAIN', 'Id', '1', '', ''))");
+            (13, 'ITSELF', 'etl', 'PLAIN', 'Id', '1', '', ''),
+            (14, 'EMPTY', 'Target', 'Text', 'Id', '9', 'MCF_SHA512', ''))");
     std::string sValues;
     for (const char* pName : {"MD5", "SHA256", "SHA512", "OTHER", "HIDDEN", "PLAIN", "KEPT", "NOROW",
                               "NOTABLE", "NOCOLUMN", "ITSELF", "UNMAPPED"}) {
         sValues += std::string(pName) + "=\"seven=gulls " + pName + "\"\n";
     }
-    writeValues(sValues + "NUMBER=\"7\"\nREFUSED=\"4711\"\n");
+    writeValues(sValues + "NUMBER=\"7\"\nREFUSED=\"4711\"\nEMPTY=\"\"\n");
     start({"-v"});
 
     EXPECT_THAT(target(1), IsHash("$1$", "seven=gulls MD5"));
@@ -67,6 +68,7 @@ TEST_F(DeviceInfo, FactoryValuesFillWhatIsEmptyAndNothingElse)
     EXPECT_EQ("", target(5));
     EXPECT_EQ("seven=gulls PLAIN", target(6));
     EXPECT_EQ("mine", target(7));
+    EXPECT_EQ("", target(9)) << "anybody could log in";
     EXPECT_EQ("0", client().cell("Target", 1, "Number"));
     EXPECT_EQ("", client().cell("Target", 2, "Number"));
 

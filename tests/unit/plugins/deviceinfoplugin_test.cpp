@@ -182,6 +182,24 @@ TEST_F(DeviceInfoPlugin, KeepsABoundedPartOfWhatItReads)
     }
 }
 
+TEST_F(DeviceInfoPlugin, NothingIsWrittenForAnEmptyValue)
+{
+    m_oDispatcher.m_lRows = {row({{"EtlValue", "PASSWORD"},
+                                  {"TargetTable", "Account"},
+                                  {"TargetColumn", "Hash"},
+                                  {"TargetColumnHash", "MCF_SHA512"},
+                                  {"Hash", ""}})}; // the target's row as well
+    write("etl.conf", "PASSWORD=\"\"\n");
+    EXPECT_EQ(logOf([&] { rowOf("etl"); }),
+              "error EtlWrapper The value PASSWORD is empty and is not written\n");
+    EXPECT_EQ(std::ranges::count(m_lCalls, "dispatcher.updateKey Account"), 0);
+
+    write("etl.conf", "PASSWORD=\"seven gulls\"\n");
+    zel::DeviceInfoPlugin oPlugin(m_oDispatcher);
+    oPlugin.initialize();
+    EXPECT_EQ(std::ranges::count(m_lCalls, "dispatcher.updateKey Account"), 1);
+}
+
 TEST_F(DeviceInfoPlugin, WhatIsNoFileIsAMissingResource)
 {
     std::filesystem::remove(path("etl.conf"));
