@@ -90,6 +90,23 @@ bool readText(const std::string& a_sPath, std::size_t a_iMostBytes, ELinks a_eLi
     return true;
 }
 
+std::optional<std::string> readFile(const std::string& a_sPath, std::size_t a_iMostBytes)
+{
+    std::string sText;
+    const bool bRead = readText(a_sPath, a_iMostBytes, ELinks::Followed,
+                                [&](std::string_view a_sText) { sText += a_sText; });
+    return bRead ? std::optional(std::move(sText)) : std::nullopt;
+}
+
+std::optional<std::string> readFirstLine(const std::string& a_sPath, std::size_t a_iMostBytes)
+{
+    auto oText = readFile(a_sPath, a_iMostBytes);
+    if (oText) {
+        oText->resize(std::min(oText->find_first_of(std::string_view("\n\0", 2)), oText->size()));
+    }
+    return oText;
+}
+
 bool readLines(const std::string& a_sPath, std::size_t a_iBufferSize, std::size_t a_iMostBytes,
                LineCutter::Receiver a_oReceiver)
 {

@@ -1,10 +1,11 @@
 // Text of files and tools, line by line, in bounded memory.
 //
-// Any thread. The text may hold any bytes; nothing here throws but what a receiver throws.
+// Any thread. The text may hold any bytes; nothing throws but std::bad_alloc, and what a receiver throws.
 #pragma once
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -47,7 +48,12 @@ enum class ELinks
 bool readText(const std::string& a_sPath, std::size_t a_iMostBytes, ELinks a_eLinks,
               const std::function<void(std::string_view)>& a_oReceiver);
 
-/// Does the same with the lines of a file.
+/// The same text as a whole; nothing when it cannot be read.
+std::optional<std::string> readFile(const std::string& a_sPath, std::size_t a_iMostBytes);
+/// Of that the first line, up to its newline or first NUL.
+std::optional<std::string> readFirstLine(const std::string& a_sPath, std::size_t a_iMostBytes);
+
+/// Tells the lines of a file in the same way.
 bool readLines(const std::string& a_sPath, std::size_t a_iBufferSize, std::size_t a_iMostBytes,
                LineCutter::Receiver a_oReceiver);
 

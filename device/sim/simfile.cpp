@@ -15,8 +15,7 @@ namespace zel::device {
 namespace {
 
 constexpr std::string_view c_sFile = "/var/run/ledgerd-sim.json";
-constexpr std::size_t c_iMostBytes = 1U << 20U;
-constexpr std::size_t c_iLineBufferSize = c_iMostBytes + 2; // no line is cut
+constexpr std::size_t c_iMostBytes = 64U << 10U;
 
 struct JsonRelease
 {
@@ -145,10 +144,7 @@ SimDevice parseSimDevice(const std::string& a_sText)
 
 SimDevice readSimDevice()
 {
-    std::string sText;
-    readLines(systemPath(c_sFile), c_iLineBufferSize, c_iMostBytes,
-              [&](std::string_view a_sLine) { sText.append(a_sLine) += '\n'; });
-    return parseSimDevice(sText);
+    return parseSimDevice(readFile(systemPath(c_sFile), c_iMostBytes).value_or(""));
 }
 
 } // namespace zel::device

@@ -68,3 +68,20 @@ TEST(Lines, onlyARegularFileIsRead)
     EXPECT_TRUE(read(oDir.file("link"), 100));
     EXPECT_FALSE(zel::readText(oDir.file("link"), 100, zel::ELinks::Refused, [](std::string_view) {}));
 }
+
+TEST(Lines, aFileOrItsFirstLineIsGivenWhole)
+{
+    using namespace std::string_view_literals;
+    const TempDir oDir;
+    const auto firstLine = [&](std::string_view a_sText) {
+        writeFile(oDir.file("text"), a_sText);
+        return zel::readFirstLine(oDir.file("text"), 8);
+    };
+    for (const auto sText : {"first\nx"sv, "first"sv, "first\0x\n"sv}) {
+        EXPECT_EQ(firstLine(sText), "first");
+    }
+    EXPECT_EQ(firstLine("\nx"), "");
+    EXPECT_EQ(firstLine("123456789"), "12345678");
+    EXPECT_EQ(zel::readFile(oDir.file("text"), 9), "123456789");
+    EXPECT_EQ(zel::readFirstLine(oDir.file("none"), 8), std::nullopt);
+}

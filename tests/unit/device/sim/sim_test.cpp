@@ -90,12 +90,12 @@ TEST_F(SimDevice, IsNothingWithoutAUsableFile)
     for (const std::string& sJson :
          {std::string(), std::string("[]"), std::string(R"({"dsl":{"state":"showtime"})"),
           std::string("\0{}", 3), std::string(100000, '['),
-          R"({"dsl":{"state":"showtime"}})" + std::string(2U << 20U, ' '),
+          R"({"dsl":{"state":"showtime"}})" + std::string(128U << 10U, ' '),
           std::string(R"({"mounts":[],"dsl":"showtime","ppp":{"ppp0":2},"wlan":{"radios":"2"}})"),
           std::string(R"({"mounts":{"rootfs":null,"servicefs":"paper"},"dsl":{"state":[4],"upstream-rate":-1,
                           "transmission-system":2},"ppp":{"ppp0":{"state":{}}},"wlan":{"radios":1.5}})")}) {
         become(sJson);
-        const bool bPadded = sJson.size() > 1U << 20U; // the end of what is read does not matter to JSON
+        const bool bPadded = sJson.size() > 128U << 10U; // the end of what is read does not matter to JSON
         EXPECT_EQ(described(), bPadded ? "none none none; Disconnected; showtime 0 0 ; 000" : c_sNothing)
             << sJson.substr(0, 200);
     }
