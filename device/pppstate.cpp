@@ -17,6 +17,16 @@ int pppStateOf(std::string_view a_sText)
     return numberOf(c_aTexts, a_sText);
 }
 
+int putMessage(const std::optional<std::string>& a_oMessage, char* a_pBuffer, std::size_t a_iSize)
+{
+    if (a_pBuffer == nullptr || a_iSize == 0) {
+        return -1;
+    }
+    const std::string_view sText = a_oMessage ? std::string_view(*a_oMessage) : std::string_view();
+    a_pBuffer[sText.substr(0, sText.find('\n')).copy(a_pBuffer, a_iSize - 1)] = '\0';
+    return a_oMessage ? 0 : -1;
+}
+
 } // namespace zel::device
 
 const char* ZEL_DeviceInfoPPPAPI_getPPPStatusString(int a_iStatus)

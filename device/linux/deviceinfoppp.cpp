@@ -7,12 +7,13 @@
 #include "zel/netdevice.h"
 #include "zel/systempath.h"
 
-#include <algorithm>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace {
+
+constexpr std::size_t c_iMostBytes = 4096;
 
 bool hasAddress(const zel::net::NetDeviceState& a_oState)
 {
@@ -37,24 +38,9 @@ int ZEL_DeviceInfoPPPAPI_getPPPStatus(int a_iUnit)
 
 int ZEL_DeviceInfoPPPAPI_getPostAuthMessageByName(const char* a_pName, char* a_pBuffer, std::size_t a_iSize)
 {
-    if (a_pBuffer == nullptr || a_iSize == 0) {
-        return -1;
-    }
-    *a_pBuffer = '\0';
     const std::string_view sName = a_pName == nullptr ? "" : a_pName;
-    if (sName.empty() || sName.find('/') != std::string_view::npos) {
-        return -1;
-    }
-    bool bFirst = true;
-    const auto oKeepFirst = [&](std::string_view a_sLine) {
-        if (std::exchange(bFirst, false)) {
-            a_pBuffer[a_sLine.copy(a_pBuffer, a_iSize - 1)] = '\0';
-        }
-    };
+    const bool bPlain = !sName.empty() && sName.find('/') == std::string_view::npos;
     const std::string sPath = zel::systemPath("/var/run/ppp-auth-message.").append(sName);
-    if (!zel::readLines(sPath, std::max<std::size_t>(a_iSize, 2), a_iSize - 1, oKeepFirst)) {
-        *a_pBuffer = '\0';
-        return -1;
-    }
-    return 0;
+    return zel::device::putMessage(bPlain ? zel::readFirstLine(sPath, c_iMostBytes) : std::nullopt, a_pBuffer,
+                                   a_iSize);
 }

@@ -1,5 +1,6 @@
 #include "device/deviceinfoppp.h"
 
+#include "device/pppstate.h"
 #include "device/sim/simfile.h"
 
 namespace {
@@ -19,11 +20,5 @@ int ZEL_DeviceInfoPPPAPI_getPPPStatus(int a_iUnit)
 
 int ZEL_DeviceInfoPPPAPI_getPostAuthMessageByName(const char* a_pName, char* a_pBuffer, std::size_t a_iSize)
 {
-    if (a_pBuffer == nullptr || a_iSize == 0) {
-        return -1;
-    }
-    const auto oMessage = link(a_pName == nullptr ? "" : a_pName).m_oMessage;
-    const std::string_view sLine = oMessage ? std::string_view(*oMessage) : std::string_view();
-    a_pBuffer[sLine.substr(0, sLine.find('\n')).copy(a_pBuffer, a_iSize - 1)] = '\0';
-    return oMessage ? 0 : -1;
+    return zel::device::putMessage(link(a_pName == nullptr ? "" : a_pName).m_oMessage, a_pBuffer, a_iSize);
 }
