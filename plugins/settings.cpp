@@ -55,14 +55,11 @@ std::vector<Setting> readSettings(const char* a_pPath, SettingParser a_pParse, c
                                   SourceTag a_oSource)
 {
     const std::string sPath = systemPath(a_pPath);
-    std::string sText;
     errno = 0;
-    const bool bRead =
-        readText(sPath, c_iMostSettingsBytes + 1, ELinks::Followed, // one more tells that there is more
-                 [&](std::string_view a_sPiece) { sText += a_sPiece; });
-    error::Resource(bRead, a_pExpression,
+    const auto oText = readFile(sPath, c_iMostSettingsBytes + 1); // one more tells that there is more
+    error::Resource(oText.has_value(), a_pExpression,
                     sPath + ": " + (errno != 0 ? std::strerror(errno) : "not a regular file"), a_oSource);
-    return parseSettings(sText, a_pParse, sPath);
+    return parseSettings(*oText, a_pParse, sPath);
 }
 
 } // namespace zel

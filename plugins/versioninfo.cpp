@@ -3,13 +3,11 @@
 #include "zel/lines.h"
 #include "zel/systempath.h"
 
-#include <utility>
-
 namespace zel {
 
 namespace {
 
-constexpr std::size_t c_iLineBufferSize = 128;
+constexpr std::size_t c_iLongestValue = 127;
 
 struct VersionColumn
 {
@@ -37,17 +35,7 @@ void VersionInfo::read(systema::ValueList& a_lRow)
 void VersionInfo::loadValueFromFile(systema::ValueList& a_lRow, const char* a_pColumn, const char* a_pFile,
                                     const char* a_pFallback)
 {
-    std::string sValue;
-    bool bFirst = true;
-    const auto keepFirst = [&](std::string_view a_sLine) {
-        if (std::exchange(bFirst, false)) {
-            sValue = a_sLine;
-        }
-    };
-    if (!readLines(systemPath(a_pFile), c_iLineBufferSize, c_iLineBufferSize - 1, keepFirst)) {
-        sValue = a_pFallback;
-    }
-    addText(a_lRow, a_pColumn, std::move(sValue));
+    addText(a_lRow, a_pColumn, readFirstLine(systemPath(a_pFile), c_iLongestValue).value_or(a_pFallback));
 }
 
 } // namespace zel
