@@ -78,29 +78,11 @@ DnsCache::DnsCache(DnsMasqDBusProxy& a_oDnsMasq, WallClock a_oNow)
 {
 }
 
-EResultCode DnsCache::getRowCount(const std::string& a_table, unsigned int& a_count)
+EResultCode DnsCache::fill(systema::ValueList& a_row, CacheEntry& a_oRow, const systema::NameList& a_columns)
 {
-    return readFromFile() ? SingleTable::getRowCount(a_table, a_count) : EResultCode(EResultCode::Failure);
-}
-
-EResultCode DnsCache::getRow(const std::string& a_table, systema::ValueList& a_row, unsigned int a_position,
-                             const systema::NameList& a_columns)
-{
-    return readFromFile() ? SingleTable::getRow(a_table, a_row, a_position, a_columns)
-                          : EResultCode(EResultCode::Failure);
-}
-
-EResultCode DnsCache::getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                  const std::string& a_keyColumn, const std::string& a_keyValue,
-                                  const systema::NameList& a_columns)
-{
-    if (!readFromFile()) {
-        return EResultCode::Failure;
-    }
-    const CacheEntry* pEntry = rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue);
-    return pEntry == nullptr ? EResultCode(EResultCode::NoRow)
-                             : SingleTable::getRow(a_table, a_row,
-                                                   static_cast<unsigned>(pEntry - m_lRows.data()), a_columns);
+    // A row that was found by its key is numbered, too.
+    a_oRow.m_iId = static_cast<std::int32_t>(&a_oRow - m_lRows.data() + 1);
+    return SingleTable::fill(a_row, a_oRow, a_columns);
 }
 
 EResultCode DnsCache::startTransaction()
@@ -121,7 +103,7 @@ EResultCode DnsCache::rollbackTransaction()
 }
 
 /// True when the table may be served, with new entries or with the old ones.
-bool DnsCache::readFromFile()
+bool DnsCache::refresh()
 {
     if (m_oLock.isTaken()) {
         return true;

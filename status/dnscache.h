@@ -48,15 +48,6 @@ public:
     DnsCache(DnsMasqDBusProxy& a_oDnsMasq, WallClock a_oNow);
 
     void init() override {}
-    // Every read: 1 when the directory of the files cannot be read.
-    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
-    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                unsigned int a_position, const systema::NameList& a_columns) override;
-    /// Numbers the row as a read by position does; every column is a key. 0; 1; 9 for an unknown column; 10
-    /// for an unknown key column, too.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
     void update(systema::NameList&) override {}
 
     systema::EResultCode startTransaction() override;
@@ -64,7 +55,10 @@ public:
     systema::EResultCode rollbackTransaction() override;
 
 private:
-    bool readFromFile();
+    /// False when the directory of the files cannot be read.
+    bool refresh() override;
+    systema::EResultCode fill(systema::ValueList& a_row, CacheEntry& a_oRow,
+                              const systema::NameList& a_columns) override;
     void append(const FileParser::Line& a_lTokens);
 
     DnsMasqDBusProxy& m_oDnsMasq;

@@ -61,35 +61,12 @@ EResultCode Firewall::getSchema(systema::ColumnList& a_columns, const std::strin
     return SingleTable::getSchema(a_columns, a_table);
 }
 
-EResultCode Firewall::getRowCount(const std::string& a_table, unsigned int& a_count)
-{
-    return refresh() ? SingleTable::getRowCount(a_table, a_count) : EResultCode(EResultCode::Failure);
-}
-
-EResultCode Firewall::getRow(const std::string& a_table, ValueList& a_row, unsigned int a_position,
-                             const NameList& a_columns)
-{
-    return refresh() ? SingleTable::getRow(a_table, a_row, a_position, a_columns)
-                     : EResultCode(EResultCode::Failure);
-}
-
-EResultCode Firewall::getRowByKey(const std::string&, ValueList& a_row, const std::string& a_keyColumn,
-                                  const std::string& a_keyValue, const NameList& a_columns)
-{
-    if (!refresh()) {
-        return EResultCode::Failure;
-    }
-    ChainCount* pRow = rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue);
-    return pRow == nullptr ? EResultCode(EResultCode::NoRow) : fill(a_row, *pRow, a_columns);
-}
-
 EResultCode Firewall::fill(ValueList& a_row, ChainCount& a_oRow, const NameList& a_columns)
 {
     configmanager::serverlib::selectKnownColumns(a_row, a_oRow, c_aColumns, a_columns);
     return EResultCode::Success;
 }
 
-/// False, without rows, when the zones cannot be read, and when the tool hangs or is left alone.
 bool Firewall::refresh()
 {
     m_lRows.clear();

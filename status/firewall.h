@@ -51,21 +51,14 @@ public:
     void init() override;
     /// Replaces what is in the list. 0.
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
-    /// 0; 1 when the zones cannot be read or the tool hangs, and for a while after it did.
-    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
-    /// 0, for unknown columns too, which are left out; 1 as above; 10 past the end.
-    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                unsigned int a_position, const systema::NameList& a_columns) override;
-    /// The same; every column is a key. 10 for an unknown key column, too.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
     void update(systema::NameList&) override {}
 
 private:
+    /// 0, for unknown columns too, which are left out.
     systema::EResultCode fill(systema::ValueList& a_row, ChainCount& a_oRow,
                               const systema::NameList& a_columns) override;
-    bool refresh();
+    /// False, without rows, when the zones cannot be read or the tool hangs, and for a while after it did.
+    bool refresh() override;
     std::optional<std::vector<std::string>> readZones();
     int readChain(const std::string& a_sChain);
 

@@ -119,7 +119,7 @@ EResultCode Interfaces::getRowByKey(const std::string&, ValueList& a_row, const 
     const auto it = std::ranges::find_if(m_lRows, [&](const NetDeviceCheck& a_oDevice) {
         return bById ? a_oDevice.getId() == iId : a_oDevice.getName() == a_keyValue;
     });
-    return it == m_lRows.end() ? EResultCode(EResultCode::NoRow) : fill(a_row, *it, a_columns);
+    return read(a_row, it == m_lRows.end() ? nullptr : &*it, a_columns);
 }
 
 void Interfaces::update(NameList& a_changedTables)

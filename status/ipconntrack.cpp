@@ -82,23 +82,10 @@ void IpConntrack::init()
     }
 }
 
-EResultCode IpConntrack::getRowCount(const std::string& a_table, unsigned int& a_count)
+EResultCode IpConntrack::getRowByKey(const std::string&, ValueList& a_row, const std::string& a_keyColumn,
+                                     const std::string& a_keyValue, const NameList& a_columns)
 {
-    return readFromFile() ? SingleTable::getRowCount(a_table, a_count) : EResultCode(EResultCode::Failure);
-}
-
-EResultCode IpConntrack::getRow(const std::string& a_table, ValueList& a_row, unsigned int a_position,
-                                const NameList& a_columns)
-{
-    return readFromFile() ? SingleTable::getRow(a_table, a_row, a_position, a_columns)
-                          : EResultCode(EResultCode::Failure);
-}
-
-EResultCode IpConntrack::getRowByKey(const std::string& a_table, ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const NameList& a_columns)
-{
-    if (!readFromFile()) {
+    if (!refresh()) {
         return EResultCode::Failure;
     }
     if (configmanager::serverlib::findColumn(c_aColumns, a_keyColumn) == nullptr) {
@@ -107,9 +94,9 @@ EResultCode IpConntrack::getRowByKey(const std::string& a_table, ValueList& a_ro
     if (a_keyColumn == "Id") {
         // The position in the table, though the column has the number of the line: clients rely on both.
         const auto iPosition = static_cast<unsigned>(std::strtol(a_keyValue.c_str(), nullptr, 10));
-        return SingleTable::getRow(a_table, a_row, iPosition - 1, a_columns); // of 0: past any end
+        return read(a_row, rowAt(m_lRows, iPosition - 1), a_columns); // of 0: past any end
     }
-    return selectKey(a_row, m_lRows, c_aColumns, c_aColumns, a_keyColumn, a_keyValue, a_columns);
+    return read(a_row, rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue), a_columns);
 }
 
 void IpConntrack::notify(const NameList&)
@@ -117,7 +104,7 @@ void IpConntrack::notify(const NameList&)
     getInterfaces();
 }
 
-bool IpConntrack::readFromFile()
+bool IpConntrack::refresh()
 {
     if (!m_oInterval.isOver()) {
         return true;

@@ -38,13 +38,7 @@ public:
     /// Subscribes to "StatusNetifWatch", once.
     void init() override;
 
-    // Each gives 1 when the list cannot be read, which is logged. Else:
-    /// 0.
-    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
-    /// 0; 9 for an unknown column; 10.
-    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                unsigned int a_position, const systema::NameList& a_columns) override;
-    /// Every column is a key, "Id" that of the position. 0; 9 for an unknown column; 10.
+    /// Every column is a key, "Id" that of the position. 0; 1; 9 for an unknown column, key or not; 10.
     systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
                                      const std::string& a_keyColumn, const std::string& a_keyValue,
                                      const systema::NameList& a_columns) override;
@@ -54,7 +48,8 @@ public:
     void notify(const systema::NameList& a_changedTables) override;
 
 private:
-    bool readFromFile();
+    /// False, which is logged, when the list cannot be read.
+    bool refresh() override;
     void getInterfaces();
     bool readRow(systema::ValueList& a_lRow, const char* a_pTable, const std::string& a_sName,
                  const systema::NameList& a_lColumns);

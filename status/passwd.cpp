@@ -48,31 +48,11 @@ EResultCode Passwd::getSchema(systema::ColumnList& a_columns, const std::string&
     return SingleTable::getSchema(a_columns, a_table);
 }
 
-EResultCode Passwd::getRowCount(const std::string& a_table, unsigned int& a_count)
-{
-    getData();
-    return SingleTable::getRowCount(a_table, a_count);
-}
-
-EResultCode Passwd::getRow(const std::string& a_table, systema::ValueList& a_row, unsigned int a_position,
-                           const systema::NameList& a_columns)
-{
-    getData();
-    return SingleTable::getRow(a_table, a_row, a_position, a_columns);
-}
-
-EResultCode Passwd::getRowByKey(const std::string&, systema::ValueList& a_row, const std::string& a_keyColumn,
-                                const std::string& a_keyValue, const systema::NameList& a_columns)
-{
-    getData();
-    return selectKey(a_row, m_lRows, c_aColumns, c_aColumns, a_keyColumn, a_keyValue, a_columns);
-}
-
 /// Reads the accounts anew when it is time to.
-void Passwd::getData()
+bool Passwd::refresh()
 {
     if (!m_oInterval.isOver()) {
-        return;
+        return true;
     }
     m_lRows.clear();
     FileParser oParser;
@@ -84,6 +64,7 @@ void Passwd::getData()
     }
     ZEL_Sysloglevel_debug(m_iModule, here(), "%zu accounts", m_lRows.size());
     m_oInterval.restart();
+    return true;
 }
 
 } // namespace zel

@@ -33,17 +33,10 @@ public:
     void init() override {}
     /// Replaces what is in the list. 0.
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
-    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
-    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                unsigned int a_position, const systema::NameList& a_columns) override;
-    /// Every column is a key. 0; 9 for an unknown column; 10 for an unknown key column too.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
     void update(systema::NameList&) override {}
 
 private:
-    void getData();
+    bool refresh() override;
 
     const int m_iModule;
     ReadInterval m_oInterval;

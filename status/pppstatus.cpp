@@ -102,26 +102,6 @@ void PppStatus::init()
     m_lInterfaces.insert(m_lInterfaces.end(), lInterfaces.begin(), lInterfaces.end());
 }
 
-EResultCode PppStatus::getRowCount(const std::string& a_table, unsigned int& a_count)
-{
-    getPppStatus();
-    return SingleTable::getRowCount(a_table, a_count);
-}
-
-EResultCode PppStatus::getRow(const std::string& a_table, ValueList& a_row, unsigned int a_position,
-                              const NameList& a_columns)
-{
-    getPppStatus();
-    return SingleTable::getRow(a_table, a_row, a_position, a_columns);
-}
-
-EResultCode PppStatus::getRowByKey(const std::string&, ValueList& a_row, const std::string& a_keyColumn,
-                                   const std::string& a_keyValue, const NameList& a_columns)
-{
-    getPppStatus();
-    return selectKey(a_row, m_lRows, c_aColumns, c_aColumns, a_keyColumn, a_keyValue, a_columns);
-}
-
 void PppStatus::update(NameList& a_changedTables)
 {
     if (!m_oCheck.isOver()) {
@@ -131,6 +111,12 @@ void PppStatus::update(NameList& a_changedTables)
     if (m_oDispatcher.hasSubscriber(getTableName()) && getPppStatus()) {
         a_changedTables.add(getTableName());
     }
+}
+
+bool PppStatus::refresh()
+{
+    getPppStatus();
+    return true;
 }
 
 /// Reads the sources, unless they were read in this transaction already. True when a link is new or its state

@@ -50,17 +50,11 @@ public:
     systema::EResultCode commitTransaction() override;
 
     void init() override;
-    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
-    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                unsigned int a_position, const systema::NameList& a_columns) override;
-    /// Every column is a key. 0; 9 for an unknown column; 10 for an unknown key column too.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
     /// Looks for changes while somebody subscribes to the table.
     void update(systema::NameList& a_changedTables) override;
 
 private:
+    bool refresh() override;
     bool getPppStatus();
     void getPppCredentials(StatusEntry& a_oEntry) const;
 

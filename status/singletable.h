@@ -28,8 +28,13 @@ public:
         configmanager::serverlib::appendSchema(a_columns, m_lColumns);
         return systema::EResultCode::Success;
     }
+    // Each of the reads gives 1 when the rows cannot be had. Else:
+    /// 0.
     systema::EResultCode getRowCount(const std::string&, unsigned int& a_count) override
     {
+        if (!refresh()) {
+            return systema::EResultCode::Failure;
+        }
         a_count = static_cast<unsigned int>(m_lRows.size());
         return systema::EResultCode::Success;
     }
@@ -37,15 +42,32 @@ public:
     systema::EResultCode getRow(const std::string&, systema::ValueList& a_row, unsigned int a_position,
                                 const systema::NameList& a_columns) override
     {
-        Row* pRow = rowAt(m_lRows, a_position);
-        return pRow == nullptr ? systema::EResultCode(systema::EResultCode::NoRow)
-                               : fill(a_row, *pRow, a_columns);
+        return refresh() ? read(a_row, rowAt(m_lRows, a_position), a_columns)
+                         : systema::EResultCode(systema::EResultCode::Failure);
+    }
+    /// Every column is a key. 0; 9 for an unknown column; 10 for an unknown key column too.
+    systema::EResultCode getRowByKey(const std::string&, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override
+    {
+        return refresh() ? read(a_row, rowOf(m_lRows, m_lColumns, a_keyColumn, a_keyValue), a_columns)
+                         : systema::EResultCode(systema::EResultCode::Failure);
     }
 
 protected:
     /// The columns must live as long as this object.
     SingleTable(std::string a_sName, Columns a_lColumns) : m_sName(std::move(a_sName)), m_lColumns(a_lColumns)
     {
+    }
+
+    /// Called before each read; false makes the read give 1.
+    virtual bool refresh() { return true; }
+
+    /// Appends the wanted columns of the row; 10 when there is none.
+    systema::EResultCode read(systema::ValueList& a_row, Row* a_pRow, const systema::NameList& a_columns)
+    {
+        return a_pRow == nullptr ? systema::EResultCode(systema::EResultCode::NoRow)
+                                 : fill(a_row, *a_pRow, a_columns);
     }
 
     /// Appends the wanted columns of a row.

@@ -68,28 +68,8 @@ EResultCode WlanScan::commitTransaction()
     return EResultCode::Success;
 }
 
-EResultCode WlanScan::getRowCount(const std::string& a_table, unsigned int& a_count)
-{
-    return readData() ? SingleTable::getRowCount(a_table, a_count) : EResultCode(EResultCode::Failure);
-}
-
-EResultCode WlanScan::getRow(const std::string& a_table, systema::ValueList& a_row, unsigned int a_position,
-                             const systema::NameList& a_columns)
-{
-    return readData() ? SingleTable::getRow(a_table, a_row, a_position, a_columns)
-                      : EResultCode(EResultCode::Failure);
-}
-
-EResultCode WlanScan::getRowByKey(const std::string&, systema::ValueList& a_row,
-                                  const std::string& a_keyColumn, const std::string& a_keyValue,
-                                  const systema::NameList& a_columns)
-{
-    return readData() ? selectKey(a_row, m_lRows, c_aColumns, c_aColumns, a_keyColumn, a_keyValue, a_columns)
-                      : EResultCode(EResultCode::Failure);
-}
-
 /// False without a radio. In a transaction the first request alone can be told so.
-bool WlanScan::readData()
+bool WlanScan::refresh()
 {
     if (m_bInTransaction && std::exchange(m_bRefreshed, true)) {
         return true;

@@ -33,19 +33,12 @@ public:
     systema::EResultCode commitTransaction() override;
 
     void init() override {}
-    // Every read: 1 without a radio that is up.
-    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
-    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                unsigned int a_position, const systema::NameList& a_columns) override;
-    /// 0; 9 for an unknown column; 10 for an unknown key column too.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
     /// Never announces anything.
     void update(systema::NameList&) override {}
 
 private:
-    bool readData();
+    /// False without a radio that is up.
+    bool refresh() override;
     bool isCacheExpired();
     bool scan();
     bool activate(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint);
