@@ -8,8 +8,11 @@
 #include "systema/protocol.h"
 
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
 namespace configmanager::serverlib {
 
@@ -25,6 +28,37 @@ struct Column
 inline systema::Value integer(long a_iNumber)
 {
     return systema::Value(systema::EDataType::Integer, static_cast<int>(a_iNumber));
+}
+
+/// What the path leads to: a member of the row, or a member of that, and so on; functions are called.
+template<auto Member, auto... Path>
+constexpr decltype(auto) follow(const auto& a_oFrom)
+{
+    if constexpr (sizeof...(Path) == 0) {
+        return std::invoke(Member, a_oFrom);
+    } else {
+        return follow<Path...>(std::invoke(Member, a_oFrom));
+    }
+}
+
+template<class Row, class Member>
+Row ownerOf(Member Row::*);
+
+/// The column of what the path leads to: a text column for a text, an integer column for any number.
+template<auto Member, auto... Path>
+constexpr auto column(const char* a_pName)
+{
+    using Row = decltype(ownerOf(Member));
+    using Cell = std::remove_cvref_t<decltype(follow<Member, Path...>(std::declval<Row>()))>;
+    if constexpr (std::is_integral_v<Cell>) {
+        return Column<Row>{a_pName, systema::EDataType::Integer,
+                           [](const Row& a_oRow) { return integer(follow<Member, Path...>(a_oRow)); }};
+    } else {
+        return Column<Row>{a_pName, systema::EDataType::Text, [](const Row& a_oRow) {
+                               return systema::Value(systema::EDataType::Text,
+                                                     follow<Member, Path...>(a_oRow));
+                           }};
+    }
 }
 
 /// The column of the name, null when the table has none.

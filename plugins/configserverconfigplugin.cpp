@@ -11,6 +11,7 @@
 namespace zel::cfg {
 
 using configmanager::serverlib::appendSchema;
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
 using configmanager::serverlib::findColumn;
 using configmanager::serverlib::integer;
@@ -23,12 +24,8 @@ namespace {
 
 constexpr Column<ConfigDispatcher> c_aSettings[] = {
     {"Id", EDataType::Integer, [](const ConfigDispatcher&) { return integer(1); }},
-    {"TransactionTimeout", EDataType::Integer,
-     [](const ConfigDispatcher& a_oDispatcher) { return integer(a_oDispatcher.getTransactionTimeout()); }},
-    {"DefaultTransactionTimeout", EDataType::Integer,
-     [](const ConfigDispatcher& a_oDispatcher) {
-         return integer(a_oDispatcher.getDefaultTransactionTimeout());
-     }},
+    column<&ConfigDispatcher::getTransactionTimeout>("TransactionTimeout"),
+    column<&ConfigDispatcher::getDefaultTransactionTimeout>("DefaultTransactionTimeout"),
 };
 
 constexpr const char* c_pMinimum = "MinAllowedTransactionTimeout";

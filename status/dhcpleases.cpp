@@ -11,11 +11,9 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
-using systema::EDataType;
 using systema::EResultCode;
-using systema::Value;
 
 namespace {
 
@@ -24,21 +22,15 @@ using Lease = DhcpLeases::Lease;
 constexpr const char* c_pClients = "DhcpServerClients";
 constexpr const char* c_pLeases = "DhcpLeases";
 
-template<std::string Lease::*Text>
-Value textOf(const Lease& a_oLease)
-{
-    return Value(EDataType::Text, a_oLease.*Text);
-}
-
 constexpr Column<Lease> c_aColumns[] = {
-    {"Id", EDataType::Integer, [](const Lease& a_oLease) { return integer(a_oLease.m_iId); }},
-    {"Instance", EDataType::Integer, [](const Lease& a_oLease) { return integer(a_oLease.m_iInstance); }},
-    {"Expires", EDataType::Integer, [](const Lease& a_oLease) { return integer(a_oLease.m_iExpires); }},
-    {"MacAddress", EDataType::Text, textOf<&Lease::m_sMacAddress>},
-    {"IpAddress", EDataType::Text, textOf<&Lease::m_sIpAddress>},
-    {"HostName", EDataType::Text, textOf<&Lease::m_sHostName>},
-    {"Vendor", EDataType::Text, textOf<&Lease::m_sVendor>},
-    {"Acked", EDataType::Integer, [](const Lease& a_oLease) { return integer(a_oLease.m_iAcked); }},
+    column<&Lease::m_iId>("Id"),
+    column<&Lease::m_iInstance>("Instance"),
+    column<&Lease::m_iExpires>("Expires"),
+    column<&Lease::m_sMacAddress>("MacAddress"),
+    column<&Lease::m_sIpAddress>("IpAddress"),
+    column<&Lease::m_sHostName>("HostName"),
+    column<&Lease::m_sVendor>("Vendor"),
+    column<&Lease::m_iAcked>("Acked"),
 };
 
 // "Acked" is in the rows, but neither in the schema nor a key: clients know the tables by seven columns.

@@ -14,23 +14,16 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
-using systema::EDataType;
 using systema::EResultCode;
-using systema::Value;
 
 namespace {
 
 constexpr Column<CacheEntry> c_aColumns[] = {
-    {"Id", EDataType::Integer, [](const CacheEntry& a_oEntry) { return integer(a_oEntry.m_iId); }},
-    {"Instance", EDataType::Integer,
-     [](const CacheEntry& a_oEntry) { return integer(a_oEntry.m_iInstance); }},
-    {"Host", EDataType::Text,
-     [](const CacheEntry& a_oEntry) { return Value(EDataType::Text, a_oEntry.m_sHost); }},
-    {"Address", EDataType::Text,
-     [](const CacheEntry& a_oEntry) { return Value(EDataType::Text, a_oEntry.m_sAddress); }},
-    {"Expires", EDataType::Integer, [](const CacheEntry& a_oEntry) { return integer(a_oEntry.m_iExpires); }},
+    column<&CacheEntry::m_iId>("Id"),           column<&CacheEntry::m_iInstance>("Instance"),
+    column<&CacheEntry::m_sHost>("Host"),       column<&CacheEntry::m_sAddress>("Address"),
+    column<&CacheEntry::m_iExpires>("Expires"),
 };
 
 /// The names of the cache files that count: the first ones in the order of their bytes. Nothing when the

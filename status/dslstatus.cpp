@@ -6,6 +6,7 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
 using configmanager::serverlib::integer;
 using systema::EDataType;
@@ -18,16 +19,14 @@ using Row = DslStatus::Row;
 
 constexpr Column<Row> c_aColumns[] = {
     {"Id", EDataType::Integer, [](const Row&) { return integer(1); }},
-    {"XdslMode", EDataType::Text, [](const Row& a_oRow) { return Value(EDataType::Text, a_oRow.m_sMode); }},
-    {"Status", EDataType::Integer, [](const Row& a_oRow) { return integer(a_oRow.m_iLineState); }},
+    column<&Row::m_sMode>("XdslMode"),
+    column<&Row::m_iLineState>("Status"),
     {"StatusString", EDataType::Text,
      [](const Row& a_oRow) {
          return Value(EDataType::Text, ZEL_DSLAPI_getLineStateString(a_oRow.m_iLineState));
      }},
-    {"ActualDataRateUS", EDataType::Integer,
-     [](const Row& a_oRow) { return integer(a_oRow.m_iRateUpstream); }},
-    {"ActualDataRateDS", EDataType::Integer,
-     [](const Row& a_oRow) { return integer(a_oRow.m_iRateDownstream); }},
+    column<&Row::m_iRateUpstream>("ActualDataRateUS"),
+    column<&Row::m_iRateDownstream>("ActualDataRateDS"),
 };
 
 } // namespace

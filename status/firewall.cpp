@@ -9,9 +9,8 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
-using systema::EDataType;
 using systema::EResultCode;
 using systema::NameList;
 using systema::Value;
@@ -24,12 +23,10 @@ constexpr int c_iToolMissing = 127;
 constexpr std::size_t c_iLineBufferSize = 256;
 
 constexpr Column<ChainCount> c_aColumns[] = {
-    {"Id", EDataType::Integer, [](const ChainCount& a_oChain) { return integer(a_oChain.m_iId); }},
-    {"Chain", EDataType::Text,
-     [](const ChainCount& a_oChain) { return Value(EDataType::Text, a_oChain.m_sChain); }},
-    {"PktAccept", EDataType::Integer,
-     [](const ChainCount& a_oChain) { return integer(a_oChain.m_iAccepted); }},
-    {"PktDrop", EDataType::Integer, [](const ChainCount& a_oChain) { return integer(a_oChain.m_iDropped); }},
+    column<&ChainCount::m_iId>("Id"),
+    column<&ChainCount::m_sChain>("Chain"),
+    column<&ChainCount::m_iAccepted>("PktAccept"),
+    column<&ChainCount::m_iDropped>("PktDrop"),
 };
 
 /// True when a shell takes the name for nothing but a word, and the tool for no option.

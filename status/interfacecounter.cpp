@@ -12,8 +12,8 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
 using systema::EDataType;
 using systema::EResultCode;
 using systema::Value;
@@ -29,9 +29,8 @@ Value countOf(const Counter& a_oCounter)
 }
 
 constexpr Column<Counter> c_aColumns[] = {
-    {"Id", EDataType::Integer, [](const Counter& a_oCounter) { return integer(a_oCounter.m_iId); }},
-    {"Name", EDataType::Text,
-     [](const Counter& a_oCounter) { return Value(EDataType::Text, a_oCounter.m_sName); }},
+    column<&Counter::m_iId>("Id"),
+    column<&Counter::m_sName>("Name"),
     {"Up", EDataType::Unsigned, countOf<&Counter::m_iUp>},
     {"Down", EDataType::Unsigned, countOf<&Counter::m_iDown>},
     {"LinkUp", EDataType::Unsigned, countOf<&Counter::m_iLinkUp>},

@@ -11,8 +11,8 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
 using systema::EDataType;
 using systema::EResultCode;
 using systema::NameList;
@@ -23,49 +23,32 @@ namespace {
 
 const char* const c_pConfigTable = "StatusNetifConfig";
 
+using Device = NetDeviceCheck;
 using State = net::NetDeviceState;
 using Counters = net::LinkCounters;
 
-template<auto Text>
-Value text(const NetDeviceCheck& a_oDevice)
-{
-    return Value(EDataType::Text, a_oDevice.getSnapshot().*Text);
-}
+constexpr auto c_pState = &Device::getSnapshot;
 
-template<auto Number>
-Value number(const NetDeviceCheck& a_oDevice)
-{
-    return integer(a_oDevice.getSnapshot().*Number);
-}
-
-template<std::uint32_t Counters::*Count>
-Value count(const NetDeviceCheck& a_oDevice)
-{
-    return integer(a_oDevice.getSnapshot().m_oCounters.*Count);
-}
-
-constexpr Column<NetDeviceCheck> c_aColumns[] = {
-    {"Id", EDataType::Integer, [](const NetDeviceCheck& a_oDevice) { return integer(a_oDevice.getId()); }},
+constexpr Column<Device> c_aColumns[] = {
+    column<&Device::getId>("Id"),
     {"Name", EDataType::Text,
-     [](const NetDeviceCheck& a_oDevice) { return Value(EDataType::Text, a_oDevice.getName()); }},
-    {"Addr", EDataType::Text, text<&State::m_sAddr>},
-    {"BroadAddr", EDataType::Text, text<&State::m_sBroadAddr>},
-    {"DstAddr", EDataType::Text, text<&State::m_sDstAddr>},
-    {"Netmask", EDataType::Text, text<&State::m_sNetmask>},
-    {"HwAddr", EDataType::Text, text<&State::m_sHwAddr>},
-    {"MTU", EDataType::Integer, number<&State::m_iMTU>},
-    {"TxPackets", EDataType::Integer, count<&Counters::m_iTxPackets>},
-    {"TxBytes", EDataType::Integer, count<&Counters::m_iTxBytes>},
-    {"RxPackets", EDataType::Integer, count<&Counters::m_iRxPackets>},
-    {"RxBytes", EDataType::Integer, count<&Counters::m_iRxBytes>},
-    {"IsUp", EDataType::Integer, number<&State::m_bUp>},
-    {"IsLinkUp", EDataType::Integer,
-     [](const NetDeviceCheck& a_oDevice) { return integer(a_oDevice.isLinkUp()); }},
-    {"OnlineTime", EDataType::Integer,
-     [](const NetDeviceCheck& a_oDevice) { return integer(a_oDevice.getOnlineTime()); }},
-    {"IPv6LinkAddrs", EDataType::Integer, number<&State::m_iIPv6LinkAddrs>},
-    {"IPv6SiteAddrs", EDataType::Integer, number<&State::m_iIPv6SiteAddrs>},
-    {"IPv6GlobalAddrs", EDataType::Integer, number<&State::m_iIPv6GlobalAddrs>},
+     [](const Device& a_oDevice) { return Value(EDataType::Text, a_oDevice.getName()); }},
+    column<c_pState, &State::m_sAddr>("Addr"),
+    column<c_pState, &State::m_sBroadAddr>("BroadAddr"),
+    column<c_pState, &State::m_sDstAddr>("DstAddr"),
+    column<c_pState, &State::m_sNetmask>("Netmask"),
+    column<c_pState, &State::m_sHwAddr>("HwAddr"),
+    column<c_pState, &State::m_iMTU>("MTU"),
+    column<c_pState, &State::m_oCounters, &Counters::m_iTxPackets>("TxPackets"),
+    column<c_pState, &State::m_oCounters, &Counters::m_iTxBytes>("TxBytes"),
+    column<c_pState, &State::m_oCounters, &Counters::m_iRxPackets>("RxPackets"),
+    column<c_pState, &State::m_oCounters, &Counters::m_iRxBytes>("RxBytes"),
+    column<c_pState, &State::m_bUp>("IsUp"),
+    column<&Device::isLinkUp>("IsLinkUp"),
+    column<&Device::getOnlineTime>("OnlineTime"),
+    column<c_pState, &State::m_iIPv6LinkAddrs>("IPv6LinkAddrs"),
+    column<c_pState, &State::m_iIPv6SiteAddrs>("IPv6SiteAddrs"),
+    column<c_pState, &State::m_iIPv6GlobalAddrs>("IPv6GlobalAddrs"),
 };
 
 } // namespace

@@ -9,9 +9,8 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
-using systema::EDataType;
 using systema::EResultCode;
 using systema::NameList;
 using systema::Value;
@@ -23,30 +22,18 @@ const char* const c_pWatchTable = "StatusNetifWatch";
 constexpr std::time_t c_iServedSeconds = 5;
 constexpr int c_iMostTries = 11;
 
-template<std::string Connection::*Text>
-Value text(const Connection& a_oConnection)
-{
-    return Value(EDataType::Text, a_oConnection.*Text);
-}
-
-template<auto Number>
-Value number(const Connection& a_oConnection)
-{
-    return integer(a_oConnection.*Number);
-}
-
 constexpr Column<Connection> c_aColumns[] = {
-    {"Id", EDataType::Integer, number<&Connection::m_iLine>},
-    {"Protocol", EDataType::Text, text<&Connection::m_sProtocol>},
-    {"ProtocolNumber", EDataType::Integer, number<&Connection::m_iProtocolNumber>},
-    {"Expires", EDataType::Integer, number<&Connection::m_iExpires>},
-    {"State", EDataType::Text, text<&Connection::m_sState>},
-    {"SrcAddress", EDataType::Text, text<&Connection::m_sSrcAddress>},
-    {"DstAddress", EDataType::Text, text<&Connection::m_sDstAddress>},
-    {"SrcPort", EDataType::Integer, number<&Connection::m_iSrcPort>},
-    {"DstPort", EDataType::Integer, number<&Connection::m_iDstPort>},
-    {"Unreplied", EDataType::Integer, number<&Connection::m_bUnreplied>},
-    {"Assured", EDataType::Integer, number<&Connection::m_bAssured>},
+    column<&Connection::m_iLine>("Id"),
+    column<&Connection::m_sProtocol>("Protocol"),
+    column<&Connection::m_iProtocolNumber>("ProtocolNumber"),
+    column<&Connection::m_iExpires>("Expires"),
+    column<&Connection::m_sState>("State"),
+    column<&Connection::m_sSrcAddress>("SrcAddress"),
+    column<&Connection::m_sDstAddress>("DstAddress"),
+    column<&Connection::m_iSrcPort>("SrcPort"),
+    column<&Connection::m_iDstPort>("DstPort"),
+    column<&Connection::m_bUnreplied>("Unreplied"),
+    column<&Connection::m_bAssured>("Assured"),
 };
 
 /// Empty when the row lacks the column.

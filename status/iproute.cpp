@@ -9,26 +9,16 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
-using systema::EDataType;
 using systema::EResultCode;
-using systema::Value;
 
 namespace {
 
-template<std::string RouteEntry::*Text>
-Value textOf(const RouteEntry& a_oRoute)
-{
-    return Value(EDataType::Text, a_oRoute.*Text);
-}
-
 constexpr Column<RouteEntry> c_aColumns[] = {
-    {"Id", EDataType::Integer, [](const RouteEntry& a_oRoute) { return integer(a_oRoute.m_iId); }},
-    {"Destination", EDataType::Text, textOf<&RouteEntry::m_sDestination>},
-    {"Gateway", EDataType::Text, textOf<&RouteEntry::m_sGateway>},
-    {"Interface", EDataType::Text, textOf<&RouteEntry::m_sInterface>},
-    {"Metric", EDataType::Integer, [](const RouteEntry& a_oRoute) { return integer(a_oRoute.m_iMetric); }},
+    column<&RouteEntry::m_iId>("Id"),           column<&RouteEntry::m_sDestination>("Destination"),
+    column<&RouteEntry::m_sGateway>("Gateway"), column<&RouteEntry::m_sInterface>("Interface"),
+    column<&RouteEntry::m_iMetric>("Metric"),
 };
 
 } // namespace

@@ -5,22 +5,18 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
-using systema::EDataType;
 using systema::EResultCode;
-using systema::Value;
 
 namespace {
 
 using Row = IPv6AddressRow;
 
 constexpr Column<Row> c_aColumns[] = {
-    {"Id", EDataType::Integer, [](const Row& a_oRow) { return integer(a_oRow.m_iId); }},
-    {"Name", EDataType::Text,
-     [](const Row& a_oRow) { return Value(EDataType::Text, a_oRow.m_oAddress.getName()); }},
-    {"Addr", EDataType::Text,
-     [](const Row& a_oRow) { return Value(EDataType::Text, a_oRow.m_oAddress.getAddr()); }},
+    column<&Row::m_iId>("Id"),
+    column<&Row::m_oAddress, &net::IPv6Address::getName>("Name"),
+    column<&Row::m_oAddress, &net::IPv6Address::getAddr>("Addr"),
 };
 
 } // namespace

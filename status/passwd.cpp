@@ -8,29 +8,18 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
-using systema::EDataType;
 using systema::EResultCode;
-using systema::Value;
 
 namespace {
 
 using User = Passwd::User;
 
-template<std::string User::*Text>
-Value textOf(const User& a_oUser)
-{
-    return Value(EDataType::Text, a_oUser.*Text);
-}
-
 constexpr Column<User> c_aColumns[] = {
-    {"Id", EDataType::Integer, [](const User& a_oUser) { return integer(a_oUser.m_iId); }},
-    {"Username", EDataType::Text, textOf<&User::m_sUsername>},
-    {"UserId", EDataType::Text, textOf<&User::m_sUserId>},
-    {"GroupId", EDataType::Text, textOf<&User::m_sGroupId>},
-    {"Gecos", EDataType::Text, textOf<&User::m_sGecos>},
-    {"HomeDirectory", EDataType::Text, textOf<&User::m_sHomeDirectory>},
+    column<&User::m_iId>("Id"),         column<&User::m_sUsername>("Username"),
+    column<&User::m_sUserId>("UserId"), column<&User::m_sGroupId>("GroupId"),
+    column<&User::m_sGecos>("Gecos"),   column<&User::m_sHomeDirectory>("HomeDirectory"),
 };
 
 } // namespace

@@ -9,46 +9,26 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
-using systema::EDataType;
 using systema::EResultCode;
 using systema::NameList;
-using systema::Value;
 using systema::ValueList;
 
 namespace {
 
 using Entry = PppStatusEntry;
 
-template<std::string Entry::*Text>
-Value text(const Entry& a_oEntry)
-{
-    return Value(EDataType::Text, a_oEntry.*Text);
-}
-
-template<std::int32_t Entry::*Number>
-Value number(const Entry& a_oEntry)
-{
-    return integer(a_oEntry.*Number);
-}
-
-template<int PostAuthRates::*Rate>
-Value rate(const Entry& a_oEntry)
-{
-    return integer(a_oEntry.m_oPostAuthRates.*Rate);
-}
-
 constexpr Column<Entry> c_aColumns[] = {
-    {"Id", EDataType::Integer, number<&Entry::m_iId>},
-    {"Interface", EDataType::Text, text<&Entry::m_sInterface>},
-    {"Status", EDataType::Integer, number<&Entry::m_iStatus>},
-    {"StatusDesc", EDataType::Text, text<&Entry::m_sStatusDesc>},
-    {"User", EDataType::Text, text<&Entry::m_sUser>},
-    {"Password", EDataType::Text, text<&Entry::m_sPassword>},
-    {"PostAuthMessage", EDataType::Text, text<&Entry::m_sPostAuthMessage>},
-    {"PostAuthUpstream", EDataType::Integer, rate<&PostAuthRates::m_iUpstream>},
-    {"PostAuthDownstream", EDataType::Integer, rate<&PostAuthRates::m_iDownstream>},
+    column<&Entry::m_iId>("Id"),
+    column<&Entry::m_sInterface>("Interface"),
+    column<&Entry::m_iStatus>("Status"),
+    column<&Entry::m_sStatusDesc>("StatusDesc"),
+    column<&Entry::m_sUser>("User"),
+    column<&Entry::m_sPassword>("Password"),
+    column<&Entry::m_sPostAuthMessage>("PostAuthMessage"),
+    column<&Entry::m_oPostAuthRates, &PostAuthRates::m_iUpstream>("PostAuthUpstream"),
+    column<&Entry::m_oPostAuthRates, &PostAuthRates::m_iDownstream>("PostAuthDownstream"),
 };
 
 /// The word after the key, without quotes. Words end at a blank, within quotes too.

@@ -7,35 +7,21 @@
 
 namespace zel {
 
+using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using configmanager::serverlib::integer;
-using systema::EDataType;
 using systema::EResultCode;
-using systema::Value;
 
 namespace {
 
-template<std::string WlanScanEntry::*Text>
-Value textOf(const WlanScanEntry& a_oEntry)
-{
-    return Value(EDataType::Text, a_oEntry.*Text);
-}
-
-template<std::int32_t WlanScanEntry::*Number>
-Value numberOf(const WlanScanEntry& a_oEntry)
-{
-    return integer(a_oEntry.*Number);
-}
-
 constexpr Column<WlanScanEntry> c_aColumns[] = {
-    {"Id", EDataType::Integer, numberOf<&WlanScanEntry::m_iId>},
-    {"Ssid", EDataType::Text, textOf<&WlanScanEntry::m_sSsid>},
-    {"MacAddress", EDataType::Text, textOf<&WlanScanEntry::m_sMacAddress>},
-    {"Channel", EDataType::Integer, numberOf<&WlanScanEntry::m_iChannel>},
-    {"Channel2", EDataType::Integer, numberOf<&WlanScanEntry::m_iChannel2>},
-    {"Signal", EDataType::Integer, numberOf<&WlanScanEntry::m_iSignal>},
-    {"Standard", EDataType::Text, textOf<&WlanScanEntry::m_sStandard>},
-    {"OwnAP", EDataType::Integer, numberOf<&WlanScanEntry::m_iOwnAP>},
+    column<&WlanScanEntry::m_iId>("Id"),
+    column<&WlanScanEntry::m_sSsid>("Ssid"),
+    column<&WlanScanEntry::m_sMacAddress>("MacAddress"),
+    column<&WlanScanEntry::m_iChannel>("Channel"),
+    column<&WlanScanEntry::m_iChannel2>("Channel2"),
+    column<&WlanScanEntry::m_iSignal>("Signal"),
+    column<&WlanScanEntry::m_sStandard>("Standard"),
+    column<&WlanScanEntry::m_iOwnAP>("OwnAP"),
 };
 
 constexpr std::int32_t c_iOwnSignal = 100;
