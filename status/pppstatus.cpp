@@ -66,13 +66,15 @@ PppStatus::PppStatus(IPppHelper& a_oHelper, std::string a_sPeersDirectory,
 
 EResultCode PppStatus::startTransaction()
 {
-    m_bInTransaction = true;
+    if (!m_oLock.isTaken()) { // by a transaction that was rolled back
+        m_oLock.open();
+    }
     return EResultCode::Success;
 }
 
 EResultCode PppStatus::commitTransaction()
 {
-    m_bInTransaction = m_bRefreshed = false;
+    m_oLock.setIdle();
     return EResultCode::Success;
 }
 
@@ -103,9 +105,10 @@ bool PppStatus::refresh()
 /// is another one, and for a transaction in which they were read.
 bool PppStatus::getPppStatus()
 {
-    if (m_bInTransaction && std::exchange(m_bRefreshed, true)) {
+    if (m_oLock.isTaken()) {
         return true;
     }
+    m_oLock.lock();
     bool bChanged = false;
     for (const auto& sInterface : m_lInterfaces) {
         const StatusEntry oNow{.m_sInterface = sInterface,

@@ -8,6 +8,7 @@
 #include "status/postauthmessage.h"
 #include "status/readinterval.h"
 #include "status/singletable.h"
+#include "status/transactionlock.h"
 #include "systema/configdispatcher.h"
 
 #include <cstdint>
@@ -64,8 +65,7 @@ private:
     const int m_iModule;
     ReadInterval m_oCheck;
     std::vector<std::string> m_lInterfaces;
-    bool m_bInTransaction = false;
-    bool m_bRefreshed = false; // in this transaction
+    TransactionLock m_oLock;
 };
 
 } // namespace zel

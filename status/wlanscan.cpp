@@ -44,22 +44,25 @@ WlanScan::WlanScan(WallClock a_oNow)
 
 EResultCode WlanScan::startTransaction()
 {
-    m_bInTransaction = true;
+    if (!m_oLock.isTaken()) { // by a transaction that was rolled back
+        m_oLock.open();
+    }
     return EResultCode::Success;
 }
 
 EResultCode WlanScan::commitTransaction()
 {
-    m_bInTransaction = m_bRefreshed = false;
+    m_oLock.setIdle();
     return EResultCode::Success;
 }
 
 /// False without a radio. In a transaction the first request alone can be told so.
 bool WlanScan::refresh()
 {
-    if (m_bInTransaction && std::exchange(m_bRefreshed, true)) {
+    if (m_oLock.isTaken()) {
         return true;
     }
+    m_oLock.lock();
     return !isCacheExpired() || scan();
 }
 

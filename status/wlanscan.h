@@ -8,6 +8,7 @@
 #include "device/wlanapi.h"
 #include "status/readinterval.h"
 #include "status/singletable.h"
+#include "status/transactionlock.h"
 #include "status/wlanlist.h"
 #include "zel/source.h"
 
@@ -49,8 +50,7 @@ private:
     const WallClock m_oNow;
     const int m_iModule;
     std::time_t m_iScanTime = 0;
-    bool m_bInTransaction = false;
-    bool m_bRefreshed = false;                                    // in this transaction
+    TransactionLock m_oLock;
     std::map<std::pair<int, std::string>, std::time_t> m_mWarned; // when each was logged last
 };
 

@@ -1,7 +1,6 @@
 #include "status/statusinfoplugin.h"
 
 #include "status/singletable.h"
-#include "status/transactionlock.h"
 #include "tests/logof.h"
 #include "tests/unit/status/fakeip.h"
 #include "tests/unit/status/network.h"
@@ -205,19 +204,4 @@ TEST_F(StatusInfo, SubPluginsGoInTheirOrder)
     add("B");
     m_pPlugin.reset();
     EXPECT_EQ(m_lCalls, (Calls{"A.gone", "B.gone"}));
-}
-
-TEST(TransactionLock, IsTakenOnceInATransaction)
-{
-    zel::TransactionLock oLock;
-    EXPECT_FALSE(oLock.lock());
-    oLock.open();
-    EXPECT_FALSE(oLock.isTaken());
-    EXPECT_TRUE(oLock.lock());
-    EXPECT_TRUE(oLock.isTaken());
-    EXPECT_FALSE(oLock.lock());
-    EXPECT_TRUE(oLock.isTaken());
-    oLock.setIdle();
-    EXPECT_FALSE(oLock.isTaken());
-    EXPECT_FALSE(oLock.lock());
 }
