@@ -1,6 +1,7 @@
 // Arbitrary bytes as the message of a PPP server and as the peer file of its link: rates come from their keys
 // alone, and user and password are single words without their quotes.
 #include "status/pppstatus.h"
+#include "systema/configdispatcher.h"
 #include "tests/unit/status/fakeppphelper.h"
 #include "tests/unit/zel/tempdir.h"
 #include "zel/log.h"

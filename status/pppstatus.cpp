@@ -17,18 +17,16 @@ using systema::ValueList;
 
 namespace {
 
-using Entry = PppStatusEntry;
-
-constexpr Column<Entry> c_aColumns[] = {
-    column<&Entry::m_iId>("Id"),
-    column<&Entry::m_sInterface>("Interface"),
-    column<&Entry::m_iStatus>("Status"),
-    column<&Entry::m_sStatusDesc>("StatusDesc"),
-    column<&Entry::m_sUser>("User"),
-    column<&Entry::m_sPassword>("Password"),
-    column<&Entry::m_sPostAuthMessage>("PostAuthMessage"),
-    column<&Entry::m_oPostAuthRates, &PostAuthRates::m_iUpstream>("PostAuthUpstream"),
-    column<&Entry::m_oPostAuthRates, &PostAuthRates::m_iDownstream>("PostAuthDownstream"),
+constexpr Column<StatusEntry> c_aColumns[] = {
+    column<&StatusEntry::m_iId>("Id"),
+    column<&StatusEntry::m_sInterface>("Interface"),
+    column<&StatusEntry::m_iStatus>("Status"),
+    column<&StatusEntry::m_sStatusDesc>("StatusDesc"),
+    column<&StatusEntry::m_sUser>("User"),
+    column<&StatusEntry::m_sPassword>("Password"),
+    column<&StatusEntry::m_sPostAuthMessage>("PostAuthMessage"),
+    column<&StatusEntry::m_oPostAuthRates, &PostAuthRates::m_iUpstream>("PostAuthUpstream"),
+    column<&StatusEntry::m_oPostAuthRates, &PostAuthRates::m_iDownstream>("PostAuthDownstream"),
 };
 
 /// The word after the key, without quotes. Words end at a blank, within quotes too.
@@ -41,24 +39,24 @@ std::string valueOf(const FileParser& a_oPeer, std::string_view a_sKey)
 
 } // namespace
 
-bool PppStatusEntry::operator==(const PppStatusEntry& a_oOther) const
+bool StatusEntry::operator==(const StatusEntry& a_oOther) const
 {
     return m_sInterface == a_oOther.m_sInterface && m_iStatus == a_oOther.m_iStatus &&
            m_sStatusDesc == a_oOther.m_sStatusDesc;
 }
 
-void PppStatusEntry::setPppBandwidth(std::string a_sMessage)
+void StatusEntry::setPppBandwidth(std::string a_sMessage)
 {
     m_sPostAuthMessage = std::move(a_sMessage);
     m_oPostAuthRates = parsePostAuthMessage(m_sPostAuthMessage);
 }
 
 PppStatus::PppStatus(IPppHelper& a_oHelper, std::string a_sPeersDirectory,
-                     const systema::ConfigDispatcher& a_oDispatcher, WallClock a_oNow)
+                     const systema::IConfigPublisher& a_oPublisher, WallClock a_oNow)
     : SingleTable("PppStatus", c_aColumns),
       m_oHelper(a_oHelper),
       m_sPeersDirectory(std::move(a_sPeersDirectory)),
-      m_oDispatcher(a_oDispatcher),
+      m_oPublisher(a_oPublisher),
       m_iModule(ZEL_Sysloglevel_registerModul("PppStatus")),
       m_oCheck(std::move(a_oNow), c_iCheckSeconds)
 {
@@ -90,7 +88,7 @@ void PppStatus::update(NameList& a_changedTables)
         return;
     }
     m_oCheck.restart();
-    if (m_oDispatcher.hasSubscriber(getTableName()) && getPppStatus()) {
+    if (m_oPublisher.hasSubscriber(getTableName()) && getPppStatus()) {
         a_changedTables.add(getTableName());
     }
 }

@@ -9,7 +9,7 @@
 #include "status/readinterval.h"
 #include "status/singletable.h"
 #include "status/transactionlock.h"
-#include "systema/configdispatcher.h"
+#include "systema/configpublisher.h"
 
 #include <cstdint>
 #include <string>
@@ -17,7 +17,7 @@
 
 namespace zel {
 
-struct PppStatusEntry
+struct StatusEntry
 {
     std::int32_t m_iId = 0; // position, counted from 1, when it was last read by position
     std::string m_sInterface;
@@ -29,22 +29,22 @@ struct PppStatusEntry
     PostAuthRates m_oPostAuthRates{};
 
     /// Equal in interface and state; the rest does not count.
-    bool operator==(const PppStatusEntry& a_oOther) const;
+    bool operator==(const StatusEntry& a_oOther) const;
     /// Keeps the message and takes the rates from it.
     void setPppBandwidth(std::string a_sMessage);
 };
 
-class PppStatus : public SingleTable<PppStatusEntry>
+class PppStatus : public SingleTable<StatusEntry>
 {
 public:
-    using StatusEntry = PppStatusEntry;
+    using StatusEntry = zel::StatusEntry;
 
     /// Seconds after a check in which update does not look for changes.
     static constexpr std::time_t c_iCheckSeconds = 1;
 
-    /// The peer files are those "/pppoe<unit>" of the directory. Helper and dispatcher must outlive it.
+    /// The peer files are those "/pppoe<unit>" of the directory. Helper and publisher must outlive it.
     PppStatus(IPppHelper& a_oHelper, std::string a_sPeersDirectory,
-              const systema::ConfigDispatcher& a_oDispatcher, WallClock a_oNow);
+              const systema::IConfigPublisher& a_oPublisher, WallClock a_oNow);
 
     systema::EResultCode startTransaction() override;
     /// A rollback, on the other hand, ends nothing: what was read last is served until the next commit.
@@ -61,7 +61,7 @@ private:
 
     IPppHelper& m_oHelper;
     const std::string m_sPeersDirectory;
-    const systema::ConfigDispatcher& m_oDispatcher;
+    const systema::IConfigPublisher& m_oPublisher;
     const int m_iModule;
     ReadInterval m_oCheck;
     std::vector<std::string> m_lInterfaces;

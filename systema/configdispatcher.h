@@ -153,7 +153,7 @@ public:
     bool subscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_tables) override;
     void unsubscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_tables) override;
     void unsubscribeAll(IConfigSubscriber& a_oSubscriber) override;
-    bool hasSubscriber(const std::string& a_sTable) const;
+    bool hasSubscriber(const std::string& a_sTable) const override;
     bool hasNotifications() const { return !m_lChanged.empty(); }
     /// Tells every subscriber once of its tables that changed.
     void sendNotifications();

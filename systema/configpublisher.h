@@ -3,6 +3,8 @@
 
 #include "systema/lists.h"
 
+#include <string>
+
 namespace systema {
 
 /// Is told the names of the tables that changed, each once for any number of changes since the last time.
@@ -30,6 +32,8 @@ public:
     virtual void unsubscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_tables) = 0;
     /// Removes the subscriber from every table.
     virtual void unsubscribeAll(IConfigSubscriber& a_oSubscriber) = 0;
+    /// True when somebody subscribes to the table.
+    virtual bool hasSubscriber(const std::string& a_sTable) const = 0;
 };
 
 } // namespace systema

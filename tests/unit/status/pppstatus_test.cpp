@@ -1,5 +1,6 @@
 #include "status/pppstatus.h"
 
+#include "systema/configdispatcher.h"
 #include "tests/logof.h"
 #include "tests/row.h"
 #include "tests/unit/status/fakeppphelper.h"
