@@ -19,7 +19,6 @@ using systema::ValueList;
 namespace {
 
 const char* const c_pWatchTable = "StatusNetifWatch";
-constexpr std::time_t c_iServedSeconds = 5;
 constexpr int c_iMostTries = 11;
 
 constexpr Column<Connection> c_aColumns[] = {
@@ -52,7 +51,7 @@ IpConntrack::IpConntrack(systema::ConfigPluginBase& a_oConfig, systema::IConfigP
       m_oPublisher(a_oPublisher),
       m_sPath(std::move(a_sPath)),
       m_iModule(ZEL_Sysloglevel_registerModul("IpConn")),
-      m_oInterval(std::move(a_oNow), c_iServedSeconds)
+      m_oInterval(std::move(a_oNow), c_iReadSeconds)
 {
 }
 

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <string>
 
 namespace zel {
@@ -24,6 +25,7 @@ public:
     using Connection = zel::Connection;
 
     static constexpr const char* c_pPath = "/proc/net/nf_conntrack";
+    static constexpr std::time_t c_iReadSeconds = 5;
     /// A longer line is read as several.
     static constexpr std::size_t c_iLineBufferSize = 512;
     /// Of a longer list the rest is left out.

@@ -1,7 +1,6 @@
 #include "status/passwd.h"
 
 #include "zel/fileparser.h"
-#include "zel/log.h"
 #include "zel/systempath.h"
 
 #include <utility>
@@ -26,8 +25,7 @@ constexpr Column<User> c_aColumns[] = {
 
 Passwd::Passwd(WallClock a_oNow)
     : SingleTable("Passwd", c_aColumns),
-      m_iModule(ZEL_Sysloglevel_registerModul("Passwd")),
-      m_oInterval(std::move(a_oNow), 4)
+      m_oInterval(std::move(a_oNow), c_iReadSeconds)
 {
 }
 
@@ -51,7 +49,6 @@ bool Passwd::refresh()
             m_lRows.push_back({0, field(0), field(2), field(3), field(4), field(5)});
         }
     }
-    ZEL_Sysloglevel_debug(m_iModule, here(), "%zu accounts", m_lRows.size());
     m_oInterval.restart();
     return true;
 }

@@ -8,6 +8,7 @@
 #include "status/singletable.h"
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 
 namespace zel {
@@ -27,6 +28,8 @@ class Passwd : public SingleTable<PasswdUser>
 public:
     using User = PasswdUser;
 
+    static constexpr std::time_t c_iReadSeconds = 4;
+
     /// The time is asked for at each access to the table.
     explicit Passwd(WallClock a_oNow);
 
@@ -38,7 +41,6 @@ public:
 private:
     bool refresh() override;
 
-    const int m_iModule;
     ReadInterval m_oInterval;
 };
 

@@ -4,13 +4,12 @@
 // until it has caught up.
 #pragma once
 
+#include "status/wallclock.h"
+
 #include <ctime>
-#include <functional>
 #include <utility>
 
 namespace zel {
-
-using WallClock = std::function<std::time_t()>;
 
 class ReadInterval
 {

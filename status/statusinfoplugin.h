@@ -20,7 +20,7 @@
 #include "dbus/neighbourdbusproxy.h"
 #include "status/defaultppphelper.h"
 #include "status/istatusinfosubplugin.h"
-#include "status/readinterval.h"
+#include "status/wallclock.h"
 
 #include <ctime>
 #include <list>

@@ -6,9 +6,9 @@
 #pragma once
 
 #include "device/wlanapi.h"
-#include "status/readinterval.h"
 #include "status/singletable.h"
 #include "status/transactionlock.h"
+#include "status/wallclock.h"
 #include "status/wlanlist.h"
 #include "zel/source.h"
 
