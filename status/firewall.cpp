@@ -19,7 +19,6 @@ using systema::ValueList;
 namespace {
 
 constexpr const char* c_pZonesTable = "FirewallZones";
-constexpr int c_iToolMissing = 127;
 constexpr std::size_t c_iLineBufferSize = 256;
 
 constexpr Column<ChainCount> c_aColumns[] = {
@@ -78,7 +77,7 @@ bool Firewall::refresh()
     for (const auto& sZone : *oZones) {
         const int iResult =
             m_oNow() - oStart < c_oAllCeiling ? readChain(sZone + "Input") : c_iExecuteTimedOut;
-        const bool bMissing = iResult == c_iToolMissing;
+        const bool bMissing = iResult == c_iExecuteFailed;
         if (bMissing && !m_bMissing) {
             ZEL_Sysloglevel_error(m_iModule, here(), "iptables cannot be run");
         }

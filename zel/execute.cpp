@@ -21,7 +21,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int c_iExecuteFailed = 127;
 constexpr int c_iReadsAfterEnd = 1024; // more than a pipe of 1 MiB, the system's greatest, has pieces
 
 /// How a command starts: in a group of its own, reading nothing, writing into the pipe.

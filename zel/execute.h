@@ -14,12 +14,14 @@ constexpr int c_iExecuteCeilingSeconds = 60;
 
 /// Result of ZEL_Execute_Command when the command was killed at its ceiling.
 constexpr int c_iExecuteTimedOut = 124;
+/// The same when it could not be found or started.
+constexpr int c_iExecuteFailed = 127;
 
 /// Runs a command line with /bin/sh and writes its standard output and standard error, cut at the buffer's
 /// size and always terminated, into the buffer; what does not fit is read and dropped, all of it when the
 /// buffer is null or its size 0.
-/// Returns 0 on success, the exit status of the command, 128 plus the signal that ended it, 127 when it
-/// could not be found or started, or c_iExecuteTimedOut when it ran for more than a_iCeilingSeconds
+/// Returns 0 on success, the exit status of the command, 128 plus the signal that ended it,
+/// c_iExecuteFailed, or c_iExecuteTimedOut when it ran for more than a_iCeilingSeconds
 /// (0: no ceiling) and was killed together with every process of its group; what it wrote until then is kept.
 /// The child is always reaped, reads from /dev/null, inherits no other descriptor, and has a process group of
 /// its own, default signal dispositions and an empty signal mask. A background child of the command does not
