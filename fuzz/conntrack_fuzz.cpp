@@ -1,21 +1,14 @@
 // Arbitrary bytes as the kernel's list of connections: each line's cells are those of its tokens, and none
 // of another protocol than TCP and UDP passes the filter.
+#include "fuzz/require.h"
 #include "status/ipfilter.h"
 #include "zel/lines.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <sstream>
 #include <vector>
 
 namespace {
-
-void require(bool a_bCondition)
-{
-    if (!a_bCondition) {
-        std::abort();
-    }
-}
 
 /// The texts of the tokens, taken apart in the plainest way.
 std::vector<std::string> textsOf(std::string_view a_sLine)

@@ -1,19 +1,12 @@
 // Arbitrary bytes as a cache file of the DNS forwarder: an entry's texts are the tokens in their places, or
 // empty.
+#include "fuzz/require.h"
 #include "status/dnscache.h"
 #include "zel/lines.h"
 
-#include <cstdlib>
 #include <sstream>
 
 namespace {
-
-void require(bool a_bCondition)
-{
-    if (!a_bCondition) {
-        std::abort();
-    }
-}
 
 /// The tokens, taken apart in the plainest way.
 std::vector<std::string> tokensOf(std::string_view a_sLine)

@@ -1,5 +1,6 @@
 // Arbitrary bytes as a text file: cut into the lines that the C library's reader gives, and served as a file
 // table and as the accounts of the system with a text in every cell.
+#include "fuzz/require.h"
 #include "status/fileplugin.h"
 #include "status/passwd.h"
 #include "tests/unit/device/systemroot.h"
@@ -8,7 +9,6 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -17,13 +17,6 @@ using systema::EResultCode;
 using zel::FileParser;
 
 namespace {
-
-void require(bool a_bCondition)
-{
-    if (!a_bCondition) {
-        std::abort();
-    }
-}
 
 /// The input as a file, in memory, and the system's accounts at the same time.
 class Input

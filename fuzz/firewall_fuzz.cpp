@@ -1,18 +1,10 @@
 // Arbitrary bytes as the listing of a chain: only that chain's own listing counts, only for rules with the
 // two targets, and the same whether it comes at once or byte by byte.
+#include "fuzz/require.h"
 #include "status/chainlisting.h"
 #include "zel/lines.h"
 
-#include <cstdlib>
-
 namespace {
-
-void require(bool a_bCondition)
-{
-    if (!a_bCondition) {
-        std::abort();
-    }
-}
 
 zel::ChainListing read(std::string_view a_sText, std::size_t a_iPiece)
 {

@@ -1,21 +1,13 @@
 // Arbitrary bytes as the message of a PPP server and as the peer file of its link: rates come from their keys
 // alone, and user and password are single words without their quotes.
+#include "fuzz/require.h"
 #include "status/pppstatus.h"
 #include "systema/configdispatcher.h"
 #include "tests/unit/status/fakeppphelper.h"
 #include "tests/unit/zel/tempdir.h"
 #include "zel/log.h"
 
-#include <cstdlib>
-
 namespace {
-
-void require(bool a_bCondition)
-{
-    if (!a_bCondition) {
-        std::abort();
-    }
-}
 
 bool isWord(const std::string& a_sText)
 {

@@ -1,17 +1,9 @@
 // Arbitrary bytes as the output of "ip -j route list": whatever can be read is numbered by its place and
 // holds no NUL.
+#include "fuzz/require.h"
 #include "status/routelist.h"
 
-#include <cstdlib>
-
 namespace {
-
-void require(bool a_bCondition)
-{
-    if (!a_bCondition) {
-        std::abort();
-    }
-}
 
 bool isText(const std::string& a_sText)
 {

@@ -1,20 +1,12 @@
 // Arbitrary bytes as the settings of the boot loader and as factory values: what a line says does not depend
 // on those around it, and a value is nothing but text of its line.
+#include "fuzz/require.h"
 #include "plugins/bootloaderinfo.h"
 #include "plugins/etlwrapper.h"
 #include "zel/assert.h"
 #include "zel/log.h"
 
-#include <cstdlib>
-
 namespace {
-
-void require(bool a_bCondition)
-{
-    if (!a_bCondition) {
-        std::abort();
-    }
-}
 
 void tryParser(std::string_view a_sText, zel::SettingParser a_pParse)
 {

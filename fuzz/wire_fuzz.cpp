@@ -1,21 +1,13 @@
 // Arbitrary bytes as a frame: reading never leaves them, and what can be read says the same when written
 // again.
+#include "fuzz/require.h"
 #include "systema/wire.h"
-
-#include <cstdlib>
 
 using systema::wire::Header;
 using systema::wire::Reader;
 using systema::wire::Writer;
 
 namespace {
-
-void require(bool a_bCondition)
-{
-    if (!a_bCondition) {
-        std::abort();
-    }
-}
 
 /// Reads one element and writes it to where it can be compared with its bytes.
 void copyElement(Reader& a_oFrom, Writer& a_oTo, unsigned a_iKind)

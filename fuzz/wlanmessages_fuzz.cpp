@@ -1,20 +1,9 @@
 // Arbitrary bytes as what the kernel tells of radios, access points and networks: reading never leaves them,
 // and what can be read is in its bounds.
 #include "device/linux/wlanmessages.h"
+#include "fuzz/require.h"
 
-#include <cstdlib>
 #include <cstring>
-
-namespace {
-
-void require(bool a_bCondition)
-{
-    if (!a_bCondition) {
-        std::abort();
-    }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* a_pBytes, std::size_t a_iSize)
 {

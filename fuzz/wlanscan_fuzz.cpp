@@ -1,9 +1,9 @@
 // Arbitrary bytes as what the WLAN radio sees: the table gets no more rows than there is room for in a scan,
 // numbered, with texts that fit their fields. The radio here is one that always sees the input.
+#include "fuzz/require.h"
 #include "status/wlanscan.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 struct ZEL_WLANAPI_Context
@@ -14,13 +14,6 @@ namespace {
 
 ZEL_WLANAPI_Context g_oContext;
 ZEL_WLANAPI_ScanResult g_oSeen;
-
-void require(bool a_bCondition)
-{
-    if (!a_bCondition) {
-        std::abort();
-    }
-}
 
 bool isText(const std::string& a_sText, std::size_t a_iLongest)
 {
