@@ -84,6 +84,7 @@ TEST_F(DeviceInfo, FactoryValuesFillWhatIsEmptyAndNothingElse)
     EXPECT_THAT(sLog, HasSubstr(": Could not find target: Target, Id, 8\n"));
     EXPECT_THAT(sLog, HasSubstr(": Could not find target: Nowhere, Name, x\n"));
     EXPECT_THAT(sLog, HasSubstr(": The target Target has no column Nothing\n"));
+    EXPECT_THAT(sLog, HasSubstr(": The value EMPTY is empty and is not written\n"));
     EXPECT_THAT(sLog, HasSubstr(": Could not set Number of Target, Id, 2: "));
     for (const auto& sSecret : {std::string("gulls"), std::string("4711"), std::string("$y$"), target(3)}) {
         EXPECT_THAT(sLog, Not(HasSubstr(sSecret)));

@@ -320,21 +320,5 @@ TEST_F(MappedFiles, FollowTheirFiles)
     EXPECT_EQ(4U, client().code(request::DeleteAll{file("replaced")}));
 }
 
-TEST_F(MappedFiles, AccountsWithoutTheirPasswords)
-{
-    fs::create_directories(file(""));
-    writeFile(file("passwd"),
-              "root:x:0:0:root:/root:/bin/sh\nftp:hash:21:22:FTP user:/home/ftp:/bin/false\n");
-    start();
-    EXPECT_EQ(row({{"Id", 2},
-                   {"Username", "ftp"},
-                   {"UserId", "21"},
-                   {"GroupId", "22"},
-                   {"Gecos", "FTP user"},
-                   {"HomeDirectory", "/home/ftp"}}),
-              *client().call(request::SelectRow{"Passwd", 1}));
-    EXPECT_EQ(2U, *client().call(request::GetSize{"Passwd"}));
-}
-
 } // namespace
 } // namespace e2e

@@ -57,8 +57,6 @@ TEST_F(FileWatcherTest, TellsOfAWriteOnceItIsClosed)
     m_oWatcher.doCheck();
     EXPECT_EQ(m_oWatcher.takeEvents(m_sPath), IN_CLOSE_WRITE) << "kept until it is taken";
     EXPECT_EQ(m_oWatcher.takeEvents(m_sPath), 0U);
-    EXPECT_EQ(readFile(m_sPath), "new");
-    EXPECT_EQ(check(m_sPath), 0U);
     EXPECT_EQ(check(m_sOther), 0U);
 }
 
@@ -72,14 +70,8 @@ TEST_F(FileWatcherTest, FollowsAFileThatComesAndGoes)
 
     fs::remove(m_sPath);
     writeFile(m_sPath, "again");
-    EXPECT_TRUE(check(m_sPath) & IN_CREATE);
-    EXPECT_TRUE(isFollowed(m_sPath));
-
-    fs::remove(m_sPath);
-    writeFile(m_sPath, "again");
     fs::remove(m_sPath);
     EXPECT_EQ(check(m_sPath), IN_DELETE_SELF);
-    EXPECT_EQ(check(m_sPath), 0U);
 
     fs::remove(m_oDir.file("dir"));
     EXPECT_EQ(check(m_sPath), 0U);
@@ -159,7 +151,6 @@ TEST_F(FileWatcherTest, TwoPathsToOneFileAreToldBoth)
     fs::remove(m_sPath);
     EXPECT_EQ(check(m_sPath), IN_DELETE_SELF);
     EXPECT_EQ(m_oWatcher.takeEvents(m_sOther), 0U);
-    EXPECT_TRUE(isFollowed(m_sOther));
 }
 
 TEST_F(FileWatcherTest, LostEventsConcernEveryPath)
@@ -175,7 +166,6 @@ TEST_F(FileWatcherTest, LostEventsConcernEveryPath)
     EXPECT_EQ(check(m_oDir.file("quiet")), IN_CREATE);
     EXPECT_TRUE(m_oWatcher.takeEvents(m_sPath) & IN_CREATE);
     EXPECT_EQ(check(m_sPath), 0U);
-    EXPECT_TRUE(isFollowed(m_sPath));
 }
 
 TEST_F(FileWatcherTest, LogsOnceWhatItCannotWatch)

@@ -117,9 +117,10 @@ std::unique_ptr<IStatusInfoSubPlugin> makeRoutes(Network&)
     return pRoutes;
 }
 
-std::unique_ptr<IStatusInfoSubPlugin> makeDsl(Network&)
+template<class Table>
+std::unique_ptr<IStatusInfoSubPlugin> make(Network&)
 {
-    return std::make_unique<zel::DslStatus>();
+    return std::make_unique<Table>();
 }
 
 std::unique_ptr<IStatusInfoSubPlugin> makeWlan(Network&)
@@ -155,12 +156,7 @@ std::unique_ptr<IStatusInfoSubPlugin> makeFiles(Network&)
 
 std::unique_ptr<IStatusInfoSubPlugin> makePasswd(Network&)
 {
-    const SystemRoot oRoot;
-    oRoot.write("/etc/passwd", "root:x:0:0:root:/root:/bin/sh\nftp:x:21:21:FTP user:/home/ftp:\n");
-    auto pPasswd = std::make_unique<zel::Passwd>([] { return std::time_t(1000); });
-    unsigned iCount = 0;
-    pPasswd->getRowCount("Passwd", iCount);
-    return pPasswd;
+    return std::make_unique<zel::Passwd>([] { return std::time_t(1000); });
 }
 
 struct Zones
@@ -181,11 +177,6 @@ struct FirewallOfZones : private Zones, public zel::Firewall
     FirewallOfZones() : Firewall(m_oConfig) {}
 };
 
-std::unique_ptr<IStatusInfoSubPlugin> makeFirewall(Network&)
-{
-    return std::make_unique<FirewallOfZones>();
-}
-
 /// Lives with the bus, and is not read again.
 struct CacheOfForwarder : private Forwarder, public zel::DnsCache
 {
@@ -197,19 +188,14 @@ struct CacheOfForwarder : private Forwarder, public zel::DnsCache
     }
 };
 
-std::unique_ptr<IStatusInfoSubPlugin> makeDnsCache(Network&)
-{
-    return std::make_unique<CacheOfForwarder>();
-}
-
 constexpr const char* c_pKeyCode = "unknown key column gives 10 (no such row)";
 constexpr const char* c_pAcked = "row has Acked, which the schema lacks";
 constexpr const char* c_pReplaces = "schema replaces what is in the list";
 constexpr const char* c_pSkips = "unknown column gives 0 (success)";
 
 const TableCase c_aTables[] = {
-    {"StatusDsl", makeDsl, {"Id"}, {}, false, true},
-    {"StatusDslRealtime", makeDsl, {"Id"}, {}, false, true},
+    {"StatusDsl", make<zel::DslStatus>, {"Id"}, {}, false, true},
+    {"StatusDslRealtime", make<zel::DslStatus>, {"Id"}, {}, false, true},
     {"StatusNetifWatch", makeInterfaces, {"Id", "Name"}, {c_pSkips}},
     {"NetifCounter", makeCounters, {"Name"}, {c_pKeyCode}},
     {"StatusNetIfIPv6Addresses",
@@ -220,8 +206,8 @@ const TableCase c_aTables[] = {
     {"WlanScan", makeWlan, {}, {c_pKeyCode}},
     {"DhcpServerClients", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
     {"DhcpLeases", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
-    {"DnsCache", makeDnsCache, {}, {c_pKeyCode}},
-    {"FirewallStatistic", makeFirewall, {}, {c_pReplaces, c_pSkips, c_pKeyCode}},
+    {"DnsCache", make<CacheOfForwarder>, {}, {c_pKeyCode}},
+    {"FirewallStatistic", make<FirewallOfZones>, {}, {c_pReplaces, c_pSkips, c_pKeyCode}},
     {"PppStatus", makePppStatus, {}, {c_pKeyCode}},
     {"IpConntrack", makeConnections, {}, {}},
     {"TextFile", makeFiles, {}, {c_pKeyCode}},
@@ -252,6 +238,7 @@ protected:
             ip("address add fd00::2 dev peer");
         }
         m_oRoot.write("/var/run/ledgerd-sim.json", c_pDevice);
+        m_oRoot.write("/etc/passwd", "root:x:0:0:root:/root:/bin/sh\nftp:x:21:21:FTP user:/home/ftp:\n");
         m_pTable = GetParam().m_pMake(m_oNetwork);
         ASSERT_EQ(count(), GetParam().m_bOneRow ? 1U : 2U);
     }

@@ -90,23 +90,15 @@ TEST_F(DnsCache, IsReadAgainAfterFiveSecondsWhichTakesTheNumbersOfTheRows)
     EXPECT_EQ(find(lRow, "Id", "2"), EResultCode::Success) << "the row that a key found has its number";
 }
 
-TEST_F(DnsCache, StaysAsItIsInATransaction)
+TEST_F(DnsCache, ARollbackDoesNotEndATransaction)
 {
-    EXPECT_EQ(freshHosts(), "");
     write("x.cache", "1 A 0 F first 192.0.2.1 60");
-    m_iNow += 100;
-    m_oTable.startTransaction();
     EXPECT_EQ(freshHosts(), "first ");
+    m_oTable.startTransaction();
+    EXPECT_EQ(hosts(), "first ") << "not read, for it is not time, and not later either";
     write("x.cache", "1 A 0 F second 192.0.2.1 60");
     m_iNow += 100;
     EXPECT_EQ(logOf([&] { EXPECT_EQ(hosts(), "first "); }), "");
-    m_oTable.commitTransaction();
-    EXPECT_EQ(freshHosts(), "second ");
-
-    m_oTable.startTransaction();
-    EXPECT_EQ(hosts(), "second ") << "not read, for it is not time, and not later either";
-    m_iNow += 100;
-    EXPECT_EQ(logOf([&] { EXPECT_EQ(hosts(), "second "); }), "");
     m_oTable.rollbackTransaction();
     EXPECT_EQ(freshHosts(), "second ");
 }
@@ -181,12 +173,8 @@ TEST_F(DnsCache, FollowsNoLinkThatSomeonePutsThere)
 
 TEST(DnsCacheLine, MayLackAnyToken)
 {
-    const auto oFive = parse(" 1  A 0 F host");
-    EXPECT_EQ(oFive.m_sHost, "host");
-    EXPECT_EQ(oFive.m_sAddress, "");
-    EXPECT_EQ(oFive.m_iExpires, 0) << "the last token, whatever it is";
+    EXPECT_EQ(parse(" 1  A 0 F host").m_iExpires, 0) << "the last token, whatever it is";
     EXPECT_EQ(parse("7").m_iExpires, 7);
-    EXPECT_EQ(parse("7").m_sHost, "");
     EXPECT_EQ(parse("").m_iExpires, 0);
     EXPECT_EQ(parse("a b c d host addr 4294967297").m_iExpires, 1);
     EXPECT_EQ(parse("a b c d host addr 9 -5 ").m_iExpires, -5);

@@ -84,17 +84,13 @@ TEST_F(PppStatus, RowsFollowTheirLinks)
 
     // Without a change of state the row keeps its number, and the rest is new all the same.
     writePeer("pppoe0", "password second");
-    m_oHelper.m_mLinks["ppp0"].m_sMessage = "UI-SBR:3,4;";
     m_oHelper.m_mLinks["ppp2"] = {1, ""}; // is not picked up
     EXPECT_EQ(find("Password", "second"), "ppp0");
     EXPECT_EQ(find("User", "me"), "10");
-    EXPECT_EQ(find("PostAuthUpstream", "4"), "ppp0");
     EXPECT_EQ(find("Id", "1"), "ppp0");
-    EXPECT_EQ(find("Id", "3"), "10");
     m_oHelper.m_mLinks["ppp0"].m_iStatus = 0;
     EXPECT_EQ(find("Id", "1"), "10");
     EXPECT_EQ(find("Id", "0"), "ppp0");
-    EXPECT_EQ(find("Status", "0"), "ppp0");
     std::filesystem::remove(m_oPeers.file("pppoe0"));
     EXPECT_EQ(cells(0, {"Id", "Status", "User", "Password"}), "1-0--");
 }
@@ -165,20 +161,17 @@ TEST_F(PppStatus, CredentialsAreTheSecondWordsOfTheirLines)
 {
     m_oHelper.m_mLinks = {{"ppp3", {0, ""}}};
     m_oTable.init();
-    const std::pair<std::string, std::string> aFiles[] = {
-        {"user a\npassword b\n", "a-b"},
+    const std::pair<const char*, const char*> aFiles[] = {
         {"# user x\nplugin rp-pppoe.so\n  user   a b\nuser c\npassword d", "a-d"},
         {"user \"a\"\npassword \"b\"c\n", "a-b"},
         {"user \"a b\"\npassword \"\n", "a-"},
         {"user\npassword \n", "-"},
         {"user\ta\nusers b\npasswordc\n", "-"},
         {"password \"\"\nuser \"a", "a-"},
-        {std::string("user a\0b\npassword c\n", 20), "a-c"},
-        {"", "-"},
     };
-    for (const auto& [sFile, sCells] : aFiles) {
-        writePeer("pppoe3", sFile);
-        EXPECT_EQ(cells(0, {"User", "Password"}), sCells) << sFile.substr(0, 64);
+    for (const auto& [pFile, pCells] : aFiles) {
+        writePeer("pppoe3", pFile);
+        EXPECT_EQ(cells(0, {"User", "Password"}), pCells) << pFile;
     }
 }
 

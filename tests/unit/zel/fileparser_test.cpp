@@ -9,7 +9,6 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using zel::FileParser;
-using zel::splitLine;
 
 namespace {
 
@@ -23,16 +22,6 @@ std::string repeat(std::size_t a_iTimes, std::string_view a_sText)
 }
 
 } // namespace
-
-TEST(FileParser, splitsAtTheSeparatorAndSkipsSpaces)
-{
-    EXPECT_THAT(splitLine("  user   \"a b\"  ", ' '), ElementsAre("user", "\"a", "b\""));
-    EXPECT_THAT(splitLine("a\tb c\r", ' '), ElementsAre("a\tb", "c\r"));
-    EXPECT_THAT(splitLine("", ' '), IsEmpty());
-    EXPECT_THAT(splitLine("   ", ' '), IsEmpty());
-    EXPECT_THAT(splitLine(" ftp:x::  FTP user :", ':'), ElementsAre("ftp", "x", "", "FTP user "));
-    EXPECT_THAT(splitLine(":: ", ':'), ElementsAre("", ""));
-}
 
 TEST(FileParser, readsTheLinesOfAFile)
 {
@@ -82,8 +71,6 @@ TEST(FileParser, keepsOnlySoManyLinesTokensAndBytes)
         EXPECT_EQ(parse(oParser, sMost + "x"), iMost);
         EXPECT_TRUE(oParser.isCut());
     }
-    EXPECT_EQ(parse(oParser, repeat(100000, "A list of many, 40 characters, a line!!\n")), 100000U);
-    EXPECT_FALSE(oParser.isCut());
 
     // A line of which only a part is within the first bytes is left out whole.
     using namespace std::string_view_literals;

@@ -16,28 +16,10 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-/// The lines of the text for a buffer of eight bytes, added in pieces of the size.
-Lines cut(std::string_view a_sText, std::size_t a_iPieceSize)
-{
-    Lines lLines;
-    zel::LineCutter oCutter(8, [&](std::string_view a_sLine) { lLines.emplace_back(a_sLine); });
-    for (; !a_sText.empty(); a_sText.remove_prefix(std::min(a_iPieceSize, a_sText.size()))) {
-        oCutter.add(a_sText.substr(0, a_iPieceSize));
-    }
-    oCutter.finish();
-    return lLines;
-}
-
 } // namespace
 
-TEST(Lines, aLineThatDoesNotFitComesInPieces)
+TEST(Lines, aBufferWithoutRoomIsNone)
 {
-    using namespace std::string_view_literals;
-    for (const std::size_t iPieceSize : {1, 3, 7, 100}) {
-        EXPECT_THAT(cut("a\n\n123456\n1234567\n12345678\nend", iPieceSize),
-                    ElementsAre("a", "", "123456", "1234567", "", "1234567", "8", "end"));
-        EXPECT_THAT(cut("\0b\nc\0d\0\n12345\0b2\n"sv, iPieceSize), ElementsAre("", "c", "12345", "2"));
-    }
     EXPECT_THROW(zel::LineCutter(1, [](std::string_view) {}), zel::error::AssertionError) << "no progress";
 }
 

@@ -71,8 +71,6 @@ TEST(DslModes, TheNewestOfSeveralIsTheMode)
     };
     const auto bit = [](unsigned a_iNumber) { return 1ULL << (a_iNumber - 1); };
     EXPECT_EQ(modeOf(bit(5) | bit(44) | bit(22)), "ADSL2+ Annex B");
-    EXPECT_EQ(modeOf(bit(1)), "ADSL");
-    EXPECT_EQ(modeOf(bit(34)), "ADSL2 Lite");
     EXPECT_EQ(modeOf(bit(34) | bit(29)), "ADSL2 Annex I");
     EXPECT_EQ(modeOf(bit(59)), "VDSL2 Annex C");
     EXPECT_EQ(modeOf(bit(13) | bit(60) | bit(64)), "") << "not given to anything";
