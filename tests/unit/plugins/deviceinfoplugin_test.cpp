@@ -5,7 +5,6 @@
 #include "tests/row.h"
 #include "tests/unit/device/systemroot.h"
 #include "tests/unit/systema/recordingplugin.h"
-#include "zel/assert.h"
 
 #include <gmock/gmock.h>
 
@@ -117,16 +116,6 @@ TEST_F(DeviceInfoPlugin, ALineOfTheBootLoaderEndsAt127CharactersAndIsNeverTwo)
                                             {"OPEN", "x"},
                                             {"LONG", (sValue + " r").c_str()},
                                             {"LAST", ""}}));
-}
-
-TEST_F(DeviceInfoPlugin, AValueOfTheBootLoaderWithoutQuotesEndsTheStart)
-{
-    for (const char* pText : {"KEY=\"a\"\nBARE=b\n", "BARE=", "BARE= \"a\"\n"}) {
-        write("bootloader.conf", pText);
-        zel::DeviceInfoPlugin oPlugin(m_oDispatcher);
-        EXPECT_EQ(logOf([&] { EXPECT_THROW(oPlugin.initialize(), zel::error::AssertionError) << pText; }),
-                  "error DeviceInfo The value of BARE does not begin with a double quote\n");
-    }
 }
 
 TEST_F(DeviceInfoPlugin, AFactoryValueIsWhatStandsBetweenTheQuotesOfItsOwnLine)

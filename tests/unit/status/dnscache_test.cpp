@@ -90,7 +90,7 @@ TEST_F(DnsCache, IsReadAgainAfterFiveSecondsWhichTakesTheNumbersOfTheRows)
     EXPECT_EQ(find(lRow, "Id", "2"), EResultCode::Success) << "the row that a key found has its number";
 }
 
-TEST_F(DnsCache, ARollbackDoesNotEndATransaction)
+TEST_F(DnsCache, StaysAsItIsUntilATransactionIsRolledBack)
 {
     write("x.cache", "1 A 0 F first 192.0.2.1 60");
     EXPECT_EQ(freshHosts(), "first ");

@@ -12,12 +12,6 @@
 
 using testing::ElementsAre;
 
-namespace {
-
-using Lines = std::vector<std::string>;
-
-} // namespace
-
 TEST(Lines, aBufferWithoutRoomIsNone)
 {
     EXPECT_THROW(zel::LineCutter(1, [](std::string_view) {}), zel::error::AssertionError) << "no progress";
@@ -26,7 +20,7 @@ TEST(Lines, aBufferWithoutRoomIsNone)
 TEST(Lines, onlyARegularFileIsRead)
 {
     const TempDir oDir;
-    Lines lLines;
+    std::vector<std::string> lLines;
     const auto read = [&](const std::string& a_sPath, std::size_t a_iMostBytes) {
         lLines.clear();
         return zel::readLines(a_sPath, 8, a_iMostBytes,
