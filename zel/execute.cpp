@@ -161,7 +161,15 @@ int run(const char* a_pCommand, Output& a_oOutput, zel::UniqueFd a_oInto, int a_
     const bool bCeiling = a_iCeilingSeconds > 0;
     const auto oDeadline =
         bCeiling ? Clock::now() + std::chrono::seconds(a_iCeilingSeconds) : Clock::time_point::max();
-    return iPid > 0 ? finish(iPid, a_oOutput, oDeadline) : c_iExecuteFailed;
+    if (iPid <= 0) {
+        return c_iExecuteFailed;
+    }
+    try {
+        return finish(iPid, a_oOutput, oDeadline);
+    } catch (...) { // of the receiver
+        killGroup(iPid);
+        throw;
+    }
 }
 
 } // namespace
