@@ -34,9 +34,14 @@ void NetworkNamespace::enter() const
     }
 }
 
+Finished NetworkNamespace::run(const std::string& a_sLine) const
+{
+    return e2e::run("/bin/sh", {{"-c", a_sLine}, {}, {}, [this] { enter(); }});
+}
+
 void NetworkNamespace::shell(const std::string& a_sLine) const
 {
-    const auto oRun = run("/bin/sh", {{"-c", a_sLine}, {}, {}, [this] { enter(); }});
+    const auto oRun = run(a_sLine);
     EXPECT_EQ(0, oRun.m_iStatus) << a_sLine << ": " << oRun.m_sErrors;
 }
 

@@ -20,7 +20,9 @@ public:
     bool ok() const { return static_cast<bool>(m_oNamespace); }
     /// Moves the calling program there; for Process::Start::m_oInChild.
     void enter() const;
-    /// Runs a line of the shell there, and expects that it succeeds.
+    /// Runs a line of the shell there.
+    Finished run(const std::string& a_sLine) const;
+    /// The same, and expects that it succeeds.
     void shell(const std::string& a_sLine) const;
     /// The same of `ip` with the words.
     void ip(const std::string& a_sWords) const { shell("ip " + a_sWords); }
