@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <ctime>
 #include <fcntl.h>
@@ -94,9 +95,11 @@ TEST(Log, aLineShowsLocalTimeLevelModuleSourceAndText)
     ::setenv("TZ", "XST-05:30", 1);
     ::tzset();
     const int iModule = ZEL_Sysloglevel_registerModul("SQLiteWrap");
-    const std::time_t iBefore = std::time(nullptr);
+    // Not std::time, whose clock is a tick behind.
+    using Clock = std::chrono::system_clock;
+    const std::time_t iBefore = Clock::to_time_t(Clock::now());
     const std::string sLine = logged([&] { ZEL_Sysloglevel_error(iModule, c_oTag, "%d rows", 7); });
-    const std::time_t iAfter = std::time(nullptr);
+    const std::time_t iAfter = Clock::to_time_t(Clock::now());
 
     EXPECT_THAT(sLine, MatchesRegex("[0-9]{4}(-[0-9]{2}){2} [0-9]{2}(:[0-9]{2}){2}[.][0-9]{3} "
                                     "error   SQLiteWrap sqlitewrapper:120: 7 rows\n"));
