@@ -51,6 +51,25 @@ protected:
         m_oBus.iterate();
         return m_lSignals;
     }
+    void emitBurst(unsigned a_iSignals)
+    {
+        for (unsigned i = 0; i < a_iSignals; ++i) {
+            m_oService->emit("StatusChange", {"eth0", "true"});
+        }
+        m_oService->finish();
+    }
+    /// All of a burst comes, in iterations that are bounded. How many there are is up to the bus, whose
+    /// pauses end them.
+    void expectInParts(unsigned a_iSignals)
+    {
+        std::size_t iDelivered = 0;
+        for (int i = 0; i < 1000 && iDelivered < a_iSignals; ++i) {
+            const std::size_t iSignals = deliver().size() / 2;
+            EXPECT_LE(iSignals, zel::SystemBus::c_iMostMessages);
+            iDelivered += iSignals;
+        }
+        EXPECT_EQ(iDelivered, a_iSignals);
+    }
     std::optional<std::string> call()
     {
         bool bUp = false;
@@ -177,30 +196,17 @@ TEST_F(SystemBus, TwoWrappersOfAServiceHearTheSame)
                                                          "3: StatusChange eth0 0"));
 }
 
-TEST_F(SystemBus, ABurstIsDeliveredInTwoIterations)
+TEST_F(SystemBus, ABurstIsDeliveredInParts)
 {
-    for (int i = 0; i < 3000; ++i) {
-        m_oService->emit("StatusChange", {"eth0", "true"});
-    }
-    const std::size_t iFirst = deliver().size() / 2;
-    EXPECT_LE(iFirst, zel::SystemBus::c_iMostMessages);
-    EXPECT_EQ(iFirst + deliver().size() / 2, 3000U);
+    emitBurst(3000);
+    expectInParts(3000);
 }
 
 TEST_F(SystemBus, WhatABlockingCallHasReadIsDeliveredInPartsToo)
 {
-    for (int i = 0; i < 5000; ++i) {
-        m_oService->emit("StatusChange", {"eth0", "true"});
-    }
-    m_oService->finish();
+    emitBurst(5000);
     EXPECT_TRUE(call());
-    std::size_t iDelivered = 0;
-    for (int i = 0; i < 3; ++i) {
-        const std::size_t iSignals = deliver().size() / 2;
-        EXPECT_LE(iSignals, zel::SystemBus::c_iMostMessages);
-        iDelivered += iSignals;
-    }
-    EXPECT_EQ(iDelivered, 5000U);
+    expectInParts(5000);
 }
 
 TEST_F(SystemBus, CloseDoesNotWaitForABusThatHangs)
