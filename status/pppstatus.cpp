@@ -11,7 +11,6 @@ namespace zel {
 
 using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using systema::EResultCode;
 using systema::NameList;
 using systema::ValueList;
 
@@ -53,27 +52,13 @@ void StatusEntry::setPppBandwidth(std::string a_sMessage)
 
 PppStatus::PppStatus(IPppHelper& a_oHelper, std::string a_sPeersDirectory,
                      const systema::IConfigPublisher& a_oPublisher, WallClock a_oNow)
-    : SingleTable("PppStatus", c_aColumns),
+    : FrozenTable("PppStatus", c_aColumns),
       m_oHelper(a_oHelper),
       m_sPeersDirectory(std::move(a_sPeersDirectory)),
       m_oPublisher(a_oPublisher),
       m_iModule(ZEL_Sysloglevel_registerModul("PppStatus")),
       m_oCheck(std::move(a_oNow), c_iCheckSeconds)
 {
-}
-
-EResultCode PppStatus::startTransaction()
-{
-    if (!m_oLock.isTaken()) { // by a transaction that was rolled back
-        m_oLock.open();
-    }
-    return EResultCode::Success;
-}
-
-EResultCode PppStatus::commitTransaction()
-{
-    m_oLock.setIdle();
-    return EResultCode::Success;
 }
 
 void PppStatus::init()

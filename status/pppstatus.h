@@ -4,11 +4,10 @@
 // again for every request, but once only while a transaction is open. What cannot be read is an empty text.
 #pragma once
 
+#include "status/frozentable.h"
 #include "status/ippphelper.h"
 #include "status/postauthmessage.h"
 #include "status/readinterval.h"
-#include "status/singletable.h"
-#include "status/transactionlock.h"
 #include "systema/configpublisher.h"
 
 #include <cstdint>
@@ -34,7 +33,7 @@ struct StatusEntry
     void setPppBandwidth(std::string a_sMessage);
 };
 
-class PppStatus : public SingleTable<StatusEntry>
+class PppStatus : public FrozenTable<StatusEntry>
 {
 public:
     using StatusEntry = zel::StatusEntry;
@@ -45,10 +44,6 @@ public:
     /// The peer files are those "/pppoe<unit>" of the directory. Helper and publisher must outlive it.
     PppStatus(IPppHelper& a_oHelper, std::string a_sPeersDirectory,
               const systema::IConfigPublisher& a_oPublisher, WallClock a_oNow);
-
-    systema::EResultCode startTransaction() override;
-    /// A rollback, on the other hand, ends nothing: what was read last is served until the next commit.
-    systema::EResultCode commitTransaction() override;
 
     void init() override;
     /// Looks for changes while somebody subscribes to the table.
@@ -65,7 +60,6 @@ private:
     const int m_iModule;
     ReadInterval m_oCheck;
     std::vector<std::string> m_lInterfaces;
-    TransactionLock m_oLock;
 };
 
 } // namespace zel

@@ -9,7 +9,6 @@ namespace zel {
 
 using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
-using systema::EResultCode;
 
 namespace {
 
@@ -36,24 +35,10 @@ std::optional<std::string> copyOf(const char* a_pText)
 } // namespace
 
 WlanScan::WlanScan(WallClock a_oNow)
-    : SingleTable("WlanScan", c_aColumns),
+    : FrozenTable("WlanScan", c_aColumns),
       m_oNow(std::move(a_oNow)),
       m_iModule(ZEL_Sysloglevel_registerModul("WlanScan"))
 {
-}
-
-EResultCode WlanScan::startTransaction()
-{
-    if (!m_oLock.isTaken()) { // by a transaction that was rolled back
-        m_oLock.open();
-    }
-    return EResultCode::Success;
-}
-
-EResultCode WlanScan::commitTransaction()
-{
-    m_oLock.setIdle();
-    return EResultCode::Success;
 }
 
 /// False without a radio. In a transaction the first request alone can be told so.

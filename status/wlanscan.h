@@ -6,8 +6,7 @@
 #pragma once
 
 #include "device/wlanapi.h"
-#include "status/singletable.h"
-#include "status/transactionlock.h"
+#include "status/frozentable.h"
 #include "status/wallclock.h"
 #include "status/wlanlist.h"
 #include "zel/source.h"
@@ -19,7 +18,7 @@
 
 namespace zel {
 
-class WlanScan : public SingleTable<WlanScanEntry>
+class WlanScan : public FrozenTable<WlanScanEntry>
 {
 public:
     using WlanScanEntry = zel::WlanScanEntry;
@@ -28,10 +27,6 @@ public:
     static constexpr std::time_t c_iWarningSeconds = 60;
 
     explicit WlanScan(WallClock a_oNow);
-
-    systema::EResultCode startTransaction() override;
-    /// A rollback ends nothing: the list then stays as it is until the next commit.
-    systema::EResultCode commitTransaction() override;
 
     void init() override {}
     /// Never announces anything.
@@ -50,7 +45,6 @@ private:
     const WallClock m_oNow;
     const int m_iModule;
     std::time_t m_iScanTime = 0;
-    TransactionLock m_oLock;
     std::map<std::pair<int, std::string>, std::time_t> m_mWarned; // when each was logged last
 };
 
