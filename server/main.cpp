@@ -30,7 +30,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <filesystem>
-#include <memory>
+#include <list>
 #include <optional>
 #include <pthread.h>
 #include <sstream>
@@ -38,7 +38,7 @@
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
-#include <vector>
+#include <utility>
 
 namespace {
 
@@ -115,18 +115,65 @@ void raiseDescriptorLimit()
     }
 }
 
-/// The plugins of the database files, attached as they are made and destroyed in reverse order. While they
-/// live nobody may replace the files.
+/// Tells the log, with -v, when a part of the daemon begins to be made and when it is gone: a start or a stop
+/// that hangs shows where.
+class Lifetime
+{
+public:
+    explicit Lifetime(const char* a_pPart) : m_pPart(a_pPart)
+    {
+        ZEL_Sysloglevel_debug(s_iModule, zel::here(), "start: %s", m_pPart);
+    }
+    ~Lifetime() { ZEL_Sysloglevel_debug(s_iModule, zel::here(), "gone: %s", m_pPart); }
+    Lifetime(const Lifetime&) = delete;
+    Lifetime& operator=(const Lifetime&) = delete;
+
+private:
+    const char* const m_pPart;
+};
+
+/// A part of the daemon, with its name in the log.
+template<class Type>
+class Part
+{
+public:
+    template<class... Arguments>
+    explicit Part(const char* a_pName, Arguments&&... a_oArguments)
+        : m_oLifetime(a_pName),
+          m_oPart(std::forward<Arguments>(a_oArguments)...)
+    {
+    }
+
+    Type& operator*() { return m_oPart; }
+    Type* operator->() { return &m_oPart; }
+
+private:
+    const Lifetime m_oLifetime; // outlives the part
+    Type m_oPart;
+};
+
+/// A plugin, which serves its tables as soon as it is made.
+template<class Plugin>
+class PluginPart : public Part<Plugin>
+{
+public:
+    template<class... Arguments>
+    explicit PluginPart(Arguments&&... a_oArguments) : Part<Plugin>(std::forward<Arguments>(a_oArguments)...)
+    {
+        ConfigDispatcher::instance().attachTables(**this);
+    }
+};
+
+/// The plugins of the database files, destroyed in reverse order. While they live nobody may replace the
+/// files.
 class Databases
 {
 public:
     explicit Databases(const std::string& a_sPath) : m_oLock(a_sPath, systema::DirectoryLock::EMode::Shared)
     {
-        m_lPlugins.reserve(std::size(systema::c_aDatabaseFiles));
         for (const auto& oFile : systema::c_aDatabaseFiles) {
-            m_lPlugins.push_back(std::make_unique<systema::SqlitePlugin>(
-                a_sPath, oFile.m_pName, oFile.m_bUseTransactions, oFile.m_bPersistent, oFile.m_bExclusive));
-            ConfigDispatcher::instance().attachTables(*m_lPlugins.back());
+            m_lPlugins.emplace_back(oFile.m_pName, a_sPath, oFile.m_pName, oFile.m_bUseTransactions,
+                                    oFile.m_bPersistent, oFile.m_bExclusive);
         }
     }
 
@@ -140,16 +187,16 @@ public:
     Databases(const Databases&) = delete;
     Databases& operator=(const Databases&) = delete;
 
-    void registerWith(SqliteDump& a_oDump) const
+    void registerWith(SqliteDump& a_oDump)
     {
-        for (const auto& pPlugin : m_lPlugins) {
-            a_oDump.addPlugin(pPlugin.get());
+        for (auto& oPlugin : m_lPlugins) {
+            a_oDump.addPlugin(&*oPlugin);
         }
     }
 
 private:
     const systema::DirectoryLock m_oLock;
-    std::vector<std::unique_ptr<systema::SqlitePlugin>> m_lPlugins;
+    std::list<PluginPart<systema::SqlitePlugin>> m_lPlugins;
 };
 
 void loop(systema::net::EventDispatcher& a_oEvents, PersistScript& a_oPersistScript,
@@ -157,7 +204,9 @@ void loop(systema::net::EventDispatcher& a_oEvents, PersistScript& a_oPersistScr
 {
     auto& oDispatcher = ConfigDispatcher::instance();
     do {
-        int iWaitMs = c_iIdleWaitMs;
+        // What was changed by the notifications or the ticks of the last pass is not kept waiting either.
+        const bool bMayTell = !oDispatcher.isLocked() && !oDispatcher.isTransactionOpen();
+        int iWaitMs = bMayTell && oDispatcher.hasNotifications() ? c_iGatherWaitMs : c_iIdleWaitMs;
         int iCount = 0;
         int iHandled = 0;
         bool bNotifications = false;
@@ -198,55 +247,56 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
     auto& oDispatcher = ConfigDispatcher::instance();
     oDispatcher.setVerbose(a_oOptions.m_bVerbose);
 
-    configmanager::logplugin::LogPlugin oLogPlugin;
-    oDispatcher.attachTables(oLogPlugin);
+    PluginPart<configmanager::logplugin::LogPlugin> oLogPlugin("log");
     Databases oDatabases(a_oOptions.m_sDatabasePath);
-    zel::DeviceInfoPlugin oDeviceInfo(oDispatcher);
-    oDispatcher.attachTables(oDeviceInfo);
+    PluginPart<zel::DeviceInfoPlugin> oDeviceInfo("device information", oDispatcher);
 
-    Event<void(ServerEvents)> oServerEvents;
-    zel::SystemBus oBus;
+    Part<Event<void(ServerEvents)>> oServerEvents("server events");
+    Part<zel::SystemBus> oBus("system bus");
 
-    zel::StatusInfoPlugin oStatusInfo(a_oOptions.m_lMapFiles, oBus, &oLogPlugin);
-    oDispatcher.attachTables(oStatusInfo);
-    oServerEvents.on(ServerEvents::Shutdown, [&] {
-        oStatusInfo.shutdown();
-        oBus.close();
+    PluginPart<zel::StatusInfoPlugin> oStatusInfo("status information", a_oOptions.m_lMapFiles, *oBus,
+                                                  &*oLogPlugin);
+    oServerEvents->on(ServerEvents::Shutdown, [&] {
+        oStatusInfo->shutdown();
+        oBus->close();
     });
 
-    zel::cfg::ConfigServerConfigPlugin oServerSettings(oDispatcher);
-    oDispatcher.attachTables(oServerSettings);
+    PluginPart<zel::cfg::ConfigServerConfigPlugin> oServerSettings("server settings", oDispatcher);
 
-    SqliteDump oDump(a_oOptions.m_sDumpPath.c_str(), a_oOptions.m_sDatabasePath.c_str(),
-                     a_oOptions.m_bVerbose);
-    oDatabases.registerWith(oDump);
-    zel::cfg::FlashBackupHook oHook(oDump, a_oFlashThread, s_iModule);
-    PersistScript oPersistScript(oHook, a_oOptions.m_iFlashWaitSeconds, PersistScript::c_ePersistDefault);
+    Part<SqliteDump> oDump("dump", a_oOptions.m_sDumpPath.c_str(), a_oOptions.m_sDatabasePath.c_str(),
+                           a_oOptions.m_bVerbose);
+    oDatabases.registerWith(*oDump);
+    Part<zel::cfg::FlashBackupHook> oHook("persistence hook", *oDump, a_oFlashThread, s_iModule);
+    Part<PersistScript> oPersistScript("persistence trigger", *oHook, a_oOptions.m_iFlashWaitSeconds,
+                                       PersistScript::c_ePersistDefault);
 
-    systema::net::EventDispatcher oEvents;
-    zel::cfg::ConfigServiceManager oServiceManager(oEvents, c_iFairness, &oLogPlugin);
+    Part<systema::net::EventDispatcher> oEvents("event dispatcher");
+    Part<zel::cfg::ConfigServiceManager> oServiceManager("service manager", *oEvents, c_iFairness,
+                                                         &*oLogPlugin);
     oDispatcher.initialize();
 
-    zel::cfg::FifoHandler oFifoHandler(oEvents, oDump, oPersistScript, a_oOptions.m_sFifoFile);
+    const Part<zel::cfg::FifoHandler> oFifoHandler("FIFO", *oEvents, *oDump, *oPersistScript,
+                                                   a_oOptions.m_sFifoFile);
 
     systema::NameList lChangedTables;
     {
-        systema::net::UnixSocketServer oServer;
-        systema::net::UnixSocketAcceptor oAcceptor(oServer, oEvents, oServiceManager);
-        oServer.bind(a_oOptions.m_sSocketFile, c_iFileMode);
-        oServer.listen(c_iBacklog);
+        Part<systema::net::UnixSocketServer> oServer("socket");
+        const Part<systema::net::UnixSocketAcceptor> oAcceptor("acceptor", *oServer, *oEvents,
+                                                               *oServiceManager);
+        oServer->bind(a_oOptions.m_sSocketFile, c_iFileMode);
+        oServer->listen(c_iBacklog);
         ::chmod(a_oOptions.m_sSocketFile.c_str(), c_iFileMode);
         ::chmod(a_oOptions.m_sFifoFile.c_str(), c_iFileMode);
 
         ZEL_Sysloglevel_info(s_iModule, {"main", 512}, "run: started and running");
         oDispatcher.tick(lChangedTables);
-        loop(oEvents, oPersistScript, lChangedTables);
+        loop(*oEvents, *oPersistScript, lChangedTables);
     }
-    oServerEvents.emit(ServerEvents::Shutdown);
+    oServerEvents->emit(ServerEvents::Shutdown);
     if (a_oFlashThread.hasFailed()) {
-        oPersistScript.markChanged(); // what was not saved is tried once more
+        oPersistScript->markChanged(); // what was not saved is tried once more
     }
-    oPersistScript.process(true);
+    oPersistScript->process(true);
     oDispatcher.setPersistScript(nullptr);
     ZEL_Sysloglevel_info(s_iModule, {"main", 573}, "main: exiting");
     lChangedTables.clear();
@@ -336,9 +386,9 @@ int main(int a_iArgc, char* a_pArgv[])
         const PidFile oPidFile(oOptions);
         raiseDescriptorLimit();
         installSignalHandlers();
-        FlashThread oFlashThread(s_iModule);
+        Part<FlashThread> oFlashThread("flash thread", s_iModule);
         try {
-            run(oOptions, oFlashThread);
+            run(oOptions, *oFlashThread);
         } catch (const std::exception& oException) {
             ZEL_Sysloglevel_error(s_iModule, {"main", 577}, "%s", oException.what());
         } catch (...) {
