@@ -45,7 +45,8 @@ void DumpWatch::readEvents()
     alignas(inotify_event) char aEvents[4096];
     for (ssize_t iSize; (iSize = ::read(m_oInotify.get(), aEvents, sizeof aEvents)) > 0;) {
         for (const char* pNext = aEvents; pNext < aEvents + iSize;) {
-            const auto* pEvent = reinterpret_cast<const inotify_event*>(pNext);
+            // Names are padded: each event is aligned as the first one.
+            const auto* pEvent = static_cast<const inotify_event*>(static_cast<const void*>(pNext));
             pNext += sizeof *pEvent + pEvent->len;
             if ((pEvent->mask & IN_Q_OVERFLOW) != 0) {
                 m_bTouched = true;

@@ -71,7 +71,8 @@ void FileWatcher::readEvents()
         }
         iQueued -= static_cast<int>(iSize);
         for (const char* pAt = aBuffer.data(); pAt < aBuffer.data() + iSize;) {
-            const auto* pEvent = reinterpret_cast<const inotify_event*>(pAt);
+            // Names are padded: each event is aligned as the first one.
+            const auto* pEvent = static_cast<const inotify_event*>(static_cast<const void*>(pAt));
             const bool bLost = (pEvent->mask & IN_Q_OVERFLOW) != 0;
             for (auto& [sPath, oPath] : m_mPaths) {
                 if (bLost || oPath.m_iWatch == pEvent->wd) {

@@ -98,7 +98,7 @@ EResultCode Interfaces::getRowByKey(const std::string&, ValueList& a_row, const 
     if (!bById && a_keyColumn != "Name") {
         return EResultCode::NoKey;
     }
-    const long iId = std::atol(a_keyValue.c_str());
+    const long long iId = std::atoll(a_keyValue.c_str());
     const auto it = std::ranges::find_if(m_lRows, [&](const NetDeviceCheck& a_oDevice) {
         return bById ? a_oDevice.getId() == iId : a_oDevice.getName() == a_keyValue;
     });
