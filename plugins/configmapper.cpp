@@ -1,0 +1,74 @@
+#include "plugins/configmapper.h"
+
+#include "zel/log.h"
+
+#include <utility>
+
+namespace zel {
+
+using systema::EDataType;
+using systema::EResultCode;
+using systema::Value;
+using systema::ValueList;
+
+ConfigMapper::ConfigMapper(systema::ConfigPluginBase& a_oPlugin, systema::IConfigPublisher& a_oPublisher)
+    : m_oPlugin(a_oPlugin),
+      m_oPublisher(a_oPublisher),
+      m_iModule(ZEL_Sysloglevel_registerModul("cfgmapper")),
+      m_oSubscriber(a_oPublisher, "cfgmapper",
+                    [this](const systema::NameList& a_lTables) { dispatch(a_lTables); })
+{
+    on("DhcpClientConfig", &handleAcsUrl);
+}
+
+void ConfigMapper::on(const std::string& a_sTable, Handler a_oHandler)
+{
+    m_oPublisher.subscribe(m_oSubscriber, {a_sTable});
+    m_mHandlers[a_sTable].push_back(std::move(a_oHandler));
+}
+
+void ConfigMapper::dispatch(const systema::NameList& a_lTables)
+{
+    for (const auto& sTable : a_lTables) {
+        const auto it = m_mHandlers.find(sTable);
+        if (it == m_mHandlers.end()) {
+            continue;
+        }
+        for (const auto& oHandler : it->second) {
+            if (!oHandler(sTable, m_oPlugin)) {
+                ZEL_Sysloglevel_error(m_iModule, {"configmapper", 106}, "Handler for %s failed",
+                                      sTable.c_str());
+            }
+        }
+    }
+}
+
+bool handleAcsUrl(const std::string&, systema::ConfigPluginBase& a_oPlugin)
+{
+    const auto text = [](const ValueList& a_lRow, const char* a_pColumn) {
+        const Value* pText = a_lRow.find(a_pColumn);
+        return pText != nullptr ? pText->getText() : std::string();
+    };
+    ValueList lInterface;
+    ValueList lDhcp;
+    ValueList lAcs;
+    if (a_oPlugin.selectKey(lInterface, &a_oPlugin, "InterfaceMapping", "LogicalName", "ProviderTR069", {}) ||
+        a_oPlugin.selectKey(lDhcp, &a_oPlugin, "DhcpClientConfig", "Interface",
+                            text(lInterface, "PhysicalName"), {}) ||
+        a_oPlugin.selectRow(lAcs, &a_oPlugin, "TR069ACS", 0, {})) {
+        return true;
+    }
+    const std::string sDhcpUrl = text(lDhcp, "ACSURL");
+    const std::string sCurrentUrl = text(lAcs, "ACSURL");
+    const Value* pDiscovery = lAcs.find("ACSDiscovery");
+    const bool bByHand = !sCurrentUrl.empty() && (pDiscovery == nullptr || pDiscovery->getInteger() != 1);
+    if (sDhcpUrl == sCurrentUrl || sDhcpUrl.empty() || bByHand) {
+        return true;
+    }
+    ValueList lLearned;
+    lLearned.add("ACSURL", Value(EDataType::Text, sDhcpUrl));
+    lLearned.add("ACSDiscovery", Value(EDataType::Integer, 1));
+    return a_oPlugin.updateRow(&a_oPlugin, "TR069ACS", 0, lLearned) == EResultCode::Success;
+}
+
+} // namespace zel

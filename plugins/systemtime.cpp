@@ -1,0 +1,153 @@
+#include "plugins/systemtime.h"
+
+#include "configmanager/columntable.h"
+#include "zel/log.h"
+#include "zel/systemclock.h"
+
+#include <ctime>
+
+namespace zel {
+
+using configmanager::serverlib::appendSchema;
+using configmanager::serverlib::Column;
+using configmanager::serverlib::integer;
+using configmanager::serverlib::selectColumns;
+using systema::EDataType;
+using systema::EResultCode;
+using systema::ValueList;
+
+namespace {
+
+constexpr Column<std::int32_t> c_aColumns[] = {
+    {"Id", EDataType::Integer, [](const std::int32_t&) { return integer(1); }},
+    {"Time", EDataType::Integer, [](const std::int32_t& a_iTime) { return integer(a_iTime); }},
+};
+
+} // namespace
+
+SystemTime::SystemTime() : m_iModule(ZEL_Sysloglevel_registerModul("SysTime")) {}
+
+/// What every operation on a table begins with. 0, 8.
+EResultCode SystemTime::check(const void* a_handle, const std::string& a_table,
+                              zel::SourceTag a_oSource) const
+{
+    assertCall(a_handle, a_oSource);
+    return a_table == m_sTable ? EResultCode::Success : EResultCode::NoTable;
+}
+
+void SystemTime::getTables(systema::NameList& a_tables, const void* a_handle)
+{
+    assertCall(a_handle);
+    a_tables.add(m_sTable);
+}
+
+EResultCode SystemTime::getSchema(systema::ColumnList& a_columns, const void* a_handle,
+                                  const std::string& a_table)
+{
+    const EResultCode eCode = check(a_handle, a_table);
+    if (eCode == EResultCode::Success) {
+        appendSchema(a_columns, c_aColumns);
+    }
+    return eCode;
+}
+
+EResultCode SystemTime::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
+{
+    const EResultCode eCode = check(a_handle, a_table);
+    if (eCode == EResultCode::Success) {
+        a_size = 1;
+    }
+    return eCode;
+}
+
+EResultCode SystemTime::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                                  unsigned int, const systema::NameList&)
+{
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
+    }
+    const std::time_t iNow = std::time(nullptr);
+    m_iTime = static_cast<std::int32_t>(iNow);
+    if (iNow == -1) {
+        ZEL_Sysloglevel_error(m_iModule, {"systemtime", 303}, "Failed to get system time.");
+        return EResultCode::Failure;
+    }
+    return selectColumns(a_row, m_iTime, c_aColumns, {});
+}
+
+EResultCode SystemTime::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                                  const std::string&, const std::string&, const systema::NameList& a_columns)
+{
+    return selectRow(a_row, a_handle, a_table, 0, a_columns);
+}
+
+EResultCode SystemTime::insertRow(const void* a_handle, const std::string& a_table, const ValueList&)
+{
+    return check(a_handle, a_table);
+}
+
+EResultCode SystemTime::insertKey(int&, const void* a_handle, const std::string& a_table, const ValueList&)
+{
+    return check(a_handle, a_table);
+}
+
+EResultCode SystemTime::deleteRow(const void* a_handle, const std::string& a_table, unsigned int)
+{
+    return check(a_handle, a_table);
+}
+
+EResultCode SystemTime::deleteKey(const void* a_handle, const std::string& a_table, const std::string&,
+                                  const std::string&)
+{
+    return check(a_handle, a_table);
+}
+
+EResultCode SystemTime::deleteAll(const void* a_handle, const std::string& a_table)
+{
+    return check(a_handle, a_table);
+}
+
+EResultCode SystemTime::updateRow(const void* a_handle, const std::string& a_table, unsigned int,
+                                  const ValueList& a_values)
+{
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
+    }
+    const systema::Value* pTime = a_values.find("Time");
+    if (pTime == nullptr || pTime->getType() != EDataType::Integer) {
+        return EResultCode::Failure;
+    }
+    m_iTime = pTime->getInteger();
+    m_bPending = true;
+    return EResultCode::Success;
+}
+
+EResultCode SystemTime::updateKey(const void* a_handle, const std::string& a_table,
+                                  const std::string& a_keyColumn, const std::string& a_keyValue,
+                                  const ValueList& a_values)
+{
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
+    }
+    const bool bIsRow = a_keyColumn == "Time" || (a_keyColumn == "Id" && a_keyValue == "1");
+    return bIsRow ? updateRow(a_handle, a_table, 0, a_values) : EResultCode(EResultCode::NoKey);
+}
+
+void SystemTime::tick(systema::NameList&)
+{
+    if (m_bPending) {
+        setClock();
+        m_bPending = false;
+    }
+}
+
+void SystemTime::setClock() const
+{
+    if (m_iTime <= 0) {
+        ZEL_Sysloglevel_error(m_iModule, {"systemtime", 314}, "Failed to set system time.");
+    } else if (!setSystemClock(m_iTime)) {
+        ZEL_Sysloglevel_error(m_iModule, {"systemtime", 323}, "Failed to set system time.");
+    }
+}
+
+} // namespace zel

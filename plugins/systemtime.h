@@ -1,0 +1,68 @@
+// The clock as a table of one row, "SystemTime": a read gives the current time, a write sets the clock on the
+// next tick.
+//
+// The time read last and the time to be set share one field: a read between a write and the next tick puts
+// the current time in place of the written one. Owned by main. Main thread only. A clock that cannot be set
+// is logged, for its client has had its answer.
+#pragma once
+
+#include "configmanager/genericconfigplugin.h"
+
+#include <cstdint>
+
+namespace zel {
+
+class SystemTime : public configmanager::serverlib::GenericConfigPlugin
+{
+public:
+    SystemTime();
+
+    void getTables(systema::NameList& a_tables, const void* a_handle) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
+                                   const std::string& a_table) override;
+    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
+                                 const std::string& a_table) override;
+    /// 0, 1, 8. Position and columns are not looked at: always the whole row.
+    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, unsigned int a_index,
+                                   const systema::NameList& a_columns) override;
+    /// The same, whatever the key.
+    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, const std::string& a_keyColumn,
+                                   const std::string& a_keyValue,
+                                   const systema::NameList& a_columns) override;
+
+    // Inserts and deletes change nothing. 0, 8.
+    systema::EResultCode insertRow(const void* a_handle, const std::string& a_table,
+                                   const systema::ValueList& a_values) override;
+    systema::EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
+                                   const systema::ValueList& a_values) override;
+    systema::EResultCode deleteRow(const void* a_handle, const std::string& a_table,
+                                   unsigned int a_index) override;
+    systema::EResultCode deleteKey(const void* a_handle, const std::string& a_table,
+                                   const std::string& a_keyColumn, const std::string& a_keyValue) override;
+    systema::EResultCode deleteAll(const void* a_handle, const std::string& a_table) override;
+
+    /// 0; 8; 1 when there is no "Time" or it is no signed integer. Other values are not looked at.
+    systema::EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
+                                   const systema::ValueList& a_values) override;
+    /// The same; 9 when the key is neither "Id", with exactly "1", nor "Time", with any value.
+    systema::EResultCode updateKey(const void* a_handle, const std::string& a_table,
+                                   const std::string& a_keyColumn, const std::string& a_keyValue,
+                                   const systema::ValueList& a_values) override;
+
+    /// Sets the clock if a new time waits.
+    void tick(systema::NameList& a_changedTables) override;
+
+private:
+    systema::EResultCode check(const void* a_handle, const std::string& a_table,
+                               zel::SourceTag a_oSource = zel::here()) const;
+    void setClock() const;
+
+    const int m_iModule;
+    bool m_bPending = false;
+    const std::string m_sTable = "SystemTime";
+    std::int32_t m_iTime = 0;
+};
+
+} // namespace zel

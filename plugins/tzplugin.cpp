@@ -1,0 +1,306 @@
+#include "plugins/tzplugin.h"
+
+#include "configmanager/columntable.h"
+#include "zel/log.h"
+#include "zel/systemclock.h"
+#include "zel/systempath.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <string_view>
+
+namespace zel {
+
+using configmanager::serverlib::appendSchema;
+using configmanager::serverlib::column;
+using configmanager::serverlib::Column;
+using configmanager::serverlib::findColumn;
+using configmanager::serverlib::integer;
+using configmanager::serverlib::selectColumns;
+using systema::EDataType;
+using systema::EResultCode;
+using systema::ValueList;
+
+namespace {
+
+using Rule = TzPlugin::Rule;
+
+constexpr Column<Rule> c_aColumns[] = {
+    {"Id", EDataType::Integer, [](const Rule&) { return integer(1); }},
+    column<&Rule::m_sName>("Name"),
+    column<&Rule::m_sStart>("Start"),
+    column<&Rule::m_sEnd>("End"),
+};
+
+struct Part
+{
+    const char* m_pColumn;
+    std::string Rule::*m_pText;
+};
+
+constexpr Part c_aParts[] = {{"Name", &Rule::m_sName}, {"Start", &Rule::m_sStart}, {"End", &Rule::m_sEnd}};
+
+using LineBuffer = std::array<char, 128>; // with the newline, and the NUL after it
+
+Rule parse(std::string_view a_sLine)
+{
+    Rule oRule;
+    for (const auto& oPart : c_aParts) {
+        const bool bLast = oPart.m_pText == &Rule::m_sEnd;
+        const auto sText = a_sLine.substr(0, bLast ? std::string_view::npos : a_sLine.find(','));
+        oRule.*oPart.m_pText = sText;
+        a_sLine.remove_prefix(std::min(sText.size() + 1, a_sLine.size()));
+    }
+    return oRule;
+}
+
+/// Replaces the texts that the values name. 0; 6, 9, with those before replaced.
+EResultCode assign(Rule& a_oRule, const ValueList& a_lValues)
+{
+    for (const auto& [sColumn, oValue] : a_lValues) {
+        const auto* pPart = std::ranges::find(c_aParts, std::string_view(sColumn), &Part::m_pColumn);
+        if (pPart == std::end(c_aParts)) {
+            return EResultCode::NoKey;
+        }
+        if (oValue.getType() != EDataType::Text) {
+            return EResultCode::Constraint;
+        }
+        a_oRule.*pPart->m_pText = oValue.getText();
+    }
+    return EResultCode::Success;
+}
+
+bool isLine(const std::string& a_sText)
+{
+    const auto isControl = [](unsigned char a_iByte) { return std::iscntrl(a_iByte) != 0; };
+    return a_sText.size() + 2 <= LineBuffer().size() && std::ranges::none_of(a_sText, isControl);
+}
+
+} // namespace
+
+TzPlugin::TzPlugin() : m_iModule(ZEL_Sysloglevel_registerModul("TzPlugin")) {}
+
+void TzPlugin::getTables(systema::NameList& a_tables, const void* a_handle)
+{
+    assertCall(a_handle);
+    a_tables.add(m_sTable);
+}
+
+EResultCode TzPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
+                                const std::string& a_table)
+{
+    assertCall(a_handle);
+    if (a_table != m_sTable) {
+        return EResultCode::NoTable;
+    }
+    appendSchema(a_columns, c_aColumns);
+    return EResultCode::Success;
+}
+
+EResultCode TzPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
+{
+    assertCall(a_handle);
+    if (a_table != m_sTable) {
+        return EResultCode::NoTable;
+    }
+    a_size = 1;
+    return EResultCode::Success;
+}
+
+EResultCode TzPlugin::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                                unsigned int, const systema::NameList& a_columns)
+{
+    assertCall(a_handle);
+    if (a_table != m_sTable) {
+        return EResultCode::NoTable;
+    }
+    return read() ? selectColumns(a_row, m_oRule, c_aColumns, a_columns) : EResultCode(EResultCode::Failure);
+}
+
+EResultCode TzPlugin::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                                const std::string& a_keyColumn, const std::string& a_keyValue,
+                                const systema::NameList& a_columns)
+{
+    assertCall(a_handle);
+    if (a_table != m_sTable) {
+        return EResultCode::NoTable;
+    }
+    if (!read()) {
+        return EResultCode::Failure;
+    }
+    return hasKey(a_keyColumn, a_keyValue) ? selectColumns(a_row, m_oRule, c_aColumns, a_columns)
+                                           : EResultCode(EResultCode::NoKey);
+}
+
+EResultCode TzPlugin::insertRow(const void* a_handle, const std::string& a_table, const ValueList& a_values)
+{
+    assertCall(a_handle);
+    if (a_table != m_sTable) {
+        return EResultCode::NoTable;
+    }
+    Rule oRule;
+    if (const EResultCode eCode = assign(oRule, a_values)) {
+        return eCode;
+    }
+    if (!std::ranges::all_of(c_aParts, [&](auto& a_oPart) { return a_values.hasValue(a_oPart.m_pColumn); })) {
+        return EResultCode::Constraint;
+    }
+    m_oRule = oRule;
+    return write() ? EResultCode::Success : EResultCode::Failure;
+}
+
+EResultCode TzPlugin::insertKey(int& a_id, const void* a_handle, const std::string& a_table,
+                                const ValueList& a_values)
+{
+    a_id = 1;
+    return insertRow(a_handle, a_table, a_values);
+}
+
+EResultCode TzPlugin::updateRow(const void* a_handle, const std::string& a_table, unsigned int,
+                                const ValueList& a_values)
+{
+    assertCall(a_handle);
+    if (a_table != m_sTable) {
+        return EResultCode::NoTable;
+    }
+    if (!read()) {
+        return EResultCode::Failure;
+    }
+    if (const EResultCode eCode = assign(m_oRule, a_values)) {
+        return eCode;
+    }
+    return write() ? EResultCode::Success : EResultCode::Failure;
+}
+
+EResultCode TzPlugin::updateKey(const void* a_handle, const std::string& a_table,
+                                const std::string& a_keyColumn, const std::string& a_keyValue,
+                                const ValueList& a_values)
+{
+    assertCall(a_handle);
+    return hasKey(a_keyColumn, a_keyValue) ? updateRow(a_handle, a_table, 0, a_values)
+                                           : EResultCode(EResultCode::NoKey);
+}
+
+EResultCode TzPlugin::deleteRow(const void* a_handle, const std::string& a_table, unsigned int)
+{
+    assertCall(a_handle);
+    m_oRule = {}; // whatever the table, as its users know it
+    if (a_table != m_sTable) {
+        return EResultCode::NoTable;
+    }
+    return writeLine("") ? EResultCode::Success : EResultCode::Failure;
+}
+
+EResultCode TzPlugin::deleteKey(const void* a_handle, const std::string& a_table,
+                                const std::string& a_keyColumn, const std::string& a_keyValue)
+{
+    assertCall(a_handle);
+    return hasKey(a_keyColumn, a_keyValue) ? deleteRow(a_handle, a_table, 0)
+                                           : EResultCode(EResultCode::NoKey);
+}
+
+EResultCode TzPlugin::deleteAll(const void* a_handle, const std::string& a_table)
+{
+    return deleteRow(a_handle, a_table, 0);
+}
+
+/// True when the key is that of the row in memory; "01" is none.
+bool TzPlugin::hasKey(const std::string& a_sKeyColumn, const std::string& a_sKeyValue) const
+{
+    const auto* pColumn = findColumn(c_aColumns, a_sKeyColumn);
+    return pColumn != nullptr && pColumn->m_pGet(m_oRule).toText() == a_sKeyValue;
+}
+
+/// Reads the rule from the file. False when there is no whole line of it.
+bool TzPlugin::read()
+{
+    try {
+        std::ifstream oFile;
+        oFile.exceptions(std::ios::failbit | std::ios::badbit | std::ios::eofbit);
+        oFile.open(systemPath(m_sFile));
+        LineBuffer aLine;
+        oFile.getline(aLine.data(), aLine.size());
+        m_oRule = parse(aLine.data());
+        return true;
+    } catch (const std::ios::failure& oFailure) {
+        ZEL_Sysloglevel_error(m_iModule, {"tzplugin", 424}, "Could not read timezone: %s", oFailure.what());
+        return false;
+    }
+}
+
+/// Writes the rule to the file and makes it the zone. False when it has one of start and end alone, makes no
+/// line, or cannot be written; before the file is touched but for the last.
+bool TzPlugin::write() const
+{
+    if (m_oRule.m_sStart.empty() != m_oRule.m_sEnd.empty()) {
+        return false;
+    }
+    std::string sLine = m_oRule.m_sName;
+    if (!m_oRule.m_sStart.empty()) {
+        sLine += "," + m_oRule.m_sStart + "," + m_oRule.m_sEnd;
+    }
+    if (!isLine(sLine)) {
+        ZEL_Sysloglevel_error(m_iModule, here(),
+                              "Could not write timezone: too long, or with control characters");
+        return false;
+    }
+    if (!writeLine(sLine)) {
+        return false;
+    }
+    setZone(sLine);
+    return true;
+}
+
+bool TzPlugin::writeLine(const std::string& a_sLine) const
+{
+    try {
+        std::ofstream oFile;
+        oFile.exceptions(std::ios::failbit | std::ios::badbit);
+        oFile.open(systemPath(m_sFile), std::ios::trunc);
+        oFile << a_sLine << '\n';
+        oFile.close();
+        return true;
+    } catch (const std::ios::failure& oFailure) {
+        ZEL_Sysloglevel_error(m_iModule, {"tzplugin", 478}, "Could not write timezone: %s", oFailure.what());
+        return false;
+    }
+}
+
+/// Tells the kernel the zone, by way of the C library.
+void TzPlugin::setZone(const std::string& a_sRule) const
+{
+    const auto logFailure = [this](unsigned a_iLine, const char* a_pCall) {
+        ZEL_Sysloglevel_error(m_iModule, {"tzplugin", a_iLine}, "%s() failed: %s", a_pCall,
+                              std::strerror(errno));
+    };
+    setProcessZone(a_sRule); // not every C library reads it from the file
+    const std::time_t iNow = std::time(nullptr);
+    if (iNow == -1) {
+        logFailure(591, "time");
+        return;
+    }
+    std::tm oLocal;
+    if (::localtime_r(&iNow, &oLocal) == nullptr) {
+        logFailure(602, "localtime");
+        return;
+    }
+    timeval oNow;
+    if (::gettimeofday(&oNow, nullptr) != 0) {
+        logFailure(609, "gettimeofday");
+        return;
+    }
+    const struct timezone oZone
+    {
+        static_cast<int>(::timezone / 60 - 60L * ::daylight), ::daylight
+    };
+    if (!setKernelZone(oNow, oZone)) {
+        logFailure(622, "settimeofday");
+    }
+}
+
+} // namespace zel

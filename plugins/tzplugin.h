@@ -1,0 +1,76 @@
+// The time zone of the device as a table of one row, "Tz": the POSIX rule in /etc/TZ, cut at its commas.
+//
+// A write rewrites the file in place, for it may be a link into another file system, and tells the kernel the
+// zone. The file is read for each request; the three texts in memory, by which updates and deletes by key
+// find the row, are those of the last request, whatever became of it. Owned by main. Main thread only. Files
+// that cannot be read or written are logged and give 1.
+#pragma once
+
+#include "configmanager/genericconfigplugin.h"
+
+namespace zel {
+
+class TzPlugin : public configmanager::serverlib::GenericConfigPlugin
+{
+public:
+    struct Rule
+    {
+        std::string m_sName;
+        std::string m_sStart;
+        std::string m_sEnd;
+    };
+
+    TzPlugin();
+
+    void getTables(systema::NameList& a_tables, const void* a_handle) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
+                                   const std::string& a_table) override;
+    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
+                                 const std::string& a_table) override;
+    /// 0, 1, 8, 9. Any position has the one row.
+    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, unsigned int a_index,
+                                   const systema::NameList& a_columns) override;
+    /// The same; 9 also for a key that is not the row's.
+    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, const std::string& a_keyColumn,
+                                   const std::string& a_keyValue,
+                                   const systema::NameList& a_columns) override;
+    /// 0; 8; 9 for a name that is none of the three texts; 6 when one of them is missing or is no text; 1
+    /// when the file cannot be written or the texts make no line of it.
+    systema::EResultCode insertRow(const void* a_handle, const std::string& a_table,
+                                   const systema::ValueList& a_values) override;
+    /// The same; the id is 1 in any case.
+    systema::EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
+                                   const systema::ValueList& a_values) override;
+    /// As insertRow, but nothing need be given; 1 also when the file cannot be read. Texts before a refused
+    /// one stay replaced in memory.
+    systema::EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
+                                   const systema::ValueList& a_values) override;
+    /// The same; 9 first of all for a key that is not the row's as it is in memory.
+    systema::EResultCode updateKey(const void* a_handle, const std::string& a_table,
+                                   const std::string& a_keyColumn, const std::string& a_keyValue,
+                                   const systema::ValueList& a_values) override;
+    /// Leaves a single newline in the file; the kernel keeps its zone. 0, 1, 8; the texts in memory are
+    /// cleared whatever the table.
+    systema::EResultCode deleteRow(const void* a_handle, const std::string& a_table,
+                                   unsigned int a_index) override;
+    /// The same; 9 first of all for a key that is not the row's as it is in memory.
+    systema::EResultCode deleteKey(const void* a_handle, const std::string& a_table,
+                                   const std::string& a_keyColumn, const std::string& a_keyValue) override;
+    systema::EResultCode deleteAll(const void* a_handle, const std::string& a_table) override;
+
+private:
+    bool hasKey(const std::string& a_sKeyColumn, const std::string& a_sKeyValue) const;
+    bool read();
+    bool write() const;
+    bool writeLine(const std::string& a_sLine) const;
+    void setZone(const std::string& a_sRule) const;
+
+    const int m_iModule;
+    const std::string m_sTable = "Tz";
+    const std::string m_sFile = "/etc/TZ";
+    Rule m_oRule;
+};
+
+} // namespace zel

@@ -1,0 +1,26 @@
+// What the daemon sets of the machine: the system clock, the kernel's time zone, and the zone of its own
+// C library.
+//
+// Where systemPath() puts another root in front of the paths, the machine is left alone: what would have been
+// set is in /var/run/ledgerd-clock ("1700000000") and /var/run/ledgerd-zone ("-120 1") below that root.
+// Main thread only. A failure is false, with errno.
+#pragma once
+
+#include <ctime>
+#include <string_view>
+#include <sys/time.h>
+
+namespace zel {
+
+/// Sets the system clock to seconds since 1970-01-01 00:00 UTC.
+bool setSystemClock(std::time_t a_iSeconds);
+
+/// Sets the kernel's time zone. The time that it is now comes along: without it the kernel would take the
+/// first zone that it is told for a correction of its clock.
+bool setKernelZone(const timeval& a_oNow, const struct timezone& a_oZone);
+
+/// Sets the zone of this process, and of the commands that it starts from now on: a POSIX rule such as
+/// "CET-1CEST,M3.5.0,M10.5.0/3"; anything else is UTC.
+void setProcessZone(std::string_view a_sRule);
+
+} // namespace zel
