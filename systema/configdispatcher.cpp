@@ -102,6 +102,12 @@ bool ConfigDispatcher::isPersistent(const std::string& a_sTable) const
     return pTable != nullptr && pluginOf(*pTable).m_pPlugin->isPersistent();
 }
 
+unsigned long ConfigDispatcher::getVersion(const std::string& a_sTable) const
+{
+    const Table* pTable = find(a_sTable);
+    return pTable != nullptr ? pTable->m_iVersion : 0;
+}
+
 bool ConfigDispatcher::initialize()
 {
     open(this);

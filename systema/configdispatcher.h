@@ -73,6 +73,9 @@ public:
     bool isStored(const std::string& a_sTable) const;
     /// True for a table whose plugin keeps its contents across restarts.
     bool isPersistent(const std::string& a_sTable) const;
+    /// Moves with every change of the table that comes through here or is told by its plugin, never back; 0
+    /// for a table that no plugin serves.
+    unsigned long getVersion(const std::string& a_sTable) const;
 
     /// The start-up operation: opens and initialises every plugin once, in order of attachment, and attaches
     /// the tables that only exist now. True. A plugin that throws while it is set up keeps the process from

@@ -87,21 +87,7 @@ void PositionCursor::addRow(IRowSink& a_oSink) const
     for (const auto& sName : m_lColumns) {
         const bool bInStep = it != m_oRow.end() && it->first == sName;
         const Value* pValue = bInStep ? &(it++)->second : m_oRow.find(sName);
-        const Value& oValue = pValue != nullptr ? *pValue : oNull;
-        switch (oValue.getType()) {
-        case EDataType::Integer:
-            a_oSink.addInteger(oValue.getInteger());
-            break;
-        case EDataType::Unsigned:
-            a_oSink.addUnsigned(oValue.getUnsigned());
-            break;
-        case EDataType::Text:
-            a_oSink.addText(oValue.getText());
-            break;
-        default:
-            a_oSink.addNull();
-            break;
-        }
+        a_oSink.addValue(pValue != nullptr ? *pValue : oNull);
     }
 }
 

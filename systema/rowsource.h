@@ -21,6 +21,8 @@ public:
     virtual void addInteger(int a_iValue) = 0;
     virtual void addUnsigned(unsigned int a_iValue) = 0;
     virtual void addText(std::string_view a_sText) = 0;
+    /// Adds the value as what it is.
+    void addValue(const Value& a_oValue);
     /// Ends the row begun by the cells before it. False: this portion is full, fetch no more into it.
     virtual bool endRow() = 0;
 };
