@@ -427,23 +427,27 @@ EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, c
         return EResultCode::NoTable;
     }
     // What a key means is for its table to say: the value that it finds there is looked for in the view.
+    std::string sWanted = a_keyValue;
     ValueList oSource;
     EResultCode eResult = m_oDispatcher.selectKey(oSource, this, sKeyTable, pKey->m_sSourceColumn, a_keyValue,
                                                   {pKey->m_sSourceColumn});
-    if (eResult != EResultCode::Success) {
+    if (eResult == EResultCode::Success) {
+        const Value* pFound = oSource.find(pKey->m_sSourceColumn);
+        if (pFound == nullptr) {
+            return EResultCode::NoKey;
+        }
+        if (pFound->getType() == systema::EDataType::Null) { // as every value of such a column reads
+            return EResultCode::NoRow;
+        }
+        sWanted = pFound->toText();
+    } else if (eResult != EResultCode::NoRow || pKey->m_iIndex == 2) {
         return eResult;
-    }
-    const Value* pWanted = oSource.find(pKey->m_sSourceColumn);
-    if (pWanted == nullptr) {
-        return EResultCode::NoKey;
-    }
-    if (pWanted->getType() == systema::EDataType::Null) { // as every value of such a column reads
-        return EResultCode::NoRow;
-    }
+    } // else the partner may be the default row, which keys do not find
     TableViewWalk oWalk(m_oDispatcher, this, *pView, *lColumns, pKey);
     const auto hasKey = [&] {
         const Value* pValue = oWalk.find(*pKey);
-        return pValue != nullptr && *pValue == *pWanted;
+        return pValue != nullptr && pValue->getType() != systema::EDataType::Null &&
+               pValue->toText() == sWanted;
     };
     const bool bKnownBefore = pKey->m_iIndex == 2; // and what has another value need not be joined
     eResult = openWalk(oWalk, *pView);

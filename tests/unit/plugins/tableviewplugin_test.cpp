@@ -1,0 +1,457 @@
+#include "plugins/tableviewplugin.h"
+
+#include "storage/sqliteplugin.h"
+#include "systema/positioncursor.h"
+#include "tests/logof.h"
+#include "tests/unit/storage/database.h"
+#include "tests/unit/systema/recordingplugin.h"
+#include "zel/assert.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+
+using systema::ColumnList;
+using systema::EDataType;
+using systema::EResultCode;
+using systema::IRowCursor;
+using systema::NameList;
+using systema::Value;
+using systema::ValueList;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+using Rows = std::vector<std::string>;
+
+/// A row as text: the cells, each with "|" after it.
+std::string textOf(const ValueList& a_oRow)
+{
+    std::string sText;
+    for (const auto& [sName, oValue] : a_oRow) {
+        sText += (oValue.getType() == EDataType::Null ? "NULL" : oValue.toText()) + "|";
+    }
+    return sText;
+}
+
+/// Takes all rows, or only some in each portion.
+class Collector : public systema::IRowSink
+{
+public:
+    explicit Collector(std::size_t a_iPortion = systema::c_iAllRows) : m_iPortion(a_iPortion) {}
+
+    void addNull() override { m_sRow += "NULL|"; }
+    void addInteger(int a_iValue) override { m_sRow += std::to_string(a_iValue) + "|"; }
+    void addUnsigned(unsigned int a_iValue) override { m_sRow += std::to_string(a_iValue) + "|"; }
+    void addText(std::string_view a_sText) override { m_sRow.append(a_sText).append("|"); }
+    bool endRow() override
+    {
+        m_lRows.push_back(std::exchange(m_sRow, {}));
+        return m_lRows.size() % m_iPortion != 0;
+    }
+
+    Rows m_lRows;
+
+private:
+    const std::size_t m_iPortion;
+    std::string m_sRow;
+};
+
+/// Accounts in one database are looked up for the lines of another.
+class TableViewPlugin : public testing::Test
+{
+protected:
+    TableViewPlugin()
+    {
+        sql("phone.db", "CREATE TABLE Account (Id INTEGER PRIMARY KEY, Number TEXT, Code TEXT)");
+        sql("common.db",
+            "CREATE TABLE Line (Id INTEGER PRIMARY KEY, Name TEXT, AccountId INTEGER, Code TEXT);"
+            "CREATE TABLE ViewNames (Id INTEGER PRIMARY KEY, Name TEXT, Table1 TEXT, Col1 TEXT, Table2 TEXT,"
+            " Col2 TEXT);"
+            "CREATE TABLE ViewColumns (ColName TEXT, ViewNamesId INTEGER, SrcTableIndex INTEGER, SrcCol TEXT,"
+            " Id INTEGER PRIMARY KEY);"
+            "INSERT INTO ViewNames VALUES (1, 'Lines', 'Account', 'Id', 'Line', 'AccountId')");
+        column(1, "Line", 2, "Name");
+        column(1, "Number", 1, "Number");
+    }
+
+    void sql(const std::string& a_sFile, const std::string& a_sText) const
+    {
+        EXPECT_EQ(tests::runSql(m_oDir.file(a_sFile), a_sText), "");
+    }
+    void accounts(const std::string& a_sRows) const
+    {
+        sql("phone.db", "INSERT INTO Account VALUES " + a_sRows);
+    }
+    void lines(const std::string& a_sRows) const { sql("common.db", "INSERT INTO Line VALUES " + a_sRows); }
+    void view(const std::string& a_sRow) const { sql("common.db", "INSERT INTO ViewNames VALUES " + a_sRow); }
+    void column(int a_iView, const std::string& a_sName, int a_iIndex, const std::string& a_sSource) const
+    {
+        sql("common.db", "INSERT INTO ViewColumns (ViewNamesId, ColName, SrcTableIndex, SrcCol) VALUES (" +
+                             std::to_string(a_iView) + ", '" + a_sName + "', " + std::to_string(a_iIndex) +
+                             ", '" + a_sSource + "')");
+    }
+
+    void start()
+    {
+        for (const char* pFile : {"common.db", "phone.db"}) {
+            m_lStored.push_back(
+                std::make_unique<systema::SqlitePlugin>(m_oDir.path(), pFile, true, true, true));
+            m_oDispatcher.attachTables(*m_lStored.back());
+        }
+        m_oDispatcher.attachTables(m_oPlugin);
+        m_oDispatcher.initialize();
+    }
+
+    unsigned int size(const std::string& a_sTable)
+    {
+        unsigned int iSize = 99;
+        EXPECT_EQ(m_oDispatcher.getSize(iSize, this, a_sTable), EResultCode::Success);
+        return iSize;
+    }
+    /// The row, or the code.
+    std::string row(const std::string& a_sTable, unsigned int a_iPosition, const NameList& a_lColumns = {})
+    {
+        ValueList oRow;
+        return answer(m_oDispatcher.selectRow(oRow, this, a_sTable, a_iPosition, a_lColumns), oRow);
+    }
+    std::string rowOf(const std::string& a_sTable, const std::string& a_sColumn, const std::string& a_sKey,
+                      const NameList& a_lColumns = {})
+    {
+        ValueList oRow;
+        return answer(m_oDispatcher.selectKey(oRow, this, a_sTable, a_sColumn, a_sKey, a_lColumns), oRow);
+    }
+    static std::string answer(EResultCode a_eCode, const ValueList& a_oRow)
+    {
+        return a_eCode == EResultCode::Success ? textOf(a_oRow) : std::to_string(a_eCode);
+    }
+    /// The rows read position by position, up to the end or the first failure, which is the last then.
+    Rows rowByRow(const std::string& a_sTable)
+    {
+        Rows lRows;
+        std::string sRow;
+        while ((sRow = row(a_sTable, static_cast<unsigned int>(lRows.size()))) != "10") {
+            lRows.push_back(sRow);
+            if (!sRow.ends_with("|")) {
+                break;
+            }
+        }
+        return lRows;
+    }
+    /// The same, read as a whole in small portions.
+    Rows inBulk(const std::string& a_sTable, unsigned int a_iFirst = 0,
+                unsigned int a_iCount = systema::c_iAllRows, const NameList& a_lColumns = {})
+    {
+        std::unique_ptr<IRowCursor> pRows;
+        EResultCode eCode = m_oDispatcher.openRows(pRows, this, a_sTable, a_iFirst, a_iCount, a_lColumns);
+        Collector oSink(3);
+        while (eCode == EResultCode::Success) {
+            eCode = pRows->fetch(oSink);
+        }
+        if (eCode != EResultCode::NoRow) {
+            oSink.m_lRows.push_back(std::to_string(eCode));
+        }
+        return oSink.m_lRows;
+    }
+    EResultCode update(const std::string& a_sTable, const char* a_pColumn, const char* a_pValue)
+    {
+        ValueList oValues;
+        oValues.add(a_pColumn, Value(EDataType::Text, a_pValue));
+        return m_oDispatcher.updateKey(this, a_sTable, "Id", "1", oValues);
+    }
+
+    const TempDir m_oDir;
+    systema::ConfigDispatcher m_oDispatcher;
+    std::vector<std::unique_ptr<systema::SqlitePlugin>> m_lStored;
+    zel::TableViewPlugin m_oPlugin{m_oDispatcher, false};
+};
+
+} // namespace
+
+TEST_F(TableViewPlugin, ShowsTheRowsOfTable2ThatHaveAPartnerWithinTheSmallerSize)
+{
+    accounts("(1, '030', ''), (3, '032', ''), (4, '033', '')");
+    lines("(1, 'FXS1', 3, ''), (2, 'FXS2', 7, ''), (3, 'FXS3', 1, ''), (4, 'beyond', 1, '')");
+    start();
+    EXPECT_EQ(size("Lines"), 2U);
+    EXPECT_EQ(row("Lines", 1), "FXS3|030|");
+    EXPECT_EQ(row("Lines", 2), "10");
+    EXPECT_EQ(rowOf("Lines", "Line", "beyond"), "10");
+    EXPECT_EQ(inBulk("Lines"), (Rows{"FXS1|032|", "FXS3|030|"}));
+    EXPECT_EQ(inBulk("Lines", 1, 1, {"Number", "Line", "Number"}), Rows{"030|FXS3|030|"});
+    EXPECT_EQ(inBulk("Lines", 0, 1), Rows{"FXS1|032|"});
+    EXPECT_EQ(inBulk("Lines", 0, 5, {"Line", "Id"}), Rows{"9"});
+    EXPECT_EQ(row("Lines", 0, {"Line", "Id"}), "9");
+    EXPECT_EQ(rowOf("Lines", "AccountId", "1"), "9");
+    EXPECT_EQ(m_oDispatcher.insertRow(this, "Lines", {}), EResultCode::ReadOnly);
+}
+
+TEST_F(TableViewPlugin, JoinsNumbersWithTextsAndNullWithTheEmptyText)
+{
+    view("(2, 'Codes', 'Account', 'Code', 'Line', 'AccountId'), (3, 'Ids', 'Account', 'Id', 'Line', 'Code'),"
+         "(4, 'Texts', 'Account', 'Code', 'Line', 'Code')");
+    for (int i = 2; i <= 4; ++i) {
+        column(i, "Line", 2, "Name");
+        column(i, "Account", 1, "Id");
+    }
+    accounts("(1, '', '5'), (5, '', '05'), (6, '', '')");
+    lines("(1, 'a', 5, '5'), (2, 'b', 6, '05'), (3, 'c', NULL, NULL)");
+    start();
+    EXPECT_EQ(inBulk("Codes"), (Rows{"a|1|", "c|6|"}));
+    EXPECT_EQ(inBulk("Ids"), (Rows{"a|5|", "b|5|"}));
+    EXPECT_EQ(inBulk("Texts"), (Rows{"a|1|", "b|5|", "c|6|"}));
+    ColumnList lSchema;
+    EXPECT_EQ(m_oDispatcher.getSchema(lSchema, this, "Codes"), EResultCode::Success);
+    ASSERT_EQ(lSchema.size(), 2U);
+    EXPECT_EQ(lSchema.getColumn("Line")->second, EDataType::Text);
+    EXPECT_EQ(lSchema.getColumn("Account")->second, EDataType::Integer);
+}
+
+TEST_F(TableViewPlugin, MissingSourceColumnIsLoggedAndSpoilsTheRowsThatShowIt)
+{
+    column(1, "Owner", 1, "owner name");
+    accounts("(1, '030', '')");
+    lines("(1, 'FXS1', 1, '')");
+    start();
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(row("Lines", 0), "9"); }),
+              "error TableView Could not find colum `owner name` in table `Account`\n");
+    logOf([&] {
+        EXPECT_EQ(size("Lines"), 0U);
+        EXPECT_EQ(inBulk("Lines"), Rows{"9"});
+    });
+    EXPECT_EQ(row("Lines", 0, {"Line", "Number"}), "FXS1|030|");
+    ColumnList lSchema;
+    EXPECT_EQ(m_oDispatcher.getSchema(lSchema, this, "Lines"), EResultCode::Success);
+    EXPECT_EQ(lSchema.size(), 2U);
+}
+
+TEST_F(TableViewPlugin, BrokenDefinitionsAreLoggedAndServedAsFarAsTheyMakeSense)
+{
+    view("(2, 'Lines', 'Account', 'Id', 'Line', 'Id'), (3, 'Account', 'Line', 'Id', 'Line', 'Id'),"
+         "(4, 'Itself', 'Account', 'Id', 'Itself', 'Line'), (5, 'Later', 'Over', 'Line', 'Line', 'Id'),"
+         "(6, 'Over', 'Account', 'Id', 'Nothing', 'Id'), (7, 'Empty', 'Account', 'Id', 'Line', 'AccountId'),"
+         "(8, NULL, 'Account', 'Id', 'Line', 'Id')");
+    for (int i = 2; i <= 6; ++i) {
+        column(i, "Line", 2, "Name");
+    }
+    accounts("(1, '030', '')");
+    lines("(1, 'FXS1', 1, '')");
+    EXPECT_EQ(logOf([&] { start(); }),
+              "error TableView View `Lines` is left out: there is a table or view of that name\n"
+              "error TableView View `Account` is left out: there is a table or view of that name\n"
+              "error TableView View `` is left out: it has no name\n"
+              "error TableView View `Itself` has no rows: it cannot be made of view `Itself`\n"
+              "error TableView Could not subcribe for tables\n"
+              "error TableView View `Later` has no rows: it cannot be made of view `Over`\n"
+              "error TableView Could not subcribe for tables\n"
+              "error TableView View `Over` has no rows: there is no table `Nothing`\n"
+              "error TableView Could not subcribe for tables\n"
+              "error TableView View `Empty` has no columns\n");
+    EXPECT_EQ(inBulk("RegisteredViews"), (Rows{"Lines|", "Itself|", "Later|", "Over|", "Empty|"}));
+    EXPECT_EQ(row("Lines", 0), "FXS1|030|");
+    EXPECT_EQ(row("Account", 0), "1|030||");
+    for (const std::string sView : {"Itself", "Later", "Over"}) {
+        EXPECT_EQ(size(sView), 0U);
+        EXPECT_EQ(row(sView, 0), "10");
+        EXPECT_EQ(inBulk(sView), Rows{});
+        EXPECT_EQ(rowOf(sView, "Line", "FXS1"), sView == "Later" ? "10" : "8");
+        ColumnList lSchema;
+        EXPECT_EQ(m_oDispatcher.getSchema(lSchema, this, sView), EResultCode::Success);
+        EXPECT_EQ(lSchema.size(), sView == "Later" ? 1U : 0U);
+    }
+    EXPECT_EQ(size("Empty"), 1U);
+    EXPECT_EQ(inBulk("Empty"), Rows{}); // a row without cells cannot be sent
+}
+
+TEST_F(TableViewPlugin, NoMoreDefinitionsAreLoadedThanTheBounds)
+{
+    const std::string sMany = "WITH RECURSIVE n(i) AS (SELECT 2 UNION ALL SELECT i + 1 FROM n LIMIT 5000) ";
+    sql("common.db",
+        sMany + "INSERT INTO ViewNames SELECT i, 'V' || i, 'Account', 'Id', 'Line', 'Id' FROM n");
+    sql("common.db", sMany + "INSERT INTO ViewColumns SELECT 'C' || i, 1, 2, 'Name', NULL FROM n");
+    EXPECT_THAT(logOf([&] { start(); }),
+                StartsWith("error TableView Only the first 256 rows of ViewNames are loaded\n"
+                           "error TableView Only the first 4096 rows of ViewColumns are loaded\n"));
+    EXPECT_EQ(inBulk("RegisteredViews").size(), 256U);
+    ColumnList lSchema;
+    m_oDispatcher.getSchema(lSchema, this, "Lines");
+    EXPECT_EQ(lSchema.size(), 4096U);
+}
+
+TEST_F(TableViewPlugin, ColumnOfNeitherTableFailsAssertionsWhereverItIsTouched)
+{
+    column(1, "Odd", 3, "Name");
+    accounts("(1, '030', '')");
+    lines("(1, 'FXS1', 1, '')");
+    EXPECT_EQ(logOf([&] { start(); }),
+              "error TableView Column `Odd` of view `Lines` cannot be read: it is of table 3\n");
+    const auto failure = [](const auto& a_oOperation) -> std::string {
+        try {
+            a_oOperation();
+        } catch (const zel::error::AssertionError& oError) {
+            return oError.what();
+        }
+        return "";
+    };
+    ColumnList lSchema;
+    EXPECT_THAT(failure([&] { m_oDispatcher.getSchema(lSchema, this, "Lines"); }),
+                HasSubstr("1 == a_index || 2 == a_index"));
+    EXPECT_THAT(failure([&] { size("Lines"); }), HasSubstr("illegalDefault()"));
+    EXPECT_THAT(failure([&] { row("Lines", 0); }), HasSubstr("illegalDefault()"));
+    EXPECT_THAT(failure([&] { inBulk("Lines"); }), HasSubstr("illegalDefault()"));
+    EXPECT_THAT(failure([&] { rowOf("Lines", "Odd", "FXS1", {"Line"}); }), HasSubstr("illegalDefault()"));
+    EXPECT_EQ(row("Lines", 0, {"Line"}), "FXS1|");
+}
+
+TEST_F(TableViewPlugin, BulkReadsAndKeysFindWhatAScanByPositionFinds)
+{
+    std::mt19937 oRandom(7);
+    const auto number = [&](unsigned a_iBelow) { return std::to_string(oRandom() % a_iBelow); };
+    const char* aTexts[] = {"'a'", "'A'", "'5'", "'05'", "''", "NULL", "'b c'"};
+    const auto text = [&] { return aTexts[oRandom() % std::size(aTexts)]; };
+    for (int i = 1; i <= 60; ++i) {
+        accounts("(" + std::to_string(3 * i) + ", " + text() + ", " + text() + ")");
+        lines("(" + std::to_string(200 - i) + ", " + text() + ", " +
+              (oRandom() % 5 == 0 ? "NULL" : number(200)) + ", " + text() + ")");
+    }
+    accounts("(0, 'default', 'b c')");
+    sql("common.db", "UPDATE Line SET AccountId = 0 WHERE Id IN (150, 160)");
+    view(
+        "(2, 'Codes', 'Account', 'Code', 'Line', 'Code'), (3, 'Back', 'Line', 'AccountId', 'Account', 'Id')");
+    column(1, "AccountId", 2, "AccountId");
+    column(1, "Account", 1, "Id");
+    for (int i = 2; i <= 3; ++i) {
+        column(i, "First", 1, "Id");
+        column(i, "FirstCode", 1, "Code");
+        column(i, "Second", 2, "Id");
+        column(i, "SecondCode", 2, "Code");
+    }
+    start();
+    for (const std::string sView : {"Lines", "Codes", "Back"}) {
+        const Rows lRows = rowByRow(sView);
+        EXPECT_GT(lRows.size(), 5U);
+        EXPECT_EQ(size(sView), lRows.size());
+        EXPECT_EQ(inBulk(sView), lRows);
+        EXPECT_EQ(inBulk(sView, 2, 3), Rows(lRows.begin() + 2, lRows.begin() + 5));
+        ColumnList lSchema;
+        m_oDispatcher.getSchema(lSchema, this, sView);
+        for (const auto& [sColumn, eType] : lSchema) {
+            const Rows lCells = inBulk(sView, 0, systema::c_iAllRows, {sColumn});
+            for (const auto& sCell : lCells) {
+                if (sCell != "NULL|") { // which no key names
+                    const auto iFirst = std::ranges::find(lCells, sCell) - lCells.begin();
+                    const std::string sKey = sCell.substr(0, sCell.size() - 1);
+                    EXPECT_EQ(rowOf(sView, sColumn, sKey), lRows[static_cast<std::size_t>(iFirst)])
+                        << sView << " " << sColumn << " " << sKey;
+                }
+            }
+            EXPECT_EQ(rowOf(sView, sColumn, "no such"), "10");
+        }
+    }
+    EXPECT_EQ(rowOf("Back", "Second", "00003", {"Second"}), rowOf("Back", "Second", "3", {"Second"}));
+}
+
+TEST_F(TableViewPlugin, AnnouncesAViewOnceForAllChangesOfItsSources)
+{
+    view("(2, 'Definitions', 'ViewNames', 'Id', 'ViewColumns', 'ViewNamesId')");
+    column(2, "Column", 2, "ColName");
+    accounts("(1, '030', '')");
+    lines("(1, 'FXS1', 1, '')");
+    start();
+    Rows lTold;
+    configmanager::serverlib::GenericSubscriber oClient(
+        m_oDispatcher, "client",
+        [&](const NameList& a_lTables) { lTold.insert(lTold.end(), a_lTables.begin(), a_lTables.end()); });
+    m_oDispatcher.subscribe(oClient, {"Lines", "Definitions"});
+    const auto pass = [&] {
+        m_oDispatcher.sendNotifications();
+        NameList lChanged;
+        m_oDispatcher.tick(lChanged);
+        m_oDispatcher.sendNotifications();
+        return std::exchange(lTold, {});
+    };
+    EXPECT_EQ(pass(), Rows{});
+    EXPECT_EQ(update("Account", "Number", "031"), EResultCode::Success);
+    EXPECT_EQ(update("Line", "Name", "FXS9"), EResultCode::Success);
+    EXPECT_EQ(update("Line", "Name", "FXS8"), EResultCode::Success);
+    EXPECT_EQ(pass(), Rows{"Lines"});
+    EXPECT_EQ(pass(), Rows{});
+    EXPECT_EQ(update("ViewNames", "Name", "Renamed"), EResultCode::Success);
+    EXPECT_EQ(pass(), Rows{"Definitions"});
+    m_oDispatcher.initialize();
+    EXPECT_EQ(row("Lines", 0), "FXS8|031|"); // the definitions are those of the start
+}
+
+TEST_F(TableViewPlugin, BulkReadOvertakenByAChangeOfEitherTableGivesBusy)
+{
+    accounts("(1, '030', ''), (2, '031', '')");
+    lines("(1, 'FXS1', 1, ''), (2, 'FXS2', 1, '')");
+    start();
+    for (const char* pTable : {"Account", "Line", ""}) {
+        std::unique_ptr<IRowCursor> pRows;
+        ASSERT_EQ(m_oDispatcher.openRows(pRows, this, "Lines", 0, 9, {"Line"}), EResultCode::Success);
+        Collector oSink(1);
+        EXPECT_EQ(pRows->fetch(oSink), EResultCode::Success);
+        if (*pTable != '\0') {
+            EXPECT_EQ(update(pTable, "Code", "x"), EResultCode::Success);
+            EXPECT_EQ(pRows->fetch(oSink), EResultCode::Busy);
+        } else {
+            EXPECT_EQ(pRows->fetch(oSink), EResultCode::Success);
+            EXPECT_EQ(pRows->fetch(oSink), EResultCode::NoRow);
+            EXPECT_EQ(oSink.m_lRows, (Rows{"FXS1|", "FXS2|"}));
+        }
+    }
+}
+
+TEST_F(TableViewPlugin, FetchEndsWhenItsTimeIsOverThoughNoRowHasAPartner)
+{
+    struct SlowTable : RecordingPlugin
+    {
+        using RecordingPlugin::RecordingPlugin;
+        EResultCode selectKey(ValueList&, const void*, const std::string&, const std::string&,
+                              const std::string&, const NameList&) override
+        {
+            const auto oEnd = std::chrono::steady_clock::now() + systema::c_oFetchTime;
+            while (std::chrono::steady_clock::now() < oEnd) { // searches
+            }
+            return EResultCode::NoRow;
+        }
+    };
+    RecordingPlugin::Calls lCalls;
+    SlowTable oSlow("slow", {"Slow"}, lCalls);
+    oSlow.m_lRows.resize(2);
+    m_oDispatcher.attachTables(oSlow);
+    view("(2, 'Slowly', 'Slow', 'Id', 'Line', 'AccountId')");
+    column(2, "Line", 2, "Name");
+    lines("(1, 'FXS1', 1, ''), (2, 'FXS2', 1, '')");
+    start();
+    std::unique_ptr<IRowCursor> pRows;
+    ASSERT_EQ(m_oDispatcher.openRows(pRows, this, "Slowly", 0, 9, {}), EResultCode::Success);
+    Collector oSink;
+    EXPECT_EQ(pRows->fetch(oSink), EResultCode::Success);
+    EXPECT_EQ(pRows->fetch(oSink), EResultCode::Success);
+    EXPECT_EQ(pRows->fetch(oSink), EResultCode::NoRow);
+    EXPECT_EQ(oSink.m_lRows, Rows{});
+}
+
+TEST_F(TableViewPlugin, RegisteredViewsHoldsNamesThoughItsSizeIs0)
+{
+    view("(2, 'Second', 'Account', 'Id', 'Line', 'Id'), (3, 'Third', 'Account', 'Id', 'Line', 'Id')");
+    logOf([&] { start(); });
+    const std::string sTable = "RegisteredViews";
+    NameList lTables;
+    m_oPlugin.getTables(lTables, this);
+    EXPECT_EQ(lTables, (NameList{sTable, "Lines", "Second", "Third"}));
+    EXPECT_EQ(size(sTable), 0U);
+    EXPECT_EQ(rowByRow(sTable), (Rows{"Lines|", "Second|", "Third|"}));
+    EXPECT_EQ(inBulk(sTable), (Rows{"Lines|", "Second|", "Third|"}));
+    EXPECT_EQ(inBulk(sTable, 1, 1, {"Name", "Name"}), Rows{"Second|Second|"});
+    EXPECT_EQ(inBulk(sTable, 4), Rows{});
+    EXPECT_EQ(inBulk(sTable, 0, 1, {"Id"}), Rows{"9"});
+    EXPECT_EQ(rowOf(sTable, "Name", "Third"), "Third|");
+    EXPECT_EQ(rowOf(sTable, "Name", "third"), "10");
+    EXPECT_EQ(rowOf(sTable, "Id", "Third"), "9");
+}
