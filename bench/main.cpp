@@ -44,6 +44,7 @@ constexpr bench::Measurement c_aMeasurements[] = {
     {"bulk-read", "bulk read of 10,000 rows", "us", "SQLite", EGoal::Ratio, 1.0, bench::bulkRead},
     {"bulk-read-apart", "the same, server on another CPU", "us", "SQLite", EGoal::None, 0,
      bench::bulkReadApart},
+    {"view-read", "bulk read of a view of 1,000 rows", "us", "SQLite", EGoal::None, 0, bench::readView},
     {"notify-1", "change to notification, 1 subscriber", "ms", "window", EGoal::Value, 11, bench::notifyOne},
     {"notify-100", "the same, 100 subscribers", "ms", "window", EGoal::Value, 12, bench::notifyHundred},
     {"status-update-unchanged", "status update, 8 devices, nothing changed", "us", "kernel", EGoal::None, 0,

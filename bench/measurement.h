@@ -87,6 +87,9 @@ Outcome transaction(const Effort& a_oEffort);
 Outcome bulkRead(const Effort& a_oEffort);
 Outcome bulkReadApart(const Effort& a_oEffort);
 
+/// All rows of a view of 1,000 rows, beside SQLite's own join.
+Outcome readView(const Effort& a_oEffort);
+
 /// For comparison: an echo server that runs one prepared SQLite statement for each request.
 Outcome bareGet(const Effort& a_oEffort);
 Outcome bareUpdate(const Effort& a_oEffort);

@@ -1,0 +1,91 @@
+#include "bench/check.h"
+#include "bench/ledger.h"
+#include "bench/measurement.h"
+#include "bench/requests.h"
+#include "bench/sqlite.h"
+
+namespace bench {
+
+namespace {
+
+constexpr int c_iRows = 1000;
+constexpr int c_iReads = 50; // in a round
+
+constexpr const char* c_pView = "BenchView";
+constexpr const char* c_pJoin = "SELECT BenchLine.Id, BenchLine.Name, Number, DisplayName FROM BenchLine"
+                                " CROSS JOIN BenchAccount ON BenchAccount.Id = AccountId";
+
+/// A thousand lines, each with an account of its own, but in another order.
+void createView(const std::filesystem::path& a_oDirectory)
+{
+    const std::string sNumbers = "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n LIMIT " +
+                                 std::to_string(c_iRows) + ") ";
+    const Sqlite oDatabase(a_oDirectory / c_pDatabase);
+    for (const auto& sStatement : {
+             std::string("CREATE TABLE BenchAccount (Id INTEGER PRIMARY KEY, Number TEXT, DisplayName TEXT)"),
+             std::string("CREATE TABLE BenchLine (Id INTEGER PRIMARY KEY, Name TEXT, AccountId INTEGER)"),
+             std::string("CREATE TABLE ViewNames (Id INTEGER PRIMARY KEY, Name TEXT, Table1 TEXT, Col1 TEXT,"
+                         " Table2 TEXT, Col2 TEXT)"),
+             std::string(
+                 "CREATE TABLE ViewColumns (Id INTEGER PRIMARY KEY, ColName TEXT, ViewNamesId INTEGER,"
+                 " SrcTableIndex INTEGER, SrcCol TEXT)"),
+             sNumbers +
+                 "INSERT INTO BenchAccount SELECT i + 1, '+4930' || (1000000 + i), 'Account ' || i FROM n",
+             sNumbers + "INSERT INTO BenchLine SELECT i + 1, 'Line ' || i, 1 + i * 7 % 1000 FROM n",
+             std::string("INSERT INTO ViewNames VALUES (1, 'BenchView', 'BenchAccount', 'Id', 'BenchLine',"
+                         " 'AccountId')"),
+             std::string("INSERT INTO ViewColumns VALUES (1, 'Id', 1, 2, 'Id'), (2, 'Line', 1, 2, 'Name'),"
+                         " (3, 'Number', 1, 1, 'Number'), (4, 'DisplayName', 1, 1, 'DisplayName')"),
+         }) {
+        oDatabase.run(sStatement);
+    }
+}
+
+struct JoinedEntry
+{
+    int m_iId;
+    std::string m_sLine;
+    std::string m_sNumber;
+    std::string m_sDisplayName;
+
+    bool operator==(const JoinedEntry&) const = default;
+};
+
+} // namespace
+
+Outcome readView(const Effort& a_oEffort)
+{
+    const Workspace oFiles;
+    createView(oFiles.path());
+    const Sqlite oDatabase(oFiles.path() / c_pDatabase);
+    const auto pJoin = oDatabase.prepare(c_pJoin);
+    std::vector<JoinedEntry> lLimit;
+    const auto readJoin = [&] {
+        lLimit.clear();
+        while (pJoin->step()) {
+            lLimit.push_back({pJoin->number(0), pJoin->text(1), pJoin->text(2), pJoin->text(3)});
+        }
+    };
+
+    const Ledger oLedger(createView);
+    const auto pConnection = oLedger.connect();
+    std::vector<JoinedEntry> lOurs;
+    const auto addRow = [&](const auto& a_oRow) {
+        const auto text = [&](std::size_t a_i) { return std::string(a_oRow.m_lCells[a_i].m_sText); };
+        lOurs.push_back({static_cast<int>(a_oRow.m_lCells[0].m_iNumber), text(1), text(2), text(3)});
+    };
+    const auto readView = [&] {
+        lOurs.clear();
+        check(pConnection->readRows({.m_sTable = c_pView}, addRow));
+    };
+
+    readJoin();
+    readView();
+    check(lOurs.size() == c_iRows && lOurs == lLimit, "a view gives other rows than SQLite");
+    const int iTimes = a_oEffort.times(c_iReads);
+    return compare(
+        a_oEffort, [&] { return medianTime(iTimes, readJoin); },
+        [&] { return medianTime(iTimes, readView); });
+}
+
+} // namespace bench
