@@ -6,6 +6,9 @@
 #include "dbus/systembus.h"
 #include "plugins/configserverconfigplugin.h"
 #include "plugins/deviceinfoplugin.h"
+#include "plugins/systemtime.h"
+#include "plugins/tableviewplugin.h"
+#include "plugins/tzplugin.h"
 #include "server/fifohandler.h"
 #include "server/flashbackuphook.h"
 #include "server/flashthread.h"
@@ -249,7 +252,7 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
 
     PluginPart<configmanager::logplugin::LogPlugin> oLogPlugin("log");
     Databases oDatabases(a_oOptions.m_sDatabasePath);
-    PluginPart<zel::DeviceInfoPlugin> oDeviceInfo("device information", oDispatcher);
+    const PluginPart<zel::DeviceInfoPlugin> oDeviceInfo("device information", oDispatcher);
 
     Part<Event<void(ServerEvents)>> oServerEvents("server events");
     Part<zel::SystemBus> oBus("system bus");
@@ -261,7 +264,10 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
         oBus->close();
     });
 
-    PluginPart<zel::cfg::ConfigServerConfigPlugin> oServerSettings("server settings", oDispatcher);
+    const PluginPart<zel::TableViewPlugin> oViews("table views", oDispatcher, a_oOptions.m_bVerbose);
+    const PluginPart<zel::TzPlugin> oTimeZone("time zone");
+    const PluginPart<zel::SystemTime> oSystemTime("system time");
+    const PluginPart<zel::cfg::ConfigServerConfigPlugin> oServerSettings("server settings", oDispatcher);
 
     Part<SqliteDump> oDump("dump", a_oOptions.m_sDumpPath.c_str(), a_oOptions.m_sDatabasePath.c_str(),
                            a_oOptions.m_bVerbose);

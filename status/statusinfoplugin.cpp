@@ -34,6 +34,7 @@ StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, Sys
     : m_iModule(ZEL_Sysloglevel_registerModul("StatusInfo")),
       m_oNow(std::move(a_oNow)),
       m_oPppHelper(systema::ConfigDispatcher::instance()),
+      m_oConfigMapper(systema::ConfigDispatcher::instance(), systema::ConfigDispatcher::instance()),
       m_oBus(a_oBus),
       m_oInterfaceStatus(a_oBus),
       m_oIPv4(a_oBus),
@@ -48,7 +49,6 @@ StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, Sys
     // The order is that of the fan-out. A comment keeps the place of what does not exist yet.
     auto& oDispatcher = systema::ConfigDispatcher::instance();
     add(std::make_unique<DslStatus>());
-    // configuration mapper
     auto pInterfaces =
         std::make_unique<Interfaces>(oDispatcher, oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6);
     m_oInterfaceStatus.setOnBound([&oInterfaces = *pInterfaces] { oInterfaces.setChanged(); });

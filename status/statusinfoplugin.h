@@ -1,10 +1,10 @@
 // The host of the live-status tables: one plugin to the dispatcher, a list of sub-plugins behind it.
 //
-// Owns the sub-plugins and the proxies of the network services that they listen to; main owns it. Main thread
-// only. Each table operation goes to the first sub-plugin that claims the table; updates and transactions go
-// to all of them in order. Signals of the bus arrive while it updates, and at no other time. A sub-plugin
-// that throws while it starts or updates is logged, module "StatusInfo", and does not keep the others from
-// it.
+// Owns the sub-plugins, the proxies of the network services that they listen to, and the configuration
+// mapper; main owns it. Main thread only. Each table operation goes to the first sub-plugin that claims the
+// table; updates and transactions go to all of them in order. Signals of the bus arrive while it updates, and
+// at no other time. A sub-plugin that throws while it starts or updates is logged, module "StatusInfo", and
+// does not keep the others from it.
 #pragma once
 
 #include "configmanager/event.h"
@@ -18,6 +18,7 @@
 #include "dbus/ipv6dbusproxy.h"
 #include "dbus/ipv6routedbusproxy.h"
 #include "dbus/neighbourdbusproxy.h"
+#include "plugins/configmapper.h"
 #include "status/defaultppphelper.h"
 #include "status/istatusinfosubplugin.h"
 #include "status/wallclock.h"
@@ -91,6 +92,7 @@ private:
     bool m_bStarted = false;
     std::time_t m_iLastUpdate = 0;
     DefaultPppHelper m_oPppHelper;
+    ConfigMapper m_oConfigMapper;
     std::list<std::unique_ptr<IStatusInfoSubPlugin>> m_oPluginList;
     SystemBus& m_oBus;
     InterfaceStatusDBusProxy m_oInterfaceStatus;
