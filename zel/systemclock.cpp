@@ -24,7 +24,8 @@ bool note(std::string_view a_sPath, const std::string& a_sText)
     return static_cast<bool>(std::ofstream(systemPath(a_sPath)) << a_sText << std::endl);
 }
 
-/// The rule with one and the same name for every zone: a C library keeps each name that it ever saw.
+/// The rule with one and the same name for every zone: a C library keeps each name that it ever saw, and
+/// opens the file that a name leads to.
 std::string withoutNames(std::string_view a_sRule)
 {
     const std::string_view sNames = a_sRule.substr(0, a_sRule.find(','));
@@ -70,10 +71,7 @@ void setProcessZone(std::string_view a_sRule)
 {
     // Of fixed room, which stays where it is: another thread may just be starting a command with it.
     static char s_aVariable[256];
-    // What looks like a path would be opened, whatever it leads to.
-    const bool bPath = a_sRule.substr(0, a_sRule.find(',')).find('/') != std::string_view::npos;
-    const std::string sRule = bPath ? "" : withoutNames(a_sRule);
-    std::snprintf(s_aVariable, sizeof(s_aVariable), "TZ=%s", sRule.c_str());
+    std::snprintf(s_aVariable, sizeof(s_aVariable), "TZ=%s", withoutNames(a_sRule).c_str());
     ::putenv(s_aVariable);
     ::tzset();
 }

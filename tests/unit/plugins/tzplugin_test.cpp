@@ -1,0 +1,188 @@
+#include "plugins/tzplugin.h"
+
+#include "tests/logof.h"
+#include "tests/row.h"
+#include "tests/unit/device/systemroot.h"
+
+#include <sys/stat.h>
+#include <utility>
+
+using systema::EResultCode;
+using systema::Value;
+using systema::ValueList;
+using tests::row;
+
+namespace {
+
+const std::string c_sTable = "Tz";
+const std::string c_sBerlin = "CET-1CEST,M3.5.0,M10.5.0/3\n";
+
+Value text(std::string a_sText)
+{
+    return Value(systema::EDataType::Text, std::move(a_sText));
+}
+
+class TzPlugin : public testing::Test
+{
+protected:
+    TzPlugin()
+    {
+        setFile(c_sBerlin);
+        std::filesystem::create_directories(m_oRoot.path("/var/run"));
+    }
+    ~TzPlugin() override
+    {
+        ::unsetenv("TZ");
+        ::tzset();
+    }
+
+    void setFile(const std::string& a_sText) const { m_oRoot.write("/etc/TZ", a_sText); }
+    std::string file() const { return readFile(m_oRoot.path("/etc/TZ")); }
+    /// What the kernel was told last: minutes west, and whether there is daylight saving.
+    std::string kernel() const { return readFile(m_oRoot.path("/var/run/ledgerd-zone")); }
+
+    unsigned select() { return m_oPlugin.selectRow(m_lRow, this, c_sTable, 0, {}); }
+    unsigned update(const ValueList& a_lValues) { return m_oPlugin.updateRow(this, c_sTable, 0, a_lValues); }
+    /// Whether the row in memory has the key.
+    unsigned updateBy(const std::string& a_sColumn, const std::string& a_sValue)
+    {
+        return m_oPlugin.updateKey(this, c_sTable, a_sColumn, a_sValue, {});
+    }
+
+    const SystemRoot m_oRoot;
+    ValueList m_lRow;
+    zel::TzPlugin m_oPlugin;
+};
+
+} // namespace
+
+TEST_F(TzPlugin, ReadsAWholeLineCutAtItsFirstTwoCommas)
+{
+    const std::string sLongest(127, 'x');
+    const std::vector<std::pair<std::string, ValueList>> lLines{
+        {"UTC0\nmore\n", row({{"Id", 1}, {"Name", "UTC0"}, {"Start", ""}, {"End", ""}})},
+        {c_sBerlin, row({{"Id", 1}, {"Name", "CET-1CEST"}, {"Start", "M3.5.0"}, {"End", "M10.5.0/3"}})},
+        {"A,b\n", row({{"Id", 1}, {"Name", "A"}, {"Start", "b"}, {"End", ""}})},
+        {",,c,d,\n", row({{"Id", 1}, {"Name", ""}, {"Start", ""}, {"End", "c,d,"}})},
+        {"\n", row({{"Id", 1}, {"Name", ""}, {"Start", ""}, {"End", ""}})},
+        {sLongest + "\n", row({{"Id", 1}, {"Name", text(sLongest)}, {"Start", ""}, {"End", ""}})},
+    };
+    for (const auto& [sLine, lRow] : lLines) {
+        setFile(sLine);
+        m_lRow.clear();
+        EXPECT_EQ(select(), EResultCode::Success) << sLine;
+        EXPECT_EQ(m_lRow, lRow) << sLine;
+    }
+    for (const std::string& sNoLine : {std::string(), std::string("UTC0"), sLongest + "x\n"}) {
+        setFile(sNoLine);
+        EXPECT_NE(logOf([&] {
+                      EXPECT_EQ(select(), EResultCode::Failure);
+                  }).find("error TzPlugin Could not read timezone: "),
+                  std::string::npos)
+            << sNoLine;
+        EXPECT_EQ(update(row({{"Name", "UTC0"}})), EResultCode::Failure);
+        EXPECT_EQ(file(), sNoLine);
+    }
+}
+
+TEST_F(TzPlugin, OnlySelectionByKeyReadsTheFileBeforeItLooksAtTheKey)
+{
+    EXPECT_EQ(updateBy("Name", "CET-1CEST"), EResultCode::NoKey);
+    EXPECT_EQ(m_oPlugin.deleteKey(this, c_sTable, "Name", "CET-1CEST"), EResultCode::NoKey);
+    EXPECT_EQ(m_oPlugin.selectKey(m_lRow, this, c_sTable, "Name", "CET-1CEST", {"End", "Id"}),
+              EResultCode::Success);
+    EXPECT_EQ(m_lRow, row({{"End", "M10.5.0/3"}, {"Id", 1}}));
+    EXPECT_EQ(updateBy("Name", "CET-1CEST"), EResultCode::Success);
+    EXPECT_EQ(updateBy("Id", "01"), EResultCode::NoKey);
+    EXPECT_EQ(updateBy("NoColumn", ""), EResultCode::NoKey);
+    EXPECT_EQ(m_oPlugin.selectKey(m_lRow, this, c_sTable, "Name", "cet-1cest", {}), EResultCode::NoKey);
+    EXPECT_EQ(m_oPlugin.deleteKey(this, c_sTable, "Start", "M3.5.0"), EResultCode::Success);
+    EXPECT_EQ(file(), "\n");
+}
+
+TEST_F(TzPlugin, AnyTextLeavesTheOldOrTheNewLine)
+{
+    struct Case
+    {
+        ValueList m_lValues;
+        unsigned m_iCode;
+        std::string m_sFile;
+    };
+    const std::string sFits(126 - std::string(",M3.5.0,M10.5.0/3").size(), 'x');
+    const std::vector<Case> lCases{
+        {row({{"Name", "EST5EDT"}}), EResultCode::Success, "EST5EDT,M3.5.0,M10.5.0/3\n"},
+        {row({{"Start", ""}, {"End", ""}}), EResultCode::Success, "CET-1CEST\n"},
+        {row({{"Start", "J60"}, {"End", ""}}), EResultCode::Failure, c_sBerlin},
+        {row({{"Start", ""}}), EResultCode::Failure, c_sBerlin},
+        {row({{"Name", "A,b"}, {"End", "%n%s, ,"}}), EResultCode::Success, "A,b,M3.5.0,%n%s, ,\n"},
+        {row({{"Name", text(sFits)}}), EResultCode::Success, sFits + ",M3.5.0,M10.5.0/3\n"},
+        {row({{"Name", text(sFits + "x")}}), EResultCode::Failure, c_sBerlin},
+        {row({{"End", text(std::string(1 << 20, 'x'))}}), EResultCode::Failure, c_sBerlin},
+        {row({{"Name", "UTC0\nCET-1"}}), EResultCode::Failure, c_sBerlin},
+        {row({{"Name", text(std::string("A\0B", 3))}}), EResultCode::Failure, c_sBerlin},
+        {row({{"End", "\x7f"}}), EResultCode::Failure, c_sBerlin},
+        {row({{"Name", "UTC0"}, {"Id", 1}}), EResultCode::NoKey, c_sBerlin},
+        {row({{"Name", "UTC0"}, {"Start", 1}}), EResultCode::Constraint, c_sBerlin},
+    };
+    for (const auto& oCase : lCases) {
+        setFile(c_sBerlin);
+        EXPECT_EQ(update(oCase.m_lValues), oCase.m_iCode) << oCase.m_sFile;
+        EXPECT_EQ(file(), oCase.m_sFile);
+    }
+    EXPECT_EQ(updateBy("Name", "UTC0"), EResultCode::Success)
+        << "a text before one that is refused stays in memory";
+
+    std::filesystem::remove_all(m_oRoot.path("/etc"));
+    EXPECT_NE(logOf([this] {
+                  EXPECT_EQ(m_oPlugin.deleteAll(this, c_sTable), EResultCode::Failure);
+              }).find("error TzPlugin Could not write timezone: "),
+              std::string::npos);
+}
+
+TEST_F(TzPlugin, AnInsertNeedsAllThreeTextsOrChangesNothing)
+{
+    int iId = 0;
+    const auto insert = [&](const ValueList& a_lValues) {
+        iId = 0;
+        return static_cast<unsigned>(m_oPlugin.insertKey(iId, this, c_sTable, a_lValues));
+    };
+    select();
+    EXPECT_EQ(insert(row({{"Name", "UTC0"}, {"Start", ""}})), EResultCode::Constraint);
+    EXPECT_EQ(insert(row({{"Name", 1}, {"Start", ""}, {"End", ""}})), EResultCode::Constraint);
+    EXPECT_EQ(insert(row({{"Id", 1}, {"Name", "UTC0"}, {"Start", ""}, {"End", ""}})), EResultCode::NoKey);
+    EXPECT_EQ(iId, 1) << "even then";
+    EXPECT_EQ(file(), c_sBerlin);
+    EXPECT_EQ(updateBy("Name", "CET-1CEST"), EResultCode::Success);
+    EXPECT_EQ(insert(row({{"End", ""}, {"Start", ""}, {"Name", "UTC0"}})), EResultCode::Success);
+    EXPECT_EQ(file(), "UTC0\n");
+}
+
+TEST_F(TzPlugin, ADeleteClearsTheMemoryBeforeTheUnknownTableIsReported)
+{
+    update(row({{"Name", "EST5EDT"}}));
+    EXPECT_EQ(m_oPlugin.deleteRow(this, "tz", 0), EResultCode::NoTable);
+    EXPECT_EQ(file(), "EST5EDT,M3.5.0,M10.5.0/3\n");
+    EXPECT_EQ(updateBy("Name", "EST5EDT"), EResultCode::NoKey);
+    EXPECT_EQ(m_oPlugin.deleteRow(this, c_sTable, 4000000000), EResultCode::Success);
+    EXPECT_EQ(file(), "\n");
+    EXPECT_EQ(kernel(), "240 1\n") << "it keeps the zone that it had";
+    EXPECT_EQ(select(), EResultCode::Success);
+    EXPECT_EQ(m_lRow, row({{"Id", 1}, {"Name", ""}, {"Start", ""}, {"End", ""}}));
+}
+
+TEST_F(TzPlugin, TheKernelIsToldTheZoneThatWasWritten)
+{
+    const std::string sPipe = m_oRoot.path("/pipe"); // who opened it would wait for ever
+    ::mkfifo(sPipe.c_str(), 0600);
+    const std::vector<std::pair<std::string, std::string>> lZones{
+        {"CET-1CEST", "-120 1\n"}, {"UTC0", "0 0\n"},  {"<-03>3", "180 0\n"},  {"<+0530>-5:30", "-330 0\n"},
+        {"NST3:30NDT", "150 1\n"}, {sPipe, "0 0\n"},   {"EST5EDT", "240 1\n"}, {":" + sPipe, "0 0\n"},
+        {"-5", "0 0\n"},           {"EST5", "300 0\n"}};
+    for (const auto& [sName, sKernel] : lZones) {
+        EXPECT_EQ(update(row({{"Name", text(sName)}, {"Start", ""}, {"End", ""}})), EResultCode::Success);
+        EXPECT_EQ(kernel(), sKernel) << sName;
+    }
+    std::filesystem::remove_all(m_oRoot.path("/var/run"));
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(update({}), EResultCode::Success); }),
+              "error TzPlugin settimeofday() failed: No such file or directory\n");
+}
