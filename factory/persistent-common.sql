@@ -37,6 +37,7 @@ CREATE TABLE ViewNames ( -- joined views: each row of Table2 with its partner in
 );
 INSERT INTO ViewNames VALUES(1,'PhoneLineView','PhoneAccount','Id','PhoneLine','AccountId');
 INSERT INTO ViewNames VALUES(2,'UserAccountView','UserGroup','Id','UserAccount','GroupId');
+INSERT INTO ViewNames VALUES(3,'StatusNetifWatchLogical','StatusNetifWatch','Name','InterfaceMapping','PhysicalName');
 CREATE TABLE ViewColumns (
     Id INTEGER PRIMARY KEY,
     ColName TEXT NOT NULL,
@@ -53,6 +54,11 @@ INSERT INTO ViewColumns VALUES(5,'Id',2,2,'Id');
 INSERT INTO ViewColumns VALUES(6,'Name',2,2,'Name');
 INSERT INTO ViewColumns VALUES(7,'GroupName',2,1,'Name');
 INSERT INTO ViewColumns VALUES(8,'Rights',2,1,'Rights');
+INSERT INTO ViewColumns VALUES(9,'Id',3,2,'Id');
+INSERT INTO ViewColumns VALUES(10,'Name',3,2,'LogicalName');
+INSERT INTO ViewColumns VALUES(11,'Interface',3,2,'PhysicalName');
+INSERT INTO ViewColumns VALUES(12,'Addr',3,1,'Addr');
+INSERT INTO ViewColumns VALUES(13,'IsUp',3,1,'IsUp');
 CREATE TABLE UserGroup (
     Id INTEGER PRIMARY KEY,
     Name VARCHAR(32) NOT NULL UNIQUE,

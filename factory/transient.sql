@@ -12,16 +12,6 @@ INSERT INTO StatusNetifConfig VALUES(4,'wan0','fibre port');
 INSERT INTO StatusNetifConfig VALUES(5,'ppp0','internet');
 INSERT INTO StatusNetifConfig VALUES(6,'wan0.8','management');
 INSERT INTO StatusNetifConfig VALUES(7,'lo','loopback');
-CREATE TABLE StatusNetifWatchLogical ( -- the device behind a logical network right now
-    Id INTEGER PRIMARY KEY,
-    Name VARCHAR(32) NOT NULL UNIQUE,
-    Interface VARCHAR(16) NOT NULL DEFAULT '',
-    IsUp INTEGER NOT NULL DEFAULT 0
-);
-INSERT INTO StatusNetifWatchLogical VALUES(1,'LocalLAN','br0',1);
-INSERT INTO StatusNetifWatchLogical VALUES(2,'GuestLAN','br1',0);
-INSERT INTO StatusNetifWatchLogical VALUES(3,'ProviderInternet','ppp0',1);
-INSERT INTO StatusNetifWatchLogical VALUES(4,'ProviderTR069','wan0.8',1);
 CREATE TABLE DhcpClientLease ( -- what the provider's DHCP servers gave us
     Id INTEGER PRIMARY KEY,
     Interface VARCHAR(16) NOT NULL UNIQUE,
