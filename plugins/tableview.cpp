@@ -7,6 +7,18 @@
 
 namespace zel {
 
+bool TableViewColumns::isOfTable1() const
+{
+    switch (m_iIndex) {
+    case 1:
+        return true;
+    case 2:
+        return false;
+    default:
+        error::fail("illegalDefault()", here());
+    }
+}
+
 TableView::TableView(std::string a_sName, std::string a_sTable1, std::string a_sColumn1,
                      std::string a_sTable2, std::string a_sColumn2)
     : m_sName(std::move(a_sName)),
@@ -15,18 +27,6 @@ TableView::TableView(std::string a_sName, std::string a_sTable1, std::string a_s
       m_sTable2(std::move(a_sTable2)),
       m_sColumn2(std::move(a_sColumn2))
 {
-}
-
-const std::string& TableView::getTable(int a_iIndex) const
-{
-    switch (a_iIndex) {
-    case 1:
-        return m_sTable1;
-    case 2:
-        return m_sTable2;
-    default:
-        error::fail("illegalDefault()", here());
-    }
 }
 
 void TableView::addColumn(std::string a_sName, int a_iIndex, std::string a_sSourceColumn)

@@ -16,6 +16,9 @@ struct TableViewColumns
     std::string m_sName;         // in the view
     int m_iIndex;                // of its source table, 1 or 2; what else is defined cannot be served
     std::string m_sSourceColumn; // in that table
+
+    /// False for table 2; another index is a failed assertion.
+    bool isOfTable1() const;
 };
 
 class TableView
@@ -30,8 +33,11 @@ public:
     const std::string& getColumn1() const { return m_sColumn1; }
     const std::string& getTable2() const { return m_sTable2; }
     const std::string& getColumn2() const { return m_sColumn2; }
-    /// The source table of that index; an index that is neither 1 nor 2 is a failed assertion.
-    const std::string& getTable(int a_iIndex) const;
+    /// The source table of the column; an index that is neither 1 nor 2 is a failed assertion.
+    const std::string& getTable(const TableViewColumns& a_oColumn) const
+    {
+        return a_oColumn.isOfTable1() ? m_sTable1 : m_sTable2;
+    }
 
     void addColumn(std::string a_sName, int a_iIndex, std::string a_sSourceColumn);
     /// The first column of the name, null when there is none; lives until a column is added.

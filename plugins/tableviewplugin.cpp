@@ -2,13 +2,12 @@
 
 #include "configmanager/columntable.h"
 #include "plugins/rowreader.h"
-#include "systema/positioncursor.h"
+#include "plugins/tableviewcursor.h"
+#include "plugins/tableviewwalk.h"
 #include "zel/assert.h"
 #include "zel/log.h"
 
 #include <algorithm>
-#include <chrono>
-#include <optional>
 #include <utility>
 
 namespace zel {
@@ -44,87 +43,6 @@ int numberOf(const ValueList& a_oRow, const char* a_pColumn)
     const Value* pValue = a_oRow.find(a_pColumn);
     return pValue == nullptr ? 0 : pValue->getInteger();
 }
-
-/// The columns of the view that are wanted, all when none is named; none when the view lacks one.
-std::optional<TableViewWalk::Columns> wantedColumns(const TableView& a_oView, const NameList& a_lNames)
-{
-    TableViewWalk::Columns lColumns;
-    if (a_lNames.empty()) {
-        for (const auto& oColumn : a_oView) {
-            lColumns.push_back(&oColumn);
-        }
-    }
-    for (const auto& sName : a_lNames) {
-        lColumns.push_back(a_oView.getColumn(sName));
-        if (lColumns.back() == nullptr) {
-            return {};
-        }
-    }
-    return lColumns;
-}
-
-/// A bulk read of a view.
-class JoinedRows : public systema::IRowCursor
-{
-public:
-    JoinedRows(TableViewWalk a_oWalk, const TableViewWalk::Columns& a_lColumns, unsigned int a_iFirst,
-               unsigned int a_iCount)
-        : m_oWalk(std::move(a_oWalk)),
-          m_iSkip(a_iFirst),
-          m_iLeft(a_iCount)
-    {
-        for (const auto* pColumn : a_lColumns) {
-            m_lColumns.add(pColumn->m_sName);
-        }
-    }
-
-    const NameList& getColumns() const override { return m_lColumns; }
-
-    EResultCode fetch(IRowSink& a_oSink) override
-    {
-        if (m_oWalk.isOvertaken()) {
-            return EResultCode::Busy;
-        }
-        const auto oEnd = std::chrono::steady_clock::now() + systema::c_oFetchTime;
-        bool bGoOn = true;
-        while (bGoOn && m_iLeft > 0) {
-            EResultCode eResult = m_oWalk.next();
-            if (eResult == EResultCode::Success && m_oWalk.join() == EResultCode::Success) {
-                eResult = take(a_oSink, bGoOn);
-            }
-            if (eResult != EResultCode::Success) {
-                return eResult;
-            }
-            bGoOn = bGoOn && std::chrono::steady_clock::now() < oEnd;
-        }
-        return m_iLeft > 0 ? EResultCode::Success : EResultCode::NoRow;
-    }
-
-private:
-    EResultCode take(IRowSink& a_oSink, bool& a_bRoom)
-    {
-        if (m_iSkip > 0) {
-            --m_iSkip;
-            return EResultCode::Success;
-        }
-        --m_iLeft;
-        m_oRow.clear();
-        const EResultCode eResult = m_oWalk.fillResult(m_oRow);
-        if (eResult == EResultCode::Success) {
-            for (const auto& [sName, oValue] : m_oRow) {
-                a_oSink.addValue(oValue);
-            }
-            a_bRoom = a_oSink.endRow();
-        }
-        return eResult;
-    }
-
-    TableViewWalk m_oWalk;
-    unsigned int m_iSkip; // joined rows before the first
-    unsigned int m_iLeft; // rows still to be handed over, at most
-    NameList m_lColumns;
-    ValueList m_oRow;
-};
 
 /// A bulk read of the views' names.
 class NameRows : public systema::IRowCursor
@@ -346,29 +264,42 @@ EResultCode TableViewPlugin::getSchema(ColumnList& a_columns, const void* a_hand
     return EResultCode::Success;
 }
 
-EResultCode TableViewPlugin::openWalk(TableViewWalk& a_oWalk, const TableView& a_oView)
+EResultCode TableViewPlugin::openWalk(std::unique_ptr<TableViewWalk>& a_pWalk, const std::string& a_sTable,
+                                      const NameList& a_lColumns, const TableViewColumns* a_pKey)
 {
-    return a_oWalk.open(std::min(sourceSize(a_oView.getTable1()), sourceSize(a_oView.getTable2())));
+    const TableView* pView = findTable(a_sTable);
+    if (pView == nullptr) {
+        return EResultCode::NoTable;
+    }
+    TableViewWalk::Columns lColumns;
+    if (a_lColumns.empty()) {
+        for (const auto& oColumn : *pView) {
+            lColumns.push_back(&oColumn);
+        }
+    }
+    for (const auto& sName : a_lColumns) {
+        lColumns.push_back(pView->getColumn(sName));
+        if (lColumns.back() == nullptr) {
+            return EResultCode::NoKey;
+        }
+    }
+    a_pWalk = std::make_unique<TableViewWalk>(m_oDispatcher, this, *pView, std::move(lColumns), a_pKey);
+    return a_pWalk->open(std::min(sourceSize(pView->getTable1()), sourceSize(pView->getTable2())));
 }
 
 EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
 {
     assertCall(a_handle);
+    a_size = 0;
     if (a_table == c_pRegisteredViews) {
-        a_size = 0;
         return EResultCode::Success;
     }
-    const TableView* pView = findTable(a_table);
-    if (pView == nullptr) {
-        return EResultCode::NoTable;
-    }
-    a_size = 0;
-    TableViewWalk oWalk(m_oDispatcher, this, *pView, *wantedColumns(*pView, {}));
-    EResultCode eResult = openWalk(oWalk, *pView);
+    std::unique_ptr<TableViewWalk> pWalk;
+    EResultCode eResult = openWalk(pWalk, a_table, {});
     ValueList oRow;
-    while (eResult == EResultCode::Success && (eResult = oWalk.next()) == EResultCode::Success) {
+    while (eResult == EResultCode::Success && (eResult = pWalk->next()) == EResultCode::Success) {
         oRow.clear();
-        a_size += oWalk.join() == EResultCode::Success && oWalk.fillResult(oRow) == EResultCode::Success;
+        a_size += pWalk->join() == EResultCode::Success && pWalk->fillResult(oRow) == EResultCode::Success;
     }
     return eResult == EResultCode::NoRow ? EResultCode(EResultCode::Success) : eResult;
 }
@@ -382,19 +313,11 @@ EResultCode TableViewPlugin::selectRow(ValueList& a_row, const void* a_handle, c
                    ? selectColumns(a_row, m_lViews[a_index].m_oView, c_aRegistered, a_columns)
                    : EResultCode(EResultCode::NoRow);
     }
-    const TableView* pView = findTable(a_table);
-    if (pView == nullptr) {
-        return EResultCode::NoTable;
-    }
-    const auto lColumns = wantedColumns(*pView, a_columns);
-    if (!lColumns) {
-        return EResultCode::NoKey;
-    }
-    TableViewWalk oWalk(m_oDispatcher, this, *pView, *lColumns);
-    EResultCode eResult = openWalk(oWalk, *pView);
-    while (eResult == EResultCode::Success && (eResult = oWalk.next()) == EResultCode::Success) {
-        if (oWalk.join() == EResultCode::Success && a_index-- == 0) {
-            return oWalk.fillResult(a_row);
+    std::unique_ptr<TableViewWalk> pWalk;
+    EResultCode eResult = openWalk(pWalk, a_table, a_columns);
+    while (eResult == EResultCode::Success && (eResult = pWalk->next()) == EResultCode::Success) {
+        if (pWalk->join() == EResultCode::Success && a_index-- == 0) {
+            return pWalk->fillResult(a_row);
         }
     }
     return eResult;
@@ -418,46 +341,48 @@ EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, c
         return EResultCode::NoTable;
     }
     const TableViewColumns* pKey = pView->getColumn(a_keyColumn);
-    auto lColumns = wantedColumns(*pView, a_columns);
-    if (pKey == nullptr || !lColumns) {
+    if (pKey == nullptr) {
         return EResultCode::NoKey;
     }
-    const std::string& sKeyTable = pView->getTable(pKey->m_iIndex);
-    if (findTable(sKeyTable) != nullptr) {
-        return EResultCode::NoTable;
-    }
-    // What a key means is for its table to say: the value that it finds there is looked for in the view.
     std::string sWanted = a_keyValue;
-    ValueList oSource;
-    EResultCode eResult = m_oDispatcher.selectKey(oSource, this, sKeyTable, pKey->m_sSourceColumn, a_keyValue,
-                                                  {pKey->m_sSourceColumn});
-    if (eResult == EResultCode::Success) {
-        const Value* pFound = oSource.find(pKey->m_sSourceColumn);
-        if (pFound == nullptr) {
-            return EResultCode::NoKey;
-        }
-        if (pFound->getType() == systema::EDataType::Null) { // as every value of such a column reads
-            return EResultCode::NoRow;
-        }
-        sWanted = pFound->toText();
-    } else if (eResult != EResultCode::NoRow || pKey->m_iIndex == 2) {
+    EResultCode eResult = findValue(sWanted, pView->getTable(*pKey), pKey->m_sSourceColumn);
+    // Of table 1 it may still be the default row's, which can be a partner though keys do not find it.
+    if (eResult != EResultCode::Success && (eResult != EResultCode::NoRow || !pKey->isOfTable1())) {
         return eResult;
-    } // else the partner may be the default row, which keys do not find
-    TableViewWalk oWalk(m_oDispatcher, this, *pView, *lColumns, pKey);
+    }
+    std::unique_ptr<TableViewWalk> pWalk;
+    eResult = openWalk(pWalk, a_table, a_columns, pKey);
     const auto hasKey = [&] {
-        const Value* pValue = oWalk.find(*pKey);
+        const Value* pValue = pWalk->find(*pKey);
         return pValue != nullptr && pValue->getType() != systema::EDataType::Null &&
                pValue->toText() == sWanted;
     };
-    const bool bKnownBefore = pKey->m_iIndex == 2; // and what has another value need not be joined
-    eResult = openWalk(oWalk, *pView);
-    while (eResult == EResultCode::Success && (eResult = oWalk.next()) == EResultCode::Success) {
+    while (eResult == EResultCode::Success && (eResult = pWalk->next()) == EResultCode::Success) {
         ValueList oRow;
-        if ((!bKnownBefore || hasKey()) && oWalk.join() == EResultCode::Success && hasKey() &&
-            oWalk.fillResult(oRow) == EResultCode::Success) {
+        // What table 2 alone rules out need not be joined.
+        if ((pKey->isOfTable1() || hasKey()) && pWalk->join() == EResultCode::Success && hasKey() &&
+            pWalk->fillResult(oRow) == EResultCode::Success) {
             a_row = std::move(oRow);
             return EResultCode::Success;
         }
+    }
+    return eResult;
+}
+
+EResultCode TableViewPlugin::findValue(std::string& a_sKey, const std::string& a_sTable,
+                                       const std::string& a_sColumn)
+{
+    if (findTable(a_sTable) != nullptr) {
+        return EResultCode::NoTable;
+    }
+    ValueList oRow;
+    const EResultCode eResult = m_oDispatcher.selectKey(oRow, this, a_sTable, a_sColumn, a_sKey, {a_sColumn});
+    if (eResult == EResultCode::Success) {
+        const Value* pValue = oRow.find(a_sColumn);
+        if (pValue == nullptr) {
+            return EResultCode::NoKey;
+        }
+        a_sKey = pValue->toText();
     }
     return eResult;
 }
@@ -470,19 +395,10 @@ EResultCode TableViewPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_cu
     if (a_table == c_pRegisteredViews) {
         return openNames(a_cursor, a_first, a_count, a_columns);
     }
-    const TableView* pView = findTable(a_table);
-    if (pView == nullptr) {
-        return EResultCode::NoTable;
-    }
-    const auto lColumns = wantedColumns(*pView, a_columns);
-    if (!lColumns) {
-        return EResultCode::NoKey;
-    }
-    TableViewWalk oWalk(m_oDispatcher, this, *pView, *lColumns);
-    const EResultCode eResult = openWalk(oWalk, *pView);
+    std::unique_ptr<TableViewWalk> pWalk;
+    const EResultCode eResult = openWalk(pWalk, a_table, a_columns);
     if (eResult == EResultCode::Success) {
-        const unsigned int iCount = lColumns->empty() ? 0 : a_count; // rows of no columns cannot be sent
-        a_cursor = std::make_unique<JoinedRows>(std::move(oWalk), *lColumns, a_first, iCount);
+        a_cursor = std::make_unique<TableViewCursor>(std::move(pWalk), a_first, a_count);
     }
     return eResult;
 }

@@ -9,13 +9,16 @@
 #include "configmanager/genericconfigplugin.h"
 #include "configmanager/genericsubscriber.h"
 #include "plugins/tableview.h"
-#include "plugins/tableviewwalk.h"
 #include "systema/configdispatcher.h"
 #include "systema/rowsource.h"
 
+#include <memory>
+#include <string>
 #include <vector>
 
 namespace zel {
+
+class TableViewWalk;
 
 class TableViewPlugin : public configmanager::serverlib::GenericConfigPlugin, public systema::IRowSource
 {
@@ -76,7 +79,14 @@ private:
 
     systema::EResultCode openNames(std::unique_ptr<systema::IRowCursor>& a_cursor, unsigned int a_iFirst,
                                    unsigned int a_iCount, const systema::NameList& a_lColumns) const;
-    systema::EResultCode openWalk(TableViewWalk& a_oWalk, const TableView& a_oView);
+    /// 0, 8, 9; else why table 2 cannot be read.
+    systema::EResultCode openWalk(std::unique_ptr<TableViewWalk>& a_pWalk, const std::string& a_sTable,
+                                  const systema::NameList& a_lColumns,
+                                  const TableViewColumns* a_pKey = nullptr);
+    /// What a key means is for its table to say: makes the key the value that it finds there. 0; 9 when the
+    /// row lacks the column; else the table's answer.
+    systema::EResultCode findValue(std::string& a_sKey, const std::string& a_sTable,
+                                   const std::string& a_sColumn);
     unsigned int sourceSize(const std::string& a_sTable);
     systema::ColumnList sourceSchema(const std::string& a_sTable);
 

@@ -30,9 +30,9 @@ EResultCode TableViewWalk::open(unsigned int a_iRows)
         return EResultCode::Success;
     }
     m_iVersionsAtOpen = getVersions();
-    m_lColumns1 = sourceColumns(1, m_oView.getColumn1());
+    m_lColumns1 = sourceColumns(1, m_oView.getTable1(), m_oView.getColumn1());
     return m_oSource.openRows(m_pRows, m_pHandle, m_oView.getTable2(), 0, a_iRows,
-                              sourceColumns(2, m_oView.getColumn2()));
+                              sourceColumns(2, m_oView.getTable2(), m_oView.getColumn2()));
 }
 
 unsigned long TableViewWalk::getVersions() const
@@ -46,7 +46,8 @@ bool TableViewWalk::isOvertaken() const
     return m_pRows != nullptr && getVersions() != m_iVersionsAtOpen;
 }
 
-NameList TableViewWalk::sourceColumns(int a_iIndex, const std::string& a_sJoinColumn) const
+NameList TableViewWalk::sourceColumns(int a_iIndex, const std::string& a_sTable,
+                                      const std::string& a_sJoinColumn) const
 {
     NameList lNames{a_sJoinColumn};
     const auto add = [&](const TableViewColumns& a_oColumn) {
@@ -61,7 +62,7 @@ NameList TableViewWalk::sourceColumns(int a_iIndex, const std::string& a_sJoinCo
         add(*m_pKey);
     }
     systema::ColumnList lSchema;
-    m_oSource.getSchema(lSchema, m_pHandle, m_oView.getTable(a_iIndex));
+    m_oSource.getSchema(lSchema, m_pHandle, a_sTable);
     // A stored table would refuse the others for one that it lacks, and a virtual one may have columns that
     // it does not announce: then the rows are read whole, to show what is in them.
     const bool bAnnounced = std::ranges::all_of(
@@ -87,8 +88,7 @@ EResultCode TableViewWalk::join()
 
 const Value* TableViewWalk::find(const TableViewColumns& a_oColumn) const
 {
-    const bool bFirst = &m_oView.getTable(a_oColumn.m_iIndex) == &m_oView.getTable1();
-    return (bFirst ? m_oRow1 : m_oRow2).find(a_oColumn.m_sSourceColumn);
+    return (a_oColumn.isOfTable1() ? m_oRow1 : m_oRow2).find(a_oColumn.m_sSourceColumn);
 }
 
 EResultCode TableViewWalk::fillResult(ValueList& a_oRow) const
@@ -97,8 +97,7 @@ EResultCode TableViewWalk::fillResult(ValueList& a_oRow) const
         const Value* pValue = find(*pColumn);
         if (pValue == nullptr) {
             ZEL_Sysloglevel_error(m_iModule, here(), "Could not find colum `%s` in table `%s`",
-                                  pColumn->m_sSourceColumn.c_str(),
-                                  m_oView.getTable(pColumn->m_iIndex).c_str());
+                                  pColumn->m_sSourceColumn.c_str(), m_oView.getTable(*pColumn).c_str());
             return EResultCode::NoKey;
         }
         a_oRow.add(pColumn->m_sName, *pValue);

@@ -23,6 +23,7 @@ public:
     TableViewWalk(systema::ConfigDispatcher& a_oSource, const void* a_pHandle, const TableView& a_oView,
                   Columns a_lColumns, const TableViewColumns* a_pKey = nullptr);
 
+    const Columns& getColumns() const { return m_lColumns; }
     /// Begins before the first of at most that many rows of table 2; none of the tables is asked for 0 rows.
     /// 0, or why table 2 cannot be read.
     systema::EResultCode open(unsigned int a_iRows);
@@ -38,7 +39,8 @@ public:
     systema::EResultCode fillResult(systema::ValueList& a_oRow) const;
 
 private:
-    systema::NameList sourceColumns(int a_iIndex, const std::string& a_sJoinColumn) const;
+    systema::NameList sourceColumns(int a_iIndex, const std::string& a_sTable,
+                                    const std::string& a_sJoinColumn) const;
     unsigned long getVersions() const;
 
     systema::ConfigDispatcher& m_oSource;
