@@ -25,7 +25,7 @@ struct Column
 };
 
 /// A cell of an integer column.
-inline systema::Value integer(long a_iNumber)
+inline systema::Value integer(long long a_iNumber)
 {
     return systema::Value(systema::EDataType::Integer, static_cast<int>(a_iNumber));
 }
@@ -121,7 +121,7 @@ inline bool matchesKey(const systema::Value& a_oCell, const std::string& a_sKeyV
 {
     return a_oCell.getType() == systema::EDataType::Text
                ? a_oCell.getText() == a_sKeyValue
-               : a_oCell.getInteger() == static_cast<int>(std::strtol(a_sKeyValue.c_str(), nullptr, 10));
+               : a_oCell.getInteger() == static_cast<int>(std::strtoll(a_sKeyValue.c_str(), nullptr, 10));
 }
 
 } // namespace configmanager::serverlib

@@ -14,7 +14,7 @@ std::string text(std::string_view a_sToken)
 
 std::int32_t number(std::string_view a_sToken)
 {
-    return static_cast<std::int32_t>(std::strtol(text(a_sToken).c_str(), nullptr, 10));
+    return static_cast<std::int32_t>(std::strtoll(text(a_sToken).c_str(), nullptr, 10));
 }
 
 } // namespace

@@ -54,7 +54,7 @@ CacheEntry makeCacheEntry(const FileParser::Line& a_lTokens)
 {
     CacheEntry oEntry;
     if (!a_lTokens.empty()) {
-        oEntry.m_iExpires = static_cast<std::int32_t>(std::strtol(a_lTokens.back().c_str(), nullptr, 10));
+        oEntry.m_iExpires = static_cast<std::int32_t>(std::strtoll(a_lTokens.back().c_str(), nullptr, 10));
     }
     oEntry.m_sHost = FileParser::getToken(a_lTokens, 4);
     oEntry.m_sAddress = FileParser::getToken(a_lTokens, 5);

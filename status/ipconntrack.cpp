@@ -79,7 +79,7 @@ EResultCode IpConntrack::getRowByKey(const std::string&, ValueList& a_row, const
     }
     if (a_keyColumn == "Id") {
         // The position in the table, though the column has the number of the line: clients rely on both.
-        const auto iPosition = static_cast<unsigned>(std::strtol(a_keyValue.c_str(), nullptr, 10));
+        const auto iPosition = static_cast<unsigned>(std::strtoll(a_keyValue.c_str(), nullptr, 10));
         return read(a_row, rowAt(m_lRows, iPosition - 1), a_columns); // of 0: past any end
     }
     return read(a_row, rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue), a_columns);

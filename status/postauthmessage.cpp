@@ -72,7 +72,7 @@ private:
 /// The number that a part of a message starts with; something else follows it there.
 int toNumber(std::string_view a_sDigits)
 {
-    return static_cast<int>(std::strtol(a_sDigits.data(), nullptr, 10));
+    return static_cast<int>(std::strtoll(a_sDigits.data(), nullptr, 10));
 }
 
 /// Reads two numbers with the separator between them. False when the message has none.
