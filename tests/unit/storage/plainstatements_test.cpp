@@ -117,7 +117,8 @@ private:
     }
 };
 
-/// Draws the arguments of one operation.
+/// Draws the arguments of one operation, each in a statement of its own: compilers differ in the order in
+/// which they evaluate the arguments of a call, but all are to draw the same.
 class Dice
 {
 public:
@@ -152,7 +153,8 @@ public:
     {
         ValueList lValues;
         for (unsigned i = below(20) ? 1 + below(3) : 0; i > 0; --i) {
-            lValues.add(column(), value());
+            const Value oValue = value();
+            lValues.add(column(), oValue);
         }
         return lValues;
     }
@@ -170,7 +172,8 @@ private:
         case 3:
             return Value(4, std::string(oneOf(c_aTexts)));
         default:
-            return Value(4, std::string(below(8500), below(10) ? 'v' : '\''));
+            const char cText = below(10) ? 'v' : '\'';
+            return Value(4, std::string(below(8500), cText));
         }
     }
 
