@@ -2,6 +2,7 @@
 
 #include "tests/row.h"
 #include "tests/unit/storage/database.h"
+#include "tests/unit/systema/rowtexts.h"
 
 using namespace systema;
 using testing::IsEmpty;
@@ -9,36 +10,6 @@ using tests::logged;
 using tests::row;
 
 namespace {
-
-/// Keeps the rows; full after a number of them.
-class Rows : public IRowSink
-{
-public:
-    explicit Rows(const IRowCursor& a_oCursor, std::size_t a_iRoom = 1000000)
-        : m_lColumns(a_oCursor.getColumns()),
-          m_iRoom(a_iRoom)
-    {
-    }
-
-    void addNull() override { add(Value(1)); }
-    void addInteger(int a_iValue) override { add(Value(2, a_iValue)); }
-    void addUnsigned(unsigned a_iValue) override { add(Value(3, static_cast<int>(a_iValue))); }
-    void addText(std::string_view a_sText) override { add(Value(4, std::string(a_sText))); }
-    bool endRow() override
-    {
-        m_lRows.push_back(std::exchange(m_lRow, {}));
-        return m_lRows.size() % m_iRoom != 0;
-    }
-
-    std::vector<ValueList> m_lRows;
-
-private:
-    void add(Value a_oValue) { m_lRow.add(m_lColumns[m_lRow.size()], std::move(a_oValue)); }
-
-    NameList m_lColumns;
-    std::size_t m_iRoom;
-    ValueList m_lRow;
-};
 
 class RowCursorTest : public tests::DatabaseTest
 {
@@ -72,19 +43,26 @@ TEST_F(RowCursorTest, givesTheSameRowsAsPositionByPosition)
         for (const NameList& lColumns : {NameList{}, NameList{"Name"}, NameList{"B", "id", "B", "Odd"}}) {
             for (const unsigned iFirst : {0U, 1U, 3U, 4U, 100U, 4294967295U}) {
                 for (const unsigned iCount : {0U, 1U, 2U, c_iAllRows}) {
-                    std::vector<ValueList> lExpected;
+                    RowTexts oExpected;
+                    NameList lNames;
                     ValueList lRow;
                     for (std::uint64_t i = iFirst; i < std::uint64_t{iFirst} + iCount; ++i) {
                         lRow.clear();
                         if (oDatabase.selectRow(lRow, "T", static_cast<unsigned>(i), lColumns) != 0U) {
                             break;
                         }
-                        lExpected.push_back(lRow);
+                        lNames.clear();
+                        for (const auto& [sName, oValue] : lRow) {
+                            lNames.add(sName);
+                            oExpected.addValue(oValue);
+                        }
+                        oExpected.endRow();
                     }
                     const auto pCursor = cursor(oDatabase, iFirst, iCount, lColumns);
-                    Rows oRows(*pCursor);
+                    RowTexts oRows;
                     EXPECT_EQ(pCursor->fetch(oRows), 10U);
-                    EXPECT_EQ(oRows.m_lRows, lExpected) << iFirst << "+" << iCount;
+                    EXPECT_EQ(oRows.m_lRows, oExpected.m_lRows) << iFirst << "+" << iCount;
+                    EXPECT_TRUE(lNames.empty() || lNames == pCursor->getColumns());
                 }
             }
         }
@@ -114,7 +92,7 @@ TEST_F(RowCursorTest, isOvertakenByAWriteARollbackOrAClose)
         EXPECT_EQ(oDatabase.startTransaction(), 0U);
         const auto pStarted = cursor(oDatabase);
         const auto pNew = cursor(oDatabase);
-        Rows oRows(*pStarted, 1);
+        RowTexts oRows(1);
         EXPECT_EQ(pStarted->fetch(oRows), 0U);
         onEvent(oDatabase);
         for (const auto& pCursor : {pStarted.get(), pNew.get(), pStarted.get()}) {
@@ -130,7 +108,7 @@ TEST_F(RowCursorTest, outlivesTheConnectionAndTheCacheIt)
     SqliteWrapper oDatabase = open();
     auto pFirst = cursor(oDatabase);
     auto pSecond = cursor(oDatabase);
-    Rows oRows(*pFirst, 1);
+    RowTexts oRows(1);
     pFirst->fetch(oRows);
     oDatabase.close();
     pFirst.reset(); // its statement went with the connection
@@ -144,7 +122,7 @@ TEST_F(RowCursorTest, isNotDisturbedByReadsRefusedWritesAndCommits)
     SqliteWrapper oDatabase = open();
     oDatabase.startTransaction();
     const auto pCursor = cursor(oDatabase);
-    Rows oRows(*pCursor, 1);
+    RowTexts oRows(1);
     EXPECT_EQ(pCursor->fetch(oRows), 0U);
     unsigned iSize = 0;
     oDatabase.getSize(iSize, "T");
@@ -163,7 +141,7 @@ TEST_F(RowCursorTest, noticesAnotherConnectionsChangeOfTheTable)
     SqliteWrapper oDatabase = open(false);
     const auto pCursor = cursor(oDatabase);
     EXPECT_EQ(sql("ALTER TABLE T ADD COLUMN More TEXT"), "");
-    Rows oRows(*pCursor);
+    RowTexts oRows;
     EXPECT_EQ(pCursor->fetch(oRows), 2U);
     EXPECT_THAT(oRows.m_lRows, IsEmpty());
 }

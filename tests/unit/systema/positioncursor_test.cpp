@@ -3,6 +3,7 @@
 
 #include "tests/row.h"
 #include "tests/unit/systema/dispatcherfixture.h"
+#include "tests/unit/systema/rowtexts.h"
 
 #include <gmock/gmock.h>
 
@@ -17,29 +18,6 @@ using tests::row;
 
 namespace {
 
-/// Writes the cells down, a text a row, and is full after a number of rows.
-class Sink : public systema::IRowSink
-{
-public:
-    explicit Sink(unsigned a_iRows = 1000) : m_iLeft(a_iRows) {}
-
-    void addNull() override { m_sRow += "null "; }
-    void addInteger(int a_iValue) override { m_sRow += std::to_string(a_iValue) + " "; }
-    void addUnsigned(unsigned int a_iValue) override { m_sRow += std::to_string(a_iValue) + "u "; }
-    void addText(std::string_view a_sText) override { m_sRow.append(a_sText) += " "; }
-    bool endRow() override
-    {
-        m_lRows.push_back(std::exchange(m_sRow, {}));
-        return --m_iLeft > 0;
-    }
-
-    std::vector<std::string> m_lRows;
-
-private:
-    std::string m_sRow;
-    unsigned m_iLeft;
-};
-
 class PositionCursorTest : public DispatcherTest
 {
 protected:
@@ -50,7 +28,7 @@ protected:
     /// Fetches into a sink for that many rows.
     EResultCode fetch(unsigned a_iRows = 1000)
     {
-        Sink oSink(a_iRows);
+        RowTexts oSink(a_iRows);
         const EResultCode eResult = m_pCursor->fetch(oSink);
         m_lRows = oSink.m_lRows;
         return eResult;
@@ -91,7 +69,7 @@ TEST_F(PositionCursorTest, EveryRowHasTheColumnsOfTheFirst)
     ASSERT_EQ(openRows(0, systema::c_iAllRows), EResultCode::Success);
     EXPECT_EQ(m_pCursor->getColumns(), NameList({"Id", "Extra"}));
     EXPECT_EQ(fetch(), EResultCode::NoRow);
-    EXPECT_THAT(m_lRows, ElementsAre("1 x ", "null y ", "4294967295u null "));
+    EXPECT_THAT(m_lRows, ElementsAre("1 'x' ", "null 'y' ", "4294967295u null "));
 }
 
 TEST_F(PositionCursorTest, ATableThatChangesMeanwhileEndsTheRead)
