@@ -2,6 +2,7 @@
 
 #include "tests/row.h"
 #include "tests/unit/storage/database.h"
+#include "tests/unit/systema/rowtexts.h"
 #include "zel/uniquefd.h"
 
 #include <fcntl.h>
@@ -11,8 +12,6 @@
 
 using namespace systema;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using tests::failure;
 using tests::Lines;
 using tests::logged;
@@ -24,22 +23,9 @@ constexpr const char* c_pPeople =
     "CREATE TABLE People (Id INTEGER PRIMARY KEY, Name TEXT UNIQUE, Age INTEGER UNSIGNED);"
     "INSERT INTO People VALUES (0, 'default', 0), (1, 'Ann', 31), (2, 'Bob', 32)";
 
-struct Outcome
-{
-    EResultCode m_eCode;
-    Lines m_lLines;
-};
-
 class SqliteWrapperTest : public tests::DatabaseTest
 {
 protected:
-    static Outcome outcome(const std::function<EResultCode()>& a_oAction)
-    {
-        Outcome oOutcome;
-        oOutcome.m_lLines = logged([&] { oOutcome.m_eCode = a_oAction(); });
-        return oOutcome;
-    }
-
     static unsigned size(SqliteWrapper& a_oDatabase, const std::string& a_sTable = "People")
     {
         unsigned iSize = 999;
@@ -80,32 +66,18 @@ private:
     zel::UniqueFd m_oKept;
 };
 
-class FullSink : public IRowSink
-{
-public:
-    void addNull() override {}
-    void addInteger(int) override {}
-    void addUnsigned(unsigned) override {}
-    void addText(std::string_view) override {}
-    bool endRow() override { return false; }
-};
-
 } // namespace
 
 TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
 {
     sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO T VALUES (1, 'a')");
     SqliteWrapper oDatabase = open();
-    const auto textOf = [](std::size_t a_iLength) { return std::string(a_iLength, 'x'); };
-    const auto limitLine = [](int a_iLimit) {
-        return ElementsAre("SQL string exceeds limit of " + std::to_string(a_iLimit) +
-                           " chars, failed with error: 1 (general failure)");
-    };
-    const auto noRowIsFine = [](EResultCode a_eCode) { return a_eCode == 10 ? EResultCode(0) : a_eCode; };
-    constexpr const char* c_pByText = "SELECT * FROM T WHERE Text = '' AND Id != 0";
+    unsigned iSize = 0;
+    ValueList lRow;
+    ColumnList lColumns;
     const struct
     {
-        int m_iLimit;
+        std::size_t m_iLimit;
         std::string m_sAround; // the statement around the text that fills it
         std::function<EResultCode(const std::string&)> m_oRun;
     } aCases[] = {
@@ -118,51 +90,33 @@ TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
              return oDatabase.updateKey("T", "Id", "1", row({{"Text", s.c_str()}}));
          }},
         {4096, "SELECT Id FROM T WHERE Text = '' AND Id != 0",
+         [&](const std::string& s) { return oDatabase.selectKey(lRow, "T", "Text", s, {"Id"}); }},
+        {4096, "SELECT * FROM T WHERE Text = '' AND Id != 0",
+         [&](const std::string& s) { return oDatabase.deleteKey("T", "Text", s); }},
+        {4096, "SELECT * FROM T WHERE Text = '' AND Id != 0",
          [&](const std::string& s) {
-             ValueList lRow;
-             return noRowIsFine(oDatabase.selectKey(lRow, "T", "Text", s, {"Id"}));
+             return oDatabase.updateKey("T", "Text", s, row({{"Id", 1}}));
          }},
-        {4096, c_pByText,
-         [&](const std::string& s) { return noRowIsFine(oDatabase.deleteKey("T", "Text", s)); }},
-        {4096, c_pByText,
-         [&](const std::string& s) {
-             return noRowIsFine(oDatabase.updateKey("T", "Text", s, row({{"Id", 1}})));
-         }},
+        // Table names alone fill the statements on whole tables.
+        {512, "SELECT * FROM  LIMIT 0,1",
+         [&](const std::string& s) { return oDatabase.getSchema(lColumns, s); }},
+        {512, "SELECT COUNT(*) FROM ", [&](const std::string& s) { return oDatabase.getSize(iSize, s); }},
+        {512, "DELETE FROM  WHERE Id != 0", [&](const std::string& s) { return oDatabase.deleteAll(s); }},
     };
-    for (const auto& oCase : aCases) {
-        const std::size_t iRoom = static_cast<std::size_t>(oCase.m_iLimit) - oCase.m_sAround.size();
-        const Outcome oFits = outcome([&] { return oCase.m_oRun(textOf(iRoom)); });
-        EXPECT_EQ(oFits.m_eCode, 0U) << oCase.m_sAround;
-        EXPECT_THAT(oFits.m_lLines, IsEmpty()) << oCase.m_sAround;
-        const Outcome oOver = outcome([&] { return oCase.m_oRun(textOf(iRoom + 1)); });
-        EXPECT_EQ(oOver.m_eCode, 1U) << oCase.m_sAround;
-        EXPECT_THAT(oOver.m_lLines, limitLine(oCase.m_iLimit)) << oCase.m_sAround;
+    const auto limitLine = [](std::size_t a_iLimit) {
+        return "SQL string exceeds limit of " + std::to_string(a_iLimit) +
+               " chars, failed with error: 1 (general failure)";
+    };
+    for (const auto& [iLimit, sAround, oRun] : aCases) {
+        const std::string sFits(iLimit - sAround.size(), 'x');
+        logged([&] { EXPECT_THAT(oRun(sFits), testing::AnyOf(0U, 8U, 10U)) << sAround; });
+        const Lines lLines = logged([&] { EXPECT_EQ(oRun(sFits + "x"), 1U) << sAround; });
+        EXPECT_EQ(lLines.back(), limitLine(iLimit)) << sAround;
+        EXPECT_TRUE(lLines.size() == 1 || iLimit == 512) << "a long table name is no table either";
     }
     // A doubled quote counts twice.
     const std::string sQuotes((4096 - aCases[0].m_sAround.size()) / 2 + 1, '\'');
-    EXPECT_THAT(outcome([&] { return aCases[0].m_oRun(sQuotes); }).m_lLines, limitLine(4096));
-
-    // Table names alone fill the statements on whole tables.
-    const std::pair<std::string, std::function<EResultCode(const std::string&)>> aWhole[] = {
-        {"SELECT * FROM  LIMIT 0,1",
-         [&](const std::string& s) {
-             ColumnList lColumns;
-             return oDatabase.getSchema(lColumns, s);
-         }},
-        {"SELECT COUNT(*) FROM ",
-         [&](const std::string& s) {
-             unsigned iSize = 0;
-             return oDatabase.getSize(iSize, s);
-         }},
-        {"DELETE FROM  WHERE Id != 0", [&](const std::string& s) { return oDatabase.deleteAll(s); }},
-    };
-    for (const auto& [sAround, oRun] : aWhole) {
-        const std::string sTable = textOf(512 - sAround.size());
-        EXPECT_THAT(outcome([&] { return oRun(sTable); }).m_lLines[2], HasSubstr("no such table"));
-        const Outcome oOver = outcome([&] { return oRun(sTable + "x"); });
-        EXPECT_EQ(oOver.m_eCode, 1U);
-        EXPECT_THAT(oOver.m_lLines.back(), HasSubstr("exceeds limit of 512 chars,")) << sAround;
-    }
+    EXPECT_THAT(logged([&] { aCases[0].m_oRun(sQuotes); }), ElementsAre(limitLine(4096)));
 }
 
 TEST_F(SqliteWrapperTest, aTextCellIsReadUpToANulByte)
@@ -217,11 +171,10 @@ TEST_F(SqliteWrapperTest, aSharedDatabaseShowsWhatOthersDoAtOnce)
     EXPECT_EQ(oDatabase.updateKey("People", "Id", "1", row({{"Extra", "e"}})), 0U);
     sql("DROP TABLE New; ALTER TABLE People DROP COLUMN Extra");
     EXPECT_FALSE(oDatabase.hasTable("New"));
-    const Outcome o = outcome([&] {
-        return oDatabase.updateKey("People", "Id", "1", row({{"Extra", "e"}}));
-    });
-    EXPECT_EQ(o.m_eCode, 8U);
-    EXPECT_THAT(o.m_lLines, ElementsAre("Error 1 (no such column: Extra)", failure("exec", 8)));
+    EXPECT_THAT(logged([&] {
+                    EXPECT_EQ(oDatabase.updateKey("People", "Id", "1", row({{"Extra", "e"}})), 8U);
+                }),
+                ElementsAre("Error 1 (no such column: Extra)", failure("exec", 8)));
 }
 
 TEST_F(SqliteWrapperTest, aReadThatFailsIsNotRemembered)
@@ -238,8 +191,8 @@ TEST_F(SqliteWrapperTest, aReadThatFailsIsNotRemembered)
         EXPECT_EQ(oDatabase.updateKey("People", "Id", "1", row({{"Age", 1}})), 10U);
         std::unique_ptr<IRowCursor> pCursor;
         EXPECT_EQ(oDatabase.openRows(pCursor, "People", 0, 1, {}), 0U);
-        FullSink oSink;
-        EXPECT_EQ(outcome([&] { return pCursor->fetch(oSink); }).m_lLines,
+        RowTexts oSink;
+        EXPECT_EQ(logged([&] { EXPECT_EQ(pCursor->fetch(oSink), 1U); }),
                   (Lines{"Error 10 (disk I/O error)", failure("selectRow", 1)}));
         EXPECT_EQ(pCursor->fetch(oSink), 1U);
     }
