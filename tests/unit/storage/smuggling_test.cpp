@@ -45,20 +45,7 @@ protected:
 TEST_F(SmugglingTest, whatBreaksOutOfAStatementIsTheSyntaxErrorThatItWouldBe)
 {
     using Texts = std::vector<std::string>;
-    const Texts lColumns = {"T; DROP TABLE T; --",
-                            "Id = 1 OR 1",
-                            "(SELECT Secret FROM Hidden)",
-                            "Secret FROM Hidden --",
-                            "load_extension('evil')",
-                            "1 UNION SELECT * FROM Hidden",
-                            "Id /*",
-                            "main.T",
-                            "\"T\"",
-                            "[T]",
-                            "Id AS Secret",
-                            "Id\n",
-                            "?1",
-                            ""};
+    const Texts lColumns = {"T; DROP TABLE T; --", "(SELECT Secret FROM Hidden)", "Id AS Secret", "Id\n", ""};
     const Texts lKeys = {"1' OR '1'='1", "1'; ATTACH 'evil.db' AS e; --",
                          "' UNION SELECT Secret FROM Hidden --", "1''", "'"};
     {
@@ -114,31 +101,12 @@ TEST_F(SmugglingTest, behindTheNamesSqliteItselfRefusesTheRest)
 {
     {
         const SqliteWrapper oDatabase = open();
-        for (const char* pText : {"DROP TABLE T",
-                                  "CREATE TABLE X (Id)",
-                                  "CREATE TEMP TABLE X (Id)",
-                                  "ALTER TABLE T RENAME TO U",
-                                  "CREATE TRIGGER X AFTER UPDATE ON T BEGIN SELECT 1; END",
-                                  "CREATE VIEW X AS SELECT 1",
-                                  "CREATE INDEX X ON T (Name)",
-                                  "ATTACH 'evil.db' AS Evil",
-                                  "PRAGMA writable_schema = ON",
-                                  "PRAGMA journal_mode = OFF",
-                                  "PRAGMA foreign_keys = OFF",
-                                  "VACUUM",
-                                  "VACUUM INTO 'evil.db'",
-                                  "ANALYZE",
-                                  "SAVEPOINT S",
-                                  "DELETE FROM sqlite_master",
-                                  "DELETE FROM sqlite_sequence",
-                                  "UPDATE sqlite_master SET sql = ''",
-                                  "INSERT INTO SQLite_Master VALUES (1, 2, 3, 4, 5)",
-                                  "SELECT load_extension('evil')",
-                                  "SELECT randomblob(10)",
-                                  "UPDATE T SET Name = hex(Name)",
-                                  "DELETE FROM T WHERE abs(Id) > 0",
-                                  "SELECT CURRENT_TIMESTAMP",
-                                  "CREATE VIRTUAL TABLE X USING fts4(a)"}) {
+        for (const char* pText :
+             {"DROP TABLE T", "CREATE TEMP TABLE X (Id)", "ATTACH 'evil.db' AS Evil",
+              "PRAGMA journal_mode = OFF", "VACUUM INTO 'evil.db'", "SAVEPOINT S",
+              "DELETE FROM sqlite_sequence", "INSERT INTO SQLite_Master VALUES (1, 2, 3, 4, 5)",
+              "SELECT load_extension('evil')", "UPDATE T SET Name = hex(Name)",
+              "DELETE FROM T WHERE abs(Id) > 0", "SELECT CURRENT_TIMESTAMP"}) {
             const Lines lLines = logged([&] { EXPECT_NE(oDatabase.exec(pText), 0U) << pText; });
             ASSERT_EQ(lLines.size(), 2U) << pText;
             EXPECT_THAT(lLines[0],
