@@ -6,7 +6,6 @@
 #include <fstream>
 #include <signal.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -71,7 +70,7 @@ protected:
     }
 };
 
-/// A directory that can be filled up; without the right to mount, it is the size of files that is limited.
+/// A directory that can be filled up. Needs the right to mount.
 class SmallDisk
 {
 public:
@@ -79,44 +78,28 @@ public:
         : m_sPath(a_sPath),
           m_bMounted(::mount("tmpfs", a_sPath.c_str(), "tmpfs", 0, "size=2m") == 0)
     {
-        ::getrlimit(RLIMIT_FSIZE, &m_oLimit);
-        ::signal(SIGXFSZ, SIG_IGN);
     }
     ~SmallDisk()
     {
-        empty();
         if (m_bMounted) {
             ::umount2(m_sPath.c_str(), MNT_DETACH);
         }
-        ::signal(SIGXFSZ, SIG_DFL);
     }
     SmallDisk(const SmallDisk&) = delete;
     SmallDisk& operator=(const SmallDisk&) = delete;
 
     bool isMounted() const { return m_bMounted; }
 
-    void fill(const std::string& a_sFile, std::size_t a_iFree)
+    void fill(std::size_t a_iFree) const
     {
-        if (m_bMounted) {
-            const auto iSize = std::filesystem::space(m_sPath).available - a_iFree;
-            std::ofstream(m_sPath + "/ballast") << std::string(iSize, 'x');
-        } else {
-            rlimit oLimit = m_oLimit;
-            oLimit.rlim_cur = std::filesystem::file_size(a_sFile) / 2;
-            ::setrlimit(RLIMIT_FSIZE, &oLimit);
-        }
+        const auto iSize = std::filesystem::space(m_sPath).available - a_iFree;
+        std::ofstream(m_sPath + "/ballast") << std::string(iSize, 'x');
     }
-
-    void empty()
-    {
-        std::filesystem::remove(m_sPath + "/ballast");
-        ::setrlimit(RLIMIT_FSIZE, &m_oLimit);
-    }
+    void empty() const { std::filesystem::remove(m_sPath + "/ballast"); }
 
 private:
-    std::string m_sPath;
-    bool m_bMounted;
-    rlimit m_oLimit{};
+    const std::string m_sPath;
+    const bool m_bMounted;
 };
 
 } // namespace
@@ -157,11 +140,13 @@ TEST_F(JournalVfsTest, aFullDiskRollsBack)
             }
             SCOPED_TRACE(std::to_string(iRows) + " rows, free " + std::to_string(iFree));
             SmallDisk oDisk(m_oDir.path());
-            std::filesystem::remove(file());
+            if (!oDisk.isMounted()) {
+                GTEST_SKIP() << "may not mount a file system";
+            }
             create(iRows);
             SqliteConnection oConnection = connect();
             EXPECT_EQ(getRound(oConnection), 0);
-            oDisk.fill(file(), iFree);
+            oDisk.fill(iFree);
             const auto lLines = logged([&] {
                 EXPECT_EQ(oConnection.startTransaction(), EResultCode::Success);
                 EXPECT_FALSE(update(oConnection) == EResultCode::Success &&
@@ -171,35 +156,18 @@ TEST_F(JournalVfsTest, aFullDiskRollsBack)
                 }
             });
             EXPECT_FALSE(lLines.empty());
-            if (oDisk.isMounted()) {
-                EXPECT_EQ(getRound(oConnection), 0);
-            }
-            oDisk.empty();
             EXPECT_EQ(getRound(oConnection), 0);
+            oDisk.empty();
             EXPECT_EQ(update(oConnection), EResultCode::Success);
             EXPECT_EQ(getRound(oConnection), 1);
-            oConnection.close();
-            EXPECT_EQ(sql("PRAGMA integrity_check; SELECT DISTINCT Round FROM T"), "ok|1|");
-        }
-    }
-}
-
-TEST_F(JournalVfsTest, aRollbackRestoresAllPages)
-{
-    for (const int iRows : {c_iFew, c_iMany}) {
-        std::filesystem::remove(file());
-        create(iRows);
-        SqliteConnection oConnection = connect();
-        for (int iRound = 0; iRound < 3; ++iRound) {
             EXPECT_EQ(oConnection.startTransaction(), EResultCode::Success);
             EXPECT_EQ(update(oConnection), EResultCode::Success);
             EXPECT_EQ(oConnection.exec("DELETE FROM T"), EResultCode::Success);
             EXPECT_EQ(oConnection.rollbackTransaction(), EResultCode::Success);
-            EXPECT_EQ(getRound(oConnection), iRound);
-            EXPECT_EQ(update(oConnection), EResultCode::Success);
+            EXPECT_EQ(getRound(oConnection), 1);
+            oConnection.close();
+            EXPECT_EQ(sql("PRAGMA integrity_check; SELECT count(*), max(Round) FROM T"),
+                      "ok|" + std::to_string(iRows) + "|1|");
         }
-        oConnection.close();
-        EXPECT_EQ(sql("PRAGMA integrity_check; SELECT count(*), max(Round) FROM T"),
-                  "ok|" + std::to_string(iRows) + "|3|");
     }
 }
