@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
 #include <memory>
 
 using systema::EResultCode;
@@ -15,37 +14,7 @@ using zel::cfg::PersistScript;
 
 namespace {
 
-class Subscriber : public systema::IConfigSubscriber
-{
-public:
-    void notify(const NameList& a_changedTables) override
-    {
-        m_lTold.push_back(a_changedTables);
-        if (m_oWhenTold) {
-            m_oWhenTold();
-        }
-    }
-    std::vector<NameList> take() { return std::exchange(m_lTold, {}); }
-
-    std::function<void()> m_oWhenTold;
-
-private:
-    std::vector<NameList> m_lTold;
-};
-
-class ChangeTest : public DispatcherTest
-{
-protected:
-    /// What the subscriber is told by one sending.
-    std::vector<NameList> told(Subscriber& a_oSubscriber)
-    {
-        m_oDispatcher.sendNotifications();
-        return a_oSubscriber.take();
-    }
-
-    Subscriber m_oFirst;
-    Subscriber m_oSecond;
-};
+using ChangeTest = DispatcherTest;
 
 } // namespace
 

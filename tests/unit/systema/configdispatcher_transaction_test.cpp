@@ -60,14 +60,8 @@ TEST_F(TransactionTest, AFailingCommitRollsTheRestBackAndTellsOnlyWhatWasCommitt
                                       "fourth.rollbackTransaction"));
     EXPECT_FALSE(m_oDispatcher.isTransactionOpen());
 
-    struct Listener : systema::IConfigSubscriber
-    {
-        void notify(const NameList& a_changedTables) override { m_lTold = a_changedTables; }
-        NameList m_lTold;
-    } oListener;
-    m_oDispatcher.subscribe(oListener, {"Stored", "Third", "Fourth"});
-    m_oDispatcher.sendNotifications();
-    EXPECT_EQ(oListener.m_lTold, NameList({"Stored"}));
+    m_oDispatcher.subscribe(m_oFirst, {"Stored", "Third", "Fourth"});
+    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored"})));
 }
 
 TEST_F(TransactionTest, ARollbackGoesThroughEveryPluginAndReportsTheFirstFailure)

@@ -1,5 +1,5 @@
 // What the tests of the dispatcher share: a dispatcher with a clock that the test turns, a plugin with a
-// virtual and one with a stored table.
+// virtual and one with a stored table, and subscribers.
 #pragma once
 
 #include "systema/configdispatcher.h"
@@ -8,7 +8,29 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <functional>
 #include <string>
+#include <utility>
+#include <vector>
+
+/// Keeps what it is told.
+class Subscriber : public systema::IConfigSubscriber
+{
+public:
+    void notify(const systema::NameList& a_changedTables) override
+    {
+        m_lTold.push_back(a_changedTables);
+        if (m_oWhenTold) {
+            m_oWhenTold();
+        }
+    }
+    std::vector<systema::NameList> take() { return std::exchange(m_lTold, {}); }
+
+    std::function<void()> m_oWhenTold;
+
+private:
+    std::vector<systema::NameList> m_lTold;
+};
 
 class DispatcherTest : public testing::Test
 {
@@ -23,6 +45,12 @@ protected:
         m_oDispatcher.attachTables(m_oStored);
     }
 
+    /// What the subscriber is told by one sending.
+    std::vector<NameList> told(Subscriber& a_oSubscriber)
+    {
+        m_oDispatcher.sendNotifications();
+        return a_oSubscriber.take();
+    }
     EResultCode write(const void* a_pClient, const std::string& a_sTable)
     {
         return m_oDispatcher.insertRow(a_pClient, a_sTable, {});
@@ -42,6 +70,9 @@ protected:
     ConfigDispatcher m_oDispatcher{[this] { return ConfigDispatcher::Clock::time_point(m_oNow); }};
     RecordingPlugin m_oVirtual{"virtual", {"Virtual"}, m_lCalls};
     StoredPlugin m_oStored{"stored", {"Stored"}, m_lCalls};
+
+    Subscriber m_oFirst;
+    Subscriber m_oSecond;
 
     // Handles of two connections.
     const void* const m_pMe = &m_lCalls;
