@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <memory>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 #include <vector>
 
@@ -161,25 +159,6 @@ TEST_F(EventDispatcherTest, ACancelledTimerDoesNotRun)
     m_oEvents.cancelTimer(oSecond);
     EXPECT_EQ(m_oEvents.handleEvents(0), 0);
     EXPECT_FALSE(bRan);
-}
-
-TEST_F(EventDispatcherTest, ASignalEndsTheWait)
-{
-    struct sigaction oOld
-    {
-    };
-    struct sigaction oAction
-    {
-    };
-    oAction.sa_handler = [](int) {};
-    ::sigaction(SIGALRM, &oAction, &oOld);
-    // Again and again, because the first may come before the wait begins.
-    const itimerval oEvery{{0, 1000}, {0, 1000}};
-    ::setitimer(ITIMER_REAL, &oEvery, nullptr);
-    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 0);
-    const itimerval oNever{};
-    ::setitimer(ITIMER_REAL, &oNever, nullptr);
-    ::sigaction(SIGALRM, &oOld, nullptr);
 }
 
 TEST_F(EventDispatcherTest, NoTimerRunsBetweenEndPassAndTheEndOfThePass)
