@@ -56,22 +56,6 @@ TEST(LinkInfo, CountersStartAgainAfter32Bits)
     EXPECT_EQ(parseLinkInfo(message(0)), c_oWhole);
 }
 
-TEST(LinkInfo, WhatACutMessageLacksIsLacking)
-{
-    const std::string sMessage = message(0);
-    EXPECT_EQ(parseLinkInfo({}), std::nullopt);
-    std::size_t iSteps = 0;
-    std::optional<LinkInfo> oBefore;
-    for (std::size_t iSize = 0; iSize <= sMessage.size(); ++iSize) {
-        const std::string sCut = sMessage.substr(0, iSize); // of its own, so that reading past it is seen
-        const auto oLink = parseLinkInfo(sCut);
-        iSteps += oLink != oBefore ? 1 : 0;
-        oBefore = oLink;
-    }
-    EXPECT_EQ(oBefore, c_oWhole);
-    EXPECT_EQ(iSteps, 5U) << "a device, up, with MAC address, with MTU, with counters";
-}
-
 TEST(LinkInfo, AnAttributeOfABadLengthEndsTheMessage)
 {
     for (const unsigned short iLength : {0, 3, 0xffff}) {
