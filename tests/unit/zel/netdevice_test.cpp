@@ -108,24 +108,3 @@ TEST_F(NetDeviceTest, IsDownWhileThereIsNoDeviceOfItsName)
         EXPECT_EQ(state(sName), c_sNone) << sName;
     }
 }
-
-TEST_F(NetDeviceTest, CountsWithoutLookingAtTheRest)
-{
-    addLan();
-    ip("link set lan up");
-    NetDevice oLan("lan");
-    NetDevice oPeer("peer");
-    const auto oLanBefore = oLan.getState().m_oCounters;
-    const auto oPeerBefore = oPeer.getState().m_oCounters;
-    sendFrame("lan");
-    ip("link set lan mtu 1300");
-    oLan.refreshStatistics();
-    oPeer.refreshStatistics();
-    EXPECT_EQ(oLan.getState().m_oCounters.m_iTxPackets, oLanBefore.m_iTxPackets + 1);
-    EXPECT_EQ(oLan.getState().m_oCounters.m_iTxBytes, oLanBefore.m_iTxBytes + c_iFrameSize);
-    EXPECT_EQ(oPeer.getState().m_oCounters.m_iRxPackets, oPeerBefore.m_iRxPackets + 1);
-    EXPECT_EQ(oPeer.getState().m_oCounters.m_iRxBytes, oPeerBefore.m_iRxBytes + c_iFrameSize);
-    EXPECT_EQ(oLan.getState().m_iMTU, 1400U);
-    oLan.refresh();
-    EXPECT_EQ(oLan.getState().m_iMTU, 1300U);
-}
