@@ -53,7 +53,7 @@ TEST_F(BusPolicy, OnlyTheServicesUserIsBelieved)
 
     await("1", [&] { return at("NetifCounter", "Name", "eth0", "Up"); });
     EXPECT_EQ("result 10", at("NetifCounter", "Name", "forged", "Up"));
-    EXPECT_EQ(1U, count("DhcpLeases"));
+    EXPECT_EQ(1U, client().count("DhcpLeases"));
     EXPECT_EQ("1", at("DhcpLeases", "MacAddress", "true", "Expires"));
     EXPECT_EQ("1", at("StatusNetifWatch", "Name", "eth0", "IsLinkUp")) << "the daemon may not ask";
 }

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <regex>
 #include <sched.h>
 #include <sstream>
 #include <sys/ioctl.h>
@@ -27,11 +28,31 @@ unsigned Client::info(const std::string& a_sName)
     return pValue ? pValue->getUnsigned() : 0;
 }
 
+unsigned Client::count(const std::string& a_sTable)
+{
+    const auto oSize = call(request::GetSize{a_sTable});
+    EXPECT_TRUE(oSize.ok()) << a_sTable << ": " << oSize.text();
+    return *oSize;
+}
+
 std::string Client::cell(const std::string& a_sTable, int a_iId, const std::string& a_sColumn)
 {
     const std::string sId = std::to_string(a_iId);
     const auto oRow = call(request::SelectKey{a_sTable, "Id", sId, {a_sColumn}});
     return oRow.ok() ? oRow->getValue(a_sColumn).toText() : "result " + std::to_string(oRow.code());
+}
+
+std::vector<std::string> Client::rows(const std::string& a_sTable, const NameList& a_lColumns)
+{
+    const auto oRows = call(request::SelectRows{a_sTable, a_lColumns});
+    EXPECT_TRUE(oRows.ok()) << a_sTable << ": " << oRows.text();
+    std::vector<std::string> lRows(oRows->size());
+    for (std::size_t i = 0; i < oRows->size(); ++i) {
+        for (const auto& oCell : (*oRows)[i].m_lCells) {
+            lRows[i] += (lRows[i].empty() ? "" : " ") + oCell.toValue().toText();
+        }
+    }
+    return lRows;
 }
 
 std::vector<std::string> Client::changes()
@@ -41,6 +62,16 @@ std::vector<std::string> Client::changes()
         lTables.push_back(**oTable);
     }
     std::ranges::sort(lTables);
+    return lTables;
+}
+
+std::set<std::string> Client::changes(std::size_t a_iCount)
+{
+    std::set<std::string> lTables;
+    EXPECT_TRUE(eventually([&] {
+        std::ranges::move(changes(), std::inserter(lTables, lTables.end()));
+        return lTables.size() >= a_iCount;
+    })) << lTables.size();
     return lTables;
 }
 
@@ -57,19 +88,21 @@ void DaemonTest::TearDown()
     }
 }
 
-std::vector<std::string> DaemonTest::paths() const
+std::vector<std::string> DaemonTest::paths(const std::vector<std::string>& a_lMore) const
 {
-    return {"-d", m_oSandbox.path("tmp/db"),           "-s", m_sSocket,
-            "-f", m_oSandbox.path("tmp/ledgerd.fifo"), "-p", m_oSandbox.path("var/run"),
-            "-x", m_oSandbox.path("flash/sql")};
+    std::vector<std::string> lOptions{
+        "-d", m_oSandbox.path("tmp/db"),           "-s", m_sSocket,
+        "-f", m_oSandbox.path("tmp/ledgerd.fifo"), "-p", m_oSandbox.path("var/run"),
+        "-x", m_oSandbox.path("flash/sql")};
+    lOptions.insert(lOptions.end(), a_lMore.begin(), a_lMore.end());
+    return lOptions;
 }
 
 void DaemonTest::start(std::vector<std::string> a_lMoreOptions, std::function<void()> a_oInChild)
 {
-    auto lOptions = paths();
-    lOptions.insert(lOptions.end(), a_lMoreOptions.begin(), a_lMoreOptions.end());
     m_pDaemon = std::make_unique<Process>(
-        m_sProgram, Process::Start{lOptions, m_oSandbox.environment(), {}, std::move(a_oInChild)});
+        m_sProgram,
+        Process::Start{paths(a_lMoreOptions), m_oSandbox.environment(), {}, std::move(a_oInChild)});
     const bool bAnswers = eventually([&] {
         systema::client::Connection oProbe({m_sSocket, "probe", c_oDeadline});
         return oProbe.connect().ok() || m_pDaemon->hasEnded();
@@ -132,15 +165,10 @@ std::vector<std::string> DaemonTest::logOf(const std::function<void()>& a_oFunct
     const std::size_t iBefore = m_pDaemon->errors().size();
     a_oFunction();
     std::istringstream oLog(m_pDaemon->errors().substr(iBefore));
+    static const std::regex s_oHead("^\\S+ \\S+ (\\S+) +(\\S+) \\S+: +");
     std::vector<std::string> lLines;
     for (std::string sLine; std::getline(oLog, sLine);) {
-        std::istringstream oWords(sLine);
-        std::string sDay, sTime, sLevel, sModule, sPlace, sText;
-        oWords >> sDay >> sTime >> sLevel >> sModule >> sPlace;
-        if (sPlace.ends_with(':') && std::getline(oWords >> std::ws, sText)) {
-            sLine = sLevel + " " + sModule + " " + sText;
-        }
-        lLines.push_back(sLine);
+        lLines.push_back(std::regex_replace(sLine, s_oHead, "$1 $2 "));
     }
     return lLines;
 }
@@ -159,10 +187,10 @@ std::string DaemonTest::status(const std::string& a_sName) const
     return sStatus.substr(iValue, sStatus.find('\n', iValue) - iValue);
 }
 
-bool mountSmallDisk(const std::string& a_sPlace)
+bool mountSmallDisk(const std::string& a_sPlace, const std::string& a_sSize)
 {
     return ::unshare(CLONE_NEWNS) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           ::mount("none", a_sPlace.c_str(), "tmpfs", 0, "size=4m") == 0;
+           ::mount("none", a_sPlace.c_str(), "tmpfs", 0, ("size=" + a_sSize).c_str()) == 0;
 }
 
 bool canMountSmallDisk(const std::string& a_sPlace)

@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,10 +44,23 @@ public:
         return oStatus.code();
     }
 
+    /// The result codes of requests, one after the other.
+    template<typename... Requests>
+    std::vector<unsigned> codes(const Requests&... a_lRequests)
+    {
+        return {code(a_lRequests)...};
+    }
+
     /// A number of the server's information.
     unsigned info(const std::string& a_sName);
+    /// The number of a table's rows.
+    unsigned count(const std::string& a_sTable);
     /// The cell of the row with the Id, as a person would write it.
     std::string cell(const std::string& a_sTable, int a_iId, const std::string& a_sColumn);
+    /// A table's rows in order of position, each as its cells with blanks between them.
+    std::vector<std::string> rows(const std::string& a_sTable, const NameList& a_lColumns = {});
+    /// Waits until so many tables are told as changed.
+    std::set<std::string> changes(std::size_t a_iCount);
     /// The tables told as changed so far, in order of name.
     std::vector<std::string> changes();
 };
@@ -60,8 +74,8 @@ protected:
 
     /// Starts the daemon with its paths in the sandbox, waits until it answers and connects the client.
     void start(std::vector<std::string> a_lMoreOptions = {}, std::function<void()> a_oInChild = {});
-    /// The options that put every path into the sandbox.
-    std::vector<std::string> paths() const;
+    /// The options that put every path into the sandbox, and more.
+    std::vector<std::string> paths(const std::vector<std::string>& a_lMore = {}) const;
     /// Starts another process of the daemon's program, and waits for its end.
     Finished runDaemon(std::vector<std::string> a_lOptions) const;
     /// Stops the daemon and expects that it ends as it should.
@@ -70,6 +84,8 @@ protected:
     const std::string& socket() const { return m_sSocket; }
     Client& client() { return *m_pClient; }
     Process& daemon() { return *m_pDaemon; }
+    /// The text that setNote writes.
+    std::string note() { return client().cell("Item", 1, "Note"); }
     /// Runs ledgerctl with this daemon.
     Finished ledgerctl(std::vector<std::string> a_lArguments, std::string a_sInput = {}) const;
     /// All rows of all stored tables, as text.
@@ -107,10 +123,16 @@ protected:
     void SetUp() override { start(); }
 };
 
-/// Mounts a disk of 4 MiB at the place, seen by this process and its children alone.
-bool mountSmallDisk(const std::string& a_sPlace);
+/// Mounts a disk of the size at the place, seen by this process and its children alone.
+bool mountSmallDisk(const std::string& a_sPlace, const std::string& a_sSize = "4m");
 /// True when a child may do that.
 bool canMountSmallDisk(const std::string& a_sPlace);
+
+/// The write that most tests make.
+inline request::UpdateKey setNote(const std::string& a_sNote)
+{
+    return {"Item", "Id", "1", row({{"Note", a_sNote.c_str()}})};
+}
 
 inline Value null()
 {

@@ -15,8 +15,8 @@ protected:
     explicit NetTest(const std::string& a_sPolicy = tests::PrivateBus::c_pOpenPolicy);
     void SetUp() override;
 
-    /// Starts the daemon in the namespace, on the bus, and with our programs in front of the system's.
-    void startDaemon(std::vector<std::string> a_lMoreOptions = {});
+    /// Starts the daemon in the namespace.
+    void startDaemon();
     /// Starts the simulator, in place of the one that runs, and waits until it serves.
     void serve(std::vector<std::string> a_lMoreOptions = {}, const std::function<void()>& a_oInChild = {});
     /// Gives the simulator a line to carry out.
@@ -24,14 +24,9 @@ protected:
     /// Runs another process of the simulator's program, and waits for its end.
     Finished netsim(std::vector<std::string> a_lArguments, std::function<void()> a_oInChild = {}) const;
 
-    /// Puts a program in front of the system's, in place of the one that is there.
-    void setProgram(const std::string& a_sName, const std::string& a_sShellScript) const;
-
     /// A cell of the first row whose column has the value.
     std::string at(const std::string& a_sTable, const std::string& a_sKeyColumn, const std::string& a_sKey,
                    const std::string& a_sColumn);
-    /// The number of rows.
-    unsigned count(const std::string& a_sTable);
     /// Waits until the function gives the value.
     static void await(const std::string& a_sValue, const std::function<std::string()>& a_oFunction);
 
@@ -42,8 +37,6 @@ protected:
     tests::PrivateBus m_oBus;
 
 private:
-    std::vector<std::pair<std::string, std::string>> environment() const;
-
     const std::string m_sNetsim; // where every user can run it
     zel::UniqueFd m_oCommands;   // keeps the FIFO open, so that its reader finds no end
     std::unique_ptr<Process> m_pServices;

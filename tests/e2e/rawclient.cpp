@@ -131,6 +131,15 @@ std::optional<Frame> RawClient::receive()
     return oFrame;
 }
 
+std::optional<unsigned> RawClient::receiveLast()
+{
+    auto oFrame = receive();
+    while (oFrame && oFrame->m_eKind == EKind::Part) {
+        oFrame = receive();
+    }
+    return oFrame ? std::optional(oFrame->m_iCode) : std::nullopt;
+}
+
 std::optional<unsigned> RawClient::receiveCode(std::uint32_t a_iId)
 {
     const auto oFrame = receive();
@@ -140,6 +149,18 @@ std::optional<unsigned> RawClient::receiveCode(std::uint32_t a_iId)
     EXPECT_EQ(EKind::Reply, oFrame->m_eKind);
     EXPECT_EQ(a_iId, oFrame->m_iId);
     return oFrame->m_iCode;
+}
+
+std::vector<unsigned> RawClient::receiveCodes(std::uint32_t a_iLastId)
+{
+    std::vector<unsigned> lCodes;
+    std::optional<unsigned> oCode;
+    while (lCodes.size() < a_iLastId &&
+           (oCode = receiveCode(static_cast<std::uint32_t>(lCodes.size()) + 1))) {
+        lCodes.push_back(*oCode);
+    }
+    EXPECT_EQ(a_iLastId, lCodes.size());
+    return lCodes;
 }
 
 } // namespace e2e

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace e2e {
 
@@ -78,6 +79,11 @@ public:
     bool hasEnded() const;
     /// The code of the next frame, which must be the reply to the request.
     std::optional<unsigned> receiveCode(std::uint32_t a_iId = 1);
+    /// The codes of the next replies, which must have the ids from 1 to this.
+    std::vector<unsigned> receiveCodes(std::uint32_t a_iLastId);
+    /// The code of the reply behind all parts of an answer; nothing when the daemon has closed the
+    /// connection.
+    std::optional<unsigned> receiveLast();
     /// True when the daemon closes without another word.
     bool isClosed() { return !receive(); }
 

@@ -38,12 +38,6 @@ const std::map<std::string, std::string>& testTables()
     return s_mTables;
 }
 
-[[noreturn]] void giveUp(const std::string& a_sWhat)
-{
-    std::cerr << "e2e: " << a_sWhat << std::endl;
-    std::abort();
-}
-
 std::vector<std::string> execute(const std::string& a_sFile, const std::string& a_sStatements)
 {
     sqlite3* pRaw = nullptr;
@@ -56,7 +50,8 @@ std::vector<std::string> execute(const std::string& a_sFile, const std::string& 
     };
     if (iOpened != SQLITE_OK || sqlite3_exec(pRaw, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr) ||
         sqlite3_exec(pRaw, a_sStatements.c_str(), takeCell, &lCells, nullptr) != SQLITE_OK) {
-        giveUp(a_sFile + ": " + sqlite3_errmsg(pRaw));
+        std::cerr << a_sFile << ": " << sqlite3_errmsg(pRaw) << std::endl;
+        std::abort();
     }
     return lCells;
 }
@@ -94,12 +89,36 @@ Sandbox::Sandbox()
 {
     fs::permissions(m_oDir.path(), fs::perms(0755)); // other users connect to its sockets
     static const Template s_oTemplate;
-    for (const char* pBelow : {"tmp/db", "var/run", "flash/sql", "etc"}) {
+    for (const char* pBelow : {"tmp/db", "var/run", "flash/sql", "etc", "bin"}) {
         fs::create_directories(path(pBelow));
     }
     fs::copy(LEDGERD_PACKAGING "/bootloader.conf", path("etc"));
     writeFile(path("etc/etl.conf"), ""); // a value in it would be written to a database at the start
     s_oTemplate.copyTo(path("tmp/db"));
+}
+
+std::vector<std::pair<std::string, std::string>> Sandbox::environment() const
+{
+    return {{"LEDGERD_ROOT", m_oDir.path()},
+            {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path("bus")},
+            {"PATH", path("bin") + ":" + std::getenv("PATH")}};
+}
+
+void Sandbox::setProgram(const std::string& a_sName, const std::string& a_sShellScript) const
+{
+    // Put in its place whole: nobody may start the half of it.
+    const std::string sProgram = path("bin/" + a_sName);
+    writeFile(sProgram + ".new", "#!/bin/sh\n" + a_sShellScript + "\n");
+    fs::permissions(sProgram + ".new", fs::perms(0755));
+    fs::rename(sProgram + ".new", sProgram);
+}
+
+void Sandbox::addLargeTable(std::size_t a_iRows, std::size_t a_iTextSize) const
+{
+    sql("transient.db", "CREATE TABLE Large (Id INTEGER PRIMARY KEY, Text TEXT);"
+                        "WITH RECURSIVE Counter(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM Counter LIMIT " +
+                            std::to_string(a_iRows) + ") INSERT INTO Large SELECT n, printf('%0" +
+                            std::to_string(a_iTextSize) + "d', n) FROM Counter");
 }
 
 std::vector<std::string> Sandbox::sql(const std::string& a_sDatabase, const std::string& a_sStatements) const

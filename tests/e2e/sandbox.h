@@ -22,13 +22,15 @@ public:
     std::string pidFile() const { return path("var/run/ledgerd.pid"); }
     std::string database(const std::string& a_sName) const { return path("tmp/db/" + a_sName); }
 
-    /// Where ledgerd and ledgerctl look for everything that they are not told otherwise, and the only bus
-    /// there is.
-    std::vector<std::pair<std::string, std::string>> environment() const
-    {
-        return {{"LEDGERD_ROOT", m_oDir.path()}, {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path("bus")}};
-    }
+    /// Where our programs look for everything that they are not told otherwise, the only bus there is, and
+    /// first of all places for programs the one of setProgram.
+    std::vector<std::pair<std::string, std::string>> environment() const;
+    /// Puts a program in front of the system's, in place of the one that is there.
+    void setProgram(const std::string& a_sName, const std::string& a_sShellScript) const;
 
+    /// Adds a table "Large" of so many rows to a database that no daemon has open: the Id, and as text the
+    /// same number of so many digits.
+    void addLargeTable(std::size_t a_iRows, std::size_t a_iTextSize) const;
     /// Runs statements on a database that no daemon has open; gives the cells of the first column.
     std::vector<std::string> sql(const std::string& a_sDatabase, const std::string& a_sStatements) const;
 

@@ -1,13 +1,14 @@
 // The live-status tables of a daemon among network services and a kernel that tests may change.
 #include "tests/e2e/nettest.h"
 
-#include <algorithm>
 #include <csignal>
-#include <map>
-#include <set>
 
 namespace e2e {
 namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 /// Two updates, and what may pass until the first: the time between two is counted in whole seconds.
 constexpr std::chrono::seconds c_oTwoUpdates{c_bSanitized ? 30 : 5};
@@ -41,17 +42,6 @@ protected:
         await(std::to_string(m_iSettled), [this] { return counted("settle", "LinkUp"); });
     }
 
-    /// How often the daemon has logged the text.
-    std::size_t times(const std::string& a_sText)
-    {
-        const std::string sLog = daemon().errors();
-        std::size_t iTimes = 0;
-        for (std::size_t i = 0; (i = sLog.find(a_sText, i)) != std::string::npos; ++i) {
-            ++iTimes;
-        }
-        return iTimes;
-    }
-
 private:
     int m_iSettled = 0;
 };
@@ -76,21 +66,13 @@ TEST_F(Status, AddressesAndLinksComeAndGo)
     tell("emit StatusChange eth0 true");
     tell("emit NewIPv4Address eth0 192.0.2.1");
     tell("emit NewIPv6Address eth0 2001:db8::1 64");
-    std::set<std::string> lTold;
-    while (lTold.size() < 3) {
-        const auto oTable = oWatcher.waitForChange(c_oDeadline);
-        ASSERT_TRUE(oTable->has_value()) << "no change is told after those of " << lTold.size() << " tables";
-        lTold.insert(**oTable);
-    }
+    EXPECT_EQ(3U, oWatcher.changes(3).size());
     EXPECT_LT(std::chrono::steady_clock::now() - oBegin, c_oTwoUpdates);
 
-    const std::map<std::string, std::string> mUp{
-        {"Addr", "192.0.2.1"}, {"BroadAddr", "192.0.2.255"},    {"Netmask", "255.255.255.0"},
-        {"MTU", "1400"},       {"HwAddr", "02:00:00:00:00:01"}, {"IsUp", "1"},
-        {"IsLinkUp", "1"},     {"IPv6GlobalAddrs", "1"}};
-    for (const auto& [sColumn, sValue] : mUp) {
-        EXPECT_EQ(sValue, watched("eth0", sColumn.c_str())) << sColumn;
-    }
+    const NameList lColumns{"Name",   "Addr", "BroadAddr", "Netmask",        "MTU",
+                            "HwAddr", "IsUp", "IsLinkUp",  "IPv6GlobalAddrs"};
+    EXPECT_THAT(client().rows("StatusNetifWatch", lColumns),
+                Contains("eth0 192.0.2.1 192.0.2.255 255.255.255.0 1400 02:00:00:00:00:01 1 1 1"));
     EXPECT_EQ("2001:db8::1", at("StatusNetIfIPv6Addresses", "Name", "eth0", "Addr"));
     const int iPackets = std::stoi(watched("lo", "RxPackets"));
     run("/bin/bash", {{"-c", "echo > /dev/udp/127.0.0.1/9"}, {}, {}, [this] { m_oNamespace.enter(); }});
@@ -104,25 +86,24 @@ TEST_F(Status, AddressesAndLinksComeAndGo)
     tell("emit RemovedIPv4Address eth0 192.0.2.1");
     tell("emit RemovedIPv6Address eth0 2001:db8::1 64");
     settle();
-    for (const auto& [sColumn, sValue] : std::map<std::string, std::string>{
-             {"Addr", "0.0.0.0"}, {"MTU", "0"}, {"IsUp", "0"}, {"IsLinkUp", "0"}, {"IPv6GlobalAddrs", "0"}}) {
-        EXPECT_EQ(sValue, watched("eth0", sColumn.c_str())) << sColumn;
-    }
+    EXPECT_THAT(
+        client().rows("StatusNetifWatch", {"Name", "Addr", "MTU", "IsUp", "IsLinkUp", "IPv6GlobalAddrs"}),
+        Contains("eth0 0.0.0.0 0 0 0 0"));
     EXPECT_EQ("result 9", at("StatusNetIfIPv6Addresses", "Name", "eth0", "Addr"));
-    for (const char* pColumn :
-         {"Up", "Down", "LinkUp", "LinkDown", "IPv4AddrNew", "IPv4AddrRem", "IPv6AddrNew", "IPv6AddrRem"}) {
-        EXPECT_EQ("1", counted("eth0", pColumn)) << pColumn;
-    }
+    EXPECT_THAT(client().rows("NetifCounter", {"Name", "Up", "Down", "LinkUp", "LinkDown", "IPv4AddrNew",
+                                               "IPv4AddrRem", "IPv6AddrNew", "IPv6AddrRem"}),
+                Contains("eth0 1 1 1 1 1 1 1 1"));
 }
 
 TEST_F(Status, RoutesAreReadAgainOnceWhateverTheNumberOfSignals)
 {
-    setProgram("ip", "echo \"$*\" >> " + m_oSandbox.path("calls") + "; PATH=${PATH#*:} exec ip \"$@\"");
+    m_oSandbox.setProgram("ip",
+                          "echo \"$*\" >> " + m_oSandbox.path("calls") + "; PATH=${PATH#*:} exec ip \"$@\"");
     const auto oCalls = [this] { return readFile(m_oSandbox.path("calls")); };
     ip("link set eth0 up");
     startDaemon();
     EXPECT_EQ("-4 -j route list\n-6 -j route list\n", oCalls());
-    EXPECT_EQ(0U, count("RouteIPv4"));
+    EXPECT_EQ(0U, client().count("RouteIPv4"));
 
     ip("address add 192.0.2.1/24 dev eth0");
     ip("route add 198.51.100.0/24 via 192.0.2.9 metric 7");
@@ -148,26 +129,24 @@ TEST_F(Status, LeasesFollowTheirSignals)
     startDaemon();
     Client oWatcher(socket());
     ASSERT_TRUE(oWatcher.subscribe({"DhcpLeases", "DhcpServerClients"}).ok());
-    const auto oLease = [this](const char* a_pTable, const char* a_pColumn) {
-        return at(a_pTable, "IpAddress", "192.0.2.5", a_pColumn);
-    };
+    const auto leases = [this] { return client().rows("DhcpLeases", {"IpAddress", "HostName", "Expires"}); };
     tell("emit DhcpLeaseAdded 192.0.2.5 02:00:00:00:00:05 'the phone' maker 100");
-    tell("emit DhcpLeaseAdded 192.0.2.6 02:00:00:00:00:06 '' '' 4294967295");
+    tell("emit DhcpLeaseAdded 192.0.2.6 02:00:00:00:00:06 '' '' 4000");
     settle();
-    EXPECT_EQ("the phone", oLease("DhcpLeases", "HostName"));
-    EXPECT_EQ(0U, count("DhcpServerClients"));
+    EXPECT_THAT(leases(), ElementsAre("192.0.2.5 the phone 100", "192.0.2.6  4000"));
+    EXPECT_EQ(0U, client().count("DhcpServerClients"));
 
     tell("emit DhcpLeaseUpdated 192.0.2.5 02:00:00:00:00:05 phone '' 200");
     tell("emit DhcpLeaseAcked 192.0.2.6 02:00:00:00:00:06 '' '' 300");
     settle();
-    EXPECT_EQ("200", oLease("DhcpLeases", "Expires"));
+    EXPECT_THAT(leases(), ElementsAre("192.0.2.5 phone 200", "192.0.2.6  300"));
     EXPECT_EQ("300", at("DhcpServerClients", "MacAddress", "02:00:00:00:00:06", "Expires"));
 
     tell("emit DhcpLeaseDeleted 192.0.2.5 02:00:00:00:00:05 '' '' 0");
     tell("emit DhcpLeaseDeleted 192.0.2.6 02:00:00:00:00:06 '' '' 0");
     settle();
-    EXPECT_EQ(0U, count("DhcpLeases"));
-    EXPECT_EQ(0U, count("DhcpServerClients"));
+    EXPECT_THAT(leases(), IsEmpty());
+    EXPECT_EQ(0U, client().count("DhcpServerClients"));
     EXPECT_THAT(oWatcher.changes(), testing::Each("DhcpLeases"));
 }
 
@@ -176,12 +155,17 @@ TEST_F(Status, StartsWithoutABus)
     m_oBus.stop();
     startDaemon();
     EXPECT_EQ("0", watched("eth0", "IsLinkUp"));
-    EXPECT_TRUE(eventually([this] { return times("No connection to the system bus") == 1; }));
-    m_oBus.start();
-    serve({"--stay"});
-    EXPECT_TRUE(eventually([this] { return times("Connected to the system bus") == 1; }));
-    settle();
-    EXPECT_EQ(1U, times("No connection to the system bus"));
+    const auto hasLogged = [this](const std::string& a_sText) {
+        return eventually([&] { return daemon().errors().find(a_sText) != std::string::npos; });
+    };
+    EXPECT_TRUE(hasLogged("No connection to the system bus"));
+    EXPECT_THAT(logOf([&] {
+                    m_oBus.start();
+                    serve({"--stay"});
+                    EXPECT_TRUE(hasLogged("Connected to the system bus"));
+                    settle();
+                }),
+                testing::Each(testing::Not(testing::HasSubstr("No connection"))));
 }
 
 } // namespace
