@@ -22,10 +22,12 @@ ValueList valuesOf(const systema::client::RowView& a_oRow)
     return lRow;
 }
 
-using BulkRead = RunningDaemonTest;
+using BulkRead = DaemonTest;
 
 TEST_F(BulkRead, EveryTableGivesTheRowsOfItsPositions)
 {
+    writeFile(m_oSandbox.path("etc/TZ"), "UTC0\n");
+    start();
     const auto oTables = client().call(request::GetTables{});
     for (const auto& sTable : *oTables) {
         const auto oSize = client().call(request::GetSize{sTable});
@@ -34,7 +36,9 @@ TEST_F(BulkRead, EveryTableGivesTheRowsOfItsPositions)
         if (!oSize.ok()) {
             continue; // a table of something that this machine does not have
         }
-        EXPECT_EQ(*oSize, oRows->size()) << sTable;
+        if (sTable != "RegisteredViews") { // which does not count its rows
+            EXPECT_EQ(*oSize, oRows->size()) << sTable;
+        }
         for (std::uint32_t i = 0; i < oRows->size(); ++i) {
             EXPECT_EQ(*client().call(request::SelectRow{sTable, i}), valuesOf((*oRows)[i])) << sTable << i;
         }
@@ -49,11 +53,7 @@ protected:
 
     void SetUp() override
     {
-        m_oSandbox.sql("transient.db",
-                       "CREATE TABLE Large (Id INTEGER PRIMARY KEY, Text TEXT);"
-                       "WITH RECURSIVE Counter(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM Counter LIMIT " +
-                           std::to_string(c_iRows) + ") INSERT INTO Large SELECT n, printf('%0" +
-                           std::to_string(c_iTextSize) + "d', n) FROM Counter");
+        m_oSandbox.addLargeTable(c_iRows, c_iTextSize);
         start();
     }
 
@@ -62,17 +62,6 @@ protected:
     {
         a_oReader.send(frameOf(request::SelectRows{"Large"}));
         return a_oReader.receive();
-    }
-
-    /// Takes the rest of an answer and gives the code that it ends with.
-    std::optional<unsigned> skipToReply(RawClient& a_oReader)
-    {
-        for (;;) {
-            const auto oFrame = a_oReader.receive();
-            if (!oFrame || oFrame->m_eKind != EKind::Part) {
-                return oFrame ? std::optional(oFrame->m_iCode) : std::nullopt;
-            }
-        }
     }
 };
 
@@ -114,7 +103,7 @@ TEST_F(LargeTable, OwnRequestsWaitForTheEndOfTheRead)
     oReader.send(frameOf(request::SelectRows{"Large"}, 1) +
                  frameOf(request::UpdateKey{"Large", "Id", "1", row({{"Text", "new"}})}, 2) +
                  frameOf(request::SelectRows{"Large", {}, 0, 1}, 3));
-    EXPECT_EQ(0U, skipToReply(oReader));
+    EXPECT_EQ(0U, oReader.receiveLast());
     EXPECT_EQ(0U, oReader.receiveCode(2));
     EXPECT_EQ(0U, oReader.receiveCode(3));
     EXPECT_EQ("new", client().cell("Large", 1, "Text"));
@@ -128,7 +117,7 @@ TEST_F(LargeTable, ReaderThatVanishesLeavesNothingBehind)
     }
     EXPECT_TRUE(eventually([this] { return client().info("Clients") == 1; }));
     EXPECT_EQ(0U, client().code(request::DeleteAll{"Large"}));
-    EXPECT_EQ(0U, *client().call(request::GetSize{"Large"}));
+    EXPECT_EQ(0U, client().count("Large"));
 }
 
 TEST_F(LargeTable, OthersHaveTheirTurnBetweenTheParts)
@@ -140,7 +129,7 @@ TEST_F(LargeTable, OthersHaveTheirTurnBetweenTheParts)
     oOther.send(frameOf(request::Ping{}));
     daemon().signal(SIGCONT);
     EXPECT_EQ(0U, oOther.receiveCode()); // while the reader has taken nothing yet
-    EXPECT_EQ(0U, skipToReply(oReader));
+    EXPECT_EQ(0U, oReader.receiveLast());
 }
 
 using HugeRow = DaemonTest;
