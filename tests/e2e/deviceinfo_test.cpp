@@ -86,15 +86,13 @@ TEST_F(DeviceInfo, FactoryValuesFillWhatIsEmptyAndNothingElse)
     EXPECT_THAT(sLog, HasSubstr(": The target Target has no column Nothing\n"));
     EXPECT_THAT(sLog, HasSubstr(": The value EMPTY is empty and is not written\n"));
     EXPECT_THAT(sLog, HasSubstr(": Could not set Number of Target, Id, 2: "));
-    for (const auto& sSecret : {std::string("gulls"), std::string("4711"), std::string("$y$"), target(3)}) {
-        EXPECT_THAT(sLog, Not(HasSubstr(sSecret)));
-    }
+    EXPECT_THAT(sLog, Not(testing::AnyOf(HasSubstr("gulls"), HasSubstr("4711"), HasSubstr("$y$"),
+                                         HasSubstr(target(3)))));
 
     const std::string sFilled = exported();
     stop();
     const std::string sDumps = m_oSandbox.path("flash/sql");
-    EXPECT_FALSE(fs::is_empty(sDumps));
-    fs::remove_all(sDumps);
+    EXPECT_GT(fs::remove_all(sDumps), 1U);
     fs::create_directory(sDumps);
     start();
     EXPECT_EQ(sFilled, exported());
@@ -129,29 +127,25 @@ TEST_F(DeviceInfo, AFileThatCannotBeReadOrTrustedEndsTheStartAndLeavesNothing)
 {
     const std::string sBootLoader = m_oSandbox.path("etc/bootloader.conf");
     const std::string sValues = m_oSandbox.path("etc/etl.conf");
-    const auto log = [this] {
+    const auto expectEnd = [this](const std::string& a_sLog) {
         const auto oRun = runDaemon(paths());
         EXPECT_EQ(0, oRun.m_iStatus);
+        EXPECT_THAT(oRun.m_sErrors,
+                    MatchesRegex("[^\n]*\n" + a_sLog)); // the first tells that there is no bus
         for (const auto& sLeft : {socket(), m_oSandbox.pidFile(), m_oSandbox.path("tmp/ledgerd.fifo")}) {
             EXPECT_FALSE(fs::exists(sLeft)) << sLeft;
         }
-        const auto iOurs = oRun.m_sErrors.find('\n') + 1; // after the line about the bus, which there is not
-        return oRun.m_sErrors.substr(iOurs);
     };
     writeFile(sBootLoader, "BOARD=gulls\n");
-    EXPECT_THAT(log(), MatchesRegex("[^\n]* The value of BOARD does not begin with a double quote\n"
-                                    "[^\n]* Assertion failed: /etc/bootloader.conf: [^\n]*\n"
-                                    "[^\n]* ledgerd main:577: /etc/bootloader.conf: [^\n]*\n"));
+    expectEnd("[^\n]* The value of BOARD does not begin with a double quote\n"
+              "[^\n]* Assertion failed: /etc/bootloader.conf: [^\n]*\n"
+              "[^\n]* ledgerd main:577: /etc/bootloader.conf: [^\n]*\n");
     fs::remove(sBootLoader);
-    EXPECT_THAT(log(),
-                MatchesRegex("[^\n]* ledgerd main:577: true == oFile.is_open\\(\\) \\(bootloaderinfo:[0-9]+"
-                             "\\): " +
-                             sBootLoader + ": No such file or directory\n"));
+    expectEnd("[^\n]* ledgerd main:577: true == oFile.is_open\\(\\) \\(bootloaderinfo:[0-9]+\\): " +
+              sBootLoader + ": No such file or directory\n");
     fs::remove(sValues);
-    EXPECT_THAT(log(),
-                MatchesRegex("[^\n]* ledgerd main:577: true == oEtlFile.is_open\\(\\) \\(etlwrapper:[0-9]+"
-                             "\\): " +
-                             sValues + ": No such file or directory\n"));
+    expectEnd("[^\n]* ledgerd main:577: true == oEtlFile.is_open\\(\\) \\(etlwrapper:[0-9]+\\): " + sValues +
+              ": No such file or directory\n");
 }
 
 } // namespace
