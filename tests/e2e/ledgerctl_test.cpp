@@ -40,25 +40,22 @@ protected:
     }
 };
 
-TEST_F(Ledgerctl, GetShowsRowsInEveryForm)
+TEST_F(Ledgerctl, ShowsRowsAndWhatIsServedInEveryForm)
 {
     expectOutput({"get", "Item"}, "Id  Name    Number        Size  Note   Raw\n"
                                   " 1  apple       -5  4000000000  red   NULL\n"
                                   " 2  pear         7           0  NULL  NULL\n"
                                   " 3  O'Neil    NULL        NULL        NULL\n");
     expectOutput({"get", "Item", "Note", "Id", "--row", "1"}, "Note  Id\nNULL   2\n");
-    expectOutput({"get", "Item", "Name", "--key", "Id=0", "--json"}, "[\n {\"Name\":\"default\"}\n]\n");
+    expectOutput(
+        {"get", "Item", "--key", "Id=1", "--json"},
+        "[\n "
+        "{\"Id\":1,\"Name\":\"apple\",\"Number\":-5,\"Size\":4000000000,\"Note\":\"red\",\"Raw\":null}\n]\n");
     expectOutput({"--json", "get", "Scratch"}, "[]\n");
     expectOutput({"--csv", "get", "Scratch"}, "Id,Text\r\n");
-}
-
-TEST_F(Ledgerctl, TablesSchemaCountAndInfo)
-{
     expectOutput({"--json", "count", "Item"}, "3\n");
     expectOutput({"--csv", "count", "Item"}, "count\r\n3\r\n");
     expectOutput({"schema", "Twins"}, "name  type\nId    integer\nText  text\n");
-    expectOutput({"schema", "--json", "ItemView"},
-                 "[\n {\"name\":\"Id\",\"type\":\"integer\"},\n {\"name\":\"Name\",\"type\":\"text\"}\n]\n");
     const auto oTables = client().call(request::GetTables{});
     std::string sNames;
     std::string sJson;
@@ -69,13 +66,11 @@ TEST_F(Ledgerctl, TablesSchemaCountAndInfo)
     expectOutput({"tables"}, sNames);
     expectOutput({"--json", "tables"}, sJson + "]\n");
 
-    const std::string sPid = std::to_string(daemon().pid());
     EXPECT_THAT(ledgerctl({"info"}).m_sOutput,
                 StartsWith("Version              2.13.0\nProtocol             1\n"));
-    EXPECT_THAT(ledgerctl({"--json", "info"}).m_sOutput,
-                StartsWith("{\"Version\":\"2.13.0\",\"Protocol\":1,\"Pid\":" + sPid + ",\"Uptime\":"));
-    EXPECT_THAT(ledgerctl({"--csv", "info"}).m_sOutput,
-                StartsWith("name,value\r\nVersion,2.13.0\r\nProtocol,1\r\nPid," + sPid));
+    EXPECT_THAT(
+        ledgerctl({"--json", "info"}).m_sOutput,
+        StartsWith("{\"Version\":\"2.13.0\",\"Protocol\":1,\"Pid\":" + std::to_string(daemon().pid())));
 }
 
 TEST_F(Ledgerctl, ErrorsHaveTheTextAndTheCodeOfTheResult)
@@ -83,7 +78,6 @@ TEST_F(Ledgerctl, ErrorsHaveTheTextAndTheCodeOfTheResult)
     expectError(8, "no such table", {"get", "Nonsense"});
     expectError(8, "no such table", {"add", "Nonsense", "Name=x"});
     expectError(10, "no such row", {"get", "Item", "--row", "3"});
-    expectError(10, "no such row", {"set", "Item", "--key", "Name=none", "Note=x"});
     expectError(9, "", {"get", "ConfigServerLimits", "Nonsense"});
     expectError(6, "constraint violated", {"add", "Item", "Name=pear"});
     expectError(4, "read-only", {"del", "Item", "--key", "Id=0"});
@@ -91,27 +85,16 @@ TEST_F(Ledgerctl, ErrorsHaveTheTextAndTheCodeOfTheResult)
                 {"set", "Item", "--row", "0", "Number=2147483648"});
     expectError(7, "Size=4294967296 is not an integer of 0 to 4294967295",
                 {"add", "Item", "Name=x", "Size=4294967296"});
-    expectError(7, "Number=", {"add", "Item", "Name=x", "Number="});
     expectError(1, "", {"add", "Scratch", "Text=" + std::string(5000, 'x')});
     EXPECT_EQ(0U, client().code(request::Begin{}));
     expectError(2, "busy", {"set", "Item", "--row", "0", "Note=x"});
-    expectOutput({"count", "Item"}, "3\n");
-}
-
-TEST_F(Ledgerctl, WrongUsageGives64)
-{
-    expectError(64, "", {});
     expectError(64, "", {"get", "Item", "--row", "-1"});
     expectError(64, "cannot open /no/such/file", {"batch", "/no/such/file"});
     expectError(64, "cannot read the input", {"batch", "/"});
+    EXPECT_EQ(3U, client().count("Item"));
     expectOutput({"--version"}, "ledgerctl 2.13.0\n");
     EXPECT_THAT(ledgerctl({"--help"}).m_sOutput, HasSubstr("export"));
-    expectOutput({"count", "Item"}, "3\n");
-}
 
-TEST_F(Ledgerctl, DaemonThatDoesNotAnswerGives69)
-{
-    expectError(69, "cannot connect to /no/socket: ", {"-s", "/no/socket", "tables"});
     expectError(69, "cannot connect to " + m_oSandbox.pidFile(), {"-s", m_oSandbox.pidFile(), "tables"});
     daemon().signal(SIGSTOP);
     expectError(69, "no answer within 1000 ms", {"-t", "1", "tables"});
@@ -131,15 +114,14 @@ TEST_F(Ledgerctl, BatchIsOneTransaction)
     EXPECT_EQ("it's", client().cell("Item", 5, "Name"));
     EXPECT_EQ("Item", **client().waitForChange(c_oDeadline));
 
-    const std::string sBefore = ledgerctl({"export"}).m_sOutput;
+    const std::string sBefore = exported();
     expectError(6, "line 3: constraint violated", {"batch"},
                 "add Item Name=one\ndel Twins --all\nadd Item Name=plum\nadd Item Name=two\n");
     expectError(10, "line 2: no such row", {"batch"}, "del Twins --all\nset Item --row 99 Note=x\n");
     expectError(64, "line 2: ", {"batch"}, "del Twins --all\nget Item\n");
     expectError(64, "line 3: ", {"batch"}, "del Twins --all\n\nadd Item 'Name=open\n");
     expectError(7, "line 2: Number=x is not an integer", {"batch"}, "del Twins --all\nadd Item Number=x");
-    expectError(8, "line 1: no such table", {"batch"}, "add Nonsense Name=x\n");
-    EXPECT_EQ(sBefore, ledgerctl({"export"}).m_sOutput);
+    EXPECT_EQ(sBefore, exported());
     EXPECT_THAT(client().changes(), IsEmpty());
 }
 
@@ -152,23 +134,22 @@ TEST_F(Ledgerctl, BatchWaitsForTheTransactionOfAnother)
     expectError(2, "busy", {"batch", sFile, "--wait", "20"});
     Process oBatch(LEDGERCTL_BINARY, {{"batch", "--wait", "3600000", sFile}, m_oSandbox.environment()});
     ASSERT_TRUE(eventually([this] { return client().info("TransactionsWaiting") == 1; }));
-    EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", "before it"}})}));
-    EXPECT_EQ(0U, client().code(request::Commit{}));
+    EXPECT_THAT(client().codes(setNote("before it"), request::Commit{}), testing::Each(0U));
     EXPECT_EQ(0, oBatch.wait()) << oBatch.errors();
-    EXPECT_EQ("batched", client().cell("Item", 1, "Note"));
+    EXPECT_EQ("batched", note());
 }
 
 class LedgerctlWatch : public Ledgerctl
 {
 protected:
-    /// Starts a watch and returns when the daemon has served so many requests of it.
-    std::unique_ptr<Process> watch(std::vector<std::string> a_lArguments, unsigned a_iRequests)
+    /// Starts a watch and returns when the daemon has served its two requests.
+    std::unique_ptr<Process> watch(std::vector<std::string> a_lArguments)
     {
         const unsigned iBefore = client().info("Requests");
         auto pWatch = std::make_unique<Process>(
             LEDGERCTL_BINARY, Process::Start{std::move(a_lArguments), m_oSandbox.environment()});
         unsigned iOwn = 0;
-        EXPECT_TRUE(eventually([&] { return client().info("Requests") - iBefore - ++iOwn >= a_iRequests; }))
+        EXPECT_TRUE(eventually([&] { return client().info("Requests") - iBefore - ++iOwn >= 2; }))
             << pWatch->errors();
         return pWatch;
     }
@@ -182,9 +163,9 @@ protected:
 
 TEST_F(LedgerctlWatch, TellsEachChangeUntilItIsInterrupted)
 {
-    const auto pPlain = watch({"watch", "Item", "Twins"}, 2);
-    const auto pJson = watch({"watch", "--json", "Item"}, 2);
-    const auto pCsv = watch({"--csv", "watch", "Item"}, 2);
+    const auto pPlain = watch({"watch", "Item", "Twins"});
+    const auto pJson = watch({"watch", "--json", "Item"});
+    const auto pCsv = watch({"--csv", "watch", "Item"});
     expectOutput({"set", "Item", "--row", "0", "Note=x"}, "");
     expectLine(*pPlain, "Item\n");
     expectLine(*pJson, "{\"table\":\"Item\"}\n");
@@ -242,21 +223,25 @@ TEST_F(Ledgerctl, ImportBringsBackWhatWasExported)
 
 TEST_F(Ledgerctl, ImportOfWhatIsNoExportChangesNothing)
 {
-    const std::string sBefore = ledgerctl({"export"}).m_sOutput;
-    expectError(64, "", {"import"}, "");
-    expectError(64, "", {"import"}, "[]");
-    expectError(64, "", {"import"}, sBefore.substr(0, sBefore.size() / 2));
-    expectError(64, "", {"import"}, R"({"Item":{"rows":[{"Name":"no Id"}]}})");
-    expectError(64, "", {"import"}, R"({"Item":{"rows":[{"Id":1},{"Id":1}]}})");
-    expectError(64, "", {"import"}, R"({"Item":{"rows":[1]}})");
-    expectError(64, "", {"import"}, R"({"Item":{}})");
-    expectError(8, "", {"import"}, R"({"Nonsense":{"rows":[{"Id":1}]}})");
-    expectError(7, "", {"import"}, R"({"Item":{"rows":[{"Id":1,"Name":"x","Number":"text"}]}})");
-    expectError(7, "", {"import"}, R"({"Item":{"rows":[{"Id":99999999999}]}})");
-    expectError(7, "", {"import"}, R"({"Item":{"rows":[{"Id":1,"Name":{"hex":"f"}}]}})");
-    expectError(6, "", {"import"},
-                R"({"Scratch":{"rows":[{"Id":1}]},"ItemPart":{"rows":[{"Id":1,"ItemId":99}]}})");
-    EXPECT_EQ(sBefore, ledgerctl({"export"}).m_sOutput);
+    const std::string sBefore = exported();
+    const std::pair<int, std::string> aCases[] = {
+        {64, ""},
+        {64, "[]"},
+        {64, sBefore.substr(0, sBefore.size() / 2)},
+        {64, R"({"Item":{"rows":[{"Name":"no Id"}]}})"},
+        {64, R"({"Item":{"rows":[{"Id":1},{"Id":1}]}})"},
+        {64, R"({"Item":{"rows":[1]}})"},
+        {64, R"({"Item":{}})"},
+        {8, R"({"Nonsense":{"rows":[{"Id":1}]}})"},
+        {7, R"({"Item":{"rows":[{"Id":1,"Name":"x","Number":"text"}]}})"},
+        {7, R"({"Item":{"rows":[{"Id":99999999999}]}})"},
+        {7, R"({"Item":{"rows":[{"Id":1,"Name":{"hex":"f"}}]}})"},
+        {6, R"({"Scratch":{"rows":[{"Id":1}]},"ItemPart":{"rows":[{"Id":1,"ItemId":99}]}})"},
+    };
+    for (const auto& [iStatus, sInput] : aCases) {
+        expectError(iStatus, "", {"import"}, sInput);
+    }
+    EXPECT_EQ(sBefore, exported());
 }
 
 TEST_F(Ledgerctl, BackupIsAGenerationOfWhatIsStoredNow)
