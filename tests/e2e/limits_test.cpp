@@ -100,7 +100,7 @@ TEST_F(Limits, TenThousandRequestsWithoutReadingAnAnswer)
 {
     constexpr std::uint32_t c_iRequests = 10000;
     const std::string sLong(3000, 'x');
-    EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", sLong.c_str()}})}));
+    EXPECT_EQ(0U, client().code(setNote(sLong)));
     std::string sRequests;
     for (std::uint32_t i = 1; i <= c_iRequests; ++i) {
         sRequests += frameOf(request::SelectKey{"Item", "Id", "1", {"Note"}}, i);
@@ -150,22 +150,11 @@ TEST_F(Limits, FloodOfOneClientLeavesOthersTheirTurn)
     }
 }
 
-class ManyReaders : public Limits
+TEST_F(Limits, AllConnectionsTogetherKeepAtMost16MiB)
 {
-protected:
-    void SetUp() override
-    {
-        m_oSandbox.sql(
-            "transient.db",
-            "CREATE TABLE Large (Id INTEGER PRIMARY KEY, Text TEXT);"
-            "WITH RECURSIVE Counter(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM Counter LIMIT 4000)"
-            " INSERT INTO Large SELECT n, printf('%0500d', n) FROM Counter");
-        Limits::SetUp();
-    }
-};
-
-TEST_F(ManyReaders, AllConnectionsTogetherKeepAtMost16MiB)
-{
+    stop();
+    m_oSandbox.addLargeTable(4000, 500);
+    start();
     const std::size_t iBefore = memory();
     auto lReaders = connect(60);
     for (auto& oReader : lReaders) {
@@ -181,35 +170,25 @@ TEST_F(ManyReaders, AllConnectionsTogetherKeepAtMost16MiB)
     unsigned iServed = 0;
     for (auto& oReader : lReaders) {
         if (!oReader.hasEnded()) {
-            auto oFrame = oReader.receive();
-            while (oFrame && oFrame->m_eKind == EKind::Part) {
-                oFrame = oReader.receive();
-            }
-            EXPECT_TRUE(oFrame && oFrame->m_iCode == 0);
+            EXPECT_EQ(0U, oReader.receiveLast());
             ++iServed;
         }
     }
     EXPECT_EQ(client().info("Clients"), iServed + 1);
 }
 
-class FewDescriptors : public DaemonTest
-{
-protected:
-    static constexpr rlim_t c_iDescriptors = 64;
-
-    void SetUp() override
-    {
-        start({}, [] {
-            const rlimit oLimit{c_iDescriptors, c_iDescriptors};
-            ::setrlimit(RLIMIT_NOFILE, &oLimit);
-        });
-    }
-
-    bool hasPaused() { return daemon().errors().find("Accepting connections pauses") != std::string::npos; }
-};
+using FewDescriptors = DaemonTest;
 
 TEST_F(FewDescriptors, ClientsThatAreThereGoOnAndOthersComeInLater)
 {
+    constexpr rlim_t c_iDescriptors = 64;
+    start({}, [] {
+        const rlimit oLimit{c_iDescriptors, c_iDescriptors};
+        ::setrlimit(RLIMIT_NOFILE, &oLimit);
+    });
+    const auto hasPaused = [this] {
+        return daemon().errors().find("Accepting connections pauses") != std::string::npos;
+    };
     std::list<RawClient> lClients;
     while (!hasPaused()) {
         ASSERT_LT(lClients.size(), c_iDescriptors);
@@ -220,15 +199,14 @@ TEST_F(FewDescriptors, ClientsThatAreThereGoOnAndOthersComeInLater)
     EXPECT_GT(lClients.size(), 5U);
     RawClient& oWaiting = lClients.emplace_back(socket(), RawClient::EHello::NotYet);
     oWaiting.send(frameOf(request::Hello{"e2e"}));
-    for (const auto& sTable : {"Item", "Scratch", "Job"}) {
-        EXPECT_EQ(0U, client().code(request::SelectRows{sTable})) << sTable;
-    }
-    EXPECT_EQ(0U, client().code(request::Begin{}));
-    EXPECT_EQ(0U, client().code(request::UpdateKey{"Item", "Id", "1", row({{"Note", "new"}})}));
-    EXPECT_EQ(0U, client().code(request::InsertRow{"Scratch", row({{"Text", "new"}})}));
-    EXPECT_EQ(0U, client().code(request::InsertRow{"Job", row({{"Name", "new"}})}));
-    EXPECT_EQ(0U, client().code(request::Commit{}));
-    EXPECT_EQ("new", client().cell("Item", 1, "Note"));
+    EXPECT_THAT(client().codes(request::SelectRows{"Item"}, request::SelectRows{"Scratch"},
+                               request::SelectRows{"Job"}),
+                Each(0U));
+    EXPECT_THAT(client().codes(request::Begin{}, setNote("new"),
+                               request::InsertRow{"Scratch", row({{"Text", "new"}})},
+                               request::InsertRow{"Job", row({{"Name", "new"}})}, request::Commit{}),
+                Each(0U));
+    EXPECT_EQ("new", note());
     EXPECT_FALSE(oWaiting.hasInput());
 
     while (lClients.size() > 3) {
