@@ -1,3 +1,4 @@
+// ledger-restore as a boot script runs it.
 #include "tests/e2e/daemontest.h"
 
 #include <csignal>
@@ -7,7 +8,6 @@
 namespace fs = std::filesystem;
 
 namespace e2e {
-
 namespace {
 
 using testing::HasSubstr;
@@ -34,32 +34,25 @@ protected:
     const std::string m_sGood = readFile(LEDGERD_FACTORY "/persistent-web.sql");
 };
 
-TEST_F(RestoreProgramTest, tellsBySourceAndExitStatus)
+TEST_F(RestoreProgramTest, tellsTheSourceOfWhatItFindsByItsConfiguration)
 {
     EXPECT_EQ(restore().m_iStatus, 0);
-    save("1", m_sGood);
-    save("2", m_sGood.substr(0, m_sGood.size() / 2));
-    const Finished oFallen = restore();
-    EXPECT_EQ(oFallen.m_iStatus, 1);
-    EXPECT_THAT(oFallen.m_sOutput, HasSubstr("persistent-web.db: generation 1 (previous)\n"));
-    EXPECT_THAT(oFallen.m_sErrors, HasSubstr("ledger-restore"));
-
-    EXPECT_EQ(restore({"--factory-directory"}).m_iStatus, 64);
-    EXPECT_EQ(restore({"--config", m_oSandbox.path("none")}).m_iStatus, 64);
-}
-
-TEST_F(RestoreProgramTest, readsTheConfigurationUnlessItIsToldOtherwise)
-{
-    fs::create_directories(m_oSandbox.path("etc"));
     writeFile(m_oSandbox.path("etc/ledger-store.conf"),
               "# where things are\n\ndump-directory=/flash/sql\ndatabase-directory=" +
                   m_oSandbox.path("made/here") + "\nstore-directory = \"" + m_oSandbox.path("my store") +
                   "\"\n");
     save("1", m_sGood);
+    save("2", m_sGood.substr(0, m_sGood.size() / 2));
     fs::rename(m_oSandbox.path("flash/store"), m_oSandbox.path("my store"));
-    EXPECT_THAT(restore().m_sOutput, HasSubstr("persistent-web.db: generation 1\n"));
+    const Finished oFallen = restore();
+    EXPECT_EQ(oFallen.m_iStatus, 1);
+    EXPECT_THAT(oFallen.m_sOutput, HasSubstr("persistent-web.db: generation 1 (previous)\n"));
+    EXPECT_THAT(oFallen.m_sErrors, HasSubstr("ledger-restore"));
     EXPECT_TRUE(fs::exists(m_oSandbox.path("made/here/persistent-web.db")));
+
     EXPECT_THAT(restore({"-s", "/nonexistent"}).m_sOutput, HasSubstr("persistent-web.db: factory\n"));
+    EXPECT_EQ(restore({"--factory-directory"}).m_iStatus, 64);
+    EXPECT_EQ(restore({"--config", m_oSandbox.path("none")}).m_iStatus, 64);
 }
 
 TEST_F(RestoreProgramTest, aFullDiskIsNoReasonToFallBack)
@@ -83,5 +76,4 @@ TEST_F(RestoreProgramTest, aFullDiskIsNoReasonToFallBack)
 }
 
 } // namespace
-
 } // namespace e2e
