@@ -1,17 +1,9 @@
 // srv-save-config-active with the shells of a workstation and of a gateway: what it stores, what it refuses,
 // and that a generation survives whatever happens to a save.
-#include "tests/e2e/process.h"
-#include "tests/e2e/sandbox.h"
+#include "tests/e2e/daemontest.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <csignal>
 #include <filesystem>
-#include <map>
-#include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -21,6 +13,8 @@ namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
 
 constexpr const char* c_pWeb = "persistent-web.db.sql";
 
@@ -42,7 +36,6 @@ class SaveCommand : public testing::TestWithParam<Shell>
 protected:
     SaveCommand()
     {
-        fs::create_directory(tools());
         if (GetParam().m_sTools.empty()) {
             EXPECT_EQ(0, run("/bin/busybox", {{"--install", "-s", tools()}}).m_iStatus);
             fs::create_symlink("/usr/bin/sqlite3", tools() + "/sqlite3");
@@ -93,32 +86,23 @@ protected:
     /// Saves, and expects a status, one line, and nothing changed or left behind.
     void expectRefusal(int a_iStatus, const std::string& a_sText) const
     {
-        const auto mBefore = content();
+        const std::string sBefore = content();
         const auto oRun = run(shell(), start());
         EXPECT_EQ(a_iStatus, oRun.m_iStatus);
         EXPECT_EQ("", oRun.m_sOutput);
-        EXPECT_THAT(oRun.m_sErrors, testing::StartsWith("srv-save-config-active: "));
+        EXPECT_THAT(oRun.m_sErrors, StartsWith("srv-save-config-active: "));
         EXPECT_THAT(oRun.m_sErrors, HasSubstr(a_sText));
         EXPECT_EQ(oRun.m_sErrors.size() - 1, oRun.m_sErrors.find('\n')) << oRun.m_sErrors;
-        EXPECT_EQ(mBefore, content());
-        EXPECT_TRUE(fs::is_empty(m_oSandbox.path("var/run")));
+        EXPECT_EQ(sBefore, content());
+        EXPECT_TRUE(leftNothing());
     }
 
-    /// Everything in the store: files with inode and content, directories with the time of their change.
-    std::map<std::string, std::string> content() const
+    /// Everything in the store: inode, time of its last change, path and content.
+    std::string content() const
     {
-        std::map<std::string, std::string> mContent;
-        for (const auto& oEntry : fs::recursive_directory_iterator(store())) {
-            const std::string sPath = oEntry.path();
-            struct stat oStat
-            {
-            };
-            ::stat(sPath.c_str(), &oStat);
-            mContent[sPath] = std::to_string(oStat.st_ino) + " " + std::to_string(oStat.st_mtim.tv_sec) +
-                              "." + std::to_string(oStat.st_mtim.tv_nsec) + " " +
-                              (oEntry.is_directory() ? "" : readFile(sPath));
-        }
-        return mContent;
+        return run("/bin/sh",
+                   {{"-c", "find \"$0\" -mindepth 1 -printf '%i %T@ %p\\n'; cat \"$0\"/*/*", store()}})
+            .m_sOutput;
     }
 
     std::vector<std::string> generations() const
@@ -129,21 +113,13 @@ protected:
         }
         return lNames;
     }
+    bool leftNothing() const { return fs::is_empty(m_oSandbox.path("var/run")); }
 
     /// Changes a dump, which stays complete.
     void change(const std::string& a_sDump, const std::string& a_sText) const
     {
         std::string sDump = readFile(dump(a_sDump));
         writeFile(dump(a_sDump), sDump.insert(sDump.find("COMMIT;"), "-- " + a_sText + "\n"));
-    }
-
-    /// Puts a script in front of a tool.
-    void replaceTool(const std::string& a_sName, const std::string& a_sScript) const
-    {
-        const std::string sFile = tools() + "/" + a_sName;
-        fs::remove(sFile);
-        writeFile(sFile, "#!/bin/sh\n" + a_sScript + "\n");
-        fs::permissions(sFile, fs::perms::owner_all);
     }
 
     const Sandbox m_oSandbox;
@@ -154,7 +130,7 @@ INSTANTIATE_TEST_SUITE_P(, SaveCommand,
                                          Shell{"Busybox", {"/bin/busybox", "sh"}, ""}),
                          testing::PrintToStringParamName());
 
-TEST_P(SaveCommand, SavesOnceAndWritesNothingWhenNothingChanged)
+TEST_P(SaveCommand, WritesWhatChangedAndKeepsThePreviousGeneration)
 {
     std::size_t iBytes = 0;
     for (const auto& sName : databaseNames()) {
@@ -170,28 +146,21 @@ TEST_P(SaveCommand, SavesOnceAndWritesNothingWhenNothingChanged)
             EXPECT_EQ(fs::perms(0600), fs::status(sSaved).permissions());
         }
     }
-
-    const auto mBefore = content();
+    const std::string sBefore = content();
     EXPECT_EQ("unchanged: generation 1", save());
-    EXPECT_EQ(mBefore, content());
-    EXPECT_TRUE(fs::is_empty(m_oSandbox.path("var/run")));
-}
+    EXPECT_EQ(sBefore, content());
+    EXPECT_TRUE(leftNothing());
 
-TEST_P(SaveCommand, WritesWhatChangedAndKeepsThePreviousGeneration)
-{
-    save();
-    change(c_pWeb, "dark");
-    const auto written = [this] {
-        return ": 1 of 7 databases, " + std::to_string(fs::file_size(dump(c_pWeb))) + " bytes written";
-    };
-    EXPECT_EQ("saved generation 2" + written(), save());
-    EXPECT_TRUE(fs::equivalent(saved(1, "services.db.sql"), saved(2, "services.db.sql")));
-    EXPECT_EQ(readFile(dump(c_pWeb)), readFile(saved(2, c_pWeb)));
-    EXPECT_NE(readFile(dump(c_pWeb)), readFile(saved(1, c_pWeb)));
-
-    change(c_pWeb, "blue");
-    EXPECT_EQ("saved generation 3" + written(), save());
-    EXPECT_THAT(generations(), testing::UnorderedElementsAre("generation.2", "generation.3"));
+    for (const char* pGeneration : {"2", "3"}) {
+        change(c_pWeb, pGeneration);
+        EXPECT_EQ(std::string("saved generation ") + pGeneration + ": 1 of 7 databases, " +
+                      std::to_string(fs::file_size(dump(c_pWeb))) + " bytes written",
+                  save());
+    }
+    EXPECT_TRUE(fs::equivalent(saved(2, "services.db.sql"), saved(3, "services.db.sql")));
+    EXPECT_EQ(readFile(dump(c_pWeb)), readFile(saved(3, c_pWeb)));
+    EXPECT_NE(readFile(dump(c_pWeb)), readFile(saved(2, c_pWeb)));
+    EXPECT_THAT(generations(), UnorderedElementsAre("generation.2", "generation.3"));
 }
 
 TEST_P(SaveCommand, CountsOnFromLargeNumbersAndLeavesAloneWhatIsNoGeneration)
@@ -201,11 +170,10 @@ TEST_P(SaveCommand, CountsOnFromLargeNumbersAndLeavesAloneWhatIsNoGeneration)
         fs::create_directories(store() + "/" + pName);
     }
     writeFile(store() + "/generation.100000000000", "no directory");
-    EXPECT_THAT(save(), testing::StartsWith("saved generation 100000000001: 7 of 7 "));
-    EXPECT_THAT(generations(),
-                testing::UnorderedElementsAre("generation.99999999999", "generation.0100000000000",
-                                              "generation.", "generation.x7", "generation.-1", "mine",
-                                              "generation.100000000000", "generation.100000000001"));
+    EXPECT_THAT(save(), StartsWith("saved generation 100000000001: 7 of 7 "));
+    EXPECT_THAT(generations(), UnorderedElementsAre("generation.99999999999", "generation.0100000000000",
+                                                    "generation.", "generation.x7", "generation.-1", "mine",
+                                                    "generation.100000000000", "generation.100000000001"));
 }
 
 TEST_P(SaveCommand, DamagedDumpNeverReplacesAGoodOne)
@@ -257,15 +225,13 @@ TEST_P(SaveCommand, LeftoversOfAKilledSaveAreNoHindrance)
     save();
     EXPECT_THAT(generations(), testing::ElementsAre("generation.1"));
     EXPECT_FALSE(fs::exists(saved(1, "old.db.sql")));
-    EXPECT_TRUE(fs::is_empty(m_oSandbox.path("var/run")));
+    EXPECT_TRUE(leftNothing());
 }
 
 TEST_P(SaveCommand, FullOrReadOnlyStoreKeepsItsGeneration)
 {
     fs::create_directory(store());
-    // In a name space of our own, so that the mount is gone with this process at the latest.
-    if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        ::mount("tmpfs", store().c_str(), "tmpfs", 0, "size=48k") != 0) {
+    if (!mountSmallDisk(store(), "48k")) { // seen by this process alone, with which it goes at the latest
         GTEST_SKIP() << "mounting a small file system is not allowed here";
     }
     const auto remount = [this](unsigned long a_iFlags, const char* a_pOptions) {
@@ -278,7 +244,7 @@ TEST_P(SaveCommand, FullOrReadOnlyStoreKeepsItsGeneration)
     expectRefusal(2, "Read-only file system");
 
     remount(0, "size=200k");
-    EXPECT_THAT(save(), testing::StartsWith("saved generation 2: 1 of 7 "));
+    EXPECT_THAT(save(), StartsWith("saved generation 2: 1 of 7 "));
     remount(MS_RDONLY, "");
     EXPECT_EQ("unchanged: generation 2", save());
     ::umount(store().c_str());
@@ -286,21 +252,21 @@ TEST_P(SaveCommand, FullOrReadOnlyStoreKeepsItsGeneration)
 
 TEST_P(SaveCommand, DumpThatChangesWhileItIsCopiedIsCopiedAgain)
 {
-    replaceTool("sleep", "exit");
+    m_oSandbox.setProgram("sleep", "exit");
     const std::string sOld = readFile(dump(c_pWeb));
     change(c_pWeb, "new");
     const std::string sNew = readFile(dump(c_pWeb));
     const std::string sNext = m_oSandbox.path("next");
     fs::rename(dump(c_pWeb), sNext);
     writeFile(dump(c_pWeb), sOld);
-    replaceTool("cp", "/bin/cp \"$@\" && case $1 in *flash/sql/persistent-web*)\n"
-                      "[ ! -e " +
-                          sNext + " ] || /bin/mv " + sNext + " " + dump(c_pWeb) + "\nesac");
+    m_oSandbox.setProgram("cp", "/bin/cp \"$@\" && case $1 in *flash/sql/persistent-web*)\n"
+                                "[ ! -e " +
+                                    sNext + " ] || /bin/mv " + sNext + " " + dump(c_pWeb) + "\nesac");
     save();
     EXPECT_EQ(sNew, readFile(saved(1, c_pWeb)));
 
-    replaceTool("cp", "/bin/cp \"$@\" && case $1 in *flash/sql/persistent-web*) echo >> " + dump(c_pWeb) +
-                          "\nesac");
+    m_oSandbox.setProgram("cp", "/bin/cp \"$@\" && case $1 in *flash/sql/persistent-web*) echo >> " +
+                                    dump(c_pWeb) + "\nesac");
     expectRefusal(1, " keep changing\n");
 }
 
@@ -311,8 +277,7 @@ TEST_P(SaveCommand, SavesAtTheSameTimeWaitForEachOther)
     EXPECT_EQ(0, oOne.wait()) << oOne.errors();
     EXPECT_EQ(0, oOther.wait()) << oOther.errors();
     EXPECT_THAT((std::vector{oOne.output(), oOther.output()}),
-                testing::UnorderedElementsAre(testing::StartsWith("saved generation 1: 7 of 7 "),
-                                              "unchanged: generation 1\n"));
+                UnorderedElementsAre(StartsWith("saved generation 1: 7 of 7 "), "unchanged: generation 1\n"));
 }
 
 TEST_P(SaveCommand, KilledBeforeAnyStepLeavesACompleteGeneration)
@@ -324,19 +289,18 @@ TEST_P(SaveCommand, KilledBeforeAnyStepLeavesACompleteGeneration)
     fs::rename(tools(), sReal);
     fs::create_directory(tools());
     for (const char* pTool : {"cat", "cmp", "cp", "ln", "mkdir", "mv", "rm", "sync", "sqlite3"}) {
-        replaceTool(pTool, std::string("printf ") + pTool[1] + " >> " + sSteps + "; read -r steps < " +
-                               sSteps + "; [ ${#steps} != \"$FATAL_STEP\" ] || kill -9 0; exec " + sTools +
-                               "/" + pTool + " \"$@\"");
+        m_oSandbox.setProgram(pTool, std::string("printf ") + pTool[1] + " >> " + sSteps +
+                                         "; read -r steps < " + sSteps +
+                                         "; [ ${#steps} != \"$FATAL_STEP\" ] || kill -9 0; exec " + sTools +
+                                         "/" + pTool + " \"$@\"");
     }
     auto oStart = start();
     oStart.m_lEnvironment.back().second = tools() + ":" + sTools;
     oStart.m_oInChild = [] { ::setpgid(0, 0); };
     oStart.m_lEnvironment.emplace_back("FATAL_STEP", "0");
     ASSERT_EQ(0, run(shell(), oStart).m_iStatus);
-    const auto sFirst = readFile(dump(c_pWeb));
-
     int iStep = 0;
-    std::string sOld = sFirst;
+    std::string sOld = readFile(dump(c_pWeb));
     for (int iStatus = -1; iStatus != 0;) {
         ASSERT_LT(++iStep, 200);
         change(c_pWeb, "step " + std::to_string(iStep));
@@ -363,7 +327,7 @@ TEST_P(SaveCommand, KilledBeforeAnyStepLeavesACompleteGeneration)
     // cp, sync, mv, sync, and only then rm of the oldest: each is known by its second letter
     EXPECT_THAT(readFile(sSteps), testing::ContainsRegex("py[^y]*v[^py]*y[^pyv]*m"));
     EXPECT_EQ(2U, generations().size());
-    EXPECT_TRUE(fs::is_empty(m_oSandbox.path("var/run")));
+    EXPECT_TRUE(leftNothing());
 }
 
 TEST_P(SaveCommand, ConfigurationNamesTheDirectories)
