@@ -14,22 +14,20 @@
 #include "status/pppstatus.h"
 #include "status/wlanscan.h"
 #include "tests/networknamespace.h"
-#include "tests/row.h"
 #include "tests/unit/device/systemroot.h"
 #include "tests/unit/status/fakeip.h"
 #include "tests/unit/status/fakeppphelper.h"
 #include "tests/unit/status/faketool.h"
 #include "tests/unit/status/forwarder.h"
 #include "tests/unit/status/network.h"
+#include "tests/unit/status/tablereader.h"
 #include "tests/unit/systema/recordingplugin.h"
 #include "tests/unit/zel/tempdir.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <ostream>
 
 using systema::EResultCode;
@@ -188,10 +186,10 @@ struct CacheOfForwarder : private Forwarder, public zel::DnsCache
     }
 };
 
-constexpr const char* c_pKeyCode = "unknown key column gives 10 (no such row)";
+constexpr const char* c_pKeyCode = "unknown key column gives code 10";
 constexpr const char* c_pAcked = "row has Acked, which the schema lacks";
 constexpr const char* c_pReplaces = "schema replaces what is in the list";
-constexpr const char* c_pSkips = "unknown column gives 0 (success)";
+constexpr const char* c_pSkips = "unknown column is skipped";
 
 const TableCase c_aTables[] = {
     {"StatusDsl", make<zel::DslStatus>, {"Id"}, {}, false, true},
@@ -201,7 +199,7 @@ const TableCase c_aTables[] = {
     {"StatusNetIfIPv6Addresses",
      makeIPv6Addresses,
      {"Id", "Name"},
-     {"key Name of no row gives 9 (unknown key column)"},
+     {"key Name of no row gives code 9"},
      true},
     {"WlanScan", makeWlan, {}, {c_pKeyCode}},
     {"DhcpServerClients", makeLeases, {}, {c_pReplaces, c_pAcked, c_pKeyCode}},
@@ -215,13 +213,6 @@ const TableCase c_aTables[] = {
     {"RouteIPv4", makeRoutes, {}, {c_pKeyCode}},
     {"RouteIPv6", makeRoutes, {}, {c_pKeyCode}},
 };
-
-std::string codeText(EResultCode a_eCode)
-{
-    std::ostringstream oText;
-    a_eCode.put(oText);
-    return oText.str();
-}
 
 class StatusTable : public NetworkTest, public testing::WithParamInterface<TableCase>
 {
@@ -240,31 +231,11 @@ protected:
         m_oRoot.write("/var/run/ledgerd-sim.json", c_pDevice);
         m_oRoot.write("/etc/passwd", "root:x:0:0:root:/root:/bin/sh\nftp:x:21:21:FTP user:/home/ftp:\n");
         m_pTable = GetParam().m_pMake(m_oNetwork);
-        ASSERT_EQ(count(), GetParam().m_bOneRow ? 1U : 2U);
+        m_oRead.emplace(*m_pTable, m_sName);
+        ASSERT_EQ(m_oRead->count(), std::to_string(rows()));
     }
 
-    EResultCode readRow(ValueList& a_lRow, unsigned a_iPosition, const NameList& a_lWanted = {})
-    {
-        a_lRow.clear();
-        return m_pTable->getRow(m_sName, a_lRow, a_iPosition, a_lWanted);
-    }
-    ValueList row(unsigned a_iPosition, const NameList& a_lWanted = {})
-    {
-        ValueList lRow;
-        EXPECT_EQ(readRow(lRow, a_iPosition, a_lWanted), EResultCode::Success);
-        return lRow;
-    }
-    EResultCode findKey(const std::string& a_sColumn, const std::string& a_sValue)
-    {
-        ValueList lRow;
-        return m_pTable->getRowByKey(m_sName, lRow, a_sColumn, a_sValue, {});
-    }
-    unsigned count()
-    {
-        unsigned iCount = 0;
-        EXPECT_EQ(m_pTable->getRowCount(m_sName, iCount), EResultCode::Success);
-        return iCount;
-    }
+    static unsigned rows() { return GetParam().m_bOneRow ? 1 : 2; }
     systema::ColumnList schema()
     {
         systema::ColumnList lColumns;
@@ -287,6 +258,7 @@ protected:
     SystemRoot m_oRoot;
     Network m_oNetwork;
     std::unique_ptr<IStatusInfoSubPlugin> m_pTable;
+    std::optional<TableReader> m_oRead;
 };
 
 INSTANTIATE_TEST_SUITE_P(All, StatusTable, testing::ValuesIn(c_aTables),
@@ -307,13 +279,13 @@ TEST_P(StatusTable, IsServedUnderItsNameAlone)
 
 TEST_P(StatusTable, GivesTheAskedColumnsInTheAskedOrder)
 {
-    for (unsigned iRow = 0; iRow < count(); ++iRow) {
-        const ValueList lWhole = row(iRow);
+    for (unsigned iRow = 0; iRow < rows(); ++iRow) {
+        const ValueList lWhole = m_oRead->row(iRow);
         std::vector<std::string> lNames;
         for (const auto& [sName, oValue] : lWhole) {
             ValueList lCell;
             lCell.add(sName, oValue);
-            EXPECT_EQ(row(iRow, {sName}), lCell);
+            EXPECT_EQ(m_oRead->row(iRow, {sName}), lCell);
             lNames.push_back(sName);
         }
         std::ranges::reverse(lNames);
@@ -321,22 +293,20 @@ TEST_P(StatusTable, GivesTheAskedColumnsInTheAskedOrder)
         for (const auto& sName : lNames) {
             lReversed.add(sName, lWhole.getValue(sName));
         }
-        EXPECT_EQ(row(iRow, NameList(lNames)), lReversed);
+        EXPECT_EQ(m_oRead->row(iRow, NameList(lNames)), lReversed);
     }
 }
 
 TEST_P(StatusTable, HasNoRowPastItsEnd)
 {
-    ValueList lRow;
-    for (const unsigned iPosition : {count(), std::numeric_limits<unsigned>::max()}) {
-        EXPECT_EQ(readRow(lRow, iPosition), EResultCode::NoRow);
-        EXPECT_TRUE(lRow.empty());
+    for (const unsigned iPosition : {rows(), std::numeric_limits<unsigned>::max()}) {
+        EXPECT_EQ(m_oRead->at(iPosition), "code 10");
     }
 }
 
 TEST_P(StatusTable, IsReadByItsKeys)
 {
-    const ValueList lFirst = row(0);
+    const ValueList lFirst = m_oRead->row(0);
     NameList lKeys;
     for (const auto& [sColumn, eType] : schema()) {
         ValueList lRow;
@@ -360,7 +330,7 @@ TEST_P(StatusTable, DeviatesOnlyAsListed)
     }
 
     lColumns = schema();
-    const ValueList lRow = row(0);
+    const ValueList lRow = m_oRead->row(0);
     for (const auto& [sName, eType] : lColumns) {
         const auto* pValue = lRow.find(sName);
         if (pValue == nullptr || pValue->getType() != eType) {
@@ -373,16 +343,15 @@ TEST_P(StatusTable, DeviatesOnlyAsListed)
         }
     }
 
-    ValueList lUnknown;
-    if (const EResultCode eCode = readRow(lUnknown, 0, {"id"}); eCode != EResultCode::NoKey) {
-        lDeviations.push_back("unknown column gives " + codeText(eCode));
+    if (const std::string sResult = m_oRead->at(0, {"id"}); sResult != "code 9") {
+        lDeviations.push_back("unknown column " + (sResult.empty() ? "is skipped" : "gives " + sResult));
     }
-    if (const EResultCode eCode = findKey("id", "1"); eCode != EResultCode::NoKey) {
-        lDeviations.push_back("unknown key column gives " + codeText(eCode));
+    if (const std::string sResult = m_oRead->find("id", "1"); sResult != "code 9") {
+        lDeviations.push_back("unknown key column gives " + sResult);
     }
     for (const auto& sKey : keys()) {
-        if (const EResultCode eCode = findKey(sKey, "4711"); eCode != EResultCode::NoRow) {
-            lDeviations.push_back("key " + sKey + " of no row gives " + codeText(eCode));
+        if (const std::string sResult = m_oRead->find(sKey, "4711"); sResult != "code 10") {
+            lDeviations.push_back("key " + sKey + " of no row gives " + sResult);
         }
     }
     EXPECT_EQ(lDeviations, GetParam().m_lQuirks);
