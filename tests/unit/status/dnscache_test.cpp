@@ -1,16 +1,10 @@
 #include "status/dnscache.h"
 
 #include "tests/logof.h"
-#include "tests/row.h"
 #include "tests/unit/status/forwarder.h"
-
-#include <gtest/gtest.h>
+#include "tests/unit/status/tablereader.h"
 
 #include <algorithm>
-
-using systema::EResultCode;
-using systema::ValueList;
-using tests::row;
 
 namespace {
 
@@ -21,21 +15,7 @@ protected:
     {
         writeFile(m_oForwarder.path(a_sName), a_sText);
     }
-    /// The hosts of all rows; the code of the first read that fails.
-    std::string hosts()
-    {
-        unsigned iCount = 0;
-        if (const EResultCode eCode = m_oTable.getRowCount("", iCount); eCode != EResultCode::Success) {
-            return "code " + std::to_string(eCode);
-        }
-        std::string sHosts;
-        for (unsigned i = 0; i < iCount; ++i) {
-            ValueList lRow;
-            EXPECT_EQ(m_oTable.getRow("", lRow, i, {"Host"}), EResultCode::Success);
-            sHosts += lRow.getValue("Host").getText() + " ";
-        }
-        return sHosts;
-    }
+    std::string hosts() { return m_oRead.all({"Host"}); }
     /// The same after the forwarder was asked once.
     std::string freshHosts()
     {
@@ -43,15 +23,10 @@ protected:
         m_oForwarder.answer([&] { sHosts = hosts(); });
         return sHosts;
     }
-    EResultCode find(ValueList& a_lRow, const char* a_pColumn, const char* a_pValue)
-    {
-        a_lRow.clear();
-        return m_oTable.getRowByKey("", a_lRow, a_pColumn, a_pValue, {});
-    }
-
     Forwarder m_oForwarder;
     std::time_t m_iNow = 1000;
     zel::DnsCache m_oTable{m_oForwarder.m_oDnsMasq, [this] { return m_iNow; }};
+    TableReader m_oRead{m_oTable, ""};
 };
 
 zel::CacheEntry parse(std::string_view a_sLine)
@@ -70,10 +45,7 @@ TEST_F(DnsCache, ReadsEveryFileInTheOrderOfTheirNames)
     std::filesystem::create_directory(m_oForwarder.path("b.cached"));
     EXPECT_EQ(logOf([&] { EXPECT_EQ(freshHosts(), " a b1 b2 "); }),
               "error DnsCache Error while parsing " + m_oForwarder.path("b.cached") + "\n");
-    ValueList lRow;
-    EXPECT_EQ(find(lRow, "Address", "192.0.2.2"), EResultCode::Success);
-    EXPECT_EQ(lRow,
-              row({{"Id", 4}, {"Instance", 4}, {"Host", "b2"}, {"Address", "192.0.2.2"}, {"Expires", 61}}));
+    EXPECT_EQ(m_oRead.find("Address", "192.0.2.2", {"Id", "Instance", "Host", "Expires"}), "4,4,b2,61");
 }
 
 TEST_F(DnsCache, IsReadAgainAfterFiveSecondsWhichTakesTheNumbersOfTheRows)
@@ -84,10 +56,9 @@ TEST_F(DnsCache, IsReadAgainAfterFiveSecondsWhichTakesTheNumbersOfTheRows)
     m_iNow += 5;
     EXPECT_EQ(logOf([&] { EXPECT_EQ(hosts(), "old "); }), "");
     m_iNow += 1;
-    ValueList lRow;
-    m_oForwarder.answer([&] { EXPECT_EQ(find(lRow, "Id", "1"), EResultCode::NoRow); });
-    EXPECT_EQ(find(lRow, "Host", "more"), EResultCode::Success);
-    EXPECT_EQ(find(lRow, "Id", "2"), EResultCode::Success) << "the row that a key found has its number";
+    m_oForwarder.answer([&] { EXPECT_EQ(m_oRead.find("Id", "1"), "code 10"); });
+    EXPECT_EQ(m_oRead.find("Host", "more"), "2");
+    EXPECT_EQ(m_oRead.find("Id", "2"), "2") << "the row that a key found has its number";
 }
 
 TEST_F(DnsCache, StaysAsItIsUntilATransactionIsRolledBack)
@@ -128,19 +99,18 @@ TEST_F(DnsCache, WithoutItsDirectoryEveryReadFails)
     EXPECT_EQ(freshHosts(), "lost ");
     std::filesystem::remove_all(m_oForwarder.path(""));
     m_iNow += 6;
-    ValueList lRow;
     EXPECT_EQ(freshHosts(), "code 1");
-    m_oForwarder.answer([&] { EXPECT_EQ(m_oTable.getRow("", lRow, 0, {}), EResultCode::Failure); });
-    m_oForwarder.answer([&] { EXPECT_EQ(find(lRow, "Host", "lost"), EResultCode::Failure); });
+    m_oForwarder.answer([&] { EXPECT_EQ(m_oRead.at(0), "code 1"); });
+    m_oForwarder.answer([&] { EXPECT_EQ(m_oRead.find("Host", "lost"), "code 1"); });
 }
 
 TEST_F(DnsCache, HasBoundsForAllFilesTogether)
 {
     const auto count = [&] {
-        unsigned iCount = 0;
-        m_oForwarder.answer([&] { m_oTable.getRowCount("", iCount); });
+        std::string sCount;
+        m_oForwarder.answer([&] { sCount = m_oRead.count(); });
         m_iNow += 6;
-        return iCount;
+        return sCount;
     };
     const auto lines = [](std::size_t a_iCount, std::size_t a_iSize) {
         std::string sLines;
@@ -151,16 +121,16 @@ TEST_F(DnsCache, HasBoundsForAllFilesTogether)
     };
     write("1.cache", lines(40000, 20));
     write("2.cache", lines(40000, 20));
-    EXPECT_EQ(count(), zel::DnsCache::c_iMostEntries);
+    EXPECT_EQ(count(), std::to_string(zel::DnsCache::c_iMostEntries));
     write("1.cache", lines(20000, 200));
     write("2.cache", lines(20000, 200));
     write("3.cache", lines(1, 20));
-    EXPECT_EQ(count(), zel::FileParser::c_iMostBytes / 200);
+    EXPECT_EQ(count(), std::to_string(zel::FileParser::c_iMostBytes / 200));
 
     for (std::size_t i = 0; i < zel::DnsCache::c_iMostFiles; ++i) {
         write("0.cache." + std::to_string(i), "1 A 0 F host 192.0.2.1 60\n");
     }
-    EXPECT_EQ(count(), zel::DnsCache::c_iMostFiles) << "the first ones by name";
+    EXPECT_EQ(count(), std::to_string(zel::DnsCache::c_iMostFiles)) << "the first ones by name";
 }
 
 TEST_F(DnsCache, FollowsNoLinkThatSomeonePutsThere)
