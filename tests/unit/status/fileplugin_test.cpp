@@ -1,16 +1,13 @@
 #include "status/fileplugin.h"
 
 #include "tests/logof.h"
-#include "tests/row.h"
+#include "tests/unit/status/tablereader.h"
 #include "tests/unit/zel/tempdir.h"
 #include "zel/fileparser.h"
-
-#include <gtest/gtest.h>
 
 using systema::EDataType;
 using systema::EResultCode;
 using systema::NameList;
-using systema::ValueList;
 using tests::row;
 
 namespace {
@@ -25,35 +22,10 @@ protected:
         m_oFiles.addFile(m_sPath, zel::FilePlugin::createFile(m_sPath, a_sColumns));
         m_oFiles.init();
     }
-    NameList update()
-    {
-        NameList lChanged;
-        m_oFiles.update(lChanged);
-        return lChanged;
-    }
     NameList updateAfter(const std::string& a_sText)
     {
         writeFile(m_sPath, a_sText);
-        return update();
-    }
-    unsigned count()
-    {
-        unsigned iCount = 0;
-        EXPECT_EQ(m_oFiles.getRowCount(m_sPath, iCount), EResultCode::Success);
-        return iCount;
-    }
-    ValueList at(unsigned a_iPosition)
-    {
-        ValueList lRow;
-        EXPECT_EQ(m_oFiles.getRow(m_sPath, lRow, a_iPosition, {}), EResultCode::Success);
-        return lRow;
-    }
-    /// The Id of the first row with the key, 0 when there is none.
-    int find(const std::string& a_sColumn, const std::string& a_sValue)
-    {
-        ValueList lRow;
-        const auto eCode = m_oFiles.getRowByKey(m_sPath, lRow, a_sColumn, a_sValue, {"Id"});
-        return eCode == EResultCode::Success ? lRow.getValue("Id").getInteger() : 0;
+        return m_oRead.update();
     }
     std::string schema()
     {
@@ -70,6 +42,7 @@ protected:
     const std::string m_sPath = m_oDir.file("table");
     const NameList m_lTable{m_sPath};
     zel::FilePlugin m_oFiles;
+    TableReader m_oRead{m_oFiles, m_sPath};
 };
 
 } // namespace
@@ -78,52 +51,46 @@ TEST_F(FilePlugin, TheFirstLineNamesTheColumnsOfTheOthers)
 {
     serve(" Name  Value\nlan 1 more\n\n wan\r\nlan 2");
     EXPECT_EQ(schema(), "Id# Name Value ");
-    ASSERT_EQ(count(), 4U);
-    EXPECT_EQ(at(0), row({{"Id", 1}, {"Name", "lan"}, {"Value", "1"}}));
-    EXPECT_EQ(at(1), row({{"Id", 2}, {"Name", ""}, {"Value", ""}}));
-    EXPECT_EQ(at(2), row({{"Id", 3}, {"Name", "wan\r"}, {"Value", ""}}));
-    EXPECT_EQ(find("Name", "lan"), 1);
-    EXPECT_EQ(find("Value", "2"), 4);
+    EXPECT_EQ(m_oRead.all({}), "1,lan,1 2,, 3,wan\r, 4,lan,2 ");
+    EXPECT_EQ(m_oRead.find("Name", "lan"), "1");
+    EXPECT_EQ(m_oRead.find("Value", "2"), "4");
     for (const char* pId : {"4", " 04th", "4294967300"}) {
-        EXPECT_EQ(find("Id", pId), 4) << pId;
+        EXPECT_EQ(m_oRead.find("Id", pId), "4") << pId;
     }
     for (const char* pId : {"0", "5", "-1", "", "x"}) {
-        EXPECT_EQ(find("Id", pId), 0) << pId;
+        EXPECT_EQ(m_oRead.find("Id", pId), "code 10") << pId;
     }
-    ValueList lRow;
-    EXPECT_EQ(m_oFiles.getRow("/other", lRow, 0, {}), EResultCode::NoTable);
 }
 
 TEST_F(FilePlugin, FixedColumnsMakeEveryLineARow)
 {
     serve("lan 1\nwan 2\n", "Name,Value");
     EXPECT_EQ(schema(), "Id# Name Value ");
-    EXPECT_EQ(find("Value", "1"), 1);
+    EXPECT_EQ(m_oRead.find("Value", "1"), "1");
 }
 
 TEST_F(FilePlugin, ANameThatIsThereTwiceMeansTheFirst)
 {
     serve("Id A A\nx y z\n");
-    EXPECT_EQ(at(0), row({{"Id", 1}, {"Id", "x"}, {"A", "y"}, {"A", "z"}}));
-    ValueList lRow;
-    EXPECT_EQ(m_oFiles.getRowByKey(m_sPath, lRow, "A", "y", {"A", "Id"}), EResultCode::Success);
-    EXPECT_EQ(lRow, row({{"A", "y"}, {"Id", 1}}));
-    EXPECT_EQ(find("A", "z") + find("Id", "x"), 0);
+    EXPECT_EQ(m_oRead.row(0), row({{"Id", 1}, {"Id", "x"}, {"A", "y"}, {"A", "z"}}));
+    EXPECT_EQ(m_oRead.find("A", "y", {"A", "Id"}), "y,1");
+    EXPECT_EQ(m_oRead.find("A", "z"), "code 10");
+    EXPECT_EQ(m_oRead.find("Id", "x"), "code 10");
 }
 
 TEST_F(FilePlugin, IsAnnouncedWhenItsContentDiffers)
 {
     serve("Name\na\nb\nc\n");
-    EXPECT_EQ(update(), NameList());
+    EXPECT_EQ(m_oRead.update(), NameList());
     EXPECT_EQ(logOf([&] { EXPECT_EQ(updateAfter("Name\na\nb\n"), m_lTable); }),
               "info FilePlug " + m_sPath + " has changed\n");
     EXPECT_EQ(updateAfter("Name\na\nB\n"), m_lTable);
-    EXPECT_EQ(find("Name", "B"), 2);
+    EXPECT_EQ(m_oRead.find("Name", "B"), "2");
     EXPECT_EQ(updateAfter("Device\na\nB\n"), m_lTable) << "the same texts in another column";
     EXPECT_EQ(updateAfter("Device Unused\na\nB\n"), m_lTable);
 
     std::filesystem::remove(m_sPath);
-    EXPECT_EQ(update(), m_lTable);
+    EXPECT_EQ(m_oRead.update(), m_lTable);
     EXPECT_EQ(schema(), "Id# Device Unused ");
     EXPECT_EQ(updateAfter("Name\n"), NameList());
     EXPECT_EQ(schema(), "Id# Name ");
@@ -138,7 +105,7 @@ TEST_F(FilePlugin, ServesTheBeginOfAFileThatIsTooLong)
     serve(sMost);
     EXPECT_EQ(logOf([&] { EXPECT_EQ(updateAfter(sMost + "x\n"), NameList()); }),
               "error FilePlug " + m_sPath + " is too long, only its first 131071 lines are served\n");
-    EXPECT_EQ(count(), 131071U);
+    EXPECT_EQ(m_oRead.count(), "131071");
     EXPECT_EQ(logOf([&] { updateAfter(sMost + "x\ny\n"); }), "");
 }
 
