@@ -1,17 +1,14 @@
 #include "status/firewall.h"
 
 #include "tests/logof.h"
-#include "tests/row.h"
 #include "tests/unit/status/faketool.h"
+#include "tests/unit/status/tablereader.h"
 #include "tests/unit/systema/recordingplugin.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 
 using namespace std::chrono_literals;
 using systema::EResultCode;
-using systema::ValueList;
 using tests::row;
 
 namespace {
@@ -32,21 +29,13 @@ protected:
         m_oTool.behaves("test $2 = goneInput || printf 'Chain %s (1 references)\\nheader\\n" +
                         std::to_string(a_iPackets) + " 100 ACCEPT all\\n' $2");
     }
-    /// The number of rows, else the code.
-    std::string count()
-    {
-        unsigned iCount = 0;
-        const EResultCode eCode = m_oTable.getRowCount("", iCount);
-        return eCode == EResultCode::Success ? std::to_string(iCount) + " rows"
-                                             : "code " + std::to_string(eCode);
-    }
-
     FakeTool m_oTool{"iptables"};
     RecordingPlugin::Calls m_lCalls;
     RecordingPlugin m_oConfig{"config", {"FirewallZones"}, m_lCalls};
     zel::Firewall::Clock::time_point m_oNow{};
     zel::Firewall::Clock::duration m_oStep{}; // which each look at the clock takes
     zel::Firewall m_oTable{m_oConfig, [this] { return m_oNow += m_oStep; }};
+    TableReader m_oRead{m_oTable, ""};
 };
 
 } // namespace
@@ -55,16 +44,12 @@ TEST_F(Firewall, ListsEachChainAtEachReadAndLeavesNoGapForOneThatIsGone)
 {
     setZones({"lan", "gone", "wan"});
     accepts(3);
-    EXPECT_EQ(count(), "2 rows");
+    EXPECT_EQ(m_oRead.count(), "2");
     EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n-L goneInput -v\n-L wanInput -v\n");
     accepts(4);
-    ValueList lRow;
-    EXPECT_EQ(m_oTable.getRow("", lRow, 1, {}), EResultCode::Success);
-    EXPECT_EQ(lRow, row({{"Id", 2}, {"Chain", "wanInput"}, {"PktAccept", 4}, {"PktDrop", 0}}));
+    EXPECT_EQ(m_oRead.at(1), "2,wanInput,4,0");
     accepts(5);
-    lRow.clear();
-    EXPECT_EQ(m_oTable.getRowByKey("", lRow, "Chain", "wanInput", {"PktAccept", "Id"}), EResultCode::Success);
-    EXPECT_EQ(lRow, row({{"PktAccept", 5}, {"Id", 2}}));
+    EXPECT_EQ(m_oRead.find("Chain", "wanInput", {"PktAccept", "Id"}), "5,2");
 }
 
 TEST_F(Firewall, AZoneNameThatIsNotPlainReachesNoShellAndIsLoggedOnce)
@@ -74,39 +59,40 @@ TEST_F(Firewall, AZoneNameThatIsNotPlainReachesNoShellAndIsLoggedOnce)
     accepts(1);
     setZones({"a;" + sTouch + ";", "$(" + sTouch + ")", "a\n" + sTouch + "\n", "-F", "a b", "\xc3\xa4",
               std::string(5000, 'a'), "Lan-1_.x", "-F"});
-    const std::string sLog = logOf([&] { EXPECT_EQ(count(), "1 rows"); });
+    const std::string sLog = logOf([&] { EXPECT_EQ(m_oRead.count(), "1"); });
     EXPECT_EQ(std::ranges::count(sLog, '\n'), 7) << sLog;
     EXPECT_NE(sLog.find("error Firewall The zone name \"-F\" is not plain\n"), std::string::npos) << sLog;
     EXPECT_EQ(m_oTool.takeRuns(), "-L Lan-1_.xInput -v\n");
     EXPECT_FALSE(std::filesystem::exists(oDir.file("x")));
 
-    EXPECT_EQ(logOf([&] { count(); }), "");
+    EXPECT_EQ(logOf([&] { m_oRead.count(); }), "");
     setZones({"lan", "-F", "`id`"});
-    EXPECT_EQ(logOf([&] { count(); }), "error Firewall The zone name \"`id`\" is not plain\n");
+    EXPECT_EQ(logOf([&] { m_oRead.count(); }), "error Firewall The zone name \"`id`\" is not plain\n");
 }
 
 TEST_F(Firewall, AToolThatHangsIsKilledAndLeftAloneForAWhile)
 {
     setZones({"lan", "wan"});
     m_oTool.behaves("printf 'Chain lanInput \\n'; sleep 600");
-    ValueList lRow;
-    EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), "code 1"); }), "error Firewall iptables takes too long\n");
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oRead.count(), "code 1"); }),
+              "error Firewall iptables takes too long\n");
     EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n");
     accepts(1);
     m_oNow += zel::Firewall::c_oHangWait - 1s;
     EXPECT_EQ(logOf([&] {
-                  EXPECT_EQ(m_oTable.getRow("", lRow, 0, {}), EResultCode::Failure);
-                  EXPECT_EQ(m_oTable.getRowByKey("", lRow, "Id", "1", {}), EResultCode::Failure);
+                  EXPECT_EQ(m_oRead.at(0), "code 1");
+                  EXPECT_EQ(m_oRead.find("Id", "1"), "code 1");
               }),
               "");
     EXPECT_EQ(m_oTool.takeRuns(), "");
     m_oNow += 1s;
-    EXPECT_EQ(count(), "2 rows");
+    EXPECT_EQ(m_oRead.count(), "2");
 
     // Nor do many that are slow hold the daemon for long.
     m_oStep = 400ms;
     setZones(std::vector<std::string>(10, "lan"));
-    EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), "code 1"); }), "error Firewall iptables takes too long\n");
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oRead.count(), "code 1"); }),
+              "error Firewall iptables takes too long\n");
     EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n-L wanInput -v\n-L lanInput -v\n-L lanInput -v\n");
 }
 
@@ -118,12 +104,12 @@ TEST_F(Firewall, AMissingToolIsLoggedOnceUntilItIsThere)
             logOf([&] {
                 for (const auto& lZones : {std::vector<std::string>{"lan", "wan"}, {}, {"lan", "wan"}}) {
                     setZones(lZones);
-                    EXPECT_EQ(count(), "0 rows");
+                    EXPECT_EQ(m_oRead.count(), "0");
                 }
             }),
             "error Firewall iptables cannot be run\n");
         accepts(1);
-        EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), "2 rows"); }), "");
+        EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oRead.count(), "2"); }), "");
     }
 }
 
@@ -131,20 +117,19 @@ TEST_F(Firewall, ZonesThatCannotBeReadAreNoEmptyTable)
 {
     setZones({"lan", "-F"});
     accepts(1);
-    EXPECT_EQ(count(), "1 rows");
+    EXPECT_EQ(m_oRead.count(), "1");
     m_oTool.takeRuns();
-    ValueList lRow;
     EXPECT_EQ(logOf([&] {
                   for (const auto eCode : {EResultCode::Busy, EResultCode::Locked, EResultCode::Failure}) {
                       m_oConfig.m_mResults["selectRow"] = eCode;
-                      EXPECT_EQ(count(), "code 1");
-                      EXPECT_EQ(m_oTable.getRow("", lRow, 0, {}), EResultCode::Failure);
+                      EXPECT_EQ(m_oRead.count(), "code 1");
+                      EXPECT_EQ(m_oRead.at(0), "code 1");
                   }
                   m_oConfig.m_mResults["selectRow"] = EResultCode::NoTable;
-                  EXPECT_EQ(count(), "0 rows");
+                  EXPECT_EQ(m_oRead.count(), "0");
                   EXPECT_EQ(m_oTool.takeRuns(), "");
                   m_oConfig.m_mResults.clear();
-                  EXPECT_EQ(count(), "1 rows");
+                  EXPECT_EQ(m_oRead.count(), "1");
               }),
               "error Firewall The zone name \"-F\" is not plain\n"); // which was gone with its table
 }
