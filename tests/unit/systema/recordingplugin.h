@@ -32,6 +32,7 @@ public:
     NameList m_lLateTables;                        // served from initialize on
     NameList m_lTicked;                            // told as changed by each tick
     std::vector<ValueList> m_lRows;                // by position; by key always the first
+    unsigned m_iMissingRow = 0xffffffff;           // position of one that cannot be read
     std::map<std::string, EResultCode> m_mResults; // 0 of an operation that is not named
     std::string m_sThrows;                         // the operation that throws
     bool m_bPersistent = false;
@@ -59,7 +60,7 @@ public:
                           const NameList&) override
     {
         const EResultCode eResult = call("selectRow", a_table);
-        if (eResult != EResultCode::Success || a_index >= m_lRows.size()) {
+        if (eResult != EResultCode::Success || a_index >= m_lRows.size() || a_index == m_iMissingRow) {
             return eResult != EResultCode::Success ? eResult : EResultCode(EResultCode::NoRow);
         }
         a_row = m_lRows[a_index];
@@ -157,7 +158,5 @@ class StoredPlugin : public RecordingPlugin, public systema::IStoredTables
 public:
     using RecordingPlugin::RecordingPlugin;
 
-    bool m_bUsesTransactions = true;
-
-    bool usesTransactions() const override { return m_bUsesTransactions; }
+    bool usesTransactions() const override { return true; }
 };
