@@ -2,15 +2,14 @@
 
 #include "tests/logof.h"
 #include "tests/networknamespace.h"
-#include "tests/row.h"
 #include "tests/unit/status/network.h"
+#include "tests/unit/status/tablereader.h"
 #include "tests/unit/systema/recordingplugin.h"
 
 #include <fstream>
 
 using systema::EResultCode;
 using systema::NameList;
-using systema::ValueList;
 using tests::row;
 
 namespace {
@@ -54,33 +53,15 @@ protected:
         m_lChanged.clear();
         return logOf([&] { m_oInterfaces.update(m_lChanged); });
     }
-    ValueList read(const NameList& a_lColumns, unsigned a_iPosition = 0)
-    {
-        ValueList lRow;
-        EXPECT_EQ(m_oInterfaces.getRow(c_sTable, lRow, a_iPosition, a_lColumns), EResultCode::Success);
-        return lRow;
-    }
-    int number(const char* a_pColumn) { return read({a_pColumn}).getValue(a_pColumn).getInteger(); }
-    std::string addr() { return read({"Addr"}).getValue("Addr").getText(); }
-    EResultCode findKey(const std::string& a_sColumn, const std::string& a_sValue)
-    {
-        m_lFound.clear();
-        return m_oInterfaces.getRowByKey(c_sTable, m_lFound, a_sColumn, a_sValue, {"Id", "Name"});
-    }
-    unsigned count()
-    {
-        unsigned iCount = 0;
-        m_oInterfaces.getRowCount(c_sTable, iCount);
-        return iCount;
-    }
+    int number(const char* a_pColumn) { return std::stoi(m_oRead.at(0, {a_pColumn})); }
 
     RecordingPlugin::Calls m_lCalls;
     RecordingPlugin m_oConfig{"config", {"StatusNetifConfig", "InterfaceMapping"}, m_lCalls};
     Network m_oNetwork;
     zel::Interfaces m_oInterfaces{m_oNetwork.m_oDispatcher, m_oNetwork.m_oDispatcher,
                                   m_oNetwork.m_oInterfaceStatus, m_oNetwork.m_oIPv4, m_oNetwork.m_oIPv6};
+    TableReader m_oRead{m_oInterfaces, c_sTable};
     NameList m_lChanged;
-    ValueList m_lFound;
 };
 
 } // namespace
@@ -92,46 +73,22 @@ TEST_F(InterfacesTest, ADeviceThatIsDownHasNothingButItsMacAddress)
     sendFrame("lan");
     ip("link set lan down");
     ip("address add 192.0.2.1/24 brd + dev lan");
-    const auto aDown = [&](int a_iId, const char* a_pName, const char* a_pHwAddr) {
-        const char* pNone = "0.0.0.0";
-        return row({{"Id", a_iId},
-                    {"Name", a_pName},
-                    {"Addr", pNone},
-                    {"BroadAddr", pNone},
-                    {"DstAddr", pNone},
-                    {"Netmask", pNone},
-                    {"HwAddr", a_pHwAddr},
-                    {"MTU", 0},
-                    {"TxPackets", 0},
-                    {"TxBytes", 0},
-                    {"RxPackets", 0},
-                    {"RxBytes", 0},
-                    {"IsUp", 0},
-                    {"IsLinkUp", 0},
-                    {"OnlineTime", 0},
-                    {"IPv6LinkAddrs", 0},
-                    {"IPv6SiteAddrs", 0},
-                    {"IPv6GlobalAddrs", 0}});
-    };
+    const std::string sNothing = ",0,0,0,0,0,0,0,0,0,0,0";
+    const std::string sNoIPv4 = "0.0.0.0,0.0.0.0,0.0.0.0,0.0.0.0,";
+    const std::string sLanDown = "1,lan," + sNoIPv4 + "02:00:00:00:00:01" + sNothing;
     watch({"lan", "none"});
-    EXPECT_EQ(read({}), aDown(1, "lan", "02:00:00:00:00:01"));
-    EXPECT_EQ(read({}, 1), aDown(2, "none", ""));
+    EXPECT_EQ(m_oRead.at(0), sLanDown);
+    EXPECT_EQ(m_oRead.at(1), "2,none," + sNoIPv4 + sNothing);
 
     ip("link set lan up");
     m_oInterfaces.StatusChange("lan", true);
     update();
-    EXPECT_EQ(read({"Addr", "BroadAddr", "Netmask", "MTU", "TxPackets", "TxBytes", "IsUp"}),
-              row({{"Addr", "192.0.2.1"},
-                   {"BroadAddr", "192.0.2.255"},
-                   {"Netmask", "255.255.255.0"},
-                   {"MTU", 1400},
-                   {"TxPackets", 1},
-                   {"TxBytes", c_iFrameSize},
-                   {"IsUp", 1}}));
+    EXPECT_EQ(m_oRead.at(0, {"Addr", "BroadAddr", "Netmask", "MTU", "TxPackets", "TxBytes", "IsUp"}),
+              "192.0.2.1,192.0.2.255,255.255.255.0,1400,1," + std::to_string(c_iFrameSize) + ",1");
     ip("link set lan down");
     m_oInterfaces.LinkStatusChange("lan", false);
     update();
-    EXPECT_EQ(read({}), aDown(1, "lan", "02:00:00:00:00:01"));
+    EXPECT_EQ(m_oRead.at(0), sLanDown);
 }
 
 TEST_F(InterfacesTest, OnlyMarkedDevicesAreAskedForAndEachOnce)
@@ -174,14 +131,12 @@ TEST_F(InterfacesTest, OnlyCountersAreReadWithEachRow)
     sendFrame("lan");
     EXPECT_EQ(number("TxPackets"), iBefore + 1);
     sendFrame("lan");
-    EXPECT_EQ(m_oInterfaces.getRowByKey(c_sTable, m_lFound, "Name", "lan", {"TxPackets"}),
-              EResultCode::Success);
-    EXPECT_EQ(m_lFound, row({{"TxPackets", iBefore + 2}}));
-    EXPECT_EQ(addr(), "0.0.0.0");
+    EXPECT_EQ(m_oRead.find("Name", "lan", {"TxPackets"}), std::to_string(iBefore + 2));
+    EXPECT_EQ(m_oRead.at(0, {"Addr"}), "0.0.0.0");
     m_oInterfaces.NewIPv4Address("lan", "192.0.2.1");
-    EXPECT_EQ(addr(), "0.0.0.0");
+    EXPECT_EQ(m_oRead.at(0, {"Addr"}), "0.0.0.0");
     update();
-    EXPECT_EQ(addr(), "192.0.2.1");
+    EXPECT_EQ(m_oRead.at(0, {"Addr"}), "192.0.2.1");
 }
 
 TEST_F(InterfacesTest, OnlineTimeStartsWhenTheDeviceIsSeenGoingUp)
@@ -214,18 +169,13 @@ TEST_F(InterfacesTest, OnlineTimeStartsWhenTheDeviceIsSeenGoingUp)
 TEST_F(InterfacesTest, UnknownColumnsAreSkippedButUnknownKeysAreNot)
 {
     watch({"lan", "wan", "wan"});
-    EXPECT_EQ(read({"Name", "name", "Id", "Name"}, 1), row({{"Name", "wan"}, {"Id", 2}, {"Name", "wan"}}));
-    EXPECT_EQ(read({"name"}), ValueList());
-
-    EXPECT_EQ(findKey("Name", "wan"), EResultCode::Success);
-    EXPECT_EQ(m_lFound, row({{"Id", 2}, {"Name", "wan"}}));
-    EXPECT_EQ(findKey("Id", " 3rd"), EResultCode::Success);
-    EXPECT_EQ(m_lFound, row({{"Id", 3}, {"Name", "wan"}}));
+    EXPECT_EQ(m_oRead.at(1, {"Name", "name", "Id", "Name"}), "wan,2,wan");
+    EXPECT_EQ(m_oRead.find("Name", "wan"), "2");
+    EXPECT_EQ(m_oRead.find("Id", " 3rd"), "3");
     for (const char* pNumber : {"0", "4", "-1", "4294967297", "abc", ""}) {
-        EXPECT_EQ(findKey("Id", pNumber), EResultCode::NoRow) << pNumber;
+        EXPECT_EQ(m_oRead.find("Id", pNumber), "code 10") << pNumber;
     }
-    EXPECT_EQ(findKey("Name", "dmz"), EResultCode::NoRow);
-    EXPECT_EQ(findKey("HwAddr", ""), EResultCode::NoKey);
+    EXPECT_EQ(m_oRead.find("HwAddr", ""), "code 9");
 }
 
 TEST_F(InterfacesTest, AChangedConfigurationStartsAllDevicesAfresh)
@@ -238,36 +188,20 @@ TEST_F(InterfacesTest, AChangedConfigurationStartsAllDevicesAfresh)
         testing::internal::CaptureStdout();
         m_oNetwork.m_oDispatcher.sendNotifications();
         EXPECT_EQ(testing::internal::GetCapturedStdout(), "Interfaces::notify\n");
-        EXPECT_EQ(read({"Id", "Name"}, 1), row({{"Id", 2}, {"Name", "dmz"}}));
-        EXPECT_EQ(count(), 3U);
+        EXPECT_EQ(m_oRead.all({"Id", "Name"}), "1,wan 2,dmz 3,lan ");
         update();
         EXPECT_EQ(m_lChanged, NameList{c_sTable});
     }
     m_oConfig.m_mResults["selectRow"] = EResultCode::Failure;
     m_oInterfaces.init();
-    EXPECT_EQ(count(), 0U);
+    EXPECT_EQ(m_oRead.count(), "0");
 }
 
 TEST_F(InterfacesTest, AConfigurationWithoutEndIsCut)
 {
-    class Endless : public RecordingPlugin
-    {
-    public:
-        using RecordingPlugin::RecordingPlugin;
-        EResultCode selectRow(ValueList& a_row, const void*, const std::string&, unsigned int,
-                              const NameList&) override
-        {
-            a_row = row({{"Name", ""}});
-            return EResultCode::Success;
-        }
-    };
-    Endless oConfig("config", {}, m_lCalls);
-    zel::Interfaces oInterfaces(oConfig, m_oNetwork.m_oDispatcher, m_oNetwork.m_oInterfaceStatus,
-                                m_oNetwork.m_oIPv4, m_oNetwork.m_oIPv6);
-    oInterfaces.init();
-    unsigned iCount = 0;
-    oInterfaces.getRowCount(c_sTable, iCount);
-    EXPECT_EQ(iCount, zel::Interfaces::c_iMostDevices);
+    m_oConfig.m_lRows.assign(zel::Interfaces::c_iMostDevices + 1, row({{"Name", ""}}));
+    m_oInterfaces.init();
+    EXPECT_EQ(m_oRead.count(), std::to_string(zel::Interfaces::c_iMostDevices));
 }
 
 TEST_F(InterfacesTest, LogsGlobalAddressesOfTheProvidersDevice)
