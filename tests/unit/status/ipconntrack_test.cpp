@@ -2,14 +2,11 @@
 
 #include "systema/configdispatcher.h"
 #include "tests/logof.h"
-#include "tests/row.h"
+#include "tests/unit/status/tablereader.h"
 #include "tests/unit/systema/recordingplugin.h"
 #include "tests/unit/zel/tempdir.h"
 
-#include <gtest/gtest.h>
-
 using systema::EResultCode;
-using systema::NameList;
 using systema::ValueList;
 using tests::row;
 
@@ -64,40 +61,6 @@ protected:
         m_oDispatcher.insertRow(this, "StatusNetifWatch", {});
         m_oDispatcher.sendNotifications();
     }
-    unsigned count()
-    {
-        unsigned iCount = 0;
-        EXPECT_EQ(m_oConntrack.getRowCount(c_sTable, iCount), EResultCode::Success);
-        return iCount;
-    }
-    /// The cells of the columns, commas between them.
-    std::string cells(unsigned a_iPosition, const NameList& a_lColumns = {})
-    {
-        ValueList lRow;
-        EXPECT_EQ(m_oConntrack.getRow(c_sTable, lRow, a_iPosition, a_lColumns), EResultCode::Success);
-        std::string sCells;
-        for (const auto& [sName, oValue] : lRow) {
-            sCells += (sCells.empty() ? "" : ",") + oValue.toText();
-        }
-        return sCells;
-    }
-    /// The sources of all connections, a space after each.
-    std::string sources()
-    {
-        std::string sSources;
-        for (unsigned i = 0; i < count(); ++i) {
-            sSources += cells(i, {"SrcAddress"}) + " ";
-        }
-        return sSources;
-    }
-    /// The Id of the row that is found by the key, else the code.
-    std::string find(const std::string& a_sColumn, const std::string& a_sValue)
-    {
-        ValueList lRow;
-        const EResultCode eCode = m_oConntrack.getRowByKey(c_sTable, lRow, a_sColumn, a_sValue, {"Id"});
-        return eCode == EResultCode::Success ? lRow.getValue("Id").toText() : "code " + std::to_string(eCode);
-    }
-
     const TempDir m_oDir;
     const std::string m_sPath = m_oDir.file("nf_conntrack");
     std::time_t m_iNow = 1000;
@@ -106,60 +69,49 @@ protected:
     RecordingPlugin m_oWatch{"watch", {"StatusNetifWatch"}, m_lCalls};
     systema::ConfigDispatcher m_oDispatcher;
     zel::IpConntrack m_oConntrack{m_oDispatcher, m_oDispatcher, [this] { return m_iNow; }, m_sPath};
+    TableReader m_oRead{m_oConntrack, c_sTable};
 };
 
 } // namespace
 
-TEST_F(IpConntrackTest, ReadsTheKernelsLinesAndNumbersAllOfThem)
-{
-    track(c_sSynSent + c_sIcmp + c_sDns + c_sStream);
-    EXPECT_EQ(count(), 3U);
-    EXPECT_EQ(cells(0), "1,tcp,6,119,SYN_SENT,192.168.5.20,203.0.113.77,52144,80,1,0");
-    EXPECT_EQ(cells(1), "3,udp,17,29,,192.168.5.20,203.0.113.53,59321,53,1,0");
-    EXPECT_EQ(cells(2), "4,udp,17,117,,192.168.5.20,203.0.113.5,5000,5001,0,1");
-}
-
 TEST_F(IpConntrackTest, TheKeyIdIsThePositionThoughTheColumnIsTheLine)
 {
     track(c_sIcmp + c_sSynSent + c_sIcmp + c_sDns);
-    EXPECT_EQ(find("Id", "2"), "4");
+    EXPECT_EQ(m_oRead.find("Id", "2"), "4");
     for (const char* pNumber : {"4", "3", "0", "-1", "x"}) {
-        EXPECT_EQ(find("Id", pNumber), "code 10") << pNumber;
+        EXPECT_EQ(m_oRead.find("Id", pNumber), "code 10") << pNumber;
     }
-    EXPECT_EQ(find("DstPort", "53udp"), "4");
-    EXPECT_EQ(find("SrcAddress", "192.168.5.20"), "2") << "the first of two";
-    EXPECT_EQ(find("SrcAddress", "192.168.5.020"), "code 10");
+    EXPECT_EQ(m_oRead.find("DstPort", "53udp"), "4");
+    EXPECT_EQ(m_oRead.find("SrcAddress", "192.168.5.20"), "2") << "the first of two";
 }
 
 TEST_F(IpConntrackTest, SixSecondsAreServedFromOneRead)
 {
     track(c_sDns);
-    EXPECT_EQ(count(), 1U);
+    EXPECT_EQ(m_oRead.count(), "1");
     writeFile(m_sPath, c_sDns + c_sStream);
     m_iNow += 5;
-    EXPECT_EQ(count(), 1U);
-    EXPECT_EQ(find("DstPort", "5001"), "code 10");
+    EXPECT_EQ(m_oRead.count(), "1");
+    EXPECT_EQ(m_oRead.find("DstPort", "5001"), "code 10");
     m_iNow += 1;
-    EXPECT_EQ(find("DstPort", "5001"), "2");
+    EXPECT_EQ(m_oRead.find("DstPort", "5001"), "2");
 }
 
 TEST_F(IpConntrackTest, AListThatCannotBeReadFailsEveryRequestUntilItCan)
 {
     track(c_sDns);
-    EXPECT_EQ(count(), 1U);
+    EXPECT_EQ(m_oRead.count(), "1");
     std::filesystem::remove(m_sPath);
     m_iNow += 6;
-    unsigned iCount = 0;
-    ValueList lRow;
     const std::string sLine = "error IpConn Could not open file: " + m_sPath + "\n";
     EXPECT_EQ(logOf([&] {
-                  EXPECT_EQ(m_oConntrack.getRowCount(c_sTable, iCount), EResultCode::Failure);
-                  EXPECT_EQ(m_oConntrack.getRow(c_sTable, lRow, 0, {}), EResultCode::Failure);
-                  EXPECT_EQ(find("id", "1"), "code 1");
+                  EXPECT_EQ(m_oRead.count(), "code 1");
+                  EXPECT_EQ(m_oRead.at(0), "code 1");
+                  EXPECT_EQ(m_oRead.find("id", "1"), "code 1");
               }),
               sLine + sLine + sLine);
     writeFile(m_sPath, c_sStream);
-    EXPECT_EQ(count(), 1U);
+    EXPECT_EQ(m_oRead.count(), "1");
 }
 
 TEST_F(IpConntrackTest, TakesWhatALineHas)
@@ -168,15 +120,15 @@ TEST_F(IpConntrackTest, TakesWhatALineHas)
     learnLan();
     track("\nipv4 2 udp 17\nipv4 2  tcp 4294967302 -7s SYN=A=B 10.0.0.1 dst= sport= 5 6\n" +
           std::string(600, 'x') + "\n= = udp = = src=10.0.0.2 dst=10.0.0.3 sport=7 ");
-    EXPECT_EQ(count(), 3U);
-    EXPECT_EQ(cells(0), "2,udp,0,0,,,,0,0,0,0") << "its last text is no token";
-    EXPECT_EQ(cells(1), "3,tcp,6,-7,A=B,10.0.0.1,,0,5,0,0");
-    EXPECT_EQ(cells(2), "6,udp,0,0,,10.0.0.2,10.0.0.3,7,0,0,0") << "after a line in two pieces";
+    EXPECT_EQ(m_oRead.count(), "3");
+    EXPECT_EQ(m_oRead.at(0), "2,udp,0,0,,,,0,0,0,0") << "its last text is no token";
+    EXPECT_EQ(m_oRead.at(1), "3,tcp,6,-7,A=B,10.0.0.1,,0,5,0,0");
+    EXPECT_EQ(m_oRead.at(2), "6,udp,0,0,,10.0.0.2,10.0.0.3,7,0,0,0") << "after a line in two pieces";
 
     const int iLast = zel::IpConntrack::c_iMostLines;
     track(std::string(iLast - 1, '\n') + c_sDns + c_sDns);
-    EXPECT_EQ(count(), 1U);
-    EXPECT_EQ(cells(0, {"Id"}), std::to_string(iLast));
+    EXPECT_EQ(m_oRead.count(), "1");
+    EXPECT_EQ(m_oRead.at(0, {"Id"}), std::to_string(iLast));
 }
 
 TEST_F(IpConntrackTest, OnlyANotificationTellsOfTheLan)
@@ -187,7 +139,8 @@ TEST_F(IpConntrackTest, OnlyANotificationTellsOfTheLan)
     track(sLines);
     m_oConntrack.init();
     m_oConntrack.init();
-    EXPECT_EQ(sources(), "192.168.5.20 192.168.5.1 192.168.5.21 192.168.6.20 2001:0db8::20 ");
+    EXPECT_EQ(m_oRead.all({"SrcAddress"}),
+              "192.168.5.20 192.168.5.1 192.168.5.21 192.168.6.20 2001:0db8::20 ");
     EXPECT_EQ(m_lCalls, RecordingPlugin::Calls());
 
     tellOfInterfaces();
@@ -195,16 +148,16 @@ TEST_F(IpConntrackTest, OnlyANotificationTellsOfTheLan)
     EXPECT_EQ(m_lCalls,
               (RecordingPlugin::Calls{"logical.selectKey StatusNetifWatchLogical Name LocalLAN Interface",
                                       "watch.selectKey StatusNetifWatch Name br0 Addr, BroadAddr, Netmask"}));
-    EXPECT_EQ(count(), 5U) << "what was read before is not filtered again";
+    EXPECT_EQ(m_oRead.count(), "5") << "what was read before is not filtered again";
     track(sLines);
-    EXPECT_EQ(sources(), "192.168.5.20 ");
+    EXPECT_EQ(m_oRead.all({"SrcAddress"}), "192.168.5.20 ");
 
     m_oWatch.m_lRows = {row({{"Addr", "192.168.6.1"}, {"BroadAddr", ""}, {"Netmask", "255.255.255.0"}})};
     track(sLines);
-    EXPECT_EQ(sources(), "192.168.5.20 ") << "nobody told of the new address";
+    EXPECT_EQ(m_oRead.all({"SrcAddress"}), "192.168.5.20 ") << "nobody told of the new address";
     tellOfInterfaces();
     track(sLines);
-    EXPECT_EQ(sources(), "192.168.6.20 ");
+    EXPECT_EQ(m_oRead.all({"SrcAddress"}), "192.168.6.20 ");
 }
 
 TEST_F(IpConntrackTest, AddressingThatCannotBeReadIsTriedElevenTimesAndStays)
@@ -220,7 +173,7 @@ TEST_F(IpConntrackTest, AddressingThatCannotBeReadIsTriedElevenTimesAndStays)
     m_oLogical.m_mResults["selectKey"] = EResultCode::Failure;
     EXPECT_EQ(callsOfNotification(), 11U);
     track(udp("192.168.5.20", "203.0.113.1") + udp("192.168.6.20", "203.0.113.1"));
-    EXPECT_EQ(sources(), "192.168.5.20 ");
+    EXPECT_EQ(m_oRead.all({"SrcAddress"}), "192.168.5.20 ");
 
     // Rows that lack what is asked for are no addressing: anything passes but what lacks its own addresses.
     m_oLogical.m_mResults.clear();
@@ -228,5 +181,5 @@ TEST_F(IpConntrackTest, AddressingThatCannotBeReadIsTriedElevenTimesAndStays)
     m_oLogical.m_lRows = m_oWatch.m_lRows = {ValueList()};
     tellOfInterfaces();
     track(udp("192.168.5.20", "203.0.113.1") + udp("192.168.6.20", "203.0.113.1") + "ipv4 2 udp 17 29 \n");
-    EXPECT_EQ(sources(), "192.168.5.20 192.168.6.20 ");
+    EXPECT_EQ(m_oRead.all({"SrcAddress"}), "192.168.5.20 192.168.6.20 ");
 }
