@@ -1,13 +1,9 @@
 #include "status/wlanscan.h"
 
 #include "tests/logof.h"
-#include "tests/row.h"
 #include "tests/unit/device/systemroot.h"
+#include "tests/unit/status/tablereader.h"
 
-#include <gtest/gtest.h>
-
-using systema::EResultCode;
-using systema::ValueList;
 using tests::row;
 
 namespace {
@@ -28,18 +24,8 @@ protected:
     {
         radioHas(R"({"networks":[{"ssid":")" + a_sSsid + R"(","mac":"02:00:00:00:00:07","channel":1}]})");
     }
-    EResultCode count()
-    {
-        unsigned iCount = 0;
-        return m_oTable.getRowCount(c_sTable, iCount);
-    }
     /// The network's name in the first row.
-    std::string ssid()
-    {
-        ValueList lRow;
-        const EResultCode eCode = m_oTable.getRow(c_sTable, lRow, 0, {"Ssid"});
-        return eCode == EResultCode::Success ? lRow.getValue("Ssid").getText() : std::to_string(eCode);
-    }
+    std::string ssid() { return m_oRead.at(0, {"Ssid"}); }
 
     /// Two access points, the second of which has its turn in the next second.
     static constexpr int c_iCallsInFirstSecond = 4;
@@ -54,12 +40,7 @@ protected:
         m_iNow = a_iTime;
         m_iCalls = 0;
         m_oSlowTable.startTransaction();
-        std::string sNames;
-        ValueList lRow;
-        for (unsigned i = 0; m_oSlowTable.getRow(c_sTable, lRow, i, {"Ssid"}) == EResultCode::Success; ++i) {
-            sNames += lRow.getValue("Ssid").getText() + " ";
-            lRow.clear();
-        }
+        const std::string sNames = TableReader(m_oSlowTable, c_sTable).all({"Ssid"});
         m_oSlowTable.commitTransaction();
         return sNames;
     }
@@ -68,6 +49,7 @@ protected:
     std::time_t m_iNow = 1000;
     int m_iCalls = 0;
     zel::WlanScan m_oTable{[this] { return m_iNow; }};
+    TableReader m_oRead{m_oTable, c_sTable};
     zel::WlanScan m_oSlowTable{[this] { return m_iNow + (++m_iCalls > c_iCallsInFirstSecond ? 1 : 0); }};
 };
 
@@ -78,30 +60,13 @@ TEST_F(WlanScan, ShowsOwnAccessPointsAndNeighbours)
     radioHas(R"({"ssid":"home","mac":"02:00:00:00:00:01","channel":36,"channel2":-1,"mode":240,"networks":[
                  {"ssid":"bar","mac":"02:00:00:00:00:07","channel":1,"channel2":5,"signal":-60,"mode":5}]})");
     m_oTable.startTransaction();
-    EXPECT_EQ(logOf([&] { count(); }), "warning WlanScan Could not activate AP2\n");
-    ValueList lRow;
-    m_oTable.getRow(c_sTable, lRow, 0, {});
-    EXPECT_EQ(lRow, row({{"Id", 1},
-                         {"Ssid", "home"},
-                         {"MacAddress", "02:00:00:00:00:01"},
-                         {"Channel", 36},
-                         {"Channel2", 0},
-                         {"Signal", 100},
-                         {"Standard", "802.11anacax"},
-                         {"OwnAP", 1}}));
-    lRow.clear();
+    EXPECT_EQ(logOf([&] { m_oRead.count(); }), "warning WlanScan Could not activate AP2\n");
+    EXPECT_EQ(m_oRead.at(0), "1,home,02:00:00:00:00:01,36,0,100,802.11anacax,1");
     for (const char* pNumber : {"", "60", "0x64"}) {
-        EXPECT_EQ(m_oTable.getRowByKey(c_sTable, lRow, "Signal", pNumber, {}), EResultCode::NoRow) << pNumber;
+        EXPECT_EQ(m_oRead.find("Signal", pNumber), "code 10") << pNumber;
     }
-    EXPECT_EQ(m_oTable.getRowByKey(c_sTable, lRow, "Signal", " -60dBm", {}), EResultCode::Success);
-    EXPECT_EQ(lRow, row({{"Id", 2},
-                         {"Ssid", "bar"},
-                         {"MacAddress", "02:00:00:00:00:07"},
-                         {"Channel", 1},
-                         {"Channel2", 5},
-                         {"Signal", -60},
-                         {"Standard", "unknown"},
-                         {"OwnAP", 0}}));
+    EXPECT_EQ(m_oRead.find("Signal", " -60dBm"), "2");
+    EXPECT_EQ(m_oRead.at(1), "2,bar,02:00:00:00:00:07,1,5,-60,unknown,0");
 }
 
 TEST_F(WlanScan, AnAccessPointThatFailsDoesNotHideTheOther)
@@ -109,13 +74,11 @@ TEST_F(WlanScan, AnAccessPointThatFailsDoesNotHideTheOther)
     radioHas(R"({"ssid":"home","mac":"02:00:00:00:00:01","channel":1,"mode":4},
                 {"mac":"02:00:00:00:00:02","channel":1,
                  "networks":[{"ssid":"neighbour","mac":"02:00:00:00:00:07"}]})");
-    unsigned iCount = 0;
-    EXPECT_EQ(logOf([&] { m_oTable.getRowCount(c_sTable, iCount); }),
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oRead.count(), "2"); }),
               "warning WlanScan Could not retrieve scan results!\n"
               "warning WlanScan Could not get own AP data!Skip!\n"
               "info WlanScan Retrieved AP2 data: SSID: '(null)', MAC: '02:00:00:00:00:02', CH: 1, CH2: -1, "
               "Mode: 0\n");
-    EXPECT_EQ(iCount, 2U);
 }
 
 TEST_F(WlanScan, AnOwnAccessPointThatLacksAnythingIsLeftOut)
@@ -124,9 +87,7 @@ TEST_F(WlanScan, AnOwnAccessPointThatLacksAnythingIsLeftOut)
          {R"({"mac":"01","channel":1,"mode":4})", R"({"ssid":"a","channel":1,"mode":4})",
           R"({"ssid":"a","mac":"01","mode":4})", R"({"ssid":"a","mac":"01","channel":1})"}) {
         radioHas(pIncomplete);
-        unsigned iCount = 1;
-        EXPECT_EQ(m_oTable.getRowCount(c_sTable, iCount), EResultCode::Success);
-        EXPECT_EQ(iCount, 0U) << pIncomplete;
+        EXPECT_EQ(m_oRead.count(), "0") << pIncomplete;
     }
 }
 
@@ -157,40 +118,25 @@ TEST_F(WlanScan, WithoutARadioEveryRequestFailsAndTheLogIsNotFlooded)
     EXPECT_EQ(ssid(), "neighbour");
     m_oRoot.write("/var/run/ledgerd-sim.json", "");
     const std::string sWarning = "warning WlanScan AP isn't up yet!Skip!\n";
-    EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), EResultCode::Failure); }), sWarning);
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oRead.count(), "code 1"); }), sWarning);
     m_iNow += 59;
-    ValueList lRow;
     EXPECT_EQ(logOf([&] {
-                  EXPECT_EQ(ssid(), "1");
-                  EXPECT_EQ(m_oTable.getRowByKey(c_sTable, lRow, "Id", "1", {}), EResultCode::Failure);
+                  EXPECT_EQ(ssid(), "code 1");
+                  EXPECT_EQ(m_oRead.find("Id", "1"), "code 1");
               }),
               "");
     m_iNow += 1;
-    EXPECT_EQ(logOf([&] { count(); }), sWarning);
+    EXPECT_EQ(logOf([&] { m_oRead.count(); }), sWarning);
 
     // In a transaction the first request alone is told, the others get what was seen last.
     m_oTable.startTransaction();
-    EXPECT_EQ(ssid(), "1");
+    EXPECT_EQ(ssid(), "code 1");
     EXPECT_EQ(ssid(), "neighbour");
     m_oTable.commitTransaction();
 
     m_oRoot.write("/var/run/ledgerd-sim.json", R"({"wlan":{"availability":-1}})");
-    EXPECT_EQ(logOf([&] { EXPECT_EQ(count(), EResultCode::Failure); }),
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oRead.count(), "code 1"); }),
               "warning WlanScan Could not construct WlanApi\n");
-}
-
-TEST_F(WlanScan, ATransactionScansOnceAndIsEndedOnlyByACommit)
-{
-    m_oTable.startTransaction();
-    radioSees("first");
-    EXPECT_EQ(ssid(), "first");
-    radioSees("second");
-    EXPECT_EQ(ssid(), "first");
-    m_oTable.rollbackTransaction();
-    m_oTable.startTransaction();
-    EXPECT_EQ(ssid(), "first");
-    m_oTable.commitTransaction();
-    EXPECT_EQ(ssid(), "second");
 }
 
 TEST_F(WlanScan, EveryRequestScansUnlessTheClockIsBeforeTheLastScan)
