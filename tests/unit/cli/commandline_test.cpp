@@ -4,7 +4,6 @@
 #include "tests/unit/zel/tempdir.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <sstream>
 

@@ -4,7 +4,6 @@
 #include "tests/unit/client/fakeserver.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <csignal>
 #include <sstream>

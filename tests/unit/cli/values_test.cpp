@@ -3,7 +3,6 @@
 #include "cli/words.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <clocale>
 

@@ -3,7 +3,6 @@
 #include "tests/unit/client/fakeserver.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <optional>
 

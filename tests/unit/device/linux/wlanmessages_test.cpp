@@ -1,16 +1,12 @@
 #include "device/linux/wlanmessages.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <linux/netlink.h>
 #include <linux/nl80211.h>
 
-using testing::ElementsAre;
-using testing::Field;
-using zel::device::AccessPoint;
 using zel::device::parseAccessPoint;
 using zel::device::parseNetwork;
 using zel::device::parseRadio;
-using zel::device::Radio;
 using zel::device::WlanInterface;
 
 namespace {
