@@ -66,21 +66,17 @@ TEST(Value, CopiesAreDeepAndAMovedFromValueIsNull)
     for (const Value& oOriginal : {Value(EDataType::Null), Value(EDataType::Integer, -4),
                                    Value(EDataType::Unsigned, 4), Value(EDataType::Text, "lan1")}) {
         Value oCopy(oOriginal);
-        EXPECT_EQ(oCopy, oOriginal);
         Value oAssigned(EDataType::Text, "old");
         oAssigned = oCopy;
         oCopy.setText("changed");
+        oAssigned = static_cast<const Value&>(oAssigned);
         EXPECT_EQ(oAssigned, oOriginal);
 
         Value oMoved(std::move(oAssigned));
-        EXPECT_EQ(oMoved, oOriginal);
         EXPECT_EQ(oAssigned, Value(EDataType::Null)); // NOLINT(bugprone-use-after-move)
         oAssigned = std::move(oMoved);
         EXPECT_EQ(oAssigned, oOriginal);
         EXPECT_EQ(oMoved, Value(EDataType::Null)); // NOLINT(bugprone-use-after-move)
-        Value& oSelf = oAssigned;
-        oAssigned = oSelf;
-        EXPECT_EQ(oAssigned, oOriginal);
     }
 }
 
