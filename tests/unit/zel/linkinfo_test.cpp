@@ -31,6 +31,8 @@ std::string message(std::uint32_t a_iTxPackets)
     append(sMessage, IFLA_MTU, 1500U);
     rtnl_link_stats oCounters{};
     oCounters.tx_packets = a_iTxPackets;
+    oCounters.tx_bytes = 5;
+    oCounters.rx_packets = 6;
     oCounters.rx_bytes = 7;
     append(sMessage, IFLA_STATS, oCounters);
     rtnl_link_stats64 oWide{};
@@ -44,7 +46,7 @@ std::string message(std::uint32_t a_iTxPackets)
     return sMessage;
 }
 
-const LinkInfo c_oWhole{true, "02:00:00:00:00:1f", 1500, {0, 0, 0, 7}};
+const LinkInfo c_oWhole{true, "02:00:00:00:00:1f", 1500, {0, 5, 6, 7}};
 
 } // namespace
 
