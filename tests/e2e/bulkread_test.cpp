@@ -11,7 +11,6 @@ namespace {
 using systema::client::Rows;
 using systema::wire::c_iFrameLimit;
 using systema::wire::c_iPartSize;
-using testing::ElementsAre;
 
 ValueList valuesOf(const systema::client::RowView& a_oRow)
 {

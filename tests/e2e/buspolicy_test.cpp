@@ -63,7 +63,7 @@ TEST_F(BusPolicy, OnlyTheServicesUserHasTheirNames)
     for (const char* pImpostor : {"root", "nobody"}) {
         const auto oRun = netsim({"serve"}, as(pImpostor));
         EXPECT_EQ(1, oRun.m_iStatus);
-        EXPECT_THAT(oRun.m_sErrors, testing::HasSubstr("not allowed to own"));
+        EXPECT_THAT(oRun.m_sErrors, HasSubstr("not allowed to own"));
     }
     EXPECT_EQ(0, netsim({"serve"}, as("daemon")).m_iStatus);
 }

@@ -55,7 +55,7 @@ TEST_F(CommandLine, VersionHelpAndErrorsFollowTheEchoOfWhatStandsBefore)
         const auto oRun = runDaemon({"-t", "5", pUnknown});
         EXPECT_EQ("Flash wait time: 5\n", oRun.m_sOutput);
         EXPECT_THAT(oRun.m_sErrors,
-                    testing::EndsWith("\nUnknown option: 63\n" + c_sUsage)); // the code of '?'
+                    EndsWith("\nUnknown option: 63\n" + c_sUsage)); // the code of '?'
         EXPECT_EQ(1, oRun.m_iStatus);
     }
     EXPECT_FALSE(std::filesystem::exists(m_oSandbox.pidFile()));

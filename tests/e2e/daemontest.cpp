@@ -193,15 +193,4 @@ bool mountSmallDisk(const std::string& a_sPlace, const std::string& a_sSize)
            ::mount("none", a_sPlace.c_str(), "tmpfs", 0, ("size=" + a_sSize).c_str()) == 0;
 }
 
-bool canMountSmallDisk(const std::string& a_sPlace)
-{
-    int iStatus = -1;
-    const pid_t iProbe = ::fork();
-    if (iProbe == 0) {
-        ::_exit(mountSmallDisk(a_sPlace) ? 0 : 1);
-    }
-    ::waitpid(iProbe, &iStatus, 0);
-    return iStatus == 0;
-}
-
 } // namespace e2e

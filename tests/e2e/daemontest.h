@@ -27,6 +27,15 @@ using systema::NameList;
 using systema::Value;
 using systema::ValueList;
 using systema::client::Transaction;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
 using tests::row;
 
 /// A connection that is there, or the test has failed.
@@ -125,9 +134,6 @@ protected:
 
 /// Mounts a disk of the size at the place, seen by this process and its children alone.
 bool mountSmallDisk(const std::string& a_sPlace, const std::string& a_sSize = "4m");
-/// True when a child may do that.
-bool canMountSmallDisk(const std::string& a_sPlace);
-
 /// The write that most tests make.
 inline request::UpdateKey setNote(const std::string& a_sNote)
 {

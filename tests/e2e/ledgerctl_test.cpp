@@ -13,10 +13,6 @@ namespace fs = std::filesystem;
 namespace e2e {
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
-
 class Ledgerctl : public RunningDaemonTest
 {
 protected:
@@ -35,7 +31,7 @@ protected:
         const auto oRun = ledgerctl(std::move(a_lArguments), a_sInput);
         EXPECT_EQ("", oRun.m_sOutput);
         EXPECT_THAT(oRun.m_sErrors, StartsWith("ledgerctl: " + a_sText));
-        EXPECT_THAT(oRun.m_sErrors, testing::EndsWith(" [" + std::to_string(a_iStatus) + "]\n"));
+        EXPECT_THAT(oRun.m_sErrors, EndsWith(" [" + std::to_string(a_iStatus) + "]\n"));
         EXPECT_EQ(a_iStatus, oRun.m_iStatus);
     }
 };
@@ -134,35 +130,27 @@ TEST_F(Ledgerctl, BatchWaitsForTheTransactionOfAnother)
     expectError(2, "busy", {"batch", sFile, "--wait", "20"});
     Process oBatch(LEDGERCTL_BINARY, {{"batch", "--wait", "3600000", sFile}, m_oSandbox.environment()});
     ASSERT_TRUE(eventually([this] { return client().info("TransactionsWaiting") == 1; }));
-    EXPECT_THAT(client().codes(setNote("before it"), request::Commit{}), testing::Each(0U));
+    EXPECT_THAT(client().codes(setNote("before it"), request::Commit{}), Each(0U));
     EXPECT_EQ(0, oBatch.wait()) << oBatch.errors();
     EXPECT_EQ("batched", note());
 }
 
-class LedgerctlWatch : public Ledgerctl
+TEST_F(Ledgerctl, WatchTellsEachChangeUntilItIsInterrupted)
 {
-protected:
-    /// Starts a watch and returns when the daemon has served its two requests.
-    std::unique_ptr<Process> watch(std::vector<std::string> a_lArguments)
-    {
+    // Starts a watch and returns when the daemon has served its two requests.
+    const auto watch = [this](const std::vector<std::string>& a_lArguments) {
         const unsigned iBefore = client().info("Requests");
-        auto pWatch = std::make_unique<Process>(
-            LEDGERCTL_BINARY, Process::Start{std::move(a_lArguments), m_oSandbox.environment()});
+        auto pWatch = std::make_unique<Process>(LEDGERCTL_BINARY,
+                                                Process::Start{a_lArguments, m_oSandbox.environment()});
         unsigned iOwn = 0;
         EXPECT_TRUE(eventually([&] { return client().info("Requests") - iBefore - ++iOwn >= 2; }))
             << pWatch->errors();
         return pWatch;
-    }
-
-    void expectLine(const Process& a_oWatch, const std::string& a_sOutput)
-    {
+    };
+    const auto expectLine = [](const Process& a_oWatch, const std::string& a_sOutput) {
         eventually([&] { return a_oWatch.output().size() >= a_sOutput.size(); });
         EXPECT_EQ(a_sOutput, a_oWatch.output());
-    }
-};
-
-TEST_F(LedgerctlWatch, TellsEachChangeUntilItIsInterrupted)
-{
+    };
     const auto pPlain = watch({"watch", "Item", "Twins"});
     const auto pJson = watch({"watch", "--json", "Item"});
     const auto pCsv = watch({"--csv", "watch", "Item"});

@@ -5,7 +5,6 @@
 #include <csignal>
 #include <filesystem>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,9 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using fs::exists;
-using testing::Each;
-using testing::EndsWith;
-using testing::HasSubstr;
 
 class Lifecycle : public DaemonTest
 {
@@ -42,7 +38,7 @@ TEST_F(Lifecycle, ASignalEndsTheDaemonWithStatus0AndItTidiesUp)
         EXPECT_THAT(daemon().errors(), HasSubstr("ledgerd main:512: run: started and running\n"));
         EXPECT_THAT(daemon().errors(), EndsWith("ledgerd main:573: main: exiting\n"));
         EXPECT_THAT(m_oSandbox.sql("persistent-common.db", "SELECT Note FROM Item WHERE Id = 1"),
-                    testing::ElementsAre("red"));
+                    ElementsAre("red"));
     }
 }
 
@@ -74,7 +70,7 @@ TEST_F(Lifecycle, RunsOnWithoutAPlaceForItsPidFileAndAfterAPipeSignal)
                     daemon().signal(SIGPIPE);
                     EXPECT_EQ(0U, client().code(request::Ping{}));
                 }),
-                testing::ElementsAre("error ledgerd Unexpected signal caught"));
+                ElementsAre("error ledgerd Unexpected signal caught"));
 }
 
 TEST_F(Lifecycle, SecondInstanceIsRefusedBeforeItTouchesAnything)

@@ -8,7 +8,6 @@ namespace {
 
 using systema::wire::c_iFrameLimit;
 using systema::wire::c_iHeaderSize;
-using testing::ElementsAre;
 
 std::string numberBytes(std::uint32_t a_iNumber)
 {

@@ -6,10 +6,6 @@
 namespace e2e {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
-
 class Notifications : public RunningDaemonTest
 {
 protected:
@@ -57,7 +53,7 @@ TEST_F(Notifications, ManyChangesAreToldOnceToEachSubscriber)
         pWriter->send(frameOf(setNote("x"), i));
     }
     daemon().signal(SIGCONT);
-    EXPECT_THAT(pWriter->receiveCodes(30), testing::Each(0U));
+    EXPECT_THAT(pWriter->receiveCodes(30), Each(0U));
     EXPECT_EQ(changeOf("Item"), oOne.receive());
     write("Twins");
     EXPECT_EQ(changeOf("Twins"), oOne.receive());
@@ -79,7 +75,7 @@ TEST_F(Notifications, OnlyWhatWasWrittenAndCommittedIsTold)
 
     const request::InsertRow oInsert{"Scratch", row({{"Text", "x"}})};
     EXPECT_THAT(client().codes(request::Begin{}, setNote("a"), setNote("b"), oInsert, request::Ping{}),
-                testing::Each(0U));
+                Each(0U));
     EXPECT_THAT(oSubscriber.changes(), IsEmpty());
     EXPECT_EQ(0U, client().code(request::Commit{}));
     EXPECT_THAT(told(oSubscriber), UnorderedElementsAre("Item", "Scratch", "Twins"));

@@ -10,9 +10,6 @@ namespace fs = std::filesystem;
 namespace e2e {
 namespace {
 
-using testing::HasSubstr;
-using testing::Not;
-
 class RestoreProgramTest : public DaemonTest
 {
 protected:

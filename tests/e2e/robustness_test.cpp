@@ -8,8 +8,6 @@
 namespace e2e {
 namespace {
 
-using testing::HasSubstr;
-
 class DamagedDatabase : public DaemonTest
 {
 protected:
@@ -27,7 +25,7 @@ protected:
                                        request::DeleteRow{"Item", 1}, request::DeleteKey{"Item", "Id", "3"},
                                        request::DeleteAll{"ItemPart"}, request::Begin{}, setNote("x"),
                                        request::Begin{1}, request::Commit{}, request::Rollback{}),
-                        testing::Each(testing::Le(10U)));
+                        Each(testing::Le(10U)));
             EXPECT_EQ(3U, client().count("Twins"));
             EXPECT_EQ(0U, client().code(request::UpdateKey{"Job", "Id", "1", row({{"Name", "still"}})}));
             EXPECT_EQ(0U, client().info("TransactionOpen"));
@@ -55,7 +53,7 @@ TEST_F(DamagedDatabase, WholeDirectoryDeletedWhileInUse)
     EXPECT_THAT(client().codes(request::DeleteAll{"Item"}, request::SelectRows{"Item"},
                                request::DeleteAll{"Twins"}, request::SelectRows{"Twins"},
                                request::DeleteAll{"Job"}, request::SelectRows{"Job"}),
-                testing::Each(testing::Le(10U)));
+                Each(testing::Le(10U)));
     command("dump -a");
     EXPECT_NE(0U, client().code(request::DeleteAll{"Item"}));
 }

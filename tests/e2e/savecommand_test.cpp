@@ -11,11 +11,6 @@ namespace fs = std::filesystem;
 namespace e2e {
 namespace {
 
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::StartsWith;
-using testing::UnorderedElementsAre;
-
 constexpr const char* c_pWeb = "persistent-web.db.sql";
 
 /// The shell, and where its tools come from.
@@ -25,11 +20,6 @@ struct Shell
     std::vector<std::string> m_lCommand;
     std::string m_sTools;
 };
-
-void PrintTo(const Shell& a_oShell, std::ostream* a_pStream)
-{
-    *a_pStream << a_oShell.m_pName;
-}
 
 class SaveCommand : public testing::TestWithParam<Shell>
 {
@@ -128,7 +118,7 @@ protected:
 INSTANTIATE_TEST_SUITE_P(, SaveCommand,
                          testing::Values(Shell{"Workstation", {"/bin/sh"}, "/usr/bin:/bin"},
                                          Shell{"Busybox", {"/bin/busybox", "sh"}, ""}),
-                         testing::PrintToStringParamName());
+                         [](const auto& a_oInfo) { return a_oInfo.param.m_pName; });
 
 TEST_P(SaveCommand, WritesWhatChangedAndKeepsThePreviousGeneration)
 {
@@ -223,7 +213,7 @@ TEST_P(SaveCommand, LeftoversOfAKilledSaveAreNoHindrance)
     writeFile(store() + "/new/old.db.sql", "from another time");
 
     save();
-    EXPECT_THAT(generations(), testing::ElementsAre("generation.1"));
+    EXPECT_THAT(generations(), ElementsAre("generation.1"));
     EXPECT_FALSE(fs::exists(saved(1, "old.db.sql")));
     EXPECT_TRUE(leftNothing());
 }

@@ -6,10 +6,6 @@
 namespace e2e {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 /// Two updates, and what may pass until the first: the time between two is counted in whole seconds.
 constexpr std::chrono::seconds c_oTwoUpdates{c_bSanitized ? 30 : 5};
 
@@ -147,7 +143,7 @@ TEST_F(Status, LeasesFollowTheirSignals)
     settle();
     EXPECT_THAT(leases(), IsEmpty());
     EXPECT_EQ(0U, client().count("DhcpServerClients"));
-    EXPECT_THAT(oWatcher.changes(), testing::Each("DhcpLeases"));
+    EXPECT_THAT(oWatcher.changes(), Each("DhcpLeases"));
 }
 
 TEST_F(Status, StartsWithoutABus)
@@ -165,7 +161,7 @@ TEST_F(Status, StartsWithoutABus)
                     EXPECT_TRUE(hasLogged("Connected to the system bus"));
                     settle();
                 }),
-                testing::Each(testing::Not(testing::HasSubstr("No connection"))));
+                Each(Not(HasSubstr("No connection"))));
 }
 
 } // namespace

@@ -6,10 +6,6 @@
 namespace e2e {
 namespace {
 
-using testing::Each;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class Transactions : public RunningDaemonTest
 {
 protected:
