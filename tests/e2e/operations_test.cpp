@@ -7,7 +7,6 @@ namespace e2e {
 namespace {
 
 using systema::ColumnList;
-using systema::wire::ETableFilter;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -54,54 +53,6 @@ protected:
         return lLog;
     }
 };
-
-using Tables = DaemonTest;
-
-TEST_F(Tables, EveryTableOfEveryDatabaseIsServed)
-{
-    NameList lPersistent;
-    NameList lStored;
-    for (const auto& sDatabase : databaseNames()) {
-        for (const auto& sTable :
-             m_oSandbox.sql(sDatabase, "SELECT name FROM sqlite_master WHERE type IN ('table', 'view')"
-                                       " AND name NOT LIKE 'sqlite_%' ORDER BY name")) {
-            lStored.add(sTable);
-            if (sDatabase != "transient.db") {
-                lPersistent.add(sTable);
-            }
-        }
-    }
-    start();
-    EXPECT_EQ(lPersistent, *client().call(request::GetTables{ETableFilter::Persistent}));
-    EXPECT_EQ(lStored, *client().call(request::GetTables{ETableFilter::Stored}));
-    NameList lAll{"ConfigmanagerLogging"};
-    lAll.splice(lStored);
-    for (const char* pTable : {"etl",
-                               "Environment",
-                               "BootLoaderInfo",
-                               "SoftwareVersion",
-                               "StatusDsl",
-                               "StatusDslRealtime",
-                               "StatusNetifWatch",
-                               "NetifCounter",
-                               "StatusNetIfIPv6Addresses",
-                               "WlanScan",
-                               "DnsCache",
-                               "DhcpServerClients",
-                               "DhcpLeases",
-                               "FirewallStatistic",
-                               "PppStatus",
-                               "IpConntrack",
-                               "Passwd",
-                               "RouteIPv4",
-                               "RouteIPv6",
-                               "ConfigServerConfig",
-                               "ConfigServerLimits"}) {
-        lAll.add(pTable);
-    }
-    EXPECT_EQ(lAll, *client().call(request::GetTables{}));
-    EXPECT_EQ(lAll.size(), client().info("Tables"));
-}
 
 TEST_F(Operations, SchemaAndSize)
 {
