@@ -1,0 +1,20 @@
+// What goes on around the daemon while it serves: commands over its FIFO, and events of the network.
+//
+// Each a thread of its own while the run lasts; what cannot be done is a fault of the run.
+#pragma once
+
+#include "soak/random.h"
+#include "soak/world.h"
+
+#include <string>
+
+namespace soak {
+
+/// Has the daemon dump, save, lock and tune, until the run is over; then sets it to its defaults.
+void operate(World& a_oWorld, Random a_oRandom);
+
+/// Sets up devices and changes them, and lets the network services tell of changes, until the run is over.
+/// The services are ledger-netsim's, which reads its commands from the FIFO given.
+void changeNetwork(World& a_oWorld, Random a_oRandom, const std::string& a_sServices);
+
+} // namespace soak

@@ -1,0 +1,62 @@
+#include "soak/memory.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <ostream>
+#include <span>
+
+namespace soak {
+
+namespace {
+
+constexpr double c_fGrowth = 1.03;
+constexpr long c_iGrowthKiB = 256;
+
+void printRow(std::ostream& a_oTo, const char* a_pWhen, const Usage& a_oUsage)
+{
+    a_oTo << "  " << std::left << std::setw(8) << a_pWhen << std::right << std::setw(10)
+          << a_oUsage.m_iResidentKiB << " KiB" << std::setw(6) << a_oUsage.m_iDescriptors << " descriptors"
+          << std::setw(4) << a_oUsage.m_iThreads << " threads\n";
+}
+
+} // namespace
+
+Usage Memory::least(EWhen a_eWhen) const
+{
+    const auto iAll = m_lSamples.size();
+    const auto iCount = std::max<std::size_t>(1, iAll / 10);
+    std::size_t iFirst = 0;
+    switch (a_eWhen) {
+    case EWhen::Start:
+        iFirst = iAll / 20;
+        break;
+    case EWhen::Middle:
+        iFirst = (iAll - iCount) / 2;
+        break;
+    case EWhen::End:
+        iFirst = iAll - iCount;
+        break;
+    }
+    const auto oWindow = std::span(m_lSamples).subspan(iFirst, iCount);
+    const auto least = [&](long Usage::*a_pFigure) {
+        return std::ranges::min(oWindow, {}, a_pFigure).*a_pFigure;
+    };
+    return {least(&Usage::m_iResidentKiB), least(&Usage::m_iDescriptors), least(&Usage::m_iThreads)};
+}
+
+bool Memory::isFlat() const
+{
+    const auto fMiddle = static_cast<double>(least(EWhen::Middle).m_iResidentKiB);
+    return static_cast<double>(least(EWhen::End).m_iResidentKiB - c_iGrowthKiB) <= fMiddle * c_fGrowth;
+}
+
+void Memory::print(std::ostream& a_oTo) const
+{
+    a_oTo << "memory: " << (isFlat() ? "flat" : "NOT FLAT") << ", at the end at most 3 % and " << c_iGrowthKiB
+          << " KiB above the middle (the least in a tenth of the run each)\n";
+    printRow(a_oTo, "start", least(EWhen::Start));
+    printRow(a_oTo, "middle", least(EWhen::Middle));
+    printRow(a_oTo, "end", least(EWhen::End));
+}
+
+} // namespace soak

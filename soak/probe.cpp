@@ -1,0 +1,157 @@
+#include "soak/probe.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <ostream>
+#include <utility>
+
+namespace soak {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto c_oPeriod = 20ms;
+constexpr auto c_oLookPeriod = 10ms;
+constexpr auto c_oSlow = 10ms; // worth a look
+constexpr std::size_t c_iStalls = 5;
+constexpr std::size_t c_iShownLines = 12;
+constexpr std::size_t c_iShownWidth = 150;
+
+double milliseconds(std::chrono::nanoseconds a_oTime)
+{
+    return std::chrono::duration<double, std::milli>(a_oTime).count();
+}
+
+void printLines(std::ostream& a_oTo, const char* a_pTitle, const std::vector<std::string>& a_lLines)
+{
+    a_oTo << "    " << a_pTitle << (a_lLines.empty() ? " none\n" : "\n");
+    for (std::size_t i = 0; i < std::min(a_lLines.size(), c_iShownLines); ++i) {
+        a_oTo << "      " << a_lLines[i].substr(0, c_iShownWidth) << '\n';
+    }
+    if (a_lLines.size() > c_iShownLines) {
+        a_oTo << "      and " << a_lLines.size() - c_iShownLines << " more\n";
+    }
+}
+
+} // namespace
+
+Probe::Probe(World& a_oWorld, const Daemon& a_oDaemon)
+    : m_oWorld(a_oWorld),
+      m_oDaemon(a_oDaemon),
+      m_oAsking([this] { ask(); }),
+      m_oLooking([this] { look(); })
+{
+}
+
+void Probe::join()
+{
+    for (auto* pThread : {&m_oAsking, &m_oLooking}) {
+        if (pThread->joinable()) {
+            pThread->join();
+        }
+    }
+}
+
+void Probe::ask()
+{
+    Connection oConnection({m_oWorld.m_sSocket, "soak probe", c_oAnswerTimeout});
+    auto oStatus = oConnection.connect();
+    while (oStatus.ok() && m_oWorld.m_oStop.pause(c_oPeriod)) {
+        const auto oBefore = m_oDaemon.schedule();
+        const off_t iLogBefore = m_oDaemon.logSize();
+        const auto oStart = Clock::now();
+        {
+            const std::lock_guard oGuard(m_oMutex);
+            m_oAsked = oStart;
+        }
+        oStatus = oConnection.call(request::SelectRow{"ConfigServerLimits", 0});
+        const auto oEnd = Clock::now();
+        std::map<std::string, int> mSeen;
+        {
+            const std::lock_guard oGuard(m_oMutex);
+            m_oAsked.reset();
+            mSeen.swap(m_mSeen);
+        }
+        m_oWorld.m_oTally.count("probe", oStatus, oneOf(EResultCode::Success), "probe");
+        m_lMilliseconds.push_back(static_cast<float>(milliseconds(oEnd - oStart)));
+        if (oEnd - oStart >= c_oSlow &&
+            (m_lStalls.size() < c_iStalls || oEnd - oStart > m_lStalls.back().m_oTook)) {
+            const auto oAfter = m_oDaemon.schedule();
+            keep({std::chrono::duration_cast<std::chrono::seconds>(oStart - m_oStart),
+                  oEnd - oStart,
+                  {oAfter.m_oRunning - oBefore.m_oRunning, oAfter.m_oReady - oBefore.m_oReady},
+                  std::move(mSeen),
+                  m_oWorld.m_oJournal.during(oStart, oEnd),
+                  m_oDaemon.logLines(iLogBefore, m_oDaemon.logSize())});
+        }
+    }
+    if (!oStatus.ok()) {
+        m_oWorld.m_oTally.fault("the probe ended: " + std::string(oStatus.text()));
+    }
+}
+
+void Probe::look()
+{
+    while (m_oWorld.m_oStop.pause(c_oLookPeriod)) {
+        std::optional<Clock::time_point> oAsked;
+        {
+            const std::lock_guard oGuard(m_oMutex);
+            oAsked = m_oAsked;
+        }
+        if (oAsked && Clock::now() - *oAsked >= c_oSlow) {
+            const auto lSituation = m_oDaemon.situation();
+            const std::lock_guard oGuard(m_oMutex);
+            if (m_oAsked == oAsked) {
+                for (const auto& sLine : lSituation) {
+                    ++m_mSeen[sLine];
+                }
+            }
+        }
+    }
+}
+
+void Probe::keep(Stall a_oStall)
+{
+    m_lStalls.push_back(std::move(a_oStall));
+    std::ranges::sort(m_lStalls, std::ranges::greater(), &Stall::m_oTook);
+    m_lStalls.resize(std::min(m_lStalls.size(), c_iStalls));
+}
+
+void Probe::print(std::ostream& a_oTo) const
+{
+    auto lSorted = m_lMilliseconds;
+    std::ranges::sort(lSorted);
+    a_oTo << std::fixed << std::setprecision(1) << "answers to the probe, ms:";
+    if (!lSorted.empty()) {
+        for (const auto& [pName, fPart] : {std::pair("half within", 0.5),
+                                           {"99 % within", 0.99},
+                                           {"99.9 % within", 0.999},
+                                           {"all within", 1.0}}) {
+            const auto iAt = static_cast<std::size_t>(fPart * static_cast<double>(lSorted.size() - 1));
+            a_oTo << (fPart == 0.5 ? " " : ", ") << pName << ' ' << lSorted[iAt];
+        }
+    }
+    a_oTo << "\nlongest stalls\n";
+    for (const auto& oStall : m_lStalls) {
+        const auto oBlocked = oStall.m_oTook - oStall.m_oSchedule.m_oRunning - oStall.m_oSchedule.m_oReady;
+        a_oTo << "  " << milliseconds(oStall.m_oTook) << " ms, " << oStall.m_oAfter.count()
+              << " s after the start; the loop ran for " << milliseconds(oStall.m_oSchedule.m_oRunning)
+              << " ms, had no processor for " << milliseconds(oStall.m_oSchedule.m_oReady)
+              << " ms and waited for " << std::max(0.0, milliseconds(oBlocked)) << " ms\n";
+        std::vector<std::pair<int, std::string>> lSeen;
+        for (const auto& [sLine, iTimes] : oStall.m_mSeen) {
+            lSeen.emplace_back(iTimes, sLine);
+        }
+        std::ranges::sort(lSeen, std::ranges::greater());
+        std::vector<std::string> lLines;
+        for (const auto& [iTimes, sLine] : lSeen) {
+            lLines.push_back(std::to_string(iTimes) + " times " + sLine);
+        }
+        printLines(a_oTo, "seen in that time:", lLines);
+        printLines(a_oTo, "done in that time, from its start on:", oStall.m_lActivities);
+        printLines(a_oTo, "logged in that time:", oStall.m_lLog);
+    }
+}
+
+} // namespace soak
