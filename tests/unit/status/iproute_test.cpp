@@ -14,9 +14,6 @@ const std::string c_sIPv6 = "RouteIPv6";
 class IPRoute : public testing::Test
 {
 protected:
-    void signalIPv4() { m_oRoutes.NewIPv4Route("", 0, "", "", "", 0); }
-    void signalIPv6() { m_oRoutes.RemovedIPv6Route("", 0, "", ""); }
-
     FakeIp m_oIp;
     zel::IPRoute::Clock::time_point m_oNow{};
     zel::IPRoute m_oRoutes{[this] { return m_oNow; }};
@@ -45,7 +42,7 @@ TEST_F(IPRoute, AFailedReadEmptiesTheTableAndIsRepeatedAtEveryUpdate)
     m_oIp.lists("-6", R"([{"dst":"default"}])");
     m_oRoutes.init();
     EXPECT_EQ(m_oIPv6.count(), "1");
-    signalIPv6();
+    m_oRoutes.RemovedIPv6Route("", 0, "", "");
     m_oIp.behaves("exit 3");
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oIPv4.update(), NameList()); }),
@@ -74,14 +71,14 @@ TEST_F(IPRoute, AFailedFirstReadIsNotRepeatedWithoutASignal)
     m_oIp.lists("-4", R"([{"dst":"default"}])");
     EXPECT_EQ(m_oIPv4.update(), NameList());
     EXPECT_EQ(m_oIPv4.count(), "0");
-    signalIPv4();
+    m_oRoutes.RemovedIPv4Route("", 0, "", "", "", 0);
     EXPECT_EQ(m_oIPv4.update(), NameList{c_sIPv4});
 }
 
 TEST_F(IPRoute, AToolThatHangsIsKilledAndLeftAloneForAWhile)
 {
-    signalIPv4();
-    signalIPv6();
+    m_oRoutes.NewIPv4Route("", 0, "", "", "", 0);
+    m_oRoutes.NewIPv6Route("", 0, "", "");
     m_oIp.behaves("sleep 600");
     EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oIPv4.update(), NameList()); }),
               "error IPROUTE ZEL_Execute_Command failed with 124\n");
