@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <memory>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 #include <vector>
 
@@ -159,6 +161,17 @@ TEST_F(EventDispatcherTest, ACancelledTimerDoesNotRun)
     m_oEvents.cancelTimer(oSecond);
     EXPECT_EQ(m_oEvents.handleEvents(0), 0);
     EXPECT_FALSE(bRan);
+}
+
+TEST_F(EventDispatcherTest, ASignalEndsTheWait)
+{
+    const auto pBefore = std::signal(SIGALRM, [](int) {});
+    const itimerval oEvery{{0, 1000}, {0, 1000}}; // the first may come before the wait begins
+    const itimerval oNever{};
+    ::setitimer(ITIMER_REAL, &oEvery, nullptr);
+    EXPECT_EQ(m_oEvents.handleEvents(c_iLongMs), 0);
+    ::setitimer(ITIMER_REAL, &oNever, nullptr);
+    std::signal(SIGALRM, pBefore);
 }
 
 TEST_F(EventDispatcherTest, NoTimerRunsBetweenEndPassAndTheEndOfThePass)
