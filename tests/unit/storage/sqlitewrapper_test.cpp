@@ -111,7 +111,7 @@ TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
         const std::string sFits(iLimit - sAround.size(), 'x');
         logged([&] { EXPECT_THAT(oRun(sFits), testing::AnyOf(0U, 8U, 10U)) << sAround; });
         const Lines lLines = logged([&] { EXPECT_EQ(oRun(sFits + "x"), 1U) << sAround; });
-        EXPECT_EQ(lLines.back(), limitLine(iLimit)) << sAround;
+        EXPECT_THAT(lLines, testing::Contains(limitLine(iLimit))) << sAround;
         EXPECT_TRUE(lLines.size() == 1 || iLimit == 512) << "a long table name is no table either";
     }
     // A doubled quote counts twice.
