@@ -60,7 +60,7 @@ TEST(Connect, OneConnectionTooManyIsBusyAndNoBreachOfTheProtocol)
 {
     Connection oConnection({"", "test"});
     FakeServer oFull;
-    oFull.raw(FakeServer::bytes(EKind::Reply, EOperation::Hello, 0, EResultCode::Busy, {}));
+    oFull.raw(FakeServer::bytes(EKind::Reply, EOperation::Hello, 0, EResultCode::Busy));
     oFull.hangUp();
     const Status oStatus = oFull.attach(oConnection);
     EXPECT_EQ(oStatus.code(), EResultCode::Busy);
@@ -162,12 +162,16 @@ const Lie c_aLies[] = {
     {"LengthHuge", "impossible length",
      [](FakeServer& a_oServer) { a_oServer.raw(std::string(12, '\xff')); }},
     {"ARequest", "unknown kind",
-     [](FakeServer& a_oServer) { a_oServer.frame(EKind::Request, EOperation::SelectRows, 2); }},
+     [](FakeServer& a_oServer) {
+         a_oServer.raw(FakeServer::bytes(EKind::Request, EOperation::SelectRows, 2));
+     }},
     {"AnotherId", "not asked",
-     [](FakeServer& a_oServer) { a_oServer.frame(EKind::Reply, EOperation::SelectRows, 3); }},
+     [](FakeServer& a_oServer) {
+         a_oServer.raw(FakeServer::bytes(EKind::Reply, EOperation::SelectRows, 3));
+     }},
     {"PartWithACode", "a part",
      [](FakeServer& a_oServer) {
-         a_oServer.raw(FakeServer::bytes(EKind::Part, EOperation::SelectRows, 2, 1, {}));
+         a_oServer.raw(FakeServer::bytes(EKind::Part, EOperation::SelectRows, 2, 1));
      }},
     {"ColumnsTwice", "wrong content",
      [](FakeServer& a_oServer) {
@@ -187,7 +191,9 @@ const Lie c_aLies[] = {
          });
      }},
     {"AnEventWithoutText", "an event",
-     [](FakeServer& a_oServer) { a_oServer.frame(EKind::Event, EOperation::TableChanged, 0); }},
+     [](FakeServer& a_oServer) {
+         a_oServer.raw(FakeServer::bytes(EKind::Event, EOperation::TableChanged, 0));
+     }},
 };
 
 INSTANTIATE_TEST_SUITE_P(Lies, LyingServerTest, ::testing::ValuesIn(c_aLies),

@@ -9,7 +9,6 @@
 #include <deque>
 #include <functional>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <sys/socket.h>
 #include <thread>
@@ -52,7 +51,10 @@ public:
     {
         {
             const std::lock_guard oLock(m_oMutex);
-            m_lScript.push_front({answer(EKind::Reply, 0, greeting(a_iVersion))});
+            m_lScript.push_front({answer(EKind::Reply, 0, [=](Writer& a_oWriter) {
+                a_oWriter.u16(a_iVersion);
+                a_oWriter.text("2.13.0");
+            })});
         }
         return attach(a_oConnection);
     }
@@ -63,11 +65,7 @@ public:
     void part(const Body& a_oBody) { add(answer(EKind::Part, 0, a_oBody)); }
     void event(EOperation a_eOperation, const std::string& a_sText)
     {
-        add(fixed(EKind::Event, a_eOperation, 0, [&](Writer& a_oWriter) { a_oWriter.text(a_sText); }));
-    }
-    void frame(EKind a_eKind, EOperation a_eOperation, std::uint32_t a_iId)
-    {
-        add(fixed(a_eKind, a_eOperation, a_iId));
+        raw(bytes(EKind::Event, a_eOperation, 0, 0, [&](Writer& a_oWriter) { a_oWriter.text(a_sText); }));
     }
     void raw(const std::string& a_sBytes)
     {
@@ -94,7 +92,7 @@ public:
                static_cast<ssize_t>(a_sBytes.size());
     }
     static std::string bytes(EKind a_eKind, EOperation a_eOperation, std::uint32_t a_iId,
-                             std::uint16_t a_iCode, const Body& a_oBody)
+                             std::uint16_t a_iCode = 0, const Body& a_oBody = {})
     {
         std::string sBytes;
         Writer oWriter(sBytes);
@@ -125,24 +123,11 @@ private:
     using MakeFrame = std::function<std::string(const wire::Header& a_oRequest)>;
     using Answer = std::vector<MakeFrame>;
 
-    static Body greeting(std::uint16_t a_iVersion)
-    {
-        return [=](Writer& a_oWriter) {
-            a_oWriter.u16(a_iVersion);
-            a_oWriter.text("2.13.0");
-        };
-    }
     static MakeFrame answer(EKind a_eKind, std::uint16_t a_iCode, const Body& a_oBody)
     {
         return [=](const wire::Header& a_oRequest) {
             return bytes(a_eKind, a_oRequest.m_eOperation, a_oRequest.m_iId, a_iCode, a_oBody);
         };
-    }
-    static MakeFrame fixed(EKind a_eKind, EOperation a_eOperation, std::uint32_t a_iId,
-                           const Body& a_oBody = {})
-    {
-        const std::string sBytes = bytes(a_eKind, a_eOperation, a_iId, 0, a_oBody);
-        return [=](const wire::Header&) { return sBytes; };
     }
     void add(MakeFrame a_oFrame) { m_oAnswer.push_back(std::move(a_oFrame)); }
     void endAnswer()
@@ -151,18 +136,20 @@ private:
         m_lScript.push_back(std::exchange(m_oAnswer, {}));
     }
 
+    bool receive(std::string& a_sBytes)
+    {
+        return a_sBytes.empty() || // recv would wait for a byte
+               ::recv(m_oOurs.get(), a_sBytes.data(), a_sBytes.size(), MSG_WAITALL) ==
+                   static_cast<ssize_t>(a_sBytes.size());
+    }
     void serve()
     {
-        std::string sInput;
-        char aBuffer[65536];
-        for (ssize_t iRead; !m_bHangUp && (iRead = ::recv(m_oOurs.get(), aBuffer, sizeof aBuffer, 0)) > 0;) {
-            sInput.append(aBuffer, static_cast<std::size_t>(iRead));
-            std::optional<wire::Header> oHeader;
-            while (!m_bHangUp && (oHeader = wire::readHeader(sInput)) &&
-                   sInput.size() >= oHeader->frameSize()) {
-                serveRequest(*oHeader, sInput.substr(wire::c_iHeaderSize, oHeader->bodySize()));
-                sInput.erase(0, oHeader->frameSize());
-            }
+        std::string sHeader(wire::c_iHeaderSize, '\0');
+        while (!m_bHangUp && receive(sHeader)) {
+            const wire::Header oHeader = *wire::readHeader(sHeader);
+            std::string sBody(oHeader.bodySize(), '\0');
+            receive(sBody);
+            serveRequest(oHeader, std::move(sBody));
         }
         ::shutdown(m_oOurs.get(), SHUT_RDWR);
     }
