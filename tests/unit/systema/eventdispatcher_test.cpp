@@ -119,9 +119,9 @@ TEST_F(EventDispatcherTest, AnEventOfAnEarlierDescriptorOfTheSameNumberIsDropped
 TEST_F(EventDispatcherTest, TimersEndTheWaitAndRunInTheOrderOfTheirTime)
 {
     std::vector<int> lRan;
-    m_oEvents.startTimer(3ms, [&] { lRan.push_back(3); });
-    m_oEvents.startTimer(1ms, [&] { lRan.push_back(1); });
-    m_oEvents.startTimer(2ms, [&] { lRan.push_back(2); });
+    m_oEvents.startTimer(90ms, [&] { lRan.push_back(3); });
+    m_oEvents.startTimer(30ms, [&] { lRan.push_back(1); });
+    m_oEvents.startTimer(60ms, [&] { lRan.push_back(2); });
     m_oEvents.startTimer(1h, [&] { lRan.push_back(9); });
     int iHandled = 0;
     while (lRan.size() < 3) {
