@@ -27,6 +27,7 @@ constexpr auto c_oLongestBegin = 3000;   // milliseconds
 constexpr auto c_oBeyondTimeout = 5s;    // of a transaction, see changeSettings()
 constexpr auto c_oNotificationTimeout = 60s;
 constexpr auto c_oCloseTimeout = 30s;
+constexpr std::chrono::milliseconds c_oAtOnce{0};
 constexpr auto c_oSlice = 250ms; // of a wait that ends with the run
 constexpr std::size_t c_iSteps = 100;
 constexpr std::size_t c_iUnreadRequests = 30;
@@ -97,7 +98,7 @@ void Client::doOne(const Step (&a_aFrom)[Size])
 {
     const unsigned iAll =
         std::accumulate(std::begin(a_aFrom), std::end(a_aFrom), 0U,
-                        [](unsigned iSum, const Step& oStep) { return iSum + oStep.m_iWeight; });
+                        [](unsigned a_iSum, const Step& a_oStep) { return a_iSum + a_oStep.m_iWeight; });
     auto iChosen = m_oRandom.below(iAll);
     const Step* pStep = a_aFrom;
     while (iChosen >= pStep->m_iWeight) {
@@ -138,7 +139,7 @@ bool Client::waitForChanges(std::chrono::milliseconds a_oTime, const char* a_pTa
     while (!m_oWorld.m_oStop.requested()) {
         const auto oRest = std::chrono::ceil<std::chrono::milliseconds>(oEnd - Clock::now());
         const auto oChange =
-            m_pConnection->waitForChange(std::clamp<std::chrono::milliseconds>(oRest, 0ms, c_oSlice));
+            m_pConnection->waitForChange(std::clamp<std::chrono::milliseconds>(oRest, c_oAtOnce, c_oSlice));
         if (!oChange.ok()) {
             m_oWorld.m_oTally.fault(m_sName + ": waiting for changes: " + std::string(oChange.text()));
             return true;
@@ -146,7 +147,7 @@ bool Client::waitForChanges(std::chrono::milliseconds a_oTime, const char* a_pTa
         if (*oChange) {
             m_oWorld.m_oTally.count("notification received");
         }
-        if ((a_pTable != nullptr && *oChange == a_pTable) || oRest <= 0ms) {
+        if ((a_pTable != nullptr && *oChange == a_pTable) || oRest <= c_oAtOnce) {
             return true;
         }
     }
@@ -439,7 +440,7 @@ void Client::changeAndBeTold()
     const auto oStatus = m_pConnection->subscribe({pTable});
     m_oWorld.m_oTally.count("subscribe", oStatus, c_iOk, m_sName + ": subscribe " + pTable);
     m_bSubscribed = true;
-    if (oStatus.ok() && waitForChanges(0ms) && change(oRow)) {
+    if (oStatus.ok() && waitForChanges(c_oAtOnce) && change(oRow)) {
         const auto oStart = Clock::now();
         waitForChanges(c_oNotificationTimeout, pTable);
         if (Clock::now() - oStart >= c_oNotificationTimeout) {
@@ -462,7 +463,11 @@ void Client::transact(EEnd a_eEnd)
     m_bInTransaction = true;
     const auto lBefore = m_lRows;
     for (auto i = m_oRandom.below(6); i > 0 && isConnected(); --i) {
-        change(m_lRows[m_oRandom.below(m_lRows.size())]);
+        if (m_oRandom.oneIn(4)) {
+            readByPosition();
+        } else {
+            changeAnyRow();
+        }
         m_oWorld.m_oStop.pause(m_oRandom.pause(c_oShortThinkTime));
     }
     bool bCommitted = false;

@@ -192,9 +192,7 @@ int run(const Options& a_oOptions)
     return oWorld.m_oTally.isGood() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-} // namespace
-
-int main(int a_iArgc, char* a_pArgv[])
+int parseAndRun(int a_iArgc, char* a_pArgv[])
 {
     CLI::App oApp("Runs ledgerd under load and reports how it fared.");
     Options oOptions;
@@ -207,9 +205,18 @@ int main(int a_iArgc, char* a_pArgv[])
     oApp.add_option("command", oOptions.m_lCommand, "the daemon")->required();
     try {
         oApp.parse(a_iArgc, a_pArgv);
-        return run(oOptions);
     } catch (const CLI::ParseError& oError) {
         return oApp.exit(oError) == EXIT_SUCCESS ? EXIT_SUCCESS : c_iUsageError;
+    }
+    return run(oOptions);
+}
+
+} // namespace
+
+int main(int a_iArgc, char* a_pArgv[])
+{
+    try {
+        return parseAndRun(a_iArgc, a_pArgv);
     } catch (const std::exception& oException) {
         std::cerr << "ledger-soak: " << oException.what() << std::endl;
         return EXIT_FAILURE;
