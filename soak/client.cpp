@@ -482,6 +482,8 @@ void Client::transact(EEnd a_eEnd)
         if (m_oWorld.m_oStop.pause(c_oBeyondTimeout)) {
             expect("read after the time-out", "", c_iLost, request::GetSize{"NtpServer"});
             expect("commit after the time-out", "", c_iLost, request::Commit{});
+        } else {
+            m_pConnection->close(); // the run is over, and the transaction still open
         }
         break;
     case EEnd::Disconnect:
