@@ -9,6 +9,7 @@ namespace soak {
 
 namespace {
 
+constexpr std::size_t c_iLeastSamples = 300; // in less time there is no telling
 constexpr double c_fGrowth = 1.03;
 constexpr long c_iGrowthKiB = 256;
 
@@ -46,13 +47,20 @@ Usage Memory::least(EWhen a_eWhen) const
 
 bool Memory::isFlat() const
 {
+    if (m_lSamples.size() < c_iLeastSamples) {
+        return true;
+    }
     const auto fMiddle = static_cast<double>(least(EWhen::Middle).m_iResidentKiB);
     return static_cast<double>(least(EWhen::End).m_iResidentKiB - c_iGrowthKiB) <= fMiddle * c_fGrowth;
 }
 
 void Memory::print(std::ostream& a_oTo) const
 {
-    a_oTo << "memory: " << (isFlat() ? "flat" : "NOT FLAT") << ", at the end at most 3 % and " << c_iGrowthKiB
+    a_oTo << "memory: "
+          << (m_lSamples.size() < c_iLeastSamples ? "too short to tell whether it is flat"
+              : isFlat()                          ? "flat"
+                                                  : "NOT FLAT")
+          << ": at the end at most 3 % and " << c_iGrowthKiB
           << " KiB above the middle (the least in a tenth of the run each)\n";
     printRow(a_oTo, "start", least(EWhen::Start));
     printRow(a_oTo, "middle", least(EWhen::Middle));
