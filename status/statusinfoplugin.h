@@ -92,12 +92,12 @@ private:
     bool m_bStarted = false;
     std::time_t m_iLastUpdate = 0;
     DefaultPppHelper m_oPppHelper;
-    ConfigMapper m_oConfigMapper;
     std::list<std::unique_ptr<IStatusInfoSubPlugin>> m_oPluginList;
     SystemBus& m_oBus;
     InterfaceStatusDBusProxy m_oInterfaceStatus;
     IPv4DBusProxy m_oIPv4;
     IPv6DBusProxy m_oIPv6;
+    ConfigMapper m_oConfigMapper;
     DnsMasqDBusProxy m_oDnsMasq;
     DomainNameServerDBusProxy m_oDomainNameServer;
     InterfaceStatusDBusProxy m_oSwitchInterfaceStatus;
