@@ -24,23 +24,29 @@ bool note(std::string_view a_sPath, const std::string& a_sText)
     return static_cast<bool>(std::ofstream(systemPath(a_sPath)) << a_sText << std::endl);
 }
 
+bool isNamePart(unsigned char a_iByte, bool a_bQuoted)
+{
+    return std::isalpha(a_iByte) != 0 ||
+           (a_bQuoted && (std::isdigit(a_iByte) != 0 || a_iByte == '+' || a_iByte == '-'));
+}
+
 /// The rule with one and the same name for every zone: a C library keeps each name that it ever saw, and
-/// opens the file that a name leads to.
+/// opens the file that a name leads to. Less than three characters are no name, and are left out.
 std::string withoutNames(std::string_view a_sRule)
 {
     const std::string_view sNames = a_sRule.substr(0, a_sRule.find(','));
     std::string sResult;
     bool bQuoted = false;
-    bool bInName = false;
+    int iLength = 0;
     for (const char c : sNames) {
-        bQuoted = c == '<' || (bQuoted && c != '>');
-        const bool bPart = bQuoted || c == '>' || std::isalpha(static_cast<unsigned char>(c));
-        if (!bPart) {
+        if (c == '<' || c == '>') {
+            bQuoted = c == '<';
+        } else if (!isNamePart(c, bQuoted)) {
             sResult += c;
-        } else if (!bInName) {
+            iLength = 0;
+        } else if (++iLength == 3) {
             sResult += "LOC";
         }
-        bInName = bPart;
     }
     return sResult.append(a_sRule.substr(sNames.size()));
 }
