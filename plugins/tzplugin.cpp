@@ -11,8 +11,10 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <string_view>
+#include <system_error>
 
 namespace zel {
 
@@ -157,6 +159,7 @@ EResultCode TzPlugin::insertRow(const void* a_handle, const std::string& a_table
 EResultCode TzPlugin::insertKey(int& a_id, const void* a_handle, const std::string& a_table,
                                 const ValueList& a_values)
 {
+    assertCall(a_handle);
     a_id = 1;
     return insertRow(a_handle, a_table, a_values);
 }
@@ -261,11 +264,16 @@ bool TzPlugin::writeLine(const std::string& a_sLine) const
     try {
         std::ofstream oFile;
         oFile.exceptions(std::ios::failbit | std::ios::badbit);
-        oFile.open(systemPath(m_sFile), std::ios::trunc);
+        const std::filesystem::path oPath(systemPath(m_sFile));
+        const bool bIsNew = !std::filesystem::exists(oPath);
+        oFile.open(oPath, std::ios::trunc);
+        if (bIsNew) {
+            std::filesystem::permissions(oPath, std::filesystem::perms(0644)); // whatever the daemon's mask
+        }
         oFile << a_sLine << '\n';
         oFile.close();
         return true;
-    } catch (const std::ios::failure& oFailure) {
+    } catch (const std::system_error& oFailure) {
         ZEL_Sysloglevel_error(m_iModule, {"tzplugin", 478}, "Could not write timezone: %s", oFailure.what());
         return false;
     }

@@ -4,12 +4,16 @@
 #include "tests/row.h"
 #include "tests/unit/device/systemroot.h"
 
+#include <gmock/gmock.h>
+
 #include <sys/stat.h>
 #include <utility>
 
 using systema::EResultCode;
 using systema::Value;
 using systema::ValueList;
+using testing::ElementsAre;
+using testing::StartsWith;
 using tests::row;
 
 namespace {
@@ -75,10 +79,8 @@ TEST_F(TzPlugin, ReadsAWholeLineCutAtItsFirstTwoCommas)
     }
     for (const std::string& sNoLine : {std::string(), std::string("UTC0"), sLongest + "x\n"}) {
         setFile(sNoLine);
-        EXPECT_NE(logOf([&] {
-                      EXPECT_EQ(select(), EResultCode::Failure);
-                  }).find("error TzPlugin Could not read timezone: "),
-                  std::string::npos)
+        EXPECT_THAT(logLinesOf([&] { EXPECT_EQ(select(), EResultCode::Failure); }),
+                    ElementsAre(StartsWith("error   TzPlugin tzplugin:424: Could not read timezone: ")))
             << sNoLine;
         EXPECT_EQ(update(row({{"Name", "UTC0"}})), EResultCode::Failure);
         EXPECT_EQ(file(), sNoLine);
@@ -89,6 +91,8 @@ TEST_F(TzPlugin, OnlySelectionByKeyReadsTheFileBeforeItLooksAtTheKey)
 {
     EXPECT_EQ(updateBy("Name", "CET-1CEST"), EResultCode::NoKey);
     EXPECT_EQ(m_oPlugin.deleteKey(this, c_sTable, "Name", "CET-1CEST"), EResultCode::NoKey);
+    EXPECT_EQ(m_oPlugin.updateKey(this, "tz", "Id", "2", {}), EResultCode::NoKey) << "nor at the table";
+    EXPECT_EQ(m_oPlugin.deleteKey(this, "tz", "Id", "2"), EResultCode::NoKey);
     EXPECT_EQ(m_oPlugin.selectKey(m_lRow, this, c_sTable, "Name", "CET-1CEST", {"End", "Id"}),
               EResultCode::Success);
     EXPECT_EQ(m_lRow, row({{"End", "M10.5.0/3"}, {"Id", 1}}));
@@ -133,10 +137,8 @@ TEST_F(TzPlugin, AnyTextLeavesTheOldOrTheNewLine)
         << "a text before one that is refused stays in memory";
 
     std::filesystem::remove_all(m_oRoot.path("/etc"));
-    EXPECT_NE(logOf([this] {
-                  EXPECT_EQ(m_oPlugin.deleteAll(this, c_sTable), EResultCode::Failure);
-              }).find("error TzPlugin Could not write timezone: "),
-              std::string::npos);
+    EXPECT_THAT(logLinesOf([this] { EXPECT_EQ(m_oPlugin.deleteAll(this, c_sTable), EResultCode::Failure); }),
+                ElementsAre(StartsWith("error   TzPlugin tzplugin:478: Could not write timezone: ")));
 }
 
 TEST_F(TzPlugin, AnInsertNeedsAllThreeTextsOrChangesNothing)
@@ -153,8 +155,18 @@ TEST_F(TzPlugin, AnInsertNeedsAllThreeTextsOrChangesNothing)
     EXPECT_EQ(iId, 1) << "even then";
     EXPECT_EQ(file(), c_sBerlin);
     EXPECT_EQ(updateBy("Name", "CET-1CEST"), EResultCode::Success);
-    EXPECT_EQ(insert(row({{"End", ""}, {"Start", ""}, {"Name", "UTC0"}})), EResultCode::Success);
-    EXPECT_EQ(file(), "UTC0\n");
+    const std::string sFile = m_oRoot.path("/etc/TZ");
+    const auto expectInserted = [&](unsigned a_iMode) {
+        EXPECT_EQ(insert(row({{"End", ""}, {"Start", ""}, {"Name", "UTC0"}})), EResultCode::Success);
+        EXPECT_EQ(file(), "UTC0\n");
+        EXPECT_EQ(std::filesystem::status(sFile).permissions(), std::filesystem::perms(a_iMode));
+    };
+    const mode_t iMask = ::umask(0077);
+    std::filesystem::permissions(sFile, std::filesystem::perms(0640));
+    expectInserted(0640); // whose it is decides
+    std::filesystem::remove(sFile);
+    expectInserted(0644); // every program has a zone
+    ::umask(iMask);
 }
 
 TEST_F(TzPlugin, ADeleteClearsTheMemoryBeforeTheUnknownTableIsReported)
@@ -175,14 +187,15 @@ TEST_F(TzPlugin, TheKernelIsToldTheZoneThatWasWritten)
     const std::string sPipe = m_oRoot.path("/pipe"); // who opened it would wait for ever
     ::mkfifo(sPipe.c_str(), 0600);
     const std::vector<std::pair<std::string, std::string>> lZones{
-        {"CET-1CEST", "-120 1\n"}, {"UTC0", "0 0\n"},  {"<-03>3", "180 0\n"},  {"<+0530>-5:30", "-330 0\n"},
-        {"NST3:30NDT", "150 1\n"}, {sPipe, "0 0\n"},   {"EST5EDT", "240 1\n"}, {":" + sPipe, "0 0\n"},
-        {"-5", "0 0\n"},           {"EST5", "300 0\n"}};
+        {"CET-1CEST", "-120 1\n"}, {"UTC0", "0 0\n"},   {"<-03>3", "180 0\n"},  {"<+0530>-5:30", "-330 0\n"},
+        {"NST3:30NDT", "150 1\n"}, {sPipe, "0 0\n"},    {"EST5EDT", "240 1\n"}, {":" + sPipe, "0 0\n"},
+        {"-5", "0 0\n"},           {"EST5", "300 0\n"}, {"X5", "0 0\n"},        {"<-5>5", "0 0\n"}};
     for (const auto& [sName, sKernel] : lZones) {
         EXPECT_EQ(update(row({{"Name", text(sName)}, {"Start", ""}, {"End", ""}})), EResultCode::Success);
         EXPECT_EQ(kernel(), sKernel) << sName;
     }
     std::filesystem::remove_all(m_oRoot.path("/var/run"));
-    EXPECT_EQ(logOf([&] { EXPECT_EQ(update({}), EResultCode::Success); }),
-              "error TzPlugin settimeofday() failed: No such file or directory\n");
+    EXPECT_THAT(
+        logLinesOf([&] { EXPECT_EQ(update({}), EResultCode::Success); }),
+        ElementsAre("error   TzPlugin tzplugin:622: settimeofday() failed: No such file or directory"));
 }
