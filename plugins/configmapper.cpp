@@ -1,5 +1,6 @@
 #include "plugins/configmapper.h"
 
+#include "zel/exception.h"
 #include "zel/log.h"
 
 #include <utility>
@@ -35,11 +36,21 @@ void ConfigMapper::dispatch(const systema::NameList& a_lTables)
             continue;
         }
         for (const auto& oHandler : it->second) {
-            if (!oHandler(sTable, m_oPlugin)) {
+            if (!run(oHandler, sTable)) {
                 ZEL_Sysloglevel_error(m_iModule, {"configmapper", 106}, "Handler for %s failed",
                                       sTable.c_str());
             }
         }
+    }
+}
+
+bool ConfigMapper::run(const Handler& a_oHandler, const std::string& a_sTable) const
+{
+    try {
+        return a_oHandler(a_sTable, m_oPlugin);
+    } catch (...) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "%s", error::describeException().c_str());
+        return false;
     }
 }
 

@@ -30,6 +30,8 @@ public:
 
 private:
     void dispatch(const systema::NameList& a_lTables);
+    /// False also when the handler throws.
+    bool run(const Handler& a_oHandler, const std::string& a_sTable) const;
 
     systema::ConfigPluginBase& m_oPlugin;
     systema::IConfigPublisher& m_oPublisher;
