@@ -102,6 +102,21 @@ TEST_F(Notifications, EveryKindOfWriteIsTold)
     expectTold(request::UpdateRow{"ConfigmanagerLogging", 0, row({{"ConfigService", 113}})});
 }
 
+TEST_F(Notifications, TheAddressThatDhcpLearnsIsWrittenAndTold)
+{
+    Client oSubscriber(socket());
+    EXPECT_TRUE(oSubscriber.subscribe({"TR069ACS"}).ok());
+    const auto write = [&](const char* a_pTable, const char* a_pKey, const char* a_pValue,
+                           const ValueList& a_lValues) {
+        EXPECT_EQ(0U, client().code(request::UpdateKey{a_pTable, a_pKey, a_pValue, a_lValues}));
+        EXPECT_EQ("TR069ACS", oSubscriber.waitForChange(c_oDeadline)->value_or("nothing")) << a_pTable;
+    };
+    write("TR069ACS", "Id", "1", row({{"ACSDiscovery", 0}}));
+    write("DhcpClientConfig", "Interface", "wan0.8", row({{"ACSURL", "http://acs.example.net"}}));
+    EXPECT_EQ("http://acs.example.net", client().cell("TR069ACS", 1, "ACSURL"));
+    EXPECT_EQ("1", client().cell("TR069ACS", 1, "ACSDiscovery"));
+}
+
 TEST_F(Notifications, TellAtOnceFollowsTheReply)
 {
     RawClient oSubscriber(socket());
