@@ -3,7 +3,6 @@
 #include "configmanager/columntable.h"
 #include "plugins/rowreader.h"
 #include "plugins/tableviewcursor.h"
-#include "plugins/tableviewwalk.h"
 #include "zel/assert.h"
 #include "zel/log.h"
 
@@ -76,19 +75,21 @@ private:
 
 } // namespace
 
-TableViewPlugin::TableViewPlugin(systema::ConfigDispatcher& a_oDispatcher, bool a_bVerbose)
+TableViewPlugin::TableViewPlugin(systema::ConfigDispatcher& a_oDispatcher, bool a_bVerbose,
+                                 std::chrono::milliseconds a_oCeiling)
     : m_oDispatcher(a_oDispatcher),
+      m_oCeiling(a_oCeiling),
       m_iModule(ZEL_Sysloglevel_registerModul(c_pModule)),
       m_oSubscriber(a_oDispatcher, c_pModule, [this](const NameList& a_lTables) { markChanged(a_lTables); })
 {
     ZEL_Sysloglevel_changeTracelevel(c_pModule, a_bVerbose ? c_iTraceLevelVerbose : c_iTraceLevelNormal);
 }
 
-const TableView* TableViewPlugin::findTable(const std::string& a_sName) const
+TableViewPlugin::View* TableViewPlugin::findTable(const std::string& a_sName)
 {
     const auto it = std::ranges::find_if(
         m_lViews, [&](const View& a_oView) { return a_oView.m_oView.getName() == a_sName; });
-    return it == m_lViews.end() ? nullptr : &it->m_oView;
+    return it == m_lViews.end() ? nullptr : &*it;
 }
 
 TableViewPlugin::Views::iterator TableViewPlugin::findTableByRefTable(const std::string& a_sTable,
@@ -196,8 +197,10 @@ void TableViewPlugin::subscribe(const NameList& a_lTables)
 void TableViewPlugin::markChanged(const NameList& a_lTables)
 {
     for (const auto& sTable : a_lTables) {
-        for (auto it = findTableByRefTable(sTable, m_lViews.begin()); it != m_lViews.end();
-             it = findTableByRefTable(sTable, it + 1)) {
+        // A view is no source: one of itself, or two of each other, would be announced for ever.
+        auto it =
+            findTable(sTable) == nullptr ? findTableByRefTable(sTable, m_lViews.begin()) : m_lViews.end();
+        for (; it != m_lViews.end(); it = findTableByRefTable(sTable, it + 1)) {
             it->m_bChanged = true;
         }
     }
@@ -224,22 +227,10 @@ void TableViewPlugin::getTables(NameList& a_tables, const void* a_handle)
     }
 }
 
-unsigned int TableViewPlugin::sourceSize(const std::string& a_sTable)
+TableViewPlugin::View* TableViewPlugin::findView(const void* a_handle, const std::string& a_sName)
 {
-    unsigned int iSize = 0;
     // A view is no source: views of views could go round in circles.
-    const bool bCounted = findTable(a_sTable) == nullptr &&
-                          m_oDispatcher.getSize(iSize, this, a_sTable) == EResultCode::Success;
-    return bCounted ? iSize : 0;
-}
-
-ColumnList TableViewPlugin::sourceSchema(const std::string& a_sTable)
-{
-    ColumnList lSchema;
-    if (findTable(a_sTable) == nullptr) {
-        m_oDispatcher.getSchema(lSchema, this, a_sTable);
-    }
-    return lSchema;
+    return a_handle == this ? nullptr : findTable(a_sName);
 }
 
 EResultCode TableViewPlugin::getSchema(ColumnList& a_columns, const void* a_handle,
@@ -250,12 +241,17 @@ EResultCode TableViewPlugin::getSchema(ColumnList& a_columns, const void* a_hand
         configmanager::serverlib::appendSchema(a_columns, c_aRegistered);
         return EResultCode::Success;
     }
-    const TableView* pView = findTable(a_table);
+    View* pView = findView(a_handle, a_table);
     if (pView == nullptr) {
         return EResultCode::NoTable;
     }
-    const ColumnList lSchemas[] = {sourceSchema(pView->getTable1()), sourceSchema(pView->getTable2())};
-    for (const auto& [sName, iIndex, sSourceColumn] : *pView) {
+    const TableView& oView = pView->m_oView;
+    ColumnList lSchemas[2];
+    pView->m_oReads.ask([&] {
+        m_oDispatcher.getSchema(lSchemas[0], this, oView.getTable1());
+        return m_oDispatcher.getSchema(lSchemas[1], this, oView.getTable2());
+    });
+    for (const auto& [sName, iIndex, sSourceColumn] : oView) {
         error::Assert(1 == iIndex || 2 == iIndex, "1 == a_index || 2 == a_index");
         if (const auto* pColumn = lSchemas[iIndex - 1].getColumn(sSourceColumn)) {
             a_columns.add(sName, pColumn->second);
@@ -264,27 +260,28 @@ EResultCode TableViewPlugin::getSchema(ColumnList& a_columns, const void* a_hand
     return EResultCode::Success;
 }
 
-EResultCode TableViewPlugin::openWalk(std::unique_ptr<TableViewWalk>& a_pWalk, const std::string& a_sTable,
-                                      const NameList& a_lColumns, const TableViewColumns* a_pKey)
+EResultCode TableViewPlugin::makeWalk(std::unique_ptr<TableViewWalk>& a_pWalk, const void* a_handle,
+                                      const std::string& a_sTable, const NameList& a_lColumns)
 {
-    const TableView* pView = findTable(a_sTable);
+    View* pView = findView(a_handle, a_sTable);
     if (pView == nullptr) {
         return EResultCode::NoTable;
     }
     TableViewWalk::Columns lColumns;
     if (a_lColumns.empty()) {
-        for (const auto& oColumn : *pView) {
+        for (const auto& oColumn : pView->m_oView) {
             lColumns.push_back(&oColumn);
         }
     }
     for (const auto& sName : a_lColumns) {
-        lColumns.push_back(pView->getColumn(sName));
+        lColumns.push_back(pView->m_oView.getColumn(sName));
         if (lColumns.back() == nullptr) {
             return EResultCode::NoKey;
         }
     }
-    a_pWalk = std::make_unique<TableViewWalk>(m_oDispatcher, this, *pView, std::move(lColumns), a_pKey);
-    return a_pWalk->open(std::min(sourceSize(pView->getTable1()), sourceSize(pView->getTable2())));
+    a_pWalk = std::make_unique<TableViewWalk>(m_oDispatcher, this, pView->m_oView, pView->m_oReads,
+                                              std::move(lColumns));
+    return EResultCode::Success;
 }
 
 EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
@@ -295,13 +292,17 @@ EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle,
         return EResultCode::Success;
     }
     std::unique_ptr<TableViewWalk> pWalk;
-    EResultCode eResult = openWalk(pWalk, a_table, {});
+    const EResultCode eResult = makeWalk(pWalk, a_handle, a_table, {});
+    if (eResult != EResultCode::Success) {
+        return eResult;
+    }
+    pWalk->open(getEnd());
     ValueList oRow;
-    while (eResult == EResultCode::Success && (eResult = pWalk->next()) == EResultCode::Success) {
+    while (pWalk->next() == EResultCode::Success) {
         oRow.clear();
         a_size += pWalk->join() == EResultCode::Success && pWalk->fillResult(oRow) == EResultCode::Success;
     }
-    return eResult == EResultCode::NoRow ? EResultCode(EResultCode::Success) : eResult;
+    return pWalk->isLate() ? EResultCode::Failure : EResultCode::Success;
 }
 
 EResultCode TableViewPlugin::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
@@ -314,7 +315,10 @@ EResultCode TableViewPlugin::selectRow(ValueList& a_row, const void* a_handle, c
                    : EResultCode(EResultCode::NoRow);
     }
     std::unique_ptr<TableViewWalk> pWalk;
-    EResultCode eResult = openWalk(pWalk, a_table, a_columns);
+    EResultCode eResult = makeWalk(pWalk, a_handle, a_table, a_columns);
+    if (eResult == EResultCode::Success) {
+        eResult = pWalk->open(getEnd());
+    }
     while (eResult == EResultCode::Success && (eResult = pWalk->next()) == EResultCode::Success) {
         if (pWalk->join() == EResultCode::Success && a_index-- == 0) {
             return pWalk->fillResult(a_row);
@@ -332,57 +336,24 @@ EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, c
         if (findColumn(c_aRegistered, a_keyColumn) == nullptr) {
             return EResultCode::NoKey;
         }
-        const TableView* pNamed = findTable(a_keyValue);
+        const View* pNamed = findTable(a_keyValue);
         return pNamed == nullptr ? EResultCode(EResultCode::NoRow)
-                                 : selectColumns(a_row, *pNamed, c_aRegistered, a_columns);
-    }
-    const TableView* pView = findTable(a_table);
-    if (pView == nullptr) {
-        return EResultCode::NoTable;
-    }
-    const TableViewColumns* pKey = pView->getColumn(a_keyColumn);
-    if (pKey == nullptr) {
-        return EResultCode::NoKey;
-    }
-    std::string sWanted = a_keyValue;
-    EResultCode eResult = findValue(sWanted, pView->getTable(*pKey), pKey->m_sSourceColumn);
-    // Of table 1 it may still be the default row's, which can be a partner though keys do not find it.
-    if (eResult != EResultCode::Success && (eResult != EResultCode::NoRow || !pKey->isOfTable1())) {
-        return eResult;
+                                 : selectColumns(a_row, pNamed->m_oView, c_aRegistered, a_columns);
     }
     std::unique_ptr<TableViewWalk> pWalk;
-    eResult = openWalk(pWalk, a_table, a_columns, pKey);
-    const auto hasKey = [&] {
-        const Value* pValue = pWalk->find(*pKey);
-        return pValue != nullptr && pValue->getType() != systema::EDataType::Null &&
-               pValue->toText() == sWanted;
-    };
+    EResultCode eResult = makeWalk(pWalk, a_handle, a_table, a_columns);
+    if (eResult == EResultCode::Success) {
+        eResult = pWalk->setKey(a_keyColumn, a_keyValue);
+    }
+    if (eResult == EResultCode::Success) {
+        eResult = pWalk->open(getEnd());
+    }
     while (eResult == EResultCode::Success && (eResult = pWalk->next()) == EResultCode::Success) {
         ValueList oRow;
-        // What table 2 alone rules out need not be joined.
-        if ((pKey->isOfTable1() || hasKey()) && pWalk->join() == EResultCode::Success && hasKey() &&
-            pWalk->fillResult(oRow) == EResultCode::Success) {
+        if (pWalk->join() == EResultCode::Success && pWalk->fillResult(oRow) == EResultCode::Success) {
             a_row = std::move(oRow);
             return EResultCode::Success;
         }
-    }
-    return eResult;
-}
-
-EResultCode TableViewPlugin::findValue(std::string& a_sKey, const std::string& a_sTable,
-                                       const std::string& a_sColumn)
-{
-    if (findTable(a_sTable) != nullptr) {
-        return EResultCode::NoTable;
-    }
-    ValueList oRow;
-    const EResultCode eResult = m_oDispatcher.selectKey(oRow, this, a_sTable, a_sColumn, a_sKey, {a_sColumn});
-    if (eResult == EResultCode::Success) {
-        const Value* pValue = oRow.find(a_sColumn);
-        if (pValue == nullptr) {
-            return EResultCode::NoKey;
-        }
-        a_sKey = pValue->toText();
     }
     return eResult;
 }
@@ -396,7 +367,10 @@ EResultCode TableViewPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_cu
         return openNames(a_cursor, a_first, a_count, a_columns);
     }
     std::unique_ptr<TableViewWalk> pWalk;
-    const EResultCode eResult = openWalk(pWalk, a_table, a_columns);
+    EResultCode eResult = makeWalk(pWalk, a_handle, a_table, a_columns);
+    if (eResult == EResultCode::Success) {
+        eResult = pWalk->open();
+    }
     if (eResult == EResultCode::Success) {
         a_cursor = std::make_unique<TableViewCursor>(std::move(pWalk), a_first, a_count);
     }

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <random>
 
@@ -95,14 +96,15 @@ protected:
                              ", '" + a_sSource + "')");
     }
 
-    void start()
+    void start(std::chrono::milliseconds a_oCeiling = zel::TableViewPlugin::c_oCeiling)
     {
+        m_pPlugin = std::make_unique<zel::TableViewPlugin>(m_oDispatcher, false, a_oCeiling);
         for (const char* pFile : {"common.db", "phone.db"}) {
             m_lStored.push_back(
                 std::make_unique<systema::SqlitePlugin>(m_oDir.path(), pFile, true, true, true));
             m_oDispatcher.attachTables(*m_lStored.back());
         }
-        m_oDispatcher.attachTables(m_oPlugin);
+        m_oDispatcher.attachTables(*m_pPlugin);
         m_oDispatcher.initialize();
     }
 
@@ -166,7 +168,7 @@ protected:
     const TempDir m_oDir;
     systema::ConfigDispatcher m_oDispatcher;
     std::vector<std::unique_ptr<systema::SqlitePlugin>> m_lStored;
-    zel::TableViewPlugin m_oPlugin{m_oDispatcher, false};
+    std::unique_ptr<zel::TableViewPlugin> m_pPlugin;
 };
 
 } // namespace
@@ -186,6 +188,7 @@ TEST_F(TableViewPlugin, ShowsTheRowsOfTable2ThatHaveAPartnerWithinTheSmallerSize
     EXPECT_EQ(inBulk("Lines", 0, 5, {"Line", "Id"}), Rows{"9"});
     EXPECT_EQ(row("Lines", 0, {"Line", "Id"}), "9");
     EXPECT_EQ(rowOf("Lines", "AccountId", "1"), "9");
+    EXPECT_EQ(rowOf("Lines", "Line", "no such", {"Line", "Id"}), "9");
     EXPECT_EQ(m_oDispatcher.insertRow(this, "Lines", {}), EResultCode::ReadOnly);
 }
 
@@ -225,6 +228,7 @@ TEST_F(TableViewPlugin, MissingSourceColumnIsLoggedAndSpoilsTheRowsThatShowIt)
         EXPECT_EQ(inBulk("Lines"), Rows{"9"});
     });
     EXPECT_EQ(row("Lines", 0, {"Line", "Number"}), "FXS1|030|");
+    EXPECT_EQ(rowOf("Lines", "Owner", "030", {"Line"}), "9");
     ColumnList lSchema;
     EXPECT_EQ(m_oDispatcher.getSchema(lSchema, this, "Lines"), EResultCode::Success);
     EXPECT_EQ(lSchema.size(), 2U);
@@ -276,11 +280,11 @@ TEST_F(TableViewPlugin, NoMoreDefinitionsAreLoadedThanTheBounds)
     sql("common.db", sMany + "INSERT INTO ViewColumns SELECT 'C' || i, 1, 2, 'Name', NULL FROM n");
     EXPECT_THAT(logOf([&] { start(); }),
                 StartsWith("error TableView Only the first 256 rows of ViewNames are loaded\n"
-                           "error TableView Only the first 4096 rows of ViewColumns are loaded\n"));
+                           "error TableView Only the first 1024 rows of ViewColumns are loaded\n"));
     EXPECT_EQ(inBulk("RegisteredViews").size(), 256U);
     ColumnList lSchema;
     m_oDispatcher.getSchema(lSchema, this, "Lines");
-    EXPECT_EQ(lSchema.size(), 4096U);
+    EXPECT_EQ(lSchema.size(), 1024U);
 }
 
 TEST_F(TableViewPlugin, ColumnOfNeitherTableFailsAssertionsWhereverItIsTouched)
@@ -320,6 +324,14 @@ TEST_F(TableViewPlugin, BulkReadsAndKeysFindWhatAScanByPositionFinds)
               (oRandom() % 5 == 0 ? "NULL" : number(200)) + ", " + text() + ")");
     }
     accounts("(0, 'default', 'b c')");
+    // What a key finds in the tables first is in no view, and what the views show of big numbers finds none.
+    const std::pair<const char*, const char*> aTables[] = {{"phone.db", "Account"}, {"common.db", "Line"}};
+    for (const auto& [pFile, pTable] : aTables) {
+        const std::string sTable = pTable;
+        sql(pFile, "ALTER TABLE " + sTable + " ADD COLUMN Tag TEXT COLLATE NOCASE DEFAULT 'abc';" +
+                       "ALTER TABLE " + sTable + " ADD COLUMN Big INTEGER DEFAULT 4294967301;" +
+                       "INSERT INTO " + sTable + " (Id, Code, Tag) VALUES (-1, '" + sTable + "', 'ABC')");
+    }
     sql("common.db", "UPDATE Line SET AccountId = 0 WHERE Id IN (150, 160)");
     view(
         "(2, 'Codes', 'Account', 'Code', 'Line', 'Code'), (3, 'Back', 'Line', 'AccountId', 'Account', 'Id')");
@@ -330,6 +342,10 @@ TEST_F(TableViewPlugin, BulkReadsAndKeysFindWhatAScanByPositionFinds)
         column(i, "FirstCode", 1, "Code");
         column(i, "Second", 2, "Id");
         column(i, "SecondCode", 2, "Code");
+        column(i, "FirstTag", 1, "Tag");
+        column(i, "SecondTag", 2, "Tag");
+        column(i, "FirstBig", 1, "Big");
+        column(i, "SecondBig", 2, "Big");
     }
     start();
     for (const std::string sView : {"Lines", "Codes", "Back"}) {
@@ -357,16 +373,17 @@ TEST_F(TableViewPlugin, BulkReadsAndKeysFindWhatAScanByPositionFinds)
 
 TEST_F(TableViewPlugin, AnnouncesAViewOnceForAllChangesOfItsSources)
 {
-    view("(2, 'Definitions', 'ViewNames', 'Id', 'ViewColumns', 'ViewNamesId')");
+    view("(2, 'Definitions', 'ViewNames', 'Id', 'ViewColumns', 'ViewNamesId'),"
+         "(3, 'Itself', 'Account', 'Id', 'Itself', 'Id')");
     column(2, "Column", 2, "ColName");
     accounts("(1, '030', '')");
     lines("(1, 'FXS1', 1, '')");
-    start();
+    logOf([&] { start(); });
     Rows lTold;
     configmanager::serverlib::GenericSubscriber oClient(
         m_oDispatcher, "client",
         [&](const NameList& a_lTables) { lTold.insert(lTold.end(), a_lTables.begin(), a_lTables.end()); });
-    m_oDispatcher.subscribe(oClient, {"Lines", "Definitions"});
+    m_oDispatcher.subscribe(oClient, {"Lines", "Definitions", "Itself"});
     const auto pass = [&] {
         m_oDispatcher.sendNotifications();
         NameList lChanged;
@@ -378,7 +395,7 @@ TEST_F(TableViewPlugin, AnnouncesAViewOnceForAllChangesOfItsSources)
     EXPECT_EQ(update("Account", "Number", "031"), EResultCode::Success);
     EXPECT_EQ(update("Line", "Name", "FXS9"), EResultCode::Success);
     EXPECT_EQ(update("Line", "Name", "FXS8"), EResultCode::Success);
-    EXPECT_EQ(pass(), Rows{"Lines"});
+    EXPECT_EQ(pass(), (Rows{"Lines", "Itself"}));
     EXPECT_EQ(pass(), Rows{});
     EXPECT_EQ(update("ViewNames", "Name", "Renamed"), EResultCode::Success);
     EXPECT_EQ(pass(), Rows{"Definitions"});
@@ -405,6 +422,96 @@ TEST_F(TableViewPlugin, BulkReadOvertakenByAChangeOfEitherTableGivesBusy)
             EXPECT_EQ(oSink.m_lRows, (Rows{"FXS1|", "FXS2|"}));
         }
     }
+}
+
+TEST_F(TableViewPlugin, HoldSpoilsABulkReadAndALostTransactionEveryReadOfItsOwner)
+{
+    accounts("(1, '030', '')");
+    lines("(1, 'FXS1', 1, ''), (2, 'FXS2', 1, '')");
+    start();
+    std::unique_ptr<IRowCursor> pRows;
+    EXPECT_EQ(m_oDispatcher.startTransaction(this), EResultCode::Success);
+    EXPECT_EQ(update("Account", "Number", "031"), EResultCode::Success);
+    ASSERT_EQ(m_oDispatcher.openRows(pRows, this, "Lines", 0, 9, {}), EResultCode::Success);
+    EXPECT_EQ(row("Lines", 0), "FXS1|031|");
+    logOf([&] { m_oDispatcher.close(this); });
+    m_oDispatcher.open(this);
+    Collector oSink;
+    EXPECT_EQ(pRows->fetch(oSink), EResultCode::Busy);
+    EXPECT_EQ(row("Lines", 0), "1");
+    EXPECT_EQ(m_oDispatcher.rollbackTransaction(this), EResultCode::Failure);
+    EXPECT_EQ(row("Lines", 0), "FXS1|030|");
+}
+
+TEST_F(TableViewPlugin, ViewThatItsOwnSourceReadsIsEmptyThen)
+{
+    struct AskingTable : RecordingPlugin
+    {
+        using RecordingPlugin::RecordingPlugin;
+        EResultCode getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table) override
+        {
+            m_oAsk();
+            return RecordingPlugin::getSize(a_size, a_handle, a_table);
+        }
+        EResultCode selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                              unsigned int a_index, const NameList& a_columns) override
+        {
+            m_oAsk();
+            return RecordingPlugin::selectRow(a_row, a_handle, a_table, a_index, a_columns);
+        }
+        EResultCode selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                              const std::string& a_keyColumn, const std::string& a_keyValue,
+                              const NameList& a_columns) override
+        {
+            m_oAsk();
+            return RecordingPlugin::selectKey(a_row, a_handle, a_table, a_keyColumn, a_keyValue, a_columns);
+        }
+        std::function<void()> m_oAsk;
+    };
+    RecordingPlugin::Calls lCalls;
+    AskingTable oAsking("asking", {"Asking"}, lCalls);
+    ValueList oZone;
+    oZone.add("Id", Value(EDataType::Integer, 1));
+    oZone.add("Name", Value(EDataType::Text, "zone"));
+    oAsking.m_lRows = {oZone, oZone};
+    m_oDispatcher.attachTables(oAsking);
+    view("(2, 'Zones', 'Asking', 'Id', 'Asking', 'Id')");
+    column(2, "Name", 2, "Name");
+    accounts("(1, '030', '')");
+    lines("(1, 'FXS1', 1, '')");
+    start();
+    std::unique_ptr<IRowCursor> pOpened;
+    oAsking.m_oAsk = [&] {
+        Collector oSink;
+        EXPECT_EQ(size("Zones"), 0U);
+        EXPECT_EQ(row("Zones", 0), "10");
+        EXPECT_EQ(rowOf("Zones", "Name", "zone"), "10");
+        EXPECT_EQ(inBulk("Zones"), Rows{});
+        EXPECT_TRUE(pOpened == nullptr || pOpened->fetch(oSink) == EResultCode::NoRow);
+        EXPECT_EQ(row("Lines", 0), "FXS1|030|");
+    };
+    EXPECT_EQ(m_oDispatcher.openRows(pOpened, this, "Zones", 0, 9, {}), EResultCode::Success);
+    EXPECT_EQ(size("Zones"), 2U);
+    EXPECT_EQ(rowOf("Zones", "Name", "zone"), "zone|");
+    EXPECT_EQ(inBulk("Zones"), (Rows{"zone|", "zone|"}));
+    oAsking.m_mResults["selectRow"] = EResultCode::Failure;
+    EXPECT_EQ(size("Zones"), 0U);
+    EXPECT_EQ(row("Zones", 0), "1");
+}
+
+TEST_F(TableViewPlugin, OnlyBulkReadsMayTakeLongerThanTheCeiling)
+{
+    accounts("(1, '030', '')");
+    lines("(1, 'FXS1', 1, '')");
+    start(std::chrono::milliseconds(0));
+    EXPECT_EQ(logOf([&] {
+                  unsigned int iSize;
+                  EXPECT_EQ(m_oDispatcher.getSize(iSize, this, "Lines"), EResultCode::Failure);
+                  EXPECT_EQ(row("Lines", 0), "1");
+                  EXPECT_EQ(rowOf("Lines", "Line", "FXS1"), "1");
+              }),
+              "error TableView View `Lines` takes too long\n");
+    EXPECT_EQ(inBulk("Lines"), Rows{"FXS1|030|"});
 }
 
 TEST_F(TableViewPlugin, FetchEndsWhenItsTimeIsOverThoughNoRowHasAPartner)
@@ -444,7 +551,7 @@ TEST_F(TableViewPlugin, RegisteredViewsHoldsNamesThoughItsSizeIs0)
     logOf([&] { start(); });
     const std::string sTable = "RegisteredViews";
     NameList lTables;
-    m_oPlugin.getTables(lTables, this);
+    m_pPlugin->getTables(lTables, this);
     EXPECT_EQ(lTables, (NameList{sTable, "Lines", "Second", "Third"}));
     EXPECT_EQ(size(sTable), 0U);
     EXPECT_EQ(rowByRow(sTable), (Rows{"Lines|", "Second|", "Third|"}));
