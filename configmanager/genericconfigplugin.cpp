@@ -9,8 +9,8 @@ using systema::ValueList;
 using zel::error::Assert;
 
 GenericConfigPlugin::GenericConfigPlugin(EResultCode a_eRefusal, zel::SourceTag a_oSource)
-    : m_eRefusal(a_eRefusal),
-      m_oSource(a_oSource)
+    : m_oSource(a_oSource),
+      m_eRefusal(a_eRefusal)
 {
 }
 

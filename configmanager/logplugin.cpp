@@ -12,14 +12,13 @@ using systema::EResultCode;
 
 namespace {
 
-constexpr const char* c_pTable = "ConfigmanagerLogging";
 constexpr const char* c_pId = "Id";
 
 } // namespace
 
 // The writes that it does not support give 1, not the 4 of other tables: the table can be written, if only
 // by position.
-LogPlugin::LogPlugin() : GenericConfigPlugin(EResultCode::Failure) {}
+LogPlugin::LogPlugin() : OneRowPlugin("ConfigmanagerLogging", EResultCode::Failure) {}
 
 bool LogPlugin::registerModule(const std::string& a_sName, LogLevel a_iLevel)
 {
@@ -32,18 +31,11 @@ void LogPlugin::changeLogLevel(const std::string& a_sName, LogLevel a_iLevel) co
     ZEL_Sysloglevel_changeTracelevel(a_sName.c_str(), a_iLevel);
 }
 
-void LogPlugin::getTables(systema::NameList& a_tables, const void* a_handle)
-{
-    assertCall(a_handle);
-    a_tables.add(c_pTable);
-}
-
 EResultCode LogPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
                                  const std::string& a_table)
 {
-    assertCall(a_handle);
-    if (a_table != c_pTable) {
-        return EResultCode::NoTable;
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
     }
     a_columns.add(c_pId, EDataType::Integer);
     for (const auto& [sName, iLevel] : m_mLevels) {
@@ -52,22 +44,11 @@ EResultCode LogPlugin::getSchema(systema::ColumnList& a_columns, const void* a_h
     return EResultCode::Success;
 }
 
-EResultCode LogPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
-{
-    assertCall(a_handle);
-    if (a_table != c_pTable) {
-        return EResultCode::NoTable;
-    }
-    a_size = 1;
-    return EResultCode::Success;
-}
-
 EResultCode LogPlugin::selectRow(systema::ValueList& a_row, const void* a_handle, const std::string& a_table,
                                  unsigned int, const systema::NameList& a_columns)
 {
-    assertCall(a_handle);
-    if (a_table != c_pTable) {
-        return EResultCode::NoTable;
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
     }
     // The list only filters: a client may ask for a module that has not registered yet.
     const auto addWanted = [&](const std::string& a_sName, int a_iNumber) {
@@ -86,9 +67,8 @@ EResultCode LogPlugin::selectKey(systema::ValueList& a_row, const void* a_handle
                                  const std::string& a_keyColumn, const std::string& a_keyValue,
                                  const systema::NameList& a_columns)
 {
-    assertCall(a_handle);
-    if (a_table != c_pTable) {
-        return EResultCode::NoTable;
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
     }
     const auto it = m_mLevels.find(a_keyColumn);
     const bool bFound = (a_keyColumn == c_pId && matchesKey(integer(1), a_keyValue)) ||
@@ -100,9 +80,8 @@ EResultCode LogPlugin::selectKey(systema::ValueList& a_row, const void* a_handle
 EResultCode LogPlugin::updateRow(const void* a_handle, const std::string& a_table, unsigned int,
                                  const systema::ValueList& a_values)
 {
-    assertCall(a_handle);
-    if (a_table != c_pTable) {
-        return EResultCode::NoTable;
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
     }
     for (const auto& [sName, oValue] : a_values) {
         const auto it = m_mLevels.find(sName);

@@ -6,14 +6,14 @@
 // grows while components register. Failures are result codes; nothing is logged.
 #pragma once
 
-#include "configmanager/genericconfigplugin.h"
 #include "configmanager/ilogger.h"
+#include "configmanager/onerowplugin.h"
 
 #include <map>
 
 namespace configmanager::logplugin {
 
-class LogPlugin : public serverlib::ILogger, public serverlib::GenericConfigPlugin
+class LogPlugin : public serverlib::ILogger, public serverlib::OneRowPlugin
 {
 public:
     LogPlugin();
@@ -23,11 +23,8 @@ public:
     /// Sets the trace level of the module in the process logger; the table does not show it.
     void changeLogLevel(const std::string& a_sName, LogLevel a_iLevel) const;
 
-    void getTables(systema::NameList& a_tables, const void* a_handle) override;
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
                                    const std::string& a_table) override;
-    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
-                                 const std::string& a_table) override;
     /// The one row, whatever the position. The columns come in table order, names that match nothing are
     /// left out. 0, 8.
     systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,

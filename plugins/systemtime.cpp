@@ -25,21 +25,7 @@ constexpr Column<std::int32_t> c_aColumns[] = {
 
 } // namespace
 
-SystemTime::SystemTime() : m_iModule(ZEL_Sysloglevel_registerModul("SysTime")) {}
-
-/// What every operation on a table begins with. 0, 8.
-EResultCode SystemTime::check(const void* a_handle, const std::string& a_table,
-                              zel::SourceTag a_oSource) const
-{
-    assertCall(a_handle, a_oSource);
-    return a_table == m_sTable ? EResultCode::Success : EResultCode::NoTable;
-}
-
-void SystemTime::getTables(systema::NameList& a_tables, const void* a_handle)
-{
-    assertCall(a_handle);
-    a_tables.add(m_sTable);
-}
+SystemTime::SystemTime() : OneRowPlugin("SystemTime"), m_iModule(ZEL_Sysloglevel_registerModul("SysTime")) {}
 
 EResultCode SystemTime::getSchema(systema::ColumnList& a_columns, const void* a_handle,
                                   const std::string& a_table)
@@ -47,15 +33,6 @@ EResultCode SystemTime::getSchema(systema::ColumnList& a_columns, const void* a_
     const EResultCode eCode = check(a_handle, a_table);
     if (eCode == EResultCode::Success) {
         appendSchema(a_columns, c_aColumns);
-    }
-    return eCode;
-}
-
-EResultCode SystemTime::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
-{
-    const EResultCode eCode = check(a_handle, a_table);
-    if (eCode == EResultCode::Success) {
-        a_size = 1;
     }
     return eCode;
 }

@@ -6,22 +6,19 @@
 // is logged, for its client has had its answer.
 #pragma once
 
-#include "configmanager/genericconfigplugin.h"
+#include "configmanager/onerowplugin.h"
 
 #include <cstdint>
 
 namespace zel {
 
-class SystemTime : public configmanager::serverlib::GenericConfigPlugin
+class SystemTime : public configmanager::serverlib::OneRowPlugin
 {
 public:
     SystemTime();
 
-    void getTables(systema::NameList& a_tables, const void* a_handle) override;
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
                                    const std::string& a_table) override;
-    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
-                                 const std::string& a_table) override;
     /// 0, 1, 8. Position and columns are not looked at: always the whole row.
     systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
                                    const std::string& a_table, unsigned int a_index,
@@ -55,13 +52,10 @@ public:
     void tick(systema::NameList& a_changedTables) override;
 
 private:
-    systema::EResultCode check(const void* a_handle, const std::string& a_table,
-                               zel::SourceTag a_oSource = zel::here()) const;
     void setClock() const;
 
     const int m_iModule;
     bool m_bPending = false;
-    const std::string m_sTable = "SystemTime";
     std::int32_t m_iTime = 0;
 };
 
