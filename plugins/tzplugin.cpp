@@ -13,6 +13,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <span>
 #include <string_view>
 #include <system_error>
 
@@ -32,30 +33,36 @@ namespace {
 
 using Rule = TzPlugin::Rule;
 
-constexpr Column<Rule> c_aColumns[] = {
-    {"Id", EDataType::Integer, [](const Rule&) { return integer(1); }},
-    column<&Rule::m_sName>("Name"),
-    column<&Rule::m_sStart>("Start"),
-    column<&Rule::m_sEnd>("End"),
-};
-
-struct Part
+struct RuleColumn : Column<Rule>
 {
-    const char* m_pColumn;
-    std::string Rule::*m_pText;
+    std::string Rule::*m_pText; // null for the Id
 };
 
-constexpr Part c_aParts[] = {{"Name", &Rule::m_sName}, {"Start", &Rule::m_sStart}, {"End", &Rule::m_sEnd}};
+template<auto Text>
+constexpr RuleColumn text(const char* a_pName)
+{
+    return {column<Text>(a_pName), Text};
+}
+
+constexpr RuleColumn c_aColumns[] = {
+    {{"Id", EDataType::Integer, [](const Rule&) { return integer(1); }}, nullptr},
+    text<&Rule::m_sName>("Name"),
+    text<&Rule::m_sStart>("Start"),
+    text<&Rule::m_sEnd>("End"),
+};
+
+/// The texts, in the order of the line.
+constexpr std::span<const RuleColumn> c_lTexts = std::span(c_aColumns).subspan(1);
 
 using LineBuffer = std::array<char, 128>; // with the newline, and the NUL after it
 
 Rule parse(std::string_view a_sLine)
 {
     Rule oRule;
-    for (const auto& oPart : c_aParts) {
-        const bool bLast = oPart.m_pText == &Rule::m_sEnd;
+    for (const auto& oColumn : c_lTexts) {
+        const bool bLast = oColumn.m_pText == &Rule::m_sEnd;
         const auto sText = a_sLine.substr(0, bLast ? std::string_view::npos : a_sLine.find(','));
-        oRule.*oPart.m_pText = sText;
+        oRule.*oColumn.m_pText = sText;
         a_sLine.remove_prefix(std::min(sText.size() + 1, a_sLine.size()));
     }
     return oRule;
@@ -65,14 +72,14 @@ Rule parse(std::string_view a_sLine)
 EResultCode assign(Rule& a_oRule, const ValueList& a_lValues)
 {
     for (const auto& [sColumn, oValue] : a_lValues) {
-        const auto* pPart = std::ranges::find(c_aParts, std::string_view(sColumn), &Part::m_pColumn);
-        if (pPart == std::end(c_aParts)) {
+        const auto* pColumn = findColumn(c_lTexts, sColumn);
+        if (pColumn == nullptr) {
             return EResultCode::NoKey;
         }
         if (oValue.getType() != EDataType::Text) {
             return EResultCode::Constraint;
         }
-        a_oRule.*pPart->m_pText = oValue.getText();
+        a_oRule.*pColumn->m_pText = oValue.getText();
     }
     return EResultCode::Success;
 }
@@ -85,41 +92,23 @@ bool isLine(const std::string& a_sText)
 
 } // namespace
 
-TzPlugin::TzPlugin() : m_iModule(ZEL_Sysloglevel_registerModul("TzPlugin")) {}
-
-void TzPlugin::getTables(systema::NameList& a_tables, const void* a_handle)
-{
-    assertCall(a_handle);
-    a_tables.add(m_sTable);
-}
+TzPlugin::TzPlugin() : OneRowPlugin("Tz"), m_iModule(ZEL_Sysloglevel_registerModul("TzPlugin")) {}
 
 EResultCode TzPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
                                 const std::string& a_table)
 {
-    assertCall(a_handle);
-    if (a_table != m_sTable) {
-        return EResultCode::NoTable;
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
     }
     appendSchema(a_columns, c_aColumns);
-    return EResultCode::Success;
-}
-
-EResultCode TzPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
-{
-    assertCall(a_handle);
-    if (a_table != m_sTable) {
-        return EResultCode::NoTable;
-    }
-    a_size = 1;
     return EResultCode::Success;
 }
 
 EResultCode TzPlugin::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
                                 unsigned int, const systema::NameList& a_columns)
 {
-    assertCall(a_handle);
-    if (a_table != m_sTable) {
-        return EResultCode::NoTable;
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
     }
     return read() ? selectColumns(a_row, m_oRule, c_aColumns, a_columns) : EResultCode(EResultCode::Failure);
 }
@@ -128,9 +117,8 @@ EResultCode TzPlugin::selectKey(ValueList& a_row, const void* a_handle, const st
                                 const std::string& a_keyColumn, const std::string& a_keyValue,
                                 const systema::NameList& a_columns)
 {
-    assertCall(a_handle);
-    if (a_table != m_sTable) {
-        return EResultCode::NoTable;
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
     }
     if (!read()) {
         return EResultCode::Failure;
@@ -141,15 +129,14 @@ EResultCode TzPlugin::selectKey(ValueList& a_row, const void* a_handle, const st
 
 EResultCode TzPlugin::insertRow(const void* a_handle, const std::string& a_table, const ValueList& a_values)
 {
-    assertCall(a_handle);
-    if (a_table != m_sTable) {
-        return EResultCode::NoTable;
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
     }
     Rule oRule;
     if (const EResultCode eCode = assign(oRule, a_values)) {
         return eCode;
     }
-    if (!std::ranges::all_of(c_aParts, [&](auto& a_oPart) { return a_values.hasValue(a_oPart.m_pColumn); })) {
+    if (!std::ranges::all_of(c_lTexts, [&](auto& a_oText) { return a_values.hasValue(a_oText.m_pName); })) {
         return EResultCode::Constraint;
     }
     m_oRule = oRule;
@@ -167,9 +154,8 @@ EResultCode TzPlugin::insertKey(int& a_id, const void* a_handle, const std::stri
 EResultCode TzPlugin::updateRow(const void* a_handle, const std::string& a_table, unsigned int,
                                 const ValueList& a_values)
 {
-    assertCall(a_handle);
-    if (a_table != m_sTable) {
-        return EResultCode::NoTable;
+    if (const EResultCode eCode = check(a_handle, a_table)) {
+        return eCode;
     }
     if (!read()) {
         return EResultCode::Failure;
@@ -191,10 +177,10 @@ EResultCode TzPlugin::updateKey(const void* a_handle, const std::string& a_table
 
 EResultCode TzPlugin::deleteRow(const void* a_handle, const std::string& a_table, unsigned int)
 {
-    assertCall(a_handle);
+    const EResultCode eCode = check(a_handle, a_table);
     m_oRule = {}; // whatever the table, as its users know it
-    if (a_table != m_sTable) {
-        return EResultCode::NoTable;
+    if (eCode != EResultCode::Success) {
+        return eCode;
     }
     return writeLine("") ? EResultCode::Success : EResultCode::Failure;
 }

@@ -6,11 +6,11 @@
 // it. Owned by main. Main thread only. Files that cannot be read or written are logged and give 1.
 #pragma once
 
-#include "configmanager/genericconfigplugin.h"
+#include "configmanager/onerowplugin.h"
 
 namespace zel {
 
-class TzPlugin : public configmanager::serverlib::GenericConfigPlugin
+class TzPlugin : public configmanager::serverlib::OneRowPlugin
 {
 public:
     struct Rule
@@ -22,11 +22,8 @@ public:
 
     TzPlugin();
 
-    void getTables(systema::NameList& a_tables, const void* a_handle) override;
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
                                    const std::string& a_table) override;
-    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
-                                 const std::string& a_table) override;
     /// 0, 1, 8, 9. Any position has the one row.
     systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
                                    const std::string& a_table, unsigned int a_index,
@@ -68,7 +65,6 @@ private:
     void setZone(const std::string& a_sRule) const;
 
     const int m_iModule;
-    const std::string m_sTable = "Tz";
     const std::string m_sFile = "/etc/TZ";
     Rule m_oRule;
 };
