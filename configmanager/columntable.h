@@ -6,8 +6,8 @@
 
 #include "systema/lists.h"
 #include "systema/protocol.h"
+#include "zel/convert.h"
 
-#include <cstdlib>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -121,7 +121,7 @@ inline bool matchesKey(const systema::Value& a_oCell, const std::string& a_sKeyV
 {
     return a_oCell.getType() == systema::EDataType::Text
                ? a_oCell.getText() == a_sKeyValue
-               : a_oCell.getInteger() == static_cast<int>(std::strtoll(a_sKeyValue.c_str(), nullptr, 10));
+               : a_oCell.getInteger() == zel::lowest32Bits(a_sKeyValue.c_str());
 }
 
 } // namespace configmanager::serverlib

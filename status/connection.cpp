@@ -1,6 +1,6 @@
 #include "status/connection.h"
 
-#include <cstdlib>
+#include "zel/convert.h"
 
 namespace zel {
 
@@ -14,7 +14,7 @@ std::string text(std::string_view a_sToken)
 
 std::int32_t number(std::string_view a_sToken)
 {
-    return static_cast<std::int32_t>(std::strtoll(text(a_sToken).c_str(), nullptr, 10));
+    return lowest32Bits(text(a_sToken).c_str());
 }
 
 } // namespace

@@ -1,10 +1,10 @@
 #include "status/dnscache.h"
 
 #include "dbus/dnsmasqdbusproxy.h"
+#include "zel/convert.h"
 #include "zel/log.h"
 #include "zel/systempath.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <optional>
@@ -54,7 +54,7 @@ CacheEntry makeCacheEntry(const FileParser::Line& a_lTokens)
 {
     CacheEntry oEntry;
     if (!a_lTokens.empty()) {
-        oEntry.m_iExpires = static_cast<std::int32_t>(std::strtoll(a_lTokens.back().c_str(), nullptr, 10));
+        oEntry.m_iExpires = lowest32Bits(a_lTokens.back().c_str());
     }
     oEntry.m_sHost = FileParser::getToken(a_lTokens, 4);
     oEntry.m_sAddress = FileParser::getToken(a_lTokens, 5);

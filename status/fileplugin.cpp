@@ -1,10 +1,10 @@
 #include "status/fileplugin.h"
 
+#include "zel/convert.h"
 #include "zel/fileparser.h"
 #include "zel/log.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <sstream>
 #include <sys/inotify.h>
 #include <utility>
@@ -115,7 +115,7 @@ const FilePlugin::Line* FilePlugin::File::getLine(const std::string& a_sKeyColum
 {
     if (a_sKeyColumn == c_pId) {
         // The number 0 becomes the greatest position, which is past the end.
-        return getLine(static_cast<unsigned>(std::strtoll(a_sKeyValue.c_str(), nullptr, 10)) - 1);
+        return getLine(static_cast<unsigned>(lowest32Bits(a_sKeyValue.c_str())) - 1);
     }
     const auto itColumn = std::ranges::find(m_lColumns, a_sKeyColumn);
     if (itColumn == m_lColumns.end()) {

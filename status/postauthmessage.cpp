@@ -1,6 +1,7 @@
 #include "status/postauthmessage.h"
 
-#include <cstdlib>
+#include "zel/convert.h"
+
 #include <optional>
 #include <regex.h>
 #include <string_view>
@@ -72,7 +73,7 @@ private:
 /// The number that a part of a message starts with; something else follows it there.
 int toNumber(std::string_view a_sDigits)
 {
-    return static_cast<int>(std::strtoll(a_sDigits.data(), nullptr, 10));
+    return lowest32Bits(a_sDigits.data());
 }
 
 /// Reads two numbers with the separator between them. False when the message has none.

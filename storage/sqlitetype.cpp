@@ -1,6 +1,7 @@
 #include "storage/sqlitetype.h"
 
-#include <cstdlib>
+#include "zel/convert.h"
+
 #include <cstring>
 
 namespace systema {
@@ -22,7 +23,7 @@ EDataType SqliteType::getDataType(const char* a_pDeclaredType)
 Value SqliteType::setValueType(const char* a_pText, EDataType a_eType)
 {
     Value oValue(EDataType::Null);
-    const auto number = [a_pText] { return static_cast<int>(std::strtoll(a_pText, nullptr, 10)); };
+    const auto number = [a_pText] { return zel::lowest32Bits(a_pText); };
     switch (a_eType) {
     case EDataType::Integer:
         oValue.setInteger(number());

@@ -1,5 +1,6 @@
 #include "zel/convert.h"
 
+#include <cstdlib>
 #include <cstring>
 
 int ZEL_Convert_split(char** a_pParts, int a_iMost, char* a_pLine, char a_cSeparator)
@@ -16,4 +17,9 @@ int ZEL_Convert_split(char** a_pParts, int a_iMost, char* a_pLine, char a_cSepar
         a_pLine = bCut ? pEnd + 1 : nullptr;
     }
     return iParts;
+}
+
+std::int32_t zel::lowest32Bits(const char* a_pText)
+{
+    return static_cast<std::int32_t>(std::strtoll(a_pText, nullptr, 10));
 }
