@@ -56,21 +56,17 @@ bool ConfigMapper::run(const Handler& a_oHandler, const std::string& a_sTable) c
 
 bool handleAcsUrl(const std::string&, systema::ConfigPluginBase& a_oPlugin)
 {
-    const auto text = [](const ValueList& a_lRow, const char* a_pColumn) {
-        const Value* pText = a_lRow.find(a_pColumn);
-        return pText != nullptr ? pText->getText() : std::string();
-    };
     ValueList lInterface;
     ValueList lDhcp;
     ValueList lAcs;
     if (a_oPlugin.selectKey(lInterface, &a_oPlugin, "InterfaceMapping", "LogicalName", "ProviderTR069", {}) ||
         a_oPlugin.selectKey(lDhcp, &a_oPlugin, "DhcpClientConfig", "Interface",
-                            text(lInterface, "PhysicalName"), {}) ||
+                            lInterface.toText("PhysicalName"), {}) ||
         a_oPlugin.selectRow(lAcs, &a_oPlugin, "TR069ACS", 0, {})) {
         return true;
     }
-    const std::string sDhcpUrl = text(lDhcp, "ACSURL");
-    const std::string sCurrentUrl = text(lAcs, "ACSURL");
+    const std::string sDhcpUrl = lDhcp.toText("ACSURL");
+    const std::string sCurrentUrl = lAcs.toText("ACSURL");
     const Value* pDiscovery = lAcs.find("ACSDiscovery");
     const bool bByHand = !sCurrentUrl.empty() && (pDiscovery == nullptr || pDiscovery->getInteger() != 1);
     if (sDhcpUrl == sCurrentUrl || sDhcpUrl.empty() || bByHand) {

@@ -26,10 +26,7 @@ EtlMappings::EtlMappings(systema::ConfigPluginBase& a_oDispatcher, const void* a
                                   c_iMostMappings);
             break;
         }
-        const auto field = [&](const char* a_pName) {
-            const Value* pValue = lRow.find(a_pName);
-            return pValue == nullptr ? std::string() : pValue->toText();
-        };
+        const auto field = [&](const char* a_pName) { return lRow.toText(a_pName); };
         add(field("EtlValue"), field("TargetTable"), field("TargetColumn"), field("KeyColumn"),
             field("KeyValue"), field("TargetColumnHash"), field("KeyColumnHash"));
     }

@@ -1,10 +1,10 @@
 #include "status/ipconntrack.h"
 
 #include "status/ipfilter.h"
+#include "zel/convert.h"
 #include "zel/lines.h"
 #include "zel/log.h"
 
-#include <cstdlib>
 #include <utility>
 
 namespace zel {
@@ -13,7 +13,6 @@ using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
 using systema::EResultCode;
 using systema::NameList;
-using systema::Value;
 using systema::ValueList;
 
 namespace {
@@ -34,13 +33,6 @@ constexpr Column<Connection> c_aColumns[] = {
     column<&Connection::m_bUnreplied>("Unreplied"),
     column<&Connection::m_bAssured>("Assured"),
 };
-
-/// Empty when the row lacks the column.
-std::string textOf(const ValueList& a_lRow, const char* a_pColumn)
-{
-    const Value* pValue = a_lRow.find(a_pColumn);
-    return pValue == nullptr ? "" : pValue->getText();
-}
 
 } // namespace
 
@@ -79,7 +71,7 @@ EResultCode IpConntrack::getRowByKey(const std::string&, ValueList& a_row, const
     }
     if (a_keyColumn == "Id") {
         // The position in the table, though the column has the number of the line: clients rely on both.
-        const auto iPosition = static_cast<unsigned>(std::strtoll(a_keyValue.c_str(), nullptr, 10));
+        const auto iPosition = static_cast<unsigned>(lowest32Bits(a_keyValue.c_str()));
         return read(a_row, rowAt(m_lRows, iPosition - 1), a_columns); // of 0: past any end
     }
     return read(a_row, rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue), a_columns);
@@ -124,10 +116,10 @@ void IpConntrack::getInterfaces()
     ValueList lLogical;
     ValueList lDevice;
     if (readRow(lLogical, "StatusNetifWatchLogical", "LocalLAN", {"Interface"}) &&
-        readRow(lDevice, c_pWatchTable, textOf(lLogical, "Interface"), {"Addr", "BroadAddr", "Netmask"})) {
-        m_sLanAddress = textOf(lDevice, "Addr");
-        m_sBroadcastAddress = textOf(lDevice, "BroadAddr");
-        m_sNetmask = textOf(lDevice, "Netmask");
+        readRow(lDevice, c_pWatchTable, lLogical.toText("Interface"), {"Addr", "BroadAddr", "Netmask"})) {
+        m_sLanAddress = lDevice.toText("Addr");
+        m_sBroadcastAddress = lDevice.toText("BroadAddr");
+        m_sNetmask = lDevice.toText("Netmask");
     }
 }
 

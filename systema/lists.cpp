@@ -19,6 +19,12 @@ const Value* ValueList::find(std::string_view a_sName) const
     return it == m_lEntries.end() ? nullptr : &it->second;
 }
 
+std::string ValueList::toText(std::string_view a_sName) const
+{
+    const Value* pValue = find(a_sName);
+    return pValue == nullptr ? std::string() : pValue->toText();
+}
+
 const Value& ValueList::getValue(std::string_view a_sName) const
 {
     const Value* pValue = find(a_sName);

@@ -25,6 +25,8 @@ public:
     const Value& getValue(std::string_view a_sName) const;
     /// The same, null when the name is not there.
     const Value* find(std::string_view a_sName) const;
+    /// The value as a person would write it, empty when the name is not there.
+    std::string toText(std::string_view a_sName) const;
     std::size_t size() const { return m_lEntries.size(); }
     bool empty() const { return m_lEntries.empty(); }
     void clear() { m_lEntries.clear(); }
