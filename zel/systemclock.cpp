@@ -77,7 +77,9 @@ void setProcessZone(std::string_view a_sRule)
 {
     // Of fixed room, which stays where it is: another thread may just be starting a command with it.
     static char s_aVariable[256];
-    std::snprintf(s_aVariable, sizeof(s_aVariable), "TZ=%s", withoutNames(a_sRule).c_str());
+    const std::string sVariable = "TZ=" + withoutNames(a_sRule);
+    const bool bFits = sVariable.size() < sizeof(s_aVariable);
+    std::snprintf(s_aVariable, sizeof(s_aVariable), "%s", bFits ? sVariable.c_str() : "TZ=");
     ::putenv(s_aVariable);
     ::tzset();
 }
