@@ -46,7 +46,7 @@ StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, Sys
       m_oIPv4Route(a_oBus),
       m_oIPv6Route(a_oBus)
 {
-    // The order is that of the fan-out. A comment keeps the place of what does not exist yet.
+    // The order is that of the fan-out. A comment in between names what a board may add there.
     auto& oDispatcher = systema::ConfigDispatcher::instance();
     add(std::make_unique<DslStatus>());
     auto pInterfaces =
