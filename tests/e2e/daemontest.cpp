@@ -65,13 +65,16 @@ std::vector<std::string> Client::changes()
     return lTables;
 }
 
-std::set<std::string> Client::changes(std::size_t a_iCount)
+std::set<std::string> Client::awaitChanges(std::size_t a_iCount)
 {
     std::set<std::string> lTables;
-    EXPECT_TRUE(eventually([&] {
+    const auto take = [&] {
         std::ranges::move(changes(), std::inserter(lTables, lTables.end()));
         return lTables.size() >= a_iCount;
-    })) << lTables.size();
+    };
+    EXPECT_TRUE(eventually(take)) << lTables.size();
+    EXPECT_EQ(0U, code(request::Ping{}));
+    take();
     return lTables;
 }
 

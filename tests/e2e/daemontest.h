@@ -68,8 +68,8 @@ public:
     std::string cell(const std::string& a_sTable, int a_iId, const std::string& a_sColumn);
     /// A table's rows in order of position, each as its cells with blanks between them.
     std::vector<std::string> rows(const std::string& a_sTable, const NameList& a_lColumns = {});
-    /// Waits until so many tables are told as changed.
-    std::set<std::string> changes(std::size_t a_iCount);
+    /// Waits until so many tables are told as changed, and gives them with any more that come along.
+    std::set<std::string> awaitChanges(std::size_t a_iCount);
     /// The tables told as changed so far, in order of name.
     std::vector<std::string> changes();
 };

@@ -48,16 +48,16 @@ TEST_F(SimulatedDevice, ALineTrainsEntersShowtimeAndDrops)
     ASSERT_TRUE(client().subscribe({"StatusDsl", "StatusDslRealtime"}).ok());
 
     line("training");
-    EXPECT_EQ(std::set<std::string>{"StatusDslRealtime"}, client().changes(1));
+    EXPECT_EQ(std::set<std::string>{"StatusDslRealtime"}, client().awaitChanges(1));
     EXPECT_THAT(client().rows("StatusDsl"), ElementsAre("1  0 down 0 0"));
     EXPECT_THAT(client().rows("StatusDslRealtime"), ElementsAre("1  3 training 0 0"));
 
     line("showtime");
-    EXPECT_EQ(lBoth, client().changes(2));
+    EXPECT_EQ(lBoth, client().awaitChanges(2));
     EXPECT_THAT(client().rows("StatusDsl"), ElementsAre("1 VDSL2 Annex B 4 showtime 10087 51392"));
 
     line("failed");
-    EXPECT_EQ(lBoth, client().changes(2));
+    EXPECT_EQ(lBoth, client().awaitChanges(2));
     EXPECT_THAT(client().rows("StatusDsl"), ElementsAre("1  5 failed 0 0"));
 }
 

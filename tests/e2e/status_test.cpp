@@ -62,7 +62,7 @@ TEST_F(Status, AddressesAndLinksComeAndGo)
     tell("emit StatusChange eth0 true");
     tell("emit NewIPv4Address eth0 192.0.2.1");
     tell("emit NewIPv6Address eth0 2001:db8::1 64");
-    EXPECT_EQ(3U, oWatcher.changes(3).size());
+    EXPECT_EQ(3U, oWatcher.awaitChanges(3).size());
     EXPECT_LT(std::chrono::steady_clock::now() - oBegin, c_oTwoUpdates);
 
     const NameList lColumns{"Name",   "Addr", "BroadAddr", "Netmask",        "MTU",

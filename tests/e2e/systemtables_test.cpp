@@ -262,7 +262,7 @@ TEST_F(MappedFiles, FollowTheirFiles)
     fs::remove(file("deleted"));
     fs::create_directory(file("late"));
     writeFile(file("late/created"), "Mode\nbridge\n");
-    EXPECT_EQ(std::set<std::string>(lTables.begin(), lTables.end()), client().changes(4));
+    EXPECT_EQ(std::set<std::string>(lTables.begin(), lTables.end()), client().awaitChanges(4));
     EXPECT_THAT(rows("rewritten"), ElementsAre("1 power green off"));
     EXPECT_THAT(rows("replaced"), ElementsAre("1 a", "2 b"));
     EXPECT_THAT(rows("deleted"), IsEmpty());

@@ -180,7 +180,8 @@ TEST_F(Transactions, WritesToDatabasesWithoutTransactionsHoldOverARollbackAndAre
         Each(0U));
     EXPECT_EQ("red", note());
     EXPECT_EQ("second", client().cell("Job", 2, "Name"));
-    EXPECT_EQ((std::set<std::string>{"ConfigServerConfig", "Job"}), oSubscriber.changes(2)); // and not Item
+    EXPECT_EQ((std::set<std::string>{"ConfigServerConfig", "Job"}),
+              oSubscriber.awaitChanges(2)); // and not Item
 }
 
 TEST_F(Transactions, OneThatLastsTooLongIsLostUntilItsOwnerEndsIt)
