@@ -15,11 +15,12 @@ constexpr const char* c_pView = "BenchView";
 constexpr const char* c_pJoin = "SELECT BenchLine.Id, BenchLine.Name, Number, DisplayName FROM BenchLine"
                                 " CROSS JOIN BenchAccount ON BenchAccount.Id = AccountId";
 
-/// A thousand lines, each with an account of its own, but in another order.
+/// So many lines, each with an account of its own, but in another order.
 void createView(const std::filesystem::path& a_oDirectory)
 {
-    const std::string sNumbers = "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n LIMIT " +
-                                 std::to_string(c_iRows) + ") ";
+    const std::string sRows = std::to_string(c_iRows);
+    const std::string sNumbers =
+        "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n LIMIT " + sRows + ") ";
     const Sqlite oDatabase(a_oDirectory / c_pDatabase);
     for (const auto& sStatement : {
              std::string("CREATE TABLE BenchAccount (Id INTEGER PRIMARY KEY, Number TEXT, DisplayName TEXT)"),
@@ -31,9 +32,9 @@ void createView(const std::filesystem::path& a_oDirectory)
                  " SrcTableIndex INTEGER, SrcCol TEXT)"),
              sNumbers +
                  "INSERT INTO BenchAccount SELECT i + 1, '+4930' || (1000000 + i), 'Account ' || i FROM n",
-             sNumbers + "INSERT INTO BenchLine SELECT i + 1, 'Line ' || i, 1 + i * 7 % 1000 FROM n",
-             std::string("INSERT INTO ViewNames VALUES (1, 'BenchView', 'BenchAccount', 'Id', 'BenchLine',"
-                         " 'AccountId')"),
+             sNumbers + "INSERT INTO BenchLine SELECT i + 1, 'Line ' || i, 1 + i * 7 % " + sRows + " FROM n",
+             "INSERT INTO ViewNames VALUES (1, '" + std::string(c_pView) +
+                 "', 'BenchAccount', 'Id', 'BenchLine', 'AccountId')",
              std::string("INSERT INTO ViewColumns VALUES (1, 'Id', 1, 2, 'Id'), (2, 'Line', 1, 2, 'Name'),"
                          " (3, 'Number', 1, 1, 'Number'), (4, 'DisplayName', 1, 1, 'DisplayName')"),
          }) {

@@ -14,9 +14,6 @@
 namespace e2e {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-
 const std::string c_sOldRule = "UTC0\n";
 const std::string c_sNewRule = "CET-1CEST,M3.5.0,M10.5.0/3\n";
 

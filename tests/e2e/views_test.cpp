@@ -13,8 +13,7 @@ TEST_F(Views, ChangeOfASourceTableIsToldOnceOfTheView)
     EXPECT_TRUE(client().subscribe({"PhoneLineView", "Item"}).ok());
     Transaction oTransaction(client());
     EXPECT_TRUE(oTransaction.begin().ok());
-    for (const char* pTable : {"PhoneAccount", "PhoneLine"}) {
-        const char* pColumn = pTable == std::string("PhoneLine") ? "Name" : "DisplayName";
+    for (const auto& [pTable, pColumn] : {std::pair("PhoneAccount", "DisplayName"), {"PhoneLine", "Name"}}) {
         EXPECT_EQ(0U, client().code(request::UpdateKey{pTable, "Id", "1", row({{pColumn, "changed"}})}));
     }
     EXPECT_TRUE(oTransaction.commit().ok());

@@ -108,23 +108,13 @@ TEST_F(ConfigMapper, TakesALearnedAddressUnlessOneWasEnteredByHand)
 
 TEST_F(ConfigMapper, HasNothingToDoWhereARowIsMissing)
 {
-    const struct
-    {
-        const char* m_pTable;
-        int m_iId;
-        ValueList m_lGone;
-        ValueList m_lBack;
-    } c_aCases[] = {
-        {"InterfaceMapping", 2, row({{"LogicalName", "Other"}}), row({{"LogicalName", "ProviderTR069"}})},
-        {"InterfaceMapping", 2, row({{"PhysicalName", "wan7"}}), row({{"PhysicalName", "wan0.8"}})},
-        {"InterfaceMapping", 2, row({{"PhysicalName", systema::Value(1)}}),
-         row({{"PhysicalName", "wan0.8"}})},
-    };
-    for (const auto& oCase : c_aCases) {
-        set(oCase.m_pTable, oCase.m_iId, oCase.m_lGone);
+    const ValueList lMapping = row({{"LogicalName", "ProviderTR069"}, {"PhysicalName", "wan0.8"}});
+    for (const auto& lGone : {row({{"LogicalName", "Other"}}), row({{"PhysicalName", "wan7"}}),
+                              row({{"PhysicalName", systema::Value(systema::EDataType::Null)}})}) {
+        set("InterfaceMapping", 2, lGone);
         EXPECT_EQ("", logOf([&] { learn("http://learned"); }));
         EXPECT_EQ(row({{"ACSURL", ""}, {"ACSDiscovery", 0}}), settings());
-        set(oCase.m_pTable, oCase.m_iId, oCase.m_lBack);
+        set("InterfaceMapping", 2, lMapping);
     }
     EXPECT_EQ(0U, m_oDispatcher.deleteAll(this, "TR069ACS"));
     EXPECT_EQ("", logOf([&] { learn("http://learned"); }));
