@@ -1,7 +1,5 @@
 #include "plugins/tableviewcursor.h"
 
-#include "systema/positioncursor.h"
-
 #include <chrono>
 #include <utility>
 

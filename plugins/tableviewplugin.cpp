@@ -1,8 +1,8 @@
 #include "plugins/tableviewplugin.h"
 
 #include "configmanager/columntable.h"
-#include "plugins/rowreader.h"
 #include "plugins/tableviewcursor.h"
+#include "systema/rowfiller.h"
 #include "zel/assert.h"
 #include "zel/log.h"
 

@@ -1,6 +1,6 @@
 #include "plugins/tableviewwalk.h"
 
-#include "plugins/rowreader.h"
+#include "systema/rowfiller.h"
 #include "zel/log.h"
 
 #include <algorithm>

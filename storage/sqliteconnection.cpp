@@ -2,6 +2,7 @@
 
 #include "storage/journalvfs.h"
 #include "storage/sqliteguard.h"
+#include "systema/rowfiller.h"
 #include "zel/assert.h"
 #include "zel/log.h"
 
@@ -37,33 +38,6 @@ EResultCode mapCode(int a_iSqliteCode)
         return EResultCode::Failure;
     }
 }
-
-/// Appends the cells of one row to a value list.
-class RowFiller final : public IRowSink
-{
-public:
-    RowFiller(ValueList& a_oRow, const ColumnList& a_lColumns)
-        : m_oRow(a_oRow),
-          m_itColumn(a_lColumns.begin())
-    {
-        m_oRow.reserve(m_oRow.size() + a_lColumns.size());
-    }
-
-    void addNull() override { add(Value(EDataType::Null)); }
-    void addInteger(int a_iValue) override { add(Value(EDataType::Integer, a_iValue)); }
-    void addUnsigned(unsigned int a_iValue) override
-    {
-        add(Value(EDataType::Unsigned, static_cast<int>(a_iValue)));
-    }
-    void addText(std::string_view a_sText) override { add(Value(EDataType::Text, std::string(a_sText))); }
-    bool endRow() override { return false; }
-
-private:
-    void add(Value a_oValue) { m_oRow.add((m_itColumn++)->first, std::move(a_oValue)); }
-
-    ValueList& m_oRow;
-    decltype(std::declval<const ColumnList&>().begin()) m_itColumn;
-};
 
 EResultCode readFirst(ValueList& a_row, SqliteStatement& a_oStatement)
 {

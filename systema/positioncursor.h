@@ -7,12 +7,7 @@
 #include "systema/configpluginbase.h"
 #include "systema/rowsource.h"
 
-#include <chrono>
-
 namespace systema {
-
-/// Rows may take their time (a tool that runs for each of them): a fetch reads no more of them after this.
-constexpr std::chrono::milliseconds c_oFetchTime{50};
 
 class PositionCursor : public IRowCursor
 {
@@ -24,7 +19,6 @@ public:
                             const unsigned long& a_iVersion);
 
     const NameList& getColumns() const override { return m_lColumns; }
-    /// 0 also when its time is over; it hands over at least one row then.
     EResultCode fetch(IRowSink& a_oSink) override;
 
 private:

@@ -5,6 +5,7 @@
 #include "systema/lists.h"
 #include "systema/protocol.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -27,6 +28,10 @@ public:
     virtual bool endRow() = 0;
 };
 
+/// Rows may take their time (a tool that runs for each of them): a fetch begins with no more of them after
+/// this. Rows of a database do not.
+constexpr std::chrono::milliseconds c_oFetchTime{50};
+
 /// An open read over a range of rows that shows one state of the table from the first row to the last.
 class IRowCursor
 {
@@ -36,10 +41,11 @@ public:
     /// The names of the columns of every row, in the order of the cells. Valid once the cursor is open.
     virtual const NameList& getColumns() const = 0;
 
-    /// Hands rows to the sink until it is full or the range ends.
-    /// 0: the sink is full, there may be more. 10: the range has ended. 2: a table of the
-    /// same database was changed, or the database closed, since the cursor was opened; the rest cannot be had
-    /// in the same state. 1: failure.
+    /// Hands rows to the sink until it is full, the range ends or c_oFetchTime is over.
+    /// 0: there may be more; when the time was over, the sink may have got no row at all. 10: the range has
+    /// ended. 2: a table that is read, or another of its database, was changed, or the database closed, since
+    /// the cursor was opened; the rest cannot be had in the same state. 9: the next row lacks a column.
+    /// 1: failure.
     virtual EResultCode fetch(IRowSink& a_oSink) = 0;
 };
 
@@ -54,7 +60,8 @@ public:
     virtual ~IRowSource() = default;
 
     /// Opens a read of at most a_count rows from position a_first; a range beyond the end is empty, with 0.
-    /// 0: the cursor is set; it may outlive the call but not the plugin. 8: no such table or column.
+    /// 0: the cursor is set; it may outlive the call but not the plugin. 8: no such table, or, of a stored
+    /// one, column. 9: no such column. Else why the rows cannot be read.
     virtual EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
                                  const std::string& a_table, unsigned int a_first, unsigned int a_count,
                                  const NameList& a_columns) = 0;
