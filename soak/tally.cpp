@@ -1,5 +1,6 @@
 #include "soak/tally.h"
 
+#include <algorithm>
 #include <iomanip>
 #include <numeric>
 #include <ostream>
@@ -15,14 +16,14 @@ constexpr std::size_t c_iShownFaults = 20;
 void Tally::count(const std::string& a_sKind, const Status& a_oStatus, Codes a_iAllowed,
                   const std::string& a_sWhat)
 {
-    const bool bLost = a_oStatus.isConnectionError();
+    const unsigned iCode =
+        a_oStatus.isConnectionError() ? c_iOther : std::min<unsigned>(a_oStatus.code(), c_iOther);
     {
         const std::lock_guard oGuard(m_oMutex);
-        ++m_mCounts[a_sKind].at(bLost ? c_iLostConnection : std::size_t(a_oStatus.code()));
+        ++m_mCounts[a_sKind][iCode];
     }
-    if (bLost || (oneOf(a_oStatus.code()) & a_iAllowed) == 0) {
-        fault(a_sWhat + ": " + (bLost ? "" : std::to_string(a_oStatus.code()) + ", ") +
-              std::string(a_oStatus.text()));
+    if (iCode == c_iOther || (oneOf(iCode) & a_iAllowed) == 0) {
+        fault(a_sWhat + ": " + std::to_string(a_oStatus.code()) + ", " + std::string(a_oStatus.text()));
     }
 }
 
@@ -62,8 +63,7 @@ void Tally::print(std::ostream& a_oTo) const
         row(sKind, iKind) << "  ";
         for (std::size_t i = 0; i < lCounts.size(); ++i) {
             if (lCounts[i] != 0) {
-                a_oTo << "  " << (i == c_iLostConnection ? "connection lost" : std::to_string(i)) << ": "
-                      << lCounts[i];
+                a_oTo << "  " << (i == c_iOther ? "other" : std::to_string(i)) << ": " << lCounts[i];
             }
         }
         a_oTo << '\n';

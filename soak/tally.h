@@ -27,8 +27,8 @@ constexpr Codes oneOf(Code... a_eCodes)
 class Tally
 {
 public:
-    /// Counts an operation. A result that is not among those allowed is a fault, and so is a lost connection;
-    /// the text says which operation it was.
+    /// Counts an operation. A result that is not among those allowed is a fault, and so are a lost connection
+    /// and a code without a meaning; the text says which operation it was.
     void count(const std::string& a_sKind, const Status& a_oStatus, Codes a_iAllowed,
                const std::string& a_sWhat);
     /// Counts what has no result.
@@ -42,8 +42,8 @@ public:
     void printFaults(std::ostream& a_oTo) const;
 
 private:
-    static constexpr std::size_t c_iLostConnection = EResultCode::NoRow + 1;
-    using Counts = std::array<unsigned long, c_iLostConnection + 1>;
+    static constexpr unsigned c_iOther = EResultCode::NoRow + 1; // a lost connection, an unknown code
+    using Counts = std::array<unsigned long, c_iOther + 1>;
 
     mutable std::mutex m_oMutex;
     std::map<std::string, Counts> m_mCounts;
