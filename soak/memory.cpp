@@ -10,6 +10,9 @@ namespace soak {
 namespace {
 
 constexpr std::size_t c_iLeastSamples = 300; // in less time there is no telling
+constexpr double c_fStart = 0.05;            // once the daemon knows its clients
+constexpr double c_fMiddle = 0.45;
+constexpr double c_fEnd = 0.9;
 constexpr double c_fGrowth = 1.03;
 constexpr long c_iGrowthKiB = 256;
 
@@ -22,23 +25,11 @@ void printRow(std::ostream& a_oTo, const char* a_pWhen, const Usage& a_oUsage)
 
 } // namespace
 
-Usage Memory::least(EWhen a_eWhen) const
+Usage Memory::least(double a_fFrom) const
 {
     const auto iAll = m_lSamples.size();
-    const auto iCount = std::max<std::size_t>(1, iAll / 10);
-    std::size_t iFirst = 0;
-    switch (a_eWhen) {
-    case EWhen::Start:
-        iFirst = iAll / 20;
-        break;
-    case EWhen::Middle:
-        iFirst = (iAll - iCount) / 2;
-        break;
-    case EWhen::End:
-        iFirst = iAll - iCount;
-        break;
-    }
-    const auto oWindow = std::span(m_lSamples).subspan(iFirst, iCount);
+    const auto iFirst = static_cast<std::size_t>(static_cast<double>(iAll) * a_fFrom);
+    const auto oWindow = std::span(m_lSamples).subspan(iFirst, std::max<std::size_t>(1, iAll / 10));
     const auto least = [&](long Usage::*a_pFigure) {
         return std::ranges::min(oWindow, {}, a_pFigure).*a_pFigure;
     };
@@ -50,8 +41,8 @@ bool Memory::isFlat() const
     if (m_lSamples.size() < c_iLeastSamples) {
         return true;
     }
-    const auto fMiddle = static_cast<double>(least(EWhen::Middle).m_iResidentKiB);
-    return static_cast<double>(least(EWhen::End).m_iResidentKiB - c_iGrowthKiB) <= fMiddle * c_fGrowth;
+    const auto fMiddle = static_cast<double>(least(c_fMiddle).m_iResidentKiB);
+    return static_cast<double>(least(c_fEnd).m_iResidentKiB - c_iGrowthKiB) <= fMiddle * c_fGrowth;
 }
 
 void Memory::print(std::ostream& a_oTo) const
@@ -62,9 +53,9 @@ void Memory::print(std::ostream& a_oTo) const
                                                   : "NOT FLAT")
           << ": at the end at most 3 % and " << c_iGrowthKiB
           << " KiB above the middle (the least in a tenth of the run each)\n";
-    printRow(a_oTo, "start", least(EWhen::Start));
-    printRow(a_oTo, "middle", least(EWhen::Middle));
-    printRow(a_oTo, "end", least(EWhen::End));
+    printRow(a_oTo, "start", least(c_fStart));
+    printRow(a_oTo, "middle", least(c_fMiddle));
+    printRow(a_oTo, "end", least(c_fEnd));
 }
 
 } // namespace soak

@@ -21,14 +21,9 @@ public:
     void print(std::ostream& a_oTo) const;
 
 private:
-    enum class EWhen
-    {
-        Start, // once the daemon knows its clients
-        Middle,
-        End
-    };
-    /// The least of each figure within a tenth of the run; there must be a sample.
-    Usage least(EWhen a_eWhen) const;
+    /// The least of each figure within the tenth of the run that begins after this part of it; there must be
+    /// a sample.
+    Usage least(double a_fFrom) const;
 
     std::vector<Usage> m_lSamples;
 };
