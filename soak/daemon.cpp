@@ -1,13 +1,9 @@
 #include "soak/daemon.h"
 
 #include "bench/check.h"
-#include "zel/systempath.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
@@ -19,23 +15,7 @@ namespace soak {
 
 namespace {
 
-constexpr off_t c_iTailSize = 8 * 1024;
 constexpr int c_iDeepestChild = 3;
-
-int execute(const std::vector<std::string>& a_lCommand, const std::string& a_sLog)
-{
-    const int iLog = ::open(a_sLog.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    ::dup2(iLog, STDOUT_FILENO);
-    ::dup2(iLog, STDERR_FILENO);
-    ::close(iLog);
-    std::vector<char*> lArguments;
-    for (const auto& sWord : a_lCommand) {
-        lArguments.push_back(const_cast<char*>(sWord.c_str()));
-    }
-    lArguments.push_back(nullptr);
-    ::execvp(lArguments.front(), lArguments.data());
-    return EXIT_FAILURE;
-}
 
 std::string readFile(const std::string& a_sPath)
 {
@@ -59,15 +39,10 @@ std::vector<std::string> filesOf(const std::string& a_sDirectory)
 void addChildren(const std::string& a_sThread, const std::string& a_sLabel, int a_iDepth,
                  std::vector<std::string>& a_lTo)
 {
-    const std::string sRoot = zel::systemPath(""); // which all paths begin with
     std::istringstream oChildren(readFile(a_sThread + "/children"));
     for (std::string sChild; a_iDepth > 0 && oChildren >> sChild;) {
         std::string sCommand = readFile("/proc/" + sChild + "/cmdline");
         std::ranges::replace(sCommand, '\0', ' ');
-        for (auto iAt = sCommand.find(sRoot); !sRoot.empty() && iAt != std::string::npos;
-             iAt = sCommand.find(sRoot)) {
-            sCommand.erase(iAt, sRoot.size());
-        }
         if (!sCommand.empty()) {
             a_lTo.push_back(a_sLabel + sCommand);
         }
@@ -83,12 +58,12 @@ long numberAfter(const std::string& a_sText, const std::string& a_sLabel)
 
 } // namespace
 
-Daemon::Daemon(const std::vector<std::string>& a_lCommand, std::string a_sLog)
-    : m_sLog(std::move(a_sLog)),
-      m_oProcess([&] { return execute(a_lCommand, m_sLog); }),
-      m_oPidFd(static_cast<int>(::syscall(SYS_pidfd_open, m_oProcess.pid(), 0)))
+Daemon::Daemon(pid_t a_iProcess, std::string a_sLog)
+    : m_sProcess(std::to_string(a_iProcess)),
+      m_sLog(std::move(a_sLog)),
+      m_oPidFd(static_cast<int>(::syscall(SYS_pidfd_open, a_iProcess, 0)))
 {
-    bench::check(static_cast<bool>(m_oPidFd), "the daemon cannot be watched");
+    bench::check(static_cast<bool>(m_oPidFd), "there is no process " + m_sProcess);
 }
 
 bool Daemon::waitForEnd(std::chrono::milliseconds a_oTime) const
@@ -97,14 +72,9 @@ bool Daemon::waitForEnd(std::chrono::milliseconds a_oTime) const
     return ::poll(&oPoll, 1, static_cast<int>(a_oTime.count())) > 0;
 }
 
-void Daemon::terminate() const
-{
-    ::kill(m_oProcess.pid(), SIGTERM);
-}
-
 std::string Daemon::proc(const std::string& a_sFile) const
 {
-    return "/proc/" + std::to_string(m_oProcess.pid()) + a_sFile;
+    return "/proc/" + m_sProcess + a_sFile;
 }
 
 Usage Daemon::usage() const
@@ -123,32 +93,17 @@ Schedule Daemon::schedule() const
     return {std::chrono::nanoseconds(iRunning), std::chrono::nanoseconds(iReady)};
 }
 
-std::pair<double, double> Daemon::processorSeconds() const
-{
-    const std::string sStat = readFile(proc("/stat"));
-    std::istringstream oText(sStat.substr(std::min(sStat.rfind(')'), sStat.size() - 1) + 1));
-    std::string sIgnored;
-    for (int i = 0; i < 11; ++i) {
-        oText >> sIgnored;
-    }
-    double aTicks[4] = {};
-    oText >> aTicks[0] >> aTicks[1] >> aTicks[2] >> aTicks[3];
-    const auto fPerSecond = static_cast<double>(::sysconf(_SC_CLK_TCK));
-    return {(aTicks[0] + aTicks[1]) / fPerSecond, (aTicks[2] + aTicks[3]) / fPerSecond};
-}
-
 std::vector<std::string> Daemon::situation() const
 {
-    const std::string sMain = std::to_string(m_oProcess.pid());
     const std::string sStat = readFile(proc("/stat"));
     const auto iState = sStat.rfind(") ");
     std::vector<std::string> lLines;
     lLines.push_back("main thread: state " +
                      (iState == std::string::npos ? "?" : sStat.substr(iState + 2, 1)) + ", in " +
                      readFile(proc("/wchan")));
-    addChildren(proc("/task/" + sMain), "main thread waits for: ", c_iDeepestChild, lLines);
+    addChildren(proc("/task/" + m_sProcess), "main thread waits for: ", c_iDeepestChild, lLines);
     for (const auto& sThread : filesOf(proc("/task"))) {
-        if (sThread != sMain) {
+        if (sThread != m_sProcess) {
             addChildren(proc("/task/" + sThread), "beside it runs: ", 1, lLines);
         }
     }
@@ -170,12 +125,6 @@ std::vector<std::string> Daemon::logLines(off_t a_iFrom, off_t a_iTo) const
         lLines.push_back(sLine);
     }
     return lLines;
-}
-
-std::vector<std::string> Daemon::logTail() const
-{
-    const off_t iSize = logSize();
-    return logLines(std::max<off_t>(0, iSize - c_iTailSize), iSize);
 }
 
 } // namespace soak

@@ -1,9 +1,8 @@
-// The daemon under load: a child of this process, its log in a file, and what the kernel tells of it.
+// The daemon under load, as far as it can be seen from without: what the kernel tells of it, and its log.
 //
-// Made before any thread. Its reading functions may be used by any thread; those that end it belong to main.
+// Any thread. Of a daemon that has ended there is nothing to be seen: zeros and empty lists.
 #pragma once
 
-#include "bench/childprocess.h"
 #include "zel/uniquefd.h"
 
 #include <chrono>
@@ -30,19 +29,14 @@ struct Schedule
 class Daemon
 {
 public:
-    /// Starts the command, whose output goes to the log. Throws std::runtime_error.
-    Daemon(const std::vector<std::string>& a_lCommand, std::string a_sLog);
+    /// Throws std::runtime_error when there is no such process.
+    Daemon(pid_t a_iProcess, std::string a_sLog);
 
     /// Waits for the daemon to end, for so long at most. True when it has.
     bool waitForEnd(std::chrono::milliseconds a_oTime) const;
-    void terminate() const;
-    /// After its end, once: true when its status was 0.
-    bool hasSucceeded() { return m_oProcess.wait(); }
 
     Usage usage() const;
     Schedule schedule() const;
-    /// Processor seconds of the daemon itself, and of its children that have ended.
-    std::pair<double, double> processorSeconds() const;
     /// What the main thread does or waits for, and which commands its children and those of the other
     /// threads run: a line each.
     std::vector<std::string> situation() const;
@@ -50,14 +44,13 @@ public:
     off_t logSize() const;
     /// The whole lines of a part of the log.
     std::vector<std::string> logLines(off_t a_iFrom, off_t a_iTo) const;
-    std::vector<std::string> logTail() const;
 
 private:
     std::string proc(const std::string& a_sFile) const;
 
+    const std::string m_sProcess;
     const std::string m_sLog;
-    bench::ChildProcess m_oProcess;
-    zel::UniqueFd m_oPidFd;
+    const zel::UniqueFd m_oPidFd;
 };
 
 } // namespace soak

@@ -24,7 +24,6 @@ struct OwnRow
 {
     const OwnTable* m_pTable;
     std::string m_sKey;
-    bool m_bKnown = true;                  // false after a write whose result is not known
     std::optional<std::string> m_oValue{}; // nothing when there is no such row
 };
 

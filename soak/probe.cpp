@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <optional>
 #include <ostream>
+#include <poll.h>
 #include <utility>
 
 namespace soak {
@@ -12,7 +14,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto c_oPeriod = 20ms;
-constexpr auto c_oLookPeriod = 10ms;
 constexpr auto c_oSlow = 10ms; // worth a look
 constexpr std::size_t c_iStalls = 5;
 constexpr std::size_t c_iShownLines = 12;
@@ -39,50 +40,29 @@ void printLines(std::ostream& a_oTo, const char* a_pTitle, const std::vector<std
 Probe::Probe(World& a_oWorld, const Daemon& a_oDaemon)
     : m_oWorld(a_oWorld),
       m_oDaemon(a_oDaemon),
-      m_oAsking([this] { ask(); }),
-      m_oLooking([this] { look(); })
+      m_oThread([this] { run(); })
 {
 }
 
-void Probe::join()
-{
-    for (auto* pThread : {&m_oAsking, &m_oLooking}) {
-        if (pThread->joinable()) {
-            pThread->join();
-        }
-    }
-}
-
-void Probe::ask()
+void Probe::run()
 {
     Connection oConnection({m_oWorld.m_sSocket, "soak probe", c_oAnswerTimeout});
     auto oStatus = oConnection.connect();
-    while (oStatus.ok() && m_oWorld.m_oStop.pause(c_oPeriod)) {
+    while (oStatus.ok() && m_oWorld.pause(c_oPeriod)) {
         const auto oBefore = m_oDaemon.schedule();
         const off_t iLogBefore = m_oDaemon.logSize();
         const auto oStart = Clock::now();
-        {
-            const std::lock_guard oGuard(m_oMutex);
-            m_oAsked = oStart;
-        }
-        oStatus = oConnection.call(request::SelectRow{"ConfigServerLimits", 0});
-        const auto oEnd = Clock::now();
         std::map<std::string, int> mSeen;
-        {
-            const std::lock_guard oGuard(m_oMutex);
-            m_oAsked.reset();
-            mSeen.swap(m_mSeen);
-        }
-        m_oWorld.m_oTally.count("probe", oStatus, oneOf(EResultCode::Success), "probe");
-        m_lMilliseconds.push_back(static_cast<float>(milliseconds(oEnd - oStart)));
-        if (oEnd - oStart >= c_oSlow &&
-            (m_lStalls.size() < c_iStalls || oEnd - oStart > m_lStalls.back().m_oTook)) {
+        oStatus = ask(oConnection, mSeen);
+        const auto oTook = Clock::now() - oStart;
+        m_oWorld.m_oTally.count("probe");
+        m_lMilliseconds.push_back(milliseconds(oTook));
+        if (oTook >= c_oSlow && (m_lStalls.size() < c_iStalls || oTook > m_lStalls.back().m_oTook)) {
             const auto oAfter = m_oDaemon.schedule();
             keep({std::chrono::duration_cast<std::chrono::seconds>(oStart - m_oStart),
-                  oEnd - oStart,
+                  oTook,
                   {oAfter.m_oRunning - oBefore.m_oRunning, oAfter.m_oReady - oBefore.m_oReady},
                   std::move(mSeen),
-                  m_oWorld.m_oJournal.during(oStart, oEnd),
                   m_oDaemon.logLines(iLogBefore, m_oDaemon.logSize())});
         }
     }
@@ -91,24 +71,28 @@ void Probe::ask()
     }
 }
 
-void Probe::look()
+/// Looks at the daemon again and again while the answer takes its time.
+Status Probe::ask(Connection& a_oConnection, std::map<std::string, int>& a_mSeen) const
 {
-    while (m_oWorld.m_oStop.pause(c_oLookPeriod)) {
-        std::optional<Clock::time_point> oAsked;
-        {
-            const std::lock_guard oGuard(m_oMutex);
-            oAsked = m_oAsked;
-        }
-        if (oAsked && Clock::now() - *oAsked >= c_oSlow) {
-            const auto lSituation = m_oDaemon.situation();
-            const std::lock_guard oGuard(m_oMutex);
-            if (m_oAsked == oAsked) {
-                for (const auto& sLine : lSituation) {
-                    ++m_mSeen[sLine];
-                }
+    const auto oEnd = Clock::now() + c_oAnswerTimeout;
+    std::optional<Status> oAnswer;
+    const auto oSubmitted = a_oConnection.submit(request::SelectRow{"ConfigServerLimits", 0},
+                                                 [&](const Status& a_oStatus) { oAnswer = a_oStatus; });
+    auto oStatus = oSubmitted.ok() ? a_oConnection.processWritable() : oSubmitted;
+    while (oStatus.ok() && !oAnswer && Clock::now() < oEnd) {
+        pollfd oPoll{a_oConnection.descriptor(), POLLIN, 0};
+        if (::poll(&oPoll, 1, std::chrono::milliseconds(c_oSlow).count()) > 0) {
+            oStatus = a_oConnection.processReadable();
+        } else {
+            for (const auto& sLine : m_oDaemon.situation()) {
+                ++a_mSeen[sLine];
             }
         }
     }
+    if (!oAnswer) {
+        a_oConnection.close(); // ends the request, whose handler refers to what is above
+    }
+    return oAnswer.value_or(oStatus);
 }
 
 void Probe::keep(Stall a_oStall)
@@ -139,17 +123,11 @@ void Probe::print(std::ostream& a_oTo) const
               << " s after the start; the loop ran for " << milliseconds(oStall.m_oSchedule.m_oRunning)
               << " ms, had no processor for " << milliseconds(oStall.m_oSchedule.m_oReady)
               << " ms and waited for " << std::max(0.0, milliseconds(oBlocked)) << " ms\n";
-        std::vector<std::pair<int, std::string>> lSeen;
+        std::vector<std::string> lSeen;
         for (const auto& [sLine, iTimes] : oStall.m_mSeen) {
-            lSeen.emplace_back(iTimes, sLine);
+            lSeen.push_back(std::to_string(iTimes) + " times " + sLine);
         }
-        std::ranges::sort(lSeen, std::ranges::greater());
-        std::vector<std::string> lLines;
-        for (const auto& [iTimes, sLine] : lSeen) {
-            lLines.push_back(std::to_string(iTimes) + " times " + sLine);
-        }
-        printLines(a_oTo, "seen in that time:", lLines);
-        printLines(a_oTo, "done in that time, from its start on:", oStall.m_lActivities);
+        printLines(a_oTo, "seen in that time:", lSeen);
         printLines(a_oTo, "logged in that time:", oStall.m_lLog);
     }
 }

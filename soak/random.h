@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <iterator>
+#include <numeric>
 #include <random>
 
 namespace soak {
@@ -21,9 +23,28 @@ public:
     }
     bool oneIn(std::size_t a_iTimes) { return below(a_iTimes) == 0; }
     template<typename List>
-    const auto& pick(const List& a_lFrom)
+    auto& pick(List& a_lFrom)
     {
         return *std::next(std::begin(a_lFrom), static_cast<std::ptrdiff_t>(below(std::size(a_lFrom))));
+    }
+    /// The same, but the first ones in order, so that each comes once at first.
+    template<typename List>
+    const auto& pick(const List& a_lFrom, std::size_t a_iTurn)
+    {
+        return a_iTurn < std::size(a_lFrom) ? a_lFrom[a_iTurn] : pick(a_lFrom);
+    }
+    /// One of these pairs, whose first is how often it comes in relation to the others.
+    template<typename List>
+    const auto& pickByWeight(const List& a_lFrom)
+    {
+        std::size_t iRest = below(
+            std::accumulate(std::begin(a_lFrom), std::end(a_lFrom), std::size_t(0),
+                            [](std::size_t a_iSum, const auto& a_oPair) { return a_iSum + a_oPair.first; }));
+        auto it = std::begin(a_lFrom);
+        for (; iRest >= it->first; ++it) {
+            iRest -= it->first;
+        }
+        return *it;
     }
     /// A pause as people make it: mostly shorter than the mean, now and then up to five times as long.
     std::chrono::milliseconds pause(std::chrono::milliseconds a_oMean)

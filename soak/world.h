@@ -2,25 +2,37 @@
 #pragma once
 
 #include "client/connection.h"
-#include "soak/journal.h"
-#include "soak/stop.h"
 #include "soak/tally.h"
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <stop_token>
 #include <string>
 
 namespace soak {
 
 using systema::client::Connection;
 namespace request = systema::client::request;
+using Clock = std::chrono::steady_clock;
 
 /// Longer than any stall may be: an answer that takes more is a lost connection.
 constexpr std::chrono::seconds c_oAnswerTimeout{60};
 
 struct World
 {
+    bool isOver() const { return m_oStop.stop_requested(); }
+    /// Pauses, until the run is over at most. False when it is.
+    bool pause(std::chrono::milliseconds a_oTime) const
+    {
+        std::mutex oOwn;
+        std::unique_lock oLock(oOwn);
+        std::condition_variable_any().wait_for(oLock, m_oStop.get_token(), a_oTime, [] { return false; });
+        return !isOver();
+    }
+
     std::string m_sSocket;
-    Stop m_oStop{};
-    Journal m_oJournal{};
+    std::stop_source m_oStop{};
     Tally m_oTally{};
 };
 
