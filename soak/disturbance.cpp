@@ -23,22 +23,21 @@ constexpr std::size_t c_iLongestLockMs = 1000;
 constexpr auto c_oNetworkPause = 300ms;
 constexpr std::size_t c_iChangePeriod = 4; // so many events for a change in the kernel
 
-constexpr std::array c_aCommands = {"trigger",
-                                    "dump -a",
-                                    "dump -p",
-                                    "lock",
-                                    "dump -t",
-                                    "dump -x",
-                                    "trigger",
-                                    "waittime 3",
-                                    "waittime 10",
-                                    "waittime nonsense",
-                                    "persistmode nosqldump",
-                                    "lock",
-                                    "unlock",
-                                    "nonsense",
-                                    "persistmode redundant",
-                                    "persistmode default"};
+constexpr const char* c_aCommands[] = {
+    "trigger",
+    "dump -a",
+    "dump -p",
+    "lock",
+    "dump -t",
+    "dump -x",
+    "waittime 3",
+    "waittime nonsense",
+    "persistmode nosqldump",
+    "unlock",
+    "nonsense",
+    "persistmode redundant",
+    "persistmode default",
+};
 
 constexpr const char* c_pDevices =
     "link add br0 type bridge\nlink add eth0 type veth peer name desk\nlink set eth0 master br0\n"
@@ -82,7 +81,7 @@ constexpr std::array c_aEvents = {
     "cache dnsmasq.cache 'A F 4 x host%number.example 192.0.2.7 300'",
 };
 
-constexpr std::array c_aDevices = {"br0", "eth0", "ppp0", "wan0", "wan0.8", "lo", "desk"};
+constexpr const char* c_aDevices[] = {"br0", "eth0", "ppp0", "wan0", "wan0.8", "lo", "desk"};
 
 /// Replaces %device, %digit and %number (of two digits), each by the same wherever it stands.
 std::string fill(std::string a_sPattern, Random& a_oRandom)
@@ -132,7 +131,8 @@ void tell(World& a_oWorld, const zel::UniqueFd& a_oServices, const std::string& 
 void operate(World& a_oWorld, Random a_oRandom)
 {
     for (std::size_t i = 0;
-         a_oWorld.pause(i < c_aCommands.size() ? c_oFirstPause : a_oRandom.pause(c_oOperatorPause)); ++i) {
+         a_oWorld.pause(i < std::size(c_aCommands) ? c_oFirstPause : a_oRandom.pause(c_oOperatorPause));
+         ++i) {
         const std::string sCommand = a_oRandom.pick(c_aCommands, i);
         control(a_oWorld, sCommand);
         if (sCommand == "lock") {
@@ -140,7 +140,6 @@ void operate(World& a_oWorld, Random a_oRandom)
             control(a_oWorld, "unlock");
         }
     }
-    control(a_oWorld, "persistmode default");
 }
 
 void changeNetwork(World& a_oWorld, Random a_oRandom, const std::string& a_sServices)
@@ -153,6 +152,12 @@ void changeNetwork(World& a_oWorld, Random a_oRandom, const std::string& a_sServ
             ip(a_oWorld, fill(a_oRandom.pick(c_aKernelChanges, i / c_iChangePeriod), a_oRandom));
         }
     }
+}
+
+void settle(World& a_oWorld)
+{
+    control(a_oWorld, "persistmode default");
+    control(a_oWorld, "trigger");
 }
 
 } // namespace soak

@@ -17,6 +17,7 @@ using systema::client::ResultOf;
 namespace wire = systema::wire;
 
 constexpr auto c_oCloseTimeout = 30s;
+constexpr auto c_oSlice = 250ms; // of a wait that ends with the run
 constexpr std::size_t c_iUnreadRequests = 30;
 constexpr std::uint32_t c_iBeginMs = 3000;
 constexpr const char* c_pLargeTable = "CallLog"; // whose rows take many frames
@@ -46,20 +47,23 @@ void sendRaw(Session& a_oSession, std::string_view a_sBytes)
                                                a_sBytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
-/// Reads what still comes until the daemon has closed the connection, which it must. What it said last
-/// counts.
+/// Reads what still comes until the daemon has closed the connection, which it must, or the run is over. What
+/// the daemon said last counts.
 void awaitClose(Session& a_oSession, int a_iSocket, Codes a_iAllowed, const char* a_pKind)
 {
+    const auto oEnd = Clock::now() + c_oCloseTimeout;
     std::string sInput;
     std::array<char, 4096> aBuffer;
-    ssize_t iRead = 1;
-    while (iRead > 0) {
-        if (!waitForInput(a_iSocket, c_oCloseTimeout)) {
+    for (ssize_t iRead = 1; iRead > 0;) {
+        if (waitForInput(a_iSocket, c_oSlice)) {
+            iRead = ::recv(a_iSocket, aBuffer.data(), aBuffer.size(), 0);
+            sInput.append(aBuffer.data(), static_cast<std::size_t>(std::max<ssize_t>(iRead, 0)));
+        } else if (a_oSession.world().isOver()) {
+            return;
+        } else if (Clock::now() >= oEnd) {
             a_oSession.fault(a_pKind + std::string(": the connection is not closed"));
             return;
         }
-        iRead = ::recv(a_iSocket, aBuffer.data(), aBuffer.size(), 0);
-        sInput.append(aBuffer.data(), static_cast<std::size_t>(std::max<ssize_t>(iRead, 0)));
     }
     Status oLast;
     std::string_view sRest = sInput;
@@ -98,7 +102,7 @@ void beforeAnswer(Session& a_oSession)
 void inBulkRead(Session& a_oSession)
 {
     sendOnly(a_oSession, request::SelectRows{c_pLargeTable});
-    waitForInput(a_oSession.connection().descriptor(), 250ms);
+    waitForInput(a_oSession.connection().descriptor(), c_oSlice);
     a_oSession.count("disconnect in a bulk read");
 }
 

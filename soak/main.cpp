@@ -128,6 +128,7 @@ int run(const Options& a_oOptions)
     if (bEnded) {
         oWorld.m_oTally.fault("the daemon ended by itself");
     } else {
+        settle(oWorld);
         const auto oIdleAfter = idleUsage(oConnection, oDaemon, oIdleBefore.m_iDescriptors);
         std::cout << "  without clients: " << oIdleBefore.m_iResidentKiB << " KiB and "
                   << oIdleBefore.m_iDescriptors << " descriptors before, " << oIdleAfter.m_iResidentKiB
