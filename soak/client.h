@@ -42,7 +42,7 @@ private:
     void readByPosition();
     void readByKey();
     void readInBulk();
-    void checkAnyRow();
+    void checkRow();
     void changeAnyRow();
     void changeByPosition();
     void deleteAll();
@@ -55,7 +55,6 @@ private:
     void loseTransaction() { transact(EEnd::TimeOut); }
     void leaveTransaction() { transact(EEnd::Disconnect); }
 
-    void check(const OwnRow& a_oRow);
     bool change(OwnRow& a_oRow);
     void transact(EEnd a_eEnd);
     systema::NameList randomColumns(const Table& a_oTable);

@@ -15,8 +15,6 @@ namespace soak {
 
 namespace {
 
-constexpr int c_iDeepestChild = 3;
-
 std::string readFile(const std::string& a_sPath)
 {
     std::ostringstream oText;
@@ -35,18 +33,14 @@ std::vector<std::string> filesOf(const std::string& a_sDirectory)
     return lNames;
 }
 
-/// The command of a process that a thread of another one has started, and those that it has started itself.
-void addChildren(const std::string& a_sThread, const std::string& a_sLabel, int a_iDepth,
-                 std::vector<std::string>& a_lTo)
+/// The commands that a thread of the daemon has started and that still run.
+void addChildren(const std::string& a_sThread, const std::string& a_sLabel, std::vector<std::string>& a_lTo)
 {
     std::istringstream oChildren(readFile(a_sThread + "/children"));
-    for (std::string sChild; a_iDepth > 0 && oChildren >> sChild;) {
+    for (std::string sChild; oChildren >> sChild;) {
         std::string sCommand = readFile("/proc/" + sChild + "/cmdline");
         std::ranges::replace(sCommand, '\0', ' ');
-        if (!sCommand.empty()) {
-            a_lTo.push_back(a_sLabel + sCommand);
-        }
-        addChildren("/proc/" + sChild + "/task/" + sChild, a_sLabel, a_iDepth - 1, a_lTo);
+        a_lTo.push_back(a_sLabel + sCommand);
     }
 }
 
@@ -80,8 +74,7 @@ std::string Daemon::proc(const std::string& a_sFile) const
 Usage Daemon::usage() const
 {
     const std::string sStatus = readFile(proc("/status"));
-    return {numberAfter(sStatus, "VmRSS:"), static_cast<long>(filesOf(proc("/fd")).size()),
-            numberAfter(sStatus, "Threads:")};
+    return {numberAfter(sStatus, "VmRSS:"), static_cast<long>(filesOf(proc("/fd")).size())};
 }
 
 Schedule Daemon::schedule() const
@@ -101,10 +94,10 @@ std::vector<std::string> Daemon::situation() const
     lLines.push_back("main thread: state " +
                      (iState == std::string::npos ? "?" : sStat.substr(iState + 2, 1)) + ", in " +
                      readFile(proc("/wchan")));
-    addChildren(proc("/task/" + m_sProcess), "main thread waits for: ", c_iDeepestChild, lLines);
+    addChildren(proc("/task/" + m_sProcess), "main thread waits for: ", lLines);
     for (const auto& sThread : filesOf(proc("/task"))) {
         if (sThread != m_sProcess) {
-            addChildren(proc("/task/" + sThread), "beside it runs: ", 1, lLines);
+            addChildren(proc("/task/" + sThread), "beside it runs: ", lLines);
         }
     }
     return lLines;

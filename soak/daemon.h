@@ -16,7 +16,6 @@ struct Usage
 {
     long m_iResidentKiB = 0;
     long m_iDescriptors = 0;
-    long m_iThreads = 0;
 };
 
 /// Of the daemon's main thread, since it began.

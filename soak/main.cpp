@@ -56,9 +56,8 @@ void connect(soak::Connection& a_oConnection, const soak::Daemon& a_oDaemon)
 void setTransactionTimeout(soak::Connection& a_oConnection)
 {
     systema::ValueList lValues;
-    for (const char* pColumn : {"TransactionTimeout", "DefaultTransactionTimeout"}) {
-        lValues.add(pColumn, systema::Value(systema::EDataType::Integer, c_iTransactionTimeoutSeconds));
-    }
+    lValues.add("DefaultTransactionTimeout",
+                systema::Value(systema::EDataType::Integer, c_iTransactionTimeoutSeconds));
     bench::check(a_oConnection.call(soak::request::UpdateRow{"ConfigServerConfig", 0, lValues}));
 }
 
@@ -120,7 +119,6 @@ int run(const Options& a_oOptions)
     soak::Probe oProbe(oWorld, oDaemon);
     const bool bEnded = work(a_oOptions, oWorld, oDaemon, lTables, oMemory);
     oProbe.join();
-    oWorld.m_oTally.print(std::cout);
     oMemory.print(std::cout);
     if (!oMemory.isFlat()) {
         oWorld.m_oTally.fault("memory is not flat");
@@ -138,7 +136,7 @@ int run(const Options& a_oOptions)
         }
     }
     oProbe.print(std::cout);
-    oWorld.m_oTally.printFaults(std::cout);
+    oWorld.m_oTally.print(std::cout);
     return oWorld.m_oTally.isGood() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

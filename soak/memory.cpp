@@ -4,6 +4,7 @@
 #include <iomanip>
 #include <ostream>
 #include <span>
+#include <utility>
 
 namespace soak {
 
@@ -16,13 +17,6 @@ constexpr double c_fEnd = 0.9;
 constexpr double c_fGrowth = 1.03;
 constexpr long c_iGrowthKiB = 256;
 
-void printRow(std::ostream& a_oTo, const char* a_pWhen, const Usage& a_oUsage)
-{
-    a_oTo << "  " << std::left << std::setw(8) << a_pWhen << std::right << std::setw(10)
-          << a_oUsage.m_iResidentKiB << " KiB" << std::setw(6) << a_oUsage.m_iDescriptors << " descriptors"
-          << std::setw(4) << a_oUsage.m_iThreads << " threads\n";
-}
-
 } // namespace
 
 Usage Memory::least(double a_fFrom) const
@@ -33,7 +27,7 @@ Usage Memory::least(double a_fFrom) const
     const auto least = [&](long Usage::*a_pFigure) {
         return std::ranges::min(oWindow, {}, a_pFigure).*a_pFigure;
     };
-    return {least(&Usage::m_iResidentKiB), least(&Usage::m_iDescriptors), least(&Usage::m_iThreads)};
+    return {least(&Usage::m_iResidentKiB), least(&Usage::m_iDescriptors)};
 }
 
 bool Memory::isFlat() const
@@ -53,9 +47,12 @@ void Memory::print(std::ostream& a_oTo) const
                                                   : "NOT FLAT")
           << ": at the end at most 3 % and " << c_iGrowthKiB
           << " KiB above the middle (the least in a tenth of the run each)\n";
-    printRow(a_oTo, "start", least(c_fStart));
-    printRow(a_oTo, "middle", least(c_fMiddle));
-    printRow(a_oTo, "end", least(c_fEnd));
+    for (const auto& [pWhen, fFrom] :
+         {std::pair("start", c_fStart), {"middle", c_fMiddle}, {"end", c_fEnd}}) {
+        const auto oUsage = least(fFrom);
+        a_oTo << "  " << std::left << std::setw(8) << pWhen << std::right << std::setw(10)
+              << oUsage.m_iResidentKiB << " KiB" << std::setw(6) << oUsage.m_iDescriptors << " descriptors\n";
+    }
 }
 
 } // namespace soak

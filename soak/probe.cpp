@@ -59,11 +59,13 @@ void Probe::run()
         m_lMilliseconds.push_back(milliseconds(oTook));
         if (oTook >= c_oSlow && (m_lStalls.size() < c_iStalls || oTook > m_lStalls.back().m_oTook)) {
             const auto oAfter = m_oDaemon.schedule();
-            keep({std::chrono::duration_cast<std::chrono::seconds>(oStart - m_oStart),
-                  oTook,
-                  {oAfter.m_oRunning - oBefore.m_oRunning, oAfter.m_oReady - oBefore.m_oReady},
-                  std::move(mSeen),
-                  m_oDaemon.logLines(iLogBefore, m_oDaemon.logSize())});
+            m_lStalls.push_back({std::chrono::duration_cast<std::chrono::seconds>(oStart - m_oStart),
+                                 oTook,
+                                 {oAfter.m_oRunning - oBefore.m_oRunning, oAfter.m_oReady - oBefore.m_oReady},
+                                 std::move(mSeen),
+                                 m_oDaemon.logLines(iLogBefore, m_oDaemon.logSize())});
+            std::ranges::sort(m_lStalls, std::ranges::greater(), &Stall::m_oTook);
+            m_lStalls.resize(std::min(m_lStalls.size(), c_iStalls));
         }
     }
     if (!oStatus.ok()) {
@@ -95,25 +97,15 @@ Status Probe::ask(Connection& a_oConnection, std::map<std::string, int>& a_mSeen
     return oAnswer.value_or(oStatus);
 }
 
-void Probe::keep(Stall a_oStall)
-{
-    m_lStalls.push_back(std::move(a_oStall));
-    std::ranges::sort(m_lStalls, std::ranges::greater(), &Stall::m_oTook);
-    m_lStalls.resize(std::min(m_lStalls.size(), c_iStalls));
-}
-
 void Probe::print(std::ostream& a_oTo) const
 {
     auto lSorted = m_lMilliseconds;
     std::ranges::sort(lSorted);
-    a_oTo << std::fixed << std::setprecision(1) << "answers to the probe, ms:";
-    if (!lSorted.empty()) {
-        for (const auto& [pName, fPart] : {std::pair("half within", 0.5),
-                                           {"99 % within", 0.99},
-                                           {"99.9 % within", 0.999},
-                                           {"all within", 1.0}}) {
+    a_oTo << std::fixed << std::setprecision(1) << "answers to the probe in ms";
+    for (const double fPart : {0.5, 0.99, 0.999, 1.0}) {
+        if (!lSorted.empty()) {
             const auto iAt = static_cast<std::size_t>(fPart * static_cast<double>(lSorted.size() - 1));
-            a_oTo << (fPart == 0.5 ? " " : ", ") << pName << ' ' << lSorted[iAt];
+            a_oTo << ", " << 100 * fPart << " % within " << lSorted[iAt];
         }
     }
     a_oTo << "\nlongest stalls\n";

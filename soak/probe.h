@@ -35,7 +35,6 @@ private:
 
     void run();
     Status ask(Connection& a_oConnection, std::map<std::string, int>& a_mSeen) const;
-    void keep(Stall a_oStall);
 
     World& m_oWorld;
     const Daemon& m_oDaemon;

@@ -72,11 +72,6 @@ void Tally::print(std::ostream& a_oTo) const
     for (const auto& [sKind, iCount] : m_mEvents) {
         row(sKind, iCount) << '\n';
     }
-}
-
-void Tally::printFaults(std::ostream& a_oTo) const
-{
-    const std::lock_guard oGuard(m_oMutex);
     a_oTo << "faults: " << m_iFaults << '\n';
     for (const auto& sFault : m_lFaults) {
         a_oTo << "  " << sFault << '\n';

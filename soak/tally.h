@@ -36,10 +36,8 @@ public:
     void fault(const std::string& a_sWhat);
 
     bool isGood() const;
-    /// All counts, as a table.
+    /// All counts, as a table, and the faults, the first ones with their texts.
     void print(std::ostream& a_oTo) const;
-    /// The faults, the first ones with their texts.
-    void printFaults(std::ostream& a_oTo) const;
 
 private:
     static constexpr unsigned c_iOther = EResultCode::NoRow + 1; // a lost connection, an unknown code
