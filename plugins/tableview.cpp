@@ -9,23 +9,16 @@ namespace zel {
 
 bool TableViewColumns::isOfTable1() const
 {
-    switch (m_iIndex) {
-    case 1:
-        return true;
-    case 2:
-        return false;
-    default:
-        error::fail("illegalDefault()", here());
-    }
+    error::Assert(m_iIndex == 1 || m_iIndex == 2, "illegalDefault()");
+    return m_iIndex == 1;
 }
 
-TableView::TableView(std::string a_sName, std::string a_sTable1, std::string a_sColumn1,
-                     std::string a_sTable2, std::string a_sColumn2)
-    : m_sName(std::move(a_sName)),
-      m_sTable1(std::move(a_sTable1)),
-      m_sColumn1(std::move(a_sColumn1)),
-      m_sTable2(std::move(a_sTable2)),
-      m_sColumn2(std::move(a_sColumn2))
+TableView::TableView(const systema::ValueList& a_oDefinition)
+    : m_sName(a_oDefinition.toText("Name")),
+      m_sTable1(a_oDefinition.toText("Table1")),
+      m_sColumn1(a_oDefinition.toText("Col1")),
+      m_sTable2(a_oDefinition.toText("Table2")),
+      m_sColumn2(a_oDefinition.toText("Col2"))
 {
 }
 

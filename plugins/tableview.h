@@ -4,6 +4,8 @@
 // A plain value, made by TableViewPlugin from the definition tables as they are: nothing in it need exist.
 #pragma once
 
+#include "systema/lists.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,9 +26,9 @@ struct TableViewColumns
 class TableView
 {
 public:
-    /// Table 2 is walked; the value of its column 2 is looked up in column 1 of table 1.
-    TableView(std::string a_sName, std::string a_sTable1, std::string a_sColumn1, std::string a_sTable2,
-              std::string a_sColumn2);
+    /// Of a row of "ViewNames". Table 2 is walked; the value of its column 2 is looked up in column 1 of
+    /// table 1.
+    explicit TableView(const systema::ValueList& a_oDefinition);
 
     const std::string& getName() const { return m_sName; }
     const std::string& getTable1() const { return m_sTable1; }

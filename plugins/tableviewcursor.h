@@ -1,34 +1,103 @@
-// A bulk read of a view: one walk over table 2, and a lookup in table 1 for each of its rows.
+// A read of the rows of a view: table 2 is read once from its first row on, and for each of its rows one is
+// looked up in table 1.
 //
-// Made by TableViewPlugin, which must outlive it. Main thread only. It shows one state of both tables: once
-// one of them has changed, a fetch gives 2.
+// Made by TableViewPlugin, which must outlive it. Main thread only. As a bulk read it shows one state of both
+// tables: once one of them has changed, a fetch gives 2.
 #pragma once
 
-#include "plugins/tableviewwalk.h"
-#include "systema/rowsource.h"
+#include "plugins/tableview.h"
+#include "systema/configdispatcher.h"
 
+#include <chrono>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace zel {
+
+/// What one view asks its sources. They may ask for the view in turn, which is empty then.
+class TableViewQuestions
+{
+public:
+    /// The answer; 10, and no question, while another is not answered yet.
+    template<typename Question>
+    systema::EResultCode ask(Question a_oQuestion)
+    {
+        if (m_bAsking) {
+            return systema::EResultCode::NoRow;
+        }
+        struct Asking
+        {
+            bool& m_bAsking;
+            ~Asking() { m_bAsking = false; }
+        };
+        const Asking oAsking{m_bAsking = true};
+        return a_oQuestion();
+    }
+
+private:
+    bool m_bAsking = false;
+};
 
 class TableViewCursor : public systema::IRowCursor
 {
 public:
-    /// Of the rows of an open walk that have a partner, those of at most a_iCount positions from a_iFirst on.
-    TableViewCursor(std::unique_ptr<TableViewWalk> a_pWalk, unsigned int a_iFirst, unsigned int a_iCount);
+    using Clock = std::chrono::steady_clock;
+    using Columns = std::vector<const TableViewColumns*>;
 
-    const systema::NameList& getColumns() const override { return m_lColumns; }
-    /// Besides what it always may give: 9 at a row whose source lacks a column. It ends with 0 once its time
-    /// is over, and may have handed over no row then.
+    /// Only these columns, the key and those of the join are read from the sources. Logs to the module.
+    TableViewCursor(systema::ConfigDispatcher& a_oSource, const TableView& a_oView,
+                    TableViewQuestions& a_oQuestions, Columns a_lColumns, int a_iModule);
+
+    /// Before it is opened: only the rows that show the key count. 0; 9 when the view or the source lacks the
+    /// column; else why the source cannot be searched.
+    systema::EResultCode setKey(const std::string& a_sColumn, const std::string& a_sValue);
+    /// Begins before the first row; fetch hands over at most a_iCount rows from position a_iFirst on. As many
+    /// rows of table 2 count as table 1 has.
+    void open(unsigned int a_iFirst = 0, unsigned int a_iCount = systema::c_iAllRows);
+
+    /// Goes to the next row of table 2 that has a partner. False when there is none, or none was found until
+    /// a_oEnd.
+    bool nextJoined(Clock::time_point a_oEnd);
+    /// Why there was no next row: 0 when the time was over, 10 after the last one, else why table 2 cannot be
+    /// read.
+    systema::EResultCode getEnd() const { return m_eEnd; }
+    /// Appends the columns of the joined row. 0; 9 at the first that its source row lacks, which is logged.
+    systema::EResultCode fillResult(systema::ValueList& a_oRow) const;
+
+    const systema::NameList& getColumns() const override { return m_lNames; }
     systema::EResultCode fetch(systema::IRowSink& a_oSink) override;
+    /// The same with an end of its own.
+    systema::EResultCode fetch(systema::IRowSink& a_oSink, Clock::time_point a_oEnd);
 
 private:
-    systema::EResultCode handOver(systema::IRowSink& a_oSink, bool& a_bRoom);
+    unsigned long getVersion1() const { return m_oSource.getVersion(m_oView.getTable1()); }
+    systema::NameList sourceColumns(int a_iIndex) const;
+    bool join();
+    bool mayShowKey(const systema::ValueList& a_oRow) const;
+    const systema::ValueList& rowOf(const TableViewColumns& a_oColumn) const
+    {
+        return a_oColumn.isOfTable1() ? m_oRow1 : m_oRow2;
+    }
 
-    const std::unique_ptr<TableViewWalk> m_pWalk;
-    unsigned int m_iSkip; // rows before the first
-    unsigned int m_iLeft; // rows still to be handed over, at most
-    systema::NameList m_lColumns;
+    systema::ConfigDispatcher& m_oSource;
+    const TableView& m_oView;
+    TableViewQuestions& m_oQuestions;
+    const Columns m_lColumns;
+    const int m_iModule;
+    systema::NameList m_lNames; // of the columns
+
+    const TableViewColumns* m_pKey = nullptr; // null for none
+    systema::NameList m_lKeyTexts;            // what its column shows for it
+
+    unsigned int m_iSkip = 0; // rows before the first to hand over
+    unsigned int m_iLeft = 0; // rows still to be handed over, at most
+    unsigned long m_iVersion1AtOpen = 0;
+    systema::NameList m_lColumns1;                // read from table 1
+    std::unique_ptr<systema::IRowCursor> m_pRows; // of table 2, null for none
+    systema::EResultCode m_eEnd = systema::EResultCode::NoRow;
+    systema::ValueList m_oRow1;
+    systema::ValueList m_oRow2;
 };
 
 } // namespace zel

@@ -1,23 +1,17 @@
 #include "plugins/tableviewplugin.h"
 
-#include "configmanager/columntable.h"
-#include "plugins/tableviewcursor.h"
+#include "systema/positioncursor.h"
 #include "systema/rowfiller.h"
 #include "zel/assert.h"
 #include "zel/log.h"
 
 #include <algorithm>
+#include <ranges>
 #include <utility>
 
 namespace zel {
 
-using configmanager::serverlib::column;
-using configmanager::serverlib::Column;
-using configmanager::serverlib::findColumn;
-using configmanager::serverlib::selectColumns;
-using systema::ColumnList;
 using systema::EResultCode;
-using systema::IRowSink;
 using systema::NameList;
 using systema::Value;
 using systema::ValueList;
@@ -27,51 +21,12 @@ namespace {
 constexpr const char* c_pModule = "TableView";
 constexpr const char* c_pViewNames = "ViewNames";
 constexpr const char* c_pViewColumns = "ViewColumns";
-constexpr const char* c_pRegisteredViews = "RegisteredViews";
-
-constexpr Column<TableView> c_aRegistered[] = {column<&TableView::getName>("Name")};
-
-std::string textOf(const ValueList& a_oRow, const char* a_pColumn)
-{
-    const Value* pValue = a_oRow.find(a_pColumn);
-    return pValue == nullptr ? std::string() : pValue->toText();
-}
 
 int numberOf(const ValueList& a_oRow, const char* a_pColumn)
 {
     const Value* pValue = a_oRow.find(a_pColumn);
     return pValue == nullptr ? 0 : pValue->getInteger();
 }
-
-/// A bulk read of the views' names.
-class NameRows : public systema::IRowCursor
-{
-public:
-    NameRows(NameList a_lNames, NameList a_lColumns)
-        : m_lNames(std::move(a_lNames)),
-          m_lColumns(std::move(a_lColumns))
-    {
-    }
-
-    const NameList& getColumns() const override { return m_lColumns; }
-
-    EResultCode fetch(IRowSink& a_oSink) override
-    {
-        bool bRoom = true;
-        for (; bRoom && m_iNext < m_lNames.size(); ++m_iNext) {
-            for (std::size_t i = 0; i < m_lColumns.size(); ++i) { // "Name", more than once when so wanted
-                a_oSink.addText(m_lNames[m_iNext]);
-            }
-            bRoom = a_oSink.endRow();
-        }
-        return bRoom ? EResultCode::NoRow : EResultCode::Success;
-    }
-
-private:
-    const NameList m_lNames;
-    const NameList m_lColumns;
-    std::size_t m_iNext = 0;
-};
 
 } // namespace
 
@@ -88,15 +43,14 @@ TableViewPlugin::TableViewPlugin(systema::ConfigDispatcher& a_oDispatcher, bool 
 TableViewPlugin::View* TableViewPlugin::findTable(const std::string& a_sName)
 {
     const auto it = std::ranges::find_if(
-        m_lViews, [&](const View& a_oView) { return a_oView.m_oView.getName() == a_sName; });
+        m_lViews, [&](const View& a_oView) { return a_oView.m_oDefinition.getName() == a_sName; });
     return it == m_lViews.end() ? nullptr : &*it;
 }
 
-TableViewPlugin::Views::iterator TableViewPlugin::findTableByRefTable(const std::string& a_sTable,
-                                                                      Views::iterator a_itFrom)
+auto TableViewPlugin::findTableByRefTable(const std::string& a_sTable)
 {
-    return std::find_if(a_itFrom, m_lViews.end(), [&](const View& a_oView) {
-        return a_oView.m_oView.getTable1() == a_sTable || a_oView.m_oView.getTable2() == a_sTable;
+    return std::views::filter(m_lViews, [&a_sTable](const View& a_oView) {
+        return a_oView.m_oDefinition.getTable1() == a_sTable || a_oView.m_oDefinition.getTable2() == a_sTable;
     });
 }
 
@@ -108,72 +62,93 @@ bool TableViewPlugin::initialize()
     if (std::exchange(m_bLoaded, true)) {
         return true;
     }
-    subscribe({c_pViewNames, c_pViewColumns});
-    readDefinitions(c_pViewNames, c_iMostViews, [this](const ValueList& a_oRow) { addView(a_oRow); });
-    readDefinitions(c_pViewColumns, c_iMostColumns, [this](const ValueList& a_oRow) { addColumn(a_oRow); });
+    subscribe({c_pViewNames, c_pViewColumns}); // to have it logged when they are not there
+    for (const auto& oDefinition : readDefinitions(c_pViewNames, c_iMostViews)) {
+        addView(oDefinition);
+    }
+    for (const auto& oDefinition : readDefinitions(c_pViewColumns, c_iMostColumns)) {
+        addColumn(oDefinition);
+    }
+    leaveOutViewsOfViews();
     for (const auto& oView : m_lViews) {
-        checkView(oView.m_oView);
-        subscribe({oView.m_oView.getTable1(), oView.m_oView.getTable2()});
+        checkView(oView.m_oDefinition);
+        subscribe({oView.m_oDefinition.getTable1(), oView.m_oDefinition.getTable2()});
+        m_oRegistered.add(oView.m_oDefinition.getName());
     }
     return true;
 }
 
-template<typename Take>
-void TableViewPlugin::readDefinitions(const char* a_pTable, unsigned int a_iMost, Take a_oTake)
+std::vector<ValueList> TableViewPlugin::readDefinitions(const char* a_pTable, unsigned int a_iMost)
 {
+    std::vector<ValueList> lRows;
     std::unique_ptr<systema::IRowCursor> pRows;
-    if (m_oDispatcher.openRows(pRows, this, a_pTable, 0, a_iMost + 1, {}) != EResultCode::Success) {
-        return;
-    }
-    ValueList oRow;
-    for (unsigned int i = 0; readRow(oRow, *pRows) == EResultCode::Success; ++i) {
-        if (i == a_iMost) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "Only the first %u rows of %s are loaded", a_iMost,
-                                  a_pTable);
-            break;
+    if (m_oDispatcher.openRows(pRows, this, a_pTable, 0, a_iMost + 1, {}) == EResultCode::Success) {
+        for (ValueList oRow; systema::readRow(oRow, *pRows) == EResultCode::Success;) {
+            lRows.push_back(oRow);
         }
-        a_oTake(oRow);
     }
+    if (lRows.size() > a_iMost) {
+        lRows.pop_back();
+        ZEL_Sysloglevel_error(m_iModule, here(), "Only the first %u rows of %s are loaded", a_iMost,
+                              a_pTable);
+    }
+    return lRows;
 }
 
 void TableViewPlugin::addView(const ValueList& a_oDefinition)
 {
-    const TableView oView(textOf(a_oDefinition, "Name"), textOf(a_oDefinition, "Table1"),
-                          textOf(a_oDefinition, "Col1"), textOf(a_oDefinition, "Table2"),
-                          textOf(a_oDefinition, "Col2"));
-    const std::string& sName = oView.getName();
-    if (sName.empty() || findTable(sName) != nullptr || m_oDispatcher.hasTable(sName)) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` is left out: %s", sName.c_str(),
-                              sName.empty() ? "it has no name" : "there is a table or view of that name");
-        return;
+    const std::string sName = a_oDefinition.toText("Name");
+    if (sName.empty()) {
+        leaveOut(sName, "it has no name");
+    } else if (findTable(sName) != nullptr || m_oDispatcher.hasTable(sName)) {
+        leaveOut(sName, "there is a table or view of that name");
+    } else {
+        m_lViews.push_back({TableView(a_oDefinition), numberOf(a_oDefinition, "Id")});
     }
-    m_lViews.push_back({oView, numberOf(a_oDefinition, "Id")});
 }
 
 void TableViewPlugin::addColumn(const ValueList& a_oDefinition)
 {
     const int iView = numberOf(a_oDefinition, "ViewNamesId");
-    const int iIndex = numberOf(a_oDefinition, "SrcTableIndex");
     for (auto& oView : m_lViews) {
         if (oView.m_iId == iView) {
-            oView.m_oView.addColumn(textOf(a_oDefinition, "ColName"), iIndex,
-                                    textOf(a_oDefinition, "SrcCol"));
+            oView.m_oDefinition.addColumn(a_oDefinition.toText("ColName"),
+                                          numberOf(a_oDefinition, "SrcTableIndex"),
+                                          a_oDefinition.toText("SrcCol"));
         }
     }
 }
 
-void TableViewPlugin::checkView(const TableView& a_oView)
+void TableViewPlugin::leaveOut(const std::string& a_sView, const char* a_pReason) const
+{
+    ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` is left out: %s", a_sView.c_str(), a_pReason);
+}
+
+void TableViewPlugin::leaveOutViewsOfViews()
+{
+    std::vector<View> lKept; // the others could go round in circles, in reads and in announcements
+    for (const auto& oView : m_lViews) {
+        const TableView& oDefinition = oView.m_oDefinition;
+        if (findTable(oDefinition.getTable1()) != nullptr || findTable(oDefinition.getTable2()) != nullptr) {
+            leaveOut(oDefinition.getName(), "it is made of a view");
+        } else {
+            lKept.push_back(oView);
+        }
+    }
+    m_lViews = std::move(lKept);
+}
+
+void TableViewPlugin::checkView(const TableView& a_oView) const
 {
     const char* pName = a_oView.getName().c_str();
     for (const auto& sTable : {a_oView.getTable1(), a_oView.getTable2()}) {
-        const bool bView = findTable(sTable) != nullptr;
-        if (bView || !m_oDispatcher.hasTable(sTable)) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` has no rows: %s `%s`", pName,
-                                  bView ? "it cannot be made of view" : "there is no table", sTable.c_str());
+        if (!m_oDispatcher.hasTable(sTable)) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` has no rows: there is no table `%s`", pName,
+                                  sTable.c_str());
         }
     }
     if (a_oView.empty()) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` has no columns", pName);
+        ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` has no rows: it has no columns", pName);
     }
     for (const auto& oColumn : a_oView) {
         if (oColumn.m_iIndex != 1 && oColumn.m_iIndex != 2) {
@@ -197,11 +172,8 @@ void TableViewPlugin::subscribe(const NameList& a_lTables)
 void TableViewPlugin::markChanged(const NameList& a_lTables)
 {
     for (const auto& sTable : a_lTables) {
-        // A view is no source: one of itself, or two of each other, would be announced for ever.
-        auto it =
-            findTable(sTable) == nullptr ? findTableByRefTable(sTable, m_lViews.begin()) : m_lViews.end();
-        for (; it != m_lViews.end(); it = findTableByRefTable(sTable, it + 1)) {
-            it->m_bChanged = true;
+        for (auto& oView : findTableByRefTable(sTable)) {
+            oView.m_bChanged = true;
         }
     }
 }
@@ -210,7 +182,7 @@ void TableViewPlugin::tick(NameList& a_changedTables)
 {
     for (auto& oView : m_lViews) {
         if (std::exchange(oView.m_bChanged, false)) {
-            a_changedTables.add(oView.m_oView.getName());
+            a_changedTables.add(oView.m_oDefinition.getName());
         }
     }
 }
@@ -221,33 +193,26 @@ void TableViewPlugin::tick(NameList& a_changedTables)
 void TableViewPlugin::getTables(NameList& a_tables, const void* a_handle)
 {
     assertCall(a_handle);
-    a_tables.add(c_pRegisteredViews);
+    m_oRegistered.getTables(a_tables, a_handle);
     for (const auto& oView : m_lViews) {
-        a_tables.add(oView.m_oView.getName());
+        a_tables.add(oView.m_oDefinition.getName());
     }
 }
 
-TableViewPlugin::View* TableViewPlugin::findView(const void* a_handle, const std::string& a_sName)
-{
-    // A view is no source: views of views could go round in circles.
-    return a_handle == this ? nullptr : findTable(a_sName);
-}
-
-EResultCode TableViewPlugin::getSchema(ColumnList& a_columns, const void* a_handle,
+EResultCode TableViewPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
                                        const std::string& a_table)
 {
     assertCall(a_handle);
-    if (a_table == c_pRegisteredViews) {
-        configmanager::serverlib::appendSchema(a_columns, c_aRegistered);
-        return EResultCode::Success;
+    if (a_table == RegisteredViews::c_pTable) {
+        return m_oRegistered.getSchema(a_columns, a_handle, a_table);
     }
-    View* pView = findView(a_handle, a_table);
+    View* pView = findTable(a_table);
     if (pView == nullptr) {
         return EResultCode::NoTable;
     }
-    const TableView& oView = pView->m_oView;
-    ColumnList lSchemas[2];
-    pView->m_oReads.ask([&] {
+    const TableView& oView = pView->m_oDefinition;
+    systema::ColumnList lSchemas[2];
+    pView->m_oQuestions.ask([&] {
         m_oDispatcher.getSchema(lSchemas[0], this, oView.getTable1());
         return m_oDispatcher.getSchema(lSchemas[1], this, oView.getTable2());
     });
@@ -260,71 +225,79 @@ EResultCode TableViewPlugin::getSchema(ColumnList& a_columns, const void* a_hand
     return EResultCode::Success;
 }
 
-EResultCode TableViewPlugin::makeWalk(std::unique_ptr<TableViewWalk>& a_pWalk, const void* a_handle,
-                                      const std::string& a_sTable, const NameList& a_lColumns)
+EResultCode TableViewPlugin::makeCursor(std::unique_ptr<TableViewCursor>& a_pCursor,
+                                        const std::string& a_sTable, const NameList& a_lColumns)
 {
-    View* pView = findView(a_handle, a_sTable);
+    View* pView = findTable(a_sTable);
     if (pView == nullptr) {
         return EResultCode::NoTable;
     }
-    TableViewWalk::Columns lColumns;
+    const TableView& oView = pView->m_oDefinition;
+    TableViewCursor::Columns lColumns;
     if (a_lColumns.empty()) {
-        for (const auto& oColumn : pView->m_oView) {
+        for (const auto& oColumn : oView) {
             lColumns.push_back(&oColumn);
         }
     }
     for (const auto& sName : a_lColumns) {
-        lColumns.push_back(pView->m_oView.getColumn(sName));
+        lColumns.push_back(oView.getColumn(sName));
         if (lColumns.back() == nullptr) {
             return EResultCode::NoKey;
         }
     }
-    a_pWalk = std::make_unique<TableViewWalk>(m_oDispatcher, this, pView->m_oView, pView->m_oReads,
-                                              std::move(lColumns));
+    a_pCursor = std::make_unique<TableViewCursor>(m_oDispatcher, oView, pView->m_oQuestions,
+                                                  std::move(lColumns), m_iModule);
     return EResultCode::Success;
+}
+
+EResultCode TableViewPlugin::tookTooLong(const std::string& a_sView)
+{
+    Clock::time_point& oNextLog = findTable(a_sView)->m_oNextLog;
+    if (const auto oNow = Clock::now(); oNow >= oNextLog) {
+        oNextLog = oNow + std::chrono::minutes(1);
+        ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` takes too long", a_sView.c_str());
+    }
+    return EResultCode::Failure;
 }
 
 EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
 {
     assertCall(a_handle);
     a_size = 0;
-    if (a_table == c_pRegisteredViews) {
+    if (a_table == RegisteredViews::c_pTable) {
         return EResultCode::Success;
     }
-    std::unique_ptr<TableViewWalk> pWalk;
-    const EResultCode eResult = makeWalk(pWalk, a_handle, a_table, {});
-    if (eResult != EResultCode::Success) {
+    std::unique_ptr<TableViewCursor> pRows;
+    if (const EResultCode eResult = makeCursor(pRows, a_table, {})) {
         return eResult;
     }
-    pWalk->open(getEnd());
-    ValueList oRow;
-    while (pWalk->next() == EResultCode::Success) {
-        oRow.clear();
-        a_size += pWalk->join() == EResultCode::Success && pWalk->fillResult(oRow) == EResultCode::Success;
+    const auto oEnd = Clock::now() + m_oCeiling;
+    pRows->open();
+    while (pRows->nextJoined(oEnd)) {
+        ValueList oRow;
+        if (pRows->fillResult(oRow) == EResultCode::Success) {
+            ++a_size;
+        }
     }
-    return pWalk->isLate() ? EResultCode::Failure : EResultCode::Success;
+    return pRows->getEnd() == EResultCode::Success ? tookTooLong(a_table) : EResultCode(EResultCode::Success);
 }
 
 EResultCode TableViewPlugin::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
                                        unsigned int a_index, const NameList& a_columns)
 {
     assertCall(a_handle);
-    if (a_table == c_pRegisteredViews) {
-        return a_index < m_lViews.size()
-                   ? selectColumns(a_row, m_lViews[a_index].m_oView, c_aRegistered, a_columns)
-                   : EResultCode(EResultCode::NoRow);
+    if (a_table == RegisteredViews::c_pTable) {
+        return m_oRegistered.selectRow(a_row, a_handle, a_table, a_index, a_columns);
     }
-    std::unique_ptr<TableViewWalk> pWalk;
-    EResultCode eResult = makeWalk(pWalk, a_handle, a_table, a_columns);
-    if (eResult == EResultCode::Success) {
-        eResult = pWalk->open(getEnd());
+    const auto oEnd = Clock::now() + m_oCeiling;
+    std::unique_ptr<TableViewCursor> pRows;
+    if (const EResultCode eResult = makeCursor(pRows, a_table, a_columns)) {
+        return eResult;
     }
-    while (eResult == EResultCode::Success && (eResult = pWalk->next()) == EResultCode::Success) {
-        if (pWalk->join() == EResultCode::Success && a_index-- == 0) {
-            return pWalk->fillResult(a_row);
-        }
-    }
-    return eResult;
+    pRows->open(a_index, 1);
+    systema::RowFiller oRow(a_row, pRows->getColumns());
+    const EResultCode eResult = pRows->fetch(oRow, oEnd);
+    return oRow.isComplete() || eResult != EResultCode::Success ? eResult : tookTooLong(a_table);
 }
 
 EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
@@ -332,30 +305,27 @@ EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, c
                                        const NameList& a_columns)
 {
     assertCall(a_handle);
-    if (a_table == c_pRegisteredViews) {
-        if (findColumn(c_aRegistered, a_keyColumn) == nullptr) {
-            return EResultCode::NoKey;
-        }
-        const View* pNamed = findTable(a_keyValue);
-        return pNamed == nullptr ? EResultCode(EResultCode::NoRow)
-                                 : selectColumns(a_row, pNamed->m_oView, c_aRegistered, a_columns);
+    if (a_table == RegisteredViews::c_pTable) {
+        return m_oRegistered.selectKey(a_row, a_handle, a_table, a_keyColumn, a_keyValue, a_columns);
     }
-    std::unique_ptr<TableViewWalk> pWalk;
-    EResultCode eResult = makeWalk(pWalk, a_handle, a_table, a_columns);
+    const auto oEnd = Clock::now() + m_oCeiling;
+    std::unique_ptr<TableViewCursor> pRows;
+    EResultCode eResult = makeCursor(pRows, a_table, a_columns);
     if (eResult == EResultCode::Success) {
-        eResult = pWalk->setKey(a_keyColumn, a_keyValue);
+        eResult = pRows->setKey(a_keyColumn, a_keyValue);
     }
-    if (eResult == EResultCode::Success) {
-        eResult = pWalk->open(getEnd());
+    if (eResult != EResultCode::Success) {
+        return eResult;
     }
-    while (eResult == EResultCode::Success && (eResult = pWalk->next()) == EResultCode::Success) {
+    pRows->open();
+    while (pRows->nextJoined(oEnd)) {
         ValueList oRow;
-        if (pWalk->join() == EResultCode::Success && pWalk->fillResult(oRow) == EResultCode::Success) {
+        if (pRows->fillResult(oRow) == EResultCode::Success) {
             a_row = std::move(oRow);
             return EResultCode::Success;
         }
     }
-    return eResult;
+    return pRows->getEnd() == EResultCode::Success ? tookTooLong(a_table) : pRows->getEnd();
 }
 
 EResultCode TableViewPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const void* a_handle,
@@ -363,34 +333,17 @@ EResultCode TableViewPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_cu
                                       const NameList& a_columns)
 {
     assertCall(a_handle);
-    if (a_table == c_pRegisteredViews) {
-        return openNames(a_cursor, a_first, a_count, a_columns);
+    if (a_table == RegisteredViews::c_pTable) {
+        return systema::PositionCursor::open(a_cursor, m_oRegistered, a_handle, a_table, a_first, a_count,
+                                             a_columns, RegisteredViews::c_iVersion);
     }
-    std::unique_ptr<TableViewWalk> pWalk;
-    EResultCode eResult = makeWalk(pWalk, a_handle, a_table, a_columns);
+    std::unique_ptr<TableViewCursor> pRows;
+    const EResultCode eResult = makeCursor(pRows, a_table, a_columns);
     if (eResult == EResultCode::Success) {
-        eResult = pWalk->open();
-    }
-    if (eResult == EResultCode::Success) {
-        a_cursor = std::make_unique<TableViewCursor>(std::move(pWalk), a_first, a_count);
+        pRows->open(a_first, a_count);
+        a_cursor = std::move(pRows);
     }
     return eResult;
-}
-
-EResultCode TableViewPlugin::openNames(std::unique_ptr<systema::IRowCursor>& a_cursor, unsigned int a_iFirst,
-                                       unsigned int a_iCount, const NameList& a_lColumns) const
-{
-    const auto isUnknown = [](const auto& a_sName) { return findColumn(c_aRegistered, a_sName) == nullptr; };
-    if (std::ranges::any_of(a_lColumns, isUnknown)) {
-        return EResultCode::NoKey;
-    }
-    NameList lNames;
-    for (std::size_t i = a_iFirst; i < m_lViews.size() && lNames.size() < a_iCount; ++i) {
-        lNames.add(m_lViews[i].m_oView.getName());
-    }
-    a_cursor = std::make_unique<NameRows>(
-        std::move(lNames), a_lColumns.empty() ? NameList{c_aRegistered[0].m_pName} : a_lColumns);
-    return EResultCode::Success;
 }
 
 } // namespace zel

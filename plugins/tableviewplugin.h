@@ -7,12 +7,9 @@
 // view that is asked for by its own source, while it reads that, has no rows.
 #pragma once
 
-#include "configmanager/genericconfigplugin.h"
 #include "configmanager/genericsubscriber.h"
-#include "plugins/tableview.h"
-#include "plugins/tableviewwalk.h"
-#include "systema/configdispatcher.h"
-#include "systema/rowsource.h"
+#include "plugins/registeredviews.h"
+#include "plugins/tableviewcursor.h"
 
 #include <chrono>
 #include <memory>
@@ -46,14 +43,12 @@ public:
     systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
                                    const std::string& a_table, unsigned int a_index,
                                    const systema::NameList& a_columns) override;
-    /// The first row of the view that shows the key, or what the source table finds with it. As selectRow,
-    /// but 8 also when there is no such source table.
+    /// The first complete row of the view that shows the key, or what the source table finds with it. As
+    /// selectRow, but 8 also when there is no such source table.
     systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
                                    const std::string& a_table, const std::string& a_keyColumn,
                                    const std::string& a_keyValue,
                                    const systema::NameList& a_columns) override;
-    /// 0; 8; 9 for a column that the view lacks; else why table 2 cannot be read. A fetch ends with 9 at a
-    /// row whose source lacks a column; it may hand over no row when its time is over.
     systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const void* a_handle,
                                   const std::string& a_table, unsigned int a_first, unsigned int a_count,
                                   const systema::NameList& a_columns) override;
@@ -63,42 +58,43 @@ public:
     bool initialize() override;
 
 private:
+    using Clock = TableViewCursor::Clock;
+
     struct View
     {
-        TableView m_oView;
+        TableView m_oDefinition;
         int m_iId;               // in the definition
         bool m_bChanged = false; // to be announced
-        TableViewReads m_oReads = {};
+        TableViewQuestions m_oQuestions = {};
+        Clock::time_point m_oNextLog = {}; // of a read that took too long
     };
-    using Views = std::vector<View>; // none comes or goes once loaded: cursors refer to them
 
     View* findTable(const std::string& a_sName);
-    /// The same for whoever asks for the view; null for another view.
-    View* findView(const void* a_handle, const std::string& a_sName);
-    /// The first view from there on that uses the table.
-    Views::iterator findTableByRefTable(const std::string& a_sTable, Views::iterator a_itFrom);
+    /// The views that use the table.
+    auto findTableByRefTable(const std::string& a_sTable);
 
-    template<typename Take>
-    void readDefinitions(const char* a_pTable, unsigned int a_iMost, Take a_oTake);
+    std::vector<systema::ValueList> readDefinitions(const char* a_pTable, unsigned int a_iMost);
     void addView(const systema::ValueList& a_oDefinition);
     void addColumn(const systema::ValueList& a_oDefinition);
-    void checkView(const TableView& a_oView);
+    void leaveOut(const std::string& a_sView, const char* a_pReason) const;
+    void leaveOutViewsOfViews();
+    void checkView(const TableView& a_oView) const;
     void subscribe(const systema::NameList& a_lTables);
     void markChanged(const systema::NameList& a_lTables);
 
-    systema::EResultCode openNames(std::unique_ptr<systema::IRowCursor>& a_cursor, unsigned int a_iFirst,
-                                   unsigned int a_iCount, const systema::NameList& a_lColumns) const;
-    /// A walk of the columns, all for none, that is not opened yet. 0, 8, 9.
-    systema::EResultCode makeWalk(std::unique_ptr<TableViewWalk>& a_pWalk, const void* a_handle,
-                                  const std::string& a_sTable, const systema::NameList& a_lColumns);
-    TableViewWalk::Clock::time_point getEnd() const { return TableViewWalk::Clock::now() + m_oCeiling; }
+    /// Makes a cursor of the columns, all for none, that is not opened yet. 0, 8, 9.
+    systema::EResultCode makeCursor(std::unique_ptr<TableViewCursor>& a_pCursor, const std::string& a_sTable,
+                                    const systema::NameList& a_lColumns);
+    /// Logs it. 1.
+    systema::EResultCode tookTooLong(const std::string& a_sView);
 
     systema::ConfigDispatcher& m_oDispatcher;
     const std::chrono::milliseconds m_oCeiling;
     const int m_iModule;
     configmanager::serverlib::GenericSubscriber m_oSubscriber;
     bool m_bLoaded = false;
-    Views m_lViews;
+    std::vector<View> m_lViews; // none comes or goes once loaded: cursors refer to them
+    RegisteredViews m_oRegistered;
 };
 
 } // namespace zel

@@ -5,6 +5,7 @@
 #include "systema/rowsource.h"
 #include "systema/storedtables.h"
 
+#include <functional>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -35,6 +36,7 @@ public:
     unsigned m_iMissingRow = 0xffffffff;           // position of one that cannot be read
     std::map<std::string, EResultCode> m_mResults; // 0 of an operation that is not named
     std::string m_sThrows;                         // the operation that throws
+    std::function<void()> m_oOnCall;               // run by each operation, null for none
     bool m_bPersistent = false;
 
     void open(const void*) override { call("open"); }
@@ -132,6 +134,9 @@ protected:
     EResultCode call(const std::string& a_sOperation, const std::string& a_sArguments = {})
     {
         m_lCalls.push_back(m_sName + "." + a_sOperation + (a_sArguments.empty() ? "" : " " + a_sArguments));
+        if (m_oOnCall) {
+            m_oOnCall();
+        }
         if (a_sOperation == m_sThrows) {
             throw std::runtime_error(a_sOperation + " throws");
         }

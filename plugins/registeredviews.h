@@ -1,0 +1,62 @@
+// The table "RegisteredViews": the names of the views, in their order.
+//
+// Owned by TableViewPlugin, which passes on what asks for this table. Main thread only.
+#pragma once
+
+#include "configmanager/columntable.h"
+#include "configmanager/genericconfigplugin.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace zel {
+
+class RegisteredViews : public configmanager::serverlib::GenericConfigPlugin
+{
+public:
+    static constexpr const char* c_pTable = "RegisteredViews";
+    static constexpr unsigned long c_iVersion = 0; // of the table: it does not change
+
+    void add(std::string a_sView) { m_lNames.add(std::move(a_sView)); }
+
+    void getTables(systema::NameList& a_tables, const void*) override { a_tables.add(c_pTable); }
+    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void*, const std::string&) override
+    {
+        configmanager::serverlib::appendSchema(a_columns, c_aColumns);
+        return systema::EResultCode::Success;
+    }
+    systema::EResultCode getSize(unsigned int& a_size, const void*, const std::string&) override
+    {
+        a_size = static_cast<unsigned int>(m_lNames.size());
+        return systema::EResultCode::Success;
+    }
+    /// 0, 9, 10.
+    systema::EResultCode selectRow(systema::ValueList& a_row, const void*, const std::string&,
+                                   unsigned int a_index, const systema::NameList& a_columns) override
+    {
+        using namespace configmanager::serverlib;
+        return a_index < m_lNames.size() ? selectColumns(a_row, m_lNames[a_index], c_aColumns, a_columns)
+                                         : systema::EResultCode(systema::EResultCode::NoRow);
+    }
+    /// 0, 9, 10.
+    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
+                                   const std::string& a_table, const std::string& a_keyColumn,
+                                   const std::string& a_keyValue, const systema::NameList& a_columns) override
+    {
+        if (configmanager::serverlib::findColumn(c_aColumns, a_keyColumn) == nullptr) {
+            return systema::EResultCode::NoKey;
+        }
+        const auto iIndex = std::ranges::find(m_lNames, a_keyValue) - m_lNames.begin();
+        return selectRow(a_row, a_handle, a_table, static_cast<unsigned int>(iIndex), a_columns);
+    }
+
+private:
+    static constexpr configmanager::serverlib::Column<std::string> c_aColumns[] = {
+        {"Name", systema::EDataType::Text,
+         [](const std::string& a_sName) { return systema::Value(systema::EDataType::Text, a_sName); }}};
+
+    systema::NameList m_lNames;
+};
+
+} // namespace zel
