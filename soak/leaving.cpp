@@ -144,6 +144,7 @@ void byMistake(Session& a_oSession)
 
 void withoutHello(Session& a_oSession)
 {
+    a_oSession.connection().close();
     const bench::UnixAddress oAddress(a_oSession.world().m_sSocket);
     const zel::UniqueFd oSocket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (::connect(oSocket.get(), oAddress.get(), bench::UnixAddress::size()) == 0) {

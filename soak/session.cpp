@@ -14,7 +14,7 @@ constexpr std::chrono::milliseconds c_oSlice{250}; // of a wait that ends with t
 Session::Session(World& a_oWorld, std::string a_sName, Random a_oRandom)
     : m_oWorld(a_oWorld),
       m_sName(std::move(a_sName)),
-      m_oRandom(std::move(a_oRandom))
+      m_oRandom(a_oRandom)
 {
 }
 

@@ -28,7 +28,7 @@ public:
     bool connect();
     Connection& connection() { return *m_pConnection; }
     bool isConnected() const { return m_pConnection->isConnected(); }
-    const World& world() const { return m_oWorld; }
+    World& world() { return m_oWorld; }
     Random& random() { return m_oRandom; }
 
     /// Makes a request of some kind, on something. The codes are those that the result may have outside of a

@@ -23,17 +23,18 @@ struct World
 {
     bool isOver() const { return m_oStop.stop_requested(); }
     /// Pauses, until the run is over at most. False when it is.
-    bool pause(std::chrono::milliseconds a_oTime) const
+    bool pause(std::chrono::milliseconds a_oTime)
     {
-        std::mutex oOwn;
-        std::unique_lock oLock(oOwn);
-        std::condition_variable_any().wait_for(oLock, m_oStop.get_token(), a_oTime, [] { return false; });
+        std::unique_lock oLock(m_oMutex);
+        m_oWake.wait_for(oLock, m_oStop.get_token(), a_oTime, [] { return false; });
         return !isOver();
     }
 
     std::string m_sSocket;
     std::stop_source m_oStop{};
     Tally m_oTally{};
+    std::mutex m_oMutex{}; // for pauses alone
+    std::condition_variable_any m_oWake{};
 };
 
 } // namespace soak
