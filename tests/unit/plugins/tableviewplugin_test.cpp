@@ -200,6 +200,7 @@ TEST_F(TableViewPlugin, MissingSourceColumnIsLoggedAndSpoilsTheRowsThatShowIt)
     logOf([&] {
         EXPECT_EQ(size("Lines"), 0U);
         EXPECT_EQ(inBulk("Lines"), Rows{"9"});
+        EXPECT_EQ(rowOf("Lines", "Line", "FXS1"), "10");
     });
     EXPECT_EQ(row("Lines", 0, {"Line", "Number"}), "'FXS1' '030' ");
     EXPECT_EQ(rowOf("Lines", "Owner", "030", {"Line"}), "9");
