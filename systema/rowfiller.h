@@ -35,7 +35,7 @@ public:
 private:
     static const std::string& nameOf(const std::string& a_sName) { return a_sName; }
     static const std::string& nameOf(const ColumnList::Entry& a_oColumn) { return a_oColumn.first; }
-    void add(Value a_oValue) { m_oRow.add(nameOf(*m_itColumn++), std::move(a_oValue)); }
+    void add(Value&& a_oValue) { m_oRow.add(nameOf(*m_itColumn++), std::move(a_oValue)); }
 
     ValueList& m_oRow;
     decltype(std::declval<const Columns&>().begin()) m_itColumn;
