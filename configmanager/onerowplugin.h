@@ -22,7 +22,9 @@ public:
                                  const std::string& a_table) override
     {
         const systema::EResultCode eCode = check(a_handle, a_table, m_oSource);
-        a_size = eCode == systema::EResultCode::Success ? 1 : a_size;
+        if (eCode == systema::EResultCode::Success) {
+            a_size = 1;
+        }
         return eCode;
     }
 
