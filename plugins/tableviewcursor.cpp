@@ -32,25 +32,28 @@ EResultCode TableViewCursor::setKey(const std::string& a_sColumn, const std::str
     if (m_pKey == nullptr) {
         return EResultCode::NoKey;
     }
-    m_lKeyTexts = {a_sValue};
+    m_sKey = a_sValue;
     const std::string& sTable = m_oView.getTable(*m_pKey);
-    const std::string& sColumn = m_pKey->m_sSourceColumn;
     systema::ColumnList lSchema;
     const auto getSchema = [&] { return m_oSource.getSchema(lSchema, this, sTable); };
     if (const EResultCode eResult = m_oQuestions.ask(getSchema)) {
         return eResult;
     }
-    if (lSchema.getColumn(sColumn) == nullptr) {
-        return EResultCode::NoKey;
-    }
-    // The source may find by the key what it shows as another text: by 05 the 5 of an integer column.
+    return lSchema.getColumn(m_pKey->m_sSourceColumn) != nullptr ? EResultCode::Success : EResultCode::NoKey;
+}
+
+bool TableViewCursor::translateKey()
+{
+    const std::string& sColumn = m_pKey->m_sSourceColumn;
     ValueList oFound;
-    const EResultCode eFound = m_oQuestions.ask(
-        [&] { return m_oSource.selectKey(oFound, this, sTable, sColumn, a_sValue, {sColumn}); });
-    if (eFound == EResultCode::Success && oFound.hasValue(sColumn)) {
-        m_lKeyTexts.add(oFound.toText(sColumn));
+    const EResultCode eResult = m_oQuestions.ask([&] {
+        return m_oSource.selectKey(oFound, this, m_oView.getTable(*m_pKey), sColumn, m_sKey, {sColumn});
+    });
+    if (eResult != EResultCode::Success || oFound.toText(sColumn) == m_sKey) {
+        return false;
     }
-    return EResultCode::Success;
+    m_sKey = oFound.toText(sColumn);
+    return true;
 }
 
 void TableViewCursor::open(unsigned int a_iFirst, unsigned int a_iCount)
@@ -65,7 +68,7 @@ void TableViewCursor::open(unsigned int a_iFirst, unsigned int a_iCount)
         return eResult == EResultCode::Success ? iSize : 0;
     };
     const unsigned int iRows = std::min(sizeOf(m_oView.getTable1()), sizeOf(m_oView.getTable2()));
-    if (iRows > 0 && !m_lColumns.empty()) { // rows without cells cannot be sent
+    if (iRows > 0) {
         m_lColumns1 = sourceColumns(1);
         const NameList lColumns2 = sourceColumns(2);
         m_eEnd = m_oQuestions.ask(
@@ -128,8 +131,7 @@ bool TableViewCursor::mayShowKey(const ValueList& a_oRow) const
         return true;
     }
     const Value* pValue = a_oRow.find(m_pKey->m_sSourceColumn);
-    return pValue != nullptr && pValue->getType() != systema::EDataType::Null &&
-           m_lKeyTexts.hasName(pValue->toText());
+    return pValue != nullptr && pValue->getType() != systema::EDataType::Null && pValue->toText() == m_sKey;
 }
 
 EResultCode TableViewCursor::fillResult(ValueList& a_oRow) const
@@ -155,6 +157,9 @@ EResultCode TableViewCursor::fetch(systema::IRowSink& a_oSink, Clock::time_point
 {
     if (getVersion1() != m_iVersion1AtOpen) { // the cursor of table 2 looks after that
         return EResultCode::Busy;
+    }
+    if (m_oQuestions.isAsking()) {
+        return EResultCode::NoRow; // for who asks meanwhile; later fetches go on
     }
     while (m_iLeft > 0 && nextJoined(a_oEnd)) {
         if (m_iSkip > 0) {

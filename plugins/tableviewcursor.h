@@ -19,6 +19,8 @@ namespace zel {
 class TableViewQuestions
 {
 public:
+    bool isAsking() const { return m_bAsking; }
+
     /// The answer; 10, and no question, while another is not answered yet.
     template<typename Question>
     systema::EResultCode ask(Question a_oQuestion)
@@ -52,6 +54,9 @@ public:
     /// Before it is opened: only the rows that show the key count. 0; 9 when the view or the source lacks the
     /// column; else why the source cannot be searched.
     systema::EResultCode setKey(const std::string& a_sColumn, const std::string& a_sValue);
+    /// Before it is opened again: takes what the source shows for the key instead, by 05 the 5 of an integer
+    /// column. False when that is nothing else.
+    bool translateKey();
     /// Begins before the first row; fetch hands over at most a_iCount rows from position a_iFirst on. As many
     /// rows of table 2 count as table 1 has.
     void open(unsigned int a_iFirst = 0, unsigned int a_iCount = systema::c_iAllRows);
@@ -88,7 +93,7 @@ private:
     systema::NameList m_lNames; // of the columns
 
     const TableViewColumns* m_pKey = nullptr; // null for none
-    systema::NameList m_lKeyTexts;            // what its column shows for it
+    std::string m_sKey;                       // what its column shows
 
     unsigned int m_iSkip = 0; // rows before the first to hand over
     unsigned int m_iLeft = 0; // rows still to be handed over, at most

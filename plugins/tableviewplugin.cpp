@@ -82,10 +82,15 @@ std::vector<ValueList> TableViewPlugin::readDefinitions(const char* a_pTable, un
 {
     std::vector<ValueList> lRows;
     std::unique_ptr<systema::IRowCursor> pRows;
-    if (m_oDispatcher.openRows(pRows, this, a_pTable, 0, a_iMost + 1, {}) == EResultCode::Success) {
-        for (ValueList oRow; systema::readRow(oRow, *pRows) == EResultCode::Success;) {
+    EResultCode eResult = m_oDispatcher.openRows(pRows, this, a_pTable, 0, a_iMost + 1, {});
+    for (ValueList oRow; eResult == EResultCode::Success;) {
+        eResult = systema::readRow(oRow, *pRows);
+        if (eResult == EResultCode::Success) {
             lRows.push_back(oRow);
         }
+    }
+    if (eResult != EResultCode::NoRow && eResult != EResultCode::NoTable) { // which is logged already
+        ZEL_Sysloglevel_error(m_iModule, here(), "%s cannot be read: %s", a_pTable, eResult.strerror());
     }
     if (lRows.size() > a_iMost) {
         lRows.pop_back();
@@ -148,7 +153,7 @@ void TableViewPlugin::checkView(const TableView& a_oView) const
         }
     }
     if (a_oView.empty()) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` has no rows: it has no columns", pName);
+        ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` has no columns", pName);
     }
     for (const auto& oColumn : a_oView) {
         if (oColumn.m_iIndex != 1 && oColumn.m_iIndex != 2) {
@@ -317,13 +322,19 @@ EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, c
     if (eResult != EResultCode::Success) {
         return eResult;
     }
-    pRows->open();
-    while (pRows->nextJoined(oEnd)) {
-        ValueList oRow;
-        if (pRows->fillResult(oRow) == EResultCode::Success) {
-            a_row = std::move(oRow);
-            return EResultCode::Success;
+    const auto find = [&] {
+        pRows->open();
+        while (pRows->nextJoined(oEnd)) {
+            ValueList oRow;
+            if (pRows->fillResult(oRow) == EResultCode::Success) {
+                a_row = std::move(oRow);
+                return true;
+            }
         }
+        return false;
+    };
+    if (find() || (pRows->getEnd() == EResultCode::NoRow && pRows->translateKey() && find())) {
+        return EResultCode::Success;
     }
     return pRows->getEnd() == EResultCode::Success ? tookTooLong(a_table) : pRows->getEnd();
 }
@@ -338,12 +349,15 @@ EResultCode TableViewPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_cu
                                              a_columns, RegisteredViews::c_iVersion);
     }
     std::unique_ptr<TableViewCursor> pRows;
-    const EResultCode eResult = makeCursor(pRows, a_table, a_columns);
-    if (eResult == EResultCode::Success) {
-        pRows->open(a_first, a_count);
-        a_cursor = std::move(pRows);
+    if (const EResultCode eResult = makeCursor(pRows, a_table, a_columns)) {
+        return eResult;
     }
-    return eResult;
+    pRows->open(a_first, pRows->getColumns().empty() ? 0 : a_count); // rows without cells cannot be sent
+    if (pRows->getEnd() != EResultCode::Success && pRows->getEnd() != EResultCode::NoRow) {
+        return pRows->getEnd();
+    }
+    a_cursor = std::move(pRows);
+    return EResultCode::Success;
 }
 
 } // namespace zel
