@@ -134,16 +134,25 @@ bool TableViewCursor::mayShowKey(const ValueList& a_oRow) const
     return pValue != nullptr && pValue->getType() != systema::EDataType::Null && pValue->toText() == m_sKey;
 }
 
-EResultCode TableViewCursor::fillResult(ValueList& a_oRow) const
+bool TableViewCursor::isComplete() const
 {
     for (const auto* pColumn : m_lColumns) {
-        const Value* pValue = rowOf(*pColumn).find(pColumn->m_sSourceColumn);
-        if (pValue == nullptr) {
+        if (find(*pColumn) == nullptr) {
             ZEL_Sysloglevel_error(m_iModule, here(), "Could not find colum `%s` in table `%s`",
                                   pColumn->m_sSourceColumn.c_str(), m_oView.getTable(*pColumn).c_str());
-            return EResultCode::NoKey;
+            return false;
         }
-        a_oRow.add(pColumn->m_sName, *pValue);
+    }
+    return true;
+}
+
+EResultCode TableViewCursor::fillResult(ValueList& a_oRow) const
+{
+    if (!isComplete()) {
+        return EResultCode::NoKey;
+    }
+    for (const auto* pColumn : m_lColumns) {
+        a_oRow.add(pColumn->m_sName, *find(*pColumn));
     }
     return EResultCode::Success;
 }
@@ -167,12 +176,11 @@ EResultCode TableViewCursor::fetch(systema::IRowSink& a_oSink, Clock::time_point
             continue;
         }
         --m_iLeft;
-        ValueList oRow;
-        if (const EResultCode eResult = fillResult(oRow)) {
-            return eResult;
+        if (!isComplete()) {
+            return EResultCode::NoKey;
         }
-        for (const auto& [sName, oValue] : oRow) {
-            a_oSink.addValue(oValue);
+        for (const auto* pColumn : m_lColumns) {
+            a_oSink.addValue(*find(*pColumn));
         }
         if (!a_oSink.endRow()) {
             return EResultCode::Success;

@@ -67,7 +67,9 @@ public:
     /// Why there was no next row: 0 when the time was over, 10 after the last one, else why table 2 cannot be
     /// read.
     systema::EResultCode getEnd() const { return m_eEnd; }
-    /// Appends the columns of the joined row. 0; 9 at the first that its source row lacks, which is logged.
+    /// False when the joined row lacks a column: its source row does, which is logged.
+    bool isComplete() const;
+    /// Appends the columns of the joined row. 0; 9 when it is not complete.
     systema::EResultCode fillResult(systema::ValueList& a_oRow) const;
 
     const systema::NameList& getColumns() const override { return m_lNames; }
@@ -83,6 +85,11 @@ private:
     const systema::ValueList& rowOf(const TableViewColumns& a_oColumn) const
     {
         return a_oColumn.isOfTable1() ? m_oRow1 : m_oRow2;
+    }
+    /// Null when the source row lacks the column.
+    const systema::Value* find(const TableViewColumns& a_oColumn) const
+    {
+        return rowOf(a_oColumn).find(a_oColumn.m_sSourceColumn);
     }
 
     systema::ConfigDispatcher& m_oSource;

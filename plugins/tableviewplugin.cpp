@@ -279,8 +279,7 @@ EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle,
     const auto oEnd = Clock::now() + m_oCeiling;
     pRows->open();
     while (pRows->nextJoined(oEnd)) {
-        ValueList oRow;
-        if (pRows->fillResult(oRow) == EResultCode::Success) {
+        if (pRows->isComplete()) {
             ++a_size;
         }
     }
