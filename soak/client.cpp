@@ -22,9 +22,6 @@ constexpr auto c_oNotificationTimeout = 60s;
 constexpr std::size_t c_iSteps = 150;
 constexpr std::size_t c_iLongestText = 200;
 
-constexpr const char* c_pCommonTable = "TR069Transfer"; // all change its rows
-constexpr const char* c_pLargeTable = "CallLog";        // whose rows take many frames
-
 } // namespace
 
 const std::pair<unsigned, Client::Step> Client::c_aSteps[] = {

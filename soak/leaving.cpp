@@ -1,6 +1,7 @@
 #include "soak/leaving.h"
 
 #include "bench/unixaddress.h"
+#include "soak/tables.h"
 #include "zel/uniquefd.h"
 
 #include <algorithm>
@@ -17,10 +18,8 @@ using systema::client::ResultOf;
 namespace wire = systema::wire;
 
 constexpr auto c_oCloseTimeout = 30s;
-constexpr auto c_oSlice = 250ms; // of a wait that ends with the run
 constexpr std::size_t c_iUnreadRequests = 30;
 constexpr std::uint32_t c_iBeginMs = 3000;
-constexpr const char* c_pLargeTable = "CallLog"; // whose rows take many frames
 
 /// True once there is something to read, or the connection is closed; false after that time.
 bool waitForInput(int a_iSocket, std::chrono::milliseconds a_oTime)
@@ -95,7 +94,7 @@ void inRequest(Session& a_oSession)
 
 void beforeAnswer(Session& a_oSession)
 {
-    sendOnly(a_oSession, request::DeleteRow{"TR069Transfer", 0});
+    sendOnly(a_oSession, request::DeleteRow{c_pCommonTable, 0});
     a_oSession.count("disconnect before the answer");
 }
 

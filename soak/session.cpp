@@ -7,7 +7,6 @@ namespace soak {
 namespace {
 
 constexpr std::chrono::milliseconds c_oAtOnce{0};
-constexpr std::chrono::milliseconds c_oSlice{250}; // of a wait that ends with the run
 
 } // namespace
 

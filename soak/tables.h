@@ -10,6 +10,9 @@
 
 namespace soak {
 
+constexpr const char* c_pCommonTable = "TR069Transfer"; // all change its rows
+constexpr const char* c_pLargeTable = "CallLog";        // whose rows take many frames
+
 struct Table
 {
     std::string m_sName;

@@ -18,6 +18,8 @@ using Clock = std::chrono::steady_clock;
 
 /// Longer than any stall may be: an answer that takes more is a lost connection.
 constexpr std::chrono::seconds c_oAnswerTimeout{60};
+/// Of a wait that ends with the run.
+constexpr std::chrono::milliseconds c_oSlice{250};
 
 struct World
 {
