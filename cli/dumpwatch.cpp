@@ -1,9 +1,10 @@
 #include "cli/dumpwatch.h"
 
+#include "zel/inotifyevents.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <poll.h>
-#include <sys/inotify.h>
 #include <utility>
 
 namespace systema::cli {
@@ -44,27 +45,27 @@ void DumpWatch::readEvents()
 {
     alignas(inotify_event) char aEvents[4096];
     for (ssize_t iSize; (iSize = ::read(m_oInotify.get(), aEvents, sizeof aEvents)) > 0;) {
-        for (const char* pNext = aEvents; pNext < aEvents + iSize;) {
-            // Names are padded: each event is aligned as the first one.
-            const auto* pEvent = static_cast<const inotify_event*>(static_cast<const void*>(pNext));
-            pNext += sizeof *pEvent + pEvent->len;
-            if ((pEvent->mask & IN_Q_OVERFLOW) != 0) {
-                m_bTouched = true;
-                m_iWritten = 0;
-            }
-            const auto it =
-                pEvent->len > 0 ? std::ranges::find(m_lDumps, std::string(pEvent->name)) : m_lDumps.end();
-            if (it == m_lDumps.end()) {
-                continue;
-            }
-            const auto iDump = static_cast<std::size_t>(it - m_lDumps.begin());
-            m_bTouched = true;
-            if ((pEvent->mask & IN_MODIFY) != 0) { // what comes behind it in the order will be written again
-                m_iWritten = std::min(m_iWritten, iDump);
-            } else if (iDump == m_iWritten) {
-                ++m_iWritten;
-            }
-        }
+        zel::forEachInotifyEvent(aEvents, iSize, [this](const inotify_event& a_oEvent) { take(a_oEvent); });
+    }
+}
+
+void DumpWatch::take(const inotify_event& a_oEvent)
+{
+    if ((a_oEvent.mask & IN_Q_OVERFLOW) != 0) {
+        m_bTouched = true;
+        m_iWritten = 0;
+    }
+    const auto it =
+        a_oEvent.len > 0 ? std::ranges::find(m_lDumps, std::string(a_oEvent.name)) : m_lDumps.end();
+    if (it == m_lDumps.end()) {
+        return;
+    }
+    const auto iDump = static_cast<std::size_t>(it - m_lDumps.begin());
+    m_bTouched = true;
+    if ((a_oEvent.mask & IN_MODIFY) != 0) { // what comes behind it in the order will be written again
+        m_iWritten = std::min(m_iWritten, iDump);
+    } else if (iDump == m_iWritten) {
+        ++m_iWritten;
     }
 }
 

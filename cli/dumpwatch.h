@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstddef>
 #include <string>
+#include <sys/inotify.h>
 #include <vector>
 
 namespace systema::cli {
@@ -31,6 +32,7 @@ public:
 
 private:
     void readEvents();
+    void take(const inotify_event& a_oEvent);
 
     const std::vector<std::string> m_lDumps;
     const zel::UniqueFd m_oInotify;

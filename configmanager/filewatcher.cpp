@@ -1,5 +1,6 @@
 #include "configmanager/filewatcher.h"
 
+#include "zel/inotifyevents.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -7,7 +8,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <utility>
 
@@ -70,17 +70,14 @@ void FileWatcher::readEvents()
             return;
         }
         iQueued -= static_cast<int>(iSize);
-        for (const char* pAt = aBuffer.data(); pAt < aBuffer.data() + iSize;) {
-            // Names are padded: each event is aligned as the first one.
-            const auto* pEvent = static_cast<const inotify_event*>(static_cast<const void*>(pAt));
-            const bool bLost = (pEvent->mask & IN_Q_OVERFLOW) != 0;
+        zel::forEachInotifyEvent(aBuffer.data(), iSize, [this](const inotify_event& a_oEvent) {
+            const bool bLost = (a_oEvent.mask & IN_Q_OVERFLOW) != 0;
             for (auto& [sPath, oPath] : m_mPaths) {
-                if (bLost || oPath.m_iWatch == pEvent->wd) {
-                    oPath.m_iEvents |= bLost ? IN_CREATE : pEvent->mask & c_iEvents;
+                if (bLost || oPath.m_iWatch == a_oEvent.wd) {
+                    oPath.m_iEvents |= bLost ? IN_CREATE : a_oEvent.mask & c_iEvents;
                 }
             }
-            pAt += sizeof(inotify_event) + pEvent->len;
-        }
+        });
     }
 }
 
