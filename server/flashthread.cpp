@@ -103,8 +103,8 @@ void FlashThread::loop()
         pthread_cond_signal(&m_oTaken);
         if (m_iMode == PersistScript::c_ePersistDefault || m_iMode == PersistScript::c_ePersistRedundant) {
             char aOutput[c_iOutputSize] = "";
-            const int iResult =
-                ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput, m_iCeilingSeconds);
+            const int iResult = ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput,
+                                                    std::chrono::seconds(m_iCeilingSeconds));
             m_bFailed = iResult != 0;
             if (m_bFailed) {
                 const std::string_view sOutput(aOutput);

@@ -135,7 +135,7 @@ int Firewall::readChain(const std::string& a_sChain)
     LineCutter oLines(c_iLineBufferSize, [&](std::string_view a_sLine) { oListing.add(a_sLine); });
     const int iResult = executeCommand(
         "iptables -L " + a_sChain + " -v 2>/dev/null", [&](std::string_view a_sText) { oLines.add(a_sText); },
-        c_iToolCeilingSeconds);
+        c_oToolCeiling);
     oLines.finish();
     if (oListing.isOfChain()) {
         m_lRows.push_back({static_cast<std::int32_t>(m_lRows.size() + 1), a_sChain, oListing.getAccepted(),

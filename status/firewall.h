@@ -38,7 +38,7 @@ public:
     static constexpr std::size_t c_iLongestName = 64;
     /// A tool that hangs is killed after so long. One that has not listed all zones after c_oAllCeiling
     /// hangs, too; it is not run once more then. So the main loop waits for the sum of the two at most.
-    static constexpr int c_iToolCeilingSeconds = 2;
+    static constexpr std::chrono::milliseconds c_oToolCeiling = std::chrono::seconds(2);
     static constexpr std::chrono::seconds c_oAllCeiling{1};
     /// The tool is not run for so long after it hung, so that clients are served in between.
     static constexpr std::chrono::seconds c_oHangWait{30};

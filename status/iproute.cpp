@@ -139,7 +139,7 @@ bool IPRoute::read(Family& a_oFamily)
     a_oFamily.m_lRoutes.clear();
     m_aOutput.fill('\0');
     const int iResult =
-        ZEL_Execute_Command(a_oFamily.m_pCommand, m_aOutput.data(), m_aOutput.size(), c_iToolCeilingSeconds);
+        ZEL_Execute_Command(a_oFamily.m_pCommand, m_aOutput.data(), m_aOutput.size(), c_oToolCeiling);
     if (iResult == c_iExecuteTimedOut) {
         m_oNextTry = m_oNow() + c_oHangWait;
     }

@@ -27,7 +27,7 @@ public:
     using RouteEntry = zel::RouteEntry;
 
     /// A tool that hangs is killed after so long: the main loop waits for it.
-    static constexpr int c_iToolCeilingSeconds = 2;
+    static constexpr std::chrono::milliseconds c_oToolCeiling = std::chrono::seconds(2);
     /// No update runs the tool for so long after it hung, so that clients are served in between.
     static constexpr std::chrono::seconds c_oHangWait{30};
     /// Bytes of a list that can be read.

@@ -154,13 +154,12 @@ int finish(pid_t a_iPid, Output& a_oOutput, Clock::time_point a_oDeadline)
     }
 }
 
-int run(const char* a_pCommand, Output& a_oOutput, zel::UniqueFd a_oInto, int a_iCeilingSeconds)
+int run(const char* a_pCommand, Output& a_oOutput, zel::UniqueFd a_oInto,
+        std::chrono::milliseconds a_oCeiling)
 {
     const pid_t iPid = SpawnPlan(a_oInto.get()).start(a_pCommand);
     a_oInto.reset();
-    const bool bCeiling = a_iCeilingSeconds > 0;
-    const auto oDeadline =
-        bCeiling ? Clock::now() + std::chrono::seconds(a_iCeilingSeconds) : Clock::time_point::max();
+    const auto oDeadline = a_oCeiling.count() > 0 ? Clock::now() + a_oCeiling : Clock::time_point::max();
     if (iPid <= 0) {
         return c_iExecuteFailed;
     }
@@ -174,7 +173,8 @@ int run(const char* a_pCommand, Output& a_oOutput, zel::UniqueFd a_oInto, int a_
 
 } // namespace
 
-int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_iSize, int a_iCeilingSeconds)
+int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_iSize,
+                        std::chrono::milliseconds a_oCeiling)
 {
     const bool bBuffer = a_pOutput && a_iSize > 0;
     std::span<char> aRoom = bBuffer ? std::span(a_pOutput, a_iSize - 1) : std::span<char>();
@@ -185,7 +185,7 @@ int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_i
             std::ranges::copy(sFits, aRoom.begin());
             aRoom = aRoom.subspan(sFits.size());
         },
-        a_iCeilingSeconds);
+        a_oCeiling);
     if (bBuffer) {
         *aRoom.data() = '\0';
     }
@@ -193,7 +193,7 @@ int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_i
 }
 
 int zel::executeCommand(const std::string& a_sCommand, const std::function<void(std::string_view)>& a_oOutput,
-                        int a_iCeilingSeconds)
+                        std::chrono::milliseconds a_oCeiling)
 {
     std::array<int, 2> aPipe;
     if (::pipe2(aPipe.data(), O_CLOEXEC) != 0) {
@@ -204,5 +204,5 @@ int zel::executeCommand(const std::string& a_sCommand, const std::function<void(
     // Only this end: the command's own end blocks as it is used to.
     ::fcntl(oFrom.get(), F_SETFL, O_NONBLOCK);
     Output oOutput(std::move(oFrom), a_oOutput);
-    return run(a_sCommand.c_str(), oOutput, std::move(oInto), a_iCeilingSeconds);
+    return run(a_sCommand.c_str(), oOutput, std::move(oInto), a_oCeiling);
 }

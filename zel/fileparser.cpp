@@ -42,7 +42,7 @@ bool FileParser::parse(EMode a_eMode, const std::string& a_sSource, std::string_
     };
     bool bDone = false;
     if (a_eMode == EMode::Command) {
-        bDone = executeCommand(a_sSource, oTake, c_iCommandCeilingSeconds) == 0;
+        bDone = executeCommand(a_sSource, oTake, c_oCommandCeiling) == 0;
     } else {
         const auto eLinks = a_eMode == EMode::File ? ELinks::Followed : ELinks::Refused;
         bDone = readText(a_sSource, m_iMostBytes + 1, eLinks, oTake); // one more tells that there is more

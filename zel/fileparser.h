@@ -4,6 +4,7 @@
 // left out.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -29,7 +30,7 @@ public:
     static constexpr std::size_t c_iMostLines = 131072;
     static constexpr std::size_t c_iMostTokens = 1U << 20U;
     static constexpr std::size_t c_iMostBytes = 4U << 20U;
-    static constexpr int c_iCommandCeilingSeconds = 2;
+    static constexpr std::chrono::milliseconds c_oCommandCeiling = std::chrono::seconds(2);
 
     /// May take fewer bytes of a source than c_iMostBytes.
     explicit FileParser(std::size_t a_iMostBytes = c_iMostBytes) : m_iMostBytes(a_iMostBytes) {}

@@ -32,8 +32,8 @@ std::pair<int, std::string> execute(const std::string& a_sCommand, int a_iCeilin
 {
     std::array<char, 2048> aOutput;
     aOutput.fill('#');
-    const int iResult =
-        ZEL_Execute_Command(a_sCommand.c_str(), aOutput.data(), aOutput.size(), a_iCeilingSeconds);
+    const int iResult = ZEL_Execute_Command(a_sCommand.c_str(), aOutput.data(), aOutput.size(),
+                                            std::chrono::seconds(a_iCeilingSeconds));
     return {iResult, aOutput.data()};
 }
 
@@ -89,10 +89,10 @@ TEST(Execute, outputIsCutAtTheBuffersSize)
 
     // More than a pipe holds: a command that is not read from would never end.
     const char* pLong = "head -c 300000 /dev/zero && exit 5";
-    EXPECT_EQ(ZEL_Execute_Command(pLong, sBuffer.data(), sBuffer.size(), 20), 5);
-    EXPECT_EQ(ZEL_Execute_Command(pLong, sBuffer.data(), 0, 20), 5);
-    EXPECT_EQ(ZEL_Execute_Command(pLong, nullptr, 0, 20), 5);
-    EXPECT_EQ(ZEL_Execute_Command(pLong, nullptr, 100, 20), 5);
+    EXPECT_EQ(ZEL_Execute_Command(pLong, sBuffer.data(), sBuffer.size(), std::chrono::seconds(20)), 5);
+    EXPECT_EQ(ZEL_Execute_Command(pLong, sBuffer.data(), 0, std::chrono::seconds(20)), 5);
+    EXPECT_EQ(ZEL_Execute_Command(pLong, nullptr, 0, std::chrono::seconds(20)), 5);
+    EXPECT_EQ(ZEL_Execute_Command(pLong, nullptr, 100, std::chrono::seconds(20)), 5);
 }
 
 TEST(Execute, theCommandGetsACleanStart)
@@ -187,6 +187,8 @@ TEST(Execute, allOutputIsHandedOver)
 {
     std::string sOutput;
     const auto add = [&](std::string_view a_sText) { sOutput += a_sText; };
-    EXPECT_EQ(zel::executeCommand("head -c 300000 /dev/zero; printf end; exit 3", add, 20), 3);
+    EXPECT_EQ(
+        zel::executeCommand("head -c 300000 /dev/zero; printf end; exit 3", add, std::chrono::seconds(20)),
+        3);
     EXPECT_EQ(sOutput, std::string(300000, '\0') + "end");
 }
