@@ -5,6 +5,7 @@
 // daemon.
 
 #include "bench/check.h"
+#include "soak/attacker.h"
 #include "soak/client.h"
 #include "soak/disturbance.h"
 #include "soak/memory.h"
@@ -30,12 +31,15 @@ constexpr auto c_oSettlingTime = 30s;
 constexpr auto c_oSamplePeriod = 1s;
 constexpr int c_iTransactionTimeoutSeconds = 2;
 constexpr double c_fLongestMinutes = 1e6;
+constexpr unsigned c_iAttackers = 8;
 constexpr unsigned c_iOperator = 1000; // users of random numbers, beside the clients
 constexpr unsigned c_iNetwork = 1001;
+constexpr unsigned c_iFirstAttacker = 2000;
 
 struct Options
 {
     double m_fMinutes = 0;
+    bool m_bStorm = false; // attackers in place of clients
     unsigned m_iSeed = 0;
     std::string m_sServices;
     pid_t m_iProcess = 0;
@@ -83,10 +87,18 @@ bool work(const Options& a_oOptions, soak::World& a_oWorld, const soak::Daemon& 
           const std::vector<soak::Table>& a_lTables, soak::Memory& a_oMemory)
 {
     std::deque<soak::Client> lClients;
+    std::deque<soak::Attacker> lAttackers;
     std::vector<std::jthread> lThreads; // joined at the end
-    for (int i = 0; i < soak::c_iClients; ++i) {
-        auto& oClient = lClients.emplace_back(a_oWorld, a_lTables, i, a_oOptions.m_iSeed);
-        lThreads.emplace_back([&oClient] { oClient.run(); });
+    const auto start = [&](auto& a_oOne) { lThreads.emplace_back([&a_oOne] { a_oOne.run(); }); };
+    if (a_oOptions.m_bStorm) {
+        for (unsigned i = 0; i < c_iAttackers; ++i) {
+            start(lAttackers.emplace_back(a_oWorld, a_lTables,
+                                          soak::Random(a_oOptions.m_iSeed, c_iFirstAttacker + i)));
+        }
+    } else {
+        for (int i = 0; i < soak::c_iClients; ++i) {
+            start(lClients.emplace_back(a_oWorld, a_lTables, i, a_oOptions.m_iSeed));
+        }
     }
     lThreads.emplace_back([&] { operate(a_oWorld, soak::Random(a_oOptions.m_iSeed, c_iOperator)); });
     if (!a_oOptions.m_sServices.empty()) {
@@ -111,7 +123,11 @@ int run(const Options& a_oOptions)
     soak::World oWorld{zel::systemPath("/tmp/ledgerd.socket")};
     soak::Connection oConnection({oWorld.m_sSocket, "soak", soak::c_oAnswerTimeout});
     connect(oConnection, oDaemon);
-    const auto lTables = soak::readTables(oConnection);
+    auto lTables = soak::readTables(oConnection);
+    if (a_oOptions.m_bStorm) { // ledger-restore brings its own tables back as it made them
+        std::erase_if(lTables,
+                      [](const auto& a_oTable) { return a_oTable.m_sName.starts_with("SchemaVersion"); });
+    }
     setTransactionTimeout(oConnection);
     const auto oIdleBefore = oDaemon.usage();
 
@@ -145,6 +161,8 @@ int parseAndRun(int a_iArgc, char* a_pArgv[])
     CLI::App oApp("Runs ledgerd under load and reports how it fared.");
     Options oOptions;
     oApp.add_option("--seed", oOptions.m_iSeed, "chooses the same way as a run that printed this seed");
+    oApp.add_flag("--storm", oOptions.m_bStorm,
+                  "attackers in place of clients: odd requests, damaged frames, noise");
     oApp.add_option("--services", oOptions.m_sServices,
                     "the FIFO from which ledger-netsim takes its commands");
     oApp.add_option("minutes", oOptions.m_fMinutes, "how long")
