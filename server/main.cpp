@@ -12,6 +12,7 @@
 #include "server/fifohandler.h"
 #include "server/flashbackuphook.h"
 #include "server/flashthread.h"
+#include "server/mainloop.h"
 #include "server/options.h"
 #include "server/sqlitedump.h"
 #include "status/statusinfoplugin.h"
@@ -49,15 +50,13 @@ using configmanager::serverlib::Event;
 using configmanager::serverlib::ServerEvents;
 using systema::ConfigDispatcher;
 using zel::cfg::FlashThread;
+using zel::cfg::MainLoop;
 using zel::cfg::Options;
 using zel::cfg::PersistScript;
 using zel::cfg::SqliteDump;
 
 constexpr const char* c_pProgram = "ledgerd";
 
-constexpr int c_iIdleWaitMs = 2000;
-constexpr int c_iGatherWaitMs = 10; // while notifications are pending
-constexpr int c_iEventsPerPass = 51;
 constexpr unsigned c_iFairness = 40;
 constexpr int c_iBacklog = 10;
 constexpr mode_t c_iFileMode = 0666; // of socket and FIFO
@@ -202,47 +201,6 @@ private:
     std::list<PluginPart<systema::SqlitePlugin>> m_lPlugins;
 };
 
-void loop(systema::net::EventDispatcher& a_oEvents, PersistScript& a_oPersistScript,
-          systema::NameList& a_lChangedTables)
-{
-    auto& oDispatcher = ConfigDispatcher::instance();
-    do {
-        // What was changed by the notifications or the ticks of the last pass is not kept waiting either.
-        const bool bMayTell = !oDispatcher.isLocked() && !oDispatcher.isTransactionOpen();
-        int iWaitMs = bMayTell && oDispatcher.hasNotifications() ? c_iGatherWaitMs : c_iIdleWaitMs;
-        int iCount = 0;
-        int iHandled = 0;
-        bool bNotifications = false;
-        do {
-            iHandled = a_oEvents.handleEvents(iWaitMs);
-            iCount += iHandled;
-            bNotifications = oDispatcher.hasNotifications();
-            if (bNotifications) {
-                iWaitMs = c_iGatherWaitMs;
-            }
-            if (oDispatcher.isTransactionOpen()) {
-                oDispatcher.checkTransactionTimeout();
-            }
-            // A client that only polls would put a save off for the time of many of its requests.
-            const bool bPassIsFull = iCount >= c_iEventsPerPass || a_oPersistScript.isDue();
-            if (s_iStop != 0 || (bPassIsFull && !oDispatcher.isTransactionOpen())) {
-                break;
-            }
-        } while (iHandled != 0);
-
-        oDispatcher.processLocks();
-        if (!oDispatcher.isLocked()) {
-            if (!oDispatcher.isTransactionOpen()) {
-                a_oPersistScript.process(false);
-                if (bNotifications) {
-                    oDispatcher.sendNotifications();
-                }
-            }
-            oDispatcher.tick(a_lChangedTables);
-        }
-    } while (s_iStop == 0);
-}
-
 /// Builds the daemon, runs it until a termination signal and takes it apart. What is declared later is
 /// destroyed earlier; the order of the declarations is the order of the start.
 void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
@@ -284,7 +242,7 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
     const Part<zel::cfg::FifoHandler> oFifoHandler("FIFO", *oEvents, *oDump, *oPersistScript,
                                                    a_oOptions.m_sFifoFile);
 
-    systema::NameList lChangedTables;
+    MainLoop oLoop(*oEvents, oDispatcher, *oPersistScript, [] { return s_iStop != 0; });
     {
         Part<systema::net::UnixSocketServer> oServer("socket");
         const Part<systema::net::UnixSocketAcceptor> oAcceptor("acceptor", *oServer, *oEvents,
@@ -295,8 +253,7 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
         ::chmod(a_oOptions.m_sFifoFile.c_str(), c_iFileMode);
 
         ZEL_Sysloglevel_info(s_iModule, {"main", 512}, "run: started and running");
-        oDispatcher.tick(lChangedTables);
-        loop(*oEvents, *oPersistScript, lChangedTables);
+        oLoop.run();
     }
     oServerEvents->emit(ServerEvents::Shutdown);
     if (a_oFlashThread.hasFailed()) {
@@ -305,7 +262,6 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
     oPersistScript->process(true);
     oDispatcher.setPersistScript(nullptr);
     ZEL_Sysloglevel_info(s_iModule, {"main", 573}, "main: exiting");
-    lChangedTables.clear();
 }
 
 /// In the background the working directory is "/".

@@ -1,0 +1,38 @@
+// The main loop: handles events in passes and, between them, does what concerns all clients: locks, saves,
+// notifications, and the ticks of the plugins.
+//
+// Made by main, which owns everything that it uses. Main thread only. Exceptions of what it calls pass
+// through.
+#pragma once
+
+#include "systema/configdispatcher.h"
+#include "systema/eventdispatcher.h"
+#include "systema/persistscript.h"
+
+#include <functional>
+
+namespace zel::cfg {
+
+class MainLoop
+{
+public:
+    MainLoop(systema::net::EventDispatcher& a_oEvents, systema::ConfigDispatcher& a_oDispatcher,
+             PersistScript& a_oPersistScript, std::function<bool()> a_oIsStopRequested);
+
+    /// Runs passes until the stop is requested.
+    void run();
+    /// One pass: handles events until there are no more or enough, then does what is due.
+    void runPass();
+
+private:
+    /// True when a notification is pending at the end.
+    bool handleEvents();
+
+    systema::net::EventDispatcher& m_oEvents;
+    systema::ConfigDispatcher& m_oDispatcher;
+    PersistScript& m_oPersistScript;
+    const std::function<bool()> m_oIsStopRequested;
+    systema::NameList m_lChangedTables; // by the ticks
+};
+
+} // namespace zel::cfg
