@@ -355,7 +355,9 @@ void ClientSession::tellChanges()
 void ClientSession::notify(const NameList& a_changedTables)
 {
     m_lChanges.insert(a_changedTables.begin(), a_changedTables.end());
-    run([] {});
+    if (!m_pRows && !m_bDraining && !m_oTurn) { // or they are told in the session's own turn
+        run([] {});
+    }
 }
 
 void ClientSession::tellTransactionLost(std::string_view a_sReason)

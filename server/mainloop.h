@@ -16,12 +16,16 @@ namespace zel::cfg {
 class MainLoop
 {
 public:
+    using Clock = systema::net::EventDispatcher::Clock;
+
     MainLoop(systema::net::EventDispatcher& a_oEvents, systema::ConfigDispatcher& a_oDispatcher,
-             PersistScript& a_oPersistScript, std::function<bool()> a_oIsStopRequested);
+             PersistScript& a_oPersistScript, std::function<bool()> a_oIsStopRequested,
+             std::function<Clock::time_point()> a_oNow = &Clock::now);
 
     /// Runs passes until the stop is requested.
     void run();
-    /// One pass: handles events until there are no more or enough, then does what is due.
+    /// One pass: handles events until there are no more, or enough, or its time is over, then does what is
+    /// due.
     void runPass();
 
 private:
@@ -32,6 +36,7 @@ private:
     systema::ConfigDispatcher& m_oDispatcher;
     PersistScript& m_oPersistScript;
     const std::function<bool()> m_oIsStopRequested;
+    const std::function<Clock::time_point()> m_oNow;
     systema::NameList m_lChangedTables; // by the ticks
 };
 

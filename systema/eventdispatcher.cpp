@@ -1,10 +1,8 @@
 #include "systema/eventdispatcher.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdint>
-#include <sys/epoll.h>
 #include <system_error>
 #include <utility>
 
@@ -12,7 +10,7 @@ namespace systema::net {
 
 namespace {
 
-constexpr int c_iEventsPerWait = 64;
+constexpr std::chrono::milliseconds c_oTimersTime{50}; // after which events have their turn
 
 std::uint32_t toEpoll(unsigned a_iFlags)
 {
@@ -24,7 +22,9 @@ std::uint32_t toEpoll(unsigned a_iFlags)
 
 } // namespace
 
-EventDispatcher::EventDispatcher() : m_oEpoll(::epoll_create1(EPOLL_CLOEXEC))
+EventDispatcher::EventDispatcher(std::function<Clock::time_point()> a_oNow)
+    : m_oNow(std::move(a_oNow)),
+      m_oEpoll(::epoll_create1(EPOLL_CLOEXEC))
 {
     if (!m_oEpoll) {
         throw std::system_error(errno, std::generic_category(), "epoll_create1");
@@ -60,7 +60,7 @@ void EventDispatcher::unregisterHandler(int a_iFd)
 EventDispatcher::TimerId EventDispatcher::startTimer(std::chrono::milliseconds a_oDelay,
                                                      std::function<void()> a_oFunction)
 {
-    const TimerId oId{Clock::now() + a_oDelay, ++m_iTimerCount};
+    const TimerId oId{m_oNow() + a_oDelay, ++m_iTimerCount};
     m_mTimers.emplace(oId, std::move(a_oFunction));
     return oId;
 }
@@ -74,9 +74,11 @@ int EventDispatcher::runTimers()
 {
     // Those that start while others run wait for the next turn, or a timer of 0 ms would run for ever. What a
     // timer ends may be what the end of the pass grants.
-    const TimerId oLast{Clock::now(), m_iTimerCount};
+    const TimerId oLast{m_oNow(), m_iTimerCount};
+    const auto oEnd = oLast.first + c_oTimersTime;
     int iCount = 0;
-    while (!m_bPassEnds && !m_mTimers.empty() && m_mTimers.begin()->first <= oLast) {
+    while (!m_bPassEnds && !m_mTimers.empty() && m_mTimers.begin()->first <= oLast &&
+           (iCount == 0 || m_oNow() < oEnd)) {
         auto oTimer = m_mTimers.extract(m_mTimers.begin());
         oTimer.mapped()();
         ++iCount;
@@ -84,29 +86,49 @@ int EventDispatcher::runTimers()
     return iCount;
 }
 
-int EventDispatcher::handleEvents(int a_iTimeoutMs)
+void EventDispatcher::wait(int a_iTimeoutMs)
+{
+    int iTimeoutMs = a_iTimeoutMs;
+    if (iTimeoutMs > 0 && !m_mTimers.empty()) {
+        const auto oWait =
+            std::chrono::ceil<std::chrono::milliseconds>(m_mTimers.begin()->first.first - m_oNow());
+        iTimeoutMs = static_cast<int>(std::clamp<std::int64_t>(oWait.count(), 0, a_iTimeoutMs));
+    }
+    const int iReady = ::epoll_wait(m_oEpoll.get(), m_aReady.data(), c_iEventsPerWait, iTimeoutMs);
+    m_iReady = static_cast<std::size_t>(std::max(iReady, 0));
+    m_iNext = 0;
+}
+
+/// False when its handler is gone.
+bool EventDispatcher::handle(const epoll_event& a_oEvent)
+{
+    const std::uint64_t iData = a_oEvent.data.u64;
+    const int iFd = static_cast<int>(static_cast<std::uint32_t>(iData));
+    auto it = m_mRegistrations.find(iFd);
+    if (it == m_mRegistrations.end() || it->second.m_iGeneration != iData >> 32) {
+        return false;
+    }
+    it->second.m_pHandler->handleEvent(iFd);
+    return true;
+}
+
+int EventDispatcher::handleEvents(int a_iTimeoutMs, Clock::time_point a_oEnd)
 {
     if (std::exchange(m_bPassEnds, false)) {
         return 0;
     }
     int iHandled = runTimers(); // first: what comes meanwhile does not wait for the timers after
-    int iTimeoutMs = iHandled > 0 ? 0 : a_iTimeoutMs;
-    if (iTimeoutMs > 0 && !m_mTimers.empty()) {
-        const auto oWait =
-            std::chrono::ceil<std::chrono::milliseconds>(m_mTimers.begin()->first.first - Clock::now());
-        iTimeoutMs = static_cast<int>(std::clamp<std::int64_t>(oWait.count(), 0, a_iTimeoutMs));
+    const bool bTimerEndsPass = std::exchange(m_bPassEnds, false);
+    if (m_iNext == m_iReady) {
+        wait(iHandled > 0 ? 0 : a_iTimeoutMs);
     }
-    std::array<epoll_event, c_iEventsPerWait> aEvents;
-    const int iReady = ::epoll_wait(m_oEpoll.get(), aEvents.data(), c_iEventsPerWait, iTimeoutMs);
-    for (int i = 0; i < iReady; ++i) {
-        const std::uint64_t iData = aEvents[static_cast<std::size_t>(i)].data.u64;
-        const int iFd = static_cast<int>(static_cast<std::uint32_t>(iData));
-        auto it = m_mRegistrations.find(iFd);
-        if (it != m_mRegistrations.end() && it->second.m_iGeneration == iData >> 32) {
-            it->second.m_pHandler->handleEvent(iFd);
-            ++iHandled;
+    while (m_iNext < m_iReady) {
+        iHandled += handle(m_aReady[m_iNext++]) ? 1 : 0;
+        if (m_bPassEnds || m_oNow() >= a_oEnd) {
+            break;
         }
     }
+    m_bPassEnds = m_bPassEnds || bTimerEndsPass;
     return iHandled;
 }
 

@@ -6,9 +6,12 @@
 
 #include "zel/uniquefd.h"
 
+#include <array>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <map>
+#include <sys/epoll.h>
 #include <unordered_map>
 
 namespace systema::net {
@@ -36,8 +39,8 @@ public:
     using Clock = std::chrono::steady_clock;
     using TimerId = std::pair<Clock::time_point, unsigned long>;
 
-    /// Throws std::system_error when the system gives no epoll descriptor.
-    EventDispatcher();
+    /// Tests give a clock of theirs. Throws std::system_error when the system gives no epoll descriptor.
+    explicit EventDispatcher(std::function<Clock::time_point()> a_oNow = &Clock::now);
 
     /// Waits for events of the descriptor; registering it again changes what it waits for.
     /// False (with errno) when the system refuses the descriptor.
@@ -50,13 +53,14 @@ public:
     void cancelTimer(TimerId a_oId);
 
     /// Makes the next handleEvents return 0 at once, so that the caller's pass comes to its end. No timer
-    /// runs before that.
+    /// runs before that, and when an event's handler calls it, no further event is handled.
     void endPass() { m_bPassEnds = true; }
 
     /// Runs the timers that are due, and handles the events that have come by then. When no timer is due, it
-    /// waits for events, at most a_iTimeoutMs milliseconds and not beyond the next timer. Returns how many
-    /// timers and events there were; 0 when the time was over or a signal came.
-    int handleEvents(int a_iTimeoutMs);
+    /// waits for events, at most a_iTimeoutMs milliseconds and not beyond the next timer. After a_oEnd it
+    /// handles one event at most; what is left is handled by the next calls, before events that come later.
+    /// Returns how many timers and events there were; 0 when the time was over or a signal came.
+    int handleEvents(int a_iTimeoutMs, Clock::time_point a_oEnd = Clock::time_point::max());
 
 private:
     struct Registration
@@ -67,8 +71,16 @@ private:
     };
 
     int runTimers();
+    void wait(int a_iTimeoutMs);
+    bool handle(const epoll_event& a_oEvent);
 
+    static constexpr std::size_t c_iEventsPerWait = 64;
+
+    const std::function<Clock::time_point()> m_oNow;
     zel::UniqueFd m_oEpoll;
+    std::array<epoll_event, c_iEventsPerWait> m_aReady{}; // by the last wait
+    std::size_t m_iReady = 0;
+    std::size_t m_iNext = 0; // the first of these that is not handled yet
     std::unordered_map<int, Registration> m_mRegistrations;
     unsigned m_iGeneration = 0;
     std::map<TimerId, std::function<void()>> m_mTimers;

@@ -2,7 +2,9 @@
 // calls but without the privilege.
 #include "tests/e2e/daemontest.h"
 
+#include <chrono>
 #include <ctime>
+#include <filesystem>
 #include <linux/capability.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -92,6 +94,22 @@ TEST_F(Clock, BelowAnotherRootNothingIsSetButNoted)
         eventually([&] { return readFile(m_oSandbox.path("var/run/ledgerd-clock")) == "1700000000\n"; }));
     EXPECT_LT(1700000000, std::stol(client().cell("SystemTime", 1, "Time"))) << "it is still today";
     EXPECT_THAT(client().changes(), ElementsAre("SystemTime", "Tz"));
+}
+
+TEST_F(Clock, IsSetThoughATransactionIsOpenAndAnotherClientPolls)
+{
+    start();
+    Client oOwner(socket());
+    EXPECT_EQ(0U, oOwner.code(request::Begin{}));
+    EXPECT_EQ(0U, set("SystemTime", row({{"Time", 1700000000}})));
+    const auto oStart = std::chrono::steady_clock::now();
+    while (!std::filesystem::exists(m_oSandbox.path("var/run/ledgerd-clock")) &&
+           std::chrono::steady_clock::now() - oStart < 6s) {
+        EXPECT_EQ(0U, client().code(request::Ping{}));
+        ::usleep(1000); // less than the wait for further changes
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - oStart, 4s);
+    EXPECT_EQ(1U, client().info("TransactionOpen"));
 }
 
 TEST_F(Clock, WithoutThePrivilegeTheRealCallsFailAndAreLogged)
