@@ -119,6 +119,13 @@ void ConfigServiceManager::transactionFree()
     }
 }
 
+void ConfigServiceManager::transactionLocked()
+{
+    while (hasQueue()) {
+        m_lWaiting.front()->finishBegin(EResultCode::Locked);
+    }
+}
+
 systema::ValueList ConfigServiceManager::getInfo() const
 {
     const auto oUptime = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - m_oStart);

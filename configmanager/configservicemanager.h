@@ -41,6 +41,7 @@ public:
     void transactionLost(const void* a_handle, const char* a_pReason) override;
     void transactionEnded() override;
     void transactionFree() override;
+    void transactionLocked() override;
 
     // For the sessions.
     systema::net::EventDispatcher& getEventDispatcher() { return m_oEventDispatcher; }

@@ -215,10 +215,11 @@ EResultCode RequestHandler::begin(Reader& a_oRequest, Writer&)
 {
     const std::chrono::milliseconds oWait(a_oRequest.u32());
     return whenComplete(a_oRequest, [&]() -> EResultCode {
-        // Changes are told, and those who waited begin, before a new transaction: otherwise one that begins
-        // again and again would keep everybody else waiting. The pass that does so ends at once.
+        // Changes are told, a lock is made so, what is due is saved, and those who waited begin, before a new
+        // transaction: otherwise one that begins again and again would keep everybody else waiting. The pass
+        // that does so ends at once.
         const bool bAfterPass = !m_oDispatcher.isTransactionOpen() && !m_oDispatcher.isLocked() &&
-                                (m_oManager.hasQueue() || m_oDispatcher.hasNotifications());
+                                (m_oManager.hasQueue() || m_oDispatcher.isPassEndAwaited());
         if (bAfterPass) {
             m_oManager.getEventDispatcher().endPass();
         } else {

@@ -352,6 +352,9 @@ EResultCode ConfigDispatcher::startTransaction(const void* a_handle)
     if (isTransactionOpen()) {
         return m_pTransactionOwner == a_handle ? EResultCode::Failure : EResultCode::Busy;
     }
+    if (m_bLockWanted) {
+        applyLock(); // whoever commits and begins in one breath would keep it off for ever
+    }
     if (m_bLocked) {
         return EResultCode::Locked;
     }
@@ -450,6 +453,7 @@ void ConfigDispatcher::endTransaction()
     releaseOwner();
     m_lWritten.clear();
     m_oTimeout.reset();
+    applyLock();
     if (m_pObserver != nullptr) {
         m_pObserver->transactionEnded();
     }
@@ -484,13 +488,27 @@ void ConfigDispatcher::setDefaultTransactionTimeout(long a_iSeconds)
     m_iDefaultTimeout = std::clamp(a_iSeconds, c_iMinTransactionTimeout, c_iMaxTransactionTimeout);
 }
 
-void ConfigDispatcher::processLocks()
+void ConfigDispatcher::applyLock()
 {
     if (m_bLockWanted != m_bLocked && !(m_bLockWanted && isTransactionOpen())) {
         m_bLocked = m_bLockWanted;
         ZEL_Sysloglevel_info(m_iModule, zel::here(), "The configuration is %s",
                              m_bLocked ? "locked" : "unlocked");
     }
+}
+
+void ConfigDispatcher::processLocks()
+{
+    applyLock();
+    if (m_bLocked && m_pObserver != nullptr) {
+        m_pObserver->transactionLocked();
+    }
+}
+
+bool ConfigDispatcher::isPassEndAwaited() const
+{
+    return hasNotifications() || m_bLockWanted != m_bLocked ||
+           (m_pPersistScript != nullptr && m_pPersistScript->isDue());
 }
 
 // ---------------------------------------------------------------------------------------------------------

@@ -43,6 +43,8 @@ public:
     virtual void transactionEnded() = 0;
     /// Once a pass, after the notifications and with no transaction open: someone who waits may begin.
     virtual void transactionFree() = 0;
+    /// Once a pass while the configuration is locked: whoever waits to begin is refused with 3.
+    virtual void transactionLocked() = 0;
 };
 
 class ConfigDispatcher : public ConfigPluginBase, public IConfigPublisher, public IRowSource
@@ -146,11 +148,15 @@ public:
     void setTransactionTimeout(long a_iSeconds);
     void setDefaultTransactionTimeout(long a_iSeconds);
 
-    // The lock: asked for by lock and unlock, made so by processLocks, a lock once no transaction is open.
+    // The lock: asked for by lock and unlock, made so by processLocks; when a transaction is open, a lock is
+    // made so when that ends. No transaction begins once it is asked for: startTransaction makes it so first.
     void lock() { m_bLockWanted = true; }
     void unlock() { m_bLockWanted = false; }
     void processLocks();
     bool isLocked() const { return m_bLocked; }
+    /// True when something waits for the end of a pass without a transaction: a change to tell, a lock, a
+    /// save. Who begins then without waiting for the end of the pass as well may keep it off for ever.
+    bool isPassEndAwaited() const;
 
     // Notifications.
     bool subscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_tables) override;
@@ -220,6 +226,7 @@ private:
     void loseTransaction(const char* a_pReason);
     void endTransaction();
     void releaseOwner();
+    void applyLock();
 
     const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;

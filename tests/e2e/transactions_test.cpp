@@ -155,6 +155,28 @@ TEST_F(Transactions, BeginRightBehindAChangeIsGranted)
     EXPECT_THAT(oClient.receiveCodes(6), Each(0U));
 }
 
+TEST_F(Transactions, ALockGoesBeforeTheNextOfAClientThatCommitsAndBeginsInOneBreath)
+{
+    RawClient oBusy(socket());
+    RawClient oQueued(socket());
+    EXPECT_EQ(0U, oBusy.ask(request::Begin{}));
+    oBusy.send(frameOf(request::Commit{}, 1) + frameOf(request::Begin{}, 2));
+    EXPECT_THAT(oBusy.receiveCodes(2), Each(0U));
+    command("lock");
+    EXPECT_EQ(0U, client().info("Locked"));
+    oBusy.send(frameOf(request::Commit{}, 1) + frameOf(request::Begin{}, 2));
+    EXPECT_THAT(oBusy.receiveCodes(2), ElementsAre(0, 3));
+    EXPECT_EQ(1U, client().info("Locked"));
+
+    // Nor are those who wait told that somebody else's transaction is in their way.
+    command("unlock");
+    EXPECT_TRUE(eventually([&] { return oBusy.ask(request::Begin{}) == 0U; }));
+    queueBegin(oQueued);
+    command("lock");
+    EXPECT_EQ(0U, oBusy.ask(request::Rollback{}));
+    EXPECT_EQ(3U, oQueued.receiveCode());
+}
+
 TEST_F(Transactions, WorkSentBehindAWaitingBeginIsToldWithoutDelay)
 {
     RawClient oQueued(socket());
