@@ -25,6 +25,7 @@
 #include "zel/assert.h"
 #include "zel/daemon.h"
 #include "zel/log.h"
+#include "zel/stopflag.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -63,12 +64,11 @@ constexpr mode_t c_iFileMode = 0666; // of socket and FIFO
 constexpr rlim_t c_iDescriptors = 4096;
 
 int s_iModule = 0;
-volatile std::sig_atomic_t s_iStop = 0;
 
 void onTermination(int a_iSignal)
 {
     std::signal(a_iSignal, SIG_IGN);
-    s_iStop = 1;
+    zel::requestStop();
     if (std::signal(a_iSignal, &onTermination) == SIG_ERR) {
         ::syslog(LOG_USER | LOG_ERR,
                  "ledgerd[%d] Failed to reregister Signal Handler SIGTERM for Signal %d!\n",
@@ -242,7 +242,7 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
     const Part<zel::cfg::FifoHandler> oFifoHandler("FIFO", *oEvents, *oDump, *oPersistScript,
                                                    a_oOptions.m_sFifoFile);
 
-    MainLoop oLoop(*oEvents, oDispatcher, *oPersistScript, [] { return s_iStop != 0; });
+    MainLoop oLoop(*oEvents, oDispatcher, *oPersistScript, &zel::isStopRequested);
     {
         Part<systema::net::UnixSocketServer> oServer("socket");
         const Part<systema::net::UnixSocketAcceptor> oAcceptor("acceptor", *oServer, *oEvents,
