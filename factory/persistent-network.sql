@@ -258,4 +258,8 @@ CREATE TABLE WlanMacFilter (
 INSERT INTO WlanMacFilter VALUES(1,1,'02:00:5e:10:00:66',0);
 CREATE INDEX FirewallRuleOrder ON FirewallRule(ZoneId, Position);
 CREATE INDEX PortForwardingAddress ON PortForwarding(InternalAddress);
+CREATE INDEX LanPortVlanId ON LanPort(VlanId);
+CREATE INDEX LanPortBridgeId ON LanPort(BridgeId);
+CREATE INDEX WanConnectionVlanId ON WanConnection(VlanId);
+CREATE INDEX WlanNetworkRadioId ON WlanNetwork(RadioId);
 COMMIT;

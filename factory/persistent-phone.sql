@@ -99,4 +99,8 @@ INSERT INTO CallLog VALUES(1,1,'in','+4930901820',1699957200,412);
 INSERT INTO CallLog VALUES(2,3,'out','+4930901833',1699961400,95);
 INSERT INTO CallLog VALUES(3,1,'in','',1699980030,0);
 CREATE INDEX CallLogStartedAt ON CallLog(StartedAt);
+CREATE INDEX CallLogLineId ON CallLog(LineId);
+CREATE INDEX CallRuleAccountId ON CallRule(AccountId);
+CREATE INDEX PhoneAccountProviderId ON PhoneAccount(ProviderId);
+CREATE INDEX PhoneLineAccountId ON PhoneLine(AccountId);
 COMMIT;

@@ -34,4 +34,5 @@ INSERT INTO WebPage VALUES(3,1,'/wlan','Wireless',2);
 INSERT INTO WebPage VALUES(4,1,'/phone','Telephony',4);
 INSERT INTO WebPage VALUES(5,4,'/phone/book','Phone book',4);
 INSERT INTO WebPage VALUES(6,1,'/system','System',2147483648);
+CREATE INDEX WebPageParentId ON WebPage(ParentId);
 COMMIT;

@@ -39,4 +39,5 @@ INSERT INTO ScheduledTask VALUES(0,'','0 3 * * *','',0,NULL);
 INSERT INTO ScheduledTask VALUES(1,'look for updates','30 2 * * *','update-check',1,1699925400);
 INSERT INTO ScheduledTask VALUES(2,'wireless off','0 23 * * *','wlan-switch off',0,NULL);
 INSERT INTO ScheduledTask VALUES(3,'wireless on','0 6 * * *','wlan-switch on',0,NULL);
+CREATE INDEX ServiceDependencyNeedsId ON ServiceDependency(NeedsId);
 COMMIT;
