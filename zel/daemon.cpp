@@ -12,14 +12,20 @@
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
+
+// Not blocking, for a FIFO under this name must not stop the daemon.
+int openPidFile(const std::string& a_sPath)
+{
+    return ::open(a_sPath.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+}
 
 /// The process id in a PID file, 0 when it holds anything but a positive number and a newline.
 pid_t readPid(const std::string& a_sPath)
 {
-    // Not blocking, for a FIFO under this name must not stop the daemon.
-    const zel::UniqueFd oFd(::open(a_sPath.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    const zel::UniqueFd oFd(openPidFile(a_sPath));
     std::array<char, 16> aText;
     const ssize_t iSize = ::read(oFd.get(), aText.data(), aText.size());
     if (iSize <= 0) {
@@ -44,6 +50,60 @@ bool writePid(int a_iFd)
     return iWritten >= 0 && ::fchmod(a_iFd, 0644) == 0;
 }
 
+bool isSameFile(int a_iFd, const std::string& a_sPath)
+{
+    struct stat oOpen
+    {
+    };
+    struct stat oNamed
+    {
+    };
+    return ::fstat(a_iFd, &oOpen) == 0 && ::lstat(a_sPath.c_str(), &oNamed) == 0 &&
+           oOpen.st_dev == oNamed.st_dev && oOpen.st_ino == oNamed.st_ino;
+}
+
+/// A process that may not write the file can only hold a lock for reading, which does not count.
+bool isHeld(int a_iFd)
+{
+    struct flock oLock
+    {
+    };
+    oLock.l_type = F_RDLCK;
+    return ::fcntl(a_iFd, F_OFD_GETLK, &oLock) == 0 && oLock.l_type == F_WRLCK;
+}
+
+/// Locks for writing. False when another process does. A lock for reading keeps ours off, but nobody from
+/// replacing the file.
+bool hold(int a_iFd)
+{
+    struct flock oLock
+    {
+    };
+    oLock.l_type = F_WRLCK;
+    return ::fcntl(a_iFd, F_OFD_SETLK, &oLock) == 0 || !isHeld(a_iFd);
+}
+
+/// Gives a complete and locked file the PID file's name, when nobody holds the one that has it.
+bool publish(const std::string& a_sTemporary, const std::string& a_sPidFile)
+{
+    while (::link(a_sTemporary.c_str(), a_sPidFile.c_str()) != 0) {
+        if (errno != EEXIST) {
+            return false;
+        }
+        // Only who holds the file that has the name may replace it. Not blocking, for it may be a FIFO.
+        const zel::UniqueFd oOld(::open(a_sPidFile.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+        if (oOld && !hold(oOld.get())) {
+            errno = EEXIST;
+            return false;
+        }
+        if (!oOld ? errno != ENOENT : isSameFile(oOld.get(), a_sPidFile)) {
+            return ::rename(a_sTemporary.c_str(), a_sPidFile.c_str()) == 0;
+        }
+    }
+    ::unlink(a_sTemporary.c_str());
+    return true;
+}
+
 } // namespace
 
 ZEL_Daemon ZEL_Daemon_construct(const char* a_pName, const std::string& a_sPidPath)
@@ -53,8 +113,8 @@ ZEL_Daemon ZEL_Daemon_construct(const char* a_pName, const std::string& a_sPidPa
 
 bool ZEL_Daemon_occupiedPidFile(const ZEL_Daemon& a_oDaemon)
 {
-    const pid_t iPid = readPid(a_oDaemon.m_sPidFile);
-    return iPid > 0 && iPid != ::getpid() && (::kill(iPid, 0) == 0 || errno == EPERM);
+    const zel::UniqueFd oFd(openPidFile(a_oDaemon.m_sPidFile));
+    return oFd && isHeld(oFd.get());
 }
 
 bool ZEL_Daemon_daemonize(ZEL_Daemon&)
@@ -64,22 +124,33 @@ bool ZEL_Daemon_daemonize(ZEL_Daemon&)
     return ::daemon(0, 0) == 0;
 }
 
-bool ZEL_Daemon_deletePidFile(const ZEL_Daemon& a_oDaemon)
-{
-    return ::unlink(a_oDaemon.m_sPidFile.c_str()) == 0 || errno == ENOENT;
-}
-
-bool ZEL_Daemon_createPidFile(const ZEL_Daemon& a_oDaemon)
+bool ZEL_Daemon_createPidFile(ZEL_Daemon& a_oDaemon)
 {
     std::string sTemporary = a_oDaemon.m_sPidFile + ".XXXXXX";
-    const zel::UniqueFd oFd(::mkostemp(sTemporary.data(), O_CLOEXEC));
+    zel::UniqueFd oFd(::mkostemp(sTemporary.data(), O_CLOEXEC));
     if (!oFd) {
         return false;
     }
-    const bool bCreated =
-        writePid(oFd.get()) && ::link(sTemporary.c_str(), a_oDaemon.m_sPidFile.c_str()) == 0;
-    const int iErrno = errno;
-    ::unlink(sTemporary.c_str());
-    errno = iErrno;
-    return bCreated;
+    if (!hold(oFd.get()) || !writePid(oFd.get()) || !publish(sTemporary, a_oDaemon.m_sPidFile)) {
+        const int iErrno = errno;
+        ::unlink(sTemporary.c_str());
+        errno = iErrno;
+        return false;
+    }
+    a_oDaemon.m_oPidFile = std::move(oFd);
+    return true;
+}
+
+bool ZEL_Daemon_deletePidFile(ZEL_Daemon& a_oDaemon)
+{
+    // Nobody replaces it between the two, for we hold it.
+    const zel::UniqueFd oFd = std::move(a_oDaemon.m_oPidFile);
+    return !oFd || !isSameFile(oFd.get(), a_oDaemon.m_sPidFile) ||
+           ::unlink(a_oDaemon.m_sPidFile.c_str()) == 0;
+}
+
+bool ZEL_Daemon_namesProcess(const ZEL_Daemon& a_oDaemon)
+{
+    const pid_t iPid = readPid(a_oDaemon.m_sPidFile);
+    return iPid > 0 && (::kill(iPid, 0) == 0 || errno == EPERM);
 }

@@ -1,5 +1,11 @@
 // Daemon and PID file. Functions over one object that main constructs once; main thread only.
+//
+// Who runs holds a write lock (F_OFD_SETLK) on its open PID file. The lock ends with the process, however
+// that ends, and no other process that has got its id since is taken for it. It is not flock(), which anybody
+// who may read the file could hold for ever; a write lock takes a descriptor that may write.
 #pragma once
+
+#include "zel/uniquefd.h"
 
 #include <string>
 
@@ -8,21 +14,28 @@ struct ZEL_Daemon
 {
     std::string m_sName;
     std::string m_sPidFile;
+    zel::UniqueFd m_oPidFile{}; // open and locked from its creation on
 };
 
 ZEL_Daemon ZEL_Daemon_construct(const char* a_pName, const std::string& a_sPidPath);
 
-/// True when the PID file names a live process other than the caller. A file that holds no process id,
-/// or cannot be read, counts as not occupied.
+/// True when another live process holds the PID file. What it says does not matter; a file that cannot be
+/// opened counts as not occupied. Nothing is changed.
 bool ZEL_Daemon_occupiedPidFile(const ZEL_Daemon& a_oDaemon);
 
 /// Detaches from terminal and session: the calling process ends with status 0 and its child goes on, with
 /// "/" as directory and /dev/null as standard input, output and error. False (with errno) when it failed.
 bool ZEL_Daemon_daemonize(ZEL_Daemon& a_oDaemon);
 
-/// Removes the PID file. False (with errno) when there is one and it could not be removed.
-bool ZEL_Daemon_deletePidFile(const ZEL_Daemon& a_oDaemon);
+/// Makes the PID file, with the caller's process id, a newline and mode 0644, and holds it. What was left
+/// under its name is replaced at once: never through a link, and nobody sees half of it or none. False (with
+/// errno) on failure; with EEXIST when another live process holds it.
+bool ZEL_Daemon_createPidFile(ZEL_Daemon& a_oDaemon);
 
-/// Writes the caller's process id and a newline to a new PID file with mode 0644, never through a link
-/// and never half: the file appears under its name only when it is complete. False (with errno) on failure.
-bool ZEL_Daemon_createPidFile(const ZEL_Daemon& a_oDaemon);
+/// Removes the PID file that was created, and lets go of it. A file that is not ours stays. False (with
+/// errno) when ours could not be removed.
+bool ZEL_Daemon_deletePidFile(ZEL_Daemon& a_oDaemon);
+
+/// True when the PID file names a live process: for daemons of others, which hold no lock. A file that holds
+/// no process id, or cannot be read, names none.
+bool ZEL_Daemon_namesProcess(const ZEL_Daemon& a_oDaemon);
