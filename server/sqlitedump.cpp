@@ -2,12 +2,12 @@
 
 #include "storage/sqliteplugin.h"
 #include "zel/assert.h"
+#include "zel/execute.h"
 #include "zel/log.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -19,17 +19,27 @@
 
 namespace zel::cfg {
 
+using Clock = std::chrono::steady_clock;
 using error::Assert;
 
 namespace {
 
 constexpr const char* c_pModule = "SqliteDump";
 constexpr std::string_view c_sLastStatement = "COMMIT;";
-constexpr std::size_t c_iPathSize = 128; // longer paths are cut
+constexpr std::size_t c_iPathSize = 128;   // longer paths are cut
+constexpr std::size_t c_iErrorsSize = 256; // of what the shell says
 
 constexpr SourceTag tag(unsigned a_iLine)
 {
     return {"sqlitedump", a_iLine};
+}
+
+/// Sets the time of an old dump far back, so that whatever is written to it shows: on a file system that
+/// keeps whole seconds a new dump may else have the time of the old one.
+void setBack(const char* a_pPath)
+{
+    const timespec aTimes[] = {{0, UTIME_OMIT}, {0, 0}};
+    ::utimensat(AT_FDCWD, a_pPath, aTimes, 0);
 }
 
 /// When the file was last written, nothing when there is none: an old dump is no proof of a new one.
@@ -46,10 +56,12 @@ std::optional<std::pair<time_t, long>> lastChange(const char* a_pPath)
 
 } // namespace
 
-SqliteDump::SqliteDump(const char* a_dumppath, const char* a_databasepath, bool a_bVerbose)
+SqliteDump::SqliteDump(const char* a_dumppath, const char* a_databasepath, bool a_bVerbose,
+                       std::chrono::milliseconds a_oCeiling)
     : m_iModule(ZEL_Sysloglevel_registerModul(c_pModule)),
       m_pDumpPath(a_dumppath),
-      m_pDatabasePath(a_databasepath)
+      m_pDatabasePath(a_databasepath),
+      m_oCeiling(a_oCeiling)
 {
     Assert(nullptr != a_dumppath, "0 != a_dumppath", tag(46));
     Assert(nullptr != a_databasepath, "0 != a_databasepath", tag(47));
@@ -69,38 +81,70 @@ void SqliteDump::addPlugin(const systema::SqlitePlugin* a_plugin)
     Assert(true == hasPlugin(a_plugin), "true == hasPlugin( a_plugin)", tag(80));
 }
 
-void SqliteDump::dump(bool a_bPersistent, bool a_bTransient, int a_iRetries)
+bool SqliteDump::dump(bool a_bPersistent, bool a_bTransient, int a_iRetries)
 {
+    bool bAllGood = true;
+    bool bAnswers = false; // the directory did so when it was last used
     for (const systema::SqlitePlugin* pPlugin : m_lPlugins) {
-        if (pPlugin->isPersistent() ? a_bPersistent : a_bTransient) {
-            dumpDatabase(pPlugin->getDatabase().getName(), a_iRetries);
+        if (!(pPlugin->isPersistent() ? a_bPersistent : a_bTransient)) {
+            continue;
         }
+        if (!bAnswers && !directoryAnswers()) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "The dump directory %s does not answer", m_pDumpPath);
+            return false;
+        }
+        bAnswers = dumpDatabase(pPlugin->getDatabase().getName(), a_iRetries);
+        bAllGood = bAllGood && bAnswers;
     }
+    return bAllGood;
 }
 
-void SqliteDump::dumpDatabase(const std::string& a_sName, int a_iRetries)
+/// Has another process look into the directory first, which can be killed: on a dead mount our own calls
+/// would never return. The name is a new one, or the answer might come from a cache.
+bool SqliteDump::directoryAnswers() const
+{
+    const std::string sCommand = std::string("[ -e ") + m_pDumpPath + "/.$$ ]";
+    return executeCommand(
+               sCommand, [](std::string_view) {}, m_oCeiling) != c_iExecuteTimedOut;
+}
+
+bool SqliteDump::dumpDatabase(const std::string& a_sName, int a_iRetries)
 {
     const std::string sCommand = std::string("sqlite3 ") + m_pDatabasePath + "/" + a_sName + " \".dump\" > " +
                                  m_pDumpPath + "/" + a_sName + ".sql";
     char aPath[c_iPathSize];
     std::snprintf(aPath, sizeof aPath, "%s/%s.sql", m_pDumpPath, a_sName.c_str());
+    setBack(aPath);
     const auto oBefore = lastChange(aPath);
+    const auto oDeadline = Clock::now() + m_oCeiling;
     for (int iTries = a_iRetries; iTries >= 0; --iTries) {
         ZEL_Sysloglevel_trace(m_iModule, tag(126), "%s", sCommand.c_str());
+        const auto oLeft = std::chrono::ceil<std::chrono::milliseconds>(oDeadline - Clock::now());
+        char aErrors[c_iErrorsSize];
         // The dump itself tells how it went; the status of the shell does not.
-        [[maybe_unused]] const int iStatus = std::system(sCommand.c_str());
+        if (oLeft.count() <= 0 ||
+            ZEL_Execute_Command(sCommand.c_str(), aErrors, sizeof aErrors, oLeft) == c_iExecuteTimedOut) {
+            // Nor is it looked at: who hung on the file was perhaps not the shell.
+            ZEL_Sysloglevel_error(m_iModule, here(), "SQL dump %s is not complete within %ld ms", aPath,
+                                  static_cast<long>(m_oCeiling.count()));
+            return false;
+        }
         if (oBefore && oBefore == lastChange(aPath)) {
             ZEL_Sysloglevel_error(m_iModule, here(), "SQL dump %s could not be written", aPath);
         } else if (checkDump(aPath)) {
-            return;
+            return true;
+        }
+        if (iTries == 0 && aErrors[0] != '\0') {
+            ZEL_Sysloglevel_error(m_iModule, here(), "The sqlite3 shell says: %s", aErrors);
         }
         ZEL_Sysloglevel_error(m_iModule, tag(134), "SQL dump %s is corrupt. Retry %d times", aPath, iTries);
     }
+    return false;
 }
 
 bool SqliteDump::checkDump(const char* a_pPath)
 {
-    const int iFd = ::open(a_pPath, O_RDONLY | O_CLOEXEC);
+    const int iFd = ::open(a_pPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK); // whatever has that name
     if (iFd < 0) {
         ZEL_Sysloglevel_error(m_iModule, tag(145), "Could not open dump: %s", a_pPath);
         return false;

@@ -1,10 +1,11 @@
 // Writes the registered databases as SQL dumps into the dump directory, one file "<name>.sql" a database.
 //
 // Owned by main; main thread only. The sqlite3 shell of the system does the work, so the caller must have let
-// the databases go. Failures are logged and absorbed: a dump that is still corrupt after the last try stays
-// where it is.
+// the databases go. The caller waits for it, up to a ceiling, at which the shell is killed. Failures are
+// logged and returned: a dump that is still corrupt after the last try stays where it is.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -19,29 +20,35 @@ class SqliteDump
 public:
     /// Further tries that a save and the command channel give a dump.
     static constexpr int c_iRetries = 2;
+    /// What all tries to dump a database may take together.
+    static constexpr std::chrono::milliseconds c_oCeiling = std::chrono::seconds(5);
 
     /// The paths must live as long as this object. They become part of a shell command as they are. A null
     /// path is an assertion failure.
-    SqliteDump(const char* a_dumppath, const char* a_databasepath, bool a_bVerbose);
+    SqliteDump(const char* a_dumppath, const char* a_databasepath, bool a_bVerbose,
+               std::chrono::milliseconds a_oCeiling = c_oCeiling);
 
     bool hasPlugin(const systema::SqlitePlugin* a_plugin) const;
     /// Registers a plugin, which is not owned. One that is null or registered is an assertion failure.
     void addPlugin(const systema::SqlitePlugin* a_plugin);
 
     /// Dumps the persistent databases, the others, or both, in order of registration, each with up to
-    /// a_iRetries further tries while its dump is not complete.
-    void dump(bool a_bPersistent, bool a_bTransient, int a_iRetries);
+    /// a_iRetries further tries while its dump is not complete. True when all of them are. A dump directory
+    /// that does not answer within the ceiling ends it.
+    bool dump(bool a_bPersistent, bool a_bTransient, int a_iRetries);
     /// True when the file is a complete dump: it ends in "COMMIT;" and exactly one more byte.
     bool checkDump(const char* a_pPath);
 
 private:
-    void dumpDatabase(const std::string& a_sName, int a_iRetries);
+    bool directoryAnswers() const;
+    bool dumpDatabase(const std::string& a_sName, int a_iRetries);
     bool endsInCommit(int a_iFd, const char* a_pPath) const;
 
     const int m_iModule;
     std::vector<const systema::SqlitePlugin*> m_lPlugins;
     const char* m_pDumpPath;
     const char* m_pDatabasePath;
+    const std::chrono::milliseconds m_oCeiling;
 };
 
 } // namespace zel::cfg

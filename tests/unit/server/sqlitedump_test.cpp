@@ -4,10 +4,14 @@
 #include "tests/unit/server/support.h"
 #include "zel/assert.h"
 #include "zel/log.h"
+#include "zel/uniquefd.h"
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
 #include <filesystem>
+#include <sched.h>
+#include <sys/mount.h>
 
 namespace zel::cfg {
 namespace {
@@ -15,6 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 using systema::SqlitePlugin;
 using testing::ElementsAre;
+using testing::EndsWith;
 
 class SqliteDumpTest : public testing::Test
 {
@@ -74,6 +79,46 @@ TEST_F(SqliteDumpTest, TriesAgainUntilTheDumpIsComplete)
                 ElementsAre(retry("two.db", 2), retry("two.db", 1), retry("two.db", 0)));
     EXPECT_EQ("", readFile(dumpFile("two.db"))); // stays as it is
     EXPECT_EQ("COMMIT;\n", readFile(dumpFile("one.db")));
+}
+
+TEST_F(SqliteDumpTest, TwoDumpsInOneWholeSecondAreTwoDumps)
+{
+    const tests::CommandPath oPath; // a file system that keeps no more than seconds
+    oPath.add("sqlite3", "echo 'COMMIT;'; touch -d @1700000000 " + dumpFile("transient.db"));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_THAT(logLinesOf([&] { EXPECT_TRUE(m_oDump.dump(false, true, 2)); }), ElementsAre());
+    }
+}
+
+TEST_F(SqliteDumpTest, AShellThatHangsIsKilledWhenTheTriesHaveTakenTooLong)
+{
+    const tests::CommandPath oPath;
+    oPath.add("sqlite3", "echo x >> $HERE/tries; case $1 in *two.db) ;; *) echo 'COMMIT;';; esac\n"
+                         "[ $(wc -l < $HERE/tries) != 2 ] || exec sleep 1000");
+    SqliteDump oDump(m_sDumps.c_str(), m_oDir.path().c_str(), false, std::chrono::milliseconds(300));
+    oDump.addPlugin(&m_oTwo);
+    oDump.addPlugin(&m_oOne);
+    EXPECT_THAT(logLinesOf([&] { EXPECT_FALSE(oDump.dump(true, false, 2)); }),
+                ElementsAre(EndsWith("two.db.sql is corrupt. Retry 2 times"),
+                            EndsWith("two.db.sql is not complete within 300 ms")));
+    EXPECT_EQ("COMMIT;\n", readFile(dumpFile("one.db")));
+}
+
+TEST_F(SqliteDumpTest, ADumpDirectoryThatNeverAnswersIsLeftAlone)
+{
+    const UniqueFd oNeverServed(::open("/dev/fuse", O_RDWR | O_CLOEXEC));
+    const std::string sOptions =
+        "fd=" + std::to_string(oNeverServed.get()) + ",rootmode=40000,user_id=0,group_id=0";
+    if (!oNeverServed || ::unshare(CLONE_NEWNS) != 0 ||
+        ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::mount("dead", m_sDumps.c_str(), "fuse", 0, sOptions.c_str()) != 0) {
+        GTEST_SKIP() << "a file system cannot be mounted here";
+    }
+    SqliteDump oDump(m_sDumps.c_str(), m_oDir.path().c_str(), false, std::chrono::milliseconds(100));
+    oDump.addPlugin(&m_oOne);
+    EXPECT_THAT(logLinesOf([&] { EXPECT_FALSE(oDump.dump(true, false, 2)); }),
+                ElementsAre(EndsWith("The dump directory " + m_sDumps + " does not answer")));
+    ::umount2(m_sDumps.c_str(), MNT_DETACH);
 }
 
 TEST_F(SqliteDumpTest, ADumpIsCompleteWhenItEndsInCommitAndOneMoreByte)
