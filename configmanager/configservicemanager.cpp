@@ -50,6 +50,11 @@ ConfigServiceManager::ConfigServiceManager(systema::net::EventDispatcher& a_oEve
 
 ConfigServiceManager::~ConfigServiceManager()
 {
+    closeConnections();
+}
+
+void ConfigServiceManager::closeConnections()
+{
     m_oDispatcher.setTransactionObserver(nullptr);
     m_mSessions.clear();
 }

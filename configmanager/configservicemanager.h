@@ -30,13 +30,14 @@ public:
     /// a_iFairness is the most requests of one connection that are served before the next has its turn.
     ConfigServiceManager(systema::net::EventDispatcher& a_oEventDispatcher, unsigned a_iFairness,
                          configmanager::serverlib::ILogger* a_pLogger);
-    /// Closes every connection; open transactions are rolled back.
     ~ConfigServiceManager() override;
     ConfigServiceManager(const ConfigServiceManager&) = delete;
     ConfigServiceManager& operator=(const ConfigServiceManager&) = delete;
 
     /// Opens a session; a connection over the limits is told result 2 and closed.
     void takeConnection(zel::UniqueFd a_oSocket) override;
+    /// Closes every connection, as its end does; an open transaction is rolled back. No other may come then.
+    void closeConnections();
 
     void transactionLost(const void* a_handle, const char* a_pReason) override;
     void transactionEnded() override;

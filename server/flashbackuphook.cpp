@@ -1,8 +1,8 @@
 #include "server/flashbackuphook.h"
 
+#include "server/databasehold.h"
 #include "server/flashthread.h"
 #include "server/sqlitedump.h"
-#include "systema/configdispatcher.h"
 #include "zel/log.h"
 
 namespace zel::cfg {
@@ -16,15 +16,20 @@ FlashBackupHook::FlashBackupHook(SqliteDump& a_oDump, FlashThread& a_oFlashThrea
 
 void FlashBackupHook::persist(PersistScript::EPersistMode a_eMode)
 {
-    auto& oDispatcher = systema::ConfigDispatcher::instance();
-    oDispatcher.close(this);
-    if (a_eMode != PersistScript::c_ePersistNoSqlDump) {
-        m_oDump.dump(true, false, SqliteDump::c_iRetries);
+    {
+        const DatabaseHold oHold(this);
+        m_bDumped = a_eMode != PersistScript::c_ePersistNoSqlDump &&
+                    m_oDump.dump(true, false, SqliteDump::c_iRetries);
     }
-    oDispatcher.open(this);
     m_oFlashThread.wake(a_eMode);
     const unsigned iCount = ++m_mCounts[a_eMode];
     ZEL_Sysloglevel_info(m_iModule, {"main", 230}, "Persisted data: mode: %d count: %u", a_eMode, iCount);
+}
+
+std::optional<bool> FlashBackupHook::getResult(bool a_bWait)
+{
+    const auto oFlashed = m_oFlashThread.getResult(a_bWait);
+    return oFlashed ? std::optional(*oFlashed && m_bDumped) : oFlashed;
 }
 
 } // namespace zel::cfg

@@ -1,5 +1,6 @@
 #include "server/flashthread.h"
 
+#include "zel/exception.h"
 #include "zel/execute.h"
 #include "zel/log.h"
 
@@ -7,6 +8,7 @@
 #include <cstring>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 namespace zel::cfg {
 
@@ -20,19 +22,18 @@ FlashThread::FlashThread(int a_iModule, int a_iCeilingSeconds)
     : m_iModule(a_iModule),
       m_iCeilingSeconds(a_iCeilingSeconds)
 {
-    pthread_mutex_init(&m_oMutex, nullptr);
-    pthread_cond_init(&m_oCondition, nullptr);
-    pthread_cond_init(&m_oTaken, nullptr);
-    pthread_attr_init(&m_oAttributes);
-    pthread_attr_setstacksize(&m_oAttributes, c_iStackSize);
-    pthread_attr_setguardsize(&m_oAttributes, static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)));
+    pthread_attr_t oAttributes;
+    pthread_attr_init(&oAttributes);
+    pthread_attr_setstacksize(&oAttributes, c_iStackSize);
+    pthread_attr_setguardsize(&oAttributes, static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)));
     // Signals are for the main thread: they end its wait for events.
     sigset_t oAll;
     sigset_t oBefore;
     sigfillset(&oAll);
     pthread_sigmask(SIG_SETMASK, &oAll, &oBefore); // is inherited
-    const int iError = pthread_create(&m_oThread, &m_oAttributes, &FlashThread::run, this);
+    const int iError = pthread_create(&m_oThread, &oAttributes, &FlashThread::run, this);
     pthread_sigmask(SIG_SETMASK, &oBefore, nullptr);
+    pthread_attr_destroy(&oAttributes);
     m_bCreated = iError == 0;
     if (!m_bCreated) {
         ZEL_Sysloglevel_error(m_iModule, {"main", 186}, "Could not create flash thread: %s",
@@ -42,44 +43,41 @@ FlashThread::FlashThread(int a_iModule, int a_iCeilingSeconds)
 
 FlashThread::~FlashThread()
 {
-    pthread_mutex_lock(&m_oMutex);
-    while (m_bCreated && m_bWoken) {
-        pthread_cond_wait(&m_oTaken, &m_oMutex);
+    {
+        const std::lock_guard oLock(m_oMutex);
+        m_bRunning = false;
     }
-    m_bRunning = false;
-    request(PersistScript::c_ePersistNone);
-    pthread_mutex_unlock(&m_oMutex);
+    m_oAsked.notify_one();
     if (m_bCreated) {
         pthread_join(m_oThread, nullptr);
     }
-    pthread_cond_destroy(&m_oTaken);
-    pthread_cond_destroy(&m_oCondition);
-    pthread_mutex_destroy(&m_oMutex);
-    pthread_attr_destroy(&m_oAttributes);
 }
 
 void FlashThread::wake(PersistScript::EPersistMode a_eMode)
 {
-    pthread_mutex_lock(&m_oMutex);
-    request(a_eMode);
-    pthread_mutex_unlock(&m_oMutex);
-}
-
-bool FlashThread::hasFailed()
-{
-    pthread_mutex_lock(&m_oMutex);
-    const bool bFailed = m_bFailed;
-    pthread_mutex_unlock(&m_oMutex);
-    return bFailed;
-}
-
-void FlashThread::request(PersistScript::EPersistMode a_eMode)
-{
-    if (!m_bWoken || a_eMode != PersistScript::c_ePersistNoSqlDump) { // a save not yet begun stays asked for
-        m_iMode = a_eMode;
+    {
+        const std::lock_guard oLock(m_oMutex);
+        if (!m_bCreated) {
+            m_oResult = false;
+            return;
+        }
+        if (!m_bWoken ||
+            a_eMode != PersistScript::c_ePersistNoSqlDump) { // a save not yet begun stays asked for
+            m_iMode = a_eMode;
+        }
+        m_bWoken = true;
+        m_oResult.reset();
     }
-    m_bWoken = true;
-    pthread_cond_signal(&m_oCondition);
+    m_oAsked.notify_one();
+}
+
+std::optional<bool> FlashThread::getResult(bool a_bWait)
+{
+    std::unique_lock oLock(m_oMutex);
+    if (a_bWait) {
+        m_oDone.wait(oLock, [this] { return m_oResult.has_value(); });
+    }
+    return m_oResult;
 }
 
 void* FlashThread::run(void* a_pSelf)
@@ -90,30 +88,41 @@ void* FlashThread::run(void* a_pSelf)
 
 void FlashThread::loop()
 {
+    std::unique_lock oLock(m_oMutex);
     for (;;) {
-        pthread_mutex_lock(&m_oMutex);
-        if (!m_bRunning) {
-            pthread_mutex_unlock(&m_oMutex);
+        m_oAsked.wait(oLock, [this] { return m_bWoken || !m_bRunning; });
+        if (!std::exchange(m_bWoken, false)) {
             return;
         }
-        while (!m_bWoken) {
-            pthread_cond_wait(&m_oCondition, &m_oMutex);
+        const bool bCommand =
+            m_iMode == PersistScript::c_ePersistDefault || m_iMode == PersistScript::c_ePersistRedundant;
+        oLock.unlock();
+        const bool bSaved = bCommand && save();
+        oLock.lock();
+        if (!m_bWoken) {
+            m_oResult = bSaved;
+            m_oDone.notify_one();
         }
-        m_bWoken = false;
-        pthread_cond_signal(&m_oTaken);
-        if (m_iMode == PersistScript::c_ePersistDefault || m_iMode == PersistScript::c_ePersistRedundant) {
-            char aOutput[c_iOutputSize] = "";
-            const int iResult = ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput,
-                                                    std::chrono::seconds(m_iCeilingSeconds));
-            m_bFailed = iResult != 0;
-            if (m_bFailed) {
-                const std::string_view sOutput(aOutput);
-                const auto iLength = static_cast<int>(sOutput.find_last_not_of('\n') + 1);
-                ZEL_Sysloglevel_error(m_iModule, {"main", 152}, "srv-save-config-active failed: %d (%.*s)",
-                                      iResult, iLength, aOutput);
-            }
+    }
+}
+
+bool FlashThread::save() const
+{
+    try {
+        char aOutput[c_iOutputSize] = "";
+        const int iResult = ZEL_Execute_Command(c_pSaveCommand, aOutput, sizeof aOutput,
+                                                std::chrono::seconds(m_iCeilingSeconds));
+        if (iResult != 0) {
+            const std::string_view sOutput(aOutput);
+            const auto iLength = static_cast<int>(sOutput.find_last_not_of('\n') + 1);
+            ZEL_Sysloglevel_error(m_iModule, {"main", 152}, "srv-save-config-active failed: %d (%.*s)",
+                                  iResult, iLength, aOutput);
         }
-        pthread_mutex_unlock(&m_oMutex);
+        return iResult == 0;
+    } catch (...) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "The flash save failed: %s",
+                              error::describeException().c_str());
+        return false;
     }
 }
 

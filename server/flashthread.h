@@ -1,14 +1,15 @@
-// The thread that runs the flash-save command, so that the event loop does not wait for slow flash unless a
-// second save comes while the first one runs.
+// The thread that runs the flash-save command, so that the event loop does not wait for slow flash.
 //
-// Owned by main. Everything shared with the thread is guarded by one mutex, which the thread holds while the
-// command runs: a wake-up that comes meanwhile waits for its end, and the command then runs once more. So
-// that a command which hangs cannot hold the daemon up for ever it is killed at its ceiling. A thread that
-// cannot be created is logged; the daemon then runs without flash saves.
+// Owned by main. Everything shared with the thread is guarded by one mutex, which nobody holds while the
+// command runs. So that a command which hangs cannot keep the daemon from its end for ever it is killed at
+// its ceiling. A thread that cannot be created is logged; every save then fails.
 #pragma once
 
 #include "systema/persistscript.h"
 
+#include <condition_variable>
+#include <mutex>
+#include <optional>
 #include <pthread.h>
 
 namespace zel::cfg {
@@ -26,28 +27,28 @@ public:
     FlashThread(const FlashThread&) = delete;
     FlashThread& operator=(const FlashThread&) = delete;
 
-    /// Asks for a flash save in the mode. In the nosqldump mode nothing reaches flash.
+    /// Asks for a flash save in the mode. While one runs, one more follows it. In the nosqldump mode nothing
+    /// reaches flash.
     void wake(PersistScript::EPersistMode a_eMode);
-    /// True when the last save failed. Waits for one that runs.
-    bool hasFailed();
+    /// Whether the last flash save asked for has succeeded; nothing while it runs. With a_bWait it waits for
+    /// its end.
+    std::optional<bool> getResult(bool a_bWait);
 
 private:
     static void* run(void* a_pSelf);
     void loop();
-    /// With the mutex held.
-    void request(PersistScript::EPersistMode a_eMode);
+    bool save() const;
 
     const int m_iModule;
     const int m_iCeilingSeconds;
-    pthread_mutex_t m_oMutex;
-    pthread_cond_t m_oCondition; // something is asked for
-    pthread_cond_t m_oTaken;     // what was asked for is being done
-    pthread_attr_t m_oAttributes;
+    std::mutex m_oMutex;
+    std::condition_variable m_oAsked;
+    std::condition_variable m_oDone;
     pthread_t m_oThread{};
     bool m_bCreated = false;
     int m_iMode = PersistScript::c_ePersistNone; // last asked for; not cleared by the command, by design
     bool m_bWoken = false;
-    bool m_bFailed = false;
+    std::optional<bool> m_oResult;
     bool m_bRunning = true;
 };
 

@@ -255,10 +255,8 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
         ZEL_Sysloglevel_info(s_iModule, {"main", 512}, "run: started and running");
         oLoop.run();
     }
+    oServiceManager->closeConnections(); // or clients would wait for an answer while the last save runs
     oServerEvents->emit(ServerEvents::Shutdown);
-    if (a_oFlashThread.hasFailed()) {
-        oPersistScript->markChanged(); // what was not saved is tried once more
-    }
     oPersistScript->process(true);
     oDispatcher.setPersistScript(nullptr);
     ZEL_Sysloglevel_info(s_iModule, {"main", 573}, "main: exiting");

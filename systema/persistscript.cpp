@@ -1,6 +1,7 @@
 #include "systema/persistscript.h"
 
 #include "systema/configdispatcher.h"
+#include "zel/log.h"
 
 #include <algorithm>
 #include <utility>
@@ -20,7 +21,8 @@ std::chrono::seconds toWait(unsigned long a_iSeconds)
 
 PersistScript::PersistScript(IHook& a_oHook, unsigned long a_iWaitSeconds, EPersistMode a_eMode,
                              std::function<Clock::time_point()> a_oNow)
-    : m_oHook(a_oHook),
+    : m_iModule(ZEL_Sysloglevel_registerModul("PersistScript")),
+      m_oHook(a_oHook),
       m_oWait(toWait(a_iWaitSeconds)),
       m_eMode(a_eMode),
       m_oNow(std::move(a_oNow))
@@ -33,34 +35,79 @@ void PersistScript::setWaitTime(unsigned long a_iSeconds)
     m_oWait = toWait(a_iSeconds);
 }
 
-void PersistScript::setPersistMode(EPersistMode a_eMode)
+void PersistScript::trigger()
 {
-    m_eMode = a_eMode;
-    if (a_eMode != c_ePersistNoSqlDump && std::exchange(m_bHeldBack, false)) {
-        markChanged();
+    if (m_oTriggered.value_or(c_ePersistNoSqlDump) == c_ePersistNoSqlDump) { // a real save stays asked for
+        m_oTriggered = m_eMode;
     }
 }
 
 bool PersistScript::isDue() const
 {
-    const bool bWaiting = m_oFirstUnsaved && m_oWait.count() > 0;
-    return m_bTriggered || (bWaiting && m_oNow() - *m_oFirstUnsaved >= m_oWait);
+    bool bDue = m_oTriggered.has_value();
+    if (!bDue && m_oNextTry && m_eMode != c_ePersistNoSqlDump) {
+        bDue = m_oNow() >= *m_oNextTry;
+    } else if (!bDue && m_oFirstChange && m_oWait.count() > 0) {
+        bDue = m_oNow() - *m_oFirstChange >= m_oWait;
+    }
+    return bDue && (!m_bRunning || m_oHook.getResult(false));
 }
 
 void PersistScript::process(bool a_bFinal)
 {
-    if (isDue() || (a_bFinal && m_oFirstUnsaved)) {
-        m_bTriggered = false;
-        m_bHeldBack = m_eMode == c_ePersistNoSqlDump && (m_bHeldBack || m_oFirstUnsaved);
-        m_oFirstUnsaved.reset();
-        m_oHook.persist(m_eMode);
+    takeResult(a_bFinal);
+    const bool bUnsaved = m_oFirstChange || m_oNextTry;
+    if (isDue() || (a_bFinal && bUnsaved)) {
+        begin();
+        takeResult(a_bFinal);
+    }
+    if (a_bFinal && m_oNextTry) {
+        ZEL_Sysloglevel_warning(m_iModule, here(), "The last changes are not saved");
+    }
+}
+
+void PersistScript::begin()
+{
+    const EPersistMode eMode = std::exchange(m_oTriggered, {}).value_or(m_eMode);
+    const bool bChanged = std::exchange(m_oFirstChange, {}).has_value();
+    if (eMode != c_ePersistNoSqlDump) {
+        m_oNextTry = m_oNow() + m_oRetry; // unless it succeeds
+    } else if (bChanged && !m_oNextTry) {
+        m_oNextTry = m_oNow(); // as soon as the mode allows
+    }
+    m_oHook.persist(eMode);
+    m_bRunning = eMode != c_ePersistNoSqlDump;
+}
+
+void PersistScript::takeResult(bool a_bWait)
+{
+    const auto oSucceeded = m_bRunning ? m_oHook.getResult(a_bWait) : std::nullopt;
+    if (!oSucceeded) {
+        return;
+    }
+    m_bRunning = false;
+    if (*oSucceeded) {
+        m_oNextTry.reset();
+        m_oRetry = c_oFirstRetry;
+    } else {
+        if (!a_bWait) {
+            ZEL_Sysloglevel_warning(m_iModule, here(), "The save has failed and is tried again in %ld s",
+                                    static_cast<long>(m_oRetry.count()));
+        }
+        m_oNextTry = m_oNow() + m_oRetry;
+        m_oRetry = std::min(2 * m_oRetry, c_oLongestRetry);
     }
 }
 
 void PersistScript::markChanged()
 {
-    if (!m_oFirstUnsaved) {
-        m_oFirstUnsaved = m_oNow();
+    if (m_oFirstChange) {
+        return;
+    }
+    m_oFirstChange = m_oNow();
+    m_oRetry = c_oFirstRetry; // what is new does not wait for an hour
+    if (m_oNextTry) {
+        m_oNextTry = std::min(*m_oNextTry, *m_oFirstChange + m_oRetry);
     }
 }
 

@@ -41,6 +41,7 @@ protected:
     }
 
     void persist(PersistScript::EPersistMode a_eMode) override { m_lSaves.push_back(a_eMode); }
+    std::optional<bool> getResult(bool) override { return true; }
 
     /// One write to the FIFO by a writer that comes and goes; what is logged until nothing is left to handle.
     std::vector<std::string> send(const std::string& a_sBytes)
@@ -168,6 +169,7 @@ TEST_F(FifoHandlerTest, PersistModesSetTheWaitAsWell)
     EXPECT_EQ(-1, wait()); // as it was
     EXPECT_THAT(m_lSaves, ElementsAre(4));
     EXPECT_EQ(lMode("123: Persist mode default"), send("persistmode:defaults"));
+    m_oScript.process(false); // what that mode has left unsaved
     EXPECT_EQ(10, wait());
     EXPECT_THAT(m_lSaves, ElementsAre(1));
     for (const auto& sCommand : {"persistmode"s, "persistmode 1"s, "persistmode  nosqldump"s}) {

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 namespace zel::cfg {
@@ -28,17 +27,19 @@ protected:
 
     std::string runs() const { return readFile(m_oPath.file("runs")); }
 
-    /// Asks for saves, and gives what is logged until the thread has ended.
-    std::vector<std::string> save(int a_iCeilingSeconds = FlashThread::c_iCeilingSeconds) const
+    /// Asks for a save, and gives what is logged until the thread has ended.
+    std::vector<std::string> save(int a_iCeilingSeconds = FlashThread::c_iCeilingSeconds)
     {
         return logLinesOf([&] {
             FlashThread oThread(m_iModule, a_iCeilingSeconds);
             oThread.wake(PersistScript::c_ePersistDefault);
+            m_oResult = oThread.getResult(true);
         });
     }
 
     const tests::CommandPath m_oPath;
     const int m_iModule = ZEL_Sysloglevel_registerModul("ledgerd");
+    std::optional<bool> m_oResult; // of the last save
 };
 
 TEST_F(FlashThreadTest, RunsASaveThatWasAskedForRightBeforeTheEnd)
@@ -53,28 +54,26 @@ TEST_F(FlashThreadTest, RunsASaveThatWasAskedForRightBeforeTheEnd)
         }
     }
     EXPECT_THAT(save(), ElementsAre());
+    EXPECT_EQ(true, m_oResult);
 }
 
-TEST_F(FlashThreadTest, RunsOnceMoreForAWakeUpWhileTheCommandRuns)
+TEST_F(FlashThreadTest, NobodyWaitsForASlowCommandAndItRunsOnceMoreForThoseWhoWokeItMeanwhile)
 {
     ASSERT_EQ(0, ::mkfifo(m_oPath.file("begin").c_str(), 0600));
     ASSERT_EQ(0, ::mkfifo(m_oPath.file("gate").c_str(), 0600));
     setCommand("echo > $HERE/begin\nread x < $HERE/gate\necho end >> $HERE/runs");
-    {
-        const UniqueFd oBegin(::open(m_oPath.file("begin").c_str(), O_RDWR));
-        const UniqueFd oGate(::open(m_oPath.file("gate").c_str(), O_RDWR));
-        FlashThread oThread(m_iModule);
-        oThread.wake(PersistScript::c_ePersistDefault);
-        char cBegun;
-        EXPECT_EQ(1, ::read(oBegin.get(), &cBegun, 1));
-        EXPECT_EQ("run\n", runs());
-        std::thread oOther([&] {
-            oThread.wake(PersistScript::c_ePersistDefault);
-            EXPECT_THAT(runs(), StartsWith("run\nend\n"));
-        });
-        EXPECT_EQ(2, ::write(oGate.get(), "\n\n", 2));
-        oOther.join();
-    }
+    const UniqueFd oBegin(::open(m_oPath.file("begin").c_str(), O_RDWR));
+    const UniqueFd oGate(::open(m_oPath.file("gate").c_str(), O_RDWR));
+    FlashThread oThread(m_iModule);
+    oThread.wake(PersistScript::c_ePersistDefault);
+    char cBegun;
+    EXPECT_EQ(1, ::read(oBegin.get(), &cBegun, 1));
+    oThread.wake(PersistScript::c_ePersistDefault);
+    oThread.wake(PersistScript::c_ePersistNoSqlDump);
+    EXPECT_FALSE(oThread.getResult(false));
+    EXPECT_EQ("run\n", runs());
+    EXPECT_EQ(2, ::write(oGate.get(), "\n\n", 2));
+    EXPECT_EQ(true, oThread.getResult(true));
     EXPECT_EQ("run\nend\nrun\nend\n", runs());
 }
 
@@ -96,6 +95,7 @@ TEST_F(FlashThreadTest, EndsACommandThatHangs)
 {
     setCommand("sleep 1000");
     EXPECT_THAT(save(1), ElementsAre("error   ledgerd main:152: srv-save-config-active failed: 124 ()"));
+    EXPECT_EQ(false, m_oResult);
     EXPECT_EQ("run\n", runs());
 }
 

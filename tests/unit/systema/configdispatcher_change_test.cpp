@@ -102,6 +102,7 @@ TEST_F(ChangeTest, OnlyAChangeThatHoldsOfAPersistentTableMarksTheTrigger)
     struct Hook : PersistScript::IHook
     {
         void persist(PersistScript::EPersistMode) override { ++m_iCalls; }
+        std::optional<bool> getResult(bool) override { return true; }
         int m_iCalls = 0;
     } oHook;
     PersistScript oScript(oHook, 10, PersistScript::c_ePersistDefault);
