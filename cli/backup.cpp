@@ -23,7 +23,8 @@ namespace {
 
 using Clock = DumpWatch::Clock;
 
-constexpr std::chrono::seconds c_oTimeout{30};
+// A dump waits for the end of an open transaction, 30 seconds at most as a rule, and may take as long itself.
+constexpr std::chrono::seconds c_oTimeout{90};
 constexpr std::chrono::seconds c_oRetry{2}; // the daemon repeats a dump that failed at once, or not at all
 
 Outcome failure(const std::string& a_sText)

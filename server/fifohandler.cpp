@@ -1,18 +1,19 @@
 #include "server/fifohandler.h"
 
+#include "server/databasehold.h"
 #include "server/sqlitedump.h"
 #include "systema/configdispatcher.h"
 #include "systema/persistscript.h"
 #include "zel/assert.h"
 #include "zel/log.h"
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
+#include <utility>
 
 namespace zel::cfg {
 
@@ -21,6 +22,7 @@ namespace {
 using systema::ConfigDispatcher;
 
 constexpr std::chrono::seconds c_oReopenRetry{1};
+constexpr int c_iEqualCommands = 256; // that are taken as one; a FIFO holds no more
 
 constexpr SourceTag tag(unsigned a_iLine)
 {
@@ -48,8 +50,9 @@ FifoHandler::FifoHandler(systema::net::EventDispatcher& a_oEvents, SqliteDump& a
 
 FifoHandler::~FifoHandler()
 {
-    if (m_oRetry) {
-        m_oEvents.cancelTimer(*m_oRetry);
+    ConfigDispatcher::instance().callWhenFree(nullptr);
+    if (m_oTimer) {
+        m_oEvents.cancelTimer(*m_oTimer);
     }
     m_oFifo.unlink();
     m_oEvents.unregisterHandler(m_oFifo.getFd());
@@ -65,24 +68,43 @@ void FifoHandler::listen()
 void FifoHandler::handleEvent(int a_handle)
 {
     error::Assert(a_handle == m_oFifo.getFd(), "a_handle == m_oFifo.getFd()", tag(59));
-    std::array<char, sys::c_iFifoCommandSize + 1> aCommand{}; // one byte more, so that it always ends
-    m_oFifo.read(aCommand.data(), sys::c_iFifoCommandSize);
-    execute(aCommand.data());
     m_oEvents.unregisterHandler(m_oFifo.getFd());
-    reopen();
+    handle(read().value_or(Command()));
+}
+
+std::optional<FifoHandler::Command> FifoHandler::read()
+{
+    Command aCommand{};
+    return m_oFifo.read(aCommand.data(), sys::c_iFifoCommandSize) > 0 ? std::optional(aCommand)
+                                                                      : std::nullopt;
+}
+
+void FifoHandler::handle(const Command& a_aCommand)
+{
+    m_oTimer.reset();
+    execute(a_aCommand.data());
     m_oEvents.endPass(); // a command takes effect between passes, and shall do so now
+    auto oNext = read();
+    for (int i = 1; oNext == a_aCommand && i < c_iEqualCommands; ++i) {
+        oNext = read();
+    }
+    if (!oNext) {
+        reopen();
+    } else { // in the next pass
+        m_oTimer = m_oEvents.startTimer({}, [this, aNext = *oNext] { handle(aNext); });
+    }
 }
 
 void FifoHandler::reopen()
 {
-    m_oRetry.reset();
+    m_oTimer.reset();
     if (m_oFifo.reopen()) {
         listen();
         return;
     }
     // The old descriptor would tell of its writers' end without end, so it is not listened to meanwhile.
     ZEL_Sysloglevel_error(m_iModule, here(), "Could not reopen the FIFO: %s", std::strerror(errno));
-    m_oRetry = m_oEvents.startTimer(c_oReopenRetry, [this] { reopen(); });
+    m_oTimer = m_oEvents.startTimer(c_oReopenRetry, [this] { reopen(); });
 }
 
 void FifoHandler::execute(const char* a_pCommand)
@@ -98,7 +120,7 @@ void FifoHandler::execute(const char* a_pCommand)
         ConfigDispatcher::instance().unlock();
     } else if (startsWith(a_pCommand, "dump")) {
         ZEL_Sysloglevel_info(m_iModule, tag(82), "Dump request via FIFO");
-        dump(a_pCommand + 5);
+        requestDump(a_pCommand + 5);
     } else if (startsWith(a_pCommand, "waittime")) {
         const auto iSeconds = static_cast<unsigned>(std::atol(a_pCommand + 9));
         ZEL_Sysloglevel_info(m_iModule, tag(116), "Wait time change request via FIFO: new value %u",
@@ -116,7 +138,7 @@ void FifoHandler::trigger()
     pScript->trigger();
 }
 
-void FifoHandler::dump(const char* a_pOption)
+void FifoHandler::requestDump(const char* a_pOption)
 {
     const bool bAll = startsWith(a_pOption, "-a");
     const bool bPersistent = bAll || startsWith(a_pOption, "-p");
@@ -125,12 +147,17 @@ void FifoHandler::dump(const char* a_pOption)
         ZEL_Sysloglevel_error(m_iModule, tag(100), "Invalid options for dump");
         return;
     }
-    auto& oDispatcher = ConfigDispatcher::instance();
-    if (oDispatcher.connectionOpened()) {
-        oDispatcher.close(this);
-    }
+    m_bDumpPersistent = m_bDumpPersistent || bPersistent;
+    m_bDumpTransient = m_bDumpTransient || bTransient;
+    ConfigDispatcher::instance().callWhenFree([this] { dump(); });
+}
+
+void FifoHandler::dump()
+{
+    const bool bPersistent = std::exchange(m_bDumpPersistent, false);
+    const bool bTransient = std::exchange(m_bDumpTransient, false);
+    const DatabaseHold oHold(this);
     m_oDump.dump(bPersistent, bTransient, SqliteDump::c_iRetries);
-    oDispatcher.open(this); // also without a hold, by design
 }
 
 void FifoHandler::setPersistMode(const char* a_pMode)

@@ -2,13 +2,15 @@
 //
 // Owned by main, an event handler on the main thread. There is no reply; the effect shows in the log and on
 // the databases. What one read gives, 256 bytes at most, is one command: a keyword, and after exactly one
-// character an argument; everything behind it is ignored. Whatever the bytes, the worst is that nothing
-// happens.
+// character an argument; everything behind it is ignored. Equal commands that wait in the FIFO one behind the
+// other are one, so that a burst of them costs no more than its first. Whatever the bytes, the worst is that
+// nothing happens.
 #pragma once
 
 #include "systema/eventdispatcher.h"
 #include "zel/fifo.h"
 
+#include <array>
 #include <optional>
 #include <string>
 
@@ -28,13 +30,19 @@ public:
     FifoHandler(const FifoHandler&) = delete;
     FifoHandler& operator=(const FifoHandler&) = delete;
 
-    /// Carries out one command; a descriptor that is not the FIFO's is an assertion failure.
+    /// Carries out one command, which ends the pass; a descriptor that is not the FIFO's is an assertion
+    /// failure.
     void handleEvent(int a_handle) override;
 
 private:
+    using Command = std::array<char, sys::c_iFifoCommandSize + 1>; // one byte more, so that it always ends
+
+    std::optional<Command> read();
+    void handle(const Command& a_aCommand);
     void execute(const char* a_pCommand);
     void trigger();
-    void dump(const char* a_pOption);
+    void requestDump(const char* a_pOption);
+    void dump();
     void setPersistMode(const char* a_pMode);
     void listen();
     void reopen();
@@ -44,7 +52,10 @@ private:
     SqliteDump& m_oDump;
     PersistScript& m_oScript;
     sys::Fifo m_oFifo;
-    std::optional<systema::net::EventDispatcher::TimerId> m_oRetry; // while the FIFO could not be reopened
+    // For the next command when that has been read, or for another try to reopen the FIFO.
+    std::optional<systema::net::EventDispatcher::TimerId> m_oTimer;
+    bool m_bDumpPersistent = false; // asked for
+    bool m_bDumpTransient = false;
 };
 
 } // namespace zel::cfg

@@ -358,6 +358,11 @@ EResultCode ConfigDispatcher::startTransaction(const void* a_handle)
     if (m_bLocked) {
         return EResultCode::Locked;
     }
+    // Or transactions in close succession would keep it waiting for ever.
+    runWhenFree();
+    if (m_pPersistScript != nullptr) {
+        m_pPersistScript->process(false);
+    }
     m_pTransactionOwner = a_handle;
     m_oTransactionStart = m_oNow();
     for (const auto& oPlugin : m_lPlugins) {
@@ -488,6 +493,13 @@ void ConfigDispatcher::setDefaultTransactionTimeout(long a_iSeconds)
     m_iDefaultTimeout = std::clamp(a_iSeconds, c_iMinTransactionTimeout, c_iMaxTransactionTimeout);
 }
 
+void ConfigDispatcher::runWhenFree()
+{
+    if (m_oWhenFree && !isTransactionOpen()) {
+        std::exchange(m_oWhenFree, {})();
+    }
+}
+
 void ConfigDispatcher::applyLock()
 {
     if (m_bLockWanted != m_bLocked && !(m_bLockWanted && isTransactionOpen())) {
@@ -500,6 +512,7 @@ void ConfigDispatcher::applyLock()
 void ConfigDispatcher::processLocks()
 {
     applyLock();
+    runWhenFree();
     if (m_bLocked && m_pObserver != nullptr) {
         m_pObserver->transactionLocked();
     }

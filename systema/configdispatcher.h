@@ -23,6 +23,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace zel::cfg {
@@ -90,8 +91,8 @@ public:
     /// Release: opens every plugin's connection again after a hold. A plugin that cannot be opened is logged
     /// and answers with 1 until the next release.
     void open(const void* a_handle) override;
-    /// Hold: rolls an open transaction back and closes every plugin's connection, so that other processes
-    /// can read the databases.
+    /// Hold: closes every plugin's connection, so that other processes can read the databases. A transaction
+    /// that is open is rolled back.
     void close(const void* a_handle) override;
     /// True while the plugins are open, that is not held.
     bool connectionOpened() const { return m_bOpened; }
@@ -127,6 +128,7 @@ public:
 
     // Transactions: one at a time over all plugins.
 
+    /// What waits for the end of the last one is done first: a dump, a save that is due.
     /// 0; 1 when the handle has one open already; 2; 3; or the code of the plugin that could not start one,
     /// after those that could were undone.
     EResultCode startTransaction(const void* a_handle) override;
@@ -147,6 +149,10 @@ public:
     long getDefaultTransactionTimeout() const { return m_iDefaultTimeout; }
     void setTransactionTimeout(long a_iSeconds);
     void setDefaultTransactionTimeout(long a_iSeconds);
+
+    /// Calls the function once, when no transaction is open: in the next processLocks at the earliest, and
+    /// before the next transaction begins. It takes the place of one that waits; null removes that one.
+    void callWhenFree(std::function<void()> a_oFunction) { m_oWhenFree = std::move(a_oFunction); }
 
     // The lock: asked for by lock and unlock, made so by processLocks; when a transaction is open, a lock is
     // made so when that ends. No transaction begins once it is asked for: startTransaction makes it so first.
@@ -227,6 +233,7 @@ private:
     void endTransaction();
     void releaseOwner();
     void applyLock();
+    void runWhenFree();
 
     const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;
@@ -242,6 +249,8 @@ private:
     std::optional<long> m_oTimeout;
     long m_iDefaultTimeout = c_iInitialTransactionTimeout;
     ITransactionObserver* m_pObserver = nullptr;
+
+    std::function<void()> m_oWhenFree;
 
     bool m_bLockWanted = false;
     bool m_bLocked = false;

@@ -240,21 +240,30 @@ TEST_F(Persistence, AChangeWhoseDumpCouldNotBeWrittenIsSavedByTheStop)
                 ElementsAre("second"));
 }
 
-TEST_F(Persistence, ADumpHoldsCommittedRowsOnlyAndTheOwnerOfATransactionIsTold)
+TEST_F(Persistence, ABackupWaitsForTheTransactionAndLosesNobodysWork)
 {
     startWithoutWait();
     RawClient oOwner(socket());
     write("committed");
     EXPECT_EQ(0U, oOwner.ask(request::Begin{}));
-    EXPECT_EQ(0U, oOwner.ask(setNote("lost")));
-    command("dump -p");
-    const auto oEvent = oOwner.receive();
-    EXPECT_TRUE(oEvent && oEvent->m_eOperation == EOperation::TransactionLost);
-    EXPECT_EQ(1U, oOwner.ask(setNote("outside")));
-    EXPECT_EQ(1U, oOwner.ask(request::Commit{}));
+    EXPECT_EQ(0U, oOwner.ask(setNote("kept")));
+    Process oBackup(LEDGERCTL_BINARY, {{"backup", m_oSandbox.path("backup.tar")}, m_oSandbox.environment()});
+    EXPECT_TRUE(eventually([this] { return hasLogged("Dump request via FIFO"); }));
+    EXPECT_EQ(0U, client().code(request::Ping{})); // in the next pass, or a later one
+    EXPECT_FALSE(fs::exists(dumpFile("persistent-common.db")));
+    EXPECT_EQ(0U, oOwner.ask(request::Commit{}));
+    EXPECT_EQ(0, oBackup.wait());
     EXPECT_TRUE(hasAllDumps());
-    EXPECT_THAT(dumped(), testing::AllOf(HasSubstr("'committed'"), Not(HasSubstr("'lost'"))));
-    EXPECT_EQ("committed", note());
+    EXPECT_THAT(dumped(), HasSubstr("'kept'"));
+
+    EXPECT_EQ(0U,
+              client().code(request::UpdateRow{"ConfigServerConfig", 0, row({{"TransactionTimeout", 1}})}));
+    EXPECT_EQ(0U, oOwner.ask(request::Begin{}));
+    EXPECT_EQ(0U, oOwner.ask(setNote("too late")));
+    EXPECT_EQ(7, ::write(openFifo().get(), "dump -t", 7)); // waits no longer than that
+    EXPECT_TRUE(eventually([this] { return fs::exists(dumpFile("transient.db")); }));
+    EXPECT_THAT(daemon().errors(), HasSubstr("it lasted longer than the transaction time-out"));
+    EXPECT_EQ("kept", note());
 }
 
 TEST_F(Persistence, ADumpLoadedByTheShellGivesEveryRow)

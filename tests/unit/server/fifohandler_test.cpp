@@ -46,14 +46,19 @@ protected:
     /// One write to the FIFO by a writer that comes and goes; what is logged until nothing is left to handle.
     std::vector<std::string> send(const std::string& a_sBytes)
     {
-        return logLinesOf([&] {
+        auto lLines = logLinesOf([&] {
             const UniqueFd oWriter(::open(m_sName.c_str(), O_WRONLY | O_NONBLOCK));
             EXPECT_EQ(static_cast<ssize_t>(a_sBytes.size()),
                       ::write(oWriter.get(), a_sBytes.data(), a_sBytes.size()));
-            while (m_oEvents.handleEvents(0) > 0) {
+            for (m_iPasses = 0; m_oEvents.handleEvents(0) > 0; ++m_iPasses) {
                 EXPECT_EQ(0, m_oEvents.handleEvents(0)); // a command ends the pass
+                ConfigDispatcher::instance().processLocks();
             }
         });
+        std::erase_if(lLines, [](const auto& a_sLine) {
+            return a_sLine.find(" ConfigDispatcher ") != std::string::npos;
+        });
+        return lLines;
     }
 
     static std::vector<std::string> info(const std::string& a_sLine)
@@ -92,6 +97,7 @@ protected:
     SqlitePlugin m_oTransient{m_oDir.path(), "transient.db", true, false, false};
     SqliteDump m_oDump{m_oDir.path().c_str(), m_oDir.path().c_str(), false};
     std::vector<int> m_lSaves;
+    int m_iPasses = 0;
     std::chrono::seconds m_oNow{0};
     PersistScript m_oScript{*this, 20, PersistScript::c_ePersistDefault,
                             [this] { return PersistScript::Clock::time_point(m_oNow); }};
@@ -136,6 +142,50 @@ TEST_F(FifoHandlerTest, DumpWritesWhatTheOptionSays)
             ElementsAre(lRequest[0], "error   LedgerdFifo fifohandler:100: Invalid options for dump"));
         EXPECT_EQ("", dumped()) << sCommand;
     }
+}
+
+TEST_F(FifoHandlerTest, ADumpWaitsForTheTransactionAndGoesBeforeTheNext)
+{
+    auto& oDispatcher = ConfigDispatcher::instance();
+    for (const bool bAnotherBegins : {false, true}) {
+        oDispatcher.startTransaction(this);
+        send("dump -t");
+        send("dump -p");
+        send("dump -t");
+        oDispatcher.processLocks();
+        EXPECT_EQ("", dumped());
+        EXPECT_EQ(systema::EResultCode::Success,
+                  oDispatcher.commitTransaction(this)); // nobody rolled it back
+        bAnotherBegins ? static_cast<void>(oDispatcher.startTransaction(this)) : oDispatcher.processLocks();
+        EXPECT_EQ("pt", dumped());
+        oDispatcher.rollbackTransaction(this);
+        oDispatcher.processLocks();
+        EXPECT_EQ("", dumped());
+    }
+}
+
+TEST_F(FifoHandlerTest, OfABurstOfEqualCommandsOneTakesEffect)
+{
+    const auto repeat = [](std::string a_sCommand, int a_iTimes) {
+        a_sCommand.resize(256, '\n');
+        std::string sAll;
+        for (int i = 0; i < a_iTimes; ++i) {
+            sAll += a_sCommand;
+        }
+        return sAll;
+    };
+    for (const char* pCommand : {"trigger", "dump -a", "lock", "unlock"}) {
+        EXPECT_EQ(1U, send(repeat(pCommand, 256)).size()); // all that a FIFO holds
+        EXPECT_EQ(1, m_iPasses);
+    }
+    // Those between which something else stands are not equal to it: the order says what comes of them.
+    const std::string sTrigger = "info    LedgerdFifo fifohandler:67: Trigger request via FIFO";
+    const std::string sLock = "info    LedgerdFifo fifohandler:72: Lock request via FIFO";
+    EXPECT_THAT(send(repeat("trigger", 3) + repeat("lock", 2) + repeat("unlock", 2) + repeat("lock", 1) +
+                     repeat("trigger", 2)),
+                ElementsAre(sTrigger, sLock, testing::HasSubstr("Unlock"), sLock, sTrigger));
+    EXPECT_EQ(5, m_iPasses);
+    EXPECT_TRUE(ConfigDispatcher::instance().isLocked());
 }
 
 TEST_F(FifoHandlerTest, WaitTimeIsTheNumberBehindOneCharacter)

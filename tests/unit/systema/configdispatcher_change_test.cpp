@@ -133,4 +133,12 @@ TEST_F(ChangeTest, OnlyAChangeThatHoldsOfAPersistentTableMarksTheTrigger)
     NameList lTicked = {"Stored"};
     m_oDispatcher.tick(lTicked);
     EXPECT_TRUE(isMarked());
+
+    // A save that is due goes before the next transaction, however close that follows.
+    begin(m_pMe);
+    oScript.trigger();
+    commit(m_pMe);
+    oHook.m_iCalls = 0;
+    begin(m_pMe);
+    EXPECT_EQ(oHook.m_iCalls, 1);
 }
