@@ -193,7 +193,7 @@ TEST_F(Persistence, ClientsGoOnWhileASlowSaveRunsAndOneMoreFollowsIt)
     openGate();
     ASSERT_TRUE(isAtGate());
     EXPECT_THAT(dumped(), HasSubstr("'last'"));
-    daemon().signal(SIGTERM); // waits for the save that runs
+    daemon().signal(SIGTERM);      // waits for the save that runs
     EXPECT_FALSE(oIdle.receive()); // its connection does not
     EXPECT_FALSE(daemon().hasEnded());
     openGate();
