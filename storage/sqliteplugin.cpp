@@ -2,6 +2,8 @@
 
 #include "zel/assert.h"
 
+#include <utility>
+
 using zel::error::Assert;
 
 namespace systema {
@@ -128,15 +130,22 @@ EResultCode SqlitePlugin::startTransaction(const void* a_handle)
 EResultCode SqlitePlugin::commitTransaction(const void* a_handle)
 {
     Assert(0 != a_handle, "0 != a_handle");
-    m_bBegun = false;
+    if (endsLost()) {
+        return EResultCode::Failure;
+    }
     return m_bUseTransactions ? m_oDatabase.commitTransaction() : EResultCode();
 }
 
 EResultCode SqlitePlugin::rollbackTransaction(const void* a_handle)
 {
     Assert(0 != a_handle, "0 != a_handle");
-    m_bBegun = false;
-    return m_bUseTransactions ? m_oDatabase.rollbackTransaction() : EResultCode();
+    return m_bUseTransactions && !endsLost() ? m_oDatabase.rollbackTransaction() : EResultCode();
+}
+
+/// Ends the transaction; true when SQLite has rolled it back already.
+bool SqlitePlugin::endsLost()
+{
+    return std::exchange(m_bBegun, false) && !m_oDatabase.isInTransaction();
 }
 
 EResultCode SqlitePlugin::openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,

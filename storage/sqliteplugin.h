@@ -26,6 +26,7 @@ public:
     const std::string& getName() const { return m_oDatabase.getName(); }
     /// True when no connection holds the write lock or the handle is the one that does.
     bool canWrite(const void* a_handle) const;
+    bool endsLost();
     /// The database, as long as the plugin lives.
     SqliteWrapper& getDatabase() { return m_oDatabase; }
     const SqliteWrapper& getDatabase() const { return m_oDatabase; }
