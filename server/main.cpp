@@ -342,6 +342,7 @@ int main(int a_iArgc, char* a_pArgv[])
     // Databases and dumps hold passwords. What others may use gets its mode by name.
     ::umask(S_IRWXG | S_IRWXO);
 
+    int iStatus = EXIT_SUCCESS;
     {
         const PidFile oPidFile(oOptions);
         raiseDescriptorLimit();
@@ -351,9 +352,14 @@ int main(int a_iArgc, char* a_pArgv[])
             run(oOptions, *oFlashThread);
         } catch (const std::exception& oException) {
             ZEL_Sysloglevel_error(s_iModule, {"main", 577}, "%s", oException.what());
+            iStatus = EXIT_FAILURE;
         } catch (...) {
             ZEL_Sysloglevel_error(s_iModule, {"main", 582}, "Unknown exception");
+            iStatus = EXIT_FAILURE;
         }
+    }
+    if (iStatus != EXIT_SUCCESS) {
+        return iStatus; // what started it is to start it again
     }
 #ifdef __SANITIZE_THREAD__
     std::exit(EXIT_SUCCESS); // the sanitizer has a thread of its own, which would keep the process alive

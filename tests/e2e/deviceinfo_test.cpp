@@ -125,7 +125,7 @@ TEST_F(DeviceInfo, AFileThatCannotBeReadOrTrustedEndsTheStartAndLeavesNothing)
     const std::string sValues = m_oSandbox.path("etc/etl.conf");
     const auto expectEnd = [this](const std::string& a_sLog) {
         const auto oRun = runDaemon(paths());
-        EXPECT_EQ(0, oRun.m_iStatus);
+        EXPECT_EQ(1, oRun.m_iStatus);
         EXPECT_THAT(oRun.m_sErrors,
                     MatchesRegex("[^\n]*\n" + a_sLog)); // the first tells that there is no bus
         for (const auto& sLeft : {socket(), m_oSandbox.pidFile(), m_oSandbox.path("tmp/ledgerd.fifo")}) {

@@ -117,7 +117,7 @@ TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
     for (auto [lOptions, sLog] : aCases) {
         lOptions.insert(lOptions.end(), {"-p", sPidPath});
         const auto oRun = runDaemon(paths(lOptions));
-        EXPECT_EQ(0, oRun.m_iStatus);
+        EXPECT_EQ(1, oRun.m_iStatus) << "what started it would take it for stopped";
         EXPECT_THAT(oRun.m_sErrors, HasSubstr("main:577: " + sLog));
         EXPECT_TRUE(fs::is_empty(sPidPath));
     }
