@@ -96,19 +96,22 @@ void ClientSession::run(Function a_oFunction)
     if (bBorrowed) {
         m_sOutput.swap(m_oManager.getWriteBuffer());
     }
+    std::string sUnsent;
     try {
         a_oFunction();
         advance();
+        if (bBorrowed) {
+            sUnsent.assign(m_sOutput, m_iSent);
+        }
     } catch (...) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "The connection of %s is closed: %s",
-                              m_oHandler.getProgram().c_str(), zel::error::describeException().c_str());
+                              m_oHandler.getProgram().c_str(), zel::error::describeException());
         m_bGone = true;
     }
     if (isTurnOver()) {
         m_oManager.getEventDispatcher().endPass(); // a pass of slow requests would put all else off
     }
     if (bBorrowed) {
-        std::string sUnsent(m_sOutput, m_iSent);
         m_iSent = 0;
         m_sOutput.clear();
         m_sOutput.swap(m_oManager.getWriteBuffer());
@@ -267,6 +270,7 @@ std::size_t ClientSession::serveFrames(std::string_view a_sInput)
 void ClientSession::serve(std::string_view a_sBody)
 {
     m_oManager.countRequest();
+    m_sOutput.reserve(m_sOutput.size() + c_iReplyRoom);
     Writer oReply(m_sOutput);
     oReply.begin(EKind::Reply, m_oRequest.m_eOperation, m_oRequest.m_iId);
     Reader oRequest(a_sBody);
@@ -322,7 +326,7 @@ void ClientSession::sendRowsPart()
         eResult = m_pRows->fetch(oRows);
     } catch (...) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "A bulk read of %s failed: %s",
-                              m_oHandler.getProgram().c_str(), zel::error::describeException().c_str());
+                              m_oHandler.getProgram().c_str(), zel::error::describeException());
     }
     oPart.patchU32(iRowsAt, oRows.getRows());
     if (oPart.end() > systema::wire::c_iFrameLimit) {

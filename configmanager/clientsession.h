@@ -24,10 +24,11 @@ namespace zel::cfg {
 class ConfigServiceManager;
 
 constexpr std::chrono::seconds c_oHelloTimeout{5};
-constexpr std::size_t c_iOutputLimit = 1024 * 1024;  // unread output from which on no request is read
-constexpr std::size_t c_iEventOutput = 64 * 1024;    // unread output from which on changes wait in a set
-constexpr std::size_t c_iKeptCapacity = 128 * 1024;  // of a buffer that has become empty
-constexpr unsigned c_iPartsPerTurn = 16;             // of a bulk read, before others have their turn
+constexpr std::size_t c_iOutputLimit = 1024 * 1024; // unread output from which on no request is read
+constexpr std::size_t c_iEventOutput = 64 * 1024;   // unread output from which on changes wait in a set
+constexpr std::size_t c_iKeptCapacity = 128 * 1024; // of a buffer that has become empty
+constexpr std::size_t c_iReplyRoom = 64; // had before a request is served: what was done is answered
+constexpr unsigned c_iPartsPerTurn = 16; // of a bulk read, before others have their turn
 constexpr std::chrono::milliseconds c_oTurnTime{50}; // after which others have theirs, whatever is left
 
 class ClientSession : public systema::net::IEventHandler, public systema::IConfigSubscriber

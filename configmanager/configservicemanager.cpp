@@ -69,10 +69,10 @@ void ConfigServiceManager::takeConnection(zel::UniqueFd a_oSocket)
         tellBusy(a_oSocket.get());
         return;
     }
-    ++iOfUser;
     auto pSession = std::make_unique<ClientSession>(*this, std::move(a_oSocket), iUser);
     ClientSession& oSession = *pSession;
     m_mSessions.emplace(&oSession, std::move(pSession));
+    ++iOfUser; // not before: what precedes may throw
     oSession.start();
 }
 
@@ -129,6 +129,11 @@ void ConfigServiceManager::transactionLocked()
     while (hasQueue()) {
         m_lWaiting.front()->finishBegin(EResultCode::Locked);
     }
+}
+
+void ConfigServiceManager::dropCache()
+{
+    std::string().swap(m_sWriteBuffer);
 }
 
 systema::ValueList ConfigServiceManager::getInfo() const

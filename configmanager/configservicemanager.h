@@ -8,6 +8,7 @@
 #include "systema/configdispatcher.h"
 #include "systema/eventdispatcher.h"
 #include "systema/unixsocketserver.h"
+#include "zel/memory.h"
 
 #include <array>
 #include <list>
@@ -22,7 +23,9 @@ constexpr std::size_t c_iMaxConnectionsPerUser = c_iMaxConnections * 3 / 4; // r
 constexpr std::size_t c_iReadSize = 64 * 1024;
 constexpr std::size_t c_iKeptLimit = 16 * 1024 * 1024; // input and output kept for all connections together
 
-class ConfigServiceManager : public systema::net::IConnectionSink, public systema::ITransactionObserver
+class ConfigServiceManager : public systema::net::IConnectionSink,
+                             public systema::ITransactionObserver,
+                             public zel::Cache
 {
 public:
     using Clock = systema::net::EventDispatcher::Clock;
@@ -43,6 +46,7 @@ public:
     void transactionEnded() override;
     void transactionFree() override;
     void transactionLocked() override;
+    void dropCache() override;
 
     // For the sessions.
     systema::net::EventDispatcher& getEventDispatcher() { return m_oEventDispatcher; }

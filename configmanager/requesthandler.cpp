@@ -49,7 +49,7 @@ EResultCode RequestHandler::call(EOperation a_eOperation, Reader& a_oRequest, Wr
     } catch (...) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "Request %u of %s failed: %s",
                               static_cast<unsigned>(a_eOperation), m_sProgram.c_str(),
-                              zel::error::describeException().c_str());
+                              zel::error::describeException());
         return EResultCode::Failure;
     }
 }

@@ -21,7 +21,7 @@ BusObject::~BusObject()
 void BusObject::logFailedReceiver()
 {
     ZEL_Sysloglevel_error(ZEL_Sysloglevel_registerModul("SystemBus"), here(),
-                          "A receiver of a signal failed: %s", error::describeException().c_str());
+                          "A receiver of a signal failed: %s", error::describeException());
 }
 
 void BusObject::bind(DBus::Connection& a_oConnection)

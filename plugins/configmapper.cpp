@@ -3,6 +3,7 @@
 #include "zel/exception.h"
 #include "zel/log.h"
 
+#include <new>
 #include <utility>
 
 namespace zel {
@@ -48,8 +49,10 @@ bool ConfigMapper::run(const Handler& a_oHandler, const std::string& a_sTable) c
 {
     try {
         return a_oHandler(a_sTable, m_oPlugin);
+    } catch (const std::bad_alloc&) {
+        throw; // it is told again
     } catch (...) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "%s", error::describeException().c_str());
+        ZEL_Sysloglevel_error(m_iModule, here(), "%s", error::describeException());
         return false;
     }
 }

@@ -26,6 +26,7 @@
 #include "zel/daemon.h"
 #include "zel/log.h"
 #include "zel/stopflag.h"
+#include "zel/memory.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -347,6 +348,7 @@ int main(int a_iArgc, char* a_pArgv[])
         const PidFile oPidFile(oOptions);
         raiseDescriptorLimit();
         installSignalHandlers();
+        zel::watchMemory();
         Part<FlashThread> oFlashThread("flash thread", s_iModule);
         try {
             run(oOptions, *oFlashThread);

@@ -1,6 +1,10 @@
 #include "server/mainloop.h"
 
+#include "zel/log.h"
+#include "zel/memory.h"
+
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace zel::cfg {
@@ -13,6 +17,17 @@ constexpr milliseconds c_oPassTime{2000};
 constexpr milliseconds c_oGatherWait{10}; // while notifications are pending
 constexpr int c_iEventsPerPass = 51;
 
+/// Stops the exception that says that memory is out.
+template<typename Function>
+void unlessOutOfMemory(Function a_oFunction)
+{
+    try {
+        a_oFunction();
+    } catch (const std::bad_alloc&) {
+        noteMemoryFailure();
+    }
+}
+
 } // namespace
 
 MainLoop::MainLoop(systema::net::EventDispatcher& a_oEvents, systema::ConfigDispatcher& a_oDispatcher,
@@ -22,13 +37,14 @@ MainLoop::MainLoop(systema::net::EventDispatcher& a_oEvents, systema::ConfigDisp
       m_oDispatcher(a_oDispatcher),
       m_oPersistScript(a_oPersistScript),
       m_oIsStopRequested(std::move(a_oIsStopRequested)),
-      m_oNow(std::move(a_oNow))
+      m_oNow(std::move(a_oNow)),
+      m_iModule(ZEL_Sysloglevel_registerModul("MainLoop"))
 {
 }
 
 void MainLoop::run()
 {
-    m_oDispatcher.tick(m_lChangedTables);
+    unlessOutOfMemory([this] { m_oDispatcher.tick(m_lChangedTables); });
     do {
         runPass();
     } while (!m_oIsStopRequested());
@@ -36,41 +52,59 @@ void MainLoop::run()
 
 void MainLoop::runPass()
 {
-    const bool bNotifications = handleEvents();
+    // Each part by itself: what could not be done for one is not to keep others from their turn.
+    unlessOutOfMemory([this] { handleEvents(); });
     m_oDispatcher.processLocks();
-    if (m_oDispatcher.isLocked()) {
-        return;
+    if (!m_oDispatcher.isLocked()) {
+        finishPass();
     }
-    if (!m_oDispatcher.isTransactionOpen()) {
-        m_oPersistScript.process(false);
-        if (bNotifications) {
-            m_oDispatcher.sendNotifications();
-        }
-    }
-    m_oDispatcher.tick(m_lChangedTables);
+    recover();
 }
 
-bool MainLoop::handleEvents()
+void MainLoop::finishPass()
+{
+    if (!m_oDispatcher.isTransactionOpen()) {
+        const bool bNotifications = m_oDispatcher.hasNotifications();
+        unlessOutOfMemory([this] { m_oPersistScript.process(false); });
+        if (bNotifications) {
+            unlessOutOfMemory([this] { m_oDispatcher.sendNotifications(); });
+        }
+    }
+    unlessOutOfMemory([this] { m_oDispatcher.tick(m_lChangedTables); });
+}
+
+void MainLoop::recover()
+{
+    const bool bShort = isMemoryShort();
+    if (bShort != m_bShort) { // told once, for a shortage may last for many passes
+        m_bShort = bShort;
+        ZEL_Sysloglevel_warning(m_iModule, here(), "%s",
+                                bShort ? "Out of memory: caches are dropped" : "There is memory again");
+    }
+    if (bShort) {
+        recoverMemory();
+    }
+}
+
+void MainLoop::handleEvents()
 {
     const Clock::time_point oEnd = m_oNow() + c_oPassTime;
     // What was changed by the notifications or the ticks of the last pass is not kept waiting either.
     const bool bMayTell = !m_oDispatcher.isLocked() && !m_oDispatcher.isTransactionOpen();
-    bool bNotifications = m_oDispatcher.hasNotifications();
-    bool bGathering = bMayTell && bNotifications;
+    bool bGathering = bMayTell && m_oDispatcher.hasNotifications();
     int iCount = 0;
     for (;;) {
         const auto oLeft = std::chrono::ceil<milliseconds>(oEnd - m_oNow());
         const auto oWait = std::max(milliseconds(0), bGathering ? std::min(oLeft, c_oGatherWait) : oLeft);
         const int iHandled = m_oEvents.handleEvents(static_cast<int>(oWait.count()), oEnd);
         iCount += iHandled;
-        bNotifications = m_oDispatcher.hasNotifications();
-        bGathering = bGathering || bNotifications;
+        bGathering = bGathering || m_oDispatcher.hasNotifications();
         m_oDispatcher.checkTransactionTimeout();
         // A client that only polls would put a save off for the time of many of its requests.
         const bool bPassIsFull = iCount >= c_iEventsPerPass || m_oPersistScript.isDue();
         if (iHandled == 0 || m_oNow() >= oEnd || m_oIsStopRequested() ||
             (bPassIsFull && !m_oDispatcher.isTransactionOpen())) {
-            return bNotifications;
+            return;
         }
     }
 }

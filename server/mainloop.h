@@ -1,8 +1,10 @@
 // The main loop: handles events in passes and, between them, does what concerns all clients: locks, saves,
 // notifications, and the ticks of the plugins.
 //
-// Made by main, which owns everything that it uses. Main thread only. Exceptions of what it calls pass
-// through.
+// What throws for want of memory ends its part of the pass, which is logged once; every cache is dropped
+// then, and the next pass goes on. Other exceptions of what it calls pass through.
+//
+// Made by main, which owns everything that it uses. Main thread only.
 #pragma once
 
 #include "systema/configdispatcher.h"
@@ -29,8 +31,9 @@ public:
     void runPass();
 
 private:
-    /// True when a notification is pending at the end.
-    bool handleEvents();
+    void handleEvents();
+    void finishPass();
+    void recover();
 
     systema::net::EventDispatcher& m_oEvents;
     systema::ConfigDispatcher& m_oDispatcher;
@@ -38,6 +41,8 @@ private:
     const std::function<bool()> m_oIsStopRequested;
     const std::function<Clock::time_point()> m_oNow;
     systema::NameList m_lChangedTables; // by the ticks
+    const int m_iModule;
+    bool m_bShort = false; // of memory, in the last pass
 };
 
 } // namespace zel::cfg

@@ -82,6 +82,12 @@ void IpConntrack::notify(const NameList&)
     getInterfaces();
 }
 
+void IpConntrack::dropCache()
+{
+    m_lRows = {};
+    m_oInterval.expire();
+}
+
 bool IpConntrack::refresh()
 {
     if (!m_oInterval.isOver()) {

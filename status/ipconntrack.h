@@ -11,6 +11,7 @@
 #include "status/singletable.h"
 #include "systema/configpluginbase.h"
 #include "systema/configpublisher.h"
+#include "zel/memory.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,7 +20,7 @@
 
 namespace zel {
 
-class IpConntrack : public SingleTable<Connection>, public systema::IConfigSubscriber
+class IpConntrack : public SingleTable<Connection>, public systema::IConfigSubscriber, public Cache
 {
 public:
     using Connection = zel::Connection;
@@ -48,6 +49,8 @@ public:
     void update(systema::NameList&) override {}
 
     void notify(const systema::NameList& a_changedTables) override;
+    /// The list is read anew when the table is.
+    void dropCache() override;
 
 private:
     /// False, which is logged, when the list cannot be read.

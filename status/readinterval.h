@@ -20,6 +20,8 @@ public:
     }
 
     bool isOver() const { return m_oNow() > m_iLastRead + m_iSeconds; }
+    /// What was read is gone.
+    void expire() { m_iLastRead = 0; }
     void restart() { m_iLastRead = m_oNow(); }
 
 private:

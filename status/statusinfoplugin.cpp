@@ -110,7 +110,7 @@ void StatusInfoPlugin::callAll(const char* a_pName, Operation a_oOperation) cons
             pPlugin->getTableNames(lTables);
             ZEL_Sysloglevel_error(m_iModule, here(), "%s of %s failed: %s", a_pName,
                                   lTables.empty() ? "no table" : lTables[0].c_str(),
-                                  error::describeException().c_str());
+                                  error::describeException());
         }
     }
 }

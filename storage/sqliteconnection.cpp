@@ -107,6 +107,14 @@ void SqliteConnection::close()
     Assert(false == isOpen(), "false == isOpen()");
 }
 
+void SqliteConnection::dropCache()
+{
+    m_oStatements.clear();
+    if (isOpen()) {
+        sqlite3_db_release_memory(m_pDatabase);
+    }
+}
+
 void SqliteConnection::onRollback(void* a_pConnection)
 {
     // Without a transaction it is a failed statement alone that is undone, and what was read before holds.
@@ -144,6 +152,9 @@ EResultCode SqliteConnection::getResultCode(int a_iSqliteCode, const char* a_mes
     Assert(nullptr != a_message, "0 != a_message");
     if (a_iSqliteCode == SQLITE_OK || a_iSqliteCode >= SQLITE_ROW) {
         return EResultCode::Success;
+    }
+    if (a_iSqliteCode == SQLITE_NOMEM) {
+        zel::noteMemoryFailure();
     }
     return logSqliteError(a_iSqliteCode,
                           isOpen() ? sqlite3_errmsg(m_pDatabase) : sqlite3_errstr(a_iSqliteCode), a_message);

@@ -11,6 +11,7 @@
 #include "storage/statementcache.h"
 #include "systema/lists.h"
 #include "systema/protocol.h"
+#include "zel/memory.h"
 
 #include <cstdint>
 #include <memory>
@@ -32,13 +33,13 @@ struct SqliteState
     bool operator==(const SqliteState&) const = default;
 };
 
-class SqliteConnection
+class SqliteConnection : public zel::Cache
 {
 public:
     /// Opens the database <path>/<name>; a_exclusive keeps the file locked from the first use of the
     /// connection to its end, and leaves writing to the disk to the system's own time.
     SqliteConnection(const std::string& a_name, const std::string& a_path, bool a_exclusive);
-    ~SqliteConnection();
+    ~SqliteConnection() override;
     SqliteConnection(const SqliteConnection&) = delete;
     SqliteConnection& operator=(const SqliteConnection&) = delete;
 
@@ -46,6 +47,8 @@ public:
     void open();
     /// Finalizes every statement of the connection, rolls an open transaction back and closes the file.
     void close();
+    /// Forgets the prepared statements, and the pages that are the same in the file.
+    void dropCache() override;
     bool isOpen() const { return m_pDatabase != nullptr; }
     /// True from a begin until it is committed or rolled back, by whomever.
     bool isInTransaction() const;

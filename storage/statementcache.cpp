@@ -18,9 +18,11 @@ SqliteStatement& StatementCache::add(std::string_view a_sText, SqliteStatement a
            (m_lEntries.size() == c_iMaximum || m_iText + a_sText.size() > c_iMaximumText)) {
         dropLast();
     }
+    Entries lNew; // apart, so that nothing of it is kept when memory is out
+    lNew.emplace_front(a_sText, std::move(a_oStatement));
+    m_mByText.emplace(lNew.front().first, lNew.begin());
+    m_lEntries.splice(m_lEntries.begin(), lNew);
     m_iText += a_sText.size();
-    m_lEntries.emplace_front(a_sText, std::move(a_oStatement));
-    m_mByText.emplace(m_lEntries.front().first, m_lEntries.begin());
     return m_lEntries.front().second;
 }
 

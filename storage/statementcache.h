@@ -2,7 +2,7 @@
 //
 // Owned by the connection, which empties it before it is closed. Bounded in the number of statements and in
 // their texts together, which their memory goes by; those unused for longest make room for a new one.
-// Nothing here fails.
+// Nothing here fails but for want of memory, and then nothing was added.
 #pragma once
 
 #include "storage/sqlitestatement.h"

@@ -5,8 +5,10 @@
 #include "zel/assert.h"
 #include "zel/exception.h"
 #include "zel/log.h"
+#include "zel/memory.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace systema {
@@ -63,6 +65,8 @@ bool ConfigDispatcher::attach(const std::string& a_sTable, ConfigPluginBase& a_o
     oTable.m_iPlugin = iPlugin;
     oTable.m_bAttached = true;
     m_lTables.push_back(&oTable);
+    m_lChanged.reserve(m_lTables.size()); // so that what was changed can be noted whatever memory there is
+    m_lWritten.reserve(m_lTables.size());
     return true;
 }
 
@@ -128,10 +132,14 @@ bool ConfigDispatcher::initialize()
 void ConfigDispatcher::tick(NameList& a_changedTables)
 {
     for (const auto& oPlugin : m_lPlugins) {
+        const unsigned long iFailures = zel::countMemoryFailures();
         guarded("tick", [&] {
             oPlugin.m_pPlugin->tick(a_changedTables);
             return EResultCode();
         });
+        if (zel::countMemoryFailures() != iFailures) {
+            recordChanges(oPlugin); // the names of those that have changed may have been lost
+        }
     }
     for (const auto& sTable : a_changedTables) {
         if (Table* pTable = find(sTable)) {
@@ -219,11 +227,16 @@ EResultCode ConfigDispatcher::write(const void* a_handle, const std::string& a_s
         if (m_bLocked) {
             return EResultCode::Locked;
         }
-        const EResultCode eResult = a_oOperation(*pluginOf(a_oTable).m_pPlugin);
-        if (eResult == EResultCode::Success) {
-            recordWrite(a_handle, a_oTable);
+        try {
+            const EResultCode eResult = a_oOperation(*pluginOf(a_oTable).m_pPlugin);
+            if (eResult == EResultCode::Success) {
+                recordWrite(a_handle, a_oTable);
+            }
+            return eResult;
+        } catch (...) {
+            recordWrite(a_handle, a_oTable); // it may have been done before memory was out
+            throw;
         }
-        return eResult;
     });
 }
 
@@ -235,7 +248,7 @@ EResultCode ConfigDispatcher::guarded(const char* a_pWhat, Operation a_oOperatio
         return a_oOperation();
     } catch (...) {
         ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s failed: %s", a_pWhat,
-                              zel::error::describeException().c_str());
+                              zel::error::describeException());
         return EResultCode::Failure;
     }
 }
@@ -467,9 +480,9 @@ void ConfigDispatcher::endTransaction()
 void ConfigDispatcher::loseTransaction(const char* a_pReason)
 {
     const void* pOwner = m_pTransactionOwner;
+    m_oLost.insert(pOwner); // first: what it writes next would be written without a transaction
     ZEL_Sysloglevel_warning(m_iModule, zel::here(), "The open transaction is rolled back: %s", a_pReason);
     rollback();
-    m_oLost.insert(pOwner);
     if (m_pObserver != nullptr) {
         m_pObserver->transactionLost(pOwner, a_pReason);
     }
@@ -540,14 +553,28 @@ void ConfigDispatcher::recordWrite(const void* a_handle, Table& a_oTable)
     }
 }
 
-void ConfigDispatcher::recordChange(Table& a_oTable)
+void ConfigDispatcher::addChanged(Table& a_oTable)
 {
-    ++a_oTable.m_iVersion;
     if (!std::exchange(a_oTable.m_bChanged, true)) {
         m_lChanged.push_back(&a_oTable);
     }
+}
+
+void ConfigDispatcher::recordChange(Table& a_oTable)
+{
+    ++a_oTable.m_iVersion;
+    addChanged(a_oTable);
     if (m_pPersistScript != nullptr && pluginOf(a_oTable).m_pPlugin->isPersistent()) {
         m_pPersistScript->markChanged();
+    }
+}
+
+void ConfigDispatcher::recordChanges(const Plugin& a_oPlugin)
+{
+    for (Table* pTable : m_lTables) {
+        if (&pluginOf(*pTable) == &a_oPlugin) {
+            recordChange(*pTable);
+        }
     }
 }
 
@@ -588,15 +615,11 @@ bool ConfigDispatcher::hasSubscriber(const std::string& a_sTable) const
 
 void ConfigDispatcher::sendNotifications()
 {
-    struct Delivery
-    {
-        IConfigSubscriber* m_pSubscriber;
-        std::vector<const Table*> m_lTables;
-    };
+    // Memory may be out at any step: until all is put together nothing is taken from the list of changes, and
+    // what a subscriber could not be told goes back there. To be told twice does no harm.
     std::vector<Delivery> lDeliveries;
     std::unordered_map<IConfigSubscriber*, std::size_t> mIndex;
-    for (Table* pTable : std::exchange(m_lChanged, {})) {
-        pTable->m_bChanged = false;
+    for (Table* pTable : m_lChanged) {
         for (IConfigSubscriber* pSubscriber : pTable->m_lSubscribers) {
             const auto [it, bNew] = mIndex.try_emplace(pSubscriber, lDeliveries.size());
             if (bNew) {
@@ -605,20 +628,38 @@ void ConfigDispatcher::sendNotifications()
             lDeliveries[it->second].m_lTables.push_back(pTable);
         }
     }
-    for (const auto& [pSubscriber, lTables] : lDeliveries) {
-        NameList lNames;
-        for (const Table* pTable : lTables) {
-            if (pTable->hasSubscriber(pSubscriber)) { // it may have left, and be gone, since
-                lNames.add(pTable->m_sName);
-            }
+    for (Table* pTable : m_lChanged) {
+        pTable->m_bChanged = false;
+    }
+    m_lChanged.clear();
+    for (const auto& oDelivery : lDeliveries) {
+        try {
+            deliver(oDelivery);
+        } catch (const std::bad_alloc&) {
+            zel::noteMemoryFailure();
+            std::ranges::for_each(oDelivery.m_lTables, [this](Table* a_pTable) { addChanged(*a_pTable); });
         }
-        if (!lNames.empty()) {
-            m_oStatistics.m_iNotifications += static_cast<unsigned>(lNames.size());
-            guarded("notify", [&, pTold = pSubscriber] {
-                pTold->notify(lNames);
-                return EResultCode();
-            });
+    }
+}
+
+void ConfigDispatcher::deliver(const Delivery& a_oDelivery)
+{
+    NameList lNames;
+    for (const Table* pTable : a_oDelivery.m_lTables) {
+        if (pTable->hasSubscriber(a_oDelivery.m_pSubscriber)) { // it may have left, and be gone, since
+            lNames.add(pTable->m_sName);
         }
+    }
+    if (lNames.empty()) {
+        return;
+    }
+    try {
+        a_oDelivery.m_pSubscriber->notify(lNames);
+        m_oStatistics.m_iNotifications += static_cast<unsigned>(lNames.size());
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (...) {
+        ZEL_Sysloglevel_error(m_iModule, zel::here(), "notify failed: %s", zel::error::describeException());
     }
 }
 

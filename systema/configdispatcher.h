@@ -212,6 +212,13 @@ private:
         }
     };
 
+    /// What one subscriber is to be told.
+    struct Delivery
+    {
+        IConfigSubscriber* m_pSubscriber;
+        std::vector<Table*> m_lTables;
+    };
+
     Table* find(const std::string& a_sTable);
     const Table* find(const std::string& a_sTable) const;
     Plugin& pluginOf(const Table& a_oTable) { return m_lPlugins[a_oTable.m_iPlugin]; }
@@ -226,7 +233,10 @@ private:
     template<typename Operation>
     EResultCode guarded(const char* a_pWhat, Operation a_oOperation);
     void recordWrite(const void* a_handle, Table& a_oTable);
+    void addChanged(Table& a_oTable);
     void recordChange(Table& a_oTable);
+    void recordChanges(const Plugin& a_oPlugin);
+    void deliver(const Delivery& a_oDelivery);
     bool isLost(const void* a_handle) const;
     EResultCode rollback();
     void loseTransaction(const char* a_pReason);
@@ -244,7 +254,7 @@ private:
 
     const void* m_pTransactionOwner = nullptr;
     Clock::time_point m_oTransactionStart;
-    std::vector<Table*> m_lWritten;          // by the open transaction, told only when it commits
+    std::vector<Table*> m_lWritten;          // by the open transaction, told when it commits; room for all
     std::unordered_set<const void*> m_oLost; // owners that have not yet ended the transaction they lost
     std::optional<long> m_oTimeout;
     long m_iDefaultTimeout = c_iInitialTransactionTimeout;
@@ -255,7 +265,7 @@ private:
     bool m_bLockWanted = false;
     bool m_bLocked = false;
 
-    std::vector<Table*> m_lChanged;
+    std::vector<Table*> m_lChanged; // has room for all
 
     zel::cfg::PersistScript* m_pPersistScript = nullptr;
     Statistics m_oStatistics;

@@ -14,7 +14,8 @@ public:
     virtual ~IConfigSubscriber() = default;
 
     /// Called on the main thread while notifications are sent. What it writes is told on the next pass.
-    /// It may subscribe and unsubscribe anyone, itself included. An exception is logged and goes no further.
+    /// It may subscribe and unsubscribe anyone, itself included. An exception is logged and goes no further;
+    /// after std::bad_alloc it is told again with the next notifications.
     virtual void notify(const NameList& a_changedTables) = 0;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -10,6 +11,7 @@ namespace systema::net {
 
 namespace {
 
+constexpr std::chrono::milliseconds c_oRetry{100};     // of a timer for which memory was out
 constexpr std::chrono::milliseconds c_oTimersTime{50}; // after which events have their turn
 
 std::uint32_t toEpoll(unsigned a_iFlags)
@@ -36,6 +38,15 @@ bool EventDispatcher::registerHandler(int a_iFd, unsigned a_iFlags, IEventHandle
     const std::uint32_t iEvents = toEpoll(a_iFlags);
     auto it = m_mRegistrations.find(a_iFd);
     const bool bKnown = it != m_mRegistrations.end();
+    if (!bKnown) {
+        // First, so that nothing is listened to whose handler is not known.
+        try {
+            it = m_mRegistrations.try_emplace(a_iFd).first;
+        } catch (const std::bad_alloc&) {
+            errno = ENOMEM;
+            return false;
+        }
+    }
     if (bKnown && it->second.m_pHandler == a_pHandler && it->second.m_iEvents == iEvents) {
         return true;
     }
@@ -44,9 +55,12 @@ bool EventDispatcher::registerHandler(int a_iFd, unsigned a_iFlags, IEventHandle
     oEvent.events = iEvents;
     oEvent.data.u64 = static_cast<std::uint64_t>(iGeneration) << 32 | static_cast<std::uint32_t>(a_iFd);
     if (::epoll_ctl(m_oEpoll.get(), bKnown ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, a_iFd, &oEvent) != 0) {
+        if (!bKnown) {
+            m_mRegistrations.erase(it);
+        }
         return false;
     }
-    m_mRegistrations[a_iFd] = {a_pHandler, iGeneration, iEvents};
+    it->second = {a_pHandler, iGeneration, iEvents};
     return true;
 }
 
@@ -80,7 +94,13 @@ int EventDispatcher::runTimers()
     while (!m_bPassEnds && !m_mTimers.empty() && m_mTimers.begin()->first <= oLast &&
            (iCount == 0 || m_oNow() < oEnd)) {
         auto oTimer = m_mTimers.extract(m_mTimers.begin());
-        oTimer.mapped()();
+        try {
+            oTimer.mapped()();
+        } catch (const std::bad_alloc&) {
+            oTimer.key().first = m_oNow() + c_oRetry;
+            m_mTimers.insert(std::move(oTimer)); // needs no memory
+            throw;
+        }
         ++iCount;
     }
     return iCount;

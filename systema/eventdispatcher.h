@@ -43,12 +43,13 @@ public:
     explicit EventDispatcher(std::function<Clock::time_point()> a_oNow = &Clock::now);
 
     /// Waits for events of the descriptor; registering it again changes what it waits for.
-    /// False (with errno) when the system refuses the descriptor.
+    /// False (with errno) when the system refuses the descriptor, or memory is out; then nothing has changed.
     [[nodiscard]] bool registerHandler(int a_iFd, unsigned a_iFlags, IEventHandler* a_pHandler);
     /// Forgets the descriptor; call it before the descriptor is closed. Unknown descriptors are ignored.
     void unregisterHandler(int a_iFd);
 
-    /// Calls the function once when the time is over. The id cancels it; an id that has run is ignored.
+    /// Calls the function once when the time is over. The id cancels it; an id that has run is ignored. A
+    /// function that throws std::bad_alloc is called again a little later.
     TimerId startTimer(std::chrono::milliseconds a_oDelay, std::function<void()> a_oFunction);
     void cancelTimer(TimerId a_oId);
 
@@ -65,9 +66,9 @@ public:
 private:
     struct Registration
     {
-        IEventHandler* m_pHandler;
-        unsigned m_iGeneration; // tells a descriptor from an earlier one of the same number
-        unsigned m_iEvents;
+        IEventHandler* m_pHandler = nullptr;
+        unsigned m_iGeneration = 0; // tells a descriptor from an earlier one of the same number
+        unsigned m_iEvents = 0;
     };
 
     int runTimers();

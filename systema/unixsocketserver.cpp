@@ -142,8 +142,9 @@ void UnixSocketAcceptor::pause(int a_iError)
         ZEL_Sysloglevel_error(m_iModule, zel::here(), "Accepting connections pauses: %s",
                               std::strerror(a_iError));
     }
-    m_oEventDispatcher.unregisterHandler(m_oServer.getFd());
+    // The timer first, for which memory may be out: without it nobody would be accepted any more.
     m_oPause = m_oEventDispatcher.startTimer(c_oAcceptPause, [this] { resume(); });
+    m_oEventDispatcher.unregisterHandler(m_oServer.getFd());
 }
 
 void UnixSocketAcceptor::resume()

@@ -4,7 +4,7 @@
 
 namespace zel::error {
 
-std::string describeException()
+const char* describeException() noexcept
 {
     try {
         throw;

@@ -1,6 +1,9 @@
 #include "server/mainloop.h"
 
+#include "tests/logof.h"
+#include "tests/unit/systema/dispatcherfixture.h"
 #include "tests/unit/systema/recordingplugin.h"
+#include "zel/memory.h"
 
 #include <gmock/gmock.h>
 
@@ -122,6 +125,44 @@ TEST_F(MainLoopTest, TimersKeepEventsWaitingForTheirTimeAtMost)
     m_oEvents.handleEvents(0);
     EXPECT_EQ(1U, m_lHandled.size());
     EXPECT_LE(m_oNow, 100ms);
+}
+
+TEST_F(MainLoopTest, WantOfMemoryEndsAPartOfThePassAndNotTheDaemon)
+{
+    struct Kept : Cache
+    {
+        void dropCache() override { ++m_iDropped; }
+        int m_iDropped = 0;
+    } oKept;
+    int iRuns = 0;
+    m_oEvents.startTimer(0ms, [&] {
+        if (++iRuns == 1) {
+            throw std::bad_alloc();
+        }
+    });
+    Subscriber oSubscriber;
+    oSubscriber.m_oWhenTold = [&] {
+        if (oKept.m_iDropped < 2) {
+            throw std::bad_alloc();
+        }
+    };
+    m_oDispatcher.subscribe(oSubscriber, {"Table"});
+    m_oDispatcher.insertRow(this, "Table", {});
+    const auto lLog = logLinesOf([&] {
+        timeOfPass();
+        EXPECT_EQ(1, oKept.m_iDropped);
+        EXPECT_THAT(m_lCalls, Contains("plugin.tick"));
+        timeOfPass();
+        timeOfPass(); // told at last
+        m_oNow += 1s;
+        timeOfPass();
+    });
+    EXPECT_EQ(2, iRuns) << "a timer that could not do its work comes again";
+    EXPECT_EQ(3U, oSubscriber.take().size()) << "who could not be told is told again";
+    EXPECT_EQ(2, oKept.m_iDropped);
+    ASSERT_EQ(2U, lLog.size());
+    EXPECT_THAT(lLog[0], testing::EndsWith("Out of memory: caches are dropped"));
+    EXPECT_THAT(lLog[1], testing::EndsWith("There is memory again"));
 }
 
 } // namespace
