@@ -97,6 +97,9 @@ Outcome bareUpdate(const Effort& a_oEffort);
 /// From the reply to an update to the last subscriber's event, in milliseconds.
 Outcome notifyOne(const Effort& a_oEffort);
 Outcome notifyHundred(const Effort& a_oEffort);
+/// The longest wait for a tick while eight clients send requests, and with a transaction open, in seconds.
+Outcome ticksUnderLoad(const Effort& a_oEffort);
+Outcome ticksInTransaction(const Effort& a_oEffort);
 /// From the start of the process to the first answer, in milliseconds.
 Outcome start(const Effort& a_oEffort);
 
