@@ -75,13 +75,17 @@ void MainLoop::finishPass()
 
 void MainLoop::recover()
 {
-    const bool bShort = isMemoryShort();
-    if (bShort != m_bShort) { // told once, for a shortage may last for many passes
-        m_bShort = bShort;
-        ZEL_Sysloglevel_warning(m_iModule, here(), "%s",
-                                bShort ? "Out of memory: caches are dropped" : "There is memory again");
+    // Told once, for a shortage may last for many passes.
+    const bool bWasShort = std::exchange(m_bShort, isMemoryShort());
+    if (m_bShort && !bWasShort) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "Out of memory: caches are dropped");
+    } else if (bWasShort && !m_bShort) {
+        ZEL_Sysloglevel_info(m_iModule, here(), "There is memory again");
+        if (m_oDispatcher.connectionOpened()) {
+            m_oDispatcher.open(this); // what could not be opened again after a dump
+        }
     }
-    if (bShort) {
+    if (m_bShort) {
         recoverMemory();
     }
 }

@@ -79,6 +79,9 @@ void SqliteConnection::open()
     const int ret = sqlite3_open_v2((m_sPath + "/" + m_sName).c_str(), &m_pDatabase,
                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                                     m_bExclusive ? getJournalVfs() : nullptr);
+    if (ret == SQLITE_NOMEM) {
+        zel::noteMemoryFailure();
+    }
     if (ret != SQLITE_OK) {
         sqlite3_close(std::exchange(m_pDatabase, nullptr));
     }

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <new>
 #include <poll.h>
 #include <span>
 #include <spawn.h>
@@ -175,7 +176,7 @@ int run(const char* a_pCommand, Output& a_oOutput, zel::UniqueFd a_oInto,
 
 int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_iSize,
                         std::chrono::milliseconds a_oCeiling)
-{
+try {
     const bool bBuffer = a_pOutput && a_iSize > 0;
     std::span<char> aRoom = bBuffer ? std::span(a_pOutput, a_iSize - 1) : std::span<char>();
     const int iResult = zel::executeCommand(
@@ -190,6 +191,11 @@ int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_i
         *aRoom.data() = '\0';
     }
     return iResult;
+} catch (const std::bad_alloc&) { // it may be called by a thread that no exception may leave
+    if (a_pOutput && a_iSize > 0) {
+        *a_pOutput = '\0';
+    }
+    return c_iExecuteFailed;
 }
 
 int zel::executeCommand(const std::string& a_sCommand, const std::function<void(std::string_view)>& a_oOutput,
