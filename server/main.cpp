@@ -17,6 +17,7 @@
 #include "server/sqlitedump.h"
 #include "status/statusinfoplugin.h"
 #include "storage/databasefiles.h"
+#include "storage/databaselimit.h"
 #include "storage/directorylock.h"
 #include "storage/sqliteplugin.h"
 #include "systema/configdispatcher.h"
@@ -174,9 +175,10 @@ class Databases
 public:
     explicit Databases(const std::string& a_sPath) : m_oLock(a_sPath, systema::DirectoryLock::EMode::Shared)
     {
+        const auto iLimit = systema::readDatabaseLimit(a_sPath);
         for (const auto& oFile : systema::c_aDatabaseFiles) {
             m_lPlugins.emplace_back(oFile.m_pName, a_sPath, oFile.m_pName, oFile.m_bUseTransactions,
-                                    oFile.m_bPersistent, oFile.m_bExclusive);
+                                    oFile.m_bPersistent, oFile.m_bExclusive, iLimit);
         }
     }
 

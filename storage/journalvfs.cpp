@@ -1,11 +1,17 @@
 #include "storage/journalvfs.h"
 
+#include "zel/log.h"
+#include "zel/uniquefd.h"
+
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <new>
+#include <sys/stat.h>
+#include <utility>
 
 namespace systema {
 
@@ -24,7 +30,9 @@ struct Journal;
 struct Database final : File
 {
     Journal* m_pJournal = nullptr; // while it is open
+    bool m_bLacksSpace = false;    // seen since it was asked for last
 
+    int write(const void* a_pBytes, int a_iSize, sqlite3_int64 a_iOffset);
     /// Must succeed before the file is changed.
     int flushJournal();
 };
@@ -38,8 +46,13 @@ struct Journal final : File
     /// Keeps the bytes when it fails: pages in SQLite's cache may have to be restored from them.
     int flush();
     void discard();
+    /// Brings the file to the size of the reserve: it grows with a large transaction, and can be smaller when
+    /// the disk was full. Errors change nothing for SQLite.
+    void settle();
 
     Database* m_pDatabase = nullptr; // while it is open
+    const char* m_pPath = nullptr;
+    sqlite3_int64 m_iFileSize = 0;
     std::unique_ptr<char[]> m_pBuffer;
     int m_iSize = 0;             // of what waits
     sqlite3_int64 m_iStart = 0;  // its place in the file
@@ -47,11 +60,25 @@ struct Journal final : File
 
 private:
     sqlite3_int64 getEnd() const { return m_iStart + m_iSize; }
-    int writeReal(const void* a_pBytes, int a_iSize, sqlite3_int64 a_iOffset)
-    {
-        return m_pReal->pMethods->xWrite(m_pReal, a_pBytes, a_iSize, a_iOffset);
-    }
+    int writeReal(const void* a_pBytes, int a_iSize, sqlite3_int64 a_iOffset);
 };
+
+/// True when the file has its reserve.
+bool reserve(const char* a_pPath)
+{
+    const zel::UniqueFd oFile(::open(a_pPath, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    return oFile && ::posix_fallocate(oFile.get(), 0, c_iJournalReserve) == 0;
+}
+
+int Database::write(const void* a_pBytes, int a_iSize, sqlite3_int64 a_iOffset)
+{
+    int iCode = flushJournal();
+    if (iCode == SQLITE_OK) {
+        iCode = m_pReal->pMethods->xWrite(m_pReal, a_pBytes, a_iSize, a_iOffset);
+        m_bLacksSpace = m_bLacksSpace || iCode == SQLITE_FULL;
+    }
+    return iCode;
+}
 
 int Database::flushJournal()
 {
@@ -63,6 +90,26 @@ int Database::flushJournal()
     const int iCode = m_pJournal->flush();
     m_pJournal->m_bRollingBack = iCode != SQLITE_OK;
     return iCode;
+}
+
+int Journal::writeReal(const void* a_pBytes, int a_iSize, sqlite3_int64 a_iOffset)
+{
+    const int iCode = m_pReal->pMethods->xWrite(m_pReal, a_pBytes, a_iSize, a_iOffset);
+    if (iCode == SQLITE_OK) {
+        m_iFileSize = std::max(m_iFileSize, a_iOffset + a_iSize);
+    } else if (iCode == SQLITE_FULL && m_pDatabase != nullptr) {
+        m_pDatabase->m_bLacksSpace = true;
+    }
+    return iCode;
+}
+
+void Journal::settle()
+{
+    if ((m_iFileSize > c_iJournalReserve &&
+         m_pReal->pMethods->xTruncate(m_pReal, c_iJournalReserve) == SQLITE_OK) ||
+        (m_iFileSize < c_iJournalReserve && reserve(m_pPath))) {
+        m_iFileSize = c_iJournalReserve;
+    }
 }
 
 int Journal::flush()
@@ -85,7 +132,11 @@ int Journal::write(const void* a_pBytes, int a_iSize, sqlite3_int64 a_iOffset)
 {
     if (a_iOffset == 0 && a_iSize == c_iZeroedHeaderSize) {
         discard(); // the transaction is over
-        return writeReal(a_pBytes, a_iSize, a_iOffset);
+        const int iCode = writeReal(a_pBytes, a_iSize, a_iOffset);
+        if (iCode == SQLITE_OK) {
+            settle();
+        }
+        return iCode;
     }
     m_bRollingBack = false;
     if (a_iOffset != getEnd() || a_iSize > c_iBufferSize - m_iSize) {
@@ -126,8 +177,14 @@ int Journal::truncate(sqlite3_int64 a_iSize)
     if (a_iSize == 0) {
         discard();
     }
-    const int iCode = flush();
-    return iCode == SQLITE_OK ? m_pReal->pMethods->xTruncate(m_pReal, a_iSize) : iCode;
+    int iCode = flush();
+    if (iCode == SQLITE_OK) {
+        iCode = m_pReal->pMethods->xTruncate(m_pReal, a_iSize);
+    }
+    if (iCode == SQLITE_OK) {
+        m_iFileSize = a_iSize;
+    }
+    return iCode;
 }
 
 int Journal::getSize(sqlite3_int64* a_pSize) const
@@ -207,7 +264,9 @@ constexpr sqlite3_io_methods makeDatabaseMethods(int a_iVersion)
     oMethods.iVersion = a_iVersion;
     oMethods.xClose = closeDatabase;
     oMethods.xRead = c_pPass<&Io::xRead>;
-    oMethods.xWrite = c_pInOrder<&Io::xWrite>;
+    oMethods.xWrite = [](sqlite3_file* a_pFile, const void* a_pBytes, int a_iSize, sqlite3_int64 a_iOffset) {
+        return database(a_pFile).write(a_pBytes, a_iSize, a_iOffset);
+    };
     oMethods.xTruncate = c_pInOrder<&Io::xTruncate>;
     oMethods.xSync = c_pInOrder<&Io::xSync>;
     oMethods.xFileSize = c_pPass<&Io::xFileSize>;
@@ -292,6 +351,8 @@ int openFile(sqlite3_vfs* a_pVfs, const char* a_pName, sqlite3_file* a_pFile, in
         if (iCode == SQLITE_OK) {
             oJournal.m_pDatabase = &database(sqlite3_database_file_object(a_pName));
             oJournal.m_pDatabase->m_pJournal = &oJournal;
+            oJournal.m_pPath = a_pName;
+            oJournal.m_pReal->pMethods->xFileSize(oJournal.m_pReal, &oJournal.m_iFileSize);
         }
         oJournal.pMethods = iCode == SQLITE_OK ? &c_oJournalMethods : nullptr;
         return iCode;
@@ -320,6 +381,27 @@ const char* getJournalVfs()
     static Vfs s_oVfs;
     static const char* s_pName = registerVfs(s_oVfs);
     return s_pName;
+}
+
+void reserveJournal(sqlite3* a_pDatabase)
+{
+    const char* pPath = sqlite3_filename_journal(sqlite3_db_filename(a_pDatabase, "main"));
+    if (!reserve(pPath)) {
+        static const int c_iModule = ZEL_Sysloglevel_registerModul("SQLiteWrap");
+        ZEL_Sysloglevel_error(c_iModule, zel::here(), "%s: no space for what keeps %d KiB for a full disk",
+                              pPath, c_iJournalReserve / 1024);
+    }
+}
+
+bool takeLackOfSpace(sqlite3* a_pDatabase)
+{
+    sqlite3_file* pFile = nullptr;
+    sqlite3_file_control(a_pDatabase, "main", SQLITE_FCNTL_FILE_POINTER, &pFile);
+    const bool bOurs = pFile != nullptr &&
+                       std::ranges::any_of(c_aDatabaseMethods, [&](const sqlite3_io_methods& a_oMethods) {
+                           return pFile->pMethods == &a_oMethods;
+                       });
+    return bOurs && std::exchange(database(pFile).m_bLacksSpace, false);
 }
 
 } // namespace systema

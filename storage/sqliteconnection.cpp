@@ -5,9 +5,12 @@
 #include "systema/rowfiller.h"
 #include "zel/assert.h"
 #include "zel/log.h"
+#include "zel/stopflag.h"
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <cstring>
 #include <sstream>
 #include <utility>
 
@@ -39,23 +42,18 @@ EResultCode mapCode(int a_iSqliteCode)
     }
 }
 
-EResultCode readFirst(ValueList& a_row, SqliteStatement& a_oStatement)
-{
-    if (a_oStatement.step() != SQLITE_ROW) {
-        return EResultCode::NoRow;
-    }
-    RowFiller oSink(a_row, a_oStatement.getColumns());
-    a_oStatement.readRow(oSink);
-    return EResultCode::Success;
-}
+constexpr std::uint64_t c_iSparePages = 64; // behind the limit
+constexpr std::uint64_t c_iMiB = 1024 * 1024;
 
 } // namespace
 
-SqliteConnection::SqliteConnection(const std::string& a_name, const std::string& a_path, bool a_exclusive)
+SqliteConnection::SqliteConnection(const std::string& a_name, const std::string& a_path, bool a_exclusive,
+                                   std::uint64_t a_iLimit)
     : m_iModule(ZEL_Sysloglevel_registerModul("SQLiteWrap")),
       m_bExclusive(a_exclusive),
       m_sName(a_name),
-      m_sPath(a_path)
+      m_sPath(a_path),
+      m_iLimit(a_iLimit)
 {
     open();
 }
@@ -76,13 +74,18 @@ void SqliteConnection::open()
     [[maybe_unused]] static const int c_iConfigured =
         sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) | sqlite3_config(SQLITE_CONFIG_COVERING_INDEX_SCAN, 0);
     // One thread uses the connection, so SQLite need not lock it at every call.
-    const int ret = sqlite3_open_v2((m_sPath + "/" + m_sName).c_str(), &m_pDatabase,
+    const std::string sFile = m_sPath + "/" + m_sName;
+    const int ret = sqlite3_open_v2(sFile.c_str(), &m_pDatabase,
                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                                     m_bExclusive ? getJournalVfs() : nullptr);
     if (ret == SQLITE_NOMEM) {
         zel::noteMemoryFailure();
     }
     if (ret != SQLITE_OK) {
+        const int iCause = sqlite3_system_errno(m_pDatabase);
+        ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s: %s%s%s", sFile.c_str(),
+                              sqlite3_errmsg(m_pDatabase), iCause == 0 ? "" : ": ",
+                              iCause == 0 ? "" : std::strerror(iCause));
         sqlite3_close(std::exchange(m_pDatabase, nullptr));
     }
     Assert(ret == 0, "ret == 0");
@@ -91,7 +94,15 @@ void SqliteConnection::open()
         exec("PRAGMA synchronous = OFF;");
     }
     exec("PRAGMA foreign_keys = ON;");
+    // Reads the file, which undoes what a killed process left half done. Only now is the size of its pages
+    // known.
+    readNumber("PRAGMA page_count");
+    limitSize();
+    if (m_bExclusive) {
+        reserveJournal(m_pDatabase);
+    }
     guardDatabase(m_pDatabase);
+    limitStatements(m_pDatabase);
     sqlite3_rollback_hook(m_pDatabase, onRollback, this);
     Assert(true == isOpen(), "true == isOpen()");
 }
@@ -115,6 +126,45 @@ void SqliteConnection::dropCache()
     m_oStatements.clear();
     if (isOpen()) {
         sqlite3_db_release_memory(m_pDatabase);
+    }
+}
+
+int SqliteConnection::readNumber(const char* a_sql) const
+{
+    sqlite3_stmt* pPrepared = nullptr;
+    const int iCode = query(a_sql, &pPrepared);
+    SqliteStatement oStatement(pPrepared);
+    return iCode == SQLITE_OK && oStatement.step() == SQLITE_ROW ? oStatement.readNumber() : 0;
+}
+
+void SqliteConnection::limitSize()
+{
+    m_iMostPages = 0;
+    m_oGrowth.reset();
+    const int iPageSize = readNumber("PRAGMA page_size");
+    if (m_iLimit > 0 && iPageSize > 0) {
+        m_iMostPages = std::max<std::uint64_t>(m_iLimit / static_cast<unsigned>(iPageSize), 1);
+        allowGrowth(EGrowth::UpToLimit);
+    }
+}
+
+void SqliteConnection::allowGrowth(EGrowth a_eGrowth) const
+{
+    if (m_iMostPages == 0 || !isOpen() || m_oGrowth == a_eGrowth) {
+        return;
+    }
+    // In a file that is larger already SQLite takes what there is.
+    const std::string sPages =
+        std::to_string(m_iMostPages + (a_eGrowth == EGrowth::Beyond ? c_iSparePages : 0));
+    SqlText oText(std::string::npos);
+    oText.sql("PRAGMA max_page_count = ").sql(sPages);
+    RunningStatement pStatement;
+    int iCode = prepare(oText, pStatement);
+    if (iCode == SQLITE_OK) {
+        iCode = pStatement->step();
+    }
+    if (getResultCode(iCode, "limit") == EResultCode::Success) {
+        m_oGrowth = a_eGrowth;
     }
 }
 
@@ -159,8 +209,31 @@ EResultCode SqliteConnection::getResultCode(int a_iSqliteCode, const char* a_mes
     if (a_iSqliteCode == SQLITE_NOMEM) {
         zel::noteMemoryFailure();
     }
-    return logSqliteError(a_iSqliteCode,
-                          isOpen() ? sqlite3_errmsg(m_pDatabase) : sqlite3_errstr(a_iSqliteCode), a_message);
+    return logSqliteError(a_iSqliteCode, describe(a_iSqliteCode).c_str(), a_message);
+}
+
+std::string SqliteConnection::describe(int a_iSqliteCode) const
+{
+    if (!isOpen()) {
+        return sqlite3_errstr(a_iSqliteCode);
+    }
+    if (sqlite3_errcode(m_pDatabase) == a_iSqliteCode && a_iSqliteCode == SQLITE_INTERRUPT) {
+        return m_sName + ": the statement is undone, " +
+               (zel::isStopRequested()
+                    ? "for the daemon is to stop"
+                    : "for it ran for " + std::to_string(SqliteStatement::c_oDeadline.count()) + " seconds");
+    }
+    if (sqlite3_errcode(m_pDatabase) == a_iSqliteCode && a_iSqliteCode == SQLITE_FULL) {
+        return takeLackOfSpace(m_pDatabase) || m_iMostPages == 0
+                   ? m_sName + ": no space left in " + m_sPath
+                   : m_sName + " has reached its limit of " + std::to_string(m_iLimit / c_iMiB) + " MiB";
+    }
+    return sqlite3_errmsg(m_pDatabase);
+}
+
+bool SqliteConnection::isEnded(int a_iSqliteCode)
+{
+    return a_iSqliteCode == SQLITE_INTERRUPT || a_iSqliteCode == SQLITE_NOMEM;
 }
 
 EResultCode SqliteConnection::logSqliteError(int a_iSqliteCode, const char* a_pDetail,
@@ -226,11 +299,29 @@ EResultCode SqliteConnection::prepare(const SqlText& a_oText, RunningStatement& 
                                          : getResultCode(prepare(a_oText, a_pStatement), a_pOperation);
 }
 
-EResultCode SqliteConnection::select(ValueList& a_row, const SqlText& a_oText) const
+EResultCode SqliteConnection::readFirst(ValueList& a_row, SqliteStatement& a_oStatement) const
+{
+    const int iCode = a_oStatement.step();
+    if (iCode != SQLITE_ROW) {
+        return isEnded(iCode) ? getResultCode(iCode, "selectSql") : EResultCode(EResultCode::NoRow);
+    }
+    RowFiller oSink(a_row, a_oStatement.getColumns());
+    a_oStatement.readRow(oSink);
+    return EResultCode::Success;
+}
+
+EResultCode SqliteConnection::select(ValueList& a_row, const SqlText& a_oText,
+                                     std::vector<StoredCell>* a_pCells) const
 {
     RunningStatement pStatement;
-    const EResultCode eCode = prepare(a_oText, pStatement, "selectSql");
-    return eCode != EResultCode::Success ? eCode : readFirst(a_row, *pStatement);
+    EResultCode eCode = prepare(a_oText, pStatement, "selectSql");
+    if (eCode == EResultCode::Success) {
+        eCode = readFirst(a_row, *pStatement);
+    }
+    if (eCode == EResultCode::Success && a_pCells != nullptr) {
+        *a_pCells = pStatement->copyCells();
+    }
+    return eCode;
 }
 
 EResultCode SqliteConnection::selectSql(ValueList& a_row, const char* a_sql) const

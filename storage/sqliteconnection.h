@@ -1,8 +1,11 @@
 // One SQLite database file held open: running statements on it and mapping SQLite's results.
 //
 // Base of SqliteWrapper; used on the one thread that dispatches requests. Every failure is a result code
-// with its lines in the log module "SQLiteWrap"; only a file that cannot be opened is an assertion. While
-// closed, and on a file that is damaged or gone, there are result codes as well. Nothing waits for a lock.
+// with its lines in the log module "SQLiteWrap"; only a file that cannot be opened is an assertion, after a
+// line with its path. While closed, and on a file that is damaged or gone, there are result codes as well.
+// Nothing waits for a lock. No statement takes longer than its deadline (see SqliteStatement), a begin,
+// commit or rollback aside, which have no loop. A change that is ended by the deadline, or for which there is
+// no space, may take the open transaction with it: isInTransaction tells.
 //
 // Statements are kept prepared while the file is locked for this connection alone.
 #pragma once
@@ -15,8 +18,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -37,8 +42,11 @@ class SqliteConnection : public zel::Cache
 {
 public:
     /// Opens the database <path>/<name>; a_exclusive keeps the file locked from the first use of the
-    /// connection to its end, and leaves writing to the disk to the system's own time.
-    SqliteConnection(const std::string& a_name, const std::string& a_path, bool a_exclusive);
+    /// connection to its end, leaves writing to the disk to the system's own time, and keeps some disk space
+    /// with which what does not grow can be changed on a full disk. The file does not grow beyond a_iLimit
+    /// bytes, 0 for no limit.
+    SqliteConnection(const std::string& a_name, const std::string& a_path, bool a_exclusive,
+                     std::uint64_t a_iLimit = 0);
     ~SqliteConnection() override;
     SqliteConnection(const SqliteConnection&) = delete;
     SqliteConnection& operator=(const SqliteConnection&) = delete;
@@ -61,14 +69,16 @@ public:
     /// Prepares the first statement of such a text; returns SQLite's code (21 while closed). On success the
     /// caller finalizes the statement, but not after close().
     int query(const char* a_sql, sqlite3_stmt** a_statement) const;
-    /// Appends the first row of the result of such a text. 0; 10 when no row comes; else getResultCode.
+    /// Appends the first row of the result of such a text. 0; 10 when no row comes; 1 when it was ended; else
+    /// getResultCode.
     EResultCode selectSql(ValueList& a_row, const char* a_sql) const;
     EResultCode startTransaction() { return exec("BEGIN IMMEDIATE"); }
     EResultCode commitTransaction() { return exec("COMMIT"); }
     EResultCode rollbackTransaction() { return exec("ROLLBACK"); }
 
     /// Maps a code of SQLite: 0, and 100 and above, is success; any other is logged with SQLite's message
-    /// and then, mapped, under a_message.
+    /// and then, mapped, under a_message. Where SQLite's message leaves open what to do about it the log has
+    /// our own: after the deadline, at the limit, and on a full disk.
     EResultCode getResultCode(int a_iSqliteCode, const char* a_message) const;
     /// Logs "<message> failed with error: <code>" and returns the code.
     EResultCode logError(const char* a_message, const EResultCode& a_code) const;
@@ -85,6 +95,18 @@ protected:
     bool isAlone() const { return m_bAlone; }
     sqlite3* getDatabase() const { return m_pDatabase; }
 
+    enum class EGrowth
+    {
+        UpToLimit,
+        Beyond, // by little: to delete rows may take new pages, too
+    };
+
+    /// Sets how large the next change may make the file. No kept statement may run.
+    void allowGrowth(EGrowth a_eGrowth) const;
+
+    /// True for the code of a statement that was ended before it was through, which tells nothing of rows.
+    static bool isEnded(int a_iSqliteCode);
+
     /// Logs the syntax error that the piece would have been; 8.
     EResultCode logSyntaxError(std::string_view a_sPiece, const char* a_pOperation) const;
     /// 0 when the text may be prepared; else the logged code of what is wrong with it.
@@ -94,14 +116,20 @@ protected:
     /// All of that, logged under the operation.
     EResultCode prepare(const SqlText& a_oText, RunningStatement& a_pStatement,
                         const char* a_pOperation) const;
-    /// Appends the first row. 0, 10, or what prevents the preparation, logged as "selectSql".
-    EResultCode select(ValueList& a_row, const SqlText& a_oText) const;
+    /// Appends the first row, and its cells as they are stored. 0; 10; 1 when it was ended, or what prevents
+    /// the preparation, logged as "selectSql".
+    EResultCode select(ValueList& a_row, const SqlText& a_oText,
+                       std::vector<StoredCell>* a_pCells = nullptr) const;
     /// Runs a change; failures are logged as "exec".
     EResultCode execute(const SqlText& a_oText) const;
 
 private:
     static void onRollback(void* a_pConnection);
 
+    void limitSize();
+    int readNumber(const char* a_sql) const;
+    EResultCode readFirst(ValueList& a_row, SqliteStatement& a_oStatement) const;
+    std::string describe(int a_iSqliteCode) const;
     EResultCode logSqliteError(int a_iSqliteCode, const char* a_pDetail, const char* a_message) const;
 
     int m_iModule;
@@ -109,6 +137,9 @@ private:
     bool m_bExclusive;
     std::string m_sName;
     std::string m_sPath;
+    std::uint64_t m_iLimit;                   // bytes
+    std::uint64_t m_iMostPages = 0;           // of the open file, 0 for no limit
+    mutable std::optional<EGrowth> m_oGrowth; // what SQLite knows of
     bool m_bAlone = false;
     std::uint64_t m_iConnection = 0;
     std::uint64_t m_iRollbacks = 0;

@@ -11,6 +11,7 @@ namespace systema {
 namespace {
 
 constexpr std::array<std::string_view, 3> c_aFunctions = {"count", "last_insert_rowid", "like"};
+constexpr std::string_view c_sSizePragma = "max_page_count";
 constexpr std::string_view c_sInternal = "sqlite_"; // prefix of the tables that SQLite keeps for itself
 
 bool isAllowed(int a_iAction, const char* a_pFirst, const char* a_pSecond, bool a_bInSchema)
@@ -29,6 +30,8 @@ bool isAllowed(int a_iAction, const char* a_pFirst, const char* a_pSecond, bool 
         return a_bInSchema || std::ranges::find(c_aFunctions, a_pSecond) != c_aFunctions.end();
     case SQLITE_RECURSIVE:
         return a_bInSchema;
+    case SQLITE_PRAGMA:
+        return c_sSizePragma == a_pFirst;
     default:
         return false;
     }

@@ -2,15 +2,14 @@
 
 #include "zel/assert.h"
 
-#include <utility>
-
 using zel::error::Assert;
 
 namespace systema {
 
 SqlitePlugin::SqlitePlugin(const std::string& a_directory, const std::string& a_fileName,
-                           bool a_useTransactions, bool a_persistent, bool a_exclusive)
-    : m_oDatabase(a_fileName, a_directory, a_exclusive),
+                           bool a_useTransactions, bool a_persistent, bool a_exclusive,
+                           std::uint64_t a_iLimit)
+    : m_oDatabase(a_fileName, a_directory, a_exclusive, a_iLimit),
       m_bUseTransactions(a_useTransactions),
       m_bPersistent(a_persistent)
 {
@@ -28,9 +27,8 @@ EResultCode SqlitePlugin::write(const void* a_handle, Change a_oChange)
     if (!canWrite(a_handle)) {
         return EResultCode::Busy;
     }
-    // A full file system or a conflict clause of the schema may make SQLite end a transaction by itself; what
-    // follows must not be written as if it had never begun.
-    return m_bBegun && !m_oDatabase.isInTransaction() ? EResultCode(EResultCode::Failure) : a_oChange();
+    // What follows must not be written as if the transaction had never begun.
+    return hasLostTransaction() ? EResultCode(EResultCode::Failure) : a_oChange();
 }
 
 void SqlitePlugin::open(const void* a_handle)
@@ -145,7 +143,9 @@ EResultCode SqlitePlugin::rollbackTransaction(const void* a_handle)
 /// Ends the transaction; true when SQLite has rolled it back already.
 bool SqlitePlugin::endsLost()
 {
-    return std::exchange(m_bBegun, false) && !m_oDatabase.isInTransaction();
+    const bool bLost = hasLostTransaction();
+    m_bBegun = false;
+    return bLost;
 }
 
 EResultCode SqlitePlugin::openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,

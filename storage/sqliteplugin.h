@@ -10,6 +10,7 @@
 #include "systema/rowsource.h"
 #include "systema/storedtables.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -18,15 +19,15 @@ namespace systema {
 class SqlitePlugin : public ConfigPluginBase, public IRowSource, public IStoredTables
 {
 public:
-    /// Opens the database file at once. Without a_useTransactions each write is committed on its own.
+    /// Opens the database file at once. Without a_useTransactions each write is committed on its own. The
+    /// file does not grow beyond a_iLimit bytes, 0 for no limit.
     SqlitePlugin(const std::string& a_directory, const std::string& a_fileName, bool a_useTransactions,
-                 bool a_persistent, bool a_exclusive);
+                 bool a_persistent, bool a_exclusive, std::uint64_t a_iLimit = 0);
 
     /// The file name.
     const std::string& getName() const { return m_oDatabase.getName(); }
     /// True when no connection holds the write lock or the handle is the one that does.
     bool canWrite(const void* a_handle) const;
-    bool endsLost();
     /// The database, as long as the plugin lives.
     SqliteWrapper& getDatabase() { return m_oDatabase; }
     const SqliteWrapper& getDatabase() const { return m_oDatabase; }
@@ -64,8 +65,10 @@ public:
                          const std::string& a_table, unsigned int a_first, unsigned int a_count,
                          const NameList& a_columns) override;
     bool usesTransactions() const override { return m_bUseTransactions; }
+    bool hasLostTransaction() const override { return m_bBegun && !m_oDatabase.isInTransaction(); }
 
 private:
+    bool endsLost();
     template<typename Change>
     EResultCode write(const void* a_handle, Change a_oChange);
 

@@ -35,8 +35,9 @@ EResultCode SqliteRowCursor::fetch(IRowSink& a_oSink)
     if (m_oStatement && isOvertaken()) {
         finish(EResultCode::Busy);
     }
+    const auto oDeadline = SqliteStatement::Clock::now() + SqliteStatement::c_oDeadline;
     while (m_oStatement) {
-        const int iCode = m_oStatement->step();
+        const int iCode = m_oStatement->step(oDeadline);
         if (m_oStatement->wasPreparedAgain()) { // after a change of the schema by another connection
             finish(EResultCode::Busy);
         } else if (iCode == SQLITE_DONE) {

@@ -1,8 +1,11 @@
 #include "storage/sqlitestatement.h"
 
 #include "storage/sqlitetype.h"
+#include "zel/stopflag.h"
 
 #include <sqlite3.h>
+
+#include <new>
 
 namespace systema {
 
@@ -23,7 +26,29 @@ int numberOf(sqlite3_value* a_pCell, int a_iCellType)
                : SqliteType::setValueType(textOf(a_pCell), EDataType::Integer).getInteger();
 }
 
+constexpr int c_iInstructions = 1000; // of SQLite's machine, some 20 us, between two looks at the clock
+
+struct Step
+{
+    sqlite3_stmt* m_pStatement = nullptr;
+    SqliteStatement::Clock::time_point m_oDeadline{};
+};
+
+constinit thread_local Step s_oStep{}; // the one that is being made
+
+extern "C" int mustEnd(void*)
+{
+    // A statement that has just ended is asked for as well; what it has changed is there to stay.
+    return s_oStep.m_pStatement != nullptr && sqlite3_stmt_busy(s_oStep.m_pStatement) != 0 &&
+           (zel::isStopRequested() || SqliteStatement::Clock::now() >= s_oStep.m_oDeadline);
+}
+
 } // namespace
+
+void limitStatements(sqlite3* a_pDatabase)
+{
+    sqlite3_progress_handler(a_pDatabase, c_iInstructions, mustEnd, nullptr);
+}
 
 void SqliteStatement::Finalize::operator()(sqlite3_stmt* a_pStatement) const
 {
@@ -41,6 +66,8 @@ int SqliteStatement::bind(const SqlText& a_oText)
                 sqlite3_bind_text64(get(), iParameter, pText->data(), pText->size(), nullptr, SQLITE_UTF8);
         } else if (const auto* pNumber = std::get_if<std::int64_t>(&oBinding)) {
             iCode = sqlite3_bind_int64(get(), iParameter, *pNumber);
+        } else if (const auto* pCell = std::get_if<const sqlite3_value*>(&oBinding)) {
+            iCode = sqlite3_bind_value(get(), iParameter, *pCell);
         }
         if (iCode != SQLITE_OK) {
             break;
@@ -49,9 +76,12 @@ int SqliteStatement::bind(const SqlText& a_oText)
     return iCode;
 }
 
-int SqliteStatement::step()
+int SqliteStatement::step(Clock::time_point a_oDeadline)
 {
-    return sqlite3_step(get());
+    s_oStep = {get(), a_oDeadline};
+    const int iCode = sqlite3_step(get());
+    s_oStep = {};
+    return iCode;
 }
 
 void SqliteStatement::reset()
@@ -90,6 +120,19 @@ void SqliteStatement::readRow(IRowSink& a_oSink)
             a_oSink.addText(textOf(pCell));
         }
     }
+}
+
+std::vector<StoredCell> SqliteStatement::copyCells()
+{
+    const int iCount = sqlite3_column_count(get());
+    std::vector<StoredCell> lCells;
+    for (int i = 0; i < iCount; ++i) {
+        lCells.emplace_back(sqlite3_value_dup(sqlite3_column_value(get(), i)));
+        if (lCells.back() == nullptr) {
+            throw std::bad_alloc();
+        }
+    }
+    return lCells;
 }
 
 int SqliteStatement::readNumber()

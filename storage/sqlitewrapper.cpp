@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -20,12 +22,34 @@ constexpr std::size_t c_iUpdateLimit = 8192;
 
 constexpr std::string_view c_sNotZeroId = " AND Id != 0";
 
-/// Nobody may create a row with Id 0, by whichever of the names that SQLite knows the column under.
-bool isRowId(const std::string& a_sColumn)
+bool isSameName(const std::string& a_sOne, const std::string& a_sOther)
 {
-    constexpr std::array c_aNames = {"Id", "rowid", "oid", "_rowid_"};
-    return std::ranges::any_of(
-        c_aNames, [&](const char* a_pName) { return sqlite3_stricmp(a_pName, a_sColumn.c_str()) == 0; });
+    return sqlite3_stricmp(a_sOne.c_str(), a_sOther.c_str()) == 0;
+}
+
+/// A name that SQLite knows the row's number under where no column has it.
+bool isAlias(const std::string& a_sColumn)
+{
+    constexpr std::array c_aNames = {"rowid", "oid", "_rowid_"};
+    return std::ranges::any_of(c_aNames, [&](const char* a_pName) { return isSameName(a_pName, a_sColumn); });
+}
+
+/// True for what an integer column stores as 0.
+bool isZero(const Value& a_oValue)
+{
+    if (a_oValue.getType() != EDataType::Text) {
+        return a_oValue.getType() != EDataType::Null && a_oValue.getInteger() == 0;
+    }
+    const char* pText = a_oValue.getText().c_str();
+    char* pEnd = nullptr;
+    const double dNumber = std::strtod(pText, &pEnd);
+    return pEnd != pText && dNumber == 0 && std::strspn(pEnd, " \t\n\v\f\r") == std::strlen(pEnd);
+}
+
+/// True also for what is no number.
+bool startsWithZero(const Value& a_oValue)
+{
+    return a_oValue.getInteger() == 0 || isZero(a_oValue);
 }
 
 bool isZeroId(const std::string& a_keyColumn, const std::string& a_keyValue)
@@ -66,6 +90,9 @@ EResultCode SqliteWrapper::getSchema(ColumnList& a_columns, const std::string& a
         return eCode;
     }
     const int iCode = pStatement->step();
+    if (isEnded(iCode)) {
+        return getResultCode(iCode, "getSchema");
+    }
     for (const auto& [sName, eType] : pStatement->getColumns()) {
         a_columns.add(sName, eType);
     }
@@ -80,18 +107,35 @@ EResultCode SqliteWrapper::getSize(unsigned int& a_size, const std::string& a_ta
     SqlText oText(c_iTableLimit);
     oText.sql("SELECT COUNT(*) FROM ").name(a_table);
     unsigned int iCount = 0;
-    {
-        RunningStatement pStatement;
-        const EResultCode eCode = prepare(oText, pStatement, "getSize");
-        if (eCode != EResultCode::Success) {
-            return eCode;
-        }
-        if (pStatement->step() == SQLITE_ROW) {
-            iCount = static_cast<unsigned int>(pStatement->readNumber());
-        }
+    unsigned int iHidden = 0;
+    bool bHides = false;
+    EResultCode eCode = count(iCount, oText);
+    if (eCode == EResultCode::Success && iCount != 0) {
+        eCode = findZeroIdRow(bHides, a_table);
     }
-    a_size = iCount != 0 && hasZeroIdRow(a_table) ? iCount - 1 : iCount;
-    return EResultCode::Success;
+    if (eCode == EResultCode::Success && bHides) {
+        SqlText oHidden(c_iStatementLimit);
+        oHidden.sql("SELECT COUNT(*) FROM ").name(a_table).sql(" WHERE Id = 0");
+        eCode = count(iHidden, oHidden);
+    }
+    if (eCode == EResultCode::Success) {
+        a_size = iCount - iHidden;
+    }
+    return eCode;
+}
+
+EResultCode SqliteWrapper::count(unsigned int& a_iCount, const SqlText& a_oText) const
+{
+    RunningStatement pStatement;
+    const EResultCode eCode = prepare(a_oText, pStatement, "getSize");
+    if (eCode != EResultCode::Success) {
+        return eCode;
+    }
+    const int iCode = pStatement->step();
+    if (iCode == SQLITE_ROW) {
+        a_iCount = static_cast<unsigned int>(pStatement->readNumber());
+    }
+    return isEnded(iCode) ? getResultCode(iCode, "getSize") : EResultCode();
 }
 
 SqliteWrapper::ELookup SqliteWrapper::lookUp(const std::string& a_table)
@@ -117,7 +161,12 @@ SqliteWrapper::ELookup SqliteWrapper::lookUp(const std::string& a_table)
     if (eCode != EResultCode::Success) {
         return ELookup::Failed;
     }
-    if (pStatement->step() != SQLITE_ROW) {
+    const int iCode = pStatement->step();
+    if (isEnded(iCode)) {
+        getResultCode(iCode, "hasTable");
+        return ELookup::Failed;
+    }
+    if (iCode != SQLITE_ROW) {
         return ELookup::Missing;
     }
     if (isAlone()) {
@@ -133,18 +182,47 @@ bool SqliteWrapper::hasTable(const std::string& a_table)
 
 bool SqliteWrapper::hasZeroIdRow(const std::string& a_table)
 {
+    bool bExists = false;
+    return findZeroIdRow(bExists, a_table) == EResultCode::Success && bExists;
+}
+
+EResultCode SqliteWrapper::findZeroIdRow(bool& a_bExists, const std::string& a_table)
+{
     const SqliteState oState = getState();
     if (const auto oKnown = m_oFacts.getZeroIdRow(a_table, oState)) {
-        return *oKnown;
+        a_bExists = *oKnown;
+        return EResultCode::Success;
     }
     ValueList oRow;
     const EResultCode eCode = selectKey(oRow, a_table, "Id", "0", {"Id"});
-    const bool bExists = eCode == EResultCode::Success;
-    // A read that failed answers as if there were no row; that is not worth remembering.
-    if (bExists || (eCode == EResultCode::NoRow && sqlite3_errcode(getDatabase()) == SQLITE_OK)) {
-        m_oFacts.setZeroIdRow(a_table, oState, bExists);
+    a_bExists = eCode == EResultCode::Success;
+    if (eCode == EResultCode::Failure) {
+        return eCode;
     }
-    return bExists;
+    // A read that failed answers as if there were no row; that is not worth remembering.
+    if (a_bExists || (eCode == EResultCode::NoRow && sqlite3_errcode(getDatabase()) == SQLITE_OK)) {
+        m_oFacts.setZeroIdRow(a_table, oState, a_bExists);
+    }
+    return EResultCode::Success;
+}
+
+bool SqliteWrapper::setsId(const std::string& a_table, const ValueList& a_values,
+                           bool (*a_pIsSuch)(const Value&))
+{
+    return std::ranges::any_of(a_values, [&](const auto& a_oEntry) {
+        return a_pIsSuch(a_oEntry.second) && isRowId(a_table, a_oEntry.first);
+    });
+}
+
+bool SqliteWrapper::isRowId(const std::string& a_table, const std::string& a_sColumn)
+{
+    if (!isAlias(a_sColumn)) {
+        return isSameName(a_sColumn, "Id");
+    }
+    ColumnList lColumns;
+    getSchema(lColumns, a_table);
+    return std::ranges::none_of(
+        lColumns, [&](const auto& a_oColumn) { return isSameName(a_oColumn.first, a_sColumn); });
 }
 
 EResultCode SqliteWrapper::lastInsertID(int& a_id) const
@@ -169,20 +247,24 @@ EResultCode SqliteWrapper::deleteAll(const std::string& a_table)
     }
     SqlText oText(c_iTableLimit);
     oText.sql("DELETE FROM ").name(a_table).sql(" WHERE Id != 0");
+    allowGrowth(EGrowth::Beyond);
     return execute(oText);
 }
 
-SqlText SqliteWrapper::rangeText(const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                                 const NameList& a_columns)
+EResultCode SqliteWrapper::makeRange(SqlText& a_oText, const std::string& a_table, unsigned int a_first,
+                                     unsigned int a_count, const NameList& a_columns)
 {
-    const std::uint64_t iOffset = std::uint64_t{a_first} + (hasZeroIdRow(a_table) ? 1 : 0);
-    SqlText oText(c_iStatementLimit);
-    oText.sql("SELECT ").columns(a_columns).sql(" FROM ").name(a_table);
-    // Positions are those of the natural order, also when an index holds all the wanted columns: otherwise
-    // the row skipped as the one with Id 0 would be another.
-    oText.uncounted(" NOT INDEXED");
-    oText.sql(" LIMIT ").number(iOffset).sql(",").number(a_count);
-    return oText;
+    bool bHides = false;
+    const EResultCode eCode = findZeroIdRow(bHides, a_table);
+    a_oText.sql("SELECT ").columns(a_columns).sql(" FROM ").name(a_table);
+    // Positions are those of the natural order, also when an index holds all the wanted columns.
+    a_oText.uncounted(" NOT INDEXED");
+    if (bHides) {
+        a_oText.uncounted(
+            " WHERE Id IS NOT 0"); // where the column allows NULL a row with it is one like others
+    }
+    a_oText.sql(" LIMIT ").number(a_first).sql(",").number(a_count);
+    return eCode;
 }
 
 EResultCode SqliteWrapper::selectRow(ValueList& a_row, const std::string& a_table, unsigned int a_position,
@@ -191,7 +273,9 @@ EResultCode SqliteWrapper::selectRow(ValueList& a_row, const std::string& a_tabl
     if (!hasTable(a_table)) {
         return logError("selectRow", EResultCode::NoTable);
     }
-    return select(a_row, rangeText(a_table, a_position, 1, a_columns));
+    SqlText oText(c_iStatementLimit);
+    const EResultCode eCode = makeRange(oText, a_table, a_position, 1, a_columns);
+    return eCode != EResultCode::Success ? eCode : select(a_row, oText);
 }
 
 EResultCode SqliteWrapper::openRows(std::unique_ptr<IRowCursor>& a_cursor, const std::string& a_table,
@@ -200,8 +284,11 @@ EResultCode SqliteWrapper::openRows(std::unique_ptr<IRowCursor>& a_cursor, const
     if (!hasTable(a_table)) {
         return logError("selectRow", EResultCode::NoTable);
     }
-    const SqlText oText = rangeText(a_table, a_first, a_count, a_columns);
-    EResultCode eCode = check(oText, "selectSql");
+    SqlText oText(c_iStatementLimit);
+    EResultCode eCode = makeRange(oText, a_table, a_first, a_count, a_columns);
+    if (eCode == EResultCode::Success) {
+        eCode = check(oText, "selectSql");
+    }
     if (eCode != EResultCode::Success) {
         return eCode;
     }
@@ -239,9 +326,7 @@ EResultCode SqliteWrapper::insertRow(const std::string& a_table, const ValueList
     if (!hasTable(a_table)) {
         return logError("insertRow", EResultCode::NoTable);
     }
-    if (std::ranges::any_of(a_values, [](const auto& a_oEntry) {
-            return isRowId(a_oEntry.first) && a_oEntry.second.getInteger() == 0;
-        })) {
+    if (setsId(a_table, a_values, startsWithZero)) {
         return logError("insertRow", EResultCode::Constraint);
     }
     if (a_values.empty()) {
@@ -250,6 +335,7 @@ EResultCode SqliteWrapper::insertRow(const std::string& a_table, const ValueList
     SqlText oText(c_iStatementLimit);
     oText.sql("INSERT INTO ").name(a_table).sql(" ( ").names(a_values);
     oText.sql(" ) VALUES ( ").values(a_values).sql(" )");
+    allowGrowth(EGrowth::UpToLimit);
     return execute(oText);
 }
 
@@ -265,14 +351,13 @@ EResultCode SqliteWrapper::updateRow(const std::string& a_table, unsigned int a_
     if (!hasTable(a_table)) {
         return logError("updateRow", EResultCode::NoTable);
     }
-    ValueList oRow;
-    const EResultCode eCode = selectRow(oRow, a_table, a_position, {});
-    if (eCode != EResultCode::Success) {
-        return eCode;
+    if (setsId(a_table, a_values, isZero)) {
+        return logError("updateRow", EResultCode::Constraint);
     }
     SqlText oText(c_iUpdateLimit);
-    oText.sql("UPDATE ").name(a_table).sql(" SET ").assignments(a_values).sql(" WHERE ").conditions(oRow);
-    return execute(oText);
+    oText.sql("UPDATE ").name(a_table).sql(" SET ").assignments(a_values);
+    allowGrowth(EGrowth::UpToLimit);
+    return changeByPosition(oText, a_table, a_position);
 }
 
 EResultCode SqliteWrapper::deleteRow(const std::string& a_table, unsigned int a_position)
@@ -280,21 +365,38 @@ EResultCode SqliteWrapper::deleteRow(const std::string& a_table, unsigned int a_
     if (!hasTable(a_table)) {
         return logError("deleteRow", EResultCode::NoTable);
     }
+    SqlText oText(c_iStatementLimit);
+    oText.sql("DELETE FROM ").name(a_table);
+    allowGrowth(EGrowth::Beyond);
+    return changeByPosition(oText, a_table, a_position);
+}
+
+EResultCode SqliteWrapper::changeByPosition(SqlText& a_oChange, const std::string& a_table,
+                                            unsigned int a_position)
+{
+    SqlText oText(c_iStatementLimit);
+    EResultCode eCode = makeRange(oText, a_table, a_position, 1, {});
     ValueList oRow;
-    const EResultCode eCode = selectRow(oRow, a_table, a_position, {});
+    std::vector<StoredCell> lCells;
+    if (eCode == EResultCode::Success) {
+        eCode = select(oRow, oText, &lCells);
+    }
     if (eCode != EResultCode::Success) {
         return eCode;
     }
-    SqlText oText(c_iStatementLimit);
-    oText.sql("DELETE FROM ").name(a_table).sql(" WHERE ").conditions(oRow);
-    return execute(oText);
+    a_oChange.sql(" WHERE ").conditions(oRow, lCells);
+    return execute(a_oChange);
 }
 
 EResultCode SqliteWrapper::updateKey(const std::string& a_table, const std::string& a_keyColumn,
                                      const std::string& a_keyValue, const ValueList& a_values)
 {
+    if (!isZeroId(a_keyColumn, a_keyValue) && hasTable(a_table) && setsId(a_table, a_values, isZero)) {
+        return logError("updateKey", EResultCode::Constraint);
+    }
     SqlText oText(c_iUpdateLimit);
     oText.sql("UPDATE ").name(a_table).sql(" SET ").assignments(a_values);
+    allowGrowth(EGrowth::UpToLimit);
     return changeByKey("updateKey", oText, a_table, a_keyColumn, a_keyValue);
 }
 
@@ -303,6 +405,7 @@ EResultCode SqliteWrapper::deleteKey(const std::string& a_table, const std::stri
 {
     SqlText oText(c_iStatementLimit);
     oText.sql("DELETE FROM ").name(a_table);
+    allowGrowth(EGrowth::Beyond);
     return changeByKey("deleteKey", oText, a_table, a_keyColumn, a_keyValue);
 }
 
@@ -345,9 +448,11 @@ std::optional<EResultCode> SqliteWrapper::changeAtOnce(const SqlText& a_oChange)
     if (iCode == SQLITE_DONE && sqlite3_total_changes64(getDatabase()) != iChanges) {
         return EResultCode::Success;
     }
-    // Only rows with the key break constraints. And what ended the transaction must not be tried again
-    // outside of it. Any other failure may have come before a row was looked for.
-    if (iCode == SQLITE_CONSTRAINT || sqlite3_get_autocommit(getDatabase()) != iAutocommit) {
+    // Only rows with the key break constraints. What was ended would take as long again. And what ended the
+    // transaction must not be tried again outside of it. Any other failure may have come before a row was
+    // looked for.
+    if (iCode == SQLITE_CONSTRAINT || isEnded(iCode) ||
+        sqlite3_get_autocommit(getDatabase()) != iAutocommit) {
         return getResultCode(iCode, "exec");
     }
     return std::nullopt;

@@ -58,9 +58,10 @@ public:
     EResultCode insertRow(const std::string& a_table, const ValueList& a_values);
     /// The same, and reports the new row's id.
     EResultCode insertKey(int& a_id, const std::string& a_table, const ValueList& a_values);
-    /// Changes every row that equals the one at the position. 0; 10 past the end.
+    /// Changes every row that equals the one at the position. 0; 6 for Id 0; 10 past the end.
     EResultCode updateRow(const std::string& a_table, unsigned int a_position, const ValueList& a_values);
-    /// Changes every row with the key. 0; 4 for the key Id 0; 10 when there is none.
+    /// Changes every row with the key. 0; 4 for the key Id 0; 6 for Id 0 as the new one; 10 when there is
+    /// none.
     EResultCode updateKey(const std::string& a_table, const std::string& a_keyColumn,
                           const std::string& a_keyValue, const ValueList& a_values);
     /// Deletes every row that equals the one at the position. 0; 10 past the end.
@@ -78,8 +79,18 @@ private:
     };
 
     ELookup lookUp(const std::string& a_table);
-    SqlText rangeText(const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                      const NameList& a_columns);
+    /// Reads the one number of a result; what is not read counts nothing.
+    EResultCode count(unsigned int& a_iCount, const SqlText& a_oText) const;
+    /// hasZeroIdRow, or 1 when that could not be found out.
+    EResultCode findZeroIdRow(bool& a_bExists, const std::string& a_table);
+    /// True when one of the values is such a one for the Id, by whichever of the column's names.
+    bool setsId(const std::string& a_table, const ValueList& a_values, bool (*a_pIsSuch)(const Value&));
+    bool isRowId(const std::string& a_table, const std::string& a_sColumn);
+    /// Makes the text that reads a range of rows. 0, or 1 when the table's hidden row could not be found out.
+    EResultCode makeRange(SqlText& a_oText, const std::string& a_table, unsigned int a_first,
+                          unsigned int a_count, const NameList& a_columns);
+    /// Ends an update or delete by position; a_oChange lacks only its condition.
+    EResultCode changeByPosition(SqlText& a_oChange, const std::string& a_table, unsigned int a_position);
     /// Ends an update or delete by key; a_oChange lacks only its condition.
     EResultCode changeByKey(const char* a_pOperation, SqlText& a_oChange, const std::string& a_table,
                             const std::string& a_keyColumn, const std::string& a_keyValue);

@@ -83,22 +83,30 @@ SqlText& SqlText::key(const std::string& a_sKey)
     return bind(sKey.size() + 2, sKey);
 }
 
-SqlText& SqlText::value(const Value& a_oValue)
+SqlText::Rendered SqlText::render(const Value& a_oValue)
 {
     switch (a_oValue.getType()) {
     case EDataType::Text: {
         const std::string_view sText = printed(a_oValue.getText());
-        return bind(SqliteString::replace(sText, "'", "''").size() + 2, sText);
+        return {SqliteString::replace(sText, "'", "''").size() + 2, sText};
     }
     case EDataType::Integer: {
         const int iNumber = a_oValue.getInteger();
-        return bind(std::to_string(iNumber).size(), std::int64_t{iNumber});
+        return {std::to_string(iNumber).size(), std::int64_t{iNumber}};
     }
-    case EDataType::Unsigned:
-        return number(a_oValue.getUnsigned());
+    case EDataType::Unsigned: {
+        const unsigned iNumber = a_oValue.getUnsigned();
+        return {std::to_string(iNumber).size(), std::int64_t{iNumber}};
+    }
     default:
-        return bind(std::string_view("NULL").size(), std::monostate());
+        return {std::string_view("NULL").size(), std::monostate()};
     }
+}
+
+SqlText& SqlText::value(const Value& a_oValue)
+{
+    const Rendered oRendered = render(a_oValue);
+    return bind(oRendered.m_iLength, oRendered.m_oBinding);
 }
 
 template<typename List, typename Put>
@@ -134,15 +142,14 @@ SqlText& SqlText::assignments(const ValueList& a_lValues)
                 [this](const auto& a_oEntry) { name(a_oEntry.first).sql(" = ").value(a_oEntry.second); });
 }
 
-SqlText& SqlText::conditions(const ValueList& a_lValues)
+SqlText& SqlText::conditions(const ValueList& a_lValues, std::span<const StoredCell> a_lCells)
 {
-    return join(a_lValues, " AND ", [this](const auto& a_oEntry) {
-        name(a_oEntry.first);
-        if (a_oEntry.second.getType() == EDataType::Null) {
-            sql(" IS NULL");
-        } else {
-            sql(" = ").value(a_oEntry.second);
-        }
+    auto itCell = a_lCells.begin();
+    return join(a_lValues, " AND ", [&](const auto& a_oEntry) {
+        const bool bNull = a_oEntry.second.getType() == EDataType::Null;
+        const std::string_view sOperator = bNull ? " IS " : " = "; // of the plain text
+        name(a_oEntry.first).uncounted(" IS ");
+        bind(sOperator.size() + render(a_oEntry.second).m_iLength, (itCell++)->get());
     });
 }
 

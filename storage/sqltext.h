@@ -7,10 +7,12 @@
 // names and values put in must outlive it. Nothing here fails: the owner asks isTooLong() and getRefused().
 #pragma once
 
+#include "storage/storedcell.h"
 #include "systema/lists.h"
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -21,7 +23,7 @@ namespace systema {
 class SqlText
 {
 public:
-    using Binding = std::variant<std::monostate, std::int64_t, std::string_view>;
+    using Binding = std::variant<std::monostate, std::int64_t, std::string_view, const sqlite3_value*>;
 
     /// A text of at most a_iLimit characters.
     explicit SqlText(std::size_t a_iLimit) : m_iLimit(a_iLimit) { m_sPrepared.reserve(128); }
@@ -43,8 +45,9 @@ public:
     SqlText& values(const ValueList& a_lValues);
     /// "A = 1, B = 'two'"
     SqlText& assignments(const ValueList& a_lValues);
-    /// "A = 1 AND B = 'two' AND C IS NULL"
-    SqlText& conditions(const ValueList& a_lValues);
+    /// "A = 1 AND B = 'two' AND C IS NULL" of a row as it is read; what is compared are its cells as they are
+    /// stored, which hold what a value cannot.
+    SqlText& conditions(const ValueList& a_lValues, std::span<const StoredCell> a_lCells);
 
     std::size_t getLimit() const { return m_iLimit; }
     /// Characters of the plain text; once it is too long no more are counted.
@@ -59,6 +62,14 @@ public:
 private:
     /// Counts a piece of the plain text; false when it does not fit any more.
     bool count(std::size_t a_iLength);
+    /// A value as it is bound, with its length in the plain text.
+    struct Rendered
+    {
+        std::size_t m_iLength;
+        Binding m_oBinding;
+    };
+
+    static Rendered render(const Value& a_oValue);
     /// Puts a "?" for a value that is a_iLength characters long in the plain text.
     SqlText& bind(std::size_t a_iLength, Binding a_oBinding);
     SqlText& value(const Value& a_oValue);

@@ -210,7 +210,11 @@ EResultCode ConfigDispatcher::access(const void* a_handle, const std::string& a_
     if (isLost(a_handle)) {
         return EResultCode::Failure;
     }
-    return a_oOperation(*pTable);
+    const EResultCode eResult = a_oOperation(*pTable);
+    if (isTransactionOpen() && pluginOf(*pTable).hasLostTransaction()) {
+        loseUndoneTransaction();
+    }
+    return eResult;
 }
 
 template<typename Operation>
@@ -400,6 +404,7 @@ EResultCode ConfigDispatcher::startTransaction(const void* a_handle)
 EResultCode ConfigDispatcher::commitTransaction(const void* a_handle)
 {
     Assert(0 != a_handle, "0 != a_handle");
+    loseUndoneTransaction();
     if (m_oLost.erase(a_handle) > 0 || m_pTransactionOwner != a_handle) {
         return EResultCode::Failure;
     }
@@ -485,6 +490,14 @@ void ConfigDispatcher::loseTransaction(const char* a_pReason)
     rollback();
     if (m_pObserver != nullptr) {
         m_pObserver->transactionLost(pOwner, a_pReason);
+    }
+}
+
+void ConfigDispatcher::loseUndoneTransaction()
+{
+    // The other databases must not keep their part of it.
+    if (isTransactionOpen() && std::ranges::any_of(m_lPlugins, &Plugin::hasLostTransaction)) {
+        loseTransaction("a statement failed in a way that undoes all of it");
     }
 }
 

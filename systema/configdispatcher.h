@@ -195,6 +195,7 @@ private:
         std::set<std::string> m_lRefused = {}; // names that another plugin has, logged already
 
         bool isUndoneByRollback() const { return m_pStored != nullptr && m_pStored->usesTransactions(); }
+        bool hasLostTransaction() const { return m_pStored != nullptr && m_pStored->hasLostTransaction(); }
     };
 
     struct Table
@@ -240,6 +241,8 @@ private:
     bool isLost(const void* a_handle) const;
     EResultCode rollback();
     void loseTransaction(const char* a_pReason);
+    /// Gives up the open transaction when a plugin has undone its part by itself.
+    void loseUndoneTransaction();
     void endTransaction();
     void releaseOwner();
     void applyLock();

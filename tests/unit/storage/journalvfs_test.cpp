@@ -144,9 +144,14 @@ TEST_F(JournalVfsTest, aFullDiskRollsBack)
                 GTEST_SKIP() << "may not mount a file system";
             }
             create(iRows);
+            if (iRows == c_iFew) { // would be done with the reserve
+                oDisk.fill(iFree);
+            }
             SqliteConnection oConnection = connect();
             EXPECT_EQ(getRound(oConnection), 0);
-            oDisk.fill(iFree);
+            if (iRows == c_iMany) {
+                oDisk.fill(iFree);
+            }
             const auto lLines = logged([&] {
                 EXPECT_EQ(oConnection.startTransaction(), EResultCode::Success);
                 EXPECT_FALSE(update(oConnection) == EResultCode::Success &&
@@ -164,6 +169,42 @@ TEST_F(JournalVfsTest, aFullDiskRollsBack)
             EXPECT_EQ(sql("PRAGMA integrity_check; SELECT DISTINCT Round FROM T"), "ok|1|");
         }
     }
+}
+
+TEST_F(JournalVfsTest, onAFullDiskWhatDoesNotGrowIsChangedAllTheSame)
+{
+    const SmallDisk oDisk(m_oDir.path());
+    if (!oDisk.isMounted()) {
+        GTEST_SKIP() << "may not mount a file system";
+    }
+    const auto space = [&] { return std::filesystem::space(m_oDir.path()).available; };
+    create(c_iMany);
+    SqliteConnection oConnection = connect();
+    const auto iBefore = space();
+    EXPECT_EQ(update(oConnection), EResultCode::Success);
+    EXPECT_EQ(space(), iBefore) << "no more than the reserve is kept";
+    oDisk.fill(0);
+    EXPECT_EQ(oConnection.exec("DELETE FROM T WHERE rowid <= 5"), EResultCode::Success);
+    EXPECT_EQ(oConnection.exec("INSERT INTO T VALUES (1, '')"), EResultCode::Success);
+    EXPECT_THAT(logged([&] { EXPECT_EQ(update(oConnection), EResultCode::Failure); }),
+                testing::ElementsAre("Error 13 (test.db: no space left in " + m_oDir.path() + ")",
+                                     tests::failure("exec", 1)));
+    EXPECT_EQ(getRound(oConnection), 1);
+    // A reserve for which there was no room is there as soon as there is some.
+    oConnection.close();
+    std::filesystem::remove(file() + "-journal");
+    oDisk.empty();
+    oDisk.fill(0);
+    EXPECT_THAT(logged([&] { oConnection.open(); }),
+                testing::ElementsAre(testing::HasSubstr("-journal: no space for ")));
+    oDisk.empty();
+    EXPECT_EQ(getRound(oConnection), 1);
+    EXPECT_EQ(oConnection.exec("DELETE FROM T WHERE rowid = 6"), EResultCode::Success);
+    oDisk.fill(0);
+    EXPECT_EQ(oConnection.exec("DELETE FROM T WHERE rowid < 10"), EResultCode::Success);
+    EXPECT_EQ(getRound(oConnection), 1);
+    oConnection.close();
+    EXPECT_EQ(sql("PRAGMA integrity_check"), "ok|");
 }
 
 TEST_F(JournalVfsTest, aRollbackRestoresAllPages)

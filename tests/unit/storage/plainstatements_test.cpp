@@ -5,6 +5,7 @@
 
 #include "tests/unit/storage/database.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <random>
 
@@ -72,6 +73,13 @@ public:
     EResultCode updateKey(const std::string& a_sTable, const std::string& a_sColumn,
                           const std::string& a_sKey, const ValueList& a_lValues)
     {
+        if (hasTable(a_sTable) && !(a_sColumn == "Id" && a_sKey == "0") &&
+            std::ranges::any_of(a_lValues, [](const auto& a_oEntry) {
+                return (a_oEntry.first == "Id" || a_oEntry.first == "id" || a_oEntry.first == "rowid") &&
+                       a_oEntry.second.toText() == "0";
+            })) {
+            return logError("updateKey", EResultCode::Constraint);
+        }
         std::string sPairs;
         for (const auto& [sName, oValue] : a_lValues) {
             sPairs += (sPairs.empty() ? "" : ", ") + sName + " = " + literal(oValue);

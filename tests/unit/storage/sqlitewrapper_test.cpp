@@ -138,7 +138,7 @@ TEST_F(SqliteWrapperTest, whatIsKnownOfATableFollowsEveryWriteAndRollback)
     for (const char* pAlias : {"Id", "id", "ROWID", "oid", "_rowid_"}) {
         EXPECT_EQ(oDatabase.insertRow("People", row({{pAlias, 0}})), EResultCode::Constraint) << pAlias;
     }
-    EXPECT_EQ(oDatabase.updateKey("People", "Id", "1", row({{"Id", 0}})), 0U);
+    EXPECT_EQ(oDatabase.exec("UPDATE People SET Id = 0 WHERE Id = 1"), 0U);
     EXPECT_TRUE(oDatabase.hasZeroIdRow("People"));
     EXPECT_EQ(oDatabase.rollbackTransaction(), 0U);
     EXPECT_FALSE(oDatabase.hasZeroIdRow("People"));
@@ -153,6 +153,84 @@ TEST_F(SqliteWrapperTest, whatIsKnownOfATableFollowsEveryWriteAndRollback)
     sql("DROP TABLE Later");
     oDatabase.open();
     EXPECT_FALSE(oDatabase.hasTable("Later"));
+}
+
+TEST_F(SqliteWrapperTest, theHiddenRowIsHiddenByItsIdNotByItsPlace)
+{
+    const char* pRows = "VALUES (0, 'hidden'), (-1, 'a'), (5, 'b'), (-7, 'c')";
+    sql(std::string("CREATE TABLE Key (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO Key ") + pRows +
+        "; CREATE INDEX KeyText ON Key(Text, Id); CREATE TABLE Plain (Id INT, Text TEXT); INSERT INTO "
+        "Plain " +
+        pRows + ", (NULL, 'd'), (0, 'twin');" +
+        "CREATE TABLE Apart (Text TEXT, Id INT PRIMARY KEY) WITHOUT ROWID; INSERT INTO Apart (Id, Text) " +
+        pRows + "; CREATE VIEW Seen AS SELECT Id, Text FROM Key;");
+    SqliteWrapper oDatabase = open();
+    const std::pair<const char*, Lines> aCases[] = {{"Key", {"'c' ", "'a' ", "'b' "}},
+                                                    {"Seen", {"'c' ", "'a' ", "'b' "}},
+                                                    {"Plain", {"'a' ", "'b' ", "'c' ", "'d' "}},
+                                                    {"Apart", {"'c' ", "'a' ", "'b' "}}};
+    for (const auto& [sTable, lTexts] : aCases) {
+        EXPECT_EQ(size(oDatabase, sTable), lTexts.size()) << sTable;
+        std::unique_ptr<IRowCursor> pCursor;
+        RowTexts oSink;
+        EXPECT_EQ(oDatabase.openRows(pCursor, sTable, 0, 100, {"Text"}), 0U);
+        EXPECT_EQ(pCursor->fetch(oSink), 10U);
+        EXPECT_EQ(oSink.m_lRows, lTexts) << sTable;
+        ValueList lRow;
+        EXPECT_EQ(oDatabase.selectRow(lRow, sTable, 1, {"Text"}), 0U);
+        EXPECT_EQ(lRow.getValue("Text").getText(), lTexts[1].substr(1, 1)) << sTable;
+    }
+    for (const char* pTable : {"Key", "Plain", "Apart"}) {
+        for (unsigned i = size(oDatabase, pTable); i > 0; --i) {
+            EXPECT_EQ(oDatabase.deleteRow(pTable, 0), 0U);
+        }
+    }
+    oDatabase.close();
+    EXPECT_EQ(sql("SELECT Text FROM Key; SELECT Text FROM Plain; SELECT Text FROM Apart"),
+              "hidden|hidden|twin|hidden|");
+}
+
+TEST_F(SqliteWrapperTest, noUpdateMakesARowTheHiddenOne)
+{
+    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO T VALUES (1, 'a');"
+        "CREATE TABLE Trap (Id INTEGER PRIMARY KEY, Oid TEXT)");
+    SqliteWrapper oDatabase = open();
+    logged([&] {
+        for (const char* pName : {"Id", "ID", "rowid", "oid", "_rowid_"}) {
+            for (const Value& oZero : {Value(2, 0), Value(3, 0), Value(4, " 0.0"), Value(4, "1e-400")}) {
+                ValueList lZero;
+                lZero.add(pName, oZero);
+                EXPECT_EQ(oDatabase.updateRow("T", 0, lZero), 6U) << pName;
+                EXPECT_EQ(oDatabase.updateKey("T", "Text", "a", lZero), 6U) << pName;
+                EXPECT_EQ(oDatabase.insertRow("T", lZero), 6U) << pName;
+            }
+        }
+        EXPECT_EQ(oDatabase.updateRow("T", 0, row({{"Id", "no number"}})), 7U);
+    });
+    // An alias is one only where no column has its name.
+    EXPECT_EQ(oDatabase.insertRow("Trap", row({{"Oid", ".1.3.6"}})), 0U);
+    EXPECT_EQ(oDatabase.updateKey("Trap", "Id", "1", row({{"oid", "0"}})), 0U);
+    logged([&] { EXPECT_EQ(oDatabase.insertRow("Trap", row({{"rowid", 0}})), 6U); });
+}
+
+TEST_F(SqliteWrapperTest, aRowIsChangedByPositionWhateverItsCellsHold)
+{
+    // Read as values, the rows of each pair are the same.
+    const std::string sRows =
+        "(1, 0.5, NULL, 1), (1, NULL, NULL, 1), (2, NULL, x'61', 1), (2, NULL, x'62', 1),"
+        "(3, 1, 1, 4294967297), (3, 1, 1, 1), (4, 1, 'a', CAST(x'610062' AS TEXT)),"
+        "(4, 1, 'a', 'a'), (5, 1, 1, 'twin'), (5, 1, 1, 'twin')";
+    sql("CREATE TABLE T (Id INT, Ratio REAL, Data, Number INT, Done TEXT DEFAULT '')");
+    for (unsigned iPosition = 0; iPosition < 9; ++iPosition) {
+        sql("DELETE FROM T; INSERT INTO T (Id, Ratio, Data, Number) VALUES " + sRows);
+        SqliteWrapper oDatabase = open();
+        EXPECT_EQ(oDatabase.updateRow("T", iPosition, row({{"Done", "x"}})), 0U);
+        EXPECT_EQ(oDatabase.deleteRow("T", iPosition), 0U);
+        oDatabase.close();
+        const std::string sLeft = iPosition < 8 ? "9|" : "8|"; // twins go together
+        EXPECT_EQ(sql("SELECT COUNT(*) FROM T WHERE Done = ''"), sLeft) << iPosition;
+        EXPECT_EQ(sql("SELECT COUNT(*) FROM T WHERE rowid = " + std::to_string(iPosition + 1)), "0|");
+    }
 }
 
 TEST_F(SqliteWrapperTest, aSharedDatabaseShowsWhatOthersDoAtOnce)

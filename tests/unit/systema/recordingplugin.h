@@ -164,4 +164,5 @@ public:
     using RecordingPlugin::RecordingPlugin;
 
     bool usesTransactions() const override { return true; }
+    bool hasLostTransaction() const override { return false; }
 };
