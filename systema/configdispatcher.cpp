@@ -147,6 +147,7 @@ void ConfigDispatcher::tick(NameList& a_changedTables)
         }
     }
     a_changedTables.clear();
+    tellLosses();
     if (!isTransactionOpen() && m_pObserver != nullptr) {
         m_pObserver->transactionFree();
     }
@@ -172,6 +173,7 @@ void ConfigDispatcher::close(const void* a_handle)
     Assert(0 != a_handle, "0 != a_handle");
     if (isTransactionOpen()) {
         loseTransaction("the databases are held for a dump");
+        tellLosses();
     }
     for (const auto& oPlugin : m_lPlugins) {
         guarded("close", [&] {
@@ -184,7 +186,7 @@ void ConfigDispatcher::close(const void* a_handle)
 
 void ConfigDispatcher::disconnect(const void* a_handle)
 {
-    m_oLost.erase(a_handle);
+    m_mLost.erase(a_handle);
     if (m_pTransactionOwner == a_handle && a_handle != nullptr) {
         rollback();
     }
@@ -195,7 +197,7 @@ void ConfigDispatcher::disconnect(const void* a_handle)
 
 bool ConfigDispatcher::isLost(const void* a_handle) const
 {
-    return !m_oLost.empty() && m_oLost.contains(a_handle);
+    return !m_mLost.empty() && m_mLost.contains(a_handle);
 }
 
 template<typename Operation>
@@ -365,7 +367,7 @@ EResultCode ConfigDispatcher::deleteAll(const void* a_handle, const std::string&
 EResultCode ConfigDispatcher::startTransaction(const void* a_handle)
 {
     Assert(0 != a_handle, "0 != a_handle");
-    m_oLost.erase(a_handle); // a new beginning ends what was lost
+    m_mLost.erase(a_handle); // a new beginning ends what was lost
     if (isTransactionOpen()) {
         return m_pTransactionOwner == a_handle ? EResultCode::Failure : EResultCode::Busy;
     }
@@ -405,7 +407,7 @@ EResultCode ConfigDispatcher::commitTransaction(const void* a_handle)
 {
     Assert(0 != a_handle, "0 != a_handle");
     loseUndoneTransaction();
-    if (m_oLost.erase(a_handle) > 0 || m_pTransactionOwner != a_handle) {
+    if (m_mLost.erase(a_handle) > 0 || m_pTransactionOwner != a_handle) {
         return EResultCode::Failure;
     }
     EResultCode eResult;
@@ -439,7 +441,7 @@ EResultCode ConfigDispatcher::commitTransaction(const void* a_handle)
 EResultCode ConfigDispatcher::rollbackTransaction(const void* a_handle)
 {
     Assert(0 != a_handle, "0 != a_handle");
-    if (m_oLost.erase(a_handle) > 0 || m_pTransactionOwner != a_handle) {
+    if (m_mLost.erase(a_handle) > 0 || m_pTransactionOwner != a_handle) {
         return EResultCode::Failure;
     }
     return rollback();
@@ -485,11 +487,23 @@ void ConfigDispatcher::endTransaction()
 void ConfigDispatcher::loseTransaction(const char* a_pReason)
 {
     const void* pOwner = m_pTransactionOwner;
-    m_oLost.insert(pOwner); // first: what it writes next would be written without a transaction
+    m_mLost.emplace(pOwner, a_pReason); // first: what it writes next would be written without a transaction
     ZEL_Sysloglevel_warning(m_iModule, zel::here(), "The open transaction is rolled back: %s", a_pReason);
     rollback();
-    if (m_pObserver != nullptr) {
-        m_pObserver->transactionLost(pOwner, a_pReason);
+}
+
+void ConfigDispatcher::tellLosses()
+{
+    std::vector<std::pair<const void*, const char*>> lUntold; // for whoever is told may be gone after that
+    for (auto& [pOwner, pReason] : m_mLost) {
+        if (pReason != nullptr) {
+            lUntold.emplace_back(pOwner, std::exchange(pReason, nullptr));
+        }
+    }
+    for (const auto& [pOwner, pReason] : lUntold) {
+        if (m_pObserver != nullptr) {
+            m_pObserver->transactionLost(pOwner, pReason);
+        }
     }
 }
 
@@ -506,6 +520,7 @@ void ConfigDispatcher::checkTransactionTimeout()
     if (isTransactionOpen() &&
         m_oNow() - m_oTransactionStart >= std::chrono::seconds(getTransactionTimeout())) {
         loseTransaction("it lasted longer than the transaction time-out");
+        tellLosses();
     }
 }
 

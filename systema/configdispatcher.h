@@ -22,7 +22,6 @@
 #include <set>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -240,9 +239,12 @@ private:
     void deliver(const Delivery& a_oDelivery);
     bool isLost(const void* a_handle) const;
     EResultCode rollback();
+    /// The owner is told by tellLosses.
     void loseTransaction(const char* a_pReason);
-    /// Gives up the open transaction when a plugin has undone its part by itself.
+    /// Gives up the open transaction when a plugin has undone its part by itself. Its owner is told after the
+    /// request that is being answered.
     void loseUndoneTransaction();
+    void tellLosses();
     void endTransaction();
     void releaseOwner();
     void applyLock();
@@ -257,8 +259,9 @@ private:
 
     const void* m_pTransactionOwner = nullptr;
     Clock::time_point m_oTransactionStart;
-    std::vector<Table*> m_lWritten;          // by the open transaction, told when it commits; room for all
-    std::unordered_set<const void*> m_oLost; // owners that have not yet ended the transaction they lost
+    std::vector<Table*> m_lWritten; // by the open transaction, told when it commits; room for all
+    // Owners that have not yet ended the transaction they lost, with the reason until they are told of it.
+    std::unordered_map<const void*, const char*> m_mLost;
     std::optional<long> m_oTimeout;
     long m_iDefaultTimeout = c_iInitialTransactionTimeout;
     ITransactionObserver* m_pObserver = nullptr;
