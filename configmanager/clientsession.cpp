@@ -192,9 +192,9 @@ void ClientSession::advance()
     }
 }
 
-void ClientSession::takeTurn()
+void ClientSession::takeTurn(std::chrono::milliseconds a_oWait)
 {
-    m_oTurn = m_oManager.getEventDispatcher().startTimer(std::chrono::milliseconds(0), [this] {
+    m_oTurn = m_oManager.getEventDispatcher().startTimer(a_oWait, [this] {
         m_oTurn.reset();
         run([] {});
     });
@@ -258,8 +258,11 @@ std::size_t ClientSession::serveFrames(std::string_view a_sInput)
             break;
         }
         --m_iRequestsLeft;
+        if (!serve(sRest.substr(systema::wire::c_iHeaderSize, oHeader->bodySize()))) {
+            takeTurn(c_oPendingWait); // the frame stays in the input
+            break;
+        }
         iServed += oHeader->frameSize();
-        serve(sRest.substr(systema::wire::c_iHeaderSize, oHeader->bodySize()));
     }
     return iServed;
 }
@@ -267,14 +270,18 @@ std::size_t ClientSession::serveFrames(std::string_view a_sInput)
 // ---------------------------------------------------------------------------------------------------------
 // Requests and replies
 
-void ClientSession::serve(std::string_view a_sBody)
+bool ClientSession::serve(std::string_view a_sBody)
 {
-    m_oManager.countRequest();
     m_sOutput.reserve(m_sOutput.size() + c_iReplyRoom);
     Writer oReply(m_sOutput);
     oReply.begin(EKind::Reply, m_oRequest.m_eOperation, m_oRequest.m_iId);
     Reader oRequest(a_sBody);
     Answer oAnswer = m_oHandler.handle(m_oRequest.m_eOperation, oRequest, oReply);
+    if (oAnswer.m_eResult == EResultCode::Pending) {
+        oReply.discard();
+        return false;
+    }
+    m_oManager.countRequest();
     if (m_oHelloEnd && m_oHandler.isGreeted()) {
         m_oManager.getEventDispatcher().cancelTimer(*std::exchange(m_oHelloEnd, {}));
     }
@@ -285,7 +292,7 @@ void ClientSession::serve(std::string_view a_sBody)
     EResultCode eResult = oAnswer.m_eResult;
     if (eResult == EResultCode::Success && !isHeldBack()) {
         if (oReply.end() <= systema::wire::c_iFrameLimit) {
-            return;
+            return true;
         }
         eResult = EResultCode::Failure;
     }
@@ -295,6 +302,7 @@ void ClientSession::serve(std::string_view a_sBody)
     } else if (eResult != EResultCode::Success) {
         reply(eResult);
     }
+    return true;
 }
 
 void ClientSession::reply(EResultCode a_eResult)
@@ -327,6 +335,9 @@ void ClientSession::sendRowsPart()
     } catch (...) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "A bulk read of %s failed: %s",
                               m_oHandler.getProgram().c_str(), zel::error::describeException());
+    }
+    if (eResult == EResultCode::Pending) {
+        eResult = EResultCode::Busy; // a table of a view is about to be another one
     }
     oPart.patchU32(iRowsAt, oRows.getRows());
     if (oPart.end() > systema::wire::c_iFrameLimit) {

@@ -2,7 +2,8 @@
 //
 // Owned by the service manager; its address is the connection's handle. Main thread only. Whatever bytes
 // come, the worst that happens is that this connection is closed. An answer that takes time (a bulk read, a
-// begin that waits) holds the requests behind it back, never those of others.
+// begin that waits, a long list that the daemon reads) holds the requests behind it back, never those of
+// others.
 #pragma once
 
 #include "configmanager/requesthandler.h"
@@ -30,6 +31,8 @@ constexpr std::size_t c_iKeptCapacity = 128 * 1024; // of a buffer that has beco
 constexpr std::size_t c_iReplyRoom = 64; // had before a request is served: what was done is answered
 constexpr unsigned c_iPartsPerTurn = 16; // of a bulk read, before others have their turn
 constexpr std::chrono::milliseconds c_oTurnTime{50}; // after which others have theirs, whatever is left
+constexpr std::chrono::milliseconds c_oPendingWait{
+    5}; // before a request whose answer is pending is made again
 
 class ClientSession : public systema::net::IEventHandler, public systema::IConfigSubscriber
 {
@@ -65,7 +68,7 @@ private:
     unsigned interest() const;
     void receive();
     void advance();
-    void takeTurn();
+    void takeTurn(std::chrono::milliseconds a_oWait = {});
     bool isTurnOver() const { return std::chrono::steady_clock::now() >= m_oTurnEnd; }
     void flush();
     void close();
@@ -77,7 +80,8 @@ private:
     /// Serves what is whole of the input kept and the input given; the rest is kept. True if it served any.
     bool serveInput(std::string_view a_sInput);
     std::size_t serveFrames(std::string_view a_sInput);
-    void serve(std::string_view a_sBody);
+    /// False when the answer is pending: the request is to be served again.
+    bool serve(std::string_view a_sBody);
     void reply(EResultCode a_eResult);
     void refuse(const char* a_pWhat);
     void sendRowsPart();

@@ -121,7 +121,7 @@ bool FlashThread::save() const
         return iResult == 0;
     } catch (...) {
         ZEL_Sysloglevel_error(m_iModule, here(), "The flash save failed: %s",
-                              error::describeException().c_str());
+                              error::describeException());
         return false;
     }
 }

@@ -6,7 +6,9 @@
 #include "status/statusinfotransaction.h"
 #include "systema/lists.h"
 #include "systema/protocol.h"
+#include "systema/rowsource.h"
 
+#include <memory>
 #include <string>
 
 namespace zel {
@@ -33,6 +35,12 @@ public:
     virtual systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
                                              const std::string& a_keyColumn, const std::string& a_keyValue,
                                              const systema::NameList& a_columns) = 0;
+    /// Opens a bulk read, as systema::IRowSource does; by default the rows are read position by position.
+    virtual systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>&, const std::string&,
+                                          unsigned int, unsigned int, const systema::NameList&)
+    {
+        return {};
+    }
     /// Periodic refresh: appends the name of every table whose content changed.
     virtual void update(systema::NameList& a_changedTables) = 0;
 };

@@ -163,6 +163,15 @@ EResultCode StatusInfoPlugin::selectKey(systema::ValueList& a_row, const void* a
     });
 }
 
+EResultCode StatusInfoPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const void* a_handle,
+                                       const std::string& a_table, unsigned int a_first, unsigned int a_count,
+                                       const NameList& a_columns)
+{
+    return route(a_handle, a_table, [&](IStatusInfoSubPlugin& a_oPlugin) {
+        return a_oPlugin.openRows(a_cursor, a_table, a_first, a_count, a_columns);
+    });
+}
+
 void StatusInfoPlugin::tick(NameList& a_changedTables)
 {
     const std::time_t iNow = m_oNow();

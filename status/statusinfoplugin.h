@@ -22,6 +22,7 @@
 #include "status/defaultppphelper.h"
 #include "status/istatusinfosubplugin.h"
 #include "status/wallclock.h"
+#include "systema/rowsource.h"
 
 #include <ctime>
 #include <list>
@@ -32,7 +33,7 @@
 
 namespace zel {
 
-class StatusInfoPlugin : public configmanager::serverlib::GenericConfigPlugin
+class StatusInfoPlugin : public configmanager::serverlib::GenericConfigPlugin, public systema::IRowSource
 {
 public:
     /// Seconds between two updates.
@@ -69,6 +70,9 @@ public:
                                    const std::string& a_table, const std::string& a_keyColumn,
                                    const std::string& a_keyValue,
                                    const systema::NameList& a_columns) override;
+    systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const void* a_handle,
+                                  const std::string& a_table, unsigned int a_first, unsigned int a_count,
+                                  const systema::NameList& a_columns) override;
     /// Delivers the signals and lets every sub-plugin refresh, at most every two seconds of the clock; not
     /// while the clock is before the last update.
     void tick(systema::NameList& a_changedTables) override;

@@ -304,7 +304,11 @@ EResultCode ConfigDispatcher::openRows(std::unique_ptr<IRowCursor>& a_cursor, co
     return access(a_handle, a_table, [&](Table& a_oTable) {
         const Plugin& oPlugin = pluginOf(a_oTable);
         if (oPlugin.m_pRows != nullptr) {
-            return oPlugin.m_pRows->openRows(a_cursor, a_handle, a_table, a_first, a_count, a_columns);
+            const EResultCode eResult =
+                oPlugin.m_pRows->openRows(a_cursor, a_handle, a_table, a_first, a_count, a_columns);
+            if (eResult != EResultCode::Success || a_cursor) {
+                return eResult;
+            }
         }
         return PositionCursor::open(a_cursor, *oPlugin.m_pPlugin, a_handle, a_table, a_first, a_count,
                                     a_columns, a_oTable.m_iVersion);

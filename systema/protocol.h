@@ -41,6 +41,10 @@ public:
         NoTable = 8,    // no such table or column, or another SQL error
         NoKey = 9,      // unknown key column
         NoRow = 10,     // no such row
+
+        /// Never sent: the answer takes longer than others are to be kept waiting. The same request, made
+        /// again in the connection's next turn, goes on with it.
+        Pending = 0x10000,
     };
 
     constexpr EResultCode(unsigned a_iCode = Success) : m_iCode(a_iCode) {}

@@ -60,7 +60,8 @@ public:
     virtual ~IRowSource() = default;
 
     /// Opens a read of at most a_count rows from position a_first; a range beyond the end is empty, with 0.
-    /// 0: the cursor is set; it may outlive the call but not the plugin. 8: no such table, or, of a stored
+    /// 0: the cursor is set; it may outlive the call but not the plugin. Without a cursor: the rows of this
+    /// table are to be read position by position. 8: no such table, or, of a stored
     /// one, column. 9: no such column. Else why the rows cannot be read.
     virtual EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
                                  const std::string& a_table, unsigned int a_first, unsigned int a_count,

@@ -13,6 +13,7 @@
 #include <array>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 using systema::ConfigDispatcher;
 using tests::hexBlock;
@@ -109,4 +110,27 @@ TEST_F(ClientSessionTest, TheLimitsOfTheDocumentAreThoseOfTheCode)
         {"c_iInitialTransactionTimeout", ConfigDispatcher::c_iInitialTransactionTimeout},
     };
     EXPECT_EQ(mLimits, mCode);
+}
+
+TEST_F(ClientSessionTest, AnAnswerThatIsPendingHoldsBackNobodyElse)
+{
+    exchange(hexBlock("hello"));
+    zones().m_oPlugin.m_mResults["selectKey"] = systema::EResultCode::Pending;
+    EXPECT_EQ(exchange(hexBlock("select") + hexBlock("subscribe")), "");
+
+    std::array<int, 2> aFds{-1, -1};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, aFds.data()), 0);
+    m_oManager.takeConnection(zel::UniqueFd(aFds[1]));
+    zel::UniqueFd oWaiting = std::exchange(m_oClient, zel::UniqueFd(aFds[0]));
+    EXPECT_EQ(exchange(hexBlock("hello")), hexBlock("hello-reply"));
+
+    zones().m_oPlugin.m_mResults.clear();
+    zones().m_oPlugin.m_lRows = {tests::row({{"Id", 1}, {"DefaultPolicy", "ACCEPT"}})};
+    m_oClient = std::move(oWaiting);
+    std::string sReplies;
+    for (int i = 0; i < 1000 && sReplies.empty(); ++i) {
+        m_oEvents.handleEvents(10000); // until the request is made again
+        sReplies = receive();
+    }
+    EXPECT_EQ(sReplies, hexBlock("select-reply") + hexBlock("subscribe-reply"));
 }
