@@ -1,10 +1,11 @@
 #include "status/ipconntrack.h"
 
-#include "status/ipfilter.h"
+#include "configmanager/columntable.h"
 #include "zel/convert.h"
-#include "zel/lines.h"
 #include "zel/log.h"
 
+#include <algorithm>
+#include <malloc.h>
 #include <utility>
 
 namespace zel {
@@ -20,28 +21,75 @@ namespace {
 const char* const c_pWatchTable = "StatusNetifWatch";
 constexpr int c_iMostTries = 11;
 
-constexpr Column<Connection> c_aColumns[] = {
-    column<&Connection::m_iLine>("Id"),
-    column<&Connection::m_sProtocol>("Protocol"),
-    column<&Connection::m_iProtocolNumber>("ProtocolNumber"),
-    column<&Connection::m_iExpires>("Expires"),
-    column<&Connection::m_sState>("State"),
-    column<&Connection::m_sSrcAddress>("SrcAddress"),
-    column<&Connection::m_sDstAddress>("DstAddress"),
-    column<&Connection::m_iSrcPort>("SrcPort"),
-    column<&Connection::m_iDstPort>("DstPort"),
-    column<&Connection::m_bUnreplied>("Unreplied"),
-    column<&Connection::m_bAssured>("Assured"),
+constexpr std::size_t c_iFewConnections = 4096; // whose memory is not worth while to give back
+
+using Row = ConnectionRow;
+
+constexpr Column<Row> c_aColumns[] = {
+    column<&Row::getLine>("Id"),
+    column<&Row::getProtocol>("Protocol"),
+    column<&Row::getProtocolNumber>("ProtocolNumber"),
+    column<&Row::getExpires>("Expires"),
+    column<&Row::getState>("State"),
+    column<&Row::getSrcAddress>("SrcAddress"),
+    column<&Row::getDstAddress>("DstAddress"),
+    column<&Row::getSrcPort>("SrcPort"),
+    column<&Row::getDstPort>("DstPort"),
+    column<&Row::isUnreplied>("Unreplied"),
+    column<&Row::isAssured>("Assured"),
+};
+
+/// A bulk read of one list.
+class Cursor : public systema::IRowCursor
+{
+public:
+    Cursor(std::shared_ptr<const ConnectionList> a_pList, std::size_t a_iFirst, std::size_t a_iCount)
+        : m_pList(std::move(a_pList)),
+          m_iPosition(std::min(a_iFirst, m_pList->size())),
+          m_iEnd(m_iPosition + std::min(a_iCount, m_pList->size() - m_iPosition))
+    {
+    }
+
+    /// False when there is no such column.
+    bool addColumn(const std::string& a_sName)
+    {
+        m_lNames.add(a_sName);
+        m_lColumns.push_back(configmanager::serverlib::findColumn(c_aColumns, a_sName));
+        return m_lColumns.back() != nullptr;
+    }
+
+    const NameList& getColumns() const override { return m_lNames; }
+    EResultCode fetch(systema::IRowSink& a_oSink) override
+    {
+        if (m_pList->isGone()) {
+            return EResultCode::Busy;
+        }
+        for (bool bRoom = true; bRoom && m_iPosition < m_iEnd; ++m_iPosition) {
+            const Row oRow(*m_pList, m_iPosition);
+            for (const auto* pColumn : m_lColumns) {
+                a_oSink.addValue(pColumn->m_pGet(oRow));
+            }
+            bRoom = a_oSink.endRow();
+        }
+        return m_iPosition < m_iEnd ? EResultCode::Success : EResultCode::NoRow;
+    }
+
+private:
+    const std::shared_ptr<const ConnectionList> m_pList;
+    NameList m_lNames;
+    std::vector<const Column<Row>*> m_lColumns;
+    std::size_t m_iPosition;
+    const std::size_t m_iEnd;
 };
 
 } // namespace
 
 IpConntrack::IpConntrack(systema::ConfigPluginBase& a_oConfig, systema::IConfigPublisher& a_oPublisher,
-                         WallClock a_oNow, std::string a_sPath)
-    : SingleTable("IpConntrack", c_aColumns),
-      m_oConfig(a_oConfig),
+                         WallClock a_oNow, std::string a_sPath, std::chrono::milliseconds a_oSlice)
+    : m_oConfig(a_oConfig),
       m_oPublisher(a_oPublisher),
       m_sPath(std::move(a_sPath)),
+      m_oSlice(a_oSlice),
       m_iModule(ZEL_Sysloglevel_registerModul("IpConn")),
       m_oInterval(std::move(a_oNow), c_iReadSeconds)
 {
@@ -60,21 +108,82 @@ void IpConntrack::init()
     }
 }
 
+EResultCode IpConntrack::getSchema(systema::ColumnList& a_columns, const std::string&)
+{
+    configmanager::serverlib::appendSchema(a_columns, c_aColumns);
+    return EResultCode::Success;
+}
+
+EResultCode IpConntrack::getRowCount(const std::string&, unsigned int& a_count)
+{
+    const EResultCode eResult = refresh();
+    a_count = static_cast<unsigned>(m_pList->size());
+    return eResult;
+}
+
+EResultCode IpConntrack::getRow(const std::string&, ValueList& a_row, unsigned int a_position,
+                                const NameList& a_columns)
+{
+    const EResultCode eResult = refresh();
+    return eResult == EResultCode::Success ? read(a_row, a_position, a_columns) : eResult;
+}
+
 EResultCode IpConntrack::getRowByKey(const std::string&, ValueList& a_row, const std::string& a_keyColumn,
                                      const std::string& a_keyValue, const NameList& a_columns)
 {
-    if (!refresh()) {
-        return EResultCode::Failure;
+    if (const EResultCode eResult = refresh(); eResult != EResultCode::Success) {
+        return eResult;
     }
-    if (configmanager::serverlib::findColumn(c_aColumns, a_keyColumn) == nullptr) {
+    const auto* pKey = configmanager::serverlib::findColumn(c_aColumns, a_keyColumn);
+    if (pKey == nullptr) {
         return EResultCode::NoKey;
     }
     if (a_keyColumn == "Id") {
         // The position in the table, though the column has the number of the line: clients rely on both.
         const auto iPosition = static_cast<unsigned>(lowest32Bits(a_keyValue.c_str()));
-        return read(a_row, rowAt(m_lRows, iPosition - 1), a_columns); // of 0: past any end
+        return read(a_row, iPosition - 1, a_columns); // of 0: past any end
     }
-    return read(a_row, rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue), a_columns);
+    std::size_t iPosition = 0;
+    while (iPosition < m_pList->size() &&
+           !configmanager::serverlib::matchesKey(pKey->m_pGet(Row(*m_pList, iPosition)), a_keyValue)) {
+        ++iPosition;
+    }
+    return read(a_row, iPosition, a_columns);
+}
+
+EResultCode IpConntrack::openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const std::string&,
+                                  unsigned int a_first, unsigned int a_count, const NameList& a_columns)
+{
+    if (const EResultCode eResult = refresh(); eResult != EResultCode::Success) {
+        return eResult;
+    }
+    auto pCursor = std::make_unique<Cursor>(m_pList, a_first, a_count);
+    if (a_columns.empty()) {
+        for (const auto& oColumn : c_aColumns) {
+            pCursor->addColumn(oColumn.m_pName);
+        }
+    }
+    for (const auto& sName : a_columns) {
+        if (!pCursor->addColumn(sName)) {
+            return EResultCode::NoKey;
+        }
+    }
+    a_cursor = std::move(pCursor);
+    return EResultCode::Success;
+}
+
+void IpConntrack::update(NameList&)
+{
+    if (!std::exchange(m_bUsed, false)) {
+        m_pReading.reset();
+        if (m_oInterval.isOver() && m_pList.use_count() == 1) {
+            discardList();
+        }
+    }
+    if (m_iMostListed > c_iFewConnections + 4 * m_pList->size() && !m_pReading) {
+        ::malloc_trim(0);
+        m_iMostListed = m_pList->size();
+    }
 }
 
 void IpConntrack::notify(const NameList&)
@@ -84,37 +193,56 @@ void IpConntrack::notify(const NameList&)
 
 void IpConntrack::dropCache()
 {
-    m_lRows = {};
+    m_pList->discard();
+    m_pReading.reset();
     m_oInterval.expire();
 }
 
-bool IpConntrack::refresh()
+/// Reads the list anew when it is time to, or goes on with that. 0 when there is one to serve.
+EResultCode IpConntrack::refresh()
 {
-    if (!m_oInterval.isOver()) {
-        return true;
-    }
-    m_lRows.clear();
-    const IpFilter oFilter(m_sLanAddress, m_sBroadcastAddress, m_sNetmask);
-    std::int32_t iLine = 0;
-    const auto oAdd = [&](std::string_view a_sLine) {
-        if (iLine < c_iMostLines) {
-            Connection oConnection;
-            oConnection.init(++iLine, splitConnection(a_sLine));
-            if (!oFilter(oConnection)) {
-                m_lRows.push_back(std::move(oConnection));
-            }
+    using Clock = ConnectionReading::Clock;
+    m_bUsed = true;
+    if (m_pReading) {
+        if (Clock::now() < m_oNextSlice) {
+            return EResultCode::Pending; // many clients that wait are no reason to read without a pause
         }
-    };
-    if (!readLines(m_sPath, c_iLineBufferSize, c_iMostBytes, oAdd)) {
-        m_lRows.clear();
+    } else if (m_oInterval.isOver()) {
+        discardList(); // before, so that there are never two
+        m_pReading = std::make_unique<ConnectionReading>(
+            m_sPath, IpFilter(m_sLanAddress, m_sBroadcastAddress, m_sNetmask));
+    } else {
+        return EResultCode::Success;
+    }
+    const auto eState = m_pReading->read(Clock::now() + m_oSlice);
+    if (eState == ConnectionReading::EState::Unfinished) {
+        m_oNextSlice = Clock::now() + c_oPause;
+        return EResultCode::Pending;
+    }
+    const auto pReading = std::move(m_pReading);
+    if (eState == ConnectionReading::EState::Failed) {
         ZEL_Sysloglevel_error(m_iModule, here(), "Could not open file: %s", m_sPath.c_str());
-        return false;
+        return EResultCode::Failure;
     }
-    if (m_lRows.size() < m_lRows.capacity() / 4) {
-        m_lRows.shrink_to_fit(); // gives back what a flood of connections took
-    }
+    m_pList = pReading->takeList();
+    m_iMostListed = std::max(m_iMostListed, m_pList->size());
     m_oInterval.restart();
-    return true;
+    return EResultCode::Success;
+}
+
+/// Frees the list, also for bulk reads that still have it.
+void IpConntrack::discardList()
+{
+    m_pList->discard();
+    m_pList = std::make_shared<ConnectionList>();
+}
+
+/// Appends the wanted columns of the row at a position. 0; 9 for an unknown column; 10 past the end.
+EResultCode IpConntrack::read(ValueList& a_row, std::size_t a_iPosition, const NameList& a_columns) const
+{
+    return a_iPosition < m_pList->size() ? configmanager::serverlib::selectColumns(
+                                               a_row, Row(*m_pList, a_iPosition), c_aColumns, a_columns)
+                                         : EResultCode(EResultCode::NoRow);
 }
 
 void IpConntrack::getInterfaces()

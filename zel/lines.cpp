@@ -1,10 +1,8 @@
 #include "zel/lines.h"
 
 #include "zel/assert.h"
-#include "zel/uniquefd.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -65,29 +63,35 @@ UniqueFd openFile(const std::string& a_sPath, ELinks a_eLinks)
 
 } // namespace
 
+TextFile::TextFile(const std::string& a_sPath, ELinks a_eLinks) : m_oFile(openFile(a_sPath, a_eLinks)) {}
+
+std::optional<std::string_view> TextFile::read(std::size_t a_iMostBytes)
+{
+    ssize_t iSize = 0;
+    do {
+        iSize = ::read(m_oFile.get(), m_aPiece.data(), std::min(m_aPiece.size(), a_iMostBytes));
+    } while (iSize < 0 && errno == EINTR);
+    return iSize < 0 ? std::nullopt
+                     : std::optional(std::string_view(m_aPiece.data(), static_cast<std::size_t>(iSize)));
+}
+
 bool readText(const std::string& a_sPath, std::size_t a_iMostBytes, ELinks a_eLinks,
               const std::function<void(std::string_view)>& a_oReceiver)
 {
-    const UniqueFd oFile = openFile(a_sPath, a_eLinks);
-    if (!oFile) {
-        return false;
-    }
-    std::array<char, 16384> aChunk;
-    while (a_iMostBytes > 0) {
-        const ssize_t iSize = ::read(oFile.get(), aChunk.data(), std::min(aChunk.size(), a_iMostBytes));
-        if (iSize < 0 && errno == EINTR) {
-            continue;
-        }
-        if (iSize < 0) {
-            return false;
-        }
-        if (iSize == 0) {
+    TextFile oFile(a_sPath, a_eLinks);
+    bool bRead = oFile.isOpen();
+    while (bRead && a_iMostBytes > 0) {
+        const auto oPiece = oFile.read(a_iMostBytes);
+        if (oPiece && oPiece->empty()) {
             break;
         }
-        a_iMostBytes -= static_cast<std::size_t>(iSize);
-        a_oReceiver({aChunk.data(), static_cast<std::size_t>(iSize)});
+        bRead = oPiece.has_value();
+        if (bRead) {
+            a_iMostBytes -= oPiece->size();
+            a_oReceiver(*oPiece);
+        }
     }
-    return true;
+    return bRead;
 }
 
 std::optional<std::string> readFile(const std::string& a_sPath, std::size_t a_iMostBytes)

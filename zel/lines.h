@@ -3,6 +3,9 @@
 // Any thread. The text may hold any bytes; nothing throws but std::bad_alloc, and what a receiver throws.
 #pragma once
 
+#include "zel/uniquefd.h"
+
+#include <array>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -42,9 +45,25 @@ enum class ELinks
     Refused // for a directory where others can put one
 };
 
-/// Tells the text of a file, piece by piece; more than a_iMostBytes are not read. False when it is not there,
-/// is no regular file (another might keep its reader waiting, never end, or act on being opened, which none
-/// is) or cannot be read; text from before was told.
+/// A file that is read piece by piece. Only a regular one is opened: another might keep its reader waiting,
+/// never end, or act on being opened.
+class TextFile
+{
+public:
+    TextFile(const std::string& a_sPath, ELinks a_eLinks);
+
+    /// False when there is no such regular file that can be opened.
+    bool isOpen() const { return bool(m_oFile); }
+    /// The next piece, which lives until the next call; empty at the end, nothing when it cannot be read.
+    std::optional<std::string_view> read(std::size_t a_iMostBytes);
+
+private:
+    const UniqueFd m_oFile;
+    std::array<char, 16384> m_aPiece;
+};
+
+/// Tells the text of a file, piece by piece; more than a_iMostBytes are not read. False when it cannot be
+/// opened or read; text from before was told.
 bool readText(const std::string& a_sPath, std::size_t a_iMostBytes, ELinks a_eLinks,
               const std::function<void(std::string_view)>& a_oReceiver);
 

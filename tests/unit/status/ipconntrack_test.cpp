@@ -6,6 +6,11 @@
 #include "tests/unit/systema/recordingplugin.h"
 #include "tests/unit/zel/tempdir.h"
 
+#include <fstream>
+#include <malloc.h>
+#include <unistd.h>
+#include <utility>
+
 using systema::EResultCode;
 using systema::ValueList;
 using tests::row;
@@ -32,6 +37,51 @@ std::string udp(const std::string& a_sSource, const std::string& a_sDestination)
 {
     return "ipv4 2 udp 17 29 src=" + a_sSource + " dst=" + a_sDestination + " sport=1 dport=2 use=2\n";
 }
+
+/// So many connections of the LAN's clients.
+std::string flood(int a_iCount)
+{
+    std::string sLines;
+    for (int i = 0; i < a_iCount; ++i) {
+        sLines +=
+            "ipv4     2 udp      17 29 src=192.168.5.20 dst=203.0.113.53 sport=" + std::to_string(i) +
+            " dport=53 [UNREPLIED] src=203.0.113.53 dst=198.51.100.1 sport=53 dport=" + std::to_string(i) +
+            " mark=0 zone=0 use=2\n";
+    }
+    return sLines;
+}
+
+/// The resident memory of this process, in KiB.
+long memory()
+{
+    long iSize = 0;
+    long iResident = 0;
+    std::ifstream("/proc/self/statm") >> iSize >> iResident;
+    return iResident * (::sysconf(_SC_PAGESIZE) / 1024);
+}
+
+/// Takes so many rows, and keeps a text of each.
+class RowTaker : public systema::IRowSink
+{
+public:
+    explicit RowTaker(std::size_t a_iMost) : m_iMost(a_iMost) {}
+
+    void addNull() override { m_sRow += "null,"; }
+    void addInteger(int a_iValue) override { m_sRow += std::to_string(a_iValue) + ","; }
+    void addUnsigned(unsigned int a_iValue) override { m_sRow += std::to_string(a_iValue) + ","; }
+    void addText(std::string_view a_sText) override { m_sRow.append(a_sText) += ","; }
+    bool endRow() override
+    {
+        m_lRows.push_back(std::exchange(m_sRow, ""));
+        return m_lRows.size() < m_iMost;
+    }
+
+    std::vector<std::string> m_lRows;
+
+private:
+    const std::size_t m_iMost;
+    std::string m_sRow;
+};
 
 class IpConntrackTest : public testing::Test
 {
@@ -125,7 +175,7 @@ TEST_F(IpConntrackTest, TakesWhatALineHas)
     EXPECT_EQ(m_oRead.at(1), "3,tcp,6,-7,A=B,10.0.0.1,,0,5,0,0");
     EXPECT_EQ(m_oRead.at(2), "6,udp,0,0,,10.0.0.2,10.0.0.3,7,0,0,0") << "after a line in two pieces";
 
-    const int iLast = zel::IpConntrack::c_iMostLines;
+    const int iLast = zel::ConnectionReading::c_iMostLines;
     track(std::string(iLast - 1, '\n') + c_sDns + c_sDns);
     EXPECT_EQ(m_oRead.count(), "1");
     EXPECT_EQ(m_oRead.at(0, {"Id"}), std::to_string(iLast));
@@ -182,4 +232,71 @@ TEST_F(IpConntrackTest, AddressingThatCannotBeReadIsTriedElevenTimesAndStays)
     tellOfInterfaces();
     track(udp("192.168.5.20", "203.0.113.1") + udp("192.168.6.20", "203.0.113.1") + "ipv4 2 udp 17 29 \n");
     EXPECT_EQ(m_oRead.all({"SrcAddress"}), "192.168.5.20 192.168.6.20 ");
+}
+
+TEST_F(IpConntrackTest, AFloodOfConnectionsIsReadInTurns)
+{
+    // A slice is over after each piece of the file.
+    zel::IpConntrack oConntrack(
+        m_oDispatcher, m_oDispatcher, [this] { return m_iNow; }, m_sPath, std::chrono::milliseconds(0));
+    TableReader oRead(oConntrack, c_sTable);
+    track(flood(400)); // 58 KiB
+    unsigned iCount = 0;
+    std::unique_ptr<systema::IRowCursor> pRows;
+    ValueList lRow;
+    EXPECT_EQ(oConntrack.getRowCount(c_sTable, iCount), EResultCode::Pending);
+    EXPECT_EQ(oConntrack.getRow(c_sTable, lRow, 0, {}), EResultCode::Pending);
+    EXPECT_EQ(oConntrack.getRowByKey(c_sTable, lRow, "Id", "1", {}), EResultCode::Pending);
+    EXPECT_EQ(oConntrack.openRows(pRows, c_sTable, 0, systema::c_iAllRows, {}), EResultCode::Pending);
+    EXPECT_EQ(oRead.count(), "400");
+    EXPECT_EQ(oRead.at(399, {"SrcPort"}), "399");
+
+    // A list that nobody waited for any more is not gone on with: it would be of two times.
+    track(flood(400));
+    EXPECT_EQ(oConntrack.getRowCount(c_sTable, iCount), EResultCode::Pending);
+    oRead.update();
+    oRead.update();
+    track(c_sDns);
+    EXPECT_EQ(oRead.count(), "1");
+}
+
+TEST_F(IpConntrackTest, ABulkReadNeverMixesTwoLists)
+{
+    std::unique_ptr<systema::IRowCursor> pRows;
+    track(c_sDns + c_sStream + c_sDns);
+    ASSERT_EQ(m_oConntrack.openRows(pRows, c_sTable, 1, 5, {"Id", "DstPort"}), EResultCode::Success);
+    RowTaker oTaker(1);
+    EXPECT_EQ(pRows->fetch(oTaker), EResultCode::Success);
+    track(c_sStream);
+    EXPECT_EQ(pRows->fetch(oTaker), EResultCode::NoRow) << "the list is only old";
+    EXPECT_EQ(oTaker.m_lRows, (std::vector<std::string>{"2,5001,", "3,53,"}));
+    ASSERT_EQ(m_oConntrack.openRows(pRows, c_sTable, 0, systema::c_iAllRows, {}), EResultCode::Success);
+    track(c_sDns);
+    EXPECT_EQ(m_oRead.count(), "1");
+    EXPECT_EQ(pRows->fetch(oTaker), EResultCode::Busy);
+    EXPECT_EQ(m_oConntrack.openRows(pRows, c_sTable, 0, 1, {"Id", "none"}), EResultCode::NoKey);
+}
+
+TEST_F(IpConntrackTest, AFloodOfConnectionsTakesLittleMemoryAndGivesItBack)
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer keeps memory of its own";
+#endif
+    track(c_sDns);
+    EXPECT_EQ(m_oRead.count(), "1");
+    {
+        const std::string sFlood = flood(65536);
+        writeFile(m_sPath, sFlood);
+    }
+    ::malloc_trim(0);
+    const long iBefore = memory();
+    m_iNow += 6;
+    EXPECT_EQ(m_oRead.count(), "65536");
+    EXPECT_LT(memory() - iBefore, 6 * 1024);
+    m_oRead.update();
+    EXPECT_EQ(m_oRead.at(65535, {"SrcPort"}), "65535");
+    m_oRead.update();
+    m_iNow += 6;
+    m_oRead.update();
+    EXPECT_LT(memory() - iBefore, 1024) << "six seconds after the last read";
 }

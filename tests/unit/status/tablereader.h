@@ -26,21 +26,23 @@ public:
     std::string count()
     {
         unsigned iCount = 0;
-        const EResultCode eCode = m_oProvider.getRowCount(m_sTable, iCount);
+        const EResultCode eCode = whole([&] { return m_oProvider.getRowCount(m_sTable, iCount); });
         return eCode == EResultCode::Success ? std::to_string(iCount) : "code " + std::to_string(eCode);
     }
     /// The row at a position, which must be there.
     ValueList row(unsigned a_iPosition, const NameList& a_lColumns = {})
     {
         ValueList lRow;
-        EXPECT_EQ(m_oProvider.getRow(m_sTable, lRow, a_iPosition, a_lColumns), EResultCode::Success);
+        EXPECT_EQ(whole([&] { return m_oProvider.getRow(m_sTable, lRow, a_iPosition, a_lColumns); }),
+                  EResultCode::Success);
         return lRow;
     }
     /// The wanted cells of the row at a position, a comma between two.
     std::string at(unsigned a_iPosition, const NameList& a_lColumns = {})
     {
         ValueList lRow;
-        const EResultCode eCode = m_oProvider.getRow(m_sTable, lRow, a_iPosition, a_lColumns);
+        const EResultCode eCode =
+            whole([&] { return m_oProvider.getRow(m_sTable, lRow, a_iPosition, a_lColumns); });
         return text(eCode, lRow);
     }
     /// The wanted cells of the first row with the key.
@@ -48,14 +50,15 @@ public:
                      const NameList& a_lColumns = {"Id"})
     {
         ValueList lRow;
-        const EResultCode eCode = m_oProvider.getRowByKey(m_sTable, lRow, a_sKey, a_sValue, a_lColumns);
+        const EResultCode eCode =
+            whole([&] { return m_oProvider.getRowByKey(m_sTable, lRow, a_sKey, a_sValue, a_lColumns); });
         return text(eCode, lRow);
     }
     /// The wanted cells of all rows, a space after each row; what the count gives when that fails.
     std::string all(const NameList& a_lColumns)
     {
         unsigned iCount = 0;
-        const EResultCode eCode = m_oProvider.getRowCount(m_sTable, iCount);
+        const EResultCode eCode = whole([&] { return m_oProvider.getRowCount(m_sTable, iCount); });
         std::string sRows = eCode == EResultCode::Success ? "" : text(eCode, {});
         for (unsigned i = 0; i < iCount; ++i) {
             sRows += at(i, a_lColumns) + " ";
@@ -71,6 +74,16 @@ public:
     }
 
 private:
+    /// Makes the request again while it is pending, as a session does.
+    template<typename Request>
+    static EResultCode whole(Request a_oRequest)
+    {
+        EResultCode eCode = a_oRequest();
+        while (eCode == EResultCode::Pending) {
+            eCode = a_oRequest();
+        }
+        return eCode;
+    }
     static std::string text(EResultCode a_eCode, const ValueList& a_lRow)
     {
         std::string sCells;
