@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <mutex>
 #include <new>
 #include <poll.h>
 #include <span>
@@ -17,11 +18,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr std::chrono::milliseconds c_oKillWait{50}; // for a command that was killed to be gone
 constexpr int c_iReadsAfterEnd = 1024; // more than a pipe of 1 MiB, the system's greatest, has pieces
 
 /// How a command starts: in a group of its own, reading nothing, writing into the pipe.
@@ -112,10 +115,45 @@ int exitCode(int a_iStatus)
     return WIFSIGNALED(a_iStatus) ? 128 + WTERMSIG(a_iStatus) : WEXITSTATUS(a_iStatus);
 }
 
+/// Commands that were killed and did not end: one that waits in the kernel, for a dead flash or file server,
+/// ends when that is over, if ever.
+class Leftovers
+{
+public:
+    static Leftovers& instance()
+    {
+        static Leftovers s_oLeftovers;
+        return s_oLeftovers;
+    }
+
+    void add(pid_t a_iPid)
+    {
+        const std::lock_guard oGuard(m_oMutex);
+        m_lPids.push_back(a_iPid);
+    }
+    /// Reaps those that have ended.
+    void reap()
+    {
+        const std::lock_guard oGuard(m_oMutex);
+        std::erase_if(m_lPids, [](pid_t a_iPid) { return ::waitpid(a_iPid, nullptr, WNOHANG) != 0; });
+    }
+
+private:
+    std::mutex m_oMutex; // commands run in several threads
+    std::vector<pid_t> m_lPids;
+};
+
+/// Ends the command, which is reaped later when it does not end soon.
 void killGroup(pid_t a_iPid)
 {
     ::kill(-a_iPid, SIGKILL);
-    while (::waitpid(a_iPid, nullptr, 0) < 0 && errno == EINTR) {
+    const auto oGiveUp = Clock::now() + c_oKillWait;
+    while (::waitpid(a_iPid, nullptr, WNOHANG) == 0) {
+        if (Clock::now() >= oGiveUp) {
+            Leftovers::instance().add(a_iPid);
+            return;
+        }
+        ::poll(nullptr, 0, 1);
     }
 }
 
@@ -158,6 +196,7 @@ int finish(pid_t a_iPid, Output& a_oOutput, Clock::time_point a_oDeadline)
 int run(const char* a_pCommand, Output& a_oOutput, zel::UniqueFd a_oInto,
         std::chrono::milliseconds a_oCeiling)
 {
+    Leftovers::instance().reap();
     const pid_t iPid = SpawnPlan(a_oInto.get()).start(a_pCommand);
     a_oInto.reset();
     const auto oDeadline = a_oCeiling.count() > 0 ? Clock::now() + a_oCeiling : Clock::time_point::max();

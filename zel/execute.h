@@ -24,9 +24,10 @@ constexpr int c_iExecuteFailed = 127;
 /// Returns 0 on success, the exit status of the command, 128 plus the signal that ended it,
 /// c_iExecuteFailed, or c_iExecuteTimedOut when it ran for more than a_oCeiling
 /// (0: no ceiling) and was killed together with every process of its group; what it wrote until then is kept.
-/// The child is always reaped, reads from /dev/null, inherits no other descriptor, and has a process group of
-/// its own, default signal dispositions and an empty signal mask. A background child of the command does not
-/// make the call wait once the command ended; it lives on, but what it writes later goes nowhere.
+/// The child is always reaped; one that cannot be killed, since it waits in the kernel, is left behind after
+/// 50 ms and reaped by a later call. It reads from /dev/null, inherits no other descriptor, and has a process
+/// group of its own, default signal dispositions and an empty signal mask. A background child of the command
+/// does not make the call wait once the command ended; it lives on, but what it writes later goes nowhere.
 /// May be called from several threads at once and needs little stack.
 int ZEL_Execute_Command(const char* a_pCommand, char* a_pOutput, std::size_t a_iSize,
                         std::chrono::milliseconds a_oCeiling = c_oExecuteCeiling);

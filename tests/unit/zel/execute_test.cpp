@@ -11,11 +11,13 @@
 #include <csignal>
 #include <cstddef>
 #include <fcntl.h>
+#include <fstream>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -146,6 +148,38 @@ TEST(Execute, theCeilingEndsTheWholeGroup)
     pollfd oEvent{oAlive.get(), POLLIN, 0};
     EXPECT_EQ(::poll(&oEvent, 1, 10000), 1);
     EXPECT_EQ(oEvent.revents, POLLHUP);
+}
+
+TEST(Execute, aCommandThatCannotBeKilledIsLeftBehindAndReapedLater)
+{
+    const TempDir oDir;
+    const std::string sPid = oDir.file("pid");
+    const std::string sGo = oDir.file("go");
+    ASSERT_EQ(::mkfifo(sPid.c_str(), 0600) + ::mkfifo(sGo.c_str(), 0600), 0);
+    // Until its tracer has gone, a process that was killed cannot be waited for.
+    const pid_t iTracer = ::fork();
+    if (iTracer == 0) {
+        ::alarm(20);
+        pid_t iTraced = 0;
+        std::ifstream(sPid) >> iTraced;
+        std::ofstream(sGo) << (::ptrace(PTRACE_SEIZE, iTraced, nullptr, nullptr) == 0 ? "go\n" : "no\n");
+        ::pause();
+    }
+    const auto oStart = std::chrono::steady_clock::now();
+    const auto oResult =
+        execute("echo $$; echo $$ > " + sPid + "; read x < " + sGo + "; echo $x; sleep 30", 2);
+    const auto oTime = std::chrono::steady_clock::now() - oStart;
+    EXPECT_EQ(oResult.first, c_iExecuteTimedOut);
+    const pid_t iCommand = std::stoi(oResult.second);
+    ASSERT_THAT(oResult.second, testing::EndsWith("\ngo\n"));
+    EXPECT_LT(oTime, std::chrono::seconds(10));
+    EXPECT_EQ(::kill(iCommand, 0), 0) << "it is still there";
+
+    ::kill(iTracer, SIGKILL);
+    ::waitpid(iTracer, nullptr, 0);
+    EXPECT_THAT(execute("exit 3"), Pair(3, ""));
+    EXPECT_EQ(::kill(iCommand, 0), -1);
+    EXPECT_EQ(errno, ESRCH);
 }
 
 TEST(Execute, returnsSoonAfterTheShellEnds)
