@@ -16,20 +16,31 @@ namespace zel::device {
 
 namespace {
 
-constexpr timeval c_oLongestWait{1, 0};
-constexpr std::chrono::seconds c_oFamilyPause{5};
+using Clock = std::chrono::steady_clock;
+
+constexpr timeval c_oLongestWait{0, 300'000}; // all clients wait
+constexpr std::chrono::seconds c_oMissingPause{5};
+constexpr std::chrono::seconds c_oLatePause{30};
+
+/// When the kernel may be asked again. Contexts come and go with each look at the radios; so it is kept
+/// beside them.
+Clock::time_point& nextQuestion()
+{
+    thread_local Clock::time_point s_oNext;
+    return s_oNext;
+}
 
 /// The number of the family, negative when the kernel has none. Not to have it costs the kernel a search for
 /// a module, so that the answer is kept for a while.
 int resolveFamily(nl_sock* a_pSocket)
 {
-    using Clock = std::chrono::steady_clock;
-    thread_local std::optional<Clock::time_point> oMissing;
-    if (oMissing && Clock::now() - *oMissing < c_oFamilyPause) {
+    if (Clock::now() < nextQuestion()) {
         return -NLE_OBJ_NOTFOUND;
     }
     const int iFamily = genl_ctrl_resolve(a_pSocket, NL80211_GENL_NAME);
-    oMissing = iFamily < 0 ? std::optional(Clock::now()) : std::nullopt;
+    if (iFamily < 0) {
+        nextQuestion() = Clock::now() + (iFamily == -NLE_AGAIN ? c_oLatePause : c_oMissingPause);
+    }
     return iFamily;
 }
 
@@ -48,8 +59,10 @@ void Nl80211::Release::operator()(nl_msg* a_pMessage) const
 Nl80211::Nl80211() : m_pSocket(nl_socket_alloc())
 {
     if (m_pSocket && genl_connect(m_pSocket.get()) == 0) {
-        ::setsockopt(nl_socket_get_fd(m_pSocket.get()), SOL_SOCKET, SO_RCVTIMEO, &c_oLongestWait,
-                     sizeof(c_oLongestWait));
+        for (const int iWait : {SO_RCVTIMEO, SO_SNDTIMEO}) {
+            ::setsockopt(nl_socket_get_fd(m_pSocket.get()), SOL_SOCKET, iWait, &c_oLongestWait,
+                         sizeof(c_oLongestWait));
+        }
         m_iFamily = resolveFamily(m_pSocket.get());
     }
 }
@@ -119,7 +132,7 @@ Nl80211::Message Nl80211::message(std::uint8_t a_iCommand, int a_iFlags) const
 }
 
 /// Tells of the attributes of each message of the answer. False when the kernel refuses, or does not answer
-/// in time; then it is not asked again.
+/// in time; then it is not asked again for a while.
 bool Nl80211::ask(Message a_pQuestion, const Receiver& a_oReceiver)
 {
     if (m_iFamily < 0) {
@@ -130,6 +143,7 @@ bool Nl80211::ask(Message a_pQuestion, const Receiver& a_oReceiver)
     });
     if (eAnswer == EAnswer::Late) {
         m_iFamily = -1;
+        nextQuestion() = Clock::now() + c_oLatePause;
     }
     return eAnswer == EAnswer::Whole;
 }
