@@ -1,7 +1,6 @@
 #include "status/firewall.h"
 
 #include "status/chainlisting.h"
-#include "zel/execute.h"
 #include "zel/lines.h"
 #include "zel/log.h"
 
@@ -38,17 +37,19 @@ bool isPlain(const std::string& a_sName)
 
 } // namespace
 
-Firewall::Firewall(systema::ConfigPluginBase& a_oDispatcher, std::function<Clock::time_point()> a_oNow)
+Firewall::Firewall(systema::ConfigPluginBase& a_oDispatcher, Tool a_oTool)
     : SingleTable("FirewallStatistic", c_aColumns),
       m_oDispatcher(a_oDispatcher),
-      m_oNow(std::move(a_oNow)),
+      m_oTool(std::move(a_oTool)),
       m_iModule(ZEL_Sysloglevel_registerModul("Firewall"))
 {
 }
 
 void Firewall::init()
 {
-    refresh();
+    if (m_oTool.beginAtStart()) {
+        readChains();
+    }
 }
 
 EResultCode Firewall::getSchema(systema::ColumnList& a_columns, const std::string& a_table)
@@ -66,17 +67,17 @@ EResultCode Firewall::fill(ValueList& a_row, ChainCount& a_oRow, const NameList&
 bool Firewall::refresh()
 {
     m_lRows.clear();
-    const auto oStart = m_oNow();
-    if (oStart < m_oNextTry) {
-        return false;
-    }
+    return m_oTool.begin() && readChains();
+}
+
+bool Firewall::readChains()
+{
     const auto oZones = readZones();
     if (!oZones) {
         return false;
     }
     for (const auto& sZone : *oZones) {
-        const int iResult =
-            m_oNow() - oStart < c_oAllCeiling ? readChain(sZone + "Input") : c_iExecuteTimedOut;
+        const int iResult = readChain(sZone + "Input");
         const bool bMissing = iResult == c_iExecuteFailed;
         if (bMissing && !m_bMissing) {
             ZEL_Sysloglevel_error(m_iModule, here(), "iptables cannot be run");
@@ -84,7 +85,6 @@ bool Firewall::refresh()
         m_bMissing = bMissing;
         if (iResult == c_iExecuteTimedOut) {
             ZEL_Sysloglevel_error(m_iModule, here(), "iptables takes too long");
-            m_oNextTry = m_oNow() + c_oHangWait;
             m_lRows.clear();
             return false;
         }
@@ -133,9 +133,8 @@ int Firewall::readChain(const std::string& a_sChain)
 {
     ChainListing oListing(a_sChain);
     LineCutter oLines(c_iLineBufferSize, [&](std::string_view a_sLine) { oListing.add(a_sLine); });
-    const int iResult = executeCommand(
-        "iptables -L " + a_sChain + " -v 2>/dev/null", [&](std::string_view a_sText) { oLines.add(a_sText); },
-        c_oToolCeiling);
+    const int iResult = m_oTool.run("iptables -L " + a_sChain + " -v 2>/dev/null",
+                                    [&](std::string_view a_sText) { oLines.add(a_sText); });
     oLines.finish();
     if (oListing.isOfChain()) {
         m_lRows.push_back({static_cast<std::int32_t>(m_lRows.size() + 1), a_sChain, oListing.getAccepted(),

@@ -1,7 +1,6 @@
 #include "status/iproute.h"
 
 #include "status/rows.h"
-#include "zel/execute.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -23,8 +22,8 @@ constexpr Column<RouteEntry> c_aColumns[] = {
 
 } // namespace
 
-IPRoute::IPRoute(std::function<Clock::time_point()> a_oNow)
-    : m_oNow(std::move(a_oNow)),
+IPRoute::IPRoute(Tool a_oTool)
+    : m_oTool(std::move(a_oTool)),
       m_iModule(ZEL_Sysloglevel_registerModul("IPROUTE")),
       m_aFamilies{
           {{"RouteIPv4", "ip -4 -j route list 2>/dev/null", "Error while initializing IPv4 route cache"},
@@ -36,6 +35,7 @@ IPRoute::IPRoute(std::function<Clock::time_point()> a_oNow)
 
 void IPRoute::init()
 {
+    m_oTool.beginAtStart();
     for (auto& oFamily : m_aFamilies) {
         if (!read(oFamily)) {
             ZEL_Sysloglevel_error(m_iModule, here(), "%s", oFamily.m_pInitError);
@@ -95,9 +95,10 @@ EResultCode IPRoute::getRowByKey(const std::string& a_table, systema::ValueList&
 
 void IPRoute::update(systema::NameList& a_changedTables)
 {
+    m_oTool.begin();
     for (auto& oFamily : m_aFamilies) {
         // A tool that hangs over one family is not run for the other either.
-        if (oFamily.m_bChanged && m_oNow() >= m_oNextTry && read(oFamily)) {
+        if (oFamily.m_bChanged && !m_oTool.isLeftAlone() && read(oFamily)) {
             a_changedTables.add(std::string(oFamily.m_sTable));
         }
     }
@@ -133,21 +134,20 @@ IPRoute::Family* IPRoute::find(const std::string& a_sTable)
 }
 
 /// Lists the family's routes anew. When that fails there are none, and a change that was told stays to be
-/// read.
+/// read; so does what a tool that hangs did not list, at the start too.
 bool IPRoute::read(Family& a_oFamily)
 {
     a_oFamily.m_lRoutes.clear();
-    m_aOutput.fill('\0');
-    const int iResult =
-        ZEL_Execute_Command(a_oFamily.m_pCommand, m_aOutput.data(), m_aOutput.size(), c_oToolCeiling);
-    if (iResult == c_iExecuteTimedOut) {
-        m_oNextTry = m_oNow() + c_oHangWait;
-    }
+    std::string sOutput;
+    const int iResult = m_oTool.run(a_oFamily.m_pCommand, [&](std::string_view a_sText) {
+        sOutput.append(a_sText.substr(0, c_iLongestList - sOutput.size()));
+    });
+    a_oFamily.m_bChanged = a_oFamily.m_bChanged || iResult == c_iExecuteTimedOut;
     if (iResult != 0) {
         ZEL_Sysloglevel_error(m_iModule, here(), "ZEL_Execute_Command failed with %d", iResult);
         return false;
     }
-    const auto oElements = parseRoutes(m_aOutput.data());
+    const auto oElements = parseRoutes(sOutput);
     if (!oElements) {
         return false;
     }

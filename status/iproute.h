@@ -10,11 +10,10 @@
 #include "dbus/idbusipv6route.h"
 #include "status/istatusinfosubplugin.h"
 #include "status/routelist.h"
+#include "zel/tool.h"
 
 #include <array>
-#include <chrono>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,17 +25,10 @@ class IPRoute : public IStatusInfoSubPlugin, public IDBusIPv4Route, public IDBus
 public:
     using RouteEntry = zel::RouteEntry;
 
-    /// A tool that hangs is killed after so long: the main loop waits for it.
-    static constexpr std::chrono::milliseconds c_oToolCeiling = std::chrono::seconds(2);
-    /// No update runs the tool for so long after it hung, so that clients are served in between.
-    static constexpr std::chrono::seconds c_oHangWait{30};
     /// Bytes of a list that can be read.
     static constexpr std::size_t c_iLongestList = 10240;
 
-    using Clock = std::chrono::steady_clock;
-
-    /// The clock is a test's, if any.
-    explicit IPRoute(std::function<Clock::time_point()> a_oNow = &Clock::now);
+    explicit IPRoute(Tool a_oTool = Tool());
 
     void init() override;
     bool hasTable(const std::string& a_table) const override;
@@ -79,10 +71,8 @@ private:
     Family* find(const std::string& a_sTable);
     bool read(Family& a_oFamily);
 
-    const std::function<Clock::time_point()> m_oNow;
+    Tool m_oTool;
     const int m_iModule;
-    std::array<char, c_iLongestList + 1> m_aOutput; // a longer list is cut off, and then cannot be read
-    Clock::time_point m_oNextTry;
     std::array<Family, 2> m_aFamilies;
     Family& m_oIPv4;
     Family& m_oIPv6;

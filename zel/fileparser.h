@@ -30,7 +30,7 @@ public:
     static constexpr std::size_t c_iMostLines = 131072;
     static constexpr std::size_t c_iMostTokens = 1U << 20U;
     static constexpr std::size_t c_iMostBytes = 4U << 20U;
-    static constexpr std::chrono::milliseconds c_oCommandCeiling = std::chrono::seconds(2);
+    static constexpr std::chrono::milliseconds c_oCommandCeiling{400};
 
     /// May take fewer bytes of a source than c_iMostBytes.
     explicit FileParser(std::size_t a_iMostBytes = c_iMostBytes) : m_iMostBytes(a_iMostBytes) {}

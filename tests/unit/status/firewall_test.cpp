@@ -32,9 +32,9 @@ protected:
     FakeTool m_oTool{"iptables"};
     RecordingPlugin::Calls m_lCalls;
     RecordingPlugin m_oConfig{"config", {"FirewallZones"}, m_lCalls};
-    zel::Firewall::Clock::time_point m_oNow{};
-    zel::Firewall::Clock::duration m_oStep{}; // which each look at the clock takes
-    zel::Firewall m_oTable{m_oConfig, [this] { return m_oNow += m_oStep; }};
+    zel::Tool::Clock::time_point m_oNow{};
+    zel::Tool::Clock::duration m_oStep{}; // which each look at the clock takes
+    zel::Firewall m_oTable{m_oConfig, zel::Tool([this] { return m_oNow += m_oStep; }, 20s)};
     TableReader m_oRead{m_oTable, ""};
 };
 
@@ -74,11 +74,13 @@ TEST_F(Firewall, AToolThatHangsIsKilledAndLeftAloneForAWhile)
 {
     setZones({"lan", "wan"});
     m_oTool.behaves("printf 'Chain lanInput \\n'; sleep 600");
+    m_oStep = 9s; // so that two seconds are left of the round
     EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oRead.count(), "code 1"); }),
               "error Firewall iptables takes too long\n");
     EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n");
+    m_oStep = {};
     accepts(1);
-    m_oNow += zel::Firewall::c_oHangWait - 1s;
+    m_oNow += zel::Tool::c_oHangWait - 1s;
     EXPECT_EQ(logOf([&] {
                   EXPECT_EQ(m_oRead.at(0), "code 1");
                   EXPECT_EQ(m_oRead.find("Id", "1"), "code 1");
@@ -89,7 +91,7 @@ TEST_F(Firewall, AToolThatHangsIsKilledAndLeftAloneForAWhile)
     EXPECT_EQ(m_oRead.count(), "2");
 
     // Nor do many that are slow hold the daemon for long.
-    m_oStep = 400ms;
+    m_oStep = 6s;
     setZones(std::vector<std::string>(10, "lan"));
     EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oRead.count(), "code 1"); }),
               "error Firewall iptables takes too long\n");

@@ -15,8 +15,8 @@ class IPRoute : public testing::Test
 {
 protected:
     FakeIp m_oIp;
-    zel::IPRoute::Clock::time_point m_oNow{};
-    zel::IPRoute m_oRoutes{[this] { return m_oNow; }};
+    zel::Tool::Clock::time_point m_oNow{};
+    zel::IPRoute m_oRoutes{zel::Tool([this] { return m_oNow; }, std::chrono::seconds(2))};
     TableReader m_oIPv4{m_oRoutes, c_sIPv4};
     TableReader m_oIPv6{m_oRoutes, c_sIPv6};
 };
@@ -85,7 +85,7 @@ TEST_F(IPRoute, AToolThatHangsIsKilledAndLeftAloneForAWhile)
     EXPECT_EQ(m_oIp.takeRuns(), "-4 -j route list\n");
 
     m_oIp.lists("-4", "[]");
-    m_oNow += zel::IPRoute::c_oHangWait - std::chrono::seconds(1);
+    m_oNow += zel::Tool::c_oHangWait - std::chrono::seconds(1);
     EXPECT_EQ(m_oIPv4.update(), NameList());
     EXPECT_EQ(m_oIp.takeRuns(), "");
     m_oNow += std::chrono::seconds(1);
