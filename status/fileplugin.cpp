@@ -2,11 +2,13 @@
 
 #include "zel/convert.h"
 #include "zel/fileparser.h"
+#include "zel/lines.h"
 #include "zel/log.h"
 
 #include <algorithm>
 #include <sstream>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <utility>
 
 namespace zel {
@@ -164,22 +166,22 @@ FilePlugin::File FilePlugin::createFile(const std::string& a_sPath, const std::s
 
 void FilePlugin::addFile(const std::string& a_sPath, File a_oFile)
 {
-    m_mFiles.emplace(a_sPath, std::move(a_oFile));
+    m_mFiles.try_emplace(a_sPath, std::move(a_oFile));
 }
 
 void FilePlugin::init()
 {
-    for (auto& [sPath, oFile] : m_mFiles) {
-        // In this order: what changes after the read is told then.
-        m_oWatcher.watch(sPath);
-        read(sPath, oFile);
-        oFile.settle();
+    const auto oEnd = Clock::now() + c_oCeiling;
+    for (auto& [sPath, oMapped] : m_mFiles) {
+        if (refresh(sPath, oMapped, oEnd)) {
+            oMapped.m_oFile.settle();
+        }
     }
 }
 
 void FilePlugin::getTableNames(NameList& a_tables) const
 {
-    for (const auto& [sPath, oFile] : m_mFiles) {
+    for (const auto& [sPath, oMapped] : m_mFiles) {
         a_tables.add(sPath);
     }
 }
@@ -219,29 +221,65 @@ EResultCode FilePlugin::getRowByKey(const std::string& a_table, ValueList& a_row
 
 void FilePlugin::update(NameList& a_changedTables)
 {
-    m_oWatcher.doCheck();
-    for (auto& [sPath, oFile] : m_mFiles) {
-        if ((m_oWatcher.takeEvents(sPath) & c_iReadEvents) != 0) {
-            oFile.setOutdated();
+    const auto oEnd = Clock::now() + c_oCeiling;
+    for (auto& [sPath, oMapped] : m_mFiles) {
+        const bool bLate = !refresh(sPath, oMapped, oEnd);
+        if (bLate && !oMapped.m_bLate) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "%s does not answer, what was read last is served",
+                                  sPath.c_str());
         }
-        if (oFile.isOutdated() && read(sPath, oFile)) {
+        oMapped.m_bLate = bLate;
+        if (!bLate && oMapped.m_oFile.isChanged()) {
             a_changedTables.add(sPath);
             ZEL_Sysloglevel_info(m_iModule, here(), "%s has changed", sPath.c_str());
         }
-        oFile.settle(); // after all that can throw, so that the next update finishes what this one did not
+        if (!bLate) {
+            oMapped.m_oFile.settle(); // after all that can throw: else the next update finishes it
+        }
     }
 }
 
+/// Reads the file if it has changed. False when it does not answer by that time; nothing is read then.
+bool FilePlugin::refresh(const std::string& a_sPath, Mapped& a_oMapped, Clock::time_point a_oEnd)
+{
+    auto& [oFile, oWatcher, oCall, bLate] = a_oMapped;
+    const auto answers = [&](std::function<void()> a_oUse) {
+        const auto oLeft = std::chrono::duration_cast<std::chrono::milliseconds>(a_oEnd - Clock::now());
+        return oCall.run(std::move(a_oUse), std::max(oLeft, std::chrono::milliseconds(0)));
+    };
+    // What was done without waiting a moment ago is done without waiting now.
+    if (!answers([a_sPath] {
+            struct stat oStatus;
+            [[maybe_unused]] const int iResult = ::stat(a_sPath.c_str(), &oStatus);
+        })) {
+        return false;
+    }
+    oWatcher.watch(a_sPath); // before the read: what changes after that is told then
+    oWatcher.doCheck();
+    if ((oWatcher.takeEvents(a_sPath) & c_iReadEvents) != 0) {
+        oFile.setOutdated();
+    }
+    if (!oFile.isOutdated()) {
+        return true;
+    }
+    const bool bReadable = answers([a_sPath] {
+        readText(a_sPath, FileParser::c_iMostBytes, ELinks::Followed, [](std::string_view) {});
+    });
+    if (bReadable) {
+        read(a_sPath, oFile);
+    }
+    return bReadable;
+}
+
 /// Reads the file; that it is too long is logged when it became so, not each time it is written.
-bool FilePlugin::read(const std::string& a_sPath, File& a_oFile)
+void FilePlugin::read(const std::string& a_sPath, File& a_oFile)
 {
     const bool bWasCut = a_oFile.isCut();
-    const bool bChanged = a_oFile.read();
+    a_oFile.read();
     if (a_oFile.isCut() && !bWasCut) {
         ZEL_Sysloglevel_error(m_iModule, here(), "%s is too long, only its first %u lines are served",
                               a_sPath.c_str(), a_oFile.getLineCount());
     }
-    return bChanged;
 }
 
 /// What the operation answers for the file, 8 when there is no such table.
@@ -249,7 +287,7 @@ template<typename Operation>
 EResultCode FilePlugin::withFile(const std::string& a_sTable, Operation a_oOperation) const
 {
     const auto it = m_mFiles.find(a_sTable);
-    return it == m_mFiles.end() ? EResultCode(EResultCode::NoTable) : a_oOperation(it->second);
+    return it == m_mFiles.end() ? EResultCode(EResultCode::NoTable) : a_oOperation(it->second.m_oFile);
 }
 
 } // namespace zel

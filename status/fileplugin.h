@@ -2,12 +2,15 @@
 // further one is a row, cut at its spaces.
 //
 // Owned by the status host, which adds the files. Main thread only. A file is read at the start and whenever
-// the kernel tells of a change of it; one that cannot be read has no rows.
+// the kernel tells of a change of it; one that cannot be read has no rows. One that cannot be reached in
+// time, as its mount does not answer, keeps its rows.
 #pragma once
 
 #include "configmanager/filewatcher.h"
 #include "status/istatusinfosubplugin.h"
+#include "zel/timedcall.h"
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -41,6 +44,8 @@ public:
         /// True from the begin, and since it was outdated, until it is settled.
         bool isOutdated() const { return m_bOutdated; }
         void setOutdated() { m_bOutdated = true; }
+        /// True when the table changed since it was last settled.
+        bool isChanged() const { return m_bChanged; }
         /// To be called when whoever must know of the change knows of it.
         void settle() { m_bOutdated = m_bChanged = false; }
         /// True when the file has more than is read of one; what comes after that is left out.
@@ -69,6 +74,9 @@ public:
         bool m_bChanged = false;
     };
 
+    /// How long an update waits at most for all files that do not answer.
+    static constexpr std::chrono::milliseconds c_oCeiling{300};
+
     FilePlugin();
 
     /// The columns are names with commas between them; an empty text leaves them to the file.
@@ -92,13 +100,23 @@ public:
     void update(systema::NameList& a_changedTables) override;
 
 private:
-    bool read(const std::string& a_sPath, File& a_oFile);
+    using Clock = std::chrono::steady_clock;
+
+    struct Mapped
+    {
+        File m_oFile;
+        configmanager::serverlib::FileWatcher m_oWatcher{};
+        TimedCall m_oCall{};
+        bool m_bLate = false;
+    };
+
+    bool refresh(const std::string& a_sPath, Mapped& a_oMapped, Clock::time_point a_oEnd);
+    void read(const std::string& a_sPath, File& a_oFile);
     template<typename Operation>
     systema::EResultCode withFile(const std::string& a_sTable, Operation a_oOperation) const;
 
     const int m_iModule;
-    std::map<std::string, File> m_mFiles;
-    configmanager::serverlib::FileWatcher m_oWatcher;
+    std::map<std::string, Mapped> m_mFiles;
 };
 
 } // namespace zel

@@ -4,6 +4,13 @@
 #include "tests/unit/status/tablereader.h"
 #include "tests/unit/zel/tempdir.h"
 #include "zel/fileparser.h"
+#include "zel/uniquefd.h"
+
+#include <chrono>
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/mount.h>
 
 using systema::EDataType;
 using systema::EResultCode;
@@ -118,4 +125,40 @@ TEST_F(FilePlugin, HoldsNoTextsThatAreMissing)
     EXPECT_EQ(oFile.getLine(1)->m_lTexts.size(), 4U);
     EXPECT_EQ(oFile.getLine("D", ""), oFile.getLine(0));
     EXPECT_TRUE(oFile.read()) << "a change is one until it is settled";
+}
+
+TEST_F(FilePlugin, AFileOnADeadMountKeepsItsRowsAndNobodyWaiting)
+{
+    const std::string sShare = m_oDir.file("share");
+    const std::string sPath = sShare + "/table";
+    std::filesystem::create_directory(sShare);
+    writeFile(sPath, "Name\nlan\n");
+    m_oFiles.addFile(sPath, zel::FilePlugin::createFile(sPath, ""));
+    m_oFiles.init();
+    TableReader oRead(m_oFiles, sPath);
+    EXPECT_EQ(oRead.count(), "1");
+
+    // A file system whose server never answers.
+    zel::UniqueFd oServer(::open("/dev/fuse", O_RDWR | O_CLOEXEC));
+    const std::string sOptions =
+        "fd=" + std::to_string(oServer.get()) + ",rootmode=40000,user_id=0,group_id=0";
+    if (!oServer || ::unshare(CLONE_NEWNS) != 0 ||
+        ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::mount("dead", sShare.c_str(), "fuse", MS_NODEV | MS_NOSUID, sOptions.c_str()) != 0) {
+        GTEST_SKIP() << "may not mount a file system";
+    }
+    const auto oStart = std::chrono::steady_clock::now();
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(oRead.update(), NameList()); }),
+              "error FilePlug " + sPath + " does not answer, what was read last is served\n");
+    EXPECT_EQ(logOf([&] { oRead.update(); }), "");
+    EXPECT_LT(std::chrono::steady_clock::now() - oStart, std::chrono::seconds(5));
+    EXPECT_EQ(oRead.all({"Name"}), "lan ");
+
+    ::umount2(sShare.c_str(), MNT_DETACH);
+    oServer.reset(); // whoever waits for it fails
+    writeFile(sPath, "Name\nwan\n");
+    for (int i = 0; i < 1000 && oRead.update() != NameList{sPath}; ++i) {
+        ::poll(nullptr, 0, 10); // until the thread that waited has ended
+    }
+    EXPECT_EQ(oRead.all({"Name"}), "wan ");
 }
