@@ -4,6 +4,7 @@
 #include "zel/lines.h"
 #include "zel/log.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace zel {
@@ -47,8 +48,8 @@ Firewall::Firewall(systema::ConfigPluginBase& a_oDispatcher, Tool a_oTool)
 
 void Firewall::init()
 {
-    if (m_oTool.beginAtStart()) {
-        readChains();
+    if (m_oTool.beginAtStart() && beginRound()) {
+        readChains(false);
     }
 }
 
@@ -64,20 +65,78 @@ EResultCode Firewall::fill(ValueList& a_row, ChainCount& a_oRow, const NameList&
     return EResultCode::Success;
 }
 
-bool Firewall::refresh()
+EResultCode Firewall::getRowCount(const std::string& a_table, unsigned int& a_count)
 {
-    m_lRows.clear();
-    return m_oTool.begin() && readChains();
+    return whenListed([&] { return SingleTable::getRowCount(a_table, a_count); });
 }
 
-bool Firewall::readChains()
+EResultCode Firewall::getRow(const std::string& a_table, ValueList& a_row, unsigned int a_position,
+                             const NameList& a_columns)
 {
-    const auto oZones = readZones();
-    if (!oZones) {
-        return false;
+    return whenListed([&] { return SingleTable::getRow(a_table, a_row, a_position, a_columns); });
+}
+
+EResultCode Firewall::getRowByKey(const std::string& a_table, ValueList& a_row,
+                                  const std::string& a_keyColumn, const std::string& a_keyValue,
+                                  const NameList& a_columns)
+{
+    return whenListed(
+        [&] { return SingleTable::getRowByKey(a_table, a_row, a_keyColumn, a_keyValue, a_columns); });
+}
+
+void Firewall::update(NameList&)
+{
+    if (!std::exchange(m_bUsed, false)) {
+        m_bInRound = false; // nobody waits for it any more
     }
-    for (const auto& sZone : *oZones) {
-        const int iResult = readChain(sZone + "Input");
+}
+
+template<typename Operation>
+EResultCode Firewall::whenListed(Operation a_oOperation)
+{
+    const EResultCode eResult = listZones();
+    return eResult == EResultCode::Success ? a_oOperation() : eResult;
+}
+
+/// Lists all zones anew, or goes on with that. 0 when it is done; 1 when it cannot be.
+EResultCode Firewall::listZones()
+{
+    m_bUsed = true;
+    const bool bRunnable = m_oTool.begin();
+    if (!m_bInRound && m_oTool.now() < m_oFreshUntil) {
+        return EResultCode::Success;
+    }
+    const bool bGoesOn = m_bInRound;
+    if (!bRunnable || (!bGoesOn && !beginRound())) {
+        m_lRows.clear();
+        m_bInRound = false;
+        return EResultCode::Failure;
+    }
+    const EResultCode eResult = readChains(true);
+    if (bGoesOn && eResult == EResultCode::Success) {
+        m_oFreshUntil = m_oTool.now() + c_oFresh; // else a reader of many rows would wait for as many rounds
+    }
+    return eResult;
+}
+
+/// False when the zones cannot be read.
+bool Firewall::beginRound()
+{
+    m_lRows.clear();
+    auto oZones = readZones();
+    m_bInRound = oZones.has_value();
+    if (m_bInRound) {
+        m_lZones = *std::move(oZones);
+        std::ranges::reverse(m_lZones); // the next one stands at the end
+    }
+    return m_bInRound;
+}
+
+EResultCode Firewall::readChains(bool a_bInTurns)
+{
+    while (!m_lZones.empty()) {
+        const int iResult = readChain(m_lZones.back() + "Input");
+        m_lZones.pop_back();
         const bool bMissing = iResult == c_iExecuteFailed;
         if (bMissing && !m_bMissing) {
             ZEL_Sysloglevel_error(m_iModule, here(), "iptables cannot be run");
@@ -86,13 +145,18 @@ bool Firewall::readChains()
         if (iResult == c_iExecuteTimedOut) {
             ZEL_Sysloglevel_error(m_iModule, here(), "iptables takes too long");
             m_lRows.clear();
-            return false;
+            m_bInRound = false;
+            return EResultCode::Failure;
         }
         if (bMissing) {
             break; // and so it would be for the other zones
         }
+        if (a_bInTurns && !m_lZones.empty() && m_oTool.isTurnOver()) {
+            return EResultCode::Pending;
+        }
     }
-    return true;
+    m_bInRound = false;
+    return EResultCode::Success;
 }
 
 /// The plain names among those of the zones, if the zones can be read. Any client can write the others: they

@@ -10,6 +10,7 @@
 #include "systema/configpluginbase.h"
 #include "zel/tool.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -34,6 +35,9 @@ public:
     static constexpr unsigned c_iMostZones = 64;
     static constexpr std::size_t c_iLongestName = 64;
 
+    /// A round that took several turns is served for so long without another.
+    static constexpr std::chrono::seconds c_oFresh{1};
+
     /// The dispatcher must outlive it.
     explicit Firewall(systema::ConfigPluginBase& a_oDispatcher, Tool a_oTool = Tool());
 
@@ -41,23 +45,36 @@ public:
     void init() override;
     /// Replaces what is in the list. 0.
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
-    void update(systema::NameList&) override {}
+    // Each of the reads is pending until all zones were listed.
+    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
+                                unsigned int a_position, const systema::NameList& a_columns) override;
+    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+                                     const std::string& a_keyColumn, const std::string& a_keyValue,
+                                     const systema::NameList& a_columns) override;
+    void update(systema::NameList&) override;
 
 private:
     /// 0, for unknown columns too, which are left out.
     systema::EResultCode fill(systema::ValueList& a_row, ChainCount& a_oRow,
                               const systema::NameList& a_columns) override;
-    /// False, without rows, when the zones cannot be read or the tool hangs, and for a while after it did.
-    bool refresh() override;
-    bool readChains();
+    template<typename Operation>
+    systema::EResultCode whenListed(Operation a_oOperation);
+    systema::EResultCode listZones();
+    bool beginRound();
+    systema::EResultCode readChains(bool a_bInTurns);
     std::optional<std::vector<std::string>> readZones();
     int readChain(const std::string& a_sChain);
 
     systema::ConfigPluginBase& m_oDispatcher;
     Tool m_oTool;
     const int m_iModule;
-    std::set<std::string> m_lRefused; // names of the last read that are not plain, logged already
-    bool m_bMissing = false;          // the tool, when it was last to run
+    std::vector<std::string> m_lZones; // still to be listed in this round
+    bool m_bInRound = false;
+    bool m_bUsed = false;                  // since the last update
+    Tool::Clock::time_point m_oFreshUntil; // after a round of several turns
+    std::set<std::string> m_lRefused;      // names of the last read that are not plain, logged already
+    bool m_bMissing = false;               // the tool, when it was last to run
 };
 
 } // namespace zel

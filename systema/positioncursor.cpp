@@ -66,6 +66,9 @@ EResultCode PositionCursor::fetch(IRowSink& a_oSink)
         return EResultCode::Busy;
     }
     const auto oEnd = std::chrono::steady_clock::now() + c_oFetchTime;
+    if (m_eRow == EResultCode::Pending) {
+        readRow();
+    }
     while (m_iLeft > 0 && m_eRow == EResultCode::Success) {
         addRow(a_oSink);
         const bool bRoom = a_oSink.endRow();
@@ -76,6 +79,9 @@ EResultCode PositionCursor::fetch(IRowSink& a_oSink)
         if (!bRoom || std::chrono::steady_clock::now() >= oEnd) {
             return EResultCode::Success;
         }
+    }
+    if (m_eRow == EResultCode::Pending) {
+        return EResultCode::Success; // without a row
     }
     return m_iLeft == 0 ? EResultCode(EResultCode::NoRow) : m_eRow;
 }

@@ -12,7 +12,8 @@ Tool::Tool(Now a_oNow, std::chrono::milliseconds a_oCeiling)
 
 bool Tool::begin(std::chrono::milliseconds a_oCeiling)
 {
-    m_oEnd = m_oNow() + a_oCeiling;
+    m_oBegin = m_oNow();
+    m_oEnd = m_oBegin + a_oCeiling;
     return !isLeftAlone();
 }
 

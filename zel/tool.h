@@ -24,12 +24,17 @@ public:
     /// and how long while the daemon starts, when nobody waits yet and the system is at its slowest.
     static constexpr std::chrono::milliseconds c_oCeiling{400};
     static constexpr std::chrono::milliseconds c_oStartCeiling{2000};
+    /// After so long a round should go on in another turn, when others were served.
+    static constexpr std::chrono::milliseconds c_oTurn{100};
     /// The tool is not run for so long after it hit the ceiling.
     static constexpr std::chrono::seconds c_oHangWait{30};
 
     /// Clock and ceiling are a test's, if any.
     explicit Tool(Now a_oNow = &Clock::now, std::chrono::milliseconds a_oCeiling = c_oCeiling);
 
+    Clock::time_point now() const { return m_oNow(); }
+    /// True when the round has taken its turn.
+    bool isTurnOver() const { return m_oNow() >= m_oBegin + c_oTurn; }
     /// True for a while after the tool hit the ceiling.
     bool isLeftAlone() const { return m_oNow() < m_oNextTry; }
     /// Begins a round of runs. False while the tool is left alone: it must not be run then.
@@ -44,7 +49,8 @@ private:
 
     const Now m_oNow;
     const std::chrono::milliseconds m_oCeiling;
-    Clock::time_point m_oEnd;     // of the round
+    Clock::time_point m_oBegin; // of the round
+    Clock::time_point m_oEnd;
     Clock::time_point m_oNextTry; // once it has hit the ceiling
 };
 
