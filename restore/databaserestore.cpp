@@ -1,5 +1,6 @@
 #include "restore/databaserestore.h"
 
+#include "restore/confined.h"
 #include "restore/dump.h"
 #include "restore/merge.h"
 #include "restore/schema.h"
@@ -40,6 +41,8 @@ DatabaseRestore::DatabaseRestore(const systema::DatabaseFile& a_oFile, const Res
       m_iModule(a_iLogModule),
       m_sPath(fs::path(a_oSettings.m_sDatabaseDirectory) / a_oFile.m_pName),
       m_sTemporary(m_sPath + ".restore"),
+      m_sFactory(fs::path(a_oSettings.m_sFactoryDirectory) /
+                 fs::path(a_oFile.m_pName).replace_extension(".sql")),
       m_oVersion(a_oFile.m_pName)
 {
 }
@@ -48,12 +51,12 @@ ERestored DatabaseRestore::run()
 {
     try {
         removeDatabase(m_sTemporary);
-        auto oExisting = lockExisting();
-        loadFactory();
-        if (m_oSettings.m_bKeep && oExisting && isCurrent(*oExisting)) {
+        findFactory();
+        if (m_oSettings.m_bKeep && isKept()) {
             m_sSource = "kept";
             return ERestored::Current;
         }
+        const auto oExisting = lockExisting();
         const ERestored eRestored = make();
         putInPlace();
         return eRestored;
@@ -65,6 +68,17 @@ ERestored DatabaseRestore::run()
         m_sSource.clear();
         return ERestored::Failed;
     }
+}
+
+void DatabaseRestore::check(const std::string& a_sDump)
+{
+    findFactory();
+    makeFrom(a_sDump, false);
+}
+
+int DatabaseRestore::confined(const std::string& a_sFile, const std::function<int()>& a_oWork) const
+{
+    return runConfined(m_oSettings.m_oLimits, a_sFile, a_oWork);
 }
 
 /// Nothing when the file is missing or no database, and so of no use to anybody.
@@ -84,16 +98,26 @@ std::optional<SqliteFile> DatabaseRestore::lockExisting() const
     }
 }
 
+/// A factory that is of no use must not make a fault of the dumps, so it is tried alone.
+void DatabaseRestore::findFactory()
+{
+    try {
+        m_bFactory = true;
+        confined(m_sFactory, [this] {
+            loadFactory();
+            return 0;
+        });
+    } catch (const SqliteError& oError) {
+        m_bFactory = false;
+        ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s: %s", m_sFactory.c_str(), oError.what());
+    }
+}
+
 void DatabaseRestore::loadFactory()
 {
-    const std::string sFactory =
-        fs::path(m_oSettings.m_sFactoryDirectory) / fs::path(m_oFile.m_pName).replace_extension(".sql");
-    try {
-        m_oFactory.emplace();
-        loadDump(*m_oFactory, sFactory);
-    } catch (const std::runtime_error& oError) {
-        m_oFactory.reset();
-        ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s: %s", sFactory.c_str(), oError.what());
+    if (m_bFactory) {
+        m_oFactory.emplace(m_oSettings.m_oLimits.m_iDatabase);
+        loadDump(*m_oFactory, m_sFactory, m_oSettings.m_oLimits);
     }
 }
 
@@ -104,21 +128,36 @@ bool DatabaseRestore::hasFactorySchema(const SqliteFile& a_oDatabase) const
     return !m_oFactory || readSchema(a_oDatabase, sVersion) == readSchema(*m_oFactory, sVersion);
 }
 
-bool DatabaseRestore::isCurrent(const SqliteFile& a_oDatabase) const
+bool DatabaseRestore::isKept()
 {
-    if (const auto oDamage = a_oDatabase.findDamage()) {
-        ZEL_Sysloglevel_warning(m_iModule, zel::here(), "%s is not kept: %s", m_oFile.m_pName,
-                                oDamage->c_str());
+    try {
+        return confined(m_sPath, [this] {
+            const auto oExisting = lockExisting();
+            if (!oExisting) {
+                return 0;
+            }
+            loadFactory();
+            requireCurrent(*oExisting);
+            return 1;
+        });
+    } catch (const SqliteError& oError) {
+        if (oError.isOfMachine()) {
+            throw;
+        }
+        ZEL_Sysloglevel_warning(m_iModule, zel::here(), "%s is not kept: %s", m_oFile.m_pName, oError.what());
         return false;
     }
-    const bool bCurrent =
-        hasFactorySchema(a_oDatabase) &&
-        (!m_oFile.m_bPersistent || m_oVersion.read(a_oDatabase) == m_oMigrations.getLatest());
-    if (!bCurrent) {
-        ZEL_Sysloglevel_warning(m_iModule, zel::here(), "%s is not kept: its schema is not the current one",
-                                m_oFile.m_pName);
+}
+
+void DatabaseRestore::requireCurrent(const SqliteFile& a_oDatabase) const
+{
+    if (const auto oDamage = a_oDatabase.findDamage()) {
+        throw std::runtime_error(*oDamage);
     }
-    return bCurrent;
+    if (!hasFactorySchema(a_oDatabase) ||
+        (m_oFile.m_bPersistent && m_oVersion.read(a_oDatabase) != m_oMigrations.getLatest())) {
+        throw std::runtime_error("its schema is not the current one");
+    }
 }
 
 ERestored DatabaseRestore::make()
@@ -154,26 +193,50 @@ ERestored DatabaseRestore::make()
 /// either, and an older one would then replace a good one for no fault of it: that is thrown.
 std::optional<ERestored> DatabaseRestore::takeDump(const std::string& a_sDump)
 {
-    removeDatabase(m_sTemporary);
-    SqliteFile oSaved(m_sTemporary, SqliteFile::EOpen::New);
     try {
-        loadDump(oSaved, a_sDump);
-        if (findTables(oSaved).empty() && m_oFactory && !findTables(*m_oFactory).empty()) {
-            throw std::runtime_error("holds no table");
-        }
-        return upgrade(oSaved);
+        return makeFrom(a_sDump, true);
     } catch (const SqliteError& oError) {
         if (oError.isOfMachine()) {
             throw;
         }
         ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s: %s", a_sDump.c_str(), oError.what());
-    } catch (const std::runtime_error& oError) {
-        ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s: %s", a_sDump.c_str(), oError.what());
+        return std::nullopt;
     }
-    return std::nullopt;
 }
 
-ERestored DatabaseRestore::upgrade(SqliteFile& a_oSaved)
+/// Migrations that do not end are ones that fail, and no fault of the dump.
+ERestored DatabaseRestore::makeFrom(const std::string& a_sDump, bool a_bWrite)
+{
+    try {
+        return makeConfined(a_sDump, true, a_bWrite);
+    } catch (const OutOfTime& oError) {
+        if (!m_oMigrations.areFor(m_oFile.m_pName)) {
+            throw;
+        }
+        ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s with its migrations: %s", m_oFile.m_pName,
+                              oError.what());
+    }
+    return makeConfined(a_sDump, false, a_bWrite);
+}
+
+ERestored DatabaseRestore::makeConfined(const std::string& a_sDump, bool a_bMigrate, bool a_bWrite)
+{
+    return ERestored(confined(a_sDump, [&] {
+        loadFactory();
+        SqliteFile oSaved(m_oSettings.m_oLimits.m_iDatabase);
+        loadDump(oSaved, a_sDump, m_oSettings.m_oLimits);
+        if (findTables(oSaved).empty() && m_oFactory && !findTables(*m_oFactory).empty()) {
+            throw std::runtime_error("holds no table");
+        }
+        const ERestored eRestored = upgrade(oSaved, a_bMigrate);
+        if (a_bWrite) {
+            write(oSaved);
+        }
+        return static_cast<int>(eRestored);
+    }));
+}
+
+ERestored DatabaseRestore::upgrade(SqliteFile& a_oSaved, bool a_bMigrate) const
 {
     const char* pName = m_oFile.m_pName;
     const int iLatest = m_oMigrations.getLatest();
@@ -183,15 +246,15 @@ ERestored DatabaseRestore::upgrade(SqliteFile& a_oSaved)
         ZEL_Sysloglevel_warning(m_iModule, zel::here(),
                                 "%s was saved by a newer firmware: schema version %d, here %d", pName, iSaved,
                                 iLatest);
-    } else if (!m_oMigrations.run(a_oSaved, pName, iSaved)) {
+    } else if (!a_bMigrate || !m_oMigrations.run(a_oSaved, pName, iSaved)) {
         eRestored = ERestored::FellBack;
     }
     if (!hasFactorySchema(a_oSaved)) {
         ZEL_Sysloglevel_info(m_iModule, zel::here(), "%s has another schema now", pName);
-        SqliteFile oMerged;
+        SqliteFile oMerged(m_oSettings.m_oLimits.m_iDatabase);
         m_oFactory->copyTo(oMerged);
         mergeRows(oMerged, a_oSaved, pName, m_oVersion.getTable(), m_iModule);
-        oMerged.copyTo(a_oSaved);
+        a_oSaved = std::move(oMerged);
         if (const auto oDamage = a_oSaved.findDamage()) {
             throw std::runtime_error(*oDamage);
         }
@@ -202,16 +265,26 @@ ERestored DatabaseRestore::upgrade(SqliteFile& a_oSaved)
 
 void DatabaseRestore::takeFactory()
 {
-    if (!m_oFactory) {
+    if (!m_bFactory) {
         throw std::runtime_error("nothing to make it from");
     }
+    confined(m_sFactory, [this] {
+        loadFactory();
+        if (m_oFile.m_bPersistent) {
+            m_oVersion.write(*m_oFactory, m_oMigrations.getLatest());
+        }
+        write(*m_oFactory);
+        return 0;
+    });
+    m_sSource = "factory";
+}
+
+/// What is made is made in memory: only then a full disk is no fault of the dump.
+void DatabaseRestore::write(const SqliteFile& a_oDatabase) const
+{
     removeDatabase(m_sTemporary);
     SqliteFile oNew(m_sTemporary, SqliteFile::EOpen::New);
-    m_oFactory->copyTo(oNew);
-    if (m_oFile.m_bPersistent) {
-        m_oVersion.write(oNew, m_oMigrations.getLatest());
-    }
-    m_sSource = "factory";
+    a_oDatabase.copyTo(oNew);
 }
 
 void DatabaseRestore::putInPlace() const

@@ -1,7 +1,8 @@
 // Makes one database file anew: from what was saved of it, else from the factory.
 //
 // Owned by restoreDatabases() for the one run. What is made is made beside the file and takes its place when
-// it is complete and sound; until then the file is as it was. Failures are logged.
+// it is complete and sound; until then the file is as it was. Whatever reads a dump, the factory's SQL or the
+// file itself does so in a process of its own, under limits. Failures are logged.
 #pragma once
 
 #include "restore/generations.h"
@@ -11,6 +12,7 @@
 #include "storage/databasefiles.h"
 #include "storage/sqlitefile.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,18 +29,27 @@ public:
 
     /// Never throws.
     ERestored run();
+    /// Does what run() does with a dump, but for writing the file. Throws systema::SqliteError with what is
+    /// wrong with the dump, or with the machine, in one line without the dump's name.
+    void check(const std::string& a_sDump);
     /// Where the database came from; empty when it could not be made.
     const std::string& getSource() const { return m_sSource; }
 
 private:
+    int confined(const std::string& a_sFile, const std::function<int()>& a_oWork) const;
     std::optional<systema::SqliteFile> lockExisting() const;
+    void findFactory();
     void loadFactory();
-    bool isCurrent(const systema::SqliteFile& a_oDatabase) const;
+    bool isKept();
+    void requireCurrent(const systema::SqliteFile& a_oDatabase) const;
     bool hasFactorySchema(const systema::SqliteFile& a_oDatabase) const;
     ERestored make();
     std::optional<ERestored> takeDump(const std::string& a_sDump);
-    ERestored upgrade(systema::SqliteFile& a_oSaved);
+    ERestored makeFrom(const std::string& a_sDump, bool a_bWrite);
+    ERestored makeConfined(const std::string& a_sDump, bool a_bMigrate, bool a_bWrite);
+    ERestored upgrade(systema::SqliteFile& a_oSaved, bool a_bMigrate) const;
     void takeFactory();
+    void write(const systema::SqliteFile& a_oDatabase) const;
     void putInPlace() const;
 
     const systema::DatabaseFile& m_oFile;
@@ -48,8 +59,10 @@ private:
     const int m_iModule;
     const std::string m_sPath;
     const std::string m_sTemporary;
+    const std::string m_sFactory;
     const SchemaVersion m_oVersion;
-    std::optional<systema::SqliteFile> m_oFactory;
+    bool m_bFactory = false;                       // it is there and loads
+    std::optional<systema::SqliteFile> m_oFactory; // loaded by each process that needs it
     std::string m_sSource;
 };
 

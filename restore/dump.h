@@ -4,15 +4,16 @@
 // or damaged is found by loading it.
 #pragma once
 
+#include "restore/limits.h"
 #include "storage/sqlitefile.h"
 
 #include <string>
 
 namespace zel::cfg {
 
-/// Loads the dump into an empty database and checks the outcome. Throws std::runtime_error, or its descendant
-/// systema::SqliteError, with what is wrong in one line without the file's name; the database is then as
-/// it was or of no use.
-void loadDump(systema::SqliteFile& a_oDatabase, const std::string& a_sFile);
+/// Loads the dump into an empty database, statement by statement, and checks the outcome. Throws
+/// std::runtime_error, or its descendant systema::SqliteError, with what is wrong in one line without the
+/// file's name; the database is then as it was or of no use.
+void loadDump(systema::SqliteFile& a_oDatabase, const std::string& a_sFile, const Limits& a_oLimits);
 
 } // namespace zel::cfg

@@ -1,16 +1,25 @@
 #include "restore/dumpcheck.h"
 
+#include "restore/confined.h"
 #include "restore/dump.h"
 
 namespace zel::cfg {
 
-std::optional<std::string> findDumpFault(const std::string& a_sFile)
+void checkLoads(const std::string& a_sFile, const Limits& a_oLimits)
+{
+    runConfined(a_oLimits, a_sFile, [&] {
+        systema::SqliteFile oScratch(a_oLimits.m_iDatabase);
+        loadDump(oScratch, a_sFile, a_oLimits);
+        return 0;
+    });
+}
+
+std::optional<std::string> findDumpFault(const std::string& a_sFile, const Limits& a_oLimits)
 {
     try {
-        systema::SqliteFile oScratch;
-        loadDump(oScratch, a_sFile);
+        checkLoads(a_sFile, a_oLimits);
         return std::nullopt;
-    } catch (const std::runtime_error& oError) {
+    } catch (const systema::SqliteError& oError) {
         return oError.what();
     }
 }

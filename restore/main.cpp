@@ -7,6 +7,8 @@
 #include <CLI/CLI.hpp>
 
 #include <iostream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -23,7 +25,7 @@ CLI::Option& addDirectory(CLI::App& a_oApp, const std::string& a_sName, std::str
                 ->take_last();
 }
 
-void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings)
+void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings, std::vector<std::string>& a_lChecked)
 {
     a_oApp.set_help_flag("-h,--help", "print this help and exit");
     a_oApp.set_version_flag("--version", std::string(c_pProgram) + " " LEDGERD_VERSION,
@@ -39,9 +41,15 @@ void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings)
                  "what the device comes with, and its migrations");
     a_oApp.add_flag("--keep", a_oSettings.m_bKeep, "leave databases alone that are sound and current")
         ->configurable(false);
+    a_oApp.add_option("--check", a_lChecked, "only tell which of these dumps a boot could not take")
+        ->type_name("FILE...")
+        ->configurable(false);
     a_oApp.footer(
         "Prints where each database came from. Exit status: 0 all are as saved last, or never saved;\n"
-        "1 one had to fall back; 2 one is in use or could not be made; 64 wrong usage.");
+        "1 one had to fall back; 2 one is in use or could not be made; 64 wrong usage.\n"
+        "With --check a line for each bad dump. Exit status: 0 all are good; 1 one is bad; 2 the machine "
+        "could not\n"
+        "check one.");
 }
 
 } // namespace
@@ -52,13 +60,15 @@ int main(int a_iCount, char** a_pArguments)
     try {
         CLI::App oApp("Makes the databases of ledgerd from what was saved, before it starts.", c_pProgram);
         zel::cfg::RestoreSettings oSettings;
-        declare(oApp, oSettings);
+        std::vector<std::string> lChecked;
+        declare(oApp, oSettings, lChecked);
         try {
             oApp.parse(a_iCount, a_pArguments);
         } catch (const CLI::Success& oAnswer) {
             return oApp.exit(oAnswer);
         }
-        return static_cast<int>(zel::cfg::restoreDatabases(oSettings, std::cout));
+        return lChecked.empty() ? static_cast<int>(zel::cfg::restoreDatabases(oSettings, std::cout))
+                                : static_cast<int>(zel::cfg::checkDumps(oSettings, lChecked, std::cout));
     } catch (const CLI::Error& oError) {
         std::cerr << c_pProgram << ": " << oError.what() << " [" << c_iExitUsage << "]\n";
         return c_iExitUsage;

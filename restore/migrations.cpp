@@ -16,6 +16,19 @@ namespace {
 
 constexpr std::size_t c_iDigits = 3;
 
+constexpr std::uint64_t c_iLongest = 16 * 1024 * 1024;
+
+std::string readText(const std::string& a_sFile)
+{
+    TextFile oFile(a_sFile);
+    if (oFile.size() > c_iLongest) {
+        throw std::runtime_error("longer than 16 MiB");
+    }
+    std::string sText;
+    oFile.read(sText, oFile.size());
+    return sText;
+}
+
 /// 0 when the file is not named "NNN-name.sql".
 int numberOf(const std::string& a_sFile)
 {
@@ -58,7 +71,7 @@ void Migrations::add(const std::string& a_sPath, const std::string& a_sFile)
     if (iNumber == 0) {
         throw std::runtime_error("not named NNN-name.sql");
     }
-    const Migration oMigration{a_sFile, readTextFile(a_sPath)};
+    const Migration oMigration{a_sFile, readText(a_sPath)};
     if (std::ranges::none_of(systema::c_aDatabaseFiles, [&](const systema::DatabaseFile& a_oFile) {
             return a_oFile.m_bPersistent && oMigration.isFor(a_oFile.m_pName);
         })) {
@@ -68,6 +81,12 @@ void Migrations::add(const std::string& a_sPath, const std::string& a_sFile)
     if (!bNew) {
         throw std::runtime_error("has the number of " + itHolder->second.m_sFile);
     }
+}
+
+bool Migrations::areFor(const std::string& a_sName) const
+{
+    return std::ranges::any_of(m_mMigrations,
+                               [&](const auto& a_oEntry) { return a_oEntry.second.isFor(a_sName); });
 }
 
 bool Migrations::run(systema::SqliteFile& a_oDatabase, const std::string& a_sName, int a_iVersion) const

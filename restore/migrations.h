@@ -20,6 +20,9 @@ public:
     /// The highest number over all databases, 0 without migrations.
     int getLatest() const { return m_mMigrations.empty() ? 0 : m_mMigrations.rbegin()->first; }
 
+    /// True when there are some for the database.
+    bool areFor(const std::string& a_sName) const;
+
     /// Runs those of the database with a number above a_iVersion, in the order of their numbers and all in
     /// one transaction. False when one failed: that is logged, and the database is as it was. Throws
     /// systema::SqliteError when the machine was at fault.

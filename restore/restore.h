@@ -5,8 +5,11 @@
 // module "ledger-restore".
 #pragma once
 
+#include "restore/limits.h"
+
 #include <iosfwd>
 #include <string>
+#include <vector>
 
 namespace zel::cfg {
 
@@ -16,6 +19,7 @@ struct RestoreSettings
     std::string m_sStoreDirectory;    // need not exist
     std::string m_sFactoryDirectory;
     bool m_bKeep = false; // leave alone what is sound and has the current schema
+    Limits m_oLimits = Limits::ofMachine();
 };
 
 /// What became of a database, and of all of them: the worst. The exit status of ledger-restore.
@@ -27,5 +31,19 @@ enum class ERestored
 };
 
 ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_oReport);
+
+/// What can be said of dumps. The exit status of ledger-restore --check.
+enum class EChecked
+{
+    Good = 0,
+    Bad = 1,     // at least one is of no use to a boot
+    Unknown = 2, // the machine could not tell of one: no space, no memory, no permission
+};
+
+/// Checks dumps as a boot would find them, which it does with one named "persistent-web.db.sql" and so on by
+/// going the whole way to the database, but for writing it. Reports a line "FILE: FAULT" for each that is not
+/// good. Touches no file, and so may run beside the daemon; never throws.
+EChecked checkDumps(const RestoreSettings& a_oSettings, const std::vector<std::string>& a_lFiles,
+                    std::ostream& a_oReport);
 
 } // namespace zel::cfg

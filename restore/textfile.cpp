@@ -1,7 +1,6 @@
 #include "restore/textfile.h"
 
-#include "zel/uniquefd.h"
-
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -13,47 +12,70 @@ namespace zel::cfg {
 
 namespace {
 
-constexpr off_t c_iLongest = 256 * 1024 * 1024;
-
 [[noreturn]] void throwError()
 {
     throw std::runtime_error(std::strerror(errno));
 }
 
+/// Appends bytes of the file from a position on.
+void readAt(int a_iFile, std::uint64_t a_iFrom, std::size_t a_iCount, std::string& a_sTo)
+{
+    std::size_t iFilled = a_sTo.size();
+    a_sTo.resize(iFilled + a_iCount);
+    while (iFilled < a_sTo.size()) {
+        const ssize_t iPart =
+            ::pread(a_iFile, a_sTo.data() + iFilled, a_sTo.size() - iFilled, static_cast<off_t>(a_iFrom));
+        if (iPart < 0) {
+            throwError();
+        }
+        if (iPart == 0) {
+            throw std::runtime_error("was cut while it was read");
+        }
+        iFilled += static_cast<std::size_t>(iPart);
+        a_iFrom += static_cast<std::uint64_t>(iPart);
+    }
+}
+
 } // namespace
 
-std::string readTextFile(const std::string& a_sFile)
+TextFile::TextFile(const std::string& a_sFile)
+    : m_oFile(::open(a_sFile.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
 {
-    const UniqueFd oFile(::open(a_sFile.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat oStatus
     {
     };
-    if (!oFile || ::fstat(oFile.get(), &oStatus) != 0) {
+    if (!m_oFile || ::fstat(m_oFile.get(), &oStatus) != 0) {
         throwError();
     }
     if (!S_ISREG(oStatus.st_mode)) {
         throw std::runtime_error("not a regular file");
     }
-    if (oStatus.st_size > c_iLongest) {
-        throw std::runtime_error("longer than 256 MiB");
-    }
-    std::string sText(static_cast<std::size_t>(oStatus.st_size), '\0');
-    std::size_t iRead = 0;
-    while (iRead < sText.size()) {
-        const ssize_t iPart = ::read(oFile.get(), sText.data() + iRead, sText.size() - iRead);
-        if (iPart < 0) {
-            throwError();
-        }
-        if (iPart == 0) {
-            break; // it was cut while it was read
-        }
-        iRead += static_cast<std::size_t>(iPart);
-    }
-    sText.resize(iRead);
-    if (sText.find('\0') != std::string::npos) {
+    m_iSize = m_iEnd = static_cast<std::uint64_t>(oStatus.st_size);
+}
+
+void TextFile::read(std::string& a_sTo, std::size_t a_iMost)
+{
+    const auto iCount = static_cast<std::size_t>(std::min<std::uint64_t>(a_iMost, left()));
+    const std::size_t iBefore = a_sTo.size();
+    readAt(m_oFile.get(), m_iRead, iCount, a_sTo);
+    if (a_sTo.find('\0', iBefore) != std::string::npos) {
         throw std::runtime_error("holds a NUL byte");
     }
-    return sText;
+    m_iRead += iCount;
+}
+
+bool TextFile::cutEnd(std::string_view a_sEnd)
+{
+    if (left() < a_sEnd.size()) {
+        return false;
+    }
+    std::string sEnd;
+    readAt(m_oFile.get(), m_iEnd - a_sEnd.size(), a_sEnd.size(), sEnd);
+    if (sEnd != a_sEnd) {
+        return false;
+    }
+    m_iEnd -= a_sEnd.size();
+    return true;
 }
 
 } // namespace zel::cfg

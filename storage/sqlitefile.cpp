@@ -17,8 +17,26 @@ namespace {
 constexpr std::size_t c_iErrorLength = 120; // SQLite quotes the whole rest of a text that is cut off
 constexpr const char* c_pInMemory = ":memory:";
 constexpr const char* c_pBuildSettings =
-    "PRAGMA foreign_keys = OFF; PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF;"
-    "PRAGMA max_page_count = 131072;"; // 512 MiB, so that no text fills the memory
+    "PRAGMA foreign_keys = OFF; PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF;";
+constexpr std::uint64_t c_iPageSize = 4096;
+constexpr std::uint64_t c_iMiB = 1024 * 1024;
+
+sqlite3_int64 memoryLimit()
+{
+    return sqlite3_hard_heap_limit64(-1);
+}
+
+/// True when SQLite was refused memory because of the limit, not because the system had none.
+bool hasPassedMemoryLimit()
+{
+    constexpr sqlite3_int64 c_iRounding = 8; // of what is asked for
+    sqlite3_int64 iNow = 0;
+    sqlite3_int64 iMostUsed = 0;
+    sqlite3_int64 iLargest = 0; // that was asked for at once
+    sqlite3_status64(SQLITE_STATUS_MEMORY_USED, &iNow, &iMostUsed, 0);
+    sqlite3_status64(SQLITE_STATUS_MALLOC_SIZE, &iNow, &iLargest, 0);
+    return memoryLimit() > 0 && iMostUsed + iLargest + c_iRounding >= memoryLimit();
+}
 
 SqliteError::ECause causeOf(int a_iCode)
 {
@@ -131,9 +149,10 @@ void SqliteFile::Close::operator()(sqlite3* a_pDatabase) const
     sqlite3_close(a_pDatabase);
 }
 
-SqliteFile::SqliteFile()
+SqliteFile::SqliteFile(std::uint64_t a_iMostBytes) : m_iMostBytes(a_iMostBytes)
 {
     open(c_pInMemory, true);
+    run("PRAGMA max_page_count = " + std::to_string(a_iMostBytes / c_iPageSize));
 }
 
 SqliteFile::SqliteFile(const std::string& a_sFile, EOpen a_eOpen)
@@ -163,9 +182,22 @@ void SqliteFile::open(const std::string& a_sFile, bool a_bNew)
 
 void SqliteFile::check(int a_iCode) const
 {
-    if (a_iCode != SQLITE_OK) {
-        throw SqliteError(causeOf(a_iCode), sqlite3_errmsg(m_pDatabase.get()));
+    if (a_iCode == SQLITE_OK) {
+        return;
     }
+    if (a_iCode == SQLITE_FULL && m_iMostBytes > 0) {
+        throw SqliteError(SqliteError::ECause::Content,
+                          "larger than " + std::to_string(m_iMostBytes / c_iMiB) + " MiB as a database");
+    }
+    const bool bMemory =
+        a_iCode == SQLITE_NOMEM || sqlite3_extended_errcode(m_pDatabase.get()) == SQLITE_IOERR_NOMEM;
+    if (bMemory && hasPassedMemoryLimit()) {
+        throw SqliteError(SqliteError::ECause::Content,
+                          "takes more than " +
+                              std::to_string(memoryLimit() / static_cast<sqlite3_int64>(c_iMiB)) +
+                              " MiB of memory");
+    }
+    throw SqliteError(causeOf(a_iCode), sqlite3_errmsg(m_pDatabase.get()));
 }
 
 bool SqliteFile::lock()
@@ -183,9 +215,19 @@ void SqliteFile::run(const std::string& a_sSql)
     check(sqlite3_exec(m_pDatabase.get(), a_sSql.c_str(), nullptr, nullptr, nullptr));
 }
 
-void SqliteFile::runForeign(const std::string& a_sText, std::size_t a_iStart)
+bool SqliteFile::isComplete(const std::string& a_sText)
 {
-    const char* pText = a_sText.c_str() + a_iStart;
+    return sqlite3_complete(a_sText.c_str()) != 0;
+}
+
+void SqliteFile::limitMemory(std::uint64_t a_iMostBytes)
+{
+    sqlite3_hard_heap_limit64(static_cast<sqlite3_int64>(a_iMostBytes));
+}
+
+void SqliteFile::runForeign(const std::string& a_sText, std::size_t a_iFirstLine)
+{
+    const char* pText = a_sText.c_str();
     sqlite3_set_authorizer(m_pDatabase.get(), refuseControl, nullptr);
     const std::unique_ptr<sqlite3, void (*)(sqlite3*)> pUntilTheEnd(
         m_pDatabase.get(),
@@ -200,7 +242,7 @@ void SqliteFile::runForeign(const std::string& a_sText, std::size_t a_iStart)
         }
     } catch (const SqliteError& oError) {
         pText += std::strspn(pText, " \t\r\n");
-        const auto iLine = std::count(a_sText.c_str(), pText, '\n') + 1;
+        const auto iLine = a_iFirstLine + static_cast<std::size_t>(std::count(a_sText.c_str(), pText, '\n'));
         throw SqliteError(oError.isOfMachine() ? SqliteError::ECause::Machine : SqliteError::ECause::Content,
                           "line " + std::to_string(iLine) + ": " + oError.what());
     }

@@ -2,10 +2,13 @@
 //
 // Owned by who builds or checks a database and used on one thread. Unlike SqliteConnection it may change the
 // schema; triggers do not fire and references are not enforced, so that rows come back as they were saved.
-// Nothing waits for a lock. Every failure is an SqliteError.
+// Nothing waits for a lock. Every failure is an SqliteError. What passes the size of a database in memory, or
+// the limit of limitMemory(), is at fault itself (Content); a disk or a memory that is full is a fault of the
+// machine.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -66,8 +69,8 @@ public:
 
     using Row = std::vector<std::string>; // NULL is an empty text
 
-    /// A database in memory.
-    SqliteFile();
+    /// A database in memory of at most so many bytes.
+    explicit SqliteFile(std::uint64_t a_iMostBytes);
     SqliteFile(const std::string& a_sFile, EOpen a_eOpen);
 
     /// Locks the file against every other process until this object goes; false when another uses it. Any
@@ -76,10 +79,14 @@ public:
 
     /// Runs statements of the program's own.
     void run(const std::string& a_sSql);
-    /// Runs the statements of a text from outside, from a_iStart on, up to the first that fails, whose line
-    /// is in the error. It belongs into a Transaction; the text itself can neither begin nor end one, attach
-    /// a file or change a setting, and computes no recursive queries.
-    void runForeign(const std::string& a_sText, std::size_t a_iStart = 0);
+    /// Runs the statements of a text from outside up to the first that fails, whose line is in the error; the
+    /// text begins with line a_iFirstLine. It belongs into a Transaction; the text itself can neither begin
+    /// nor end one, attach a file or change a setting, and computes no recursive queries.
+    void runForeign(const std::string& a_sText, std::size_t a_iFirstLine = 1);
+    /// True when the text ends with the end of a statement.
+    static bool isComplete(const std::string& a_sText);
+    /// Limits what SQLite takes of the memory, over all databases of the process.
+    static void limitMemory(std::uint64_t a_iMostBytes);
     std::vector<Row> select(const std::string& a_sSql) const;
     /// What the integrity check finds first.
     std::optional<std::string> findDamage() const;
@@ -99,6 +106,7 @@ private:
     void open(const std::string& a_sFile, bool a_bNew);
     void check(int a_iCode) const;
 
+    std::uint64_t m_iMostBytes = 0; // of a database in memory, 0 for a file
     std::unique_ptr<sqlite3, Close> m_pDatabase;
 };
 

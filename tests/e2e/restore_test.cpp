@@ -56,8 +56,7 @@ TEST_F(RestoreProgramTest, aFullDiskIsNoReasonToFallBack)
 {
     save("1", m_sGood);
     save("2", std::string(m_sGood).insert(m_sGood.rfind("COMMIT"),
-                                          "CREATE TABLE Large (Id INTEGER PRIMARY KEY, Text);\n"
-                                          "INSERT INTO Large VALUES(1,'" +
+                                          "INSERT INTO WebPage(Path, Title) VALUES('/large','" +
                                               std::string(100'000, 'x') + "');\n"));
     const std::string sBefore = readFile(m_oSandbox.database("persistent-web.db"));
     const Finished oFull = restore({}, [] {
@@ -70,6 +69,37 @@ TEST_F(RestoreProgramTest, aFullDiskIsNoReasonToFallBack)
     EXPECT_THAT(oFull.m_sOutput, HasSubstr("services.db: factory\n"));
     EXPECT_EQ(readFile(m_oSandbox.database("persistent-web.db")), sBefore);
     EXPECT_FALSE(fs::exists(m_oSandbox.database("persistent-web.db.restore")));
+}
+
+TEST_F(RestoreProgramTest, lackOfMemoryIsNoReasonToFallBack)
+{
+    if (c_bSanitized) {
+        GTEST_SKIP() << "a sanitizer takes more address space than there is";
+    }
+    save("1", m_sGood);
+    save("2",
+         std::string(m_sGood).insert(m_sGood.rfind("COMMIT"),
+                                     "INSERT INTO WebPage(Path) SELECT length(hex(zeroblob(100000000)));\n"));
+    const std::string sBefore = readFile(m_oSandbox.database("persistent-web.db"));
+    const auto oLittleMemory = [] {
+        const rlimit oLimit{150'000'000, 150'000'000};
+        ::setrlimit(RLIMIT_AS, &oLimit);
+    };
+    const Finished oLacking = restore({}, oLittleMemory);
+    EXPECT_EQ(oLacking.m_iStatus, 2);
+    EXPECT_THAT(oLacking.m_sErrors, HasSubstr("persistent-web.db cannot be made: line "));
+    EXPECT_THAT(oLacking.m_sErrors, HasSubstr(": out of memory"));
+    EXPECT_EQ(readFile(m_oSandbox.database("persistent-web.db")), sBefore);
+
+    const std::string sDump = m_oSandbox.path("flash/store/generation.2/persistent-web.db.sql");
+    const Finished oUnknown = restore({"--check", sDump}, oLittleMemory);
+    EXPECT_EQ(oUnknown.m_iStatus, 2);
+    EXPECT_THAT(oUnknown.m_sOutput, StartsWith(sDump + ": line "));
+    EXPECT_EQ(restore({"--check", sDump}).m_sOutput, "");
+    writeFile(sDump, m_sGood.substr(0, m_sGood.size() / 2));
+    const Finished oBad = restore({"--check", sDump});
+    EXPECT_EQ(oBad.m_iStatus, 1);
+    EXPECT_EQ(oBad.m_sOutput, sDump + ": cut off or rolled back: does not end with COMMIT\n");
 }
 
 } // namespace

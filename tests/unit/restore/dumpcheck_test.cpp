@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <sys/stat.h>
 
 namespace zel::cfg {
@@ -110,7 +111,23 @@ TEST(DumpCheckTest, neverWaitsForWhatIsNoFile)
     EXPECT_THAT(findDumpFault(oDir.file("none")), Optional(Eq("No such file or directory")));
     writeFile(oDir.file("large"), "");
     std::filesystem::resize_file(oDir.file("large"), 1ULL << 40);
-    EXPECT_THAT(findDumpFault(oDir.file("large")), Optional(Eq("longer than 256 MiB")));
+    EXPECT_THAT(findDumpFault(oDir.file("large")), Optional(Eq("holds a NUL byte")));
+}
+
+TEST(DumpCheckTest, aDumpLoadsWhateverItsLength)
+{
+    const TempDir oDir;
+    constexpr std::size_t c_iMostOnce = 256 * c_iMiB;
+    std::ofstream oDump(oDir.file("a.sql"));
+    oDump << c_sBegin
+          << "CREATE TABLE T (Text TEXT);\nCREATE TRIGGER G AFTER INSERT ON T BEGIN\nDELETE FROM T;\nEND;\n";
+    const std::string sStatements =
+        "INSERT INTO T VALUES('" + std::string(c_iMiB, 'x') + "');\nDELETE FROM T;\n";
+    for (std::size_t iWritten = 0; iWritten < c_iMostOnce; iWritten += sStatements.size()) {
+        oDump << sStatements;
+    }
+    oDump << "-- the end\nCOMMIT;\n" << std::flush;
+    EXPECT_EQ(findDumpFault(oDir.file("a.sql")), std::nullopt);
 }
 
 } // namespace

@@ -193,6 +193,54 @@ TEST_F(RestoreTest, keepsWhatIsSoundAndCurrent)
     EXPECT_EQ(getSource("transient.db"), "factory");
 }
 
+constexpr const char* c_pEndless =
+    "CREATE TABLE N (I INTEGER);\nINSERT INTO N VALUES(1),(2),(3),(4),(5),(6),(7),(8),(9);\n"
+    "CREATE VIEW V AS SELECT a.I FROM N a, N b, N c, N d, N e, N f, N g, N h, N i, N j, N k, N l;\n"
+    "INSERT INTO N SELECT count(*) FROM V;\n";
+
+TEST_F(RestoreTest, aDumpThatPassesALimitIsAtFault)
+{
+    m_oLimits = {8 * c_iMiB, std::chrono::seconds(1)};
+    save(1, dumpOf("previous"));
+    const char* const pOneStep = "CREATE TABLE A (T);\n"
+                                 "INSERT INTO A SELECT instr(zeroblob(3000000), zeroblob(1500000) || 'a');\n";
+    const std::pair<std::string, std::string> aCases[] = {
+        {c_pEndless, "takes more than 1 s of the processor's time"},
+        {pOneStep, "takes more than 1 s of the processor's time"},
+        {"CREATE TABLE A (T);\nINSERT INTO A SELECT length(hex(zeroblob(7000000)));\n",
+         "line 4: takes more than 16 MiB of memory"},
+        {"CREATE TABLE A (T);\nINSERT INTO A VALUES(1),(2),(3),(4),(5),(6),(7),(8),(9),(0);\n"
+         "INSERT INTO A SELECT zeroblob(100000) FROM A a, A b;\n",
+         "line 5: larger than 8 MiB as a database"},
+        {"CREATE TABLE A (T);\nINSERT INTO A VALUES('" + std::string(9000000, 'a') + "');\n",
+         "line 4: a statement of more than 8 MiB"},
+    };
+    for (const auto& [sStatements, sFault] : aCases) {
+        save(2, dump(sStatements));
+        EXPECT_EQ(restore(), ERestored::FellBack);
+        EXPECT_EQ(getSource(), "generation 1 (previous)");
+        EXPECT_EQ(text(), "previous|");
+        EXPECT_THAT(getLog(), HasSubstr("generation.2/persistent-web.db.sql: " + sFault));
+        EXPECT_EQ(getSource("services.db"), "factory");
+    }
+}
+
+TEST_F(RestoreTest, factoryAndMigrationsThatDoNotEndCostNoSavedRow)
+{
+    m_oLimits.m_oLeast = std::chrono::seconds(1);
+    save(1, dumpOf("saved"));
+    addMigration("001-endless.sql", c_pEndless);
+    EXPECT_EQ(restore(), ERestored::FellBack);
+    EXPECT_EQ(getSource(), "generation 1");
+    EXPECT_EQ(text(), "saved|");
+    EXPECT_THAT(getLog(), HasSubstr("persistent-web.db with its migrations: takes more than 1 s"));
+
+    setFactory(c_pEndless);
+    EXPECT_EQ(restore(), ERestored::FellBack);
+    EXPECT_EQ(text(), "saved|");
+    EXPECT_THAT(getLog(), HasSubstr("factory/persistent-web.sql: takes more than 1 s"));
+}
+
 } // namespace
 
 } // namespace zel::cfg

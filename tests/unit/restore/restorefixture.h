@@ -64,7 +64,7 @@ protected:
         std::ostringstream oReport;
         testing::internal::CaptureStderr();
         const auto eRestored = zel::cfg::restoreDatabases(
-            {m_oDir.file("db"), m_oDir.file("store"), m_oDir.file("factory"), a_bKeep}, oReport);
+            {m_oDir.file("db"), m_oDir.file("store"), m_oDir.file("factory"), a_bKeep, m_oLimits}, oReport);
         m_sLog = testing::internal::GetCapturedStderr();
         m_mSources.clear();
         std::istringstream oLines(oReport.str());
@@ -84,6 +84,7 @@ protected:
     std::string text() const { return sql("SELECT Text FROM T"); }
 
     const TempDir m_oDir;
+    zel::cfg::Limits m_oLimits = zel::cfg::Limits::ofMachine();
 
 private:
     std::map<std::string, std::string> m_mSources;
