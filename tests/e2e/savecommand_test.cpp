@@ -28,8 +28,8 @@ protected:
     {
         if (GetParam().m_sTools.empty()) {
             EXPECT_EQ(0, run("/bin/busybox", {{"--install", "-s", tools()}}).m_iStatus);
-            fs::create_symlink("/usr/bin/sqlite3", tools() + "/sqlite3");
         }
+        fs::create_symlink(LEDGER_RESTORE_BINARY, tools() + "/ledger-restore");
         for (const auto& sName : databaseNames()) {
             const fs::path oFactory = fs::path(LEDGERD_FACTORY) / fs::path(sName).replace_extension(".sql");
             fs::copy_file(oFactory, dump(sName + ".sql"));
@@ -39,7 +39,7 @@ protected:
     void SetUp() override
     {
         if (c_bSanitized) {
-            GTEST_SKIP() << "nothing of this is compiled with a sanitizer";
+            GTEST_SKIP() << "what of this is compiled, ledger-restore, has tests of its own";
         }
     }
 
@@ -174,18 +174,18 @@ TEST_P(SaveCommand, DamagedDumpNeverReplacesAGoodOne)
     const std::string sCommitted = sGood.substr(0, sGood.find("COMMIT;"));
     save();
     const std::pair<std::string, std::string> aCases[] = {
-        {sGood.substr(0, sGood.size() / 2), " is incomplete\n"},
-        {sGood.substr(0, sGood.size() - 1), " is incomplete\n"},
-        {sGood + "\n", " is incomplete\n"},
-        {sGood.substr(sHead.size()), " is incomplete\n"},
-        {sCommitted + "ROLLBACK; -- due to errors\n", " is incomplete\n"},
-        {"", " is incomplete\n"},
+        {sGood.substr(0, sGood.size() / 2), " does not load: cut off or rolled back: "},
+        {sGood.substr(0, sGood.size() - 1), " does not load: cut off or rolled back: "},
+        {sGood + "\n", " does not load: cut off or rolled back: "},
+        {sGood.substr(sHead.size()), " does not load: does not begin as a dump\n"},
+        {sCommitted + "ROLLBACK; -- due to errors\n", " does not load: cut off or rolled back: "},
+        {"", " does not load: empty\n"},
         {sGood.substr(0, 300) + sTail, " does not load: "},
         {sCommitted + "INSERT INTO Missing VALUES(1);\nCOMMIT;\n", " does not load: "},
         {sCommitted + "INSERT INTO WebPage VALUES('\nCOMMIT;\n", " does not load"},
         {sCommitted + ".shell echo ran\nCOMMIT;\n", " does not load"},
-        {sCommitted + "SELECT 'ok';\nCOMMIT;\n", " does not load"},
-        {sCommitted + "-- " + std::string(1, '\0') + "\nCOMMIT;\n", " has NUL bytes\n"},
+        {sCommitted + "PRAGMA writable_schema=ON;\nCOMMIT;\n", " does not load: line "},
+        {sCommitted + "-- " + std::string(1, '\0') + "\nCOMMIT;\n", " does not load: holds a NUL byte\n"},
         {sHead + "COMMIT;\n", " is empty\n"},
     };
     for (const auto& [sDump, sFault] : aCases) {
@@ -199,6 +199,26 @@ TEST_P(SaveCommand, DamagedDumpNeverReplacesAGoodOne)
     EXPECT_THAT(save(), HasSubstr("unchanged"));
     fs::remove_all(m_oSandbox.path("flash/sql"));
     expectRefusal(1, "there is no dump ");
+}
+
+TEST_P(SaveCommand, TakesNoDumpThatABootRefuses)
+{
+    fs::create_directories(m_oSandbox.path("usr/share/ledgerd"));
+    fs::copy(LEDGERD_FACTORY, m_oSandbox.path("usr/share/ledgerd/factory"));
+    const std::string sGood = readFile(dump(c_pWeb));
+    save();
+    // All of them load in the shell that writes the dumps.
+    for (const char* pStatement :
+         {"SAVEPOINT a;\nRELEASE a;", "PRAGMA writable_schema=ON;", "CREATE VIRTUAL TABLE V USING fts5(T);",
+          "INSERT INTO WebPage(Path) WITH RECURSIVE N(I) AS (SELECT 1 UNION ALL SELECT I + 1 FROM N LIMIT 9)"
+          " SELECT I FROM N;"}) {
+        writeFile(dump(c_pWeb),
+                  std::string(sGood).insert(sGood.rfind("COMMIT;"), pStatement + std::string("\n")));
+        expectRefusal(1, ": not authorized\n");
+    }
+    writeFile(dump(c_pWeb),
+              "PRAGMA foreign_keys=OFF;\nBEGIN TRANSACTION;\nCREATE VIEW V AS SELECT 1;\nCOMMIT;\n");
+    expectRefusal(1, ": holds no table\n");
 }
 
 TEST_P(SaveCommand, LeftoversOfAKilledSaveAreNoHindrance)
@@ -278,11 +298,13 @@ TEST_P(SaveCommand, KilledBeforeAnyStepLeavesACompleteGeneration)
     const std::string sTools = GetParam().m_sTools.empty() ? sReal : "/usr/bin";
     fs::rename(tools(), sReal);
     fs::create_directory(tools());
-    for (const char* pTool : {"cat", "cmp", "cp", "ln", "mkdir", "mv", "rm", "sync", "sqlite3"}) {
+    for (const char* pTool : {"cat", "cmp", "cp", "ln", "mkdir", "mv", "rm", "sync", "ledger-restore"}) {
+        const std::string sTool(pTool);
+        const std::string& sDirectory = sTool == "ledger-restore" ? sReal : sTools;
         m_oSandbox.setProgram(pTool, std::string("printf ") + pTool[1] + " >> " + sSteps +
                                          "; read -r steps < " + sSteps +
-                                         "; [ ${#steps} != \"$FATAL_STEP\" ] || kill -9 0; exec " + sTools +
-                                         "/" + pTool + " \"$@\"");
+                                         "; [ ${#steps} != \"$FATAL_STEP\" ] || kill -9 0; exec " +
+                                         sDirectory + "/" + pTool + " \"$@\"");
     }
     auto oStart = start();
     oStart.m_lEnvironment.back().second = tools() + ":" + sTools;
