@@ -8,13 +8,11 @@ namespace systema::cli {
 
 namespace {
 
-constexpr std::chrono::seconds c_oTimeout{10};
-
 Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::istream& a_oInput,
                 std::ostream& a_oOutput, std::ostream& a_oErrors, bool a_bTerminal)
 {
     client::Connection oConnection(
-        {a_oArguments.m_sSocket, "ledgerctl", a_oArguments.m_oTimeout.value_or(c_oTimeout)});
+        {a_oArguments.m_sSocket, "ledgerctl", a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout)});
     if (a_oCommand.m_bConnects) {
         if (const auto oStatus = oConnection.connect(); !oStatus.ok()) {
             return oStatus;

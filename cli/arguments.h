@@ -12,6 +12,9 @@
 
 namespace systema::cli {
 
+/// How long an answer may take when nothing is said.
+constexpr std::chrono::seconds c_oAnswerTimeout{10};
+
 enum class EWrite
 {
     None,

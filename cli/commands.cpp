@@ -5,6 +5,7 @@
 #include "cli/words.h"
 #include "cli/write.h"
 #include "cli/writebatch.h"
+#include "client/transaction.h"
 
 #include <type_traits>
 
@@ -21,6 +22,31 @@ void addId(std::vector<std::int32_t>& a_lIds, const Answer& a_oAnswer)
     if constexpr (!std::is_same_v<Answer, client::Status>) {
         a_lIds.push_back(*a_oAnswer);
     }
+}
+
+/// Makes a write. When the transaction of another client is in the way, waits for its end and makes the write
+/// in one of its own; what was refused so has changed nothing. A write that nothing is in the way of needs
+/// none, and it would be wrong there: some tables can be written at any time, and the end of a transaction
+/// resets its time-out.
+template<typename Request>
+client::ResultOf<Request> write(client::Connection& a_oConnection, const Request& a_oRequest,
+                                std::chrono::milliseconds a_oWait)
+{
+    auto oAnswer = a_oConnection.call(a_oRequest);
+    if (oAnswer.code() != EResultCode::Busy) {
+        return oAnswer;
+    }
+    client::Transaction oTransaction(a_oConnection); // rolls back unless it is committed
+    if (auto oBegun = oTransaction.begin(a_oWait); !oBegun.ok()) {
+        return oBegun;
+    }
+    oAnswer = a_oConnection.call(a_oRequest);
+    if (oAnswer.ok()) {
+        if (auto oCommitted = oTransaction.commit(); !oCommitted.ok()) {
+            return oCommitted;
+        }
+    }
+    return oAnswer;
 }
 
 } // namespace
@@ -90,7 +116,8 @@ Outcome runWrite(Session& a_oSession, const Arguments& a_oArguments)
         return oValues;
     }
     const auto oCall = [&](const auto& a_oRequest) -> Outcome {
-        const auto oAnswer = a_oSession.m_oConnection.call(a_oRequest);
+        const auto oAnswer =
+            write(a_oSession.m_oConnection, a_oRequest, a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout));
         std::vector<std::int32_t> lIds;
         if (oAnswer.ok()) {
             addId(lIds, oAnswer);

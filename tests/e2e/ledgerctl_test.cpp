@@ -135,6 +135,43 @@ TEST_F(Ledgerctl, BatchWaitsForTheTransactionOfAnother)
     EXPECT_EQ("batched", note());
 }
 
+TEST_F(Ledgerctl, SetAddAndDelWaitForTheTransactionOfAnother)
+{
+    EXPECT_THAT(client().codes(request::Begin{}, setNote("before it")), Each(0U));
+    expectError(2, "busy", {"-t", "1", "set", "Item", "--key", "Id=1", "Note=in vain"});
+    expectOutput({"set", "ConfigServerConfig", "--row", "0", "TransactionTimeout=600"}, "");
+    EXPECT_EQ("600", client().cell("ConfigServerConfig", 1, "TransactionTimeout"));
+
+    std::vector<std::unique_ptr<Process>> lWrites;
+    const std::vector<std::string> aWrites[] = {{"set", "Item", "--key", "Id=1", "Note=waited"},
+                                                {"add", "Job", "Name=new"}, // without transactions
+                                                {"add", "Item", "Name=apple"},
+                                                {"--json", "add", "Scratch", "Text=new"},
+                                                {"del", "Twins", "--all"}};
+    for (const auto& lArguments : aWrites) {
+        auto lWords = lArguments;
+        lWords.insert(lWords.begin(), {"-t", "3600"});
+        lWrites.push_back(
+            std::make_unique<Process>(LEDGERCTL_BINARY, Process::Start{lWords, m_oSandbox.environment()}));
+        ASSERT_TRUE(eventually([&] { return client().info("TransactionsWaiting") == lWrites.size(); }));
+    }
+    EXPECT_EQ("before it", note());
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    std::vector<std::string> lOutcomes;
+    for (const auto& pWrite : lWrites) {
+        pWrite->wait();
+        lOutcomes.push_back(pWrite->output() + pWrite->errors());
+    }
+    EXPECT_THAT(lOutcomes,
+                ElementsAre("", "2\n", "ledgerctl: constraint violated [6]\n", "{\"id\":1}\n", ""));
+    EXPECT_EQ("waited", note());
+    EXPECT_EQ(3U, client().count("Item"));
+    EXPECT_EQ(2U, client().count("Job"));
+    EXPECT_EQ(1U, client().count("Scratch"));
+    EXPECT_EQ(0U, client().count("Twins"));
+    EXPECT_EQ(0U, client().info("TransactionOpen"));
+}
+
 TEST_F(Ledgerctl, WatchTellsEachChangeUntilItIsInterrupted)
 {
     // Starts a watch and returns when the daemon has served its two requests.
