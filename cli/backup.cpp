@@ -23,7 +23,7 @@ namespace {
 
 using Clock = DumpWatch::Clock;
 
-// A dump waits for the end of an open transaction, 30 seconds at most as a rule, and may take as long itself.
+// Each database may take 5 s, and what it waits for may be a save's dumps.
 constexpr std::chrono::seconds c_oTimeout{90};
 constexpr std::chrono::seconds c_oRetry{2}; // the daemon repeats a dump that failed at once, or not at all
 
@@ -166,9 +166,29 @@ Outcome pack(const std::string& a_sDirectory, const std::string& a_sFile)
     return oFile.finish() ? Outcome() : failure("cannot write " + a_sFile, lastError());
 }
 
+/// How long the dumps may have to wait for the end of a client's transaction, which is said. A daemon that
+/// does not answer tells of none.
+std::chrono::seconds findTransaction(Session& a_oSession)
+{
+    auto& oConnection = a_oSession.m_oConnection;
+    if (!oConnection.connect().ok()) {
+        return {};
+    }
+    const auto oInfo = oConnection.call(client::request::Info{});
+    const auto oTimeouts =
+        oConnection.call(client::request::SelectRow{"ConfigServerConfig", 0, {"TransactionTimeout"}});
+    if (!oInfo.ok() || !oTimeouts.ok() || oInfo->getValue("TransactionOpen").getUnsigned() == 0) {
+        return {};
+    }
+    const std::chrono::seconds oMost(oTimeouts->getValue("TransactionTimeout").getInteger());
+    a_oSession.m_oErrors << "ledgerctl: the dumps wait for the end of another client's transaction, "
+                         << oMost.count() << " s at most" << std::endl;
+    return oMost;
+}
+
 } // namespace
 
-Outcome runBackup(Session&, const Arguments& a_oArguments)
+Outcome runBackup(Session& a_oSession, const Arguments& a_oArguments)
 {
     const std::string& sFile = a_oArguments.m_sFile;
     const std::string& sDumps = a_oArguments.m_sDumpDirectory;
@@ -184,7 +204,8 @@ Outcome runBackup(Session&, const Arguments& a_oArguments)
     if (Outcome oSent = sendControl(a_oArguments.m_sFifo, "dump -p"); !oSent.ok()) {
         return oSent;
     }
-    const auto oTimeout = a_oArguments.m_oTimeout.value_or(c_oTimeout);
+    const auto oTransaction = findTransaction(a_oSession);
+    const auto oTimeout = a_oArguments.m_oTimeout.value_or(c_oTimeout + oTransaction);
     auto oDeadline = Clock::now() + oTimeout;
     Outcome oOutcome = client::Status::disconnected("the daemon has not written its dumps to " + sDumps +
                                                     " within " + std::to_string(oTimeout.count()) + " s");

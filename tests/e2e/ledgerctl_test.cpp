@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <iterator>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 namespace fs = std::filesystem;
@@ -284,6 +286,26 @@ TEST_F(Ledgerctl, BackupIsAGenerationOfWhatIsStoredNow)
     const auto oCheck = ledgerctl({"restore-check", m_oSandbox.path("store")});
     EXPECT_EQ(0, oCheck.m_iStatus);
     EXPECT_EQ(7, std::ranges::count(oCheck.m_sOutput, '\n')) << oCheck.m_sOutput;
+}
+
+TEST_F(Ledgerctl, BackupTellsOfTheTransactionThatTheDumpsWaitFor)
+{
+    const std::string sFile = m_oSandbox.path("backup.tar");
+    const std::string sFifo =
+        m_oSandbox.path("slow.fifo"); // it has the command wait, whatever the daemon would do
+    ASSERT_EQ(0, ::mkfifo(sFifo.c_str(), 0600));
+    const zel::UniqueFd oFifo(::open(sFifo.c_str(), O_RDWR | O_CLOEXEC));
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    EXPECT_EQ(0U, client().code(setNote("in the backup")));
+    Process oBackup(LEDGERCTL_BINARY, {{"backup", sFile, "-f", sFifo}, m_oSandbox.environment()});
+    ASSERT_TRUE(eventually([&] {
+        return oBackup.errors() ==
+               "ledgerctl: the dumps wait for the end of another client's transaction, 30 s at most\n";
+    })) << oBackup.errors();
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    command("dump -p");
+    EXPECT_EQ(0, oBackup.wait()) << oBackup.errors();
+    EXPECT_THAT(readFile(sFile), HasSubstr("in the backup"));
 }
 
 TEST_F(Ledgerctl, BackupThatFailsLeavesTheFileAlone)
