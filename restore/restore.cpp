@@ -45,8 +45,7 @@ ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_o
     ERestored eWorst = ERestored::Current;
     try {
         makeDirectory(a_oSettings.m_sDatabaseDirectory);
-        const systema::DirectoryLock oLock(a_oSettings.m_sDatabaseDirectory,
-                                           systema::DirectoryLock::EMode::Alone);
+        const systema::DirectoryLock oLock(a_oSettings.m_sDatabaseDirectory);
         std::vector<Generation> lGenerations;
         try {
             lGenerations = findGenerations(a_oSettings.m_sStoreDirectory);

@@ -26,8 +26,8 @@
 #include "zel/assert.h"
 #include "zel/daemon.h"
 #include "zel/log.h"
-#include "zel/stopflag.h"
 #include "zel/memory.h"
+#include "zel/stopflag.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -44,6 +44,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <syslog.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -168,12 +169,11 @@ public:
     }
 };
 
-/// The plugins of the database files, destroyed in reverse order. While they live nobody may replace the
-/// files.
+/// The plugins of the database files, destroyed in reverse order.
 class Databases
 {
 public:
-    explicit Databases(const std::string& a_sPath) : m_oLock(a_sPath, systema::DirectoryLock::EMode::Shared)
+    explicit Databases(const std::string& a_sPath)
     {
         const auto iLimit = systema::readDatabaseLimit(a_sPath);
         for (const auto& oFile : systema::c_aDatabaseFiles) {
@@ -200,7 +200,6 @@ public:
     }
 
 private:
-    const systema::DirectoryLock m_oLock;
     std::list<PluginPart<systema::SqlitePlugin>> m_lPlugins;
 };
 
@@ -274,21 +273,22 @@ void makeAbsolute(Options& a_oOptions)
     }
 }
 
-/// Holds the PID file for as long as it lives. Exits the process when another one holds it.
-class PidFile
+/// The one daemon of its PID file and of its databases, for as long as it lives. Exits the process when there
+/// is another, before anything is touched.
+class Instance
 {
 public:
-    explicit PidFile(const Options& a_oOptions)
+    explicit Instance(const Options& a_oOptions)
         : m_oDaemon(ZEL_Daemon_construct(c_pProgram, a_oOptions.m_sPidPath))
     {
         if (ZEL_Daemon_occupiedPidFile(m_oDaemon)) {
             exitSecond();
         }
+        lockDatabases(a_oOptions.m_sDatabasePath);
         if (a_oOptions.m_bBackground && !ZEL_Daemon_daemonize(m_oDaemon)) {
             ZEL_Sysloglevel_error(s_iModule, zel::here(), "Could not daemonize: %s", std::strerror(errno));
             std::exit(EXIT_FAILURE);
         }
-        ZEL_Daemon_deletePidFile(m_oDaemon);
         if (!ZEL_Daemon_createPidFile(m_oDaemon)) {
             if (errno == EEXIST) {
                 exitSecond(); // started at the same moment, and was quicker
@@ -298,15 +298,10 @@ public:
         }
     }
 
-    ~PidFile()
-    {
-        if (!ZEL_Daemon_occupiedPidFile(m_oDaemon)) {
-            ZEL_Daemon_deletePidFile(m_oDaemon);
-        }
-    }
+    ~Instance() { ZEL_Daemon_deletePidFile(m_oDaemon); }
 
-    PidFile(const PidFile&) = delete;
-    PidFile& operator=(const PidFile&) = delete;
+    Instance(const Instance&) = delete;
+    Instance& operator=(const Instance&) = delete;
 
 private:
     [[noreturn]] static void exitSecond()
@@ -317,8 +312,38 @@ private:
         std::exit(EXIT_FAILURE);
     }
 
+    void lockDatabases(const std::string& a_sPath)
+    {
+        try {
+            m_oDatabases.emplace(a_sPath);
+        } catch (const std::system_error& oError) {
+            if (oError.code().value() != EWOULDBLOCK) {
+                throw;
+            }
+            ZEL_Sysloglevel_error(s_iModule, zel::here(),
+                                  "Another process uses the databases in %s. Exiting...", a_sPath.c_str());
+            std::exit(EXIT_FAILURE);
+        }
+    }
+
+    std::optional<systema::DirectoryLock> m_oDatabases;
     ZEL_Daemon m_oDaemon;
 };
+
+/// Calls a function; what it throws is logged and goes no further. False when it threw.
+template<class Function>
+bool guard(Function a_oFunction)
+{
+    try {
+        a_oFunction();
+        return true;
+    } catch (const std::exception& oException) {
+        ZEL_Sysloglevel_error(s_iModule, {"main", 577}, "%s", oException.what());
+    } catch (...) {
+        ZEL_Sysloglevel_error(s_iModule, {"main", 582}, "Unknown exception");
+    }
+    return false;
+}
 
 } // namespace
 
@@ -345,25 +370,17 @@ int main(int a_iArgc, char* a_pArgv[])
     // Databases and dumps hold passwords. What others may use gets its mode by name.
     ::umask(S_IRWXG | S_IRWXO);
 
-    int iStatus = EXIT_SUCCESS;
-    {
-        const PidFile oPidFile(oOptions);
+    bool bEnded = false;
+    guard([&] {
+        const Instance oInstance(oOptions);
         raiseDescriptorLimit();
         installSignalHandlers();
         zel::watchMemory();
         Part<FlashThread> oFlashThread("flash thread", s_iModule);
-        try {
-            run(oOptions, *oFlashThread);
-        } catch (const std::exception& oException) {
-            ZEL_Sysloglevel_error(s_iModule, {"main", 577}, "%s", oException.what());
-            iStatus = EXIT_FAILURE;
-        } catch (...) {
-            ZEL_Sysloglevel_error(s_iModule, {"main", 582}, "Unknown exception");
-            iStatus = EXIT_FAILURE;
-        }
-    }
-    if (iStatus != EXIT_SUCCESS) {
-        return iStatus; // what started it is to start it again
+        bEnded = guard([&] { run(oOptions, *oFlashThread); });
+    });
+    if (!bEnded) {
+        return EXIT_FAILURE; // what started it is to start it again
     }
 #ifdef __SANITIZE_THREAD__
     std::exit(EXIT_SUCCESS); // the sanitizer has a thread of its own, which would keep the process alive

@@ -1,5 +1,6 @@
-// Tells whether somebody uses the databases of a directory: held shared by the daemon, alone by who replaces
-// them. It is the lock of flock() on the directory itself, and so ends with its holder, however that ends.
+// Whoever uses the databases of a directory holds this, alone: the daemon, or who replaces them. It is the
+// lock of flock() on the directory itself, and so ends with its holder, however that ends. A child that
+// fork() makes holds it too; a program that it starts does not.
 #pragma once
 
 #include "zel/uniquefd.h"
@@ -11,15 +12,9 @@ namespace systema {
 class DirectoryLock
 {
 public:
-    enum class EMode
-    {
-        Shared,
-        Alone
-    };
-
-    /// Takes the lock at once or not at all. Throws std::system_error when the directory cannot be opened;
-    /// with EWOULDBLOCK when another process holds a lock that excludes this one.
-    DirectoryLock(const std::string& a_sDirectory, EMode a_eMode);
+    /// Takes the lock at once or not at all. Throws std::system_error, with the directory's name, when it
+    /// cannot be opened; with EWOULDBLOCK when another process holds the lock.
+    explicit DirectoryLock(const std::string& a_sDirectory);
 
 private:
     zel::UniqueFd m_oDirectory;

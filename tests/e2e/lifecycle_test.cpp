@@ -60,6 +60,49 @@ TEST_F(Lifecycle, AKilledDaemonLosesItsOpenTransactionOnlyAndTheNextFindsItsWay)
     }
 }
 
+// Who has the id of a killed daemon may be anybody, and its save command may outlive it.
+TEST_F(Lifecycle, NeitherItsIdNorItsSaveCommandKeepsTheNextFromStartingWhenADaemonWasKilled)
+{
+    const std::string sCommand = m_oSandbox.path("command");
+    m_oSandbox.setProgram("srv-save-config-active", "echo $$ > " + sCommand + "; exec sleep 1000");
+    start();
+    EXPECT_EQ(0U, client().code(setNote("new")));
+    command("trigger");
+    ASSERT_TRUE(eventually([&] { return exists(sCommand) && !readFile(sCommand).empty(); }));
+    const pid_t iCommand = std::stoi(readFile(sCommand));
+    daemon().signal(SIGKILL);
+    daemon().wait();
+    writeFile(m_oSandbox.pidFile(), std::to_string(::getpid()) + "\n");
+
+    m_oSandbox.setProgram("srv-save-config-active", "");
+    start();
+    EXPECT_EQ(pidText(), readFile(m_oSandbox.pidFile()));
+    EXPECT_EQ(0, ::kill(iCommand, SIGKILL)) << "the command did not outlive the daemon";
+}
+
+TEST_F(Lifecycle, ASecondDaemonWithAnotherPidFileLeavesTheDatabasesAndTheFifoOfTheFirst)
+{
+    start();
+    const std::string sOther = m_oSandbox.path("second");
+    fs::create_directory(sOther);
+    for (const char* pWhere : {"-v", "-b"}) {
+        const auto oSecond = runDaemon(paths({"-p", sOther, "-s", sOther + "/socket", pWhere}));
+        EXPECT_EQ(1, oSecond.m_iStatus);
+        EXPECT_TRUE(fs::is_empty(sOther));
+        if (exists(sOther + "/ledgerd.pid")) {
+            ::kill(std::stoi(readFile(sOther + "/ledgerd.pid")), SIGKILL); // nothing stays behind
+        }
+        if (pWhere == std::string_view("-v")) {
+            EXPECT_THAT(oSecond.m_sErrors, EndsWith(": Another process uses the databases in " +
+                                                    m_oSandbox.path("tmp/db") + ". Exiting...\n"));
+            EXPECT_EQ(1, std::ranges::count(oSecond.m_sErrors, '\n')) << oSecond.m_sErrors;
+        }
+    }
+    EXPECT_TRUE(openFifo());
+    EXPECT_EQ(0U, client().code(setNote("new")));
+    command("trigger");
+}
+
 TEST_F(Lifecycle, RunsOnWithoutAPlaceForItsPidFileAndAfterAPipeSignal)
 {
     const std::string sPlace = m_oSandbox.path("nowhere");
@@ -97,6 +140,8 @@ TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
     const std::string sLongPath = m_oSandbox.path(std::string(120, 'x'));
     const std::string sPidPath = m_oSandbox.path("second");
     const std::string sFree = sPidPath + "/socket";
+    const std::string sDatabases = m_oSandbox.path("copies");
+    fs::copy(m_oSandbox.path("tmp/db"), sDatabases);
     writeFile(sFile, "mine");
     fs::create_symlink(sMissing, sLink);
     fs::create_directory(sPidPath);
@@ -115,7 +160,7 @@ TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
         {{"-s", sFree, "-f", sFile}, sFile + " is no FIFO: File exists"},
     };
     for (auto [lOptions, sLog] : aCases) {
-        lOptions.insert(lOptions.end(), {"-p", sPidPath});
+        lOptions.insert(lOptions.begin(), {"-p", sPidPath, "-d", sDatabases});
         const auto oRun = runDaemon(paths(lOptions));
         EXPECT_EQ(1, oRun.m_iStatus) << "what started it would take it for stopped";
         EXPECT_THAT(oRun.m_sErrors, HasSubstr("main:577: " + sLog));

@@ -140,7 +140,7 @@ TEST_F(RestoreTest, touchesNothingThatIsInUse)
 {
     std::filesystem::create_directory(m_oDir.file("db"));
     {
-        const systema::DirectoryLock oDaemon(m_oDir.file("db"), systema::DirectoryLock::EMode::Shared);
+        const systema::DirectoryLock oDaemon(m_oDir.file("db"));
         EXPECT_EQ(restore(), ERestored::Failed);
         EXPECT_THAT(getLog(), HasSubstr("in use"));
         EXPECT_EQ(countFiles(), 0U);
