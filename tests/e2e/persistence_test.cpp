@@ -181,7 +181,7 @@ TEST_F(Persistence, ClientsGoOnWhileASlowSaveRunsAndOneMoreFollowsIt)
     write("first");
     command("trigger");
     ASSERT_TRUE(isAtGate());
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 20 && !HasFailure(); ++i) {
         command("trigger");
         write("changed meanwhile");
         EXPECT_EQ("changed meanwhile", note());
