@@ -68,7 +68,6 @@ void FifoHandler::listen()
 void FifoHandler::handleEvent(int a_handle)
 {
     error::Assert(a_handle == m_oFifo.getFd(), "a_handle == m_oFifo.getFd()", tag(59));
-    m_oEvents.unregisterHandler(m_oFifo.getFd());
     handle(read().value_or(Command()));
 }
 
@@ -82,17 +81,19 @@ std::optional<FifoHandler::Command> FifoHandler::read()
 void FifoHandler::handle(const Command& a_aCommand)
 {
     m_oTimer.reset();
-    execute(a_aCommand.data());
     m_oEvents.endPass(); // a command takes effect between passes, and shall do so now
     auto oNext = read();
     for (int i = 1; oNext == a_aCommand && i < c_iEqualCommands; ++i) {
         oNext = read();
     }
-    if (!oNext) {
-        reopen();
-    } else { // in the next pass
+    if (oNext) { // its turn is the next pass
         m_oTimer = m_oEvents.startTimer({}, [this, aNext = *oNext] { handle(aNext); });
     }
+    m_oEvents.unregisterHandler(m_oFifo.getFd());
+    if (!oNext) {
+        reopen();
+    }
+    execute(a_aCommand.data()); // last, so that the next is handled whatever becomes of this one
 }
 
 void FifoHandler::reopen()
