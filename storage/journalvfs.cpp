@@ -46,8 +46,8 @@ struct Journal final : File
     /// Keeps the bytes when it fails: pages in SQLite's cache may have to be restored from them.
     int flush();
     void discard();
-    /// Brings the file to the size of the reserve: it grows with a large transaction, and can be smaller when
-    /// the disk was full. Errors change nothing for SQLite.
+    /// Brings the file to a size that it may keep: it grows with a large transaction, and can be too small
+    /// when the disk was full. Errors change nothing for SQLite.
     void settle();
 
     Database* m_pDatabase = nullptr; // while it is open
@@ -105,9 +105,9 @@ int Journal::writeReal(const void* a_pBytes, int a_iSize, sqlite3_int64 a_iOffse
 
 void Journal::settle()
 {
-    if ((m_iFileSize > c_iJournalReserve &&
-         m_pReal->pMethods->xTruncate(m_pReal, c_iJournalReserve) == SQLITE_OK) ||
-        (m_iFileSize < c_iJournalReserve && reserve(m_pPath))) {
+    if (m_iFileSize > c_iMostJournal && m_pReal->pMethods->xTruncate(m_pReal, c_iMostJournal) == SQLITE_OK) {
+        m_iFileSize = c_iMostJournal;
+    } else if (m_iFileSize < c_iJournalReserve && reserve(m_pPath)) {
         m_iFileSize = c_iJournalReserve;
     }
 }

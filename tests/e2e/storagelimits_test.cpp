@@ -119,7 +119,8 @@ TEST_F(StorageLimits, RowsAreDeletedAndSettingsChangedWhenADatabaseOrTheDiskIsFu
     fs::remove(seenByDaemon("tmp/db/filler"));
     EXPECT_EQ(0U, client().code(request::InsertRow{"Item", row({{"Name", "space"}, {"Note", "again"}})}));
     for (const auto& sName : databaseNames()) {
-        EXPECT_EQ(128U << 10U, fs::file_size(seenByDaemon("tmp/db/" + sName + "-journal"))) << sName;
+        const auto iSize = fs::file_size(seenByDaemon("tmp/db/" + sName + "-journal"));
+        EXPECT_TRUE(iSize >= 128U << 10U && iSize <= 512U << 10U) << sName << " " << iSize;
     }
 }
 
