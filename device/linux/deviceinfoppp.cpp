@@ -32,8 +32,7 @@ int ZEL_DeviceInfoPPPAPI_getPPPStatus(int a_iUnit)
         return hasAddress(oState) ? zel::device::c_iPppConnected : zel::device::c_iPppConfiguring;
     }
     const auto oPppd = ZEL_Daemon_construct(sDevice.c_str(), zel::systemPath("/var/run"));
-    return ZEL_Daemon_namesProcess(oPppd) ? zel::device::c_iPppConnecting
-                                             : zel::device::c_iPppDisconnected;
+    return ZEL_Daemon_namesProcess(oPppd) ? zel::device::c_iPppConnecting : zel::device::c_iPppDisconnected;
 }
 
 int ZEL_DeviceInfoPPPAPI_getPostAuthMessageByName(const char* a_pName, char* a_pBuffer, std::size_t a_iSize)
