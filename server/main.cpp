@@ -63,7 +63,7 @@ constexpr const char* c_pProgram = "ledgerd";
 
 constexpr unsigned c_iFairness = 40;
 constexpr int c_iBacklog = 10;
-constexpr mode_t c_iFileMode = 0666; // of socket and FIFO
+constexpr mode_t c_iSocketMode = 0666;
 constexpr rlim_t c_iDescriptors = 4096;
 
 int s_iModule = 0;
@@ -249,10 +249,8 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
         Part<systema::net::UnixSocketServer> oServer("socket");
         const Part<systema::net::UnixSocketAcceptor> oAcceptor("acceptor", *oServer, *oEvents,
                                                                *oServiceManager);
-        oServer->bind(a_oOptions.m_sSocketFile, c_iFileMode);
+        oServer->bind(a_oOptions.m_sSocketFile, c_iSocketMode);
         oServer->listen(c_iBacklog);
-        ::chmod(a_oOptions.m_sSocketFile.c_str(), c_iFileMode);
-        ::chmod(a_oOptions.m_sFifoFile.c_str(), c_iFileMode);
 
         ZEL_Sysloglevel_info(s_iModule, {"main", 512}, "run: started and running");
         oLoop.run();
@@ -367,7 +365,7 @@ int main(int a_iArgc, char* a_pArgv[])
     ZEL_Sysloglevel_changeTracelevel(c_pProgram, iLevel);
     ZEL_Sysloglevel_set(oOptions.m_bBackground);
     oAssertHook.setSyslog(oOptions.m_bBackground);
-    // Databases and dumps hold passwords. What others may use gets its mode by name.
+    // Databases and dumps hold passwords. What others may use gets its mode when it is made.
     ::umask(S_IRWXG | S_IRWXO);
 
     bool bEnded = false;

@@ -1,5 +1,6 @@
 #include "systema/unixsocketserver.h"
 
+#include "zel/foreignname.h"
 #include "zel/log.h"
 
 #include <cerrno>
@@ -50,6 +51,16 @@ void clearPath(const std::string& a_sPath, const sockaddr* a_pAddress)
     ::unlink(a_sPath.c_str());
 }
 
+/// Returns 0 or the error. A name that is there is not used, nor a link followed, and the socket's mode is
+/// never changed by its name, which could be another file's by then.
+int bindWithMode(int a_iSocket, const sockaddr* a_pAddress, mode_t a_iMode)
+{
+    const mode_t iMask = ::umask(~a_iMode & 0777);
+    const int iError = ::bind(a_iSocket, a_pAddress, sizeof(sockaddr_un)) == 0 ? 0 : errno;
+    ::umask(iMask);
+    return iError;
+}
+
 } // namespace
 
 UnixSocketServer::UnixSocketServer() : m_oSocket(makeSocket()) {}
@@ -70,14 +81,18 @@ void UnixSocketServer::bind(const std::string& a_sPath, mode_t a_iMode)
     }
     std::memcpy(oAddress.sun_path, a_sPath.c_str(), a_sPath.size());
     const auto* pAddress = reinterpret_cast<const sockaddr*>(&oAddress);
-    clearPath(a_sPath, pAddress);
-    if (::bind(m_oSocket.get(), pAddress, sizeof oAddress) != 0) {
-        fail(errno, a_sPath);
+    int iError = EADDRINUSE;
+    for (int iTry = 0; iTry < zel::c_iNameTries && iError == EADDRINUSE; ++iTry) {
+        if (!zel::freeForeignName(a_sPath)) {
+            fail(errno, a_sPath + zel::foreignOwner(a_sPath));
+        }
+        clearPath(a_sPath, pAddress);
+        iError = bindWithMode(m_oSocket.get(), pAddress, a_iMode);
+    }
+    if (iError != 0) {
+        fail(iError, a_sPath);
     }
     m_sPath = a_sPath;
-    if (::chmod(a_sPath.c_str(), a_iMode) != 0) {
-        fail(errno, a_sPath);
-    }
 }
 
 void UnixSocketServer::listen(int a_iBacklog)

@@ -21,8 +21,9 @@ public:
     UnixSocketServer(const UnixSocketServer&) = delete;
     UnixSocketServer& operator=(const UnixSocketServer&) = delete;
 
-    /// Binds to the path and gives it the mode whatever the umask. A socket that a dead process left there
-    /// is replaced; one that answers, or a file of another kind, is left alone and an error.
+    /// Binds to the path and gives it the mode whatever the umask, which is another one meanwhile: no other
+    /// thread may make files then. What another user has put there is removed. A socket that a dead process
+    /// left there is replaced; one that answers, or a file of another kind, is left alone and an error.
     void bind(const std::string& a_sPath, mode_t a_iMode);
     void listen(int a_iBacklog);
     int getFd() const { return m_oSocket.get(); }

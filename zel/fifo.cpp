@@ -1,5 +1,7 @@
 #include "zel/fifo.h"
 
+#include "zel/foreignname.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -39,21 +41,39 @@ Fifo::Fifo(const std::string& a_sName, int a_iOpenFlags)
       m_oFd(openOrMake())
 {
     if (!m_oFd) {
-        const char* pFault = errno == EEXIST ? " is no FIFO" : "";
-        throw std::system_error(errno, std::generic_category(), m_sName + pFault);
+        const int iError = errno;
+        std::string sFault = foreignOwner(m_sName);
+        if (sFault.empty() && iError == EEXIST) {
+            sFault = " is no FIFO";
+        }
+        throw std::system_error(iError, std::generic_category(), m_sName + sFault);
     }
+    ::fchmod(m_oFd.get(), c_iMode);
 }
 
 UniqueFd Fifo::openOrMake() const
 {
-    UniqueFd oFd = openFifo(m_sName, O_RDONLY | m_iOpenFlags);
-    if (!oFd && errno == ENOENT && ::mkfifo(m_sName.c_str(), c_iMode) == 0) {
-        oFd = openFifo(m_sName, O_RDONLY | m_iOpenFlags);
-        if (oFd) {
-            ::fchmod(oFd.get(), c_iMode);
+    for (int iTry = 0; iTry < c_iNameTries; ++iTry) {
+        if (!freeForeignName(m_sName)) {
+            return {};
+        }
+        const bool bMade = ::mkfifo(m_sName.c_str(), c_iMode) == 0;
+        if (!bMade && errno != EEXIST) {
+            return {};
+        }
+        UniqueFd oFd = openFifo(m_sName, O_RDONLY | m_iOpenFlags);
+        struct stat oStatus
+        {
+        };
+        if (oFd && ::fstat(oFd.get(), &oStatus) == 0 && !isForeign(oStatus)) {
+            if (bMade) {
+                ::fchmod(oFd.get(), c_iMode);
+            }
+            return oFd;
         }
     }
-    return oFd;
+    errno = EEXIST;
+    return {};
 }
 
 ssize_t Fifo::read(void* a_pBuffer, std::size_t a_iSize)

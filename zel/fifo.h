@@ -21,9 +21,11 @@ UniqueFd openFifo(const std::string& a_sName, int a_iOpenFlags);
 class Fifo
 {
 public:
-    /// Opens the FIFO for reading, with a_iOpenFlags (O_NONBLOCK) besides; one that is not there is made
-    /// with mode 0666 whatever the umask. Throws std::system_error, with the name, when it cannot be made
-    /// or opened, and with EEXIST for anything else of that name, a link among it, which is left untouched.
+    /// Opens the FIFO for reading, with a_iOpenFlags (O_NONBLOCK) besides, and gives it the mode 0666
+    /// whatever the umask; one that is not there is made. What another user has put there is removed. Throws
+    /// std::system_error, with the name, when it cannot be made or opened, with the owner when what another
+    /// user has put there cannot be removed, and with EEXIST for anything else of that name, which is left
+    /// untouched.
     Fifo(const std::string& a_sName, int a_iOpenFlags);
 
     /// The descriptor; reopen changes it.

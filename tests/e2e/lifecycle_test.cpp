@@ -2,10 +2,16 @@
 #include "tests/e2e/daemontest.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <csignal>
 #include <filesystem>
+#include <sys/fsuid.h>
+#include <sys/inotify.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace e2e {
@@ -100,6 +106,39 @@ TEST_F(Lifecycle, ASecondDaemonWithAnotherPidFileLeavesTheDatabasesAndTheFifoOfT
     }
     EXPECT_TRUE(openFifo());
     EXPECT_EQ(0U, client().code(setNote("new")));
+    command("trigger");
+}
+
+// Who made the FIFO could put a link in its place while the daemon was about to change its mode.
+TEST_F(Lifecycle, ALocalUserNeitherHasAFileOfRootsMadeWorldWritableNorKeepsTheDaemonFromStarting)
+{
+    const std::string sTmp = m_oSandbox.path("tmp");
+    const std::string sFifo = sTmp + "/ledgerd.fifo";
+    const std::string sSecret = m_oSandbox.path("etc/secret");
+    constexpr uid_t c_iUser = 65534;
+    writeFile(sSecret, "root's");
+    fs::permissions(sSecret, fs::perms(0600));
+    fs::permissions(sTmp, fs::perms(0777) | fs::perms::sticky_bit);
+    ASSERT_EQ(0, ::mkfifo(sFifo.c_str(), 0666) | ::chown(sFifo.c_str(), c_iUser, c_iUser));
+
+    const zel::UniqueFd oWatch(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    ASSERT_GE(::inotify_add_watch(oWatch.get(), sFifo.c_str(), IN_OPEN), 0);
+    std::atomic<bool> bDone = false;
+    std::thread oAttacker([&] {
+        ::setfsuid(c_iUser); // of this thread alone
+        std::array<char, 4096> aEvents;
+        while (!bDone) {
+            if (::read(oWatch.get(), aEvents.data(), aEvents.size()) > 0 && ::unlink(sFifo.c_str()) == 0) {
+                (void)!::symlink(sSecret.c_str(), sFifo.c_str());
+            }
+        }
+    });
+    start();
+    bDone = true;
+    oAttacker.join();
+    EXPECT_EQ(fs::perms(0600), fs::status(sSecret).permissions());
+    EXPECT_EQ(fs::perms(0666), fs::symlink_status(sFifo).permissions());
+    EXPECT_EQ(fs::perms(0666), fs::symlink_status(socket()).permissions());
     command("trigger");
 }
 

@@ -5,10 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <system_error>
+#include <unistd.h>
 #include <vector>
 
+namespace fs = std::filesystem;
 using systema::net::UnixSocketServer;
 
 namespace {
@@ -49,4 +52,37 @@ TEST(UnixSocketServer, ASocketThatAnswersIsLeftAlone)
     } while (connectTo(lClients.back(), sPath));
     EXPECT_EQ(bindError(sPath), EADDRINUSE);
     EXPECT_TRUE(std::filesystem::exists(sPath));
+}
+
+TEST(UnixSocketServer, WhatAnotherUserHasPutThereDoesNotKeepItFromBinding)
+{
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root makes files of other users";
+    }
+    const TempDir oDir;
+    const std::string sPath = oDir.file("test.socket");
+    UnixSocketServer oSquatter;
+    oSquatter.bind(sPath, 0666);
+    oSquatter.listen(1);
+    ASSERT_EQ(0, ::chown(sPath.c_str(), 65534, 65534));
+
+    const mode_t iMask = ::umask(0077);
+    {
+        UnixSocketServer oServer;
+        oServer.bind(sPath, 0666);
+        oServer.listen(1);
+        EXPECT_EQ(::umask(0077), 0077U);
+        EXPECT_EQ(fs::status(sPath).permissions(), fs::perms(0666));
+        EXPECT_TRUE(connectTo(zel::UniqueFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)), sPath));
+    }
+    ::umask(iMask);
+    writeFile(oDir.file("precious"), "root's");
+    fs::permissions(oDir.file("precious"), fs::perms(0600));
+    for (const std::string& sTarget : {oDir.file("precious"), oDir.file("missing")}) {
+        fs::create_symlink(sTarget, sPath);
+        ASSERT_EQ(0, ::lchown(sPath.c_str(), 65534, 65534));
+        EXPECT_EQ(bindError(sPath), 0);
+    }
+    EXPECT_EQ(fs::status(oDir.file("precious")).permissions(), fs::perms(0600));
+    EXPECT_FALSE(fs::exists(oDir.file("missing")));
 }

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <functional>
+#include <iostream>
 #include <poll.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -50,9 +52,9 @@ TEST_F(FifoTest, MakesItForEverybodyAndUsesWhatIsThere)
     ::umask(iMask);
     EXPECT_EQ(fs::perms(0666), fs::status(m_sName).permissions());
 
-    fs::permissions(m_sName, fs::perms(0600)); // whose it is decides
+    fs::permissions(m_sName, fs::perms(0600));
     Fifo oFifo = make();
-    EXPECT_EQ(fs::perms(0600), fs::status(m_sName).permissions());
+    EXPECT_EQ(fs::perms(0666), fs::status(m_sName).permissions());
     EXPECT_EQ(3, ::write(openWriter().get(), "abc", 3));
     EXPECT_EQ("abc", readAll(oFifo));
     EXPECT_TRUE(oFifo.unlink());
@@ -84,6 +86,52 @@ TEST_F(FifoTest, RefusesEverythingElseAndLeavesIt)
     EXPECT_EQ("mine", readFile(sFile));
     EXPECT_FALSE(fs::exists(m_oDir.file("nothing")));
     EXPECT_THROW(Fifo(m_oDir.file("no/fifo"), O_NONBLOCK), std::system_error);
+}
+
+TEST_F(FifoTest, WhatAnotherUserHasPutThereIsNeitherUsedNorInTheWay)
+{
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root makes files of other users";
+    }
+    const std::string sPrecious = m_oDir.file("precious");
+    ASSERT_EQ(0, ::mkfifo(sPrecious.c_str(), 0600));
+    const auto give = [this] { return ::lchown(m_sName.c_str(), 65534, 65534); };
+    const std::function<int()> aPuts[] = {
+        [&] { return ::mkfifo(m_sName.c_str(), 0666) | give(); },
+        [&] { return writeFile(m_sName, ""), give(); },
+        [&] { return ::symlink(sPrecious.c_str(), m_sName.c_str()) | give(); },
+        [&] { return fs::create_directories(m_sName + "/full") ? give() : -1; },
+        [&] { return ::link(sPrecious.c_str(), m_sName.c_str()); }, // where users may link files of others
+    };
+    for (const auto& oPut : aPuts) {
+        ASSERT_EQ(0, oPut());
+        Fifo oFifo = make();
+        struct stat oStatus
+        {
+        };
+        EXPECT_EQ(0, ::lstat(m_sName.c_str(), &oStatus));
+        EXPECT_EQ(0U, oStatus.st_uid);
+        EXPECT_EQ(static_cast<mode_t>(S_IFIFO | 0666), oStatus.st_mode);
+        EXPECT_EQ(3, ::write(openWriter().get(), "abc", 3));
+        EXPECT_EQ("abc", readAll(oFifo));
+        EXPECT_EQ(fs::perms(0600), fs::status(sPrecious).permissions());
+        EXPECT_TRUE(oFifo.unlink());
+    }
+
+    // A daemon that is not root cannot remove it.
+    fs::permissions(m_oDir.path(), fs::perms(0777) | fs::perms::sticky_bit);
+    ASSERT_EQ(0, ::mkfifo(m_sName.c_str(), 0666) | ::lchown(m_sName.c_str(), 65533, 65533));
+    EXPECT_EXIT(
+        {
+            ::setuid(65534);
+            try {
+                const Fifo oFifo = make();
+            } catch (const std::system_error& oError) {
+                std::cerr << oError.what();
+                ::_exit(1);
+            }
+        },
+        testing::ExitedWithCode(1), m_sName + " belongs to user 65533: Operation not permitted");
 }
 
 TEST_F(FifoTest, ReopeningForgetsTheEndOfFileAndNothingElse)
