@@ -3,6 +3,7 @@
 #include "configmanager/configservicemanager.h"
 #include "zel/exception.h"
 #include "zel/log.h"
+#include "zel/logclient.h"
 
 #include <cerrno>
 #include <cstring>
@@ -49,6 +50,7 @@ ClientSession::ClientSession(ConfigServiceManager& a_oManager, zel::UniqueFd a_o
       m_oHandler(a_oManager, this, *this, m_lChanges)
 {
     m_oHelloEnd = m_oManager.getEventDispatcher().startTimer(c_oHelloTimeout, [this] {
+        const LogClient oMark(m_iUser);
         ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(),
                                 "A connection of user %u is closed: it did not say hello",
                                 static_cast<unsigned>(m_iUser));
@@ -88,6 +90,7 @@ void ClientSession::close()
 template<typename Function>
 void ClientSession::run(Function a_oFunction)
 {
+    const LogClient oMark(m_iUser, m_oSocket.get());
     // Output is put together in a buffer that all sessions share. Only what the socket does not take at once
     // stays with the session, so that an idle connection costs next to nothing.
     m_iRequestsLeft = m_oManager.getFairness();
@@ -315,6 +318,7 @@ void ClientSession::reply(EResultCode a_eResult)
 
 void ClientSession::refuse(const char* a_pWhat)
 {
+    const LogClient oMark(m_iUser); // who connects again gets no further line
     ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(), "A connection of user %u (%s) is closed: %s",
                             static_cast<unsigned>(m_iUser), m_oHandler.getProgram().c_str(), a_pWhat);
     reply(EResultCode::Protocol);

@@ -2,6 +2,7 @@
 
 #include "systema/wire.h"
 #include "zel/log.h"
+#include "zel/logclient.h"
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -64,6 +65,7 @@ void ConfigServiceManager::takeConnection(zel::UniqueFd a_oSocket)
     const uid_t iUser = peerUser(a_oSocket.get());
     std::size_t& iOfUser = m_mSessionsOfUser[iUser];
     if (m_mSessions.size() >= c_iMaxConnections || (iUser != 0 && iOfUser >= c_iMaxConnectionsPerUser)) {
+        const LogClient oMark(iUser);
         ZEL_Sysloglevel_warning(m_iModule, zel::here(), "Connection of user %u refused: too many",
                                 static_cast<unsigned>(iUser));
         tellBusy(a_oSocket.get());

@@ -31,6 +31,11 @@ void LogPlugin::changeLogLevel(const std::string& a_sName, LogLevel a_iLevel) co
     ZEL_Sysloglevel_changeTracelevel(a_sName.c_str(), a_iLevel);
 }
 
+void LogPlugin::tick(systema::NameList&)
+{
+    ZEL_Sysloglevel_flush();
+}
+
 EResultCode LogPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
                                  const std::string& a_table)
 {

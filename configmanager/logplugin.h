@@ -23,6 +23,8 @@ public:
     /// Sets the trace level of the module in the process logger; the table does not show it.
     void changeLogLevel(const std::string& a_sName, LogLevel a_iLevel) const;
 
+    /// Writes what the logger has held back.
+    void tick(systema::NameList& a_changedTables) override;
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
                                    const std::string& a_table) override;
     /// The one row, whatever the position. The columns come in table order, names that match nothing are

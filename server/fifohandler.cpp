@@ -6,6 +6,7 @@
 #include "systema/persistscript.h"
 #include "zel/assert.h"
 #include "zel/log.h"
+#include "zel/logclient.h"
 
 #include <cerrno>
 #include <chrono>
@@ -23,6 +24,7 @@ using systema::ConfigDispatcher;
 
 constexpr std::chrono::seconds c_oReopenRetry{1};
 constexpr int c_iEqualCommands = 256; // that are taken as one; a FIFO holds no more
+constexpr unsigned c_iLogLines = 16;  // of a kind in a second: nobody knows which of several clients writes
 
 constexpr SourceTag tag(unsigned a_iLine)
 {
@@ -93,6 +95,7 @@ void FifoHandler::handle(const Command& a_aCommand)
     if (!oNext) {
         reopen();
     }
+    const LogClient oMark(0, LogClient::c_iFifo, c_iLogLines);
     execute(a_aCommand.data()); // last, so that the next is handled whatever becomes of this one
 }
 

@@ -5,6 +5,7 @@
 #include "zel/assert.h"
 #include "zel/exception.h"
 #include "zel/log.h"
+#include "zel/logclient.h"
 #include "zel/memory.h"
 
 #include <algorithm>
@@ -381,11 +382,7 @@ EResultCode ConfigDispatcher::startTransaction(const void* a_handle)
     if (m_bLocked) {
         return EResultCode::Locked;
     }
-    // Or transactions in close succession would keep it waiting for ever.
-    runWhenFree();
-    if (m_pPersistScript != nullptr) {
-        m_pPersistScript->process(false);
-    }
+    runDue(); // or transactions in close succession would keep it waiting for ever
     m_pTransactionOwner = a_handle;
     m_oTransactionStart = m_oNow();
     for (const auto& oPlugin : m_lPlugins) {
@@ -542,6 +539,15 @@ void ConfigDispatcher::runWhenFree()
 {
     if (m_oWhenFree && !isTransactionOpen()) {
         std::exchange(m_oWhenFree, {})();
+    }
+}
+
+void ConfigDispatcher::runDue()
+{
+    const zel::LogClient oNobody; // it is not the work of the client that begins
+    runWhenFree();
+    if (m_pPersistScript != nullptr) {
+        m_pPersistScript->process(false);
     }
 }
 

@@ -249,6 +249,8 @@ private:
     void releaseOwner();
     void applyLock();
     void runWhenFree();
+    /// What waits for the end of a transaction: the function of callWhenFree, and a save.
+    void runDue();
 
     const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;

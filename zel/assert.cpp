@@ -30,7 +30,7 @@ DefaultAssertHook::~DefaultAssertHook()
 void DefaultAssertHook::onFailure(const char* a_pExpression, SourceTag a_oSource)
 {
     const std::string sText = describe(a_pExpression, a_oSource);
-    writeLogLine(m_bSyslog, LOG_USER | LOG_ERR, "error", {"Assertion failed: ", sText});
+    writeLogLine(m_bSyslog, {LOG_USER | LOG_ERR, "error", a_oSource, "Assertion failed: ", sText}, true);
     throw AssertionError(sText);
 }
 

@@ -1,14 +1,15 @@
 #include "zel/log.h"
 
 #include "zel/logline.h"
+#include "zel/systempath.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <string_view>
 #include <syslog.h>
@@ -30,6 +31,9 @@ constexpr Level c_oInfo{c_iLogInfo, "info", LOG_INFO};
 constexpr Level c_oStatus{c_iLogStatus, "status", LOG_NOTICE};
 constexpr Level c_oDebug{c_iLogDebug, "debug", LOG_DEBUG};
 constexpr Level c_oTrace{c_iLogTrace, "trace", LOG_DEBUG};
+
+/// Who asks for the others wants to see everything.
+constexpr unsigned c_iLimited = c_iLogError | c_iLogWarning | c_iLogInfo | c_iLogStatus;
 
 constexpr int c_iModules = 256;
 
@@ -135,13 +139,10 @@ __attribute__((format(printf, 4, 0))) void log(const Level& a_oLevel, int a_iMod
     if (sText.ends_with('\n')) {
         sText.remove_suffix(1);
     }
-    std::array<char, 16> aNumber;
-    const char* pEnd = std::to_chars(aNumber.begin(), aNumber.end(), a_oSource.m_iLine).ptr;
-    const std::string_view sLine(aNumber.data(), pEnd);
     const bool bBackground = s_bBackground;
-    writeLogLine(bBackground, LOG_DAEMON | a_oLevel.m_iPriority, a_oLevel.m_sName,
-                 {bBackground ? "[" : "", pModule->m_oName.get(), bBackground ? "] " : " ", stem(a_oSource),
-                  ":", sLine, ": ", sText});
+    const LogHead oHead(bBackground, pModule->m_oName.get(), a_oSource);
+    const LogLine oLine{LOG_DAEMON | a_oLevel.m_iPriority, a_oLevel.m_sName, a_oSource, oHead.get(), sText};
+    writeLogLine(bBackground, oLine, a_oLevel.m_eBit & c_iLimited);
     errno = iErrno;
 }
 
@@ -151,11 +152,15 @@ __attribute__((format(printf, 4, 0))) void log(const Level& a_oLevel, int a_iMod
 
 void ZEL_Sysloglevel_construct2(const char* a_pProgram)
 {
-    // openlog keeps the pointer.
-    static std::array<char, 64> s_aProgram;
-    std::snprintf(s_aProgram.data(), s_aProgram.size(), "%s", a_pProgram);
-    ::openlog(s_aProgram.data(), LOG_PID, LOG_DAEMON);
+    zel::openLog(a_pProgram, zel::systemPath("/dev/log"));
     zel::s_bBackground = false;
+    static const bool s_bFinishes = std::atexit([] { zel::finishLog(zel::s_bBackground); }) == 0;
+    (void)s_bFinishes;
+}
+
+void ZEL_Sysloglevel_flush()
+{
+    zel::flushLog(zel::s_bBackground);
 }
 
 int ZEL_Sysloglevel_registerModul(const char* a_pModule)

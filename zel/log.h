@@ -6,7 +6,9 @@
 // one line: a single newline at the end of the text is dropped, other control characters and bytes that are
 // not UTF-8 text are shown as \xNN, and a line ends at 1024 bytes. The functions may be called from any
 // thread and from a signal handler, whose line is dropped when it interrupts the writing of another. They
-// keep errno and never throw; a line that cannot be written is lost.
+// keep errno, never throw and never wait: where nobody reads the log, lines are lost, and their number is
+// logged when somebody does. In the work for a client (zel/logclient.h) errors, warnings, information and
+// status are limited to one line of a kind in a second, and the number of the others.
 #pragma once
 
 #include "zel/source.h"
@@ -30,8 +32,12 @@ constexpr int c_iTraceLevelVerbose = 1023;
 } // namespace zel
 
 /// Sets up the process logger with the program's name; standard error until ZEL_Sysloglevel_set(true).
-/// Called once, before other threads log.
+/// Called once, before other threads log. At the end of the process the last lines have half a second to get
+/// to a log daemon that is slow.
 void ZEL_Sysloglevel_construct2(const char* a_pProgram);
+
+/// Writes what was held back and can be written now: called again and again while the process runs.
+void ZEL_Sysloglevel_flush();
 
 /// Returns the handle of the module of that name, made with the default trace level when it is new. There is
 /// room for 256 modules; every further name gets the handle, and so the name and level, of the last of them.

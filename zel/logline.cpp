@@ -1,13 +1,17 @@
 #include "zel/logline.h"
 
+#include "zel/logsocket.h"
+
 #include <algorithm>
-#include <array>
 #include <cerrno>
+#include <chrono>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <initializer_list>
+#include <mutex>
 #include <poll.h>
-#include <syslog.h>
 #include <unistd.h>
 
 namespace zel {
@@ -67,23 +71,23 @@ public:
         append(aText.data());
     }
 
-    void writeToStandardError()
+    /// False when there is no room for it.
+    bool writeToStandardError()
     {
         // A reader that has stopped reading must not stop the daemon, and one that has gone must not raise
-        // SIGPIPE, whose handler would log it here again: such a line is dropped.
+        // SIGPIPE, whose handler would log it here again. A pipe that is ready takes PIPE_BUF bytes, so that
+        // a line never waits in the middle; the logger's mutex keeps our own threads from taking the room.
         pollfd oOutput{STDERR_FILENO, POLLOUT, 0};
         if (::poll(&oOutput, 1, 0) != 1 || oOutput.revents != POLLOUT) {
-            return;
+            return false;
         }
         m_aText[m_iSize] = '\n';
         while (::write(STDERR_FILENO, m_aText.data(), m_iSize + 1) < 0 && errno == EINTR) {
         }
+        return true;
     }
 
-    void writeToSyslog(int a_iPriority) const
-    {
-        ::syslog(a_iPriority, "%.*s", static_cast<int>(m_iSize), m_aText.data());
-    }
+    std::string_view get() const { return {m_aText.data(), m_iSize}; }
 
 private:
     void append(std::string_view a_sPiece)
@@ -108,33 +112,150 @@ private:
     bool m_bFull = false;
 };
 
+static_assert(c_iLogLineLimit <= PIPE_BUF);
+
+constexpr std::chrono::milliseconds c_oLastWait{500};
+constexpr std::string_view c_sModule = "Log";
+
+/// Where lines go. Its functions are called under the mutex.
+class Output
+{
+public:
+    void open(std::string_view a_sProgram, std::string_view a_sSocket)
+    {
+        m_oSocket.open(a_sSocket, a_sProgram);
+    }
+
+    void log(bool a_bSyslog, const LogLine& a_oLine, const LogClient::Id* a_pClient)
+    {
+        const auto oNow = LogLimit::Clock::now();
+        tellEnded(a_bSyslog, oNow);
+        if (a_pClient == nullptr || m_oLimit.admits(*a_pClient, a_oLine, oNow)) {
+            write(a_bSyslog, a_oLine, {a_oLine.m_sText});
+        }
+    }
+
+    void flush(bool a_bSyslog, LogLimit::Clock::time_point a_oNow, std::chrono::milliseconds a_oWait)
+    {
+        tellEnded(a_bSyslog, a_oNow);
+        if (a_bSyslog) {
+            m_oSocket.flush(a_oWait);
+        }
+    }
+
+private:
+    void tellEnded(bool a_bSyslog, LogLimit::Clock::time_point a_oNow)
+    {
+        m_oLimit.takeEnded(a_oNow, [&](LogSummary a_oSummary) {
+            LogLine& oLine = a_oSummary.m_oLine;
+            const LogHead oOwnHead(a_bSyslog, c_sModule, here());
+            if (oLine.m_sHead.empty()) {
+                oLine.m_sHead = oOwnHead.get();
+            }
+            std::array<char, 64> aCount;
+            std::snprintf(aCount.data(), aCount.size(), "%u more in a second: ", a_oSummary.m_iMore);
+            write(a_bSyslog, oLine, {aCount.data(), oLine.m_sText, a_oSummary.m_bOthers ? "; ..." : ""});
+        });
+    }
+
+    void write(bool a_bSyslog, const LogLine& a_oLine, std::initializer_list<std::string_view> a_lTexts)
+    {
+        Line oLine;
+        if (!a_bSyslog) {
+            constexpr std::string_view c_sBlanks = "        ";
+            oLine.addTime();
+            oLine.add(a_oLine.m_sLevel);
+            oLine.add(c_sBlanks.substr(std::min(a_oLine.m_sLevel.size(), c_sBlanks.size() - 1)));
+        }
+        oLine.add(a_oLine.m_sHead);
+        for (const std::string_view sText : a_lTexts) {
+            oLine.add(sText);
+        }
+        if (a_bSyslog) {
+            m_oSocket.write(a_oLine.m_iPriority, oLine.get());
+        } else if (!tellLost() || !oLine.writeToStandardError()) {
+            ++m_iLost;
+        }
+    }
+
+    /// True when there is nothing to tell any more.
+    bool tellLost()
+    {
+        if (m_iLost > 0) {
+            std::array<char, 64> aText;
+            std::snprintf(aText.data(), aText.size(), "%u lines lost: the log was not read", m_iLost);
+            Line oLine;
+            oLine.addTime();
+            oLine.add("warning ");
+            oLine.add(LogHead(false, c_sModule, here()).get());
+            oLine.add(aText.data());
+            if (oLine.writeToStandardError()) {
+                m_iLost = 0;
+            }
+        }
+        return m_iLost == 0;
+    }
+
+    LogLimit m_oLimit;
+    LogSocket m_oSocket;
+    unsigned m_iLost = 0; // of standard error
+};
+
+constinit std::mutex s_oMutex;
+constinit Output s_oOutput;
 constinit thread_local volatile std::sig_atomic_t t_iWriting = 0;
 
-} // namespace
-
-void writeLogLine(bool a_bSyslog, int a_iPriority, std::string_view a_sLevel,
-                  std::initializer_list<std::string_view> a_lParts)
+/// Calls a function with the output, unless this thread is at it already.
+template<class Function>
+void useOutput(Function a_oFunction)
 {
     if (t_iWriting) {
         return;
     }
     t_iWriting = 1;
-    Line oLine;
-    if (!a_bSyslog) {
-        constexpr std::string_view c_sBlanks = "        ";
-        oLine.addTime();
-        oLine.add(a_sLevel);
-        oLine.add(c_sBlanks.substr(std::min(a_sLevel.size(), c_sBlanks.size() - 1)));
-    }
-    for (const std::string_view sPart : a_lParts) {
-        oLine.add(sPart);
-    }
-    if (a_bSyslog) {
-        oLine.writeToSyslog(a_iPriority);
-    } else {
-        oLine.writeToStandardError();
+    {
+        const std::lock_guard oGuard(s_oMutex);
+        a_oFunction(s_oOutput);
     }
     t_iWriting = 0;
+}
+
+void flush(bool a_bSyslog, LogLimit::Clock::time_point a_oNow, std::chrono::milliseconds a_oWait)
+{
+    useOutput([&](Output& a_oOutput) { a_oOutput.flush(a_bSyslog, a_oNow, a_oWait); });
+}
+
+} // namespace
+
+LogHead::LogHead(bool a_bSyslog, std::string_view a_sModule, SourceTag a_oSource)
+{
+    const std::string_view sStem = stem(a_oSource);
+    const int iSize =
+        std::snprintf(m_aText.data(), m_aText.size(),
+                      a_bSyslog ? "[%.*s] %.*s:%u: " : "%.*s %.*s:%u: ", static_cast<int>(a_sModule.size()),
+                      a_sModule.data(), static_cast<int>(sStem.size()), sStem.data(), a_oSource.m_iLine);
+    m_iSize = std::min(static_cast<std::size_t>(std::max(iSize, 0)), m_aText.size() - 1);
+}
+
+void openLog(std::string_view a_sProgram, std::string_view a_sSocket)
+{
+    useOutput([&](Output& a_oOutput) { a_oOutput.open(a_sProgram, a_sSocket); });
+}
+
+void writeLogLine(bool a_bSyslog, const LogLine& a_oLine, bool a_bLimited)
+{
+    const LogClient::Id* pClient = a_bLimited ? LogClient::current() : nullptr;
+    useOutput([&](Output& a_oOutput) { a_oOutput.log(a_bSyslog, a_oLine, pClient); });
+}
+
+void flushLog(bool a_bSyslog)
+{
+    flush(a_bSyslog, LogLimit::Clock::now(), {});
+}
+
+void finishLog(bool a_bSyslog)
+{
+    flush(a_bSyslog, LogLimit::Clock::now() + LogLimit::c_oWindow, c_oLastWait); // no second comes after this
 }
 
 } // namespace zel

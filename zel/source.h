@@ -14,6 +14,9 @@ struct SourceTag
 {
     const char* m_pName; // source name, with or without directory and extension; the logger shows the stem
     unsigned m_iLine;
+
+    /// Of tags made at the same place.
+    bool operator==(const SourceTag&) const = default;
 };
 
 /// The caller's file name and line.

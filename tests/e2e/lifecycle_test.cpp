@@ -1,5 +1,6 @@
 // How ledgerd starts, refuses to start, and ends.
 #include "tests/e2e/daemontest.h"
+#include "tests/logdaemon.h"
 
 #include <algorithm>
 #include <array>
@@ -24,6 +25,30 @@ class Lifecycle : public DaemonTest
 {
 protected:
     std::string pidText() { return std::to_string(daemon().pid()) + "\n"; }
+
+    /// The daemon and what became of its starter. It is our child, so that we can end it and see how it ends.
+    std::pair<pid_t, Finished> startInBackground(const std::vector<std::string>& a_lOptions)
+    {
+        ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+        Finished oStarter = runDaemon(paths(a_lOptions));
+        const bool bRuns = eventually([this] { return exists(m_oSandbox.pidFile()); });
+        EXPECT_TRUE(bRuns);
+        return {bRuns ? std::stoi(readFile(m_oSandbox.pidFile())) : -1, oStarter};
+    }
+
+    static int endInBackground(pid_t a_iDaemon)
+    {
+        int iStatus = -1;
+        if (a_iDaemon <= 0) {
+            return iStatus;
+        }
+        ::kill(a_iDaemon, SIGTERM);
+        if (!eventually([&] { return ::waitpid(a_iDaemon, &iStatus, WNOHANG) == a_iDaemon; })) {
+            ::kill(a_iDaemon, SIGKILL);
+            ::waitpid(a_iDaemon, nullptr, 0);
+        }
+        return iStatus;
+    }
 };
 
 TEST_F(Lifecycle, ASignalEndsTheDaemonWithStatus0AndItTidiesUp)
@@ -214,13 +239,10 @@ TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
 
 TEST_F(Lifecycle, BackgroundDaemonGoesOnWhenItsStarterHasEnded)
 {
-    ::prctl(PR_SET_CHILD_SUBREAPER, 1); // it becomes our child, so that we can end it and see how it ends
-    const auto oStarter = runDaemon(paths({"-b"}));
+    const auto [iDaemon, oStarter] = startInBackground({"-b"});
     EXPECT_EQ(0, oStarter.m_iStatus);
     EXPECT_EQ("", oStarter.m_sErrors);
     EXPECT_EQ(5, std::ranges::count(oStarter.m_sOutput, '\n')) << oStarter.m_sOutput;
-    ASSERT_TRUE(eventually([this] { return exists(m_oSandbox.pidFile()); }));
-    const pid_t iDaemon = std::stoi(readFile(m_oSandbox.pidFile()));
 
     EXPECT_TRUE(eventually([this] { return exists(socket()); }));
     EXPECT_TRUE(eventually([this] { return ledgerctl({"count", "Item"}).m_sOutput == "3\n"; }));
@@ -231,15 +253,63 @@ TEST_F(Lifecycle, BackgroundDaemonGoesOnWhenItsStarterHasEnded)
     }
     EXPECT_EQ(iDaemon, ::getsid(iDaemon));
 
-    ::kill(iDaemon, SIGTERM);
-    int iStatus = -1;
-    if (!eventually([&] { return ::waitpid(iDaemon, &iStatus, WNOHANG) == iDaemon; })) {
-        ::kill(iDaemon, SIGKILL);
-        ::waitpid(iDaemon, nullptr, 0);
-    }
-    EXPECT_EQ(0, iStatus);
+    EXPECT_EQ(0, endInBackground(iDaemon));
     EXPECT_FALSE(exists(socket()));
     EXPECT_FALSE(exists(m_oSandbox.pidFile()));
+}
+
+// The log daemon's queue takes some ten lines; the daemon writes more while it starts.
+TEST_F(Lifecycle, ALogDaemonThatDoesNotReadNeitherStopsTheDaemonNorItsEnd)
+{
+    const LogDaemon oLog(m_oSandbox.path(""));
+    const auto [iDaemon, oStarter] = startInBackground({"-b", "-v"});
+    EXPECT_TRUE(eventually([this] { return exists(socket()); }));
+    {
+        Client oClient(socket());
+        for (int i = 0; i < 200; ++i) {
+            EXPECT_EQ(8U, oClient.code(request::InsertRow{"Item", row({{"Nope", 1}})}));
+        }
+    }
+    // It is read again: what was kept comes, in order, and nothing is missing without a word.
+    std::vector<std::string> lMessages;
+    EXPECT_TRUE(eventually([&] {
+        for (auto& sMessage : oLog.take()) {
+            lMessages.push_back(std::move(sMessage));
+        }
+        return std::ranges::any_of(lMessages, [](const auto& a_sMessage) {
+            return a_sMessage.ends_with("main:512: run: started and running");
+        });
+    }));
+    EXPECT_THAT(lMessages.front(), HasSubstr(" ledgerd[" + std::to_string(iDaemon) + "]: [ledgerd] main:"));
+    EXPECT_EQ(0, endInBackground(iDaemon));
+}
+
+TEST_F(Lifecycle, BadRequestsOfOneClientDoNotFloodTheLog)
+{
+    constexpr int c_iRequests = 3000;
+    start();
+    const auto oBegin = std::chrono::steady_clock::now();
+    std::vector<std::string> lLines = logOf([&] {
+        for (int i = 0; i < c_iRequests; ++i) {
+            EXPECT_EQ(8U, client().code(request::InsertRow{"Item", row({{"Nope", i}})}));
+            if (i % 10 == 0) { // who connects again is the same
+                RawClient oOther(socket());
+                oOther.send("these are no frames, and that is logged");
+            }
+        }
+        // By itself, when the second is over.
+        EXPECT_TRUE(
+            eventually([this] { return daemon().errors().find(" more in a second") != std::string::npos; }));
+    });
+    const auto oSeconds = std::chrono::ceil<std::chrono::seconds>(std::chrono::steady_clock::now() - oBegin);
+    const auto count = [&](const std::string& a_sText) {
+        return std::ranges::count_if(
+            lLines, [&](const auto& a_sLine) { return a_sLine.find(a_sText) != a_sLine.npos; });
+    };
+    EXPECT_LE(count("error SQLiteWrap Error 1 (table Item has no column named Nope)"), oSeconds.count() + 1);
+    EXPECT_GE(count(" more in a second: Error 1 (table Item has no column named Nope)"), 1);
+    EXPECT_LE(count("a malformed frame"), 2 * (oSeconds.count() + 1));
+    EXPECT_GE(count("a malformed frame"), 1);
 }
 
 } // namespace

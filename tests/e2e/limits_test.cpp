@@ -59,6 +59,9 @@ TEST_F(Limits, WhoDoesNotSayHelloIsClosedAndAnIdleDaemonSleeps)
     EXPECT_THAT(logOf([&] {
                     EXPECT_TRUE(oSilent.isClosed());
                     EXPECT_TRUE(oSlow.isClosed());
+                    EXPECT_TRUE(eventually([this] {
+                        return daemon().errors().find(" 1 more in a second: ") != std::string::npos;
+                    }));
                 }),
                 testing::AllOf(testing::SizeIs(2), Each(HasSubstr("did not say hello"))));
     EXPECT_GE(std::chrono::steady_clock::now() - oStart, 5s);

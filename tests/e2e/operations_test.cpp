@@ -77,13 +77,16 @@ TEST_F(Operations, SelectByKey)
 
 TEST_F(Operations, FailuresAreLoggedButNotRowsThatAreMissing)
 {
-    EXPECT_THAT(logOf([this] {
+    // One client has one line of a kind in a second.
+    Client oInserts(socket());
+    Client oDeletes(socket());
+    EXPECT_THAT(logOf([&] {
                     EXPECT_EQ(10U, client().code(request::SelectKey{"Item", "Name", "none"}));
                     EXPECT_EQ(10U, client().code(request::UpdateRow{"Item", 3, row({{"Note", "x"}})}));
                     EXPECT_EQ(10U, client().code(request::DeleteKey{"Item", "Name", "none"}));
                     EXPECT_EQ(8U, client().code(request::SelectKey{"Item", "Nonsense", "1"}));
-                    EXPECT_EQ(6U, client().code(request::InsertRow{"Item", row({{"Name", "pear"}})}));
-                    EXPECT_EQ(4U, client().code(request::DeleteKey{"Item", "Id", "0"}));
+                    EXPECT_EQ(6U, oInserts.code(request::InsertRow{"Item", row({{"Name", "pear"}})}));
+                    EXPECT_EQ(4U, oDeletes.code(request::DeleteKey{"Item", "Id", "0"}));
                 }),
                 ElementsAre("error SQLiteWrap Error 1 (no such column: Nonsense)",
                             HasSubstr("error SQLiteWrap selectSql failed with error: 8 ("),

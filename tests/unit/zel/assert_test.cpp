@@ -1,10 +1,8 @@
 #include "zel/assert.h"
 
-#include "tests/unit/zel/fakesyslog.h"
+#include "tests/unit/zel/ownlogdaemon.h"
 
 #include <gmock/gmock.h>
-
-#include <syslog.h>
 
 using zel::SourceTag;
 using zel::error::Assert;
@@ -48,11 +46,12 @@ TEST(Assert, theInstalledHookReportsAndThePreviousOneReturns)
         {
             DefaultAssertHook oInner;
             oInner.setSyslog(true);
-            takeSyslog();
+            const OwnLogDaemon oDaemon;
             EXPECT_EQ(failure(), c_oSilent);
-            EXPECT_THAT(takeSyslog(),
-                        testing::ElementsAre(testing::Pair(
-                            LOG_USER | LOG_ERR, "Assertion failed: 0 != a_handle (fifo.handler:42)")));
+            EXPECT_THAT(oDaemon.take(),
+                        testing::ElementsAre(testing::AllOf(
+                            testing::StartsWith("<11>"), // user, error
+                            testing::EndsWith(": Assertion failed: 0 != a_handle (fifo.handler:42)"))));
         }
         EXPECT_NE(failure().second, "");
     }

@@ -1,6 +1,7 @@
 #include "zel/log.h"
 
-#include "tests/unit/zel/fakesyslog.h"
+#include "tests/unit/zel/ownlogdaemon.h"
+#include "zel/logclient.h"
 #include "zel/logline.h"
 #include "zel/uniquefd.h"
 
@@ -21,7 +22,7 @@
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::Pair;
+using testing::StartsWith;
 using zel::SourceTag;
 
 namespace {
@@ -115,16 +116,20 @@ TEST(Log, aLineShowsLocalTimeLevelModuleSourceAndText)
 TEST(Log, eachLevelHasItsBitNameAndSyslogPriority)
 {
     const int iModule = ZEL_Sysloglevel_registerModul("Levels");
+    const OwnLogDaemon oDaemon;
     for (const LevelCase& oCase : c_aLevels) {
         SCOPED_TRACE(oCase.m_sName);
         ZEL_Sysloglevel_changeTracelevel("Levels", oCase.m_iBit);
         EXPECT_THAT(logged([&] { oCase.m_pLog(iModule, c_oTag, "x"); }),
                     HasSubstr(" " + oCase.m_sName + " Levels sqlitewrapper:120: x\n"));
         ZEL_Sysloglevel_set(true);
-        takeSyslog();
         EXPECT_EQ(logged([&] { oCase.m_pLog(iModule, c_oTag, "100%% \n"); }), "");
-        EXPECT_THAT(takeSyslog(),
-                    ElementsAre(Pair(LOG_DAEMON | oCase.m_iPriority, "[Levels] sqlitewrapper:120: 100% ")));
+        // As syslog() of the C library writes it.
+        EXPECT_THAT(oDaemon.take(),
+                    ElementsAre(MatchesRegex(
+                        "<" + std::to_string(LOG_DAEMON | oCase.m_iPriority) +
+                        ">[JFMASOND][a-z]{2} [ 123][0-9] [0-9]{2}(:[0-9]{2}){2} ledgerd\\[" +
+                        std::to_string(::getpid()) + "\\]: \\[Levels\\] sqlitewrapper:120: 100% ")));
         ZEL_Sysloglevel_set(false);
         ZEL_Sysloglevel_changeTracelevel("Levels", zel::c_iTraceLevelVerbose & ~oCase.m_iBit);
         EXPECT_EQ(logged([&] { oCase.m_pLog(iModule, c_oTag, "x"); }), "");
@@ -233,19 +238,118 @@ TEST(Log, brokenStandardErrorIsNoLoopAndNoError)
                 HasSubstr("read again"));
 }
 
-TEST(Log, aReaderThatStoppedDoesNotStopTheLogger)
+TEST(Log, aReaderThatStoppedDoesNotStopTheLoggerAndHearsHowManyLinesWereLost)
 {
     const int iModule = ZEL_Sysloglevel_registerModul("Pipe");
-    {
+    const std::string sFull(2000, 'x'); // a line of the greatest length
+    logged([&] { ZEL_Sysloglevel_error(iModule, c_oTag, "nothing is lost so far"); });
+    const std::string sRead = logged([&] {
         const BlockedStandardError oBlocked;
         ZEL_Sysloglevel_error(iModule, c_oTag, "no room for this");
-    }
-    EXPECT_THAT(logged([&] { ZEL_Sysloglevel_error(iModule, c_oTag, "read again"); }),
-                HasSubstr("read again"));
+        // Some room, but less than a pipe's page: the pipe says that it is not ready.
+        std::array<char, 3000> aSome;
+        EXPECT_EQ(std::ssize(aSome), ::read(oBlocked.m_oReader.get(), aSome.data(), aSome.size()));
+        ZEL_Sysloglevel_error(iModule, c_oTag, "%s", sFull.c_str());
+        // Room for four lines of this length, in a page that is free: the rest finds none.
+        EXPECT_EQ(1096, ::read(oBlocked.m_oReader.get(), aSome.data(), 1096));
+        for (int i = 0; i < 10; ++i) {
+            ZEL_Sysloglevel_error(iModule, c_oTag, "%s", sFull.c_str());
+        }
+    });
+    EXPECT_EQ("", sRead);
+    EXPECT_THAT(
+        logged([&] { ZEL_Sysloglevel_error(iModule, c_oTag, "read again"); }),
+        MatchesRegex(
+            ".* warning Log logline:[0-9]+: [0-9]+ lines lost: the log was not read\n.* read again\n"));
 }
 
-TEST(Log, opensSyslogUnderTheNameOfTheProgram)
+// Its queue takes a few lines; then syslog() of the C library waits for ever.
+TEST(Log, aLogDaemonThatDoesNotReadFreezesNobodyAndHearsHowManyLinesWereLost)
 {
-    ZEL_Sysloglevel_construct2(std::string("ledgerd").c_str());
-    EXPECT_STREQ(openedSyslogName(), "ledgerd");
+    constexpr int c_iLines = 2000;
+    const int iModule = ZEL_Sysloglevel_registerModul("Stalled");
+    const OwnLogDaemon oDaemon;
+    ZEL_Sysloglevel_set(true);
+    for (int i = 0; i < c_iLines; ++i) {
+        ZEL_Sysloglevel_info(iModule, c_oTag, "line %d", i);
+    }
+    std::vector<std::string> lMessages;
+    for (auto lNew = oDaemon.take(); !lNew.empty(); lNew = oDaemon.take()) {
+        lMessages.insert(lMessages.end(), lNew.begin(), lNew.end());
+        ZEL_Sysloglevel_flush();
+    }
+    ZEL_Sysloglevel_info(iModule, c_oTag, "read again");
+    ZEL_Sysloglevel_set(false);
+    EXPECT_THAT(oDaemon.take(), ElementsAre(HasSubstr("read again")));
+
+    ASSERT_GT(lMessages.size(), 100U); // a burst is kept, and comes in order
+    const std::string sLost = lMessages.back();
+    lMessages.pop_back();
+    for (std::size_t i = 0; i < lMessages.size(); ++i) {
+        EXPECT_TRUE(lMessages[i].ends_with(": line " + std::to_string(i))) << lMessages[i];
+    }
+    EXPECT_THAT(sLost, StartsWith("<28>")); // daemon, warning
+    EXPECT_THAT(sLost, HasSubstr("]: " + std::to_string(c_iLines - lMessages.size()) + " lines lost"));
+}
+
+TEST(Log, aLogDaemonThatStartsAgainIsFoundAgainWhateverItsSocket)
+{
+    const int iModule = ZEL_Sysloglevel_registerModul("Again");
+    OwnLogDaemon oDaemon;
+    ZEL_Sysloglevel_set(true);
+    ZEL_Sysloglevel_error(iModule, c_oTag, "one");
+    EXPECT_THAT(oDaemon.take(), ElementsAre(HasSubstr("one")));
+    oDaemon.stop();
+    ZEL_Sysloglevel_error(iModule, c_oTag, "two");
+    oDaemon.start(SOCK_DGRAM);
+    ZEL_Sysloglevel_error(iModule, c_oTag, "three");
+    EXPECT_THAT(oDaemon.take(), ElementsAre(HasSubstr("two"), HasSubstr("three")));
+
+    oDaemon.start(SOCK_STREAM);
+    ZEL_Sysloglevel_error(iModule, c_oTag, "four");
+    ZEL_Sysloglevel_set(false);
+    const zel::UniqueFd oConnection(
+        ::accept4(oDaemon.getFd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    std::array<char, 200> aBuffer;
+    const ssize_t iSize = ::read(oConnection.get(), aBuffer.data(), aBuffer.size());
+    ASSERT_GT(iSize, 0);
+    const std::string sText(aBuffer.data(), static_cast<std::size_t>(iSize));
+    EXPECT_TRUE(sText.starts_with("<27>") && sText.ends_with(std::string(": four\0", 7))) << sText;
+}
+
+TEST(Log, oneClientWithBadRequestsDoesNotFloodIt)
+{
+    const int iModule = ZEL_Sysloglevel_registerModul("Flood");
+    const auto logOne = [&](int a_iNumber) { ZEL_Sysloglevel_error(iModule, c_oTag, "bad %d", a_iNumber); };
+    const std::string sLog = logged([&] {
+        for (const int iConnection : {7, 8}) {
+            const zel::LogClient oClient(1000, iConnection);
+            for (int i = 1; i <= 5000; ++i) {
+                logOne(iConnection * 10'000 + i);
+            }
+            const zel::LogClient oNobody;
+            logOne(1);
+            logOne(2);
+        }
+        zel::finishLog(false);
+    });
+    std::vector<std::string> lTexts;
+    std::istringstream oLines(sLog);
+    for (std::string sLine; std::getline(oLines, sLine);) {
+        lTexts.push_back(sLine.substr(24, 70)); // of a summary the beginning
+        EXPECT_LT(sLine.size(), 500U);
+    }
+    const std::string sHead = "error   Flood sqlitewrapper:120: ";
+    EXPECT_THAT(lTexts, testing::UnorderedElementsAre(sHead + "bad 70001", sHead + "bad 1", sHead + "bad 2",
+                                                      sHead + "bad 80001", sHead + "bad 1", sHead + "bad 2",
+                                                      sHead + "4999 more in a second: bad 70002; bad",
+                                                      sHead + "4999 more in a second: bad 80002; bad"));
+
+    ZEL_Sysloglevel_changeTracelevel("Flood", zel::c_iTraceLevelVerbose);
+    const std::string sTrace = logged([&] {
+        const zel::LogClient oClient(1000, 7);
+        ZEL_Sysloglevel_trace(iModule, c_oTag, "x");
+        ZEL_Sysloglevel_trace(iModule, c_oTag, "x");
+    });
+    EXPECT_EQ(2, std::ranges::count(sTrace, '\n')) << "who asks for these wants them all";
 }
