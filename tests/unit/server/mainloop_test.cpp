@@ -27,6 +27,7 @@ protected:
     ~MainLoopTest() override { ConfigDispatcher::instance().setPersistScript(nullptr); }
 
     void persist(PersistScript::EPersistMode) override {}
+    std::optional<bool> getResult(bool) override { return true; }
 
     /// An event takes its time; it comes again and again.
     void handleEvent(int a_handle) override
