@@ -24,7 +24,7 @@ void BusObject::logFailedReceiver()
                           "A receiver of a signal failed: %s", error::describeException());
 }
 
-void BusObject::bind(DBus::Connection& a_oConnection)
+void BusObject::bind(BusConnection& a_oConnection)
 {
     m_pRemote = m_oFactory(a_oConnection);
     if (m_oOnBound) {

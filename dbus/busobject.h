@@ -11,12 +11,13 @@
 
 namespace zel {
 
+class BusConnection;
 class RemoteObject;
 
 class BusObject
 {
 public:
-    using Factory = std::function<std::unique_ptr<RemoteObject>(DBus::Connection&)>;
+    using Factory = std::function<std::unique_ptr<RemoteObject>(BusConnection&)>;
 
     /// Makes the remote object with each new connection, at once when there is one.
     BusObject(SystemBus& a_oBus, Factory a_oFactory);
@@ -26,6 +27,8 @@ public:
 
     /// Null while there is no bus.
     RemoteObject* get() const { return m_pRemote.get(); }
+    /// See SystemBus.
+    bool mayWait() const { return m_oBus.mayWait(); }
 
     /// Called with each new connection from now on: signals may have been missed before it.
     void setOnBound(std::function<void()> a_oOnBound) { m_oOnBound = std::move(a_oOnBound); }
@@ -36,7 +39,7 @@ public:
 private:
     friend class SystemBus;
 
-    void bind(DBus::Connection& a_oConnection);
+    void bind(BusConnection& a_oConnection);
     void unbind();
 
     SystemBus& m_oBus;

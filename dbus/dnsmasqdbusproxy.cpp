@@ -44,7 +44,7 @@ DnsMasqDBusProxy::DnsMasqDBusProxy(SystemBus& a_oBus) : SignalProxy(a_oBus, make
 
 std::optional<std::string> DnsMasqDBusProxy::DumpCache(bool& a_bDone)
 {
-    return callRemote<Remote>(getRemote(), [&](Remote& a_oRemote) { a_bDone = a_oRemote.DumpCache(); });
+    return callRemote<Remote>(getRemote(), a_bDone, &Remote::DumpCache);
 }
 
 } // namespace zel

@@ -14,7 +14,7 @@ class DnsMasqDBusProxy : public SignalProxy<IDBusDnsMasq>
 public:
     explicit DnsMasqDBusProxy(SystemBus& a_oBus);
 
-    /// Makes the forwarder write its cache; waits up to RemoteObject::c_oCallCeiling. Nothing on success,
+    /// Makes the forwarder write its cache; waits up to WaitTime::c_oLongest. Nothing on success,
     /// else the error's text.
     std::optional<std::string> DumpCache(bool& a_bDone);
 

@@ -29,8 +29,7 @@ InterfaceStatusDBusProxy::InterfaceStatusDBusProxy(SystemBus& a_oBus)
 std::optional<std::string> InterfaceStatusDBusProxy::GetLinkStatusForDevice(const std::string& a_sDevice,
                                                                             bool& a_bLinkUp)
 {
-    return callRemote<Remote>(
-        getRemote(), [&](Remote& a_oRemote) { a_bLinkUp = a_oRemote.GetLinkStatusForDevice(a_sDevice); });
+    return callRemote<Remote>(getRemote(), a_bLinkUp, &Remote::GetLinkStatusForDevice, a_sDevice);
 }
 
 } // namespace zel

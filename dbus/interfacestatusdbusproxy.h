@@ -14,7 +14,7 @@ class InterfaceStatusDBusProxy : public SignalProxy<IDBusInterfaceStatus>
 public:
     explicit InterfaceStatusDBusProxy(SystemBus& a_oBus);
 
-    /// Asks whether the device has link; waits up to RemoteObject::c_oCallCeiling. Nothing on success, else
+    /// Asks whether the device has link; waits up to WaitTime::c_oLongest. Nothing on success, else
     /// the error's text.
     std::optional<std::string> GetLinkStatusForDevice(const std::string& a_sDevice, bool& a_bLinkUp);
 

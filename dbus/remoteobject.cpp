@@ -1,5 +1,6 @@
 #include "dbus/remoteobject.h"
 
+#include "dbus/busconnection.h"
 #include "dbus/objectpath.h"
 #include "zel/log.h"
 
@@ -8,49 +9,67 @@
 
 namespace zel {
 
-RemoteObject::RemoteObject(DBus::Connection& a_oConnection, const std::string& a_sService)
-    : DBus::ObjectProxy(a_oConnection, objectPathOf(a_sService), a_sService.c_str()),
-      m_iModule(ZEL_Sysloglevel_registerModul("SystemBus"))
+RemoteObject::RemoteObject(BusConnection& a_oConnection, std::string a_sService)
+    : m_iModule(ZEL_Sysloglevel_registerModul("SystemBus")),
+      m_oConnection(a_oConnection),
+      m_sService(std::move(a_sService)),
+      m_sPath(objectPathOf(m_sService))
 {
-    set_timeout(static_cast<int>(c_oCallCeiling.count()));
+    m_oConnection.addMatch(m_sService, m_sPath);
+}
+
+RemoteObject::~RemoteObject()
+{
+    try {
+        if (m_oConnection.isOpen()) {
+            m_oConnection.removeMatch(m_sService, m_sPath);
+        }
+    } catch (...) { // the bus sends what nobody takes
+    }
 }
 
 std::optional<std::string> RemoteObject::call(const std::function<void()>& a_oCall)
 {
     using std::chrono::steady_clock;
     try {
-        if (m_oUnanswered && (steady_clock::now() - *m_oUnanswered < c_oCallPause || !hasOwner())) {
-            return service() + " does not answer";
+        if (m_oUnanswered &&
+            (steady_clock::now() - *m_oUnanswered < c_oCallPause || !m_oConnection.hasOwner(m_sService))) {
+            return m_sService + " does not answer";
         }
         m_oUnanswered.reset();
         a_oCall();
         return {};
+    } catch (const NoAnswer& oError) {
+        m_oUnanswered = steady_clock::now();
+        return oError.what();
     } catch (const DBus::Error& oError) {
         if (std::strcmp(oError.name(), DBUS_ERROR_NO_REPLY) == 0 ||
             std::strcmp(oError.name(), DBUS_ERROR_TIMEOUT) == 0) {
             m_oUnanswered = steady_clock::now();
         }
         return oError.message();
+    } catch (const std::runtime_error& oError) {
+        return oError.what(); // nothing was sent
     }
 }
 
-/// Asks the bus, which may be slow as well. Throws DBus::Error.
-bool RemoteObject::hasOwner()
+DBus::Message RemoteObject::_invoke_method(DBus::CallMessage& a_oCall)
 {
-    DBus::CallMessage oCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "NameHasOwner");
-    DBus::MessageIter oArguments = oCall.writer();
-    oArguments << service();
-    const DBus::Message oReply = conn().send_blocking(oCall, get_timeout());
-    DBus::MessageIter oResult = oReply.reader();
-    bool bOwned = false;
-    oResult >> bOwned;
-    return bOwned;
+    a_oCall.path(m_sPath.c_str());
+    a_oCall.destination(m_sService.c_str());
+    return m_oConnection.ask(a_oCall);
+}
+
+/// No interface has a method that is not answered.
+bool RemoteObject::_invoke_method_noreply(DBus::CallMessage&)
+{
+    return false;
 }
 
 bool RemoteObject::isSender(const DBus::Message& a_oMessage)
 {
     const auto& oSignal = static_cast<const DBus::SignalMessage&>(a_oMessage);
-    return oSignal.interface() != nullptr && oSignal.path() != nullptr && path() == oSignal.path() &&
+    return oSignal.interface() != nullptr && oSignal.path() != nullptr && m_sPath == oSignal.path() &&
            find_interface(oSignal.interface()) != nullptr;
 }
 
@@ -70,7 +89,7 @@ void RemoteObject::logRefused(const char* a_pMember, const char* a_pError)
     // Once, so that a service of another version cannot fill the log.
     if (!std::exchange(m_bRefusalLogged, true)) {
         ZEL_Sysloglevel_error(m_iModule, here(), "Signals of %s are refused, the first was %s: %s",
-                              service().c_str(), a_pMember, a_pError);
+                              m_sService.c_str(), a_pMember, a_pError);
     }
 }
 

@@ -1,8 +1,10 @@
-// A remote object as the D-Bus library knows it, made safe: signals are delivered outside of the library's C
-// frames, which no exception may cross, and a service that does not answer is not waited for again and again.
+// A remote object as its generated proxy needs it, made safe: signals are delivered outside of the library's
+// C frames, which no exception may cross, nothing waits without a limit, and a service that does not answer
+// is not waited for again and again.
 //
-// Base, beside its generated proxy, of the remote object of each wrapper; made anew with each connection.
-// Service, interface and path have one name. Main thread only.
+// Base, beside its generated proxy, of the remote object of each wrapper; made anew with each connection. In
+// place of the binding's own, which waits 25 s for the bus at its birth and its end. Service, interface and
+// path have one name. Main thread only.
 #pragma once
 
 #include "dbus/binding.h"
@@ -14,18 +16,20 @@
 
 namespace zel {
 
-class RemoteObject : public DBus::ObjectProxy
+class BusConnection;
+
+class RemoteObject : public virtual DBus::ProxyBase
 {
 public:
-    /// Longest wait for the answer to a call.
-    static constexpr std::chrono::milliseconds c_oCallCeiling{300};
     /// A service that did not answer is not called again for so long, unless it sends a signal.
     static constexpr std::chrono::seconds c_oCallPause{10};
 
-    /// Connects the signals of the generated proxy, which must be a base before this one. Throws DBus::Error.
-    RemoteObject(DBus::Connection& a_oConnection, const std::string& a_sService);
+    /// Lets the signals of the service come. Throws std::runtime_error.
+    RemoteObject(BusConnection& a_oConnection, std::string a_sService);
+    ~RemoteObject() override;
 
-    /// Makes a blocking call. Nothing on success; else the error's text.
+    /// Makes a blocking call, which waits up to WaitTime::c_oLongest. Nothing on success; else the error's
+    /// text.
     std::optional<std::string> call(const std::function<void()>& a_oCall);
 
     /// True for a signal of this object's.
@@ -34,12 +38,15 @@ public:
     void deliver(const DBus::Message& a_oMessage);
 
 private:
-    /// The bus queues what comes and delivers it itself.
-    bool handle_message(const DBus::Message&) override { return false; }
-    bool hasOwner();
+    const DBus::ObjectProxy* object() const override { return nullptr; } // nobody asks
+    DBus::Message _invoke_method(DBus::CallMessage& a_oCall) override;
+    bool _invoke_method_noreply(DBus::CallMessage& a_oCall) override;
     void logRefused(const char* a_pMember, const char* a_pError);
 
     const int m_iModule;
+    BusConnection& m_oConnection;
+    const std::string m_sService;
+    const std::string m_sPath;
     std::optional<std::chrono::steady_clock::time_point> m_oUnanswered; // when a call last timed out
     bool m_bRefusalLogged = false;
 };

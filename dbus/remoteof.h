@@ -16,8 +16,8 @@ template<class Proxy, class Wrapper>
 class RemoteOf : public Proxy, public RemoteObject
 {
 public:
-    /// The service has the name of the interface. Throws DBus::Error.
-    RemoteOf(DBus::Connection& a_oConnection, Wrapper& a_oWrapper)
+    /// The service has the name of the interface. Throws std::runtime_error.
+    RemoteOf(BusConnection& a_oConnection, Wrapper& a_oWrapper)
         : RemoteObject(a_oConnection, this->Proxy::name()),
           m_oWrapper(a_oWrapper)
     {
@@ -31,17 +31,22 @@ protected:
 template<class Remote, class Wrapper>
 BusObject::Factory makerOf(Wrapper& a_oWrapper)
 {
-    return [&a_oWrapper](DBus::Connection& a_oConnection) {
+    return [&a_oWrapper](BusConnection& a_oConnection) {
         return std::make_unique<Remote>(a_oConnection, a_oWrapper);
     };
 }
 
-/// Makes a blocking call on the remote object. Nothing on success; else the error's text.
-template<class Remote, class Call>
-std::optional<std::string> callRemote(RemoteObject* a_pObject, Call a_oCall)
+/// Calls a method of the remote object, up to WaitTime::c_oLongest. Nothing on success; else the error's
+/// text.
+template<class Remote, class Proxy, class Result, class... Parameters, class... Arguments>
+std::optional<std::string> callRemote(RemoteObject* a_pObject, Result& a_oResult,
+                                      Result (Proxy::*a_pMethod)(Parameters...),
+                                      const Arguments&... a_oArguments)
 {
     auto* pRemote = static_cast<Remote*>(a_pObject);
-    return pRemote == nullptr ? "there is no system bus" : pRemote->call([&] { a_oCall(*pRemote); });
+    return pRemote == nullptr ? "there is no system bus" : pRemote->call([&] {
+        a_oResult = (pRemote->*a_pMethod)(a_oArguments...);
+    });
 }
 
 } // namespace zel

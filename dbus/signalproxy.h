@@ -21,6 +21,9 @@ public:
     /// Called with each new connection from now on: signals may have been missed before it.
     void setOnBound(std::function<void()> a_oOnBound) { m_oObject.setOnBound(std::move(a_oOnBound)); }
 
+    /// False when calls fail until the next update, because this one has waited for the bus long enough.
+    bool mayWait() const { return m_oObject.mayWait(); }
+
 protected:
     SignalProxy(SystemBus& a_oBus, BusObject::Factory a_oFactory) : m_oObject(a_oBus, std::move(a_oFactory))
     {

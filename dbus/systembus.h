@@ -2,20 +2,20 @@
 //
 // Owned by main; main thread only, every callback included: signals are delivered by iterate and nowhere
 // else. A bus that is not there, or goes away, is logged once and looked for again every five seconds;
-// everything bound to the old connection is then bound to the new one. Nothing throws but std::bad_alloc.
+// everything bound to the old connection is then bound to the new one. The loop waits for the bus within
+// WaitTime, whatever it does. Nothing throws but std::bad_alloc.
 #pragma once
+
+#include "dbus/waittime.h"
 
 #include <chrono>
 #include <functional>
 #include <list>
 #include <memory>
 
-namespace DBus {
-class Connection;
-}
-
 namespace zel {
 
+class BusConnection;
 class BusObject;
 
 class SystemBus
@@ -27,6 +27,7 @@ public:
     static constexpr unsigned c_iMostMessages = 2048;
     /// Signals that may wait; what comes beyond that is lost.
     static constexpr unsigned c_iMostQueued = 16384;
+    /// From the end of a try to connect to the next one.
     static constexpr std::chrono::seconds c_oReconnectWait{5};
 
     /// Connects to the bus of the environment variable DBUS_SYSTEM_BUS_ADDRESS, or the system's own.
@@ -42,22 +43,25 @@ public:
     /// without waiting for the bus.
     void close();
 
+    /// False when this tick has waited for the bus so long that calls fail until the next iteration.
+    bool mayWait() const { return m_oWaitTime.mayWait(); }
+
 private:
     friend class BusObject;
 
-    struct Binding; // to the D-Bus library
-
     void add(BusObject& a_oObject);
     void remove(BusObject& a_oObject) { m_lObjects.remove(&a_oObject); }
-    /// False after an error of the library, which is logged once and ends the connection.
+    /// False after a failure, which is logged once and ends the connection.
     bool attempt(const std::function<void()>& a_oOperation);
+    void fail(const char* a_pError);
     void connect();
     void disconnect();
 
     const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;
-    std::list<BusObject*> m_lObjects; // the binding looks at them
-    std::unique_ptr<Binding> m_pBinding;
+    WaitTime m_oWaitTime;
+    std::list<BusObject*> m_lObjects; // the connection looks at them
+    std::unique_ptr<BusConnection> m_pConnection;
     Clock::time_point m_oNextTry;
     bool m_bLossLogged = false;
     bool m_bClosed = false;
