@@ -31,7 +31,7 @@ NetDeviceCheck::NetDeviceCheck(std::string a_sName, unsigned a_iId, ErrorLogger 
 void NetDeviceCheck::refresh(InterfaceStatusDBusProxy& a_oInterfaceStatus,
                              systema::NameList& a_lChangedTables)
 {
-    if (!m_bChanged) {
+    if (!m_bChanged || !a_oInterfaceStatus.mayWait()) { // the next update asks
         return;
     }
     m_bLinkUp = askLinkState(a_oInterfaceStatus);
