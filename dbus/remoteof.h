@@ -4,6 +4,7 @@
 #include "dbus/busobject.h"
 #include "dbus/generated.h"
 #include "dbus/remoteobject.h"
+#include "dbus/sendable.h"
 
 #include <memory>
 #include <optional>
@@ -37,7 +38,7 @@ BusObject::Factory makerOf(Wrapper& a_oWrapper)
 }
 
 /// Calls a method of the remote object, up to WaitTime::c_oLongest. Nothing on success; else the error's
-/// text.
+/// text, also when an argument cannot be sent.
 template<class Remote, class Proxy, class Result, class... Parameters, class... Arguments>
 std::optional<std::string> callRemote(RemoteObject* a_pObject, Result& a_oResult,
                                       Result (Proxy::*a_pMethod)(Parameters...),
@@ -45,6 +46,7 @@ std::optional<std::string> callRemote(RemoteObject* a_pObject, Result& a_oResult
 {
     auto* pRemote = static_cast<Remote*>(a_pObject);
     return pRemote == nullptr ? "there is no system bus" : pRemote->call([&] {
+        (checkArgument(a_oArguments), ...);
         a_oResult = (pRemote->*a_pMethod)(a_oArguments...);
     });
 }

@@ -6,6 +6,7 @@
 #include "zel/log.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 namespace zel {
@@ -14,6 +15,9 @@ SystemBus::SystemBus(std::function<Clock::time_point()> a_oNow)
     : m_oNow(std::move(a_oNow)),
       m_iModule(ZEL_Sysloglevel_registerModul("SystemBus"))
 {
+    // What libdbus takes for a fault of this program fails, but does not end the process. It asks once, for
+    // its first complaint.
+    ::setenv("DBUS_FATAL_WARNINGS", "0", 1);
     connect();
 }
 

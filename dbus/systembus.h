@@ -31,7 +31,7 @@ public:
     static constexpr std::chrono::seconds c_oReconnectWait{5};
 
     /// Connects to the bus of the environment variable DBUS_SYSTEM_BUS_ADDRESS, or the system's own.
-    /// The clock is a test's, if any.
+    /// The clock is a test's, if any. Keeps libdbus from ending the process from now on.
     explicit SystemBus(std::function<Clock::time_point()> a_oNow = &Clock::now);
     ~SystemBus();
     SystemBus(const SystemBus&) = delete;

@@ -38,6 +38,11 @@ protected:
         await(std::to_string(m_iSettled), [this] { return counted("settle", "LinkUp"); });
     }
 
+    bool hasLogged(const std::string& a_sText)
+    {
+        return eventually([&] { return daemon().errors().find(a_sText) != std::string::npos; });
+    }
+
 private:
     int m_iSettled = 0;
 };
@@ -146,14 +151,27 @@ TEST_F(Status, LeasesFollowTheirSignals)
     EXPECT_THAT(oWatcher.changes(), Each("DhcpLeases"));
 }
 
+TEST_F(Status, ADeviceNameThatNoBusTakesHarmsNeitherTheDaemonNorOtherDevices)
+{
+    tell("link eth0 up");
+    startDaemon();
+    ASSERT_EQ(0U, client().code(request::InsertRow{"StatusNetifConfig", row({{"Name", "\xff\xfe"}})}));
+    for (const bool bAtStart : {false, true}) {
+        if (bAtStart) {
+            stop();
+            startDaemon(); // with the row that it had
+        }
+        EXPECT_TRUE(hasLogged("a text is not valid UTF-8"));
+        await("0", [&] { return watched("\xff\xfe", "IsLinkUp"); });
+        await("1", [&] { return watched("eth0", "IsLinkUp"); });
+    }
+}
+
 TEST_F(Status, StartsWithoutABus)
 {
     m_oBus.stop();
     startDaemon();
     EXPECT_EQ("0", watched("eth0", "IsLinkUp"));
-    const auto hasLogged = [this](const std::string& a_sText) {
-        return eventually([&] { return daemon().errors().find(a_sText) != std::string::npos; });
-    };
     EXPECT_TRUE(hasLogged("No connection to the system bus"));
     EXPECT_THAT(logOf([&] {
                     m_oBus.start();

@@ -3,6 +3,7 @@
 
 #include "dbus/neighbourdbusproxy.h"
 #include "dbus/remoteobject.h"
+#include "dbus/sendable.h"
 #include "tests/logof.h"
 #include "tests/privatebus.h"
 #include "tests/unit/dbus/recorder.h"
@@ -309,6 +310,30 @@ TEST_F(SystemBus, ServicesThatNeverAnswerCostATickHalfASecond)
     EXPECT_FALSE(m_oBus.mayWait());
     m_oBus.iterate();
     EXPECT_TRUE(m_oBus.mayWait());
+}
+
+TEST_F(SystemBus, ATextThatCannotBeSentFailsItsOwnCallOnly)
+{
+    ASSERT_TRUE(m_oService->own(zel::netsim::c_pInterfaceStatus));
+    for (const std::string& sText :
+         {std::string("\xff\xfe"), std::string("\xed\xa0\x80"), std::string("eth0\0x", 6),
+          std::string(zel::c_iMostSentBytes + 1, 'x')}) {
+        EXPECT_THAT(call(sText), testing::Optional(HasSubstr("a text is")));
+    }
+    std::thread oService([this] { m_oService->answer(); });
+    EXPECT_EQ(call(std::string(zel::c_iMostSentBytes, 'x')), std::nullopt)
+        << "the service is asked all the same";
+    oService.join();
+}
+
+TEST_F(SystemBus, LibdbusNeverEndsTheProcess)
+{
+    EXPECT_THROW(zel::checkNames({"no name", "no path", "no interface", "no method"}), std::runtime_error);
+    DBus::CallMessage oCall("a.b", "/", "a.b", "c");
+    DBus::MessageIter oArguments = oCall.writer();
+    EXPECT_FALSE(oArguments.append_string("\xff\xfe"));
+    EXPECT_FALSE(oArguments.append_path("no path"));
+    EXPECT_THROW(zel::matchRuleFor("a.b',sender='c.d", "/"), std::runtime_error);
 }
 
 TEST_F(SystemBus, NeighboursAreQueuedUpToABound)
