@@ -4,6 +4,7 @@
 #include "zel/assert.h"
 #include "zel/execute.h"
 #include "zel/log.h"
+#include "zel/uniquefd.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -25,6 +26,7 @@ using error::Assert;
 namespace {
 
 constexpr const char* c_pModule = "SqliteDump";
+constexpr const char* c_pMark = "incomplete"; // the save command looks for it
 constexpr std::string_view c_sLastStatement = "COMMIT;";
 constexpr std::size_t c_iPathSize = 128;   // longer paths are cut
 constexpr std::size_t c_iErrorsSize = 256; // of what the shell says
@@ -83,18 +85,28 @@ void SqliteDump::addPlugin(const systema::SqlitePlugin* a_plugin)
 
 bool SqliteDump::dump(bool a_bPersistent, bool a_bTransient, int a_iRetries)
 {
+    if (!directoryAnswers()) {
+        return false;
+    }
+    // A daemon that is killed in between leaves dumps of two moments, and a save may be under way.
+    const std::string sMark = std::string(m_pDumpPath) + "/" + c_pMark;
+    if (a_bPersistent) {
+        const UniqueFd oMark(::open(sMark.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    }
     bool bAllGood = true;
-    bool bAnswers = false; // the directory did so when it was last used
+    bool bLastGood = true; // so the directory answered
     for (const systema::SqlitePlugin* pPlugin : m_lPlugins) {
         if (!(pPlugin->isPersistent() ? a_bPersistent : a_bTransient)) {
             continue;
         }
-        if (!bAnswers && !directoryAnswers()) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "The dump directory %s does not answer", m_pDumpPath);
+        if (!bLastGood && !directoryAnswers()) {
             return false;
         }
-        bAnswers = dumpDatabase(pPlugin->getDatabase().getName(), a_iRetries);
-        bAllGood = bAllGood && bAnswers;
+        bLastGood = dumpDatabase(pPlugin->getDatabase().getName(), a_iRetries);
+        bAllGood = bAllGood && bLastGood;
+    }
+    if (a_bPersistent && bAllGood) {
+        ::unlink(sMark.c_str());
     }
     return bAllGood;
 }
@@ -104,8 +116,12 @@ bool SqliteDump::dump(bool a_bPersistent, bool a_bTransient, int a_iRetries)
 bool SqliteDump::directoryAnswers() const
 {
     const std::string sCommand = std::string("[ -e ") + m_pDumpPath + "/.$$ ]";
-    return executeCommand(
-               sCommand, [](std::string_view) {}, m_oCeiling) != c_iExecuteTimedOut;
+    const int iResult = executeCommand(
+        sCommand, [](std::string_view) {}, m_oCeiling);
+    if (iResult == c_iExecuteTimedOut) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "The dump directory %s does not answer", m_pDumpPath);
+    }
+    return iResult != c_iExecuteTimedOut;
 }
 
 bool SqliteDump::dumpDatabase(const std::string& a_sName, int a_iRetries)

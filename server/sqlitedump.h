@@ -34,7 +34,8 @@ public:
 
     /// Dumps the persistent databases, the others, or both, in order of registration, each with up to
     /// a_iRetries further tries while its dump is not complete. True when all of them are. A dump directory
-    /// that does not answer within the ceiling ends it.
+    /// that does not answer within the ceiling ends it. While the dumps of the persistent ones are not all
+    /// good and of one moment there is a file "incomplete" beside them.
     bool dump(bool a_bPersistent, bool a_bTransient, int a_iRetries);
     /// True when the file is a complete dump: it ends in "COMMIT;" and exactly one more byte.
     bool checkDump(const char* a_pPath);
