@@ -1,8 +1,8 @@
 // Device commands, run through the shell.
 //
 // Any thread; the caller waits for the command. The process must not ignore SIGCHLD, for then the status of
-// a command is lost and the result 127. Nothing throws but executeCommand, std::bad_alloc; each failure is a result
-// other than 0.
+// a command is lost and the result 127. Nothing throws but executeCommand, std::bad_alloc; each failure is a
+// result other than 0.
 #pragma once
 
 #include <chrono>
