@@ -280,6 +280,14 @@ TEST_P(SaveCommand, DumpThatChangesWhileItIsCopiedIsCopiedAgain)
     expectRefusal(1, " keep changing\n");
 }
 
+TEST_P(SaveCommand, DumpsOfADaemonThatWasKilledBetweenTwoAreNotSaved)
+{
+    m_oSandbox.setProgram("sleep", "exit");
+    change(c_pWeb, "new");
+    writeFile(fs::path(dump(c_pWeb)).replace_filename("incomplete"), "");
+    expectRefusal(1, " keep changing\n");
+}
+
 TEST_P(SaveCommand, SavesAtTheSameTimeWaitForEachOther)
 {
     Process oOne(shell(), start());
