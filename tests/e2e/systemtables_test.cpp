@@ -229,7 +229,7 @@ TEST_F(FilteredTables, NamesThatTheForwarderKnows)
     const std::vector<std::pair<std::vector<std::string>, std::string>> lFaults{
         {{"--stay", "--dnsmasq", "--dump-fails"}, "the cache cannot be dumped"},
         {{"--stay"}, "not provided"},
-        {{"--stay", "--dnsmasq", "--silent", "dnsmasq"}, "reply"}};
+        {{"--stay", "--dnsmasq", "--silent", "dnsmasq"}, "does not answer"}};
     for (const auto& [lOptions, sError] : lFaults) {
         serve(lOptions);
         EXPECT_TRUE(eventually([&] {
