@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zel {
@@ -104,6 +105,8 @@ private:
 
     struct Mapped
     {
+        explicit Mapped(File a_oFile) : m_oFile(std::move(a_oFile)) {}
+
         File m_oFile;
         configmanager::serverlib::FileWatcher m_oWatcher{};
         TimedCall m_oCall{};
