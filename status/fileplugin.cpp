@@ -164,9 +164,9 @@ FilePlugin::File FilePlugin::createFile(const std::string& a_sPath, const std::s
     return {a_sPath, std::move(lColumns)};
 }
 
-void FilePlugin::addFile(const std::string& a_sPath, File a_oFile)
+void FilePlugin::addFile(const std::string& a_sPath, const File& a_oFile)
 {
-    m_mFiles.try_emplace(a_sPath, std::move(a_oFile));
+    m_mFiles.try_emplace(a_sPath, a_oFile);
 }
 
 void FilePlugin::init()

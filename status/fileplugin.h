@@ -83,7 +83,7 @@ public:
     /// The columns are names with commas between them; an empty text leaves them to the file.
     static File createFile(const std::string& a_sPath, const std::string& a_sColumns);
     /// The path is the name of the table.
-    void addFile(const std::string& a_sPath, File a_oFile);
+    void addFile(const std::string& a_sPath, const File& a_oFile);
 
     void init() override;
     bool hasTable(const std::string& a_table) const override { return m_mFiles.contains(a_table); }
