@@ -206,6 +206,7 @@ TEST_F(Persistence, AChangeWhoseDumpCouldNotBeWrittenIsSavedByTheStop)
 {
     const std::string sDumps = m_oSandbox.path("flash/sql");
     m_oSandbox.setProgram(c_pSave, "exec " LEDGERD_PACKAGING "/srv-save-config-active");
+    m_oSandbox.setProgram("ledger-restore", "exec " LEDGER_RESTORE_BINARY " \"$@\"");
     startWithoutWait([&] { mountSmallDisk(sDumps, "16m"); });
     const auto remount = [&](const char* a_pOptions) {
         const std::string sPid = std::to_string(daemon().pid());

@@ -212,7 +212,7 @@ TEST_F(RestoreTest, aDumpThatPassesALimitIsAtFault)
         {"CREATE TABLE A (T);\nINSERT INTO A VALUES(1),(2),(3),(4),(5),(6),(7),(8),(9),(0);\n"
          "INSERT INTO A SELECT zeroblob(100000) FROM A a, A b;\n",
          "line 5: larger than 8 MiB as a database"},
-        {"CREATE TABLE A (T);\nINSERT INTO A VALUES('" + std::string(8 * c_iMiB, 'a') + "');\n",
+        {"CREATE TABLE A (T);\nINSERT INTO A VALUES('" + std::string(9 * c_iMiB, 'a') + "');\n",
          "line 4: a statement of more than 8 MiB"},
     };
     for (const auto& [sStatements, sFault] : aCases) {
