@@ -120,8 +120,7 @@ bool FlashThread::save() const
         }
         return iResult == 0;
     } catch (...) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "The flash save failed: %s",
-                              error::describeException());
+        ZEL_Sysloglevel_error(m_iModule, here(), "The flash save failed: %s", error::describeException());
         return false;
     }
 }
