@@ -54,7 +54,7 @@ void MainLoop::runPass()
 {
     // Each part by itself: what could not be done for one is not to keep others from their turn.
     unlessOutOfMemory([this] { handleEvents(); });
-    m_oDispatcher.processLocks();
+    unlessOutOfMemory([this] { m_oDispatcher.processLocks(); });
     if (!m_oDispatcher.isLocked()) {
         finishPass();
     }

@@ -148,6 +148,7 @@ TEST_F(MainLoopTest, WantOfMemoryEndsAPartOfThePassAndNotTheDaemon)
         }
     };
     m_oDispatcher.subscribe(oSubscriber, {"Table"});
+    m_oDispatcher.callWhenFree([] { throw std::bad_alloc(); });
     m_oDispatcher.insertRow(this, "Table", {});
     const auto lLog = logLinesOf([&] {
         timeOfPass();
