@@ -26,6 +26,17 @@ TableViewCursor::TableViewCursor(systema::ConfigDispatcher& a_oSource, const Tab
     }
 }
 
+/// Asks a source. Without an answer that is pending there are no rows to tell of.
+template<typename Question>
+EResultCode TableViewCursor::ask(Question a_oQuestion)
+{
+    const EResultCode eResult = m_oQuestions.ask(a_oQuestion);
+    if (eResult == EResultCode::Pending) {
+        m_eEnd = eResult;
+    }
+    return eResult;
+}
+
 EResultCode TableViewCursor::setKey(const std::string& a_sColumn, const std::string& a_sValue)
 {
     m_pKey = m_oView.getColumn(a_sColumn);
@@ -36,7 +47,7 @@ EResultCode TableViewCursor::setKey(const std::string& a_sColumn, const std::str
     const std::string& sTable = m_oView.getTable(*m_pKey);
     systema::ColumnList lSchema;
     const auto getSchema = [&] { return m_oSource.getSchema(lSchema, this, sTable); };
-    if (const EResultCode eResult = m_oQuestions.ask(getSchema)) {
+    if (const EResultCode eResult = ask(getSchema)) {
         return eResult;
     }
     return lSchema.getColumn(m_pKey->m_sSourceColumn) != nullptr ? EResultCode::Success : EResultCode::NoKey;
@@ -46,7 +57,7 @@ bool TableViewCursor::translateKey()
 {
     const std::string& sColumn = m_pKey->m_sSourceColumn;
     ValueList oFound;
-    const EResultCode eResult = m_oQuestions.ask([&] {
+    const EResultCode eResult = ask([&] {
         return m_oSource.selectKey(oFound, this, m_oView.getTable(*m_pKey), sColumn, m_sKey, {sColumn});
     });
     if (eResult != EResultCode::Success || oFound.toText(sColumn) == m_sKey) {
@@ -63,16 +74,15 @@ void TableViewCursor::open(unsigned int a_iFirst, unsigned int a_iCount)
     m_iVersion1AtOpen = getVersion1();
     const auto sizeOf = [&](const std::string& a_sTable) {
         unsigned int iSize = 0;
-        const EResultCode eResult =
-            m_oQuestions.ask([&] { return m_oSource.getSize(iSize, this, a_sTable); });
+        const EResultCode eResult = ask([&] { return m_oSource.getSize(iSize, this, a_sTable); });
         return eResult == EResultCode::Success ? iSize : 0;
     };
     const unsigned int iRows = std::min(sizeOf(m_oView.getTable1()), sizeOf(m_oView.getTable2()));
     if (iRows > 0) {
         m_lColumns1 = sourceColumns(1);
         const NameList lColumns2 = sourceColumns(2);
-        m_eEnd = m_oQuestions.ask(
-            [&] { return m_oSource.openRows(m_pRows, this, m_oView.getTable2(), 0, iRows, lColumns2); });
+        m_eEnd =
+            ask([&] { return m_oSource.openRows(m_pRows, this, m_oView.getTable2(), 0, iRows, lColumns2); });
     }
 }
 
@@ -103,7 +113,7 @@ NameList TableViewCursor::sourceColumns(int a_iIndex) const
 bool TableViewCursor::nextJoined(Clock::time_point a_oEnd)
 {
     while (m_eEnd == EResultCode::Success && Clock::now() < a_oEnd) {
-        m_eEnd = m_oQuestions.ask([&] { return systema::readRow(m_oRow2, *m_pRows); });
+        m_eEnd = ask([&] { return systema::readRow(m_oRow2, *m_pRows); });
         if (m_eEnd == EResultCode::Success && join()) {
             return true;
         }
@@ -118,7 +128,7 @@ bool TableViewCursor::join()
         return false;
     }
     m_oRow1.clear();
-    const EResultCode eResult = m_oQuestions.ask([&] {
+    const EResultCode eResult = ask([&] {
         return m_oSource.selectKey(m_oRow1, this, m_oView.getTable1(), m_oView.getColumn1(), pValue->toText(),
                                    m_lColumns1);
     });

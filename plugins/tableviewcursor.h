@@ -64,8 +64,8 @@ public:
     /// Goes to the next row of table 2 that has a partner. False when there is none, or none was found until
     /// a_oEnd.
     bool nextJoined(Clock::time_point a_oEnd);
-    /// Why there was no next row: 0 when the time was over, 10 after the last one, else why table 2 cannot be
-    /// read.
+    /// Why there was no next row: 0 when the time was over, 10 after the last one, pending when a table was,
+    /// else why table 2 cannot be read.
     systema::EResultCode getEnd() const { return m_eEnd; }
     /// False when the joined row lacks a column: its source row does, which is logged.
     bool isComplete() const;
@@ -78,6 +78,8 @@ public:
     systema::EResultCode fetch(systema::IRowSink& a_oSink, Clock::time_point a_oEnd);
 
 private:
+    template<typename Question>
+    systema::EResultCode ask(Question a_oQuestion);
     unsigned long getVersion1() const { return m_oSource.getVersion(m_oView.getTable1()); }
     systema::NameList sourceColumns(int a_iIndex) const;
     bool join();

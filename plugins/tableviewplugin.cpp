@@ -283,7 +283,11 @@ EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle,
             ++a_size;
         }
     }
-    return pRows->getEnd() == EResultCode::Success ? tookTooLong(a_table) : EResultCode(EResultCode::Success);
+    const EResultCode eEnd = pRows->getEnd();
+    if (eEnd == EResultCode::Pending) {
+        return eEnd;
+    }
+    return eEnd == EResultCode::Success ? tookTooLong(a_table) : EResultCode(EResultCode::Success);
 }
 
 EResultCode TableViewPlugin::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,

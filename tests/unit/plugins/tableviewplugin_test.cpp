@@ -452,6 +452,28 @@ TEST_F(TableViewPlugin, ViewThatItsOwnSourceReadsIsEmptyThen)
     EXPECT_EQ(row("Zones", 0), "1");
 }
 
+TEST_F(TableViewPlugin, ViewOfATableWhoseAnswerIsPendingIsNotShownWithoutItsRows)
+{
+    RecordingPlugin::Calls lCalls;
+    RecordingPlugin oSlow("slow", {"Slow"}, lCalls);
+    oSlow.m_lRows = {tests::row({{"Id", 1}, {"Name", "zone"}})};
+    m_oDispatcher.attachTables(oSlow);
+    view("(2, 'Zones', 'Slow', 'Id', 'Slow', 'Id')");
+    columns("('Name', 2, 'Name')", "2");
+    start();
+    const std::string sPending = std::to_string(EResultCode::Pending);
+    for (const char* pOperation : {"getSize", "selectRow", "selectKey"}) {
+        oSlow.m_mResults = {{pOperation, EResultCode::Pending}};
+        unsigned int iSize = 0;
+        EXPECT_EQ(m_oDispatcher.getSize(iSize, this, "Zones"), EResultCode::Pending) << pOperation;
+        EXPECT_EQ(row("Zones", 0), sPending) << pOperation;
+        EXPECT_EQ(rowOf("Zones", "Name", "zone"), sPending) << pOperation;
+    }
+    oSlow.m_mResults.clear();
+    EXPECT_EQ(size("Zones"), 1U);
+    EXPECT_EQ(rowOf("Zones", "Name", "zone"), "'zone' ");
+}
+
 TEST_F(TableViewPlugin, OnlyBulkReadsMayTakeLongerThanTheCeiling)
 {
     accounts("(1, '030', '')");
