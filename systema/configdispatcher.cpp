@@ -5,7 +5,6 @@
 #include "zel/assert.h"
 #include "zel/exception.h"
 #include "zel/log.h"
-#include "zel/logclient.h"
 #include "zel/memory.h"
 
 #include <algorithm>
@@ -376,13 +375,9 @@ EResultCode ConfigDispatcher::startTransaction(const void* a_handle)
     if (isTransactionOpen()) {
         return m_pTransactionOwner == a_handle ? EResultCode::Failure : EResultCode::Busy;
     }
-    if (m_bLockWanted) {
-        applyLock(); // whoever commits and begins in one breath would keep it off for ever
-    }
     if (m_bLocked) {
         return EResultCode::Locked;
     }
-    runDue(); // or transactions in close succession would keep it waiting for ever
     m_pTransactionOwner = a_handle;
     m_oTransactionStart = m_oNow();
     for (const auto& oPlugin : m_lPlugins) {
@@ -535,22 +530,6 @@ void ConfigDispatcher::setDefaultTransactionTimeout(long a_iSeconds)
     m_iDefaultTimeout = std::clamp(a_iSeconds, c_iMinTransactionTimeout, c_iMaxTransactionTimeout);
 }
 
-void ConfigDispatcher::runWhenFree()
-{
-    if (m_oWhenFree && !isTransactionOpen()) {
-        std::exchange(m_oWhenFree, {})();
-    }
-}
-
-void ConfigDispatcher::runDue()
-{
-    const zel::LogClient oNobody; // it is not the work of the client that begins
-    runWhenFree();
-    if (m_pPersistScript != nullptr) {
-        m_pPersistScript->process(false);
-    }
-}
-
 void ConfigDispatcher::applyLock()
 {
     if (m_bLockWanted != m_bLocked && !(m_bLockWanted && isTransactionOpen())) {
@@ -563,7 +542,9 @@ void ConfigDispatcher::applyLock()
 void ConfigDispatcher::processLocks()
 {
     applyLock();
-    runWhenFree();
+    if (m_oWhenFree && !isTransactionOpen()) {
+        std::exchange(m_oWhenFree, {})();
+    }
     if (m_bLocked && m_pObserver != nullptr) {
         m_pObserver->transactionLocked();
     }
@@ -571,7 +552,7 @@ void ConfigDispatcher::processLocks()
 
 bool ConfigDispatcher::isPassEndAwaited() const
 {
-    return hasNotifications() || m_bLockWanted != m_bLocked ||
+    return hasNotifications() || m_bLockWanted != m_bLocked || m_oWhenFree ||
            (m_pPersistScript != nullptr && m_pPersistScript->isDue());
 }
 

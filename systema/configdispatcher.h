@@ -127,7 +127,7 @@ public:
 
     // Transactions: one at a time over all plugins.
 
-    /// What waits for the end of the last one is done first: a dump, a save that is due.
+    /// Who serves clients asks isPassEndAwaited first.
     /// 0; 1 when the handle has one open already; 2; 3; or the code of the plugin that could not start one,
     /// after those that could were undone.
     EResultCode startTransaction(const void* a_handle) override;
@@ -149,18 +149,19 @@ public:
     void setTransactionTimeout(long a_iSeconds);
     void setDefaultTransactionTimeout(long a_iSeconds);
 
-    /// Calls the function once, when no transaction is open: in the next processLocks at the earliest, and
-    /// before the next transaction begins. It takes the place of one that waits; null removes that one.
+    /// Calls the function once, in the next processLocks without an open transaction. It takes the place of
+    /// one that waits; null removes that one.
     void callWhenFree(std::function<void()> a_oFunction) { m_oWhenFree = std::move(a_oFunction); }
 
     // The lock: asked for by lock and unlock, made so by processLocks; when a transaction is open, a lock is
-    // made so when that ends. No transaction begins once it is asked for: startTransaction makes it so first.
+    // made so when that ends.
     void lock() { m_bLockWanted = true; }
     void unlock() { m_bLockWanted = false; }
     void processLocks();
     bool isLocked() const { return m_bLocked; }
     /// True when something waits for the end of a pass without a transaction: a change to tell, a lock, a
-    /// save. Who begins then without waiting for the end of the pass as well may keep it off for ever.
+    /// dump, a save. A transaction that begins before that would keep it waiting, for ever when others
+    /// follow.
     bool isPassEndAwaited() const;
 
     // Notifications.
@@ -248,9 +249,6 @@ private:
     void endTransaction();
     void releaseOwner();
     void applyLock();
-    void runWhenFree();
-    /// What waits for the end of a transaction: the function of callWhenFree, and a save.
-    void runDue();
 
     const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;
