@@ -147,7 +147,6 @@ void ConfigDispatcher::tick(NameList& a_changedTables)
         }
     }
     a_changedTables.clear();
-    tellLosses();
     if (!isTransactionOpen() && m_pObserver != nullptr) {
         m_pObserver->transactionFree();
     }
@@ -548,6 +547,7 @@ void ConfigDispatcher::processLocks()
     if (m_bLocked && m_pObserver != nullptr) {
         m_pObserver->transactionLocked();
     }
+    tellLosses();
 }
 
 bool ConfigDispatcher::isPassEndAwaited() const

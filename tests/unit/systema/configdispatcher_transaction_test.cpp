@@ -95,6 +95,27 @@ TEST_F(TransactionTest, TheCurrentTimeoutHoldsForOneTransactionAndTheDefaultRetu
     EXPECT_EQ(m_oDispatcher.getTransactionTimeout(), 60);
 }
 
+TEST_F(TransactionTest, ALossIsToldThoughTheLockThatWaitedForItHoldsThen)
+{
+    struct Observer : systema::ITransactionObserver
+    {
+        void transactionLost(const void* a_handle, const char*) override { m_lLost.push_back(a_handle); }
+        void transactionEnded() override {}
+        void transactionFree() override {}
+        void transactionLocked() override {}
+        std::vector<const void*> m_lLost;
+    } oObserver;
+    m_oDispatcher.setTransactionObserver(&oObserver);
+    begin(m_pMe);
+    m_oDispatcher.lock();
+    m_oStored.m_bLost = true;
+    write(m_pMe, "Stored");
+    EXPECT_TRUE(oObserver.m_lLost.empty()); // before the answer to the write
+    m_oDispatcher.processLocks();
+    EXPECT_TRUE(m_oDispatcher.isLocked()); // nothing else happens in such a pass
+    EXPECT_THAT(oObserver.m_lLost, ElementsAre(m_pMe));
+}
+
 TEST_F(TransactionTest, AHandleThatDisconnectsIsForgotten)
 {
     // A new connection at the address of one that lost its transaction has lost nothing.

@@ -164,5 +164,7 @@ public:
     using RecordingPlugin::RecordingPlugin;
 
     bool usesTransactions() const override { return true; }
-    bool hasLostTransaction() const override { return false; }
+    bool hasLostTransaction() const override { return m_bLost; }
+
+    bool m_bLost = false;
 };
