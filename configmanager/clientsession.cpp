@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <poll.h>
 #include <sys/socket.h>
 #include <utility>
 
@@ -17,6 +18,8 @@ using systema::wire::EKind;
 using systema::wire::EOperation;
 
 namespace {
+
+constexpr std::chrono::seconds c_oUnreadTime{1}; // in which the loop reads what has come
 
 /// Writes the cells of a bulk read into a frame.
 class RowWriter : public systema::IRowSink
@@ -49,7 +52,18 @@ ClientSession::ClientSession(ConfigServiceManager& a_oManager, zel::UniqueFd a_o
       m_iUser(a_iUser),
       m_oHandler(a_oManager, this, *this, m_lChanges)
 {
-    m_oHelloEnd = m_oManager.getEventDispatcher().startTimer(c_oHelloTimeout, [this] {
+    awaitHello(c_oHelloTimeout, true);
+}
+
+/// Closes the connection when the client has not said hello by then. A hello that lies unread, since the
+/// daemon was busy with a dump, say, may have come in time: a_bAgain gives it a turn first.
+void ClientSession::awaitHello(std::chrono::milliseconds a_oTime, bool a_bAgain)
+{
+    m_oHelloEnd = m_oManager.getEventDispatcher().startTimer(a_oTime, [this, a_bAgain] {
+        pollfd oInput{m_oSocket.get(), POLLIN, 0};
+        if (a_bAgain && ::poll(&oInput, 1, 0) == 1) {
+            return awaitHello(c_oUnreadTime, false);
+        }
         const LogClient oMark(m_iUser);
         ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(),
                                 "A connection of user %u is closed: it did not say hello",

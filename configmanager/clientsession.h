@@ -66,6 +66,7 @@ private:
     template<typename Function>
     void run(Function a_oFunction);
     unsigned interest() const;
+    void awaitHello(std::chrono::milliseconds a_oTime, bool a_bAgain);
     void receive();
     void advance();
     void takeTurn(std::chrono::milliseconds a_oWait = {});

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -68,7 +69,9 @@ protected:
         m_oEvents.handleEvents(0);
         return receive();
     }
-    systema::net::EventDispatcher m_oEvents;
+
+    std::chrono::seconds m_oAhead{}; // of the clock
+    systema::net::EventDispatcher m_oEvents{[this] { return std::chrono::steady_clock::now() + m_oAhead; }};
     zel::cfg::ConfigServiceManager m_oManager{m_oEvents, c_iFairness, nullptr};
     zel::UniqueFd m_oClient;
 };
@@ -110,6 +113,14 @@ TEST_F(ClientSessionTest, TheLimitsOfTheDocumentAreThoseOfTheCode)
         {"c_iInitialTransactionTimeout", ConfigDispatcher::c_iInitialTransactionTimeout},
     };
     EXPECT_EQ(mLimits, mCode);
+}
+
+TEST_F(ClientSessionTest, AHelloThatLayUnreadWhileTheDaemonWasBusyIsAnswered)
+{
+    m_oAhead = zel::cfg::c_oHelloTimeout;
+    EXPECT_EQ(exchange(hexBlock("hello")), hexBlock("hello-reply"));
+    m_oAhead += zel::cfg::c_oHelloTimeout;
+    EXPECT_NE(exchange(hexBlock("select")), "");
 }
 
 TEST_F(ClientSessionTest, AnAnswerThatIsPendingHoldsBackNobodyElse)
