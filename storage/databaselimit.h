@@ -10,7 +10,7 @@
 namespace systema {
 
 inline constexpr std::uint64_t c_iDefaultLimitMiB = 32;
-/// A dump of more than 256 MiB cannot be restored, and one can be several times as large as its database.
+/// A boot makes no database of more than 512 MiB, and one may come back twice as large as it was.
 inline constexpr std::uint64_t c_iGreatestLimitMiB = 256;
 
 /// Bytes: "database-limit" of /etc/ledger-store.conf in MiB, or the default; but at most a quarter of the
