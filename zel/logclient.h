@@ -28,8 +28,6 @@ public:
     {
         t_pCurrent = &m_oId;
     }
-    /// Work that no client can ask for at will: its lines are all logged.
-    LogClient() { t_pCurrent = nullptr; }
     ~LogClient() { t_pCurrent = m_pPrevious; }
     LogClient(const LogClient&) = delete;
     LogClient& operator=(const LogClient&) = delete;
@@ -41,7 +39,7 @@ private:
     static inline constinit thread_local const Id* t_pCurrent = nullptr;
 
     const Id* const m_pPrevious = t_pCurrent;
-    const Id m_oId{};
+    const Id m_oId;
 };
 
 } // namespace zel

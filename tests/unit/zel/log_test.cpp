@@ -320,30 +320,30 @@ TEST(Log, aLogDaemonThatStartsAgainIsFoundAgainWhateverItsSocket)
 TEST(Log, oneClientWithBadRequestsDoesNotFloodIt)
 {
     const int iModule = ZEL_Sysloglevel_registerModul("Flood");
-    const auto logOne = [&](int a_iNumber) { ZEL_Sysloglevel_error(iModule, c_oTag, "bad %d", a_iNumber); };
+    const auto logTwo = [&] {
+        ZEL_Sysloglevel_error(iModule, c_oTag, "bad");
+        ZEL_Sysloglevel_error(iModule, c_oTag, "bad");
+    };
     const std::string sLog = logged([&] {
-        for (const int iConnection : {7, 8}) {
-            const zel::LogClient oClient(1000, iConnection);
-            for (int i = 1; i <= 5000; ++i) {
-                logOne(iConnection * 10'000 + i);
-            }
-            const zel::LogClient oNobody;
-            logOne(1);
-            logOne(2);
+        logTwo(); // for nobody
+        const zel::LogClient oClient(1000, 7);
+        logTwo();
+        {
+            const zel::LogClient oOther(1000, 8);
+            logTwo();
         }
+        logTwo(); // for the first again
         zel::finishLog(false);
     });
     std::vector<std::string> lTexts;
     std::istringstream oLines(sLog);
     for (std::string sLine; std::getline(oLines, sLine);) {
-        lTexts.push_back(sLine.substr(24, 70)); // of a summary the beginning
-        EXPECT_LT(sLine.size(), 500U);
+        lTexts.push_back(sLine.substr(24));
     }
     const std::string sHead = "error   Flood sqlitewrapper:120: ";
-    EXPECT_THAT(lTexts, testing::UnorderedElementsAre(sHead + "bad 70001", sHead + "bad 1", sHead + "bad 2",
-                                                      sHead + "bad 80001", sHead + "bad 1", sHead + "bad 2",
-                                                      sHead + "4999 more in a second: bad 70002; bad",
-                                                      sHead + "4999 more in a second: bad 80002; bad"));
+    EXPECT_THAT(lTexts, testing::UnorderedElementsAre(sHead + "bad", sHead + "bad", sHead + "bad",
+                                                      sHead + "bad", sHead + "3 more in a second: bad",
+                                                      sHead + "1 more in a second: bad"));
 
     ZEL_Sysloglevel_changeTracelevel("Flood", zel::c_iTraceLevelVerbose);
     const std::string sTrace = logged([&] {
