@@ -138,18 +138,6 @@ TEST_F(Persistence, TheLastSaveIsCompleteWhenTheDaemonIsGone)
     EXPECT_FALSE(fs::exists(m_oSandbox.path("tmp/ledgerd.fifo")));
 }
 
-TEST_F(Persistence, AStopTriesASaveThatFailedOnceMore)
-{
-    const std::string sFailed = m_oSandbox.path("failed");
-    m_oSandbox.setProgram(c_pSave, "[ -e " + sFailed + " ] || { touch " + sFailed + "; exit 5; }; touch " +
-                                       m_oSandbox.path("saves"));
-    startWithoutWait();
-    command("trigger");
-    EXPECT_TRUE(eventually([&] { return fs::exists(sFailed); }));
-    stop();
-    EXPECT_TRUE(fs::exists(m_oSandbox.path("saves")));
-}
-
 TEST_F(Persistence, LockHoldsNotificationsAndSavesBackUntilUnlock)
 {
     startWithoutWait();
