@@ -30,6 +30,11 @@ constexpr std::size_t c_iUnreadRequests = 100;
 constexpr std::size_t c_iCrowd = 100;
 constexpr std::chrono::milliseconds c_oLongestSilence{500};
 
+std::string kindOf(const OddRequest& a_oRequest)
+{
+    return "request " + std::to_string(static_cast<unsigned>(a_oRequest.m_eOperation));
+}
+
 } // namespace
 
 void Attacker::run()
@@ -199,7 +204,7 @@ bool Attacker::read()
             return false;
         }
         if (Clock::now() >= oEnd) {
-            fault("no answer");
+            fault("no answer" + (m_lPending.empty() ? "" : " to " + kindOf(m_lPending.front().m_oRequest)));
             return false;
         }
     }
@@ -250,7 +255,7 @@ void Attacker::take(const wire::Header& a_oHeader, std::string_view a_sBody)
         return;
     }
     const OddRequest& oRequest = m_lPending.front().m_oRequest;
-    const std::string sKind = "request " + std::to_string(static_cast<unsigned>(oRequest.m_eOperation));
+    const std::string sKind = kindOf(oRequest);
     const bool bSuccess = a_oHeader.m_iCode == EResultCode::Success;
     if (bSuccess ? !oRequest.m_oRead(a_sBody) : !a_sBody.empty()) {
         fault(sKind + ": a malformed answer");
