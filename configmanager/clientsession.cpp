@@ -355,7 +355,8 @@ void ClientSession::sendRowsPart()
                               m_oHandler.getProgram().c_str(), zel::error::describeException());
     }
     if (eResult == EResultCode::Pending) {
-        eResult = EResultCode::Busy; // a table of a view is about to be another one
+        takeTurn(c_oPendingWait);
+        eResult = EResultCode::Success;
     }
     oPart.patchU32(iRowsAt, oRows.getRows());
     if (oPart.end() > systema::wire::c_iFrameLimit) {

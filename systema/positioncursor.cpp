@@ -80,9 +80,6 @@ EResultCode PositionCursor::fetch(IRowSink& a_oSink)
             return EResultCode::Success;
         }
     }
-    if (m_eRow == EResultCode::Pending) {
-        return EResultCode::Success; // without a row
-    }
     return m_iLeft == 0 ? EResultCode(EResultCode::NoRow) : m_eRow;
 }
 

@@ -43,9 +43,9 @@ public:
 
     /// Hands rows to the sink until it is full, the range ends or c_oFetchTime is over.
     /// 0: there may be more; when the time was over, the sink may have got no row at all. 10: the range has
-    /// ended. 2: a table that is read, or another of its database, was changed, or the database closed, since
-    /// the cursor was opened; the rest cannot be had in the same state. 9: the next row lacks a column.
-    /// 1: failure.
+    /// ended. Pending: the source needs more time, the next fetch goes on. 2: a table that is read, or
+    /// another of its database, was changed, or the database closed, since the cursor was opened; the rest
+    /// cannot be had in the same state. 9: the next row lacks a column. 1: failure.
     virtual EResultCode fetch(IRowSink& a_oSink) = 0;
 };
 
