@@ -88,6 +88,7 @@ void Firewall::update(NameList&)
 {
     if (!std::exchange(m_bUsed, false)) {
         m_bInRound = false; // nobody waits for it any more
+        m_bAwaited = false;
     }
 }
 
@@ -103,8 +104,13 @@ EResultCode Firewall::listZones()
 {
     m_bUsed = true;
     const bool bRunnable = m_oTool.begin();
-    if (!m_bInRound && m_oTool.now() < m_oFreshUntil) {
+    const auto oBegin = m_oTool.now();
+    if (!m_bInRound && oBegin < m_oFreshUntil) {
         return EResultCode::Success;
+    }
+    if (!m_bInRound && oBegin < m_oNextRound) {
+        m_bAwaited = true; // many readers are no reason to run the tool without a pause
+        return EResultCode::Pending;
     }
     const bool bGoesOn = m_bInRound;
     if (!bRunnable || (!bGoesOn && !beginRound())) {
@@ -113,8 +119,14 @@ EResultCode Firewall::listZones()
         return EResultCode::Failure;
     }
     const EResultCode eResult = readChains(true);
-    if (bGoesOn && eResult == EResultCode::Success) {
-        m_oFreshUntil = m_oTool.now() + c_oFresh; // else a reader of many rows would wait for as many rounds
+    if (eResult == EResultCode::Success) {
+        const auto oEnd = m_oTool.now();
+        m_oNextRound = oEnd + (oEnd - oBegin);
+        if (bGoesOn) {
+            m_oFreshUntil = oEnd + c_oFresh; // else a reader of many rows would wait for as many rounds
+        } else if (std::exchange(m_bAwaited, false)) {
+            m_oFreshUntil = m_oNextRound;
+        }
     }
     return eResult;
 }

@@ -1,9 +1,10 @@
 // The table "FirewallStatistic": packets that the input chain of each zone in "FirewallZones" accepted and
 // dropped, as the tool "iptables" lists them.
 //
-// Owned by the status host. Main thread only. Each count and each read runs the tool once a zone. A tool that
-// has not listed all zones in time is killed and left alone for a while, in which counts and reads give 1. So
-// they do while the zones cannot be read.
+// Owned by the status host. Main thread only. Each count and each read runs the tool once a zone. The next
+// round begins after a pause as long as the one before it, and is served to all who waited for it. A tool
+// that has not listed all zones in time is killed and left alone for a while, in which counts and reads
+// give 1. So they do while the zones cannot be read.
 #pragma once
 
 #include "status/singletable.h"
@@ -72,7 +73,9 @@ private:
     std::vector<std::string> m_lZones; // still to be listed in this round
     bool m_bInRound = false;
     bool m_bUsed = false;                  // since the last update
-    Tool::Clock::time_point m_oFreshUntil; // after a round of several turns
+    bool m_bAwaited = false;               // the next round, since the last one
+    Tool::Clock::time_point m_oNextRound;  // not before
+    Tool::Clock::time_point m_oFreshUntil; // after a round of several turns, or one that was awaited
     std::set<std::string> m_lRefused;      // names of the last read that are not plain, logged already
     bool m_bMissing = false;               // the tool, when it was last to run
 };

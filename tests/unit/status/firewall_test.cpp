@@ -121,6 +121,31 @@ TEST_F(Firewall, ManyZonesOfASlowToolAreListedInTurns)
     EXPECT_EQ(m_oTool.takeRuns(), "-L aInput -v\n-L bInput -v\n-L cInput -v\n") << "nobody waited";
 }
 
+TEST_F(Firewall, ManyReadersShareARoundAndLeaveAsMuchTimeToOthers)
+{
+    setZones({"lan"});
+    accepts(1);
+    m_oStep = 10ms;
+    EXPECT_EQ(m_oRead.count(), "1");
+    m_oStep = {};
+    unsigned iCount = 0;
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(m_oTable.getRowCount("", iCount), EResultCode::Pending);
+    }
+    EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n");
+    accepts(2);
+    m_oStep = 10ms;
+    EXPECT_EQ(m_oRead.at(0), "1,lanInput,2,0");
+    m_oStep = {};
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(m_oTable.getRowCount("", iCount), EResultCode::Success);
+    }
+    EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n");
+    m_oNow += 1s;
+    accepts(3);
+    EXPECT_EQ(m_oRead.at(0), "1,lanInput,3,0");
+}
+
 TEST_F(Firewall, AMissingToolIsLoggedOnceUntilItIsThere)
 {
     for (int i = 0; i < 2; ++i) {
