@@ -86,7 +86,7 @@ ClientSession::~ClientSession()
         }
     }
     oEvents.unregisterHandler(m_oSocket.get());
-    m_oManager.keep(m_iKept, 0);
+    m_oManager.keep(m_iUser, m_iKept, 0);
     m_oManager.leaveQueue(*this);
     m_pRows.reset(); // before a rollback, which it would hold up
     m_oManager.getDispatcher().unsubscribeAll(*this);
@@ -135,11 +135,12 @@ void ClientSession::run(Function a_oFunction)
         m_sOutput.swap(sUnsent);
     }
     const std::size_t iKept = m_sInput.size() + m_sOutput.size();
-    const bool bRoom = m_oManager.keep(std::exchange(m_iKept, iKept), iKept);
+    const bool bRoom = m_oManager.keep(m_iUser, std::exchange(m_iKept, iKept), iKept);
     if (!bRoom) {
-        ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(),
-                                "The connection of %s is closed: all connections together keep too much",
-                                m_oHandler.getProgram().c_str());
+        ZEL_Sysloglevel_warning(
+            m_oManager.getModule(), zel::here(),
+            "The connection of %s is closed: its user's or all connections together keep too much",
+            m_oHandler.getProgram().c_str());
     }
     if (!bRoom || m_bGone || (m_bClosing && m_sOutput.empty())) {
         close();

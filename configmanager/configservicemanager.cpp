@@ -63,7 +63,7 @@ void ConfigServiceManager::closeConnections()
 void ConfigServiceManager::takeConnection(zel::UniqueFd a_oSocket)
 {
     const uid_t iUser = peerUser(a_oSocket.get());
-    std::size_t& iOfUser = m_mSessionsOfUser[iUser];
+    std::size_t& iOfUser = m_mShares[iUser].m_iSessions;
     if (m_mSessions.size() >= c_iMaxConnections || (iUser != 0 && iOfUser >= c_iMaxConnectionsPerUser)) {
         const LogClient oMark(iUser);
         ZEL_Sysloglevel_warning(m_iModule, zel::here(), "Connection of user %u refused: too many",
@@ -81,15 +81,20 @@ void ConfigServiceManager::takeConnection(zel::UniqueFd a_oSocket)
 void ConfigServiceManager::closeSession(ClientSession& a_oSession)
 {
     auto oNode = m_mSessions.extract(&a_oSession);
-    if (auto it = m_mSessionsOfUser.find(a_oSession.getUser()); --it->second == 0) {
-        m_mSessionsOfUser.erase(it);
+    const uid_t iUser = a_oSession.getUser();
+    oNode = {}; // it gives back what it keeps
+    if (auto it = m_mShares.find(iUser); --it->second.m_iSessions == 0) {
+        m_mShares.erase(it);
     }
 }
 
-bool ConfigServiceManager::keep(std::size_t a_iBefore, std::size_t a_iNow)
+bool ConfigServiceManager::keep(uid_t a_iUser, std::size_t a_iBefore, std::size_t a_iNow)
 {
+    std::size_t& iOfUser = m_mShares[a_iUser].m_iKept;
+    iOfUser += a_iNow - a_iBefore;
     m_iKept += a_iNow - a_iBefore;
-    return a_iNow <= a_iBefore || m_iKept <= c_iKeptLimit;
+    const bool bRoom = m_iKept <= c_iKeptLimit && (a_iUser == 0 || iOfUser <= c_iKeptLimitPerUser);
+    return a_iNow <= a_iBefore || bRoom;
 }
 
 void ConfigServiceManager::transactionLost(const void* a_handle, const char* a_pReason)

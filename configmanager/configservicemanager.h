@@ -22,6 +22,7 @@ constexpr std::size_t c_iMaxConnections = 1024;
 constexpr std::size_t c_iMaxConnectionsPerUser = c_iMaxConnections * 3 / 4; // root excepted
 constexpr std::size_t c_iReadSize = 64 * 1024;
 constexpr std::size_t c_iKeptLimit = 16 * 1024 * 1024; // input and output kept for all connections together
+constexpr std::size_t c_iKeptLimitPerUser = c_iKeptLimit * 3 / 4; // root excepted
 
 class ConfigServiceManager : public systema::net::IConnectionSink,
                              public systema::ITransactionObserver,
@@ -64,20 +65,26 @@ public:
     void queueBegin(ClientSession& a_oSession) { m_lWaiting.push_back(&a_oSession); }
     void leaveQueue(ClientSession& a_oSession) { m_lWaiting.remove(&a_oSession); }
     bool hasQueue() const { return !m_lWaiting.empty(); }
-    /// Counts the bytes that a session keeps. False when it keeps more than before and all sessions together
-    /// keep too much.
-    bool keep(std::size_t a_iBefore, std::size_t a_iNow);
+    /// Counts the bytes that a session of the user keeps. False when it keeps more than before and all
+    /// sessions together, or those of the user, keep too much.
+    bool keep(uid_t a_iUser, std::size_t a_iBefore, std::size_t a_iNow);
     /// Destroys the session.
     void closeSession(ClientSession& a_oSession);
 
 private:
+    struct Share
+    {
+        std::size_t m_iSessions = 0;
+        std::size_t m_iKept = 0; // bytes of input and output
+    };
+
     systema::net::EventDispatcher& m_oEventDispatcher;
     systema::ConfigDispatcher& m_oDispatcher;
     const unsigned m_iFairness;
     const int m_iModule;
     std::unordered_map<const ClientSession*, std::unique_ptr<ClientSession>> m_mSessions;
-    std::unordered_map<uid_t, std::size_t> m_mSessionsOfUser;
-    std::list<ClientSession*> m_lWaiting; // for a transaction, first come first
+    std::unordered_map<uid_t, Share> m_mShares; // of the users that have sessions
+    std::list<ClientSession*> m_lWaiting;       // for a transaction, first come first
     std::array<char, c_iReadSize> m_aReadBuffer;
     std::string m_sWriteBuffer;
     const Clock::time_point m_oStart = Clock::now();

@@ -105,6 +105,7 @@ TEST_F(ClientSessionTest, TheLimitsOfTheDocumentAreThoseOfTheCode)
         {"c_iEventOutput", zel::cfg::c_iEventOutput},
         {"c_iNamesLimit", zel::cfg::c_iNamesLimit},
         {"c_iKeptLimit", zel::cfg::c_iKeptLimit},
+        {"c_iKeptLimitPerUser", zel::cfg::c_iKeptLimitPerUser},
         {"c_iPartsPerTurn", zel::cfg::c_iPartsPerTurn},
         {"c_oTurnTime", zel::cfg::c_oTurnTime.count()},
         {"c_oFetchTime", systema::c_oFetchTime.count()},
