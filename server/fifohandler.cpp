@@ -40,12 +40,14 @@ bool startsWith(const char* a_pText, std::string_view a_sWord)
 } // namespace
 
 FifoHandler::FifoHandler(systema::net::EventDispatcher& a_oEvents, SqliteDump& a_oDump,
-                         PersistScript& a_oScript, const std::string& a_sFifoFile)
+                         PersistScript& a_oScript, const std::string& a_sFifoFile,
+                         std::function<Clock::time_point()> a_oNow)
     : m_iModule(ZEL_Sysloglevel_registerModul("LedgerdFifo")),
       m_oEvents(a_oEvents),
       m_oDump(a_oDump),
       m_oScript(a_oScript),
-      m_oFifo(a_sFifoFile, O_NONBLOCK)
+      m_oFifo(a_sFifoFile, O_NONBLOCK),
+      m_oNow(std::move(a_oNow))
 {
     listen();
 }
@@ -53,8 +55,10 @@ FifoHandler::FifoHandler(systema::net::EventDispatcher& a_oEvents, SqliteDump& a
 FifoHandler::~FifoHandler()
 {
     ConfigDispatcher::instance().callWhenFree(nullptr);
-    if (m_oTimer) {
-        m_oEvents.cancelTimer(*m_oTimer);
+    for (const auto& oTimer : {m_oTimer, m_oDumpTimer}) {
+        if (oTimer) {
+            m_oEvents.cancelTimer(*oTimer);
+        }
     }
     m_oFifo.unlink();
     m_oEvents.unregisterHandler(m_oFifo.getFd());
@@ -153,6 +157,20 @@ void FifoHandler::requestDump(const char* a_pOption)
     }
     m_bDumpPersistent = m_bDumpPersistent || bPersistent;
     m_bDumpTransient = m_bDumpTransient || bTransient;
+    const auto oPause = std::chrono::ceil<std::chrono::milliseconds>(m_oNextDump - m_oNow());
+    if (oPause.count() <= 0) {
+        dumpWhenFree();
+    } else if (!m_oDumpTimer) {
+        m_oDumpTimer = m_oEvents.startTimer(oPause, [this] {
+            m_oDumpTimer.reset();
+            m_oEvents.endPass();
+            dumpWhenFree();
+        });
+    }
+}
+
+void FifoHandler::dumpWhenFree()
+{
     ConfigDispatcher::instance().callWhenFree([this] { dump(); });
 }
 
@@ -160,8 +178,13 @@ void FifoHandler::dump()
 {
     const bool bPersistent = std::exchange(m_bDumpPersistent, false);
     const bool bTransient = std::exchange(m_bDumpTransient, false);
-    const DatabaseHold oHold(this);
-    m_oDump.dump(bPersistent, bTransient, SqliteDump::c_iRetries);
+    const auto oBegin = m_oNow();
+    {
+        const DatabaseHold oHold(this);
+        m_oDump.dump(bPersistent, bTransient, SqliteDump::c_iRetries);
+    }
+    const auto oEnd = m_oNow();
+    m_oNextDump = oEnd + (oEnd - oBegin);
 }
 
 void FifoHandler::setPersistMode(const char* a_pMode)

@@ -3,14 +3,17 @@
 // Owned by main, an event handler on the main thread. There is no reply; the effect shows in the log and on
 // the databases. What one read gives, 256 bytes at most, is one command: a keyword, and after exactly one
 // character an argument; everything behind it is ignored. Equal commands that wait in the FIFO one behind the
-// other are one, so that a burst of them costs no more than its first. Whatever the bytes, the worst is that
-// nothing happens.
+// other are one, so that a burst of them costs no more than its first. Between two dumps is a pause as long
+// as the first took, so that clients are served half of the time at least. Whatever the bytes, the worst is
+// that nothing happens.
 #pragma once
 
 #include "systema/eventdispatcher.h"
 #include "zel/fifo.h"
 
 #include <array>
+#include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -22,9 +25,12 @@ class SqliteDump;
 class FifoHandler : public systema::net::IEventHandler
 {
 public:
-    /// Makes or opens the FIFO; throws std::system_error when that fails. Nothing but the FIFO is owned.
+    using Clock = std::chrono::steady_clock;
+
+    /// Makes or opens the FIFO; throws std::system_error when that fails. Nothing but the FIFO is owned. The
+    /// clock is a test's, if any.
     FifoHandler(systema::net::EventDispatcher& a_oEvents, SqliteDump& a_oDump, PersistScript& a_oScript,
-                const std::string& a_sFifoFile);
+                const std::string& a_sFifoFile, std::function<Clock::time_point()> a_oNow = &Clock::now);
     /// Removes the FIFO.
     ~FifoHandler() override;
     FifoHandler(const FifoHandler&) = delete;
@@ -42,6 +48,7 @@ private:
     void execute(const char* a_pCommand);
     void trigger();
     void requestDump(const char* a_pOption);
+    void dumpWhenFree();
     void dump();
     void setPersistMode(const char* a_pMode);
     void listen();
@@ -54,6 +61,9 @@ private:
     sys::Fifo m_oFifo;
     // For the next command when that has been read, or for another try to reopen the FIFO.
     std::optional<systema::net::EventDispatcher::TimerId> m_oTimer;
+    const std::function<Clock::time_point()> m_oNow;
+    Clock::time_point m_oNextDump; // not before
+    std::optional<systema::net::EventDispatcher::TimerId> m_oDumpTimer;
     bool m_bDumpPersistent = false; // asked for
     bool m_bDumpTransient = false;
 };
