@@ -32,7 +32,8 @@ constexpr std::chrono::milliseconds c_oLongestSilence{500};
 
 std::string kindOf(const OddRequest& a_oRequest)
 {
-    return "request " + std::to_string(static_cast<unsigned>(a_oRequest.m_eOperation));
+    return "request " + std::to_string(static_cast<unsigned>(a_oRequest.m_eOperation)) +
+           (a_oRequest.m_sTable.empty() ? "" : " of " + a_oRequest.m_sTable);
 }
 
 } // namespace
@@ -159,7 +160,7 @@ bool Attacker::greet()
     request::write(oWriter, request::Hello{"storm"});
     oWriter.end();
     send(sFrame);
-    m_lPending.push_back({m_iId, {EOperation::Hello, {}, [](std::string_view) { return true; }}});
+    m_lPending.push_back({m_iId, {EOperation::Hello, {}, {}, [](std::string_view) { return true; }}});
     return readAnswers();
 }
 
@@ -179,7 +180,7 @@ void Attacker::send(std::string_view a_sBytes)
             ::send(m_oSocket.get(), a_sBytes.data(), a_sBytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (iSent >= 0) {
             a_sBytes.remove_prefix(static_cast<std::size_t>(iSent));
-        } else if (errno != EAGAIN || !read()) {
+        } else if (errno != EAGAIN || !wait(POLLIN | POLLOUT) || (isReadable() && !read())) {
             return; // closed; what is pending tells whether it should have been
         }
     }
@@ -195,18 +196,34 @@ bool Attacker::readAnswers()
     return true;
 }
 
-bool Attacker::read()
+bool Attacker::isReadable() const
+{
+    pollfd oPoll{m_oSocket.get(), POLLIN, 0};
+    return ::poll(&oPoll, 1, 0) > 0;
+}
+
+/// Waits for one of the events. False when the run is over, or after too long a time, which is a fault.
+bool Attacker::wait(short a_iEvents)
 {
     const auto oEnd = Clock::now() + c_oAnswerTimeout;
-    pollfd oPoll{m_oSocket.get(), POLLIN, 0};
+    pollfd oPoll{m_oSocket.get(), a_iEvents, 0};
     while (::poll(&oPoll, 1, static_cast<int>(c_oSlice.count())) <= 0) {
         if (m_oWorld.isOver()) {
             return false;
         }
         if (Clock::now() >= oEnd) {
-            fault("no answer" + (m_lPending.empty() ? "" : " to " + kindOf(m_lPending.front().m_oRequest)));
+            const bool bAsked = !m_lPending.empty();
+            fault("no answer to " + (bAsked ? kindOf(m_lPending.front().m_oRequest) : "nothing"));
             return false;
         }
+    }
+    return true;
+}
+
+bool Attacker::read()
+{
+    if (!wait(POLLIN)) {
+        return false;
     }
     std::array<char, 65536> aBuffer;
     const ssize_t iRead = ::recv(m_oSocket.get(), aBuffer.data(), aBuffer.size(), 0);
@@ -255,10 +272,10 @@ void Attacker::take(const wire::Header& a_oHeader, std::string_view a_sBody)
         return;
     }
     const OddRequest& oRequest = m_lPending.front().m_oRequest;
-    const std::string sKind = kindOf(oRequest);
+    const std::string sKind = "request " + std::to_string(static_cast<unsigned>(oRequest.m_eOperation));
     const bool bSuccess = a_oHeader.m_iCode == EResultCode::Success;
     if (bSuccess ? !oRequest.m_oRead(a_sBody) : !a_sBody.empty()) {
-        fault(sKind + ": a malformed answer");
+        fault(kindOf(oRequest) + ": a malformed answer");
     }
     if (a_oHeader.m_eKind == EKind::Reply) {
         constexpr Codes c_iAny = (1U << (EResultCode::NoRow + 1U)) - 1;

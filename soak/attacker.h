@@ -49,6 +49,8 @@ private:
     void request();
     /// Reads until nothing is pending; false once the daemon has closed the connection, or the run is over.
     bool readAnswers();
+    bool isReadable() const;
+    bool wait(short a_iEvents);
     bool read();
     void take(const systema::wire::Header& a_oHeader, std::string_view a_sBody);
     void fault(const std::string& a_sWhat);

@@ -67,6 +67,9 @@ template<typename Request>
 OddRequest oddRequest(std::uint32_t a_iId, const Request& a_oRequest)
 {
     OddRequest oMade{Request::c_eOperation};
+    if constexpr (requires { a_oRequest.m_sTable; }) {
+        oMade.m_sTable = a_oRequest.m_sTable;
+    }
     wire::Writer oWriter(oMade.m_sFrame);
     oWriter.begin(wire::EKind::Request, Request::c_eOperation, a_iId);
     request::write(oWriter, a_oRequest);

@@ -18,6 +18,7 @@ namespace soak {
 struct OddRequest
 {
     systema::wire::EOperation m_eOperation{};
+    std::string m_sTable{};
     std::string m_sFrame{};
     /// Takes the bodies of all parts and of the reply with code 0; false when one is malformed.
     std::function<bool(std::string_view)> m_oRead{};
