@@ -28,6 +28,7 @@
 #include "zel/log.h"
 #include "zel/memory.h"
 #include "zel/stopflag.h"
+#include "zel/uniquefd.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -202,6 +203,28 @@ private:
     std::list<PluginPart<systema::SqlitePlugin>> m_lPlugins;
 };
 
+/// A file beside the databases while they may hold what is not saved. A daemon that is killed leaves it, and
+/// the next one saves what it finds: nobody else knows of those changes, and no later one may ever come. A
+/// power cut takes file and databases together.
+class UnsavedMark
+{
+public:
+    explicit UnsavedMark(const std::string& a_sDirectory) : m_sFile(a_sDirectory + "/unsaved")
+    {
+        m_bFound = ::access(m_sFile.c_str(), F_OK) == 0;
+        if (!zel::UniqueFd(::open(m_sFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR))) {
+            ZEL_Sysloglevel_error(s_iModule, zel::here(), "%s: %s", m_sFile.c_str(), std::strerror(errno));
+        }
+    }
+
+    bool wasFound() const { return m_bFound; }
+    void remove() const { ::unlink(m_sFile.c_str()); }
+
+private:
+    const std::string m_sFile;
+    bool m_bFound = false;
+};
+
 /// Builds the daemon, runs it until a termination signal and takes it apart. What is declared later is
 /// destroyed earlier; the order of the declarations is the order of the start.
 void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
@@ -235,6 +258,11 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
     Part<PersistScript> oPersistScript("persistence trigger", *oHook, a_oOptions.m_iFlashWaitSeconds,
                                        PersistScript::c_ePersistDefault);
 
+    const UnsavedMark oUnsaved(a_oOptions.m_sDatabasePath);
+    if (oUnsaved.wasFound()) {
+        oPersistScript->markChanged();
+    }
+
     Part<systema::net::EventDispatcher> oEvents("event dispatcher");
     Part<zel::cfg::ConfigServiceManager> oServiceManager("service manager", *oEvents, c_iFairness,
                                                          &*oLogPlugin);
@@ -257,6 +285,9 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
     oServiceManager->closeConnections(); // or clients would wait for an answer while the last save runs
     oServerEvents->emit(ServerEvents::Shutdown);
     oPersistScript->process(true);
+    if (!oPersistScript->isUnsaved()) {
+        oUnsaved.remove();
+    }
     oDispatcher.setPersistScript(nullptr);
     ZEL_Sysloglevel_info(s_iModule, {"main", 573}, "main: exiting");
 }

@@ -56,8 +56,7 @@ bool PersistScript::isDue() const
 void PersistScript::process(bool a_bFinal)
 {
     takeResult(a_bFinal);
-    const bool bUnsaved = m_oFirstChange || m_oNextTry;
-    if (isDue() || (a_bFinal && bUnsaved)) {
+    if (isDue() || (a_bFinal && isUnsaved())) {
         begin();
         takeResult(a_bFinal);
     }

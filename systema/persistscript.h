@@ -53,6 +53,8 @@ public:
     /// True when process would begin a save: one is triggered, the wait is over, or a failed one is to be
     /// tried again; but not while one runs.
     bool isDue() const;
+    /// True when there are changes that no save has stored.
+    bool isUnsaved() const { return m_oFirstChange || m_oNextTry; }
     /// The next process begins a save in the mode of now, whatever is pending. While a save runs one more
     /// follows it, however many are asked for.
     void trigger();

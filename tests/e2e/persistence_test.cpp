@@ -401,5 +401,25 @@ TEST_F(Persistence, KilledWhileItSavesTheNextDaemonHasTheChangeAndSavesIt)
     }
 }
 
+TEST_F(Persistence, WhatAKilledDaemonHasNotSavedIsSavedByTheStopOfTheNext)
+{
+    startWithoutWait();
+    write("of the killed one");
+    daemon().signal(SIGKILL);
+    ASSERT_TRUE(daemon().wait());
+    m_oSandbox.setProgram(c_pSave, "exit 2");
+    startWithoutWait();
+    stop();
+    EXPECT_THAT(dumped(), HasSubstr("'of the killed one'"));
+
+    saveAsUsual(); // this was no save, either
+    startWithoutWait();
+    stop();
+    EXPECT_TRUE(fs::remove(m_oSandbox.path("saves")));
+    startWithoutWait();
+    stop();
+    EXPECT_FALSE(fs::exists(m_oSandbox.path("saves")));
+}
+
 } // namespace
 } // namespace e2e
