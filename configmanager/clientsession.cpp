@@ -359,7 +359,9 @@ void ClientSession::sendRowsPart()
         takeTurn(c_oPendingWait);
         eResult = EResultCode::Success;
     }
-    oPart.patchU32(iRowsAt, oRows.getRows());
+    // Where no wanted column is known to the table, its rows have no cells, and cannot be told apart from
+    // none.
+    oPart.patchU32(iRowsAt, m_pRows->getColumns().empty() ? 0 : oRows.getRows());
     if (oPart.end() > systema::wire::c_iFrameLimit) {
         eResult = EResultCode::Failure;
     }

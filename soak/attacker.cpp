@@ -167,9 +167,12 @@ bool Attacker::greet()
 void Attacker::request()
 {
     OddRequest oRequest = m_oRequests.make(++m_iId);
-    // A second hello, and texts without an end, close the connection like any other malformed request.
-    m_bDamaged = m_bDamaged || oRequest.m_eOperation == EOperation::Hello;
     send(std::exchange(oRequest.m_sFrame, {}));
+    if (oRequest.m_eOperation == EOperation::Hello) {
+        // A second one ends the connection, unless its text is refused before that.
+        m_bDamaged = true;
+        ::shutdown(m_oSocket.get(), SHUT_WR);
+    }
     m_lPending.push_back({m_iId, std::move(oRequest)});
 }
 
