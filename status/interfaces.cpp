@@ -4,10 +4,11 @@
 #include "dbus/ipv4dbusproxy.h"
 #include "dbus/ipv6dbusproxy.h"
 #include "zel/log.h"
+#include "zel/output.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <iostream>
+#include <unistd.h>
 
 namespace zel {
 
@@ -114,7 +115,7 @@ void Interfaces::update(NameList& a_changedTables)
 
 void Interfaces::notify(const NameList&)
 {
-    std::cout << "Interfaces::notify" << std::endl;
+    writeIfReady(STDOUT_FILENO, "Interfaces::notify\n");
     init();
 }
 

@@ -1,9 +1,9 @@
 #include "zel/logline.h"
 
 #include "zel/logsocket.h"
+#include "zel/output.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <csignal>
@@ -11,7 +11,6 @@
 #include <ctime>
 #include <initializer_list>
 #include <mutex>
-#include <poll.h>
 #include <unistd.h>
 
 namespace zel {
@@ -72,19 +71,12 @@ public:
     }
 
     /// False when there is no room for it.
+    /// The SIGPIPE of a broken pipe would have its handler log here again. The logger's mutex keeps our own
+    /// threads from taking the room.
     bool writeToStandardError()
     {
-        // A reader that has stopped reading must not stop the daemon, and one that has gone must not raise
-        // SIGPIPE, whose handler would log it here again. A pipe that is ready takes PIPE_BUF bytes, so that
-        // a line never waits in the middle; the logger's mutex keeps our own threads from taking the room.
-        pollfd oOutput{STDERR_FILENO, POLLOUT, 0};
-        if (::poll(&oOutput, 1, 0) != 1 || oOutput.revents != POLLOUT) {
-            return false;
-        }
         m_aText[m_iSize] = '\n';
-        while (::write(STDERR_FILENO, m_aText.data(), m_iSize + 1) < 0 && errno == EINTR) {
-        }
-        return true;
+        return writeIfReady(STDERR_FILENO, {m_aText.data(), m_iSize + 1});
     }
 
     std::string_view get() const { return {m_aText.data(), m_iSize}; }
