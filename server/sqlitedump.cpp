@@ -105,8 +105,9 @@ bool SqliteDump::dump(bool a_bPersistent, bool a_bTransient, int a_iRetries)
         bLastGood = dumpDatabase(pPlugin->getDatabase().getName(), a_iRetries);
         bAllGood = bAllGood && bLastGood;
     }
-    if (a_bPersistent && bAllGood) {
-        ::unlink(sMark.c_str());
+    if (a_bPersistent && bAllGood && ::unlink(sMark.c_str()) != 0 && errno != ENOENT) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "Could not remove %s: %s", sMark.c_str(),
+                              std::strerror(errno));
     }
     return bAllGood;
 }

@@ -285,7 +285,7 @@ TEST_P(SaveCommand, DumpsOfADaemonThatWasKilledBetweenTwoAreNotSaved)
     m_oSandbox.setProgram("sleep", "exit");
     change(c_pWeb, "new");
     writeFile(fs::path(dump(c_pWeb)).replace_filename("incomplete"), "");
-    expectRefusal(1, " keep changing\n");
+    expectRefusal(1, " are marked as incomplete\n");
 }
 
 TEST_P(SaveCommand, SavesAtTheSameTimeWaitForEachOther)
