@@ -279,6 +279,7 @@ TEST_F(Persistence, ManyClientsGoOnAfterADumpAsIfNothingHadBeen)
 {
     m_oSandbox.addLargeTable(3000, 1000);
     startWithoutWait();
+    const std::string sDump = m_oSandbox.path("flash/sql/persistent-common.db.sql");
     std::list<RawClient> lClients;
     for (int i = 0; i < 50; ++i) {
         EXPECT_EQ(0U, lClients.emplace_back(socket()).ask(request::Subscribe{{"Item"}}));
@@ -288,7 +289,10 @@ TEST_F(Persistence, ManyClientsGoOnAfterADumpAsIfNothingHadBeen)
         const std::string sRead = frameOf(request::SelectRows{"Large"});
         oReader.send(sRead);
         ASSERT_TRUE(oReader.receive());
+        std::error_code oNone;
+        const auto oBefore = fs::last_write_time(sDump, oNone);
         command(pDump);
+        EXPECT_TRUE(eventually([&] { return fs::last_write_time(sDump, oNone) > oBefore; }));
         EXPECT_EQ(2U, oReader.receiveLast()); // read again
         oReader.send(sRead);
         EXPECT_EQ(0U, oReader.receiveLast());
