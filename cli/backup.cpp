@@ -167,7 +167,7 @@ Outcome pack(const std::string& a_sDirectory, const std::string& a_sFile)
 }
 
 /// How long the dumps may have to wait for the end of a client's transaction, which is said. A daemon that
-/// does not answer tells of none.
+/// does not answer counts as one without a transaction.
 std::chrono::seconds findTransaction(Session& a_oSession)
 {
     auto& oConnection = a_oSession.m_oConnection;

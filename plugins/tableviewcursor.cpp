@@ -26,7 +26,7 @@ TableViewCursor::TableViewCursor(systema::ConfigDispatcher& a_oSource, const Tab
     }
 }
 
-/// Asks a source. Without an answer that is pending there are no rows to tell of.
+/// Asks a source. When its answer is pending the cursor ends with that.
 template<typename Question>
 EResultCode TableViewCursor::ask(Question a_oQuestion)
 {

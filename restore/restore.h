@@ -37,7 +37,7 @@ enum class EChecked
 {
     Good = 0,
     Bad = 1,     // at least one is of no use to a boot
-    Unknown = 2, // the machine could not tell of one: no space, no memory, no permission
+    Unknown = 2, // a dump could not be judged: no space, no memory, no permission
 };
 
 /// Checks dumps as a boot would find them, which it does with one named "persistent-web.db.sql" and so on by

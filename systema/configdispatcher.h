@@ -260,7 +260,7 @@ private:
     const void* m_pTransactionOwner = nullptr;
     Clock::time_point m_oTransactionStart;
     std::vector<Table*> m_lWritten; // by the open transaction, told when it commits; room for all
-    // Owners that have not yet ended the transaction they lost, with the reason until they are told of it.
+    // Owners that have not yet ended the transaction they lost, with the reason until they are notified.
     std::unordered_map<const void*, const char*> m_mLost;
     std::optional<long> m_oTimeout;
     long m_iDefaultTimeout = c_iInitialTransactionTimeout;

@@ -90,7 +90,8 @@ bool publish(const std::string& a_sTemporary, const std::string& a_sPidFile)
         if (errno != EEXIST) {
             return false;
         }
-        // Only who holds the file that has the name may replace it. Not blocking, for it may be a FIFO.
+        // Only the process that holds the lock on the file of that name may replace it. Not blocking, for it
+        // may be a FIFO.
         const zel::UniqueFd oOld(::open(a_sPidFile.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
         if (oOld && !hold(oOld.get())) {
             errno = EEXIST;

@@ -2,7 +2,7 @@
 //
 // Any thread may write. A line is built on the stack and leaves in one piece, so lines never mix. A signal
 // handler that interrupts the writing of a line on its own thread gets its line dropped: standard error may
-// be a broken pipe whose SIGPIPE handler logs. Writing never waits for who reads: lines that find no room are
+// be a broken pipe whose SIGPIPE handler logs. Writing never waits for a reader: lines that find no room are
 // counted, and their number is told when there is room again. Nothing here throws.
 #pragma once
 
