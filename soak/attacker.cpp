@@ -79,7 +79,8 @@ void Attacker::sendDamagedFrame()
     if (greet()) {
         request();
         m_bDamaged = true;
-        send(m_oRequests.makeDamaged(++m_iId));
+        const std::string sFrame = m_oRequests.makeDamaged(++m_iId);
+        send(sFrame);
         ::shutdown(m_oSocket.get(), SHUT_WR); // the daemon may wait for the rest of a frame
         while (read()) {
         }
@@ -90,7 +91,8 @@ void Attacker::sendDamagedFrame()
 void Attacker::sendNoise()
 {
     m_bDamaged = true;
-    send(m_oRequests.makeNoise());
+    const std::string sNoise = m_oRequests.makeNoise();
+    send(sNoise);
     ::shutdown(m_oSocket.get(), SHUT_WR);
     while (read()) {
     }
@@ -167,7 +169,8 @@ bool Attacker::greet()
 void Attacker::request()
 {
     OddRequest oRequest = m_oRequests.make(++m_iId);
-    send(std::exchange(oRequest.m_sFrame, {}));
+    const std::string sFrame = std::exchange(oRequest.m_sFrame, {});
+    send(sFrame);
     if (oRequest.m_eOperation == EOperation::Hello) {
         // A second one ends the connection, unless its text is refused before that.
         m_bDamaged = true;
@@ -180,6 +183,7 @@ void Attacker::send(std::string_view a_sBytes)
 {
     while (!a_sBytes.empty() && !m_oWorld.isOver()) {
         const ssize_t iSent =
+            // cppcheck-suppress invalidLifetime ; the caller holds the text
             ::send(m_oSocket.get(), a_sBytes.data(), a_sBytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (iSent >= 0) {
             a_sBytes.remove_prefix(static_cast<std::size_t>(iSent));

@@ -28,6 +28,7 @@ public:
     {
         t_pCurrent = &m_oId;
     }
+    // cppcheck-suppress selfAssignment ; the current client is another one by then
     ~LogClient() { t_pCurrent = m_pPrevious; }
     LogClient(const LogClient&) = delete;
     LogClient& operator=(const LogClient&) = delete;

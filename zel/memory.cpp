@@ -18,8 +18,10 @@ constinit std::atomic<bool> s_bWatching{false};
 void makeReserve()
 {
     void* pReserve =
+        // cppcheck-suppress invalidFunctionArg ; no file is mapped
         ::mmap(nullptr, c_iMemoryReserve, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     s_pReserve = pReserve == MAP_FAILED ? nullptr : pReserve;
+    // cppcheck-suppress memleak ; the reserve is kept
 }
 
 void onFailure()
