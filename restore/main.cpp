@@ -41,7 +41,7 @@ void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings, std::vect
                  "what the device comes with, and its migrations");
     a_oApp.add_flag("--keep", a_oSettings.m_bKeep, "leave databases alone that are sound and current")
         ->configurable(false);
-    a_oApp.add_option("--check", a_lChecked, "only tell which of these dumps a boot could not take")
+    a_oApp.add_option("--check", a_lChecked, "report those of these dumps that a boot could not load")
         ->type_name("FILE...")
         ->configurable(false);
     a_oApp.footer(

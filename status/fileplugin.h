@@ -2,7 +2,7 @@
 // further one is a row, cut at its spaces.
 //
 // Owned by the status host, which adds the files. Main thread only. A file is read at the start and whenever
-// the kernel tells of a change of it; one that cannot be read has no rows. One that cannot be reached in
+// the kernel reports a change of it; one that cannot be read has no rows. One that cannot be reached in
 // time, as its mount does not answer, keeps its rows.
 #pragma once
 

@@ -5,7 +5,7 @@
 // seconds. A list that takes longer than a slice is read in several: until it is whole the request is
 // pending, and other clients are served in between. The list is kept while somebody reads it, and given back
 // soon after. A bulk read shows the list that it began with, and ends with 2 once that was replaced. The
-// addressing of the LAN is read when "StatusNetifWatch" tells of a change, and is unknown before.
+// addressing of the LAN is read when a change of "StatusNetifWatch" is notified, and is unknown before.
 #pragma once
 
 #include "status/connectionreading.h"

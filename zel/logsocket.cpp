@@ -81,7 +81,8 @@ void LogSocket::flush(std::chrono::milliseconds a_oWait)
 
 void LogSocket::keep(std::string_view a_sMessage)
 {
-    // After the first that is lost, so are all until the way is free: there is one gap, and it is told of.
+    // After the first lost line all others are lost until there is room again: there is one gap, and it is
+    // logged.
     const auto iSize = static_cast<std::uint16_t>(a_sMessage.size());
     if (m_iLost > 0 || m_iKept + sizeof iSize + a_sMessage.size() > m_aKept.size()) {
         ++m_iLost;

@@ -351,5 +351,5 @@ TEST(Log, oneClientWithBadRequestsDoesNotFloodIt)
         ZEL_Sysloglevel_trace(iModule, c_oTag, "x");
         ZEL_Sysloglevel_trace(iModule, c_oTag, "x");
     });
-    EXPECT_EQ(2, std::ranges::count(sTrace, '\n')) << "who asks for these wants them all";
+    EXPECT_EQ(2, std::ranges::count(sTrace, '\n')) << "trace lines are not limited";
 }
