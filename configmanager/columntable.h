@@ -9,6 +9,7 @@
 #include "zel/convert.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -28,6 +29,19 @@ struct Column
 inline systema::Value integer(long long a_iNumber)
 {
     return systema::Value(systema::EDataType::Integer, static_cast<int>(a_iNumber));
+}
+
+/// The number of a cell that a client writes; nothing for NULL and texts, which are none.
+inline std::optional<long long> numberOf(const systema::Value& a_oCell)
+{
+    switch (a_oCell.getType()) {
+    case systema::EDataType::Integer:
+        return a_oCell.getInteger();
+    case systema::EDataType::Unsigned:
+        return a_oCell.getUnsigned();
+    default:
+        return std::nullopt;
+    }
 }
 
 /// What the path leads to: a member of the row, or a member of that, and so on; functions are called.

@@ -3,10 +3,13 @@
 #include "configmanager/columntable.h"
 #include "zel/log.h"
 
+#include <utility>
+
 namespace configmanager::logplugin {
 
 using serverlib::integer;
 using serverlib::matchesKey;
+using serverlib::numberOf;
 using systema::EDataType;
 using systema::EResultCode;
 
@@ -93,8 +96,12 @@ EResultCode LogPlugin::updateRow(const void* a_handle, const std::string& a_tabl
         if (it == m_mLevels.end()) {
             return EResultCode::NoKey; // "Id" too: it is a column, but no module
         }
+        const auto oNumber = numberOf(oValue);
+        if (!oNumber || !std::in_range<LogLevel>(*oNumber)) {
+            return EResultCode::Constraint;
+        }
         // An equal level is left alone: the process logger may have been set to another one meanwhile.
-        if (const int iLevel = oValue.getInteger(); iLevel != it->second) {
+        if (const auto iLevel = static_cast<LogLevel>(*oNumber); iLevel != it->second) {
             it->second = iLevel;
             changeLogLevel(sName, iLevel);
         }

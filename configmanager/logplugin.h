@@ -38,7 +38,8 @@ public:
                                    const std::string& a_keyValue,
                                    const systema::NameList& a_columns) override;
     /// Sets the levels in the order given, whatever the position. 0; 8; 9 at the first name that is no
-    /// module, and the levels before it stay set.
+    /// module, 6 at the first value that is no number or beyond those of the column, and the levels before it
+    /// stay set.
     systema::EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
                                    const systema::ValueList& a_values) override;
 

@@ -15,6 +15,7 @@ using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
 using configmanager::serverlib::findColumn;
 using configmanager::serverlib::integer;
+using configmanager::serverlib::numberOf;
 using configmanager::serverlib::selectColumns;
 using systema::ConfigDispatcher;
 using systema::EDataType;
@@ -171,6 +172,11 @@ EResultCode ConfigServerConfigPlugin::updateRow(const void* a_handle, const std:
             return EResultCode::NoKey;
         }
     }
+    for (const auto& [sName, oValue] : a_values) {
+        if (find(c_aSetters, sName) != nullptr && !numberOf(oValue)) {
+            return EResultCode::Constraint;
+        }
+    }
     bool bApplied = false;
     for (const auto& [sName, oValue] : a_values) {
         const Setter* pSetter = find(c_aSetters, sName);
@@ -178,12 +184,12 @@ EResultCode ConfigServerConfigPlugin::updateRow(const void* a_handle, const std:
             continue;
         }
         // Only the upper limit is refused: a value under the lower one is the dispatcher's to raise.
-        if (oValue.getInteger() > ConfigDispatcher::c_iMaxTransactionTimeout) {
+        const long iSeconds = static_cast<long>(*numberOf(oValue));
+        if (iSeconds > ConfigDispatcher::c_iMaxTransactionTimeout) {
             return EResultCode::Failure;
         }
-        (m_oDispatcher.*pSetter->m_pSet)(oValue.getInteger());
-        ZEL_Sysloglevel_debug(m_iModule, zel::here(), "%s set to %d s", pSetter->m_pName,
-                              oValue.getInteger());
+        (m_oDispatcher.*pSetter->m_pSet)(iSeconds);
+        ZEL_Sysloglevel_debug(m_iModule, zel::here(), "%s set to %ld s", pSetter->m_pName, iSeconds);
         bApplied = true;
     }
     return bApplied ? EResultCode::Success : EResultCode::ReadOnly;

@@ -29,8 +29,9 @@ public:
                                    const std::string& a_table, const std::string& a_keyColumn,
                                    const std::string& a_keyValue,
                                    const systema::NameList& a_columns) override;
-    /// 0; 8; 4 for the limits and when no time-out is among the values; 10; 9 when a name is no column, and
-    /// nothing is changed; 1 at the first time-out above the maximum, and those before it stay changed.
+    /// 0; 8; 4 for the limits and when no time-out is among the values; 10; 9 when a name is no column and 6
+    /// when a time-out is no number, and nothing is changed; 1 at the first time-out above the maximum, and
+    /// those before it stay changed.
     systema::EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
                                    const systema::ValueList& a_values) override;
     /// 10 when the key names no row, whatever the table; else as updateRow.

@@ -88,6 +88,36 @@ TEST_F(ConfigServerConfigPlugin, ValuesBeforeARefusedOneStayButAnUnknownNameChan
     EXPECT_EQ(update({}), EResultCode::ReadOnly);
 }
 
+TEST_F(ConfigServerConfigPlugin, AValueThatIsNoNumberOrAboveTheRangeSetsNoTimeout)
+{
+    using systema::EDataType;
+    using systema::Value;
+    const auto expectRefused = [&](unsigned a_iCode, const Value& a_oValue) {
+        for (const char* pColumn : {"TransactionTimeout", "DefaultTransactionTimeout"}) {
+            EXPECT_EQ(update({{pColumn, a_oValue}, {"Id", 1}}), a_iCode);
+        }
+        EXPECT_EQ(select(c_sConfig, {}),
+                  row({{"Id", 1}, {"TransactionTimeout", 30}, {"DefaultTransactionTimeout", 30}}));
+    };
+    for (const Value& oValue :
+         {Value(EDataType::Null), Value(EDataType::Text, ""), Value(EDataType::Text, "50"),
+          Value(EDataType::Text, std::string(1 << 20, '9'))}) {
+        expectRefused(EResultCode::Constraint, oValue);
+        EXPECT_EQ(update({{"DefaultTransactionTimeout", 50}, {"TransactionTimeout", oValue}}),
+                  EResultCode::Constraint);
+        EXPECT_EQ(update({{"TransactionTimeout", oValue}, {"NoColumn", 1}}), EResultCode::NoKey);
+        EXPECT_EQ(update({{"Id", oValue}}), EResultCode::ReadOnly) << "which is ignored";
+    }
+    for (const int iBits : {3601, -1, -2147483647 - 1}) { // 3601, 4294967295, 2147483648
+        expectRefused(EResultCode::Failure, Value(EDataType::Unsigned, iBits));
+    }
+    EXPECT_EQ(
+        update({{"TransactionTimeout", Value(EDataType::Unsigned, 3600)}, {"DefaultTransactionTimeout", -5}}),
+        EResultCode::Success);
+    EXPECT_EQ(select(c_sConfig, {"TransactionTimeout", "DefaultTransactionTimeout"}),
+              row({{"TransactionTimeout", 3600}, {"DefaultTransactionTimeout", 1}}));
+}
+
 TEST_F(ConfigServerConfigPlugin, ChecksTableThenPositionThenNames)
 {
     const ValueList lUnknown = row({{"NoColumn", 1}});
