@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <unistd.h>
+#include <utility>
 
 namespace zel {
 
@@ -83,7 +84,7 @@ void Interfaces::init()
                EResultCode::Success &&
            lRow.hasValue("Name")) {
         m_lRows.emplace_back(lRow.getValue("Name").getText(), static_cast<unsigned>(m_lRows.size() + 1),
-                             [this](const char* a_pText) { logErr(a_pText); });
+                             [this](auto& a_sDevice, auto& a_sError) { logErr(a_sDevice, a_sError); });
         lRow.clear();
     }
     if (!m_bSubscribed) {
@@ -111,6 +112,7 @@ void Interfaces::update(NameList& a_changedTables)
     for (auto& oDevice : m_lRows) {
         oDevice.refresh(m_oInterfaceStatus, a_changedTables);
     }
+    logFailures();
 }
 
 void Interfaces::notify(const NameList&)
@@ -184,9 +186,19 @@ void Interfaces::logIPv6Address(const std::string& a_sDevice, const std::string&
     }
 }
 
-void Interfaces::logErr(const char* a_pText) const
+void Interfaces::logErr(const std::string& a_sDevice, const std::string& a_sError)
 {
-    ZEL_Sysloglevel_error(m_iModule, here(), "%s", a_pText);
+    std::string& sDevices = m_mFailures[a_sError];
+    sDevices += (sDevices.empty() ? "" : ", ") + a_sDevice;
+}
+
+/// One line for all devices: as a rule it is the service that fails, at each boot before it is there.
+void Interfaces::logFailures()
+{
+    for (const auto& [sError, sDevices] : std::exchange(m_mFailures, {})) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "GetLinkStatusForDevice() failed for %s: %s",
+                              sDevices.c_str(), sError.c_str());
+    }
 }
 
 } // namespace zel

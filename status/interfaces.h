@@ -13,6 +13,7 @@
 #include "systema/configpublisher.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 namespace zel {
@@ -64,7 +65,8 @@ private:
                               const systema::NameList& a_columns) override;
     void onChanged(const std::string& a_sDevice);
     void logIPv6Address(const std::string& a_sDevice, const std::string& a_sAddress);
-    void logErr(const char* a_pText) const;
+    void logErr(const std::string& a_sDevice, const std::string& a_sError);
+    void logFailures();
 
     systema::ConfigPluginBase& m_oConfig;
     systema::IConfigPublisher& m_oPublisher;
@@ -72,6 +74,7 @@ private:
     const int m_iModule;
     const int m_iIPv6Module;
     bool m_bSubscribed = false;
+    std::map<std::string, std::string> m_mFailures; // of this update: the devices of an error
 };
 
 } // namespace zel

@@ -74,7 +74,7 @@ bool NetDeviceCheck::askLinkState(InterfaceStatusDBusProxy& a_oInterfaceStatus) 
 {
     bool bLinkUp = false;
     if (const auto oError = a_oInterfaceStatus.GetLinkStatusForDevice(getName(), bLinkUp)) {
-        m_oLogError(("GetLinkStatusForDevice() failed for " + getName() + ": " + *oError).c_str());
+        m_oLogError(getName(), *oError);
         return false;
     }
     return bLinkUp;

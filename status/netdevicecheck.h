@@ -16,7 +16,7 @@ class InterfaceStatusDBusProxy;
 class NetDeviceCheck : public net::NetDevice
 {
 public:
-    using ErrorLogger = std::function<void(const char*)>;
+    using ErrorLogger = std::function<void(const std::string& a_sDevice, const std::string& a_sError)>;
 
     static constexpr const char* c_pTable = "StatusNetifWatch";
 

@@ -91,13 +91,20 @@ TEST_F(InterfacesTest, ADeviceThatIsDownHasNothingButItsMacAddress)
     EXPECT_EQ(m_oRead.at(0), sLanDown);
 }
 
+TEST_F(InterfacesTest, AStartWithoutNetworkServicesIsOneLineInTheLog)
+{
+    configure({"br0", "br1", "eth0", "wan0"});
+    m_oInterfaces.init();
+    EXPECT_EQ(update(), c_sNoLink + "br0, br1, eth0, wan0: there is no system bus\n");
+    EXPECT_EQ(update(), "");
+}
+
 TEST_F(InterfacesTest, OnlyMarkedDevicesAreAskedForAndEachOnce)
 {
     addLan();
     configure({"lan", "peer", "lan"});
     m_oInterfaces.init();
-    EXPECT_EQ(update(), c_sNoLink + "lan: there is no system bus\n" + c_sNoLink +
-                            "peer: there is no system bus\n" + c_sNoLink + "lan: there is no system bus\n");
+    EXPECT_EQ(update(), c_sNoLink + "lan, peer, lan: there is no system bus\n");
     EXPECT_EQ(m_lChanged, NameList{c_sTable});
 
     m_oInterfaces.StatusChange("wan", true);
