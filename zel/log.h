@@ -2,7 +2,8 @@
 //
 // A trace level is a mask of ELogBit. Foreground lines go to standard error:
 //     2026-11-22 21:30:00.123 error   SQLiteWrap sqlitewrapper:120: text
-// and background lines to syslog: "[SQLiteWrap] sqlitewrapper:120: text". Every line is written whole and is
+// to the journal of systemd as "<3>SQLiteWrap sqlitewrapper:120: text", without a second time, and background
+// lines to syslog: "[SQLiteWrap] sqlitewrapper:120: text". Every line is written whole and is
 // one line: a single newline at the end of the text is dropped, other control characters and bytes that are
 // not UTF-8 text are shown as \xNN, and a line ends at 1024 bytes. The functions may be called from any
 // thread and from a signal handler, whose line is dropped when it interrupts the writing of another. They

@@ -8,9 +8,12 @@
 #include <climits>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <initializer_list>
 #include <mutex>
+#include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
 namespace zel {
@@ -106,6 +109,18 @@ private:
 
 static_assert(c_iLogLineLimit <= PIPE_BUF);
 
+/// True when the descriptor leads to the journal of systemd, which has the time of each line itself, and its
+/// priority from the number in front of it.
+bool isJournal(int a_iFd)
+{
+    unsigned long long iDevice = 0;
+    unsigned long long iNode = 0;
+    struct stat oStatus;
+    const char* pStream = std::getenv("JOURNAL_STREAM"); // see systemd.exec(5)
+    return pStream != nullptr && std::sscanf(pStream, "%llu:%llu", &iDevice, &iNode) == 2 &&
+           ::fstat(a_iFd, &oStatus) == 0 && oStatus.st_dev == iDevice && oStatus.st_ino == iNode;
+}
+
 constexpr std::chrono::milliseconds c_oLastWait{500};
 constexpr std::string_view c_sModule = "Log";
 
@@ -116,6 +131,7 @@ public:
     void open(std::string_view a_sProgram, std::string_view a_sSocket)
     {
         m_oSocket.open(a_sSocket, a_sProgram);
+        m_bJournal = isJournal(STDERR_FILENO);
     }
 
     void log(bool a_bSyslog, const LogLine& a_oLine, const LogClient::Id* a_pClient)
@@ -154,10 +170,7 @@ private:
     {
         Line oLine;
         if (!a_bSyslog) {
-            constexpr std::string_view c_sBlanks = "        ";
-            oLine.addTime();
-            oLine.add(a_oLine.m_sLevel);
-            oLine.add(c_sBlanks.substr(std::min(a_oLine.m_sLevel.size(), c_sBlanks.size() - 1)));
+            begin(oLine, a_oLine.m_iPriority, a_oLine.m_sLevel);
         }
         oLine.add(a_oLine.m_sHead);
         for (const std::string_view sText : a_lTexts) {
@@ -170,6 +183,20 @@ private:
         }
     }
 
+    /// What stands in front of the head of a line to standard error.
+    void begin(Line& a_oLine, int a_iPriority, std::string_view a_sLevel) const
+    {
+        if (m_bJournal) {
+            const std::array<char, 3> aPrefix = {'<', static_cast<char>('0' + LOG_PRI(a_iPriority)), '>'};
+            a_oLine.add({aPrefix.data(), aPrefix.size()});
+            return;
+        }
+        constexpr std::string_view c_sBlanks = "        ";
+        a_oLine.addTime();
+        a_oLine.add(a_sLevel);
+        a_oLine.add(c_sBlanks.substr(std::min(a_sLevel.size(), c_sBlanks.size() - 1)));
+    }
+
     /// True when there is nothing to tell any more.
     bool tellLost()
     {
@@ -177,8 +204,7 @@ private:
             std::array<char, 64> aText;
             std::snprintf(aText.data(), aText.size(), "%u lines lost: the log was not read", m_iLost);
             Line oLine;
-            oLine.addTime();
-            oLine.add("warning ");
+            begin(oLine, LOG_WARNING, "warning");
             oLine.add(LogHead(false, c_sModule, here()).get());
             oLine.add(aText.data());
             if (oLine.writeToStandardError()) {
@@ -190,7 +216,8 @@ private:
 
     LogLimit m_oLimit;
     LogSocket m_oSocket;
-    unsigned m_iLost = 0; // of standard error
+    bool m_bJournal = false; // standard error is the journal's
+    unsigned m_iLost = 0;    // of standard error
 };
 
 constinit std::mutex s_oMutex;

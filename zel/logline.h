@@ -29,12 +29,13 @@ private:
     std::size_t m_iSize;
 };
 
-/// Names the program for syslog, and its daemon's socket.
+/// Names the program for syslog, and its daemon's socket. Finds out whether the journal reads standard error.
 void openLog(std::string_view a_sProgram, std::string_view a_sSocket);
 
 /// Writes the line: to syslog with its priority, otherwise to standard error with the local time and the
-/// level's name in front. Control characters and bytes that are not UTF-8 text are shown as \xNN. With
-/// a_bLimited, and in the work for a client, it may be counted instead (see LogLimit).
+/// level's name in front, or, where the journal of systemd reads it, with the priority as "<3>" instead.
+/// Control characters and bytes that are not UTF-8 text are shown as \xNN. With a_bLimited, and in the work
+/// for a client, it may be counted instead (see LogLimit).
 void writeLogLine(bool a_bSyslog, const LogLine& a_oLine, bool a_bLimited);
 
 /// Writes what was held back and can be written now; at the end of the process with a wait of half a second.

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <csignal>
 #include <filesystem>
+#include <sstream>
 #include <sys/fsuid.h>
 #include <sys/inotify.h>
 #include <sys/prctl.h>
@@ -259,6 +260,31 @@ TEST_F(Lifecycle, BackgroundDaemonGoesOnWhenItsStarterHasEnded)
 }
 
 // The log daemon's queue takes some ten lines; the daemon writes more while it starts.
+TEST_F(Lifecycle, LinesToTheJournalCarryTheirPriorityAndNoTimeOfTheirOwn)
+{
+    start({}, [] {
+        struct stat oStatus;
+        ::fstat(STDERR_FILENO, &oStatus);
+        const std::string sStream = std::to_string(oStatus.st_dev) + ":" + std::to_string(oStatus.st_ino);
+        ::setenv("JOURNAL_STREAM", sStream.c_str(), 1);
+    });
+    EXPECT_TRUE(eventually([&] { return daemon().errors().find("GetLinkStatus") != std::string::npos; }));
+    std::istringstream oLog(daemon().errors());
+    std::vector<std::string> lLines;
+    for (std::string sLine; std::getline(oLog, sLine);) {
+        lLines.push_back(sLine);
+    }
+    EXPECT_THAT(lLines, Each(testing::MatchesRegex("<[0-7]>[A-Za-z]+ [a-z]+:[0-9]+: .*")));
+    EXPECT_THAT(lLines, Contains("<6>ledgerd main:512: run: started and running"));
+    EXPECT_THAT(lLines, Contains(StartsWith("<3>Iface ")));
+
+    // Its service may have a file for standard error, and another output that is the journal's.
+    auto lEnvironment = m_oSandbox.environment();
+    lEnvironment.emplace_back("JOURNAL_STREAM", "1:1");
+    EXPECT_THAT(run(LEDGERD_BINARY, {paths(), lEnvironment}).m_sErrors,
+                testing::MatchesRegex("2[0-9-]+ [0-9:.]+ error   ledgerd main:361: .*\n"));
+}
+
 TEST_F(Lifecycle, ALogDaemonThatDoesNotReadNeitherStopsTheDaemonNorItsEnd)
 {
     const LogDaemon oLog(m_oSandbox.path(""));
