@@ -1,18 +1,15 @@
 #include "plugins/tzplugin.h"
 
 #include "configmanager/columntable.h"
+#include "zel/linefile.h"
 #include "zel/log.h"
 #include "zel/systemclock.h"
 #include "zel/systempath.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <span>
 #include <string_view>
 #include <system_error>
@@ -54,7 +51,11 @@ constexpr RuleColumn c_aColumns[] = {
 /// The texts, in the order of the line.
 constexpr std::span<const RuleColumn> c_lTexts = std::span(c_aColumns).subspan(1);
 
-using LineBuffer = std::array<char, 128>; // with the newline, and the NUL after it
+constexpr const char* c_pFile = "/etc/TZ";
+
+// Without the newline.
+constexpr std::size_t c_iLongestRead = 127;
+constexpr std::size_t c_iLongestWritten = 126;
 
 Rule parse(std::string_view a_sLine)
 {
@@ -87,7 +88,7 @@ EResultCode assign(Rule& a_oRule, const ValueList& a_lValues)
 bool isLine(const std::string& a_sText)
 {
     const auto isControl = [](unsigned char a_iByte) { return std::iscntrl(a_iByte) != 0; };
-    return a_sText.size() + 2 <= LineBuffer().size() && std::ranges::none_of(a_sText, isControl);
+    return a_sText.size() <= c_iLongestWritten && std::ranges::none_of(a_sText, isControl);
 }
 
 } // namespace
@@ -209,14 +210,10 @@ bool TzPlugin::hasKey(const std::string& a_sKeyColumn, const std::string& a_sKey
 bool TzPlugin::read()
 {
     try {
-        std::ifstream oFile;
-        oFile.exceptions(std::ios::failbit | std::ios::badbit | std::ios::eofbit);
-        oFile.open(systemPath(m_sFile));
-        LineBuffer aLine;
-        oFile.getline(aLine.data(), aLine.size());
-        m_oRule = parse(aLine.data());
+        const std::string sLine = LineFile(systemPath(c_pFile)).read(c_iLongestRead + 1);
+        m_oRule = parse(std::string_view(sLine).substr(0, sLine.find('\0')));
         return true;
-    } catch (const std::ios::failure& oFailure) {
+    } catch (const std::system_error& oFailure) {
         ZEL_Sysloglevel_error(m_iModule, {"tzplugin", 424}, "Could not read timezone: %s", oFailure.what());
         return false;
     }
@@ -248,16 +245,7 @@ bool TzPlugin::write() const
 bool TzPlugin::writeLine(const std::string& a_sLine) const
 {
     try {
-        std::ofstream oFile;
-        oFile.exceptions(std::ios::failbit | std::ios::badbit);
-        const std::filesystem::path oPath(systemPath(m_sFile));
-        const bool bIsNew = !std::filesystem::exists(oPath);
-        oFile.open(oPath, std::ios::trunc);
-        if (bIsNew) {
-            std::filesystem::permissions(oPath, std::filesystem::perms(0644)); // whatever the daemon's mask
-        }
-        oFile << a_sLine << '\n';
-        oFile.close();
+        LineFile(systemPath(c_pFile)).write(a_sLine);
         return true;
     } catch (const std::system_error& oFailure) {
         ZEL_Sysloglevel_error(m_iModule, {"tzplugin", 478}, "Could not write timezone: %s", oFailure.what());
@@ -265,34 +253,17 @@ bool TzPlugin::writeLine(const std::string& a_sLine) const
     }
 }
 
-/// Tells the kernel the zone, by way of the C library.
+/// Tells the kernel the zone, and the time that it is.
 void TzPlugin::setZone(const std::string& a_sRule) const
 {
     const auto logFailure = [this](unsigned a_iLine, const char* a_pCall) {
         ZEL_Sysloglevel_error(m_iModule, {"tzplugin", a_iLine}, "%s() failed: %s", a_pCall,
                               std::strerror(errno));
     };
-    setProcessZone(a_sRule); // not every C library reads it from the file
-    const std::time_t iNow = std::time(nullptr);
-    if (iNow == -1) {
-        logFailure(591, "time");
-        return;
-    }
-    std::tm oLocal;
-    if (::localtime_r(&iNow, &oLocal) == nullptr) {
-        logFailure(602, "localtime");
-        return;
-    }
     timeval oNow;
     if (::gettimeofday(&oNow, nullptr) != 0) {
         logFailure(609, "gettimeofday");
-        return;
-    }
-    const struct timezone oZone
-    {
-        static_cast<int>(::timezone / 60 - 60L * ::daylight), ::daylight
-    };
-    if (!setKernelZone(oNow, oZone)) {
+    } else if (!setKernelZone(oNow, kernelZoneOf(a_sRule))) {
         logFailure(622, "settimeofday");
     }
 }

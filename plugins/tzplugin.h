@@ -1,9 +1,9 @@
 // The time zone of the device as a table of one row, "Tz": the POSIX rule in /etc/TZ, cut at its commas.
 //
-// A write rewrites the file in place, for it may be a link into another file system, and tells the kernel the
-// zone; a file that it makes is readable by all. The file is read for each request; the three texts in
-// memory, by which updates and deletes by key find the row, are those of the last request, whatever became of
-// it. Owned by main. Main thread only. Files that cannot be read or written are logged and give 1.
+// A write rewrites the file (see LineFile) and tells the kernel the zone. The zone of the daemon itself, in
+// which it logs, is the C library's matter, as at a restart. The file is read for each request; the three
+// texts in memory, by which updates and deletes by key find the row, are those of the last request, whatever
+// became of it. Owned by main. Main thread only. Files that cannot be read or written are logged and give 1.
 #pragma once
 
 #include "configmanager/onerowplugin.h"
@@ -65,7 +65,6 @@ private:
     void setZone(const std::string& a_sRule) const;
 
     const int m_iModule;
-    const std::string m_sFile = "/etc/TZ";
     Rule m_oRule;
 };
 

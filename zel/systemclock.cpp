@@ -2,13 +2,16 @@
 
 #include "zel/systempath.h"
 
+#include <algorithm>
 #include <cctype>
-#include <cstdio>
-#include <cstdlib>
+#include <charconv>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <sys/syscall.h>
+#include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace zel {
 
@@ -30,25 +33,39 @@ bool isNamePart(unsigned char a_iByte, bool a_bQuoted)
            (a_bQuoted && (std::isdigit(a_iByte) != 0 || a_iByte == '+' || a_iByte == '-'));
 }
 
-/// The rule with one and the same name for every zone: a C library keeps each name that it ever saw, and
-/// opens the file that a name leads to. Less than three characters are no name, and are left out.
-std::string withoutNames(std::string_view a_sRule)
+/// Takes the name of a zone from the start: three characters or more, which may be in angle brackets.
+bool takeName(std::string_view& a_sRule)
 {
-    const std::string_view sNames = a_sRule.substr(0, a_sRule.find(','));
-    std::string sResult;
-    bool bQuoted = false;
-    int iLength = 0;
-    for (const char c : sNames) {
-        if (c == '<' || c == '>') {
-            bQuoted = c == '<';
-        } else if (!isNamePart(c, bQuoted)) {
-            sResult += c;
-            iLength = 0;
-        } else if (++iLength == 3) {
-            sResult += "LOC";
+    const bool bQuoted = a_sRule.starts_with('<');
+    a_sRule.remove_prefix(bQuoted ? 1 : 0);
+    const auto itEnd = std::ranges::find_if_not(a_sRule, [&](char a_c) { return isNamePart(a_c, bQuoted); });
+    const auto iLength = static_cast<std::size_t>(itEnd - a_sRule.begin());
+    a_sRule.remove_prefix(iLength);
+    const bool bClosed = !bQuoted || a_sRule.starts_with('>');
+    a_sRule.remove_prefix(bQuoted && bClosed ? 1 : 0);
+    return iLength >= 3 && bClosed;
+}
+
+/// Takes hours, minutes and seconds ("-5:30") from the start; nothing when there are no hours.
+std::optional<int> takeSeconds(std::string_view& a_sRule)
+{
+    const int iSign = a_sRule.starts_with('-') ? -1 : 1;
+    a_sRule.remove_prefix(a_sRule.starts_with('-') || a_sRule.starts_with('+') ? 1 : 0);
+    std::optional<int> oSeconds;
+    for (const auto& [iUnit, iMost] : {std::pair(3600, 24), std::pair(60, 59), std::pair(1, 59)}) {
+        int iNumber = 0;
+        const auto [pEnd, eError] = std::from_chars(a_sRule.data(), a_sRule.data() + a_sRule.size(), iNumber);
+        if (eError == std::errc::invalid_argument || iNumber < 0) {
+            break;
         }
+        oSeconds = oSeconds.value_or(0) + iSign * std::min(iNumber, iMost) * iUnit;
+        a_sRule.remove_prefix(static_cast<std::size_t>(pEnd - a_sRule.data()));
+        if (!a_sRule.starts_with(':')) {
+            break;
+        }
+        a_sRule.remove_prefix(1);
     }
-    return sResult.append(a_sRule.substr(sNames.size()));
+    return oSeconds;
 }
 
 } // namespace
@@ -73,15 +90,12 @@ bool setKernelZone(const timeval& a_oNow, const struct timezone& a_oZone)
     return ::syscall(SYS_settimeofday, aNow, &a_oZone) == 0;
 }
 
-void setProcessZone(std::string_view a_sRule)
+struct timezone kernelZoneOf(std::string_view a_sRule)
 {
-    // Of fixed room, which stays where it is: another thread may just be starting a command with it.
-    static char s_aVariable[256];
-    const std::string sVariable = "TZ=" + withoutNames(a_sRule);
-    const bool bFits = sVariable.size() < sizeof(s_aVariable);
-    std::snprintf(s_aVariable, sizeof(s_aVariable), "%s", bFits ? sVariable.c_str() : "TZ=");
-    ::putenv(s_aVariable);
-    ::tzset();
+    const bool bNamed = takeName(a_sRule);
+    const auto oSeconds = bNamed ? takeSeconds(a_sRule) : std::nullopt;
+    const int iDaylight = oSeconds && takeName(a_sRule) ? 1 : 0;
+    return {oSeconds.value_or(0) / 60 - 60 * iDaylight, iDaylight};
 }
 
 } // namespace zel

@@ -1,5 +1,4 @@
-// What the daemon sets of the machine: the system clock, the kernel's time zone, and the zone of its own
-// C library.
+// What the daemon sets of the machine: the system clock and the kernel's time zone.
 //
 // Where systemPath() puts another root in front of the paths, the machine is left alone: what would have been
 // set is in /var/run/ledgerd-clock ("1700000000") and /var/run/ledgerd-zone ("-120 1") below that root.
@@ -19,8 +18,10 @@ bool setSystemClock(std::time_t a_iSeconds);
 /// first zone that it is told for a correction of its clock.
 bool setKernelZone(const timeval& a_oNow, const struct timezone& a_oZone);
 
-/// Sets the zone of this process, and of the commands that it starts from now on: a POSIX rule such as
-/// "CET-1CEST,M3.5.0,M10.5.0/3"; anything else is UTC.
-void setProcessZone(std::string_view a_sRule);
+/// What the kernel is to be told of a POSIX rule such as "CET-1CEST,M3.5.0,M10.5.0/3": the minutes west of
+/// UTC, less an hour in a zone that has daylight saving, whatever the season, and whether it has. Anything
+/// else is UTC. The zone of this process, which its log lines have and its commands inherit, is the system's
+/// to set.
+struct timezone kernelZoneOf(std::string_view a_sRule);
 
 } // namespace zel

@@ -96,6 +96,23 @@ TEST_F(Clock, BelowAnotherRootNothingIsSetButNoted)
     EXPECT_THAT(client().changes(), ElementsAre("SystemTime", "Tz"));
 }
 
+TEST_F(Clock, AWriteOfTheZoneLeavesThatOfTheLogAndOfCommandsAlone)
+{
+    const std::string sSeen = m_oSandbox.path("zone");
+    m_oSandbox.setProgram("iptables", "echo \"$TZ\" > " + sSeen);
+    start({}, [] { ::setenv("TZ", "XST-07", 1); });
+    EXPECT_EQ(0U, setZone());
+    std::filesystem::remove(sSeen);
+    client().count("FirewallStatistic");
+    EXPECT_EQ("XST-07\n", readFile(sSeen));
+
+    EXPECT_EQ(1U, set("Tz", row({{"Start", ""}, {"Name", "\n"}, {"End", ""}})));
+    const std::string sLog = daemon().errors();
+    std::tm oShown{};
+    ::strptime(sLog.substr(sLog.rfind('\n', sLog.size() - 2) + 1).c_str(), "%Y-%m-%d %T", &oShown);
+    EXPECT_NEAR(static_cast<double>(::timegm(&oShown) - std::time(nullptr)), 7 * 3600, 60);
+}
+
 TEST_F(Clock, IsSetThoughATransactionIsOpenAndAnotherClientPolls)
 {
     start();

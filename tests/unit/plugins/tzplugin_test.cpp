@@ -6,13 +6,18 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 using systema::EResultCode;
 using systema::Value;
 using systema::ValueList;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::StartsWith;
 using tests::row;
 
@@ -34,12 +39,6 @@ protected:
         setFile(c_sBerlin);
         std::filesystem::create_directories(m_oRoot.path("/var/run"));
     }
-    ~TzPlugin() override
-    {
-        ::unsetenv("TZ");
-        ::tzset();
-    }
-
     void setFile(const std::string& a_sText) const { m_oRoot.write("/etc/TZ", a_sText); }
     std::string file() const { return readFile(m_oRoot.path("/etc/TZ")); }
     /// What the kernel was told last: minutes west, and whether there is daylight saving.
@@ -184,18 +183,110 @@ TEST_F(TzPlugin, ADeleteClearsTheMemoryBeforeTheUnknownTableIsReported)
 
 TEST_F(TzPlugin, TheKernelIsToldTheZoneThatWasWritten)
 {
-    const std::string sPipe = m_oRoot.path("/pipe"); // who opened it would wait for ever
-    ::mkfifo(sPipe.c_str(), 0600);
-    const std::vector<std::pair<std::string, std::string>> lZones{
-        {"CET-1CEST", "-120 1\n"}, {"UTC0", "0 0\n"},   {"<-03>3", "180 0\n"},  {"<+0530>-5:30", "-330 0\n"},
-        {"NST3:30NDT", "150 1\n"}, {sPipe, "0 0\n"},    {"EST5EDT", "240 1\n"}, {":" + sPipe, "0 0\n"},
-        {"-5", "0 0\n"},           {"EST5", "300 0\n"}, {"X5", "0 0\n"},        {"<-5>5", "0 0\n"}};
+    const std::vector<std::pair<std::string, std::string>> lZones{{"CET-1CEST", "-120 1\n"},
+                                                                  {"UTC0", "0 0\n"},
+                                                                  {"<-03>3", "180 0\n"},
+                                                                  {"<+0530>-5:30", "-330 0\n"},
+                                                                  {"NST3:30NDT", "150 1\n"},
+                                                                  {"EST5EDT4:00:00", "240 1\n"},
+                                                                  {"EST5", "300 0\n"},
+                                                                  {"XST5:59:59:59", "359 0\n"},
+                                                                  {"XST99", "1440 0\n"},
+                                                                  {"XST5XD", "300 0\n"},
+                                                                  {":/etc/localtime", "0 0\n"},
+                                                                  {"-5", "0 0\n"},
+                                                                  {"X5", "0 0\n"},
+                                                                  {"<-5>5", "0 0\n"},
+                                                                  {"<ABC5", "0 0\n"},
+                                                                  {"XST", "0 0\n"},
+                                                                  {"XST--5", "0 0\n"},
+                                                                  {"", "0 0\n"}};
     for (const auto& [sName, sKernel] : lZones) {
-        EXPECT_EQ(update(row({{"Name", text(sName)}, {"Start", ""}, {"End", ""}})), EResultCode::Success);
-        EXPECT_EQ(kernel(), sKernel) << sName;
+        for (const bool bDates : {false, true}) {
+            EXPECT_EQ(update(row({{"Name", text(sName)},
+                                  {"Start", bDates ? "M3.5.0" : ""},
+                                  {"End", bDates ? "M10.5.0/3" : ""}})),
+                      EResultCode::Success);
+            EXPECT_EQ(kernel(), sKernel) << sName;
+        }
     }
     std::filesystem::remove_all(m_oRoot.path("/var/run"));
     EXPECT_THAT(
         logLinesOf([&] { EXPECT_EQ(update({}), EResultCode::Success); }),
         ElementsAre("error   TzPlugin tzplugin:622: settimeofday() failed: No such file or directory"));
+}
+
+TEST_F(TzPlugin, AWriteThatFindsNoRoomLeavesTheOldLine)
+{
+    const auto withRoom = [&](rlim_t a_iBytes, const auto& a_oWrite) {
+        const auto pOld = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit oLimit{};
+        ::getrlimit(RLIMIT_FSIZE, &oLimit);
+        const rlimit oLow{a_iBytes, oLimit.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &oLow);
+        const unsigned iCode = a_oWrite();
+        ::setrlimit(RLIMIT_FSIZE, &oLimit);
+        std::signal(SIGXFSZ, pOld);
+        return iCode;
+    };
+    const auto remove = [&] { return unsigned(m_oPlugin.deleteRow(this, c_sTable, 0)); };
+    const auto replace = [&] { return update(row({{"Name", "<+0530>-5:30"}})); };
+    EXPECT_EQ(withRoom(0, replace), EResultCode::Failure);
+    EXPECT_EQ(file(), c_sBerlin);
+    EXPECT_EQ(withRoom(4, replace), EResultCode::Failure) << "a part of the new line was written";
+    EXPECT_EQ(file(), c_sBerlin);
+    EXPECT_EQ(withRoom(0, remove), EResultCode::Failure);
+    EXPECT_EQ(file(), c_sBerlin);
+    EXPECT_FALSE(std::filesystem::exists(m_oRoot.path("/var/run/ledgerd-zone"))) << "nor is the kernel told";
+
+    std::filesystem::remove(m_oRoot.path("/etc/TZ"));
+    EXPECT_EQ(withRoom(4, remove), EResultCode::Success);
+    EXPECT_EQ(file(), "\n");
+    std::filesystem::remove(m_oRoot.path("/etc/TZ"));
+    EXPECT_EQ(withRoom(0, remove), EResultCode::Failure);
+    EXPECT_FALSE(std::filesystem::exists(m_oRoot.path("/etc/TZ"))) << "none without a line is left";
+}
+
+TEST_F(TzPlugin, WhatAnotherUserPutsWhereALinkLeadsIsNeitherReadNorWritten)
+{
+    constexpr uid_t c_iOther = 4711;
+    const std::string sLink = m_oRoot.path("/etc/TZ");
+    const std::string sPlace = m_oRoot.path("/tmp/TZ");
+    std::filesystem::remove(sLink);
+    std::filesystem::create_symlink("../tmp/TZ", sLink);
+    m_oRoot.write("/tmp/TZ", c_sBerlin);
+    std::filesystem::permissions(m_oRoot.path("/tmp"), std::filesystem::perms(01777));
+    EXPECT_EQ(update(row({{"Name", "EST5EDT"}})), EResultCode::Success) << "its own file";
+    EXPECT_EQ(readFile(sPlace), "EST5EDT,M3.5.0,M10.5.0/3\n");
+    EXPECT_TRUE(std::filesystem::is_symlink(sLink));
+
+    std::filesystem::remove(sPlace);
+    EXPECT_EQ(m_oPlugin.deleteAll(this, c_sTable), EResultCode::Success) << "is made behind the link";
+    EXPECT_EQ(readFile(sPlace), "\n");
+
+    std::filesystem::remove(sPlace);
+    ::mkfifo(sPlace.c_str(), 0666); // who opened it would wait
+    EXPECT_EQ(select(), EResultCode::Failure);
+    std::filesystem::remove(sPlace);
+
+    const std::string sSecret = m_oRoot.path("/etc/secret");
+    m_oRoot.write("/etc/secret", "secret\n");
+    std::filesystem::create_symlink(sSecret, sPlace);
+    if (::lchown(sPlace.c_str(), c_iOther, c_iOther) != 0) {
+        GTEST_SKIP() << "giving files away takes root";
+    }
+    const auto expectRefused = [&] {
+        EXPECT_THAT(logLinesOf([&] { EXPECT_EQ(select(), EResultCode::Failure); }),
+                    ElementsAre(AllOf(StartsWith("error   TzPlugin tzplugin:424: Could not read timezone: "),
+                                      EndsWith(": Permission denied"))));
+        EXPECT_EQ(m_oPlugin.deleteAll(this, c_sTable), EResultCode::Failure);
+    };
+    expectRefused();
+    EXPECT_EQ(readFile(sSecret), "secret\n");
+
+    std::filesystem::remove(sPlace);
+    m_oRoot.write("/tmp/TZ", c_sBerlin);
+    ::lchown(sPlace.c_str(), c_iOther, c_iOther);
+    expectRefused();
+    EXPECT_EQ(readFile(sPlace), c_sBerlin);
 }
