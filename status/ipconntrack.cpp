@@ -221,7 +221,7 @@ EResultCode IpConntrack::refresh()
     }
     const auto pReading = std::move(m_pReading);
     if (eState == ConnectionReading::EState::Failed) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "Could not open file: %s", m_sPath.c_str());
+        ZEL_Sysloglevel_error(m_iModule, hereWithExtension(), "Could not open file: %s", m_sPath.c_str());
         return EResultCode::Failure;
     }
     m_pList = pReading->takeList();

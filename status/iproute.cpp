@@ -38,7 +38,7 @@ void IPRoute::init()
     m_oTool.beginAtStart();
     for (auto& oFamily : m_aFamilies) {
         if (!read(oFamily)) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "%s", oFamily.m_pInitError);
+            ZEL_Sysloglevel_error(m_iModule, hereWithExtension(), "%s", oFamily.m_pInitError);
         }
     }
 }
@@ -144,7 +144,7 @@ bool IPRoute::read(Family& a_oFamily)
     });
     a_oFamily.m_bChanged = a_oFamily.m_bChanged || iResult == c_iExecuteTimedOut;
     if (iResult != 0) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "ZEL_Execute_Command failed with %d", iResult);
+        ZEL_Sysloglevel_error(m_iModule, hereWithExtension(), "ZEL_Execute_Command failed with %d", iResult);
         return false;
     }
     const auto oElements = parseRoutes(sOutput);
@@ -153,13 +153,13 @@ bool IPRoute::read(Family& a_oFamily)
     }
     for (const auto& oElement : *oElements) {
         if (const auto* pUnexpected = std::get_if<UnexpectedJson>(&oElement)) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "Unexpected data format. JSON type:%d",
+            ZEL_Sysloglevel_error(m_iModule, hereWithExtension(), "Unexpected data format. JSON type:%d",
                                   pUnexpected->m_iType);
             continue;
         }
         const auto& oRoute = std::get<RouteEntry>(oElement);
-        ZEL_Sysloglevel_debug(m_iModule, here(), "Id:%d, Dest:%s, Gw:%s, Dev:%s , Metric:%d", oRoute.m_iId,
-                              oRoute.m_sDestination.c_str(), oRoute.m_sGateway.c_str(),
+        ZEL_Sysloglevel_debug(m_iModule, hereWithExtension(), "Id:%d, Dest:%s, Gw:%s, Dev:%s , Metric:%d",
+                              oRoute.m_iId, oRoute.m_sDestination.c_str(), oRoute.m_sGateway.c_str(),
                               oRoute.m_sInterface.c_str(), oRoute.m_iMetric);
         if (!oRoute.m_sDestination.empty()) {
             a_oFamily.m_lRoutes.push_back(oRoute);

@@ -100,7 +100,7 @@ void WlanScan::retrieveOwn(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint)
                         ConvertApiEnumToWifiModeString(static_cast<std::uint32_t>(iMode)), 1},
                        iSeen);
     } else if (warn(a_iAccessPoint, "Could not get own AP data!Skip!")) {
-        ZEL_Sysloglevel_info(m_iModule, here(),
+        ZEL_Sysloglevel_info(m_iModule, hereWithExtension(),
                              "Retrieved AP%d data: SSID: '%s', MAC: '%s', CH: %d, CH2: %d, Mode: %d",
                              a_iAccessPoint, oSsid.value_or("(null)").c_str(),
                              oMac.value_or("(null)").c_str(), iChannel, iChannel2, iMode);

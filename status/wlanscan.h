@@ -40,7 +40,7 @@ private:
     bool activate(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint);
     void retrieveOwn(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint);
     void retrieveScanned(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint);
-    bool warn(int a_iAccessPoint, const std::string& a_sText, SourceTag a_oSource = here());
+    bool warn(int a_iAccessPoint, const std::string& a_sText, SourceTag a_oSource = hereWithExtension());
 
     const WallClock m_oNow;
     const int m_iModule;

@@ -14,7 +14,7 @@ constinit std::atomic<IAssertHook*> s_pHook{nullptr};
 std::string describe(const char* a_pExpression, SourceTag a_oSource)
 {
     std::string sText = a_pExpression;
-    sText.append(" (").append(stem(a_oSource)).append(":");
+    sText.append(" (").append(shownName(a_oSource)).append(":");
     return sText.append(std::to_string(a_oSource.m_iLine)).append(")");
 }
 

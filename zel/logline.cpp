@@ -248,11 +248,11 @@ void flush(bool a_bSyslog, LogLimit::Clock::time_point a_oNow, std::chrono::mill
 
 LogHead::LogHead(bool a_bSyslog, std::string_view a_sModule, SourceTag a_oSource)
 {
-    const std::string_view sStem = stem(a_oSource);
+    const std::string_view sName = shownName(a_oSource);
     const int iSize =
         std::snprintf(m_aText.data(), m_aText.size(),
                       a_bSyslog ? "[%.*s] %.*s:%u: " : "%.*s %.*s:%u: ", static_cast<int>(a_sModule.size()),
-                      a_sModule.data(), static_cast<int>(sStem.size()), sStem.data(), a_oSource.m_iLine);
+                      a_sModule.data(), static_cast<int>(sName.size()), sName.data(), a_oSource.m_iLine);
     m_iSize = std::min(static_cast<std::size_t>(std::max(iSize, 0)), m_aText.size() - 1);
 }
 

@@ -12,8 +12,9 @@ namespace zel {
 
 struct SourceTag
 {
-    const char* m_pName; // source name, with or without directory and extension; the logger shows the stem
+    const char* m_pName; // source name, with or without directory and extension
     unsigned m_iLine;
+    bool m_bExtension = false; // shown as well
 
     /// Of tags made at the same place.
     bool operator==(const SourceTag&) const = default;
@@ -25,12 +26,19 @@ constexpr SourceTag here(std::source_location a_oWhere = std::source_location::c
     return {a_oWhere.file_name(), static_cast<unsigned>(a_oWhere.line())};
 }
 
-/// The source's name without directory and extension; it lives as long as the tag's name.
-constexpr std::string_view stem(SourceTag a_oSource)
+/// The same, shown as "iproute.cpp", as the readers of these lines know it.
+constexpr SourceTag hereWithExtension(std::source_location a_oWhere = std::source_location::current())
+{
+    return {a_oWhere.file_name(), static_cast<unsigned>(a_oWhere.line()), true};
+}
+
+/// The source's name as the log shows it, without directory and as a rule without extension; it lives as long
+/// as the tag's name.
+constexpr std::string_view shownName(SourceTag a_oSource)
 {
     std::string_view sName = a_oSource.m_pName;
     sName.remove_prefix(sName.rfind('/') + 1);
-    return sName.substr(0, sName.rfind('.'));
+    return a_oSource.m_bExtension ? sName : sName.substr(0, sName.rfind('.'));
 }
 
 } // namespace zel

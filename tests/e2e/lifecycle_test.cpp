@@ -274,7 +274,7 @@ TEST_F(Lifecycle, LinesToTheJournalCarryTheirPriorityAndNoTimeOfTheirOwn)
     for (std::string sLine; std::getline(oLog, sLine);) {
         lLines.push_back(sLine);
     }
-    EXPECT_THAT(lLines, Each(testing::MatchesRegex("<[0-7]>[A-Za-z]+ [a-z]+:[0-9]+: .*")));
+    EXPECT_THAT(lLines, Each(testing::MatchesRegex("<[0-7]>[A-Za-z]+ [a-z.]+:[0-9]+: .*")));
     EXPECT_THAT(lLines, Contains("<6>ledgerd main:512: run: started and running"));
     EXPECT_THAT(lLines, Contains(StartsWith("<3>Iface ")));
 

@@ -6,6 +6,8 @@
 #include "tests/unit/systema/recordingplugin.h"
 #include "tests/unit/zel/tempdir.h"
 
+#include <gmock/gmock.h>
+
 #include <fstream>
 #include <malloc.h>
 #include <unistd.h>
@@ -160,6 +162,8 @@ TEST_F(IpConntrackTest, AListThatCannotBeReadFailsEveryRequestUntilItCan)
                   EXPECT_EQ(m_oRead.find("id", "1"), "code 1");
               }),
               sLine + sLine + sLine);
+    EXPECT_THAT(logLinesOf([&] { m_oRead.count(); }),
+                testing::Each(testing::StartsWith("error   IpConn ipconntrack.cpp:")));
     writeFile(m_sPath, c_sStream);
     EXPECT_EQ(m_oRead.count(), "1");
 }

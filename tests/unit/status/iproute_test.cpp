@@ -4,7 +4,11 @@
 #include "tests/unit/status/fakeip.h"
 #include "tests/unit/status/tablereader.h"
 
+#include <gmock/gmock.h>
+
 using systema::NameList;
+using testing::Each;
+using testing::StartsWith;
 
 namespace {
 
@@ -90,4 +94,10 @@ TEST_F(IPRoute, AToolThatHangsIsKilledAndLeftAloneForAWhile)
     EXPECT_EQ(m_oIp.takeRuns(), "");
     m_oNow += std::chrono::seconds(1);
     EXPECT_EQ(m_oIPv4.update(), (NameList{c_sIPv4, c_sIPv6}));
+}
+
+TEST_F(IPRoute, LinesNameTheSourceFileWithItsExtension)
+{
+    m_oIp.behaves("exit 3");
+    EXPECT_THAT(logLinesOf([&] { m_oRoutes.init(); }), Each(StartsWith("error   IPROUTE iproute.cpp:")));
 }

@@ -4,6 +4,10 @@
 #include "tests/unit/device/systemroot.h"
 #include "tests/unit/status/tablereader.h"
 
+#include <gmock/gmock.h>
+
+using testing::Each;
+using testing::HasSubstr;
 using tests::row;
 
 namespace {
@@ -152,4 +156,10 @@ TEST_F(WlanScan, EveryRequestScansUnlessTheClockIsBeforeTheLastScan)
     }
     m_iNow = 1000;
     EXPECT_EQ(ssid(), "third");
+}
+
+TEST_F(WlanScan, LinesNameTheSourceFileWithItsExtension)
+{
+    radioHas("{}");
+    EXPECT_THAT(logLinesOf([&] { m_oRead.count(); }), Each(HasSubstr(" WlanScan wlanscan.cpp:")));
 }
