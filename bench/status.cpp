@@ -97,7 +97,7 @@ private:
     std::optional<systema::SqlitePlugin> m_oStored;
     std::time_t m_iNow = 0;
     zel::SystemBus m_oBus;
-    zel::StatusInfoPlugin m_oPlugin{{}, m_oBus, nullptr, [this] { return m_iNow; }};
+    zel::StatusInfoPlugin m_oPlugin{{}, m_oBus, false, nullptr, [this] { return m_iNow; }};
 };
 
 // -------------------------------------------------------------------------------------------------------------

@@ -240,7 +240,7 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
     Part<zel::SystemBus> oBus("system bus");
 
     PluginPart<zel::StatusInfoPlugin> oStatusInfo("status information", a_oOptions.m_lMapFiles, *oBus,
-                                                  &*oLogPlugin);
+                                                  a_oOptions.m_bVerbose, &*oLogPlugin);
     oServerEvents->on(ServerEvents::Shutdown, [&] {
         oStatusInfo->shutdown();
         oBus->close();

@@ -29,7 +29,7 @@ constexpr unsigned c_iLeaseLimit = 100;
 
 } // namespace
 
-StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, SystemBus& a_oBus,
+StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, SystemBus& a_oBus, bool,
                                    configmanager::serverlib::ILogger* a_pLogger, WallClock a_oNow)
     : m_iModule(ZEL_Sysloglevel_registerModul("StatusInfo")),
       m_oNow(std::move(a_oNow)),
@@ -64,7 +64,7 @@ StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, Sys
     // IPTV streams
     add(std::make_unique<Firewall>(oDispatcher));
     add(std::make_unique<PppStatus>(m_oPppHelper, systemPath("/etc/ppp/peers/"), oDispatcher, m_oNow));
-    // switch ports
+    // switch ports, with the flag
     add(std::make_unique<IpConntrack>(oDispatcher, oDispatcher, m_oNow));
     auto pFiles = std::make_unique<FilePlugin>();
     for (const auto& sFile : a_lFiles) {

@@ -39,9 +39,10 @@ public:
     /// Seconds between two updates.
     static constexpr std::time_t c_iUpdateSeconds = 2;
 
-    /// Makes every sub-plugin, and a table of each of the files. The bus and the logger must outlive it.
+    /// Makes every sub-plugin, and a table of each of the files. The bus and the logger must outlive it. The
+    /// flag is for the switch ports, which a board may add.
     StatusInfoPlugin(
-        const std::vector<std::string>& a_lFiles, SystemBus& a_oBus,
+        const std::vector<std::string>& a_lFiles, SystemBus& a_oBus, bool a_bSwitchPorts,
         configmanager::serverlib::ILogger* a_pLogger, WallClock a_oNow = [] { return std::time(nullptr); });
     ~StatusInfoPlugin() override;
     StatusInfoPlugin(const StatusInfoPlugin&) = delete;

@@ -97,7 +97,7 @@ protected:
     NameList m_lChanged;
     std::time_t m_iNow = 1000;
     std::unique_ptr<StatusInfoPlugin> m_pPlugin = std::make_unique<StatusInfoPlugin>(
-        std::vector<std::string>{}, m_oBus, nullptr, [this] { return m_iNow; });
+        std::vector<std::string>{}, m_oBus, false, nullptr, [this] { return m_iNow; });
 };
 
 } // namespace
