@@ -346,7 +346,9 @@ TEST_F(SystemBus, NeighboursAreQueuedUpToABound)
     for (std::size_t i = 0; i <= zel::NeighbourDBusProxy::c_iMostQueued; ++i) {
         emit("NewIPv4Neighbour", std::to_string(i));
     }
-    deliver();
+    m_oService->emit("LinkStatusChange", {"eth0", "true"});
+    EXPECT_EQ(deliver(), (Signals{"1: LinkStatusChange eth0 1", "2: LinkStatusChange eth0 1"}))
+        << "all the same";
     const auto lQueue = m_oNeighbour.take();
     ASSERT_EQ(lQueue.size(), zel::NeighbourDBusProxy::c_iMostQueued);
     EXPECT_EQ(lQueue.front().macAddress(), "1");
