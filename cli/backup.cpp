@@ -1,15 +1,14 @@
 #include "cli/commands.h"
 #include "cli/control.h"
 #include "cli/dumpwatch.h"
+#include "cli/newfile.h"
 #include "restore/dumpcheck.h"
 #include "storage/databasefiles.h"
 #include "zel/execute.h"
 #include "zel/systempath.h"
-#include "zel/uniquefd.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -89,45 +88,6 @@ private:
     bool m_bMade;
 };
 
-/// A file under a name of its own, beside the one that it becomes.
-class NewFile
-{
-public:
-    explicit NewFile(const std::string& a_sTarget)
-        : m_sTarget(a_sTarget),
-          m_sPath(a_sTarget + ".XXXXXX"),
-          m_oFile(::mkstemp(m_sPath.data()))
-    {
-    }
-    ~NewFile()
-    {
-        if (m_oFile) {
-            ::unlink(m_sPath.c_str());
-        }
-    }
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
-
-    /// False, with errno, when it could not be made.
-    bool ok() const { return static_cast<bool>(m_oFile); }
-    const std::string& path() const { return m_sPath; }
-    /// Puts it in the place of the target. False, with errno, when that fails.
-    bool finish()
-    {
-        const bool bDone =
-            ::fsync(m_oFile.get()) == 0 && std::rename(m_sPath.c_str(), m_sTarget.c_str()) == 0;
-        if (bDone) {
-            m_oFile.reset();
-        }
-        return bDone;
-    }
-
-private:
-    const std::string m_sTarget;
-    std::string m_sPath;
-    zel::UniqueFd m_oFile;
-};
-
 Outcome copyDumps(const std::string& a_sFrom, const std::string& a_sTo)
 {
     for (const std::string& sName : dumpNames()) {
@@ -192,9 +152,7 @@ Outcome runBackup(Session& a_oSession, const Arguments& a_oArguments)
 {
     const std::string& sFile = a_oArguments.m_sFile;
     const std::string& sDumps = a_oArguments.m_sDumpDirectory;
-    std::error_code oError;
-    if (const auto oStatus = fs::symlink_status(sFile, oError);
-        fs::exists(oStatus) && !fs::is_regular_file(oStatus)) {
+    if (!NewFile::isReplaceable(sFile)) {
         return Outcome::usage(sFile + " is not a regular file");
     }
     DumpWatch oWatch(sDumps, dumpNames());

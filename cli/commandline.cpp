@@ -137,6 +137,10 @@ void declareWrites(CLI::App& a_oApp, Arguments& a_oArguments)
 void declareExport(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     a_oApp.add_option("TABLE", a_oArguments.m_lNames, "the tables to export, all stored ones by default");
+    a_oApp
+        .add_option("-o,--output", a_oArguments.m_sOutput,
+                    "the file to write, for its owner alone; standard output by default")
+        ->type_name("FILE");
 }
 
 void declareFifo(CLI::App& a_oApp, Arguments& a_oArguments)

@@ -2,13 +2,19 @@
 #include "cli/commands.h"
 #include "cli/importplan.h"
 #include "cli/input.h"
+#include "cli/newfile.h"
 #include "cli/progressbar.h"
 #include "cli/utf8.h"
 #include "cli/writebatch.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
 #include <ranges>
 #include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <variant>
 
 namespace systema::cli {
@@ -99,10 +105,35 @@ void writeTable(std::ostream& a_oStream, const std::string& a_sTable, const Tabl
     a_oStream << "\n  ]\n }";
 }
 
+/// The shell makes the file of a redirection as readable as any. It is empty so far.
+void protectStandardOutput()
+{
+    struct stat oStatus
+    {
+    };
+    if (::fstat(STDOUT_FILENO, &oStatus) == 0 && S_ISREG(oStatus.st_mode) && oStatus.st_uid == ::geteuid()) {
+        ::fchmod(STDOUT_FILENO, S_IRUSR | S_IWUSR);
+    }
+}
+
+Outcome writeFile(const std::string& a_sFile, std::string_view a_sText)
+{
+    NewFile oFile(a_sFile);
+    if (oFile.ok() && oFile.write(a_sText) && oFile.finish()) {
+        return {};
+    }
+    return client::Status::refused(EResultCode::Failure,
+                                   "cannot write " + a_sFile + ": " + std::strerror(errno));
+}
+
 } // namespace
 
 Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
 {
+    const std::string& sFile = a_oArguments.m_sOutput;
+    if (!NewFile::isReplaceable(sFile)) {
+        return Outcome::usage(sFile + " is not a regular file");
+    }
     auto& oConnection = a_oSession.m_oConnection;
     NameList lTables(a_oArguments.m_lNames);
     if (lTables.empty()) {
@@ -128,7 +159,14 @@ Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
         }
         oJson << (lTables.empty() ? "{" : "") << "\n}\n";
     }
-    a_oSession.m_oPrinter.stream() << oJson.view();
+    if (!sFile.empty()) {
+        return writeFile(sFile, oJson.view());
+    }
+    std::ostream& oOutput = a_oSession.m_oPrinter.stream();
+    if (&oOutput == &std::cout) {
+        protectStandardOutput();
+    }
+    oOutput << oJson.view();
     return {};
 }
 

@@ -39,7 +39,7 @@ _ledgerctl() {
             continue
         fi
         case $word in
-            -s | --socket | -t | --timeout | --row | --key | --wait | -f | --fifo | -x | --dump-path) option=$word ;;
+            -s | --socket | -t | --timeout | --row | --key | --wait | -f | --fifo | -o | --output | -x | --dump-path) option=$word ;;
             = | -*) ;;
             *)
                 if [[ ${COMP_WORDS[i - 1]} == = ]]; then
@@ -57,7 +57,7 @@ _ledgerctl() {
     fi
 
     case $previous in
-        -s | --socket | -f | --fifo | -x | --dump-path)
+        -s | --socket | -f | --fifo | -o | --output | -x | --dump-path)
             compopt -o filenames
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
             return
@@ -80,6 +80,7 @@ _ledgerctl() {
             watch) words+=' --rows' ;;
             batch | import) words+=' --wait' ;;
             ctl) words+=' -f --fifo -a -p' ;;
+            export) words+=' -o --output' ;;
             backup) words+=' -f --fifo -x --dump-path' ;;
         esac
     elif [[ -z $command ]]; then

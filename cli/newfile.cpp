@@ -1,0 +1,56 @@
+#include "cli/newfile.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace systema::cli {
+
+NewFile::NewFile(const std::string& a_sTarget)
+    : m_sTarget(a_sTarget),
+      m_sPath(a_sTarget + ".XXXXXX"),
+      m_oFile(::mkstemp(m_sPath.data()))
+{
+}
+
+NewFile::~NewFile()
+{
+    if (m_oFile) {
+        ::unlink(m_sPath.c_str());
+    }
+}
+
+bool NewFile::isReplaceable(const std::string& a_sTarget)
+{
+    std::error_code oIgnored;
+    const auto oStatus = fs::symlink_status(a_sTarget, oIgnored);
+    return !fs::exists(oStatus) || fs::is_regular_file(oStatus);
+}
+
+bool NewFile::write(std::string_view a_sText)
+{
+    while (!a_sText.empty()) {
+        const ssize_t iWritten = ::write(m_oFile.get(), a_sText.data(), a_sText.size());
+        if (iWritten < 0 && errno != EINTR) {
+            return false;
+        }
+        a_sText.remove_prefix(iWritten > 0 ? static_cast<std::size_t>(iWritten) : 0);
+    }
+    return true;
+}
+
+bool NewFile::finish()
+{
+    const bool bDone = ::fsync(m_oFile.get()) == 0 && std::rename(m_sPath.c_str(), m_sTarget.c_str()) == 0;
+    if (bDone) {
+        m_oFile.reset();
+    }
+    return bDone;
+}
+
+} // namespace systema::cli
