@@ -18,6 +18,8 @@ struct Limits
 
     /// Of SQLite: a database in the old and in the new schema.
     std::uint64_t memory() const { return 2 * m_iDatabase; }
+    /// Of the text of a database: rows of a few bytes take ten times their room.
+    std::uint64_t dump() const { return 10 * m_iDatabase; }
     std::chrono::seconds time(std::uint64_t a_iTextSize) const;
 };
 

@@ -39,14 +39,25 @@ void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings, std::vect
                  "the saved generations");
     addDirectory(a_oApp, "--factory-directory", a_oSettings.m_sFactoryDirectory, "/usr/share/ledgerd/factory",
                  "what the device comes with, and its migrations");
-    a_oApp.add_flag("--keep", a_oSettings.m_bKeep, "leave databases alone that are sound and current")
-        ->configurable(false);
-    a_oApp.add_option("--check", a_lChecked, "report those of these dumps that a boot could not load")
-        ->type_name("FILE...")
-        ->configurable(false);
+    auto* pKeep =
+        a_oApp.add_flag("--keep", a_oSettings.m_bKeep, "leave databases alone that are sound and current")
+            ->configurable(false);
+    auto* pCheck =
+        a_oApp.add_option("--check", a_lChecked, "report those of these dumps that a boot could not load")
+            ->type_name("FILE...")
+            ->configurable(false);
+    a_oApp
+        .add_option("--from", a_oSettings.m_sBackup,
+                    "store this file of ledgerctl backup as the next generation, and restore that")
+        ->type_name("FILE")
+        ->check(CLI::ExistingFile)
+        ->configurable(false)
+        ->excludes(pKeep)
+        ->excludes(pCheck);
     a_oApp.footer(
         "Prints where each database came from. Exit status: 0 all are as saved last, or never saved;\n"
-        "1 one had to fall back; 2 one is in use or could not be made; 64 wrong usage.\n"
+        "1 one had to fall back; 2 one is in use or could not be made; 3 the file of --from will not do or\n"
+        "cannot be stored, and nothing has changed; 64 wrong usage.\n"
         "With --check a line for each bad dump. Exit status: 0 all are good; 1 one is bad; 2 the machine "
         "could not\n"
         "check one.");

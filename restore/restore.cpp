@@ -1,5 +1,6 @@
 #include "restore/restore.h"
 
+#include "restore/backup.h"
 #include "restore/databaserestore.h"
 #include "restore/dumpcheck.h"
 #include "storage/directorylock.h"
@@ -7,22 +8,15 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <ostream>
+#include <system_error>
 
 namespace fs = std::filesystem;
 
 namespace zel::cfg {
 
 namespace {
-
-constexpr fs::perms c_eDirectoryMode{0700}; // who can open it can lock it
-
-void makeDirectory(const std::string& a_sDirectory)
-{
-    if (fs::create_directories(a_sDirectory)) {
-        fs::permissions(a_sDirectory, c_eDirectoryMode);
-    }
-}
 
 /// Throws systema::SqliteError with what is wrong.
 void checkDump(const RestoreSettings& a_oSettings, const Migrations& a_oMigrations,
@@ -37,6 +31,26 @@ void checkDump(const RestoreSettings& a_oSettings, const Migrations& a_oMigratio
     checkLoads(a_sFile, a_oSettings.m_oLimits);
 }
 
+/// False when the backup is of no use or could not be stored, which is logged.
+bool takeBackup(const RestoreSettings& a_oSettings, const Migrations& a_oMigrations, std::ostream& a_oReport,
+                int a_iModule)
+{
+    const std::string& sBackup = a_oSettings.m_sBackup;
+    try {
+        const auto iNumber = storeBackup(
+            sBackup, a_oSettings.m_sStoreDirectory, a_oSettings.m_oLimits,
+            [&](const std::string& a_sDump) { checkDump(a_oSettings, a_oMigrations, a_sDump, a_iModule); });
+        a_oReport << sBackup << ": stored as generation " << iNumber << std::endl;
+    } catch (const std::exception& oError) {
+        ZEL_Sysloglevel_error(a_iModule, zel::here(), "%s is not restored, nothing has changed: %s",
+                              sBackup.c_str(), oError.what());
+        return false;
+    }
+    // A board may keep its settings elsewhere than in this store: the daemon has them saved once more.
+    std::ofstream(a_oSettings.m_sDatabaseDirectory + "/" + systema::c_pUnsavedMark);
+    return true;
+}
+
 } // namespace
 
 ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_oReport)
@@ -44,8 +58,12 @@ ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_o
     const int iModule = ZEL_Sysloglevel_registerModul("ledger-restore");
     ERestored eWorst = ERestored::Current;
     try {
-        makeDirectory(a_oSettings.m_sDatabaseDirectory);
+        makePrivateDirectory(a_oSettings.m_sDatabaseDirectory); // who can open it can lock it
         const systema::DirectoryLock oLock(a_oSettings.m_sDatabaseDirectory);
+        const Migrations oMigrations(a_oSettings.m_sFactoryDirectory + "/migrations", iModule);
+        if (!a_oSettings.m_sBackup.empty() && !takeBackup(a_oSettings, oMigrations, a_oReport, iModule)) {
+            return ERestored::Refused;
+        }
         std::vector<Generation> lGenerations;
         try {
             lGenerations = findGenerations(a_oSettings.m_sStoreDirectory);
@@ -53,7 +71,6 @@ ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_o
             ZEL_Sysloglevel_error(iModule, zel::here(), "%s", oError.what());
             eWorst = ERestored::FellBack;
         }
-        const Migrations oMigrations(a_oSettings.m_sFactoryDirectory + "/migrations", iModule);
         for (const auto& oFile : systema::c_aDatabaseFiles) {
             DatabaseRestore oDatabase(oFile, a_oSettings, lGenerations, oMigrations, iModule);
             eWorst = std::max(eWorst, oDatabase.run());
@@ -61,6 +78,11 @@ ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_o
                 a_oReport << oFile.m_pName << ": " << oDatabase.getSource() << std::endl;
             }
         }
+    } catch (const std::system_error& oError) {
+        const bool bInUse = oError.code() == std::errc::operation_would_block;
+        ZEL_Sysloglevel_error(iModule, zel::here(), "%s%s", oError.what(),
+                              bInUse ? ": ledgerd must be stopped first" : "");
+        eWorst = ERestored::Failed;
     } catch (const std::exception& oError) {
         ZEL_Sysloglevel_error(iModule, zel::here(), "%s", oError.what());
         eWorst = ERestored::Failed;

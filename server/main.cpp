@@ -209,7 +209,8 @@ private:
 class UnsavedMark
 {
 public:
-    explicit UnsavedMark(const std::string& a_sDirectory) : m_sFile(a_sDirectory + "/unsaved")
+    explicit UnsavedMark(const std::string& a_sDirectory)
+        : m_sFile(a_sDirectory + "/" + systema::c_pUnsavedMark)
     {
         m_bFound = ::access(m_sFile.c_str(), F_OK) == 0;
         if (!zel::UniqueFd(::open(m_sFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR))) {

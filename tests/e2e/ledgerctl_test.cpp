@@ -271,23 +271,6 @@ TEST_F(Ledgerctl, ImportOfWhatIsNoExportChangesNothing)
     EXPECT_EQ(sBefore, exported());
 }
 
-TEST_F(Ledgerctl, BackupIsAGenerationOfWhatIsStoredNow)
-{
-    const std::string sFile = m_oSandbox.path("it's a backup.tgz");
-    writeFile(sFile, "older");
-    expectOutput({"set", "Item", "--key", "Id=1", "Note=just changed"}, "");
-    expectOutput({"backup", sFile}, "");
-    EXPECT_EQ(fs::perms(0600), fs::status(sFile).permissions());
-
-    const std::string sGeneration = m_oSandbox.path("store/generation.1");
-    fs::create_directories(sGeneration);
-    EXPECT_EQ(0, run("/bin/tar", {{"-C", sGeneration, "-xzf", sFile}}).m_iStatus);
-    EXPECT_THAT(readFile(sGeneration + "/persistent-common.db.sql"), HasSubstr("'just changed'"));
-    const auto oCheck = ledgerctl({"restore-check", m_oSandbox.path("store")});
-    EXPECT_EQ(0, oCheck.m_iStatus);
-    EXPECT_EQ(7, std::ranges::count(oCheck.m_sOutput, '\n')) << oCheck.m_sOutput;
-}
-
 TEST_F(Ledgerctl, BackupTellsOfTheTransactionThatTheDumpsWaitFor)
 {
     const std::string sFile = m_oSandbox.path("backup.tar");

@@ -1,0 +1,116 @@
+#include "restore/backup.h"
+
+#include "restore/backuparchive.h"
+#include "restore/generations.h"
+#include "restore/saveclaim.h"
+#include "zel/uniquefd.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace zel::cfg {
+
+namespace {
+
+constexpr std::uint64_t c_iHighestNumber = 999'999'999'999'999'999; // see findGenerations()
+
+void syncDirectory(const std::string& a_sDirectory)
+{
+    const UniqueFd oDirectory(::open(a_sDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!oDirectory || ::fsync(oDirectory.get()) != 0) {
+        throw std::system_error(errno, std::generic_category(), a_sDirectory);
+    }
+}
+
+/// The directory of a generation that is not complete yet, as the save command makes it. Removed with its
+/// object.
+class NewGeneration
+{
+public:
+    explicit NewGeneration(const std::string& a_sStore) : m_sStore(a_sStore), m_sDirectory(a_sStore + "/new")
+    {
+        fs::remove_all(m_sDirectory); // of one that was killed
+        makePrivateDirectory(m_sDirectory);
+    }
+    ~NewGeneration()
+    {
+        std::error_code oIgnored;
+        fs::remove_all(m_sDirectory, oIgnored);
+    }
+    NewGeneration(const NewGeneration&) = delete;
+    NewGeneration& operator=(const NewGeneration&) = delete;
+
+    const std::string& directory() const { return m_sDirectory; }
+
+    /// Makes it the current generation, whose number it returns.
+    std::uint64_t finish() const
+    {
+        syncDirectory(m_sDirectory);
+        const auto lGenerations = findGenerations(m_sStore);
+        std::uint64_t iNumber = lGenerations.empty() ? 1 : lGenerations.front().m_iNumber + 1;
+        while (fs::exists(fs::symlink_status(nameOf(iNumber)))) { // no directory
+            ++iNumber;
+        }
+        if (iNumber > c_iHighestNumber) {
+            throw std::runtime_error("there is no number left for a generation in " + m_sStore);
+        }
+        fs::rename(m_sDirectory, nameOf(iNumber));
+        syncDirectory(m_sStore);
+        syncDirectory(m_sStore + "/..");
+        return iNumber;
+    }
+
+private:
+    std::string nameOf(std::uint64_t a_iNumber) const
+    {
+        return m_sStore + "/generation." + std::to_string(a_iNumber);
+    }
+
+    const std::string m_sStore;
+    const std::string m_sDirectory;
+};
+
+void requireSpace(const std::string& a_sStore, std::uint64_t a_iSize)
+{
+    if (const auto iFree = fs::space(a_sStore).available; a_iSize > iFree) {
+        throw std::runtime_error("takes " + std::to_string(a_iSize / 1024) + " KiB, and " + a_sStore +
+                                 " has room for " + std::to_string(iFree / 1024));
+    }
+}
+
+} // namespace
+
+std::uint64_t storeBackup(const std::string& a_sFile, const std::string& a_sStore, const Limits& a_oLimits,
+                          const std::function<void(const std::string&)>& a_oCheck)
+{
+    const BackupArchive oArchive(a_sFile, a_oLimits);
+    makePrivateDirectory(a_sStore);
+    const SaveClaim oClaim;
+    oClaim.requireAlone();
+    const NewGeneration oNew(a_sStore);
+    requireSpace(a_sStore, oArchive.size());
+    oArchive.unpack(oNew.directory());
+    for (const auto& oDump : fs::directory_iterator(oNew.directory())) {
+        try {
+            a_oCheck(oDump.path());
+        } catch (const std::runtime_error& oError) {
+            throw std::runtime_error(oDump.path().filename().string() + ": " + oError.what());
+        }
+    }
+    return oNew.finish();
+}
+
+void makePrivateDirectory(const std::string& a_sDirectory)
+{
+    if (fs::create_directories(a_sDirectory)) {
+        fs::permissions(a_sDirectory, fs::perms::owner_all);
+    }
+}
+
+} // namespace zel::cfg

@@ -1,0 +1,191 @@
+#include "restore/backuparchive.h"
+
+#include "storage/databasefiles.h"
+#include "zel/execute.h"
+#include "zel/lines.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <fcntl.h>
+#include <iterator>
+#include <numeric>
+#include <sstream>
+#include <stdexcept>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace zel::cfg {
+
+namespace {
+
+constexpr std::array<unsigned char, 2> c_aZipped = {0x1f, 0x8b};
+constexpr std::size_t c_iLineSize = 1024;
+constexpr std::size_t c_iLongestShown = 120;
+constexpr std::size_t c_iLeastWords = 6;  // of a line of the listing
+constexpr std::size_t c_iSizeFromEnd = 4; // size, date, time, name
+
+[[noreturn]] void throwError()
+{
+    throw std::runtime_error(std::strerror(errno));
+}
+
+std::string dumpOf(const systema::DatabaseFile& a_oFile)
+{
+    return std::string(a_oFile.m_pName) + ".sql";
+}
+
+bool isDump(const std::string& a_sName)
+{
+    return std::ranges::any_of(systema::c_aDatabaseFiles, [&](const systema::DatabaseFile& a_oFile) {
+        return a_oFile.m_bPersistent && a_sName == dumpOf(a_oFile);
+    });
+}
+
+/// A line of a listing as it may be logged.
+std::string shown(std::string a_sLine)
+{
+    std::ranges::replace_if(
+        a_sLine, [](char a_cByte) { return a_cByte < ' ' || a_cByte > '~'; }, '?');
+    return a_sLine.substr(0, c_iLongestShown);
+}
+
+/// What is wrong when tar has ended with this result.
+std::string faultOf(int a_iResult, const std::string& a_sComplaint)
+{
+    switch (a_iResult) {
+    case c_iExecuteFailed:
+        return "there is no tar to read it with";
+    case c_iExecuteTimedOut:
+        return "takes tar too long to read";
+    default:
+        return "not an archive that tar can read: " +
+               (a_sComplaint.empty() ? "status " + std::to_string(a_iResult) : shown(a_sComplaint));
+    }
+}
+
+} // namespace
+
+BackupArchive::BackupArchive(const std::string& a_sFile, const Limits& a_oLimits)
+    : m_oFile(::open(a_sFile.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
+{
+    struct stat oStatus
+    {
+    };
+    if (!m_oFile || ::fstat(m_oFile.get(), &oStatus) != 0) {
+        throwError();
+    }
+    if (!S_ISREG(oStatus.st_mode)) {
+        throw std::runtime_error("not a regular file");
+    }
+    std::array<unsigned char, 2> aBegin{};
+    if (::pread(m_oFile.get(), aBegin.data(), aBegin.size(), 0) < 0) {
+        throwError();
+    }
+    m_bZipped = aBegin == c_aZipped;
+
+    std::string sComplaint;
+    LineCutter oLines(c_iLineSize, [&](std::string_view a_sLine) {
+        if (a_sLine.starts_with("tar: ") || a_sLine.starts_with("gzip: ")) {
+            sComplaint = sComplaint.empty() ? a_sLine : sComplaint;
+        } else if (!a_sLine.empty()) {
+            add(std::string(a_sLine), a_oLimits);
+        }
+    });
+    const int iResult =
+        executeCommand(command("-tv") + " 2>&1", [&](std::string_view a_sText) { oLines.add(a_sText); });
+    if (iResult != 0 || !sComplaint.empty()) {
+        throw std::runtime_error(faultOf(iResult, sComplaint));
+    }
+    for (const auto& oFile : systema::c_aDatabaseFiles) {
+        if (oFile.m_bPersistent && !m_mDumps.contains(dumpOf(oFile))) {
+            throw std::runtime_error("holds no " + dumpOf(oFile));
+        }
+    }
+}
+
+/// The file is read by its descriptor, so that its name means nothing to the shell or to tar.
+std::string BackupArchive::command(const std::string& a_sAction) const
+{
+    return "LC_ALL=C tar " + a_sAction + (m_bZipped ? "z" : "") + "f - < /proc/" +
+           std::to_string(::getpid()) + "/fd/" + std::to_string(m_oFile.get());
+}
+
+/// A line like "-rw------- root/root 1234 2026-11-23 17:52 services.db.sql", whose owner may be any text.
+void BackupArchive::add(const std::string& a_sLine, const Limits& a_oLimits)
+{
+    std::istringstream oWords(a_sLine);
+    const std::vector<std::string> lWords(std::istream_iterator<std::string>(oWords), {});
+    if (a_sLine[0] != '-' || lWords.size() < c_iLeastWords || !isDump(lWords.back())) {
+        throw std::runtime_error("holds what is no dump of a database: " + shown(a_sLine));
+    }
+    const std::string& sName = lWords.back();
+    const std::string& sSize = lWords[lWords.size() - c_iSizeFromEnd];
+    std::uint64_t iSize = 0;
+    const char* const pEnd = sSize.data() + sSize.size();
+    const auto oRead = std::from_chars(sSize.data(), pEnd, iSize);
+    if (oRead.ec == std::errc::invalid_argument ||
+        oRead.ptr != pEnd) { // as with a link, "h -> services.db.sql"
+        throw std::runtime_error("holds what is no dump of a database: " + shown(a_sLine));
+    }
+    if (oRead.ec != std::errc() || iSize > a_oLimits.dump()) {
+        throw std::runtime_error(sName + " is larger than " + std::to_string(a_oLimits.dump() / c_iMiB) +
+                                 " MiB");
+    }
+    if (!m_mDumps.emplace(sName, iSize).second) {
+        throw std::runtime_error("holds " + sName + " twice");
+    }
+}
+
+std::uint64_t BackupArchive::size() const
+{
+    return std::accumulate(m_mDumps.begin(), m_mDumps.end(), std::uint64_t(0),
+                           [](std::uint64_t a_iSum, const auto& a_oDump) { return a_iSum + a_oDump.second; });
+}
+
+void BackupArchive::unpack(const std::string& a_sDirectory) const
+{
+    for (const auto& [sName, iSize] : m_mDumps) {
+        try {
+            unpack(sName, iSize, a_sDirectory + "/" + sName);
+        } catch (const std::runtime_error& oError) {
+            throw std::runtime_error(sName + ": " + oError.what());
+        }
+    }
+}
+
+void BackupArchive::unpack(const std::string& a_sName, std::uint64_t a_iSize,
+                           const std::string& a_sFile) const
+{
+    const UniqueFd oFile(::open(a_sFile.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!oFile) {
+        throwError();
+    }
+    std::uint64_t iWritten = 0;
+    const auto oWrite = [&](std::string_view a_sPiece) {
+        if (a_sPiece.size() > a_iSize - iWritten) {
+            throw std::runtime_error("longer than it is listed");
+        }
+        while (!a_sPiece.empty()) {
+            const ssize_t iPart = ::write(oFile.get(), a_sPiece.data(), a_sPiece.size());
+            if (iPart < 0) {
+                throwError();
+            }
+            a_sPiece.remove_prefix(static_cast<std::size_t>(iPart));
+            iWritten += static_cast<std::uint64_t>(iPart);
+        }
+    };
+    const int iResult = executeCommand(command("-xO") + " " + a_sName + " 2> /dev/null", oWrite);
+    if (iResult != 0 || iWritten != a_iSize) {
+        throw std::runtime_error(faultOf(iResult, {}));
+    }
+    if (::fsync(oFile.get()) != 0) {
+        throwError();
+    }
+}
+
+} // namespace zel::cfg

@@ -1,0 +1,41 @@
+// The file that `ledgerctl backup` makes, as somebody brings it: a tar archive of the dumps of the persistent
+// databases, zipped or not. Anything may stand in it.
+//
+// tar lists it, and hands over what each dump holds; it writes no file itself, so that no name, link or
+// device in the archive can have an effect. Owned by the restore, used on one thread. Every failure is a
+// std::runtime_error with what is wrong in one line without the file's name.
+#pragma once
+
+#include "restore/limits.h"
+#include "zel/uniquefd.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace zel::cfg {
+
+class BackupArchive
+{
+public:
+    /// Opens and lists it. Throws unless it holds each dump once, as a file of a bounded size, and nothing
+    /// else.
+    BackupArchive(const std::string& a_sFile, const Limits& a_oLimits);
+
+    /// The bytes of all dumps.
+    std::uint64_t size() const;
+    /// Makes the files of all dumps in an empty directory, for their owner alone, and has them on disk. Those
+    /// that were made are left after a failure.
+    void unpack(const std::string& a_sDirectory) const;
+
+private:
+    std::string command(const std::string& a_sAction) const;
+    void add(const std::string& a_sLine, const Limits& a_oLimits);
+    void unpack(const std::string& a_sName, std::uint64_t a_iSize, const std::string& a_sFile) const;
+
+    UniqueFd m_oFile;
+    bool m_bZipped = false;
+    std::map<std::string, std::uint64_t> m_mDumps; // names and sizes
+};
+
+} // namespace zel::cfg
