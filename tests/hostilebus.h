@@ -190,4 +190,9 @@ inline std::string nameOf(HostileBus::EUpTo a_eUpTo)
     return aNames.at(static_cast<std::size_t>(a_eUpTo));
 }
 
+inline void PrintTo(HostileBus::EUpTo a_eUpTo, std::ostream* a_pStream)
+{
+    *a_pStream << nameOf(a_eUpTo);
+}
+
 } // namespace tests

@@ -21,6 +21,11 @@ struct Shell
     std::string m_sTools;
 };
 
+void PrintTo(const Shell& a_oShell, std::ostream* a_pStream)
+{
+    *a_pStream << a_oShell.m_pName;
+}
+
 class SaveCommand : public testing::TestWithParam<Shell>
 {
 protected:

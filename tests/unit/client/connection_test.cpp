@@ -139,6 +139,11 @@ struct Lie
     std::function<void(FakeServer&)> m_oTell;
 };
 
+void PrintTo(const Lie& a_oLie, std::ostream* a_pStream)
+{
+    *a_pStream << a_oLie.m_pName;
+}
+
 class LyingServerTest : public ::testing::TestWithParam<Lie>
 {
 };
