@@ -47,7 +47,7 @@ bool takeBackup(const RestoreSettings& a_oSettings, const Migrations& a_oMigrati
         return false;
     }
     // A board may keep its settings elsewhere than in this store: the daemon has them saved once more.
-    std::ofstream(a_oSettings.m_sDatabaseDirectory + "/" + systema::c_pUnsavedMark);
+    const std::ofstream oMark(a_oSettings.m_sDatabaseDirectory + "/" + systema::c_pUnsavedMark);
     return true;
 }
 

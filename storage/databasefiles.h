@@ -18,7 +18,8 @@ inline constexpr DatabaseFile c_aDatabaseFiles[] = {
     {"services.db", false, true, true},          {"persistent-area.db", false, true, true},
 };
 
-/// Beside the databases while there may be changes that are not saved: a daemon that starts and finds it saves.
+/// Beside the databases while there may be changes that are not saved: a daemon that starts and finds it
+/// saves.
 inline constexpr const char* c_pUnsavedMark = "unsaved";
 
 } // namespace systema
