@@ -101,6 +101,7 @@ void SqliteConnection::open()
     if (m_bExclusive) {
         reserveJournal(m_pDatabase);
     }
+    m_oTouched.watch(m_pDatabase);
     guardDatabase(m_pDatabase);
     limitStatements(m_pDatabase);
     sqlite3_rollback_hook(m_pDatabase, onRollback, this);
@@ -172,6 +173,7 @@ void SqliteConnection::onRollback(void* a_pConnection)
 {
     // Without a transaction it is a failed statement alone that is undone, and what was read before holds.
     auto& oConnection = *static_cast<SqliteConnection*>(a_pConnection);
+    oConnection.m_oTouched.forget();
     if (sqlite3_get_autocommit(oConnection.m_pDatabase) == 0) {
         ++oConnection.m_iRollbacks;
     }

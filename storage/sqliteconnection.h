@@ -12,6 +12,7 @@
 
 #include "storage/sqltext.h"
 #include "storage/statementcache.h"
+#include "storage/touchedtables.h"
 #include "systema/lists.h"
 #include "systema/protocol.h"
 #include "zel/memory.h"
@@ -63,6 +64,10 @@ public:
     /// The file name.
     const std::string& getName() const { return m_sName; }
     SqliteState getState() const;
+    /// Replaces the list by the names of the tables that were changed over the connection since the last
+    /// call, and of the views that read them, and holds still. False when names are missing for want of
+    /// memory.
+    bool takeTouched(NameList& a_lTables) noexcept { return m_oTouched.take(a_lTables); }
 
     /// Runs a text of the program's own, never one with a part from outside. 0 to 8.
     EResultCode exec(const char* a_sql) const;
@@ -144,6 +149,7 @@ private:
     std::uint64_t m_iConnection = 0;
     std::uint64_t m_iRollbacks = 0;
     mutable StatementCache m_oStatements;
+    TouchedTables m_oTouched;
 };
 
 } // namespace systema

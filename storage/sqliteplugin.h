@@ -66,6 +66,7 @@ public:
                          const NameList& a_columns) override;
     bool usesTransactions() const override { return m_bUseTransactions; }
     bool hasLostTransaction() const override { return m_bBegun && !m_oDatabase.isInTransaction(); }
+    bool takeTouched(NameList& a_lTables) noexcept override { return m_oDatabase.takeTouched(a_lTables); }
 
 private:
     bool endsLost();

@@ -140,9 +140,9 @@ int SqliteStatement::readNumber()
     return sqlite3_column_int(get(), 0);
 }
 
-std::string SqliteStatement::readText()
+std::string SqliteStatement::readText(int a_iColumn)
 {
-    return textOf(sqlite3_column_value(get(), 0));
+    return textOf(sqlite3_column_value(get(), a_iColumn));
 }
 
 bool SqliteStatement::wasPreparedAgain()

@@ -138,7 +138,8 @@ void ConfigDispatcher::tick(NameList& a_changedTables)
             return EResultCode();
         });
         if (zel::countMemoryFailures() != iFailures) {
-            recordChanges(oPlugin); // the names of those that have changed may have been lost
+            // The names of those that have changed may have been lost.
+            forEachTable(oPlugin, [this](Table& a_oTable) { recordChange(a_oTable); });
         }
     }
     for (const auto& sTable : a_changedTables) {
@@ -237,9 +238,11 @@ EResultCode ConfigDispatcher::write(const void* a_handle, const std::string& a_s
             if (eResult == EResultCode::Success) {
                 recordWrite(a_handle, a_oTable);
             }
+            recordTouched(a_handle, pluginOf(a_oTable));
             return eResult;
         } catch (...) {
             recordWrite(a_handle, a_oTable); // it may have been done before memory was out
+            recordTouched(a_handle, pluginOf(a_oTable));
             throw;
         }
     });
@@ -572,6 +575,21 @@ void ConfigDispatcher::recordWrite(const void* a_handle, Table& a_oTable)
     }
 }
 
+void ConfigDispatcher::recordTouched(const void* a_handle, const Plugin& a_oPlugin)
+{
+    NameList lTouched;
+    const bool bComplete = a_oPlugin.m_pStored == nullptr || a_oPlugin.m_pStored->takeTouched(lTouched);
+    for (const auto& sTable : lTouched) {
+        Table* pTable = find(sTable);
+        if (pTable != nullptr && &pluginOf(*pTable) == &a_oPlugin) { // not another store's of that name
+            recordWrite(a_handle, *pTable);
+        }
+    }
+    if (!bComplete) {
+        forEachTable(a_oPlugin, [&](Table& a_oTable) { recordWrite(a_handle, a_oTable); });
+    }
+}
+
 void ConfigDispatcher::addChanged(Table& a_oTable)
 {
     if (!std::exchange(a_oTable.m_bChanged, true)) {
@@ -588,11 +606,12 @@ void ConfigDispatcher::recordChange(Table& a_oTable)
     }
 }
 
-void ConfigDispatcher::recordChanges(const Plugin& a_oPlugin)
+template<typename Action>
+void ConfigDispatcher::forEachTable(const Plugin& a_oPlugin, Action a_oAction)
 {
     for (Table* pTable : m_lTables) {
         if (&pluginOf(*pTable) == &a_oPlugin) {
-            recordChange(*pTable);
+            a_oAction(*pTable);
         }
     }
 }

@@ -234,9 +234,12 @@ private:
     template<typename Operation>
     EResultCode guarded(const char* a_pWhat, Operation a_oOperation);
     void recordWrite(const void* a_handle, Table& a_oTable);
+    /// Records what the plugin's store has changed for a write, whatever the write's result.
+    void recordTouched(const void* a_handle, const Plugin& a_oPlugin);
     void addChanged(Table& a_oTable);
     void recordChange(Table& a_oTable);
-    void recordChanges(const Plugin& a_oPlugin);
+    template<typename Action>
+    void forEachTable(const Plugin& a_oPlugin, Action a_oAction);
     void deliver(const Delivery& a_oDelivery);
     bool isLost(const void* a_handle) const;
     EResultCode rollback();

@@ -1,6 +1,8 @@
 // What a plugin of stored tables says of them besides the contract. Asked for when the plugin is attached.
 #pragma once
 
+#include "systema/lists.h"
+
 namespace systema {
 
 /// Offered by plugins whose tables are stored, not computed.
@@ -14,6 +16,10 @@ public:
     /// True when a transaction that was begun is gone without a commit or rollback: a failure made the store
     /// undo it.
     virtual bool hasLostTransaction() const = 0;
+    /// Replaces the list by the names of all tables of the store in which writes have changed rows since the
+    /// last call: those that were written, and those that changed along with them. False when names are
+    /// missing for want of memory.
+    virtual bool takeTouched(NameList& a_lTables) noexcept = 0;
 };
 
 } // namespace systema

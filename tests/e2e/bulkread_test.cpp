@@ -44,6 +44,30 @@ TEST_F(BulkRead, EveryTableGivesTheRowsOfItsPositions)
     }
 }
 
+TEST_F(BulkRead, RowsOfAViewFromBeforeAndAfterADeletionThatAReferencePassesOn)
+{
+    m_oSandbox.addLargeTable(5000, 1000);
+    m_oSandbox.sql("persistent-network.db",
+                   "CREATE TABLE Owner (Id INTEGER PRIMARY KEY); INSERT INTO Owner VALUES (1);"
+                   "CREATE TABLE Part (Id INTEGER PRIMARY KEY, OwnerId INTEGER DEFAULT 1 REFERENCES Owner(Id)"
+                   " ON DELETE CASCADE); CREATE INDEX PartOwner ON Part(OwnerId);"
+                   "WITH RECURSIVE Counter(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM Counter LIMIT 5000)"
+                   " INSERT INTO Part (Id) SELECT n FROM Counter");
+    m_oSandbox.sql("persistent-common.db",
+                   "INSERT INTO ViewNames (Id, Name, Table1, Col1, Table2, Col2) VALUES"
+                   " (99, 'Joined', 'Part', 'Id', 'Large', 'Id');"
+                   "INSERT INTO ViewColumns (ViewNamesId, ColName, SrcTableIndex, SrcCol) VALUES"
+                   " (99, 'Part', 1, 'Id'), (99, 'Text', 2, 'Text')");
+    start();
+    EXPECT_EQ(5000U, client().rows("Joined", {"Part"}).size());
+    RawClient oReader(socket());
+    oReader.send(frameOf(request::SelectRows{"Joined"})); // more than the socket takes
+    EXPECT_EQ(EKind::Part, oReader.receive().value_or(Frame()).m_eKind);
+    EXPECT_EQ(0U, client().code(request::DeleteKey{"Owner", "Id", "1"}));
+    EXPECT_EQ(2U, oReader.receiveLast());
+    EXPECT_THAT(client().rows("Joined"), IsEmpty());
+}
+
 class LargeTable : public DaemonTest
 {
 protected:

@@ -15,7 +15,7 @@ protected:
         EXPECT_EQ(0U, client().code(request::UpdateKey{a_pTable, "Id", "1", lValues}));
     }
 
-    /// The tables that the subscriber is told of, up to the change of Twins that this makes.
+    /// The tables that the subscriber is told of, with the change of Twins that this makes.
     std::vector<std::string> told(Client& a_oSubscriber)
     {
         write("Twins");
@@ -28,6 +28,8 @@ protected:
             }
             lTables.push_back(**oTable);
         }
+        const std::vector<std::string> lBehind = a_oSubscriber.changes(); // told along with that of Twins
+        lTables.insert(lTables.end(), lBehind.begin(), lBehind.end());
         return lTables;
     }
 
@@ -100,6 +102,94 @@ TEST_F(Notifications, EveryKindOfWriteIsTold)
     expectTold(request::DeleteAll{"Scratch"});
     expectTold(request::UpdateRow{"ConfigServerConfig", 0, row({{"TransactionTimeout", 5}})});
     expectTold(request::UpdateRow{"ConfigmanagerLogging", 0, row({{"ConfigService", 113}})});
+}
+
+TEST_F(Notifications, RowsThatAReferenceChangesAreToldToNobody)
+{
+    // A row to delete for each table of the sample with a reference that acts on that, and what it changes.
+    const char* const aCases[][3] = {
+        {"FirewallZones", "2", "FirewallRule"},  {"WanConnection", "1", "PppAccount"},
+        {"DhcpServerConfig", "1", "DhcpOption"}, {"WlanNetwork", "1", "WlanMacFilter"},
+        {"PhoneLine", "3", "CallLog"},           {"PhoneAccount", "2", "CallForward"},
+        {"PhoneLine", "1", "CallLog"},           {"PhoneAccount", "1", "CallRule"},
+        {"Area", "1", "AreaEmergencyNumber"},    {"Service", "1", "ServiceDependency"},
+        {"ViewNames", "1", "ViewColumns"}};
+    Client oSubscriber(socket());
+    EXPECT_TRUE(oSubscriber.subscribe({"Twins"}).ok());
+    for (const auto& [pTable, pId, pAlong] : aCases) {
+        EXPECT_TRUE(oSubscriber.subscribe({pTable, pAlong}).ok());
+        command("trigger"); // closes the databases for a moment
+        EXPECT_EQ(0U, client().code(request::DeleteKey{pTable, "Id", pId})) << pTable;
+        EXPECT_THAT(told(oSubscriber), UnorderedElementsAre(pTable, pAlong, "Twins"));
+    }
+    EXPECT_EQ(0U, client().code(request::DeleteKey{"FirewallZones", "Id", "1"})); // a zone without rules
+    EXPECT_THAT(told(oSubscriber), UnorderedElementsAre("FirewallZones", "Twins"));
+    const request::DeleteKey oDelete{"FirewallZones", "Id", "3"};
+    EXPECT_THAT(client().codes(request::Begin{}, oDelete, request::Rollback{}), Each(0U));
+    EXPECT_THAT(told(oSubscriber), ElementsAre("Twins"));
+    EXPECT_THAT(client().codes(request::Begin{}, oDelete, request::Ping{}), Each(0U));
+    EXPECT_THAT(oSubscriber.changes(), IsEmpty());
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    EXPECT_THAT(told(oSubscriber), UnorderedElementsAre("FirewallRule", "FirewallZones", "Twins"));
+}
+
+class ChangesBySchema : public Notifications
+{
+protected:
+    void SetUp() override
+    {
+        m_oSandbox.sql(
+            "persistent-common.db",
+            "CREATE TABLE Log (Id INTEGER PRIMARY KEY, Text TEXT);"
+            "CREATE TABLE Buffer (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO Buffer VALUES (1, 'a');"
+            "CREATE TABLE Keyed (Id INTEGER PRIMARY KEY, Text TEXT) WITHOUT ROWID;"
+            "INSERT INTO Keyed VALUES (1, 'a');"
+            "CREATE TABLE Firm (Id INTEGER PRIMARY KEY, Text TEXT UNIQUE ON CONFLICT REPLACE);"
+            "INSERT INTO Firm VALUES (1, 'a');"
+            "CREATE TABLE Part (Id INTEGER PRIMARY KEY, FirmId INTEGER REFERENCES Firm(Id) ON DELETE "
+            "CASCADE); INSERT INTO Part VALUES (1, 1);"
+            "CREATE TABLE Half (Id INTEGER PRIMARY KEY, Text TEXT UNIQUE ON CONFLICT FAIL, Kind TEXT);"
+            "INSERT INTO Half VALUES (1, 'a', 'x'), (2, 'b', 'x');"
+            "CREATE TABLE Whole (Id INTEGER PRIMARY KEY, Text TEXT UNIQUE, Kind TEXT);"
+            "INSERT INTO Whole SELECT * FROM Half;"
+            "CREATE TABLE Scratch (Id INTEGER PRIMARY KEY);" // another database's is served
+            "CREATE TRIGGER Emptied AFTER INSERT ON Log WHEN new.Text = 'empty' BEGIN"
+            " DELETE FROM Buffer; INSERT INTO Scratch VALUES (NULL); END;"
+            "CREATE TRIGGER Changed AFTER INSERT ON Log WHEN new.Text = 'change' BEGIN"
+            " UPDATE Keyed SET Text = 'b'; END;"
+            "CREATE VIEW Texts AS SELECT b.Id, k.Text FROM Buffer b, Keyed k;");
+        start();
+    }
+};
+
+TEST_F(ChangesBySchema, RowsThatTriggersAndConflictsChangeAreToldToNobody)
+{
+    Client oSubscriber(socket());
+    EXPECT_TRUE(oSubscriber
+                    .subscribe({"Log", "Buffer", "Keyed", "Firm", "Part", "Half", "Whole", "Scratch", "Texts",
+                                "Item", "ItemView", "Twins"})
+                    .ok());
+    const auto log = [](const char* a_pText) { return request::InsertRow{"Log", row({{"Text", a_pText}})}; };
+    EXPECT_EQ(0U, client().code(log("nothing")));
+    EXPECT_THAT(told(oSubscriber), UnorderedElementsAre("Log", "Twins"));
+    EXPECT_EQ(0U, client().code(log("empty")));
+    EXPECT_THAT(told(oSubscriber), UnorderedElementsAre("Log", "Buffer", "Texts", "Twins"));
+    EXPECT_EQ(0U, client().code(log("change")));
+    EXPECT_THAT(told(oSubscriber), UnorderedElementsAre("Log", "Keyed", "Texts", "Twins"));
+    EXPECT_EQ(0U, client().code(request::InsertRow{"Firm", row({{"Text", "a"}})}));
+    EXPECT_THAT(told(oSubscriber), UnorderedElementsAre("Firm", "Part", "Twins"));
+    write("Item");
+    EXPECT_THAT(told(oSubscriber), UnorderedElementsAre("Item", "ItemView", "Twins"));
+
+    // The first row keeps what the second is refused.
+    EXPECT_EQ(6U, client().code(request::UpdateKey{"Half", "Kind", "x", row({{"Text", "c"}})}));
+    EXPECT_EQ("c", client().cell("Half", 1, "Text"));
+    EXPECT_THAT(told(oSubscriber), UnorderedElementsAre("Half", "Twins"));
+    EXPECT_EQ(6U, client().code(request::UpdateKey{"Whole", "Kind", "x", row({{"Text", "c"}})}));
+    EXPECT_EQ("a", client().cell("Whole", 1, "Text"));
+    EXPECT_THAT(told(oSubscriber), ElementsAre("Twins")); // of that nothing was left
+    EXPECT_EQ(0U, client().code(request::DeleteAll{"Buffer"}));
+    EXPECT_THAT(told(oSubscriber), UnorderedElementsAre("Buffer", "Twins")); // though it was empty
 }
 
 TEST_F(Notifications, TheAddressThatDhcpLearnsIsWrittenAndTold)

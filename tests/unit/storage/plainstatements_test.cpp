@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <random>
+#include <set>
 
 using namespace systema;
 
@@ -45,10 +47,24 @@ CREATE TRIGGER ToMain INSTEAD OF UPDATE ON Names BEGIN
 END;
 CREATE VIEW Fixed AS SELECT 7 AS Id, 'w' AS Word;
 CREATE INDEX ByWord ON Same (Word);
+CREATE TABLE Keyed (Id INTEGER PRIMARY KEY ON CONFLICT REPLACE, Word TEXT UNIQUE ON CONFLICT REPLACE,
+    Number INT DEFAULT 1 REFERENCES Watched(Id) ON DELETE CASCADE ON UPDATE SET NULL) WITHOUT ROWID;
+INSERT INTO Keyed VALUES (1, 'a', 1), (2, 'b', 2), (3, 'c', 3);
+CREATE TABLE Leaf (Id INTEGER PRIMARY KEY, Parent INT DEFAULT 1 REFERENCES Keyed(Id) ON DELETE CASCADE) WITHOUT ROWID;
+INSERT INTO Leaf VALUES (1, 1), (2, 2), (3, 2);
+CREATE TABLE Scratch (Id INTEGER PRIMARY KEY, Word TEXT);
+INSERT INTO Scratch VALUES (1, 'x');
+CREATE TRIGGER Emptied AFTER UPDATE ON Keyed BEGIN DELETE FROM Scratch; END;
+CREATE TRIGGER Filled AFTER INSERT ON Leaf BEGIN INSERT INTO Scratch (Word) VALUES ('x'); END;
+CREATE VIEW Leaves AS SELECT l.Id, s.Word FROM Leaf l, Keyed k LEFT JOIN Scratch s WHERE l.Parent = k.Id;
+CREATE VIEW Few AS SELECT count(*) AS Word FROM Leaves;
 )";
 
-constexpr const char* c_aTables[] = {"Main", "Child",   "Same",  "NoId",  "Typed", "Clash",
-                                     "Log",  "Watched", "Names", "Fixed", "main"};
+constexpr const char* c_aTables[] = {"Main",  "Child", "Same",    "NoId",    "Typed", "Clash", "Log",
+                                     "Keyed", "Leaf",  "Scratch", "Watched", "Names", "Fixed", "main"};
+constexpr const char* c_aContents[] = {"Main",    "Child", "Same",    "NoId",  "Typed",
+                                       "Clash",   "Log",   "Watched", "Keyed", "Leaf",
+                                       "Scratch", "Names", "Leaves",  "Few",   "Fixed"};
 constexpr const char* c_aOddTables[] = {"Missing", "ByWord", "Before", "sqlite_master", "select"};
 constexpr const char* c_aColumns[] = {"Id",   "Id",   "Name",   "Word", "Number", "Note",   "Data", "Ratio",
                                       "Flag", "Must", "Parent", "Nope", "rowid",  "select", "NULL", "id"};
@@ -245,7 +261,7 @@ protected:
     static std::string contents(const std::string& a_sFile)
     {
         std::string sAll;
-        for (const char* pTable : {"Main", "Child", "Same", "NoId", "Typed", "Clash", "Log", "Watched"}) {
+        for (const char* pTable : c_aContents) {
             sAll += std::string(pTable) + ":" +
                     tests::runSql(a_sFile, std::string("SELECT * FROM ") + pTable) + "\n";
         }
@@ -293,6 +309,55 @@ TEST_P(PlainStatementsTest, codesRowsLinesAndContentsAreThoseOfPlainStatements)
     for (const unsigned iCode : {0, 1, 4, 6, 7, 8, 10}) { // the dice did reach them
         EXPECT_GT(aCodes.at(iCode), 0U) << iCode;
     }
+}
+
+using TouchedTablesTest = tests::DatabaseTest;
+
+TEST_F(TouchedTablesTest, rowsThatChangeInATableThatNobodyNames)
+{
+    std::set<std::string> lSeen;
+    for (unsigned iSeed = 0; iSeed < 15; ++iSeed) {
+        std::filesystem::remove(file());
+        ASSERT_EQ(sql(c_pSchema), "");
+        SqliteWrapper oDatabase = open();
+        const auto read = [&] {
+            std::map<std::string, std::string> mContents;
+            for (const char* pTable : c_aContents) {
+                sqlite3_stmt* pRows = nullptr;
+                oDatabase.query((std::string("SELECT * FROM ") + pTable).c_str(), &pRows);
+                std::string& sRows = mContents[pTable];
+                while (sqlite3_step(pRows) == SQLITE_ROW) {
+                    for (int i = 0; i < sqlite3_column_count(pRows); ++i) {
+                        const auto* pText = reinterpret_cast<const char*>(sqlite3_column_text(pRows, i));
+                        sRows += std::string(pText == nullptr ? "NULL" : pText) + "|";
+                    }
+                }
+                sqlite3_finalize(pRows);
+            }
+            return mContents;
+        };
+        Dice oDice(iSeed);
+        auto mContents = read();
+        for (unsigned i = 0; i < 200; ++i) {
+            const bool bInTransaction = oDatabase.isInTransaction();
+            const unsigned iOperation = 4 + oDice.below(9);
+            Answer oAnswer;
+            tests::logged([&] { perform(oAnswer, oDatabase, iOperation, Dice(iSeed * 1000U + i)); });
+            NameList lTouched;
+            EXPECT_TRUE(oDatabase.takeTouched(lTouched));
+            const auto mBefore = std::exchange(mContents, read());
+            if (oDatabase.isInTransaction() != bInTransaction) {
+                continue; // what a rollback undoes was named before
+            }
+            for (const auto& [sTable, sRows] : mContents) {
+                if (mBefore.at(sTable) != sRows) {
+                    lSeen.insert(sTable);
+                    ASSERT_TRUE(lTouched.hasName(sTable)) << sTable << " seed " << iSeed << " step " << i;
+                }
+            }
+        }
+    }
+    EXPECT_EQ(lSeen.size(), std::size(c_aContents) - 1) << "a fixed view never differs, all else does";
 }
 
 INSTANTIATE_TEST_SUITE_P(BothKinds, PlainStatementsTest, testing::Bool(),

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <memory>
+#include <utility>
 
 using systema::EResultCode;
 using systema::NameList;
@@ -97,6 +98,34 @@ TEST_F(ChangeTest, TheNamesOfATickAreChangesAndTheListIsEmptiedEachTime)
     EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored", "Virtual"})));
 }
 
+TEST_F(ChangeTest, RowsThatChangeAlongWithAWriteLeaveTheVersionOfTheirTableAsItWas)
+{
+    m_oStored.m_lTables.add("Along");
+    m_oDispatcher.attachTables(m_oStored);
+    m_oDispatcher.subscribe(m_oFirst, {"Stored", "Along", "Virtual"});
+    unsigned long iVersion = 0;
+    const auto hasMoved = [&] {
+        const unsigned long iBefore = std::exchange(iVersion, m_oDispatcher.getVersion("Along"));
+        return iVersion != iBefore;
+    };
+    const auto writeBoth = [&] {
+        m_oStored.m_lTouched = {"Stored", "Along", "Virtual", "Unknown"};
+        write(m_pMe, "Stored");
+        return hasMoved();
+    };
+    EXPECT_TRUE(writeBoth());
+    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored", "Along"})));
+    begin(m_pMe);
+    EXPECT_TRUE(writeBoth());
+    rollback(m_pMe);
+    EXPECT_TRUE(hasMoved());
+    EXPECT_FALSE(m_oDispatcher.hasNotifications());
+
+    m_oStored.m_bTouchedComplete = false; // memory was out
+    write(m_pMe, "Stored");
+    EXPECT_THAT(told(m_oFirst), ElementsAre(NameList({"Stored", "Along"})));
+}
+
 TEST_F(ChangeTest, OnlyAChangeThatHoldsOfAPersistentTableMarksTheTrigger)
 {
     struct Hook : PersistScript::IHook
@@ -132,6 +161,12 @@ TEST_F(ChangeTest, OnlyAChangeThatHoldsOfAPersistentTableMarksTheTrigger)
 
     NameList lTicked = {"Stored"};
     m_oDispatcher.tick(lTicked);
+    EXPECT_TRUE(isMarked());
+    m_oStored.m_mResults["insertRow"] = EResultCode::Constraint;
+    write(m_pMe, "Stored");
+    EXPECT_FALSE(isMarked());
+    m_oStored.m_lTouched = {"Stored"}; // it failed half way
+    write(m_pMe, "Stored");
     EXPECT_TRUE(isMarked());
     oScript.process(false);
     m_oDispatcher.sendNotifications();

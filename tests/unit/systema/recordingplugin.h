@@ -166,5 +166,14 @@ public:
     bool usesTransactions() const override { return true; }
     bool hasLostTransaction() const override { return m_bLost; }
 
+    bool takeTouched(NameList& a_lTables) noexcept override
+    {
+        a_lTables.clear();
+        std::swap(a_lTables, m_lTouched);
+        return m_bTouchedComplete;
+    }
+
     bool m_bLost = false;
+    NameList m_lTouched;
+    bool m_bTouchedComplete = true;
 };
