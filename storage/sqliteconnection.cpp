@@ -253,9 +253,9 @@ EResultCode SqliteConnection::logError(const char* a_message, const EResultCode&
     return a_code;
 }
 
-EResultCode SqliteConnection::logSyntaxError(std::string_view a_sPiece, const char* a_pOperation) const
+EResultCode SqliteConnection::logSyntaxError(const std::string& a_sRefused, const char* a_pOperation) const
 {
-    const std::string sDetail = "near \"" + std::string(a_sPiece) + "\": syntax error";
+    const std::string sDetail = a_sRefused + ": syntax error";
     return logSqliteError(SQLITE_ERROR, sDetail.c_str(), a_pOperation);
 }
 

@@ -112,8 +112,8 @@ protected:
     /// True for the code of a statement that was ended before it was through, which tells nothing of rows.
     static bool isEnded(int a_iSqliteCode);
 
-    /// Logs the syntax error that the piece would have been; 8.
-    EResultCode logSyntaxError(std::string_view a_sPiece, const char* a_pOperation) const;
+    /// Logs the syntax error that a refused piece (see SqlText) would have been; 8.
+    EResultCode logSyntaxError(const std::string& a_sRefused, const char* a_pOperation) const;
     /// 0 when the text may be prepared; else the logged code of what is wrong with it.
     EResultCode check(const SqlText& a_oText, const char* a_pOperation) const;
     /// Prepares a text that was checked, and binds its values; SQLite's code.

@@ -143,16 +143,16 @@ SqliteWrapper::ELookup SqliteWrapper::lookUp(const std::string& a_table)
     if (m_oFacts.isKnown(a_table, getState())) {
         return ELookup::Found;
     }
-    constexpr std::string_view c_sLookup = "SELECT rootpage FROM sqlite_master WHERE name = ";
+    constexpr std::string_view c_sLookup = "SELECT rootpage FROM sqlite_master WHERE ";
     SqlText oText(c_iTableLimit - 1);
-    oText.sql(c_sLookup).key(a_table);
+    oText.sql(c_sLookup).key("name", a_table);
     RunningStatement pStatement;
     EResultCode eCode;
     if (oText.getRefused() && isOpen()) {
         eCode = logSyntaxError(*oText.getRefused(), "hasTable");
     } else if (oText.isTooLong()) {
         // This text is not limited but cut, which leaves a quote open in it.
-        const std::string sCut = (std::string(c_sLookup) + "'" + a_table).substr(0, oText.getLimit());
+        const std::string sCut = (std::string(c_sLookup) + "name = '" + a_table).substr(0, oText.getLimit());
         sqlite3_stmt* pNone = nullptr;
         eCode = getResultCode(query(sCut.c_str(), &pNone), "hasTable");
     } else {
@@ -314,7 +314,7 @@ EResultCode SqliteWrapper::selectKey(ValueList& a_row, const std::string& a_tabl
     }
     SqlText oText(c_iStatementLimit);
     oText.sql("SELECT ").columns(a_columns).sql(" FROM ").name(a_table);
-    oText.sql(" WHERE ").name(a_keyColumn).sql(" = ").key(a_keyValue);
+    oText.sql(" WHERE ").key(a_keyColumn, a_keyValue);
     if (!isZeroId(a_keyColumn, a_keyValue)) {
         oText.sql(c_sNotZeroId);
     }
@@ -420,7 +420,7 @@ EResultCode SqliteWrapper::changeByKey(const char* a_pOperation, SqlText& a_oCha
     if (isZeroId(a_keyColumn, a_keyValue)) {
         return logError(a_pOperation, EResultCode::ReadOnly);
     }
-    a_oChange.sql(" WHERE ").name(a_keyColumn).sql(" = ").key(a_keyValue).sql(c_sNotZeroId);
+    a_oChange.sql(" WHERE ").key(a_keyColumn, a_keyValue).sql(c_sNotZeroId);
     if (eTable == ELookup::Found) {
         if (const auto oCode = changeAtOnce(a_oChange)) {
             return *oCode;

@@ -55,7 +55,7 @@ SqlText& SqlText::uncounted(std::string_view a_sPiece)
 SqlText& SqlText::name(std::string_view a_sName)
 {
     if (!m_sRefused && !isPlainName(a_sName)) {
-        m_sRefused = a_sName;
+        m_sRefused = "near \"" + std::string(a_sName) + '"';
     }
     return sql(a_sName);
 }
@@ -74,11 +74,12 @@ SqlText& SqlText::number(std::uint64_t a_iNumber)
     return bind(std::to_string(a_iNumber).size(), static_cast<std::int64_t>(a_iNumber));
 }
 
-SqlText& SqlText::key(const std::string& a_sKey)
+SqlText& SqlText::key(std::string_view a_sColumn, const std::string& a_sKey)
 {
+    name(a_sColumn).sql(" = ");
     const std::string_view sKey = printed(a_sKey);
     if (!m_sRefused && sKey.find('\'') != std::string_view::npos) {
-        m_sRefused = sKey;
+        m_sRefused = "near the quote in the key value of " + std::string(a_sColumn);
     }
     return bind(sKey.size() + 2, sKey);
 }

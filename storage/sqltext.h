@@ -3,8 +3,9 @@
 // It is kept in two forms at once: the length of the plain text, with every value written out, which is
 // what the limits count; and the text that is prepared, in which every value is a "?" with its binding, so
 // that statements of one shape share one text. Names and key values that would break out of the plain text
-// never reach the prepared one: they are kept as the refused piece. A local object of one operation; the
-// names and values put in must outlive it. Nothing here fails: the owner asks isTooLong() and getRefused().
+// never reach the prepared one: what would have been wrong with the text is kept. A local object of one
+// operation; the names and values put in must outlive it. Nothing here fails: the owner asks isTooLong() and
+// getRefused().
 #pragma once
 
 #include "storage/storedcell.h"
@@ -35,8 +36,8 @@ public:
     /// A table or column name.
     SqlText& name(std::string_view a_sName);
     SqlText& number(std::uint64_t a_iNumber);
-    /// A key value between single quotes; one that holds a single quote itself is refused.
-    SqlText& key(const std::string& a_sKey);
+    /// "Name = 'one'"; a key value that holds a single quote itself is refused.
+    SqlText& key(std::string_view a_sColumn, const std::string& a_sKey);
     /// The wanted columns, "*" for none.
     SqlText& columns(const NameList& a_lNames);
     /// "A, B"
@@ -53,8 +54,9 @@ public:
     /// Characters of the plain text; once it is too long no more are counted.
     std::size_t getLength() const { return m_iLength; }
     bool isTooLong() const { return m_iLength > m_iLimit; }
-    /// The first name or key value that would have broken the text.
-    const std::optional<std::string_view>& getRefused() const { return m_sRefused; }
+    /// What is wrong with the first name or key value that would have broken the text, for the log. It quotes
+    /// a name but no key value, which may be a password.
+    const std::optional<std::string>& getRefused() const { return m_sRefused; }
     /// Complete only when the text is neither too long nor has a refused piece.
     const std::string& getPrepared() const { return m_sPrepared; }
     const std::vector<Binding>& getBindings() const { return m_lBindings; }
@@ -80,7 +82,7 @@ private:
     std::size_t m_iLength = 0;
     std::string m_sPrepared;
     std::vector<Binding> m_lBindings;
-    std::optional<std::string_view> m_sRefused;
+    std::optional<std::string> m_sRefused;
 };
 
 } // namespace systema

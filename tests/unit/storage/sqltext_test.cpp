@@ -27,7 +27,7 @@ TEST(SqlText, refusesWhatIsNotOneIdentifier)
         SqlText oText(512);
         oText.name("Good").name(pName).name("also bad");
         ASSERT_TRUE(oText.getRefused()) << pName;
-        EXPECT_EQ(*oText.getRefused(), pName);
+        EXPECT_EQ(*oText.getRefused(), std::string("near \"") + pName + '"');
     }
     EXPECT_TRUE(SqlText(512).name(std::string_view("a\0b", 3)).getRefused());
     for (const char* pName : {"a", "_", "A9", "a$1", "Größe", "\xff"}) {
