@@ -9,7 +9,7 @@ namespace systema::cli {
 namespace {
 
 Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::istream& a_oInput,
-                std::ostream& a_oOutput, std::ostream& a_oErrors, bool a_bTerminal)
+                std::ostream& a_oOutput, std::ostream& a_oErrors, bool a_bTerminal, EReader a_eReader)
 {
     client::Connection oConnection(
         {a_oArguments.m_sSocket, "ledgerctl", a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout)});
@@ -18,7 +18,7 @@ Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::i
             return oStatus;
         }
     }
-    Printer oPrinter(a_oOutput, a_oArguments.m_eFormat);
+    Printer oPrinter(a_oOutput, a_oArguments.m_eFormat, a_eReader);
     Session oSession{oConnection, oPrinter, a_oInput, a_oErrors, a_bTerminal};
     Outcome oOutcome = a_oCommand.m_pRun(oSession, a_oArguments);
     if (oOutcome.ok() && !a_oOutput.flush()) {
@@ -30,12 +30,13 @@ Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::i
 } // namespace
 
 int run(std::vector<std::string> a_lWords, std::istream& a_oInput, std::ostream& a_oOutput,
-        std::ostream& a_oErrors, bool a_bTerminal)
+        std::ostream& a_oErrors, bool a_bTerminal, EReader a_eReader)
 {
     CommandLine oCommandLine(CommandLine::EGrammar::Program);
     Outcome oOutcome = oCommandLine.parse(std::move(a_lWords), a_oOutput);
     if (const Command* pCommand = oCommandLine.command()) {
-        oOutcome = execute(*pCommand, oCommandLine.arguments(), a_oInput, a_oOutput, a_oErrors, a_bTerminal);
+        oOutcome = execute(*pCommand, oCommandLine.arguments(), a_oInput, a_oOutput, a_oErrors, a_bTerminal,
+                           a_eReader);
     }
     if (!oOutcome.ok()) {
         a_oErrors << "ledgerctl: " << printable(oOutcome.m_sText) << " [" << oOutcome.m_iExit << "]\n";

@@ -98,6 +98,9 @@ void declareGet(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     declareTable(a_oApp, a_oArguments);
     a_oApp.add_option("COLUMN", a_oArguments.m_lNames, "the columns wanted, all by default");
+    a_oApp.add_flag("-v,--value", a_oArguments.m_bValues, "write bare values, one a line")
+        ->excludes(a_oApp.get_parent()->get_option("--json"))
+        ->excludes(a_oApp.get_parent()->get_option("--csv"));
     declareTarget(a_oApp, a_oArguments, false);
 }
 

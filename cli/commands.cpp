@@ -49,6 +49,15 @@ client::ResultOf<Request> write(client::Connection& a_oConnection, const Request
     return oAnswer;
 }
 
+Outcome printRows(Printer& a_oPrinter, const Arguments& a_oArguments, const client::Rows& a_oRows)
+{
+    if (a_oArguments.m_bValues) {
+        return a_oPrinter.printValues(a_oRows);
+    }
+    a_oPrinter.printRows(a_oRows);
+    return {};
+}
+
 } // namespace
 
 Outcome runTables(Session& a_oSession, const Arguments&)
@@ -85,19 +94,13 @@ Outcome runGet(Session& a_oSession, const Arguments& a_oArguments)
     const NameList lColumns(a_oArguments.m_lNames);
     if (!a_oArguments.m_oRow && !a_oArguments.m_oKey) {
         const auto oRows = oConnection.call(request::SelectRows{sTable, lColumns});
-        if (oRows.ok()) {
-            a_oSession.m_oPrinter.printRows(*oRows);
-        }
-        return oRows;
+        return oRows.ok() ? printRows(a_oSession.m_oPrinter, a_oArguments, *oRows) : Outcome(oRows);
     }
     const auto oRow = a_oArguments.m_oRow
                           ? oConnection.call(request::SelectRow{sTable, *a_oArguments.m_oRow, lColumns})
                           : oConnection.call(request::SelectKey{sTable, a_oArguments.m_oKey->m_sColumn,
                                                                 *a_oArguments.m_oKey->m_oText, lColumns});
-    if (oRow.ok()) {
-        a_oSession.m_oPrinter.printRows(client::Rows(*oRow));
-    }
-    return oRow;
+    return oRow.ok() ? printRows(a_oSession.m_oPrinter, a_oArguments, client::Rows(*oRow)) : Outcome(oRow);
 }
 
 Outcome runInfo(Session& a_oSession, const Arguments&)

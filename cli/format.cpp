@@ -12,7 +12,6 @@ namespace systema::cli {
 
 namespace {
 
-constexpr std::string_view c_sCsvLineEnd = "\r\n";
 constexpr std::size_t c_iColumnGap = 2;
 
 std::string shown(const wire::Cell& a_oCell)
@@ -61,10 +60,16 @@ void writeTableLine(std::ostream& a_oStream, const std::vector<TableColumn>& a_l
     a_oStream << '\n';
 }
 
-std::string csvField(std::string_view a_sText)
+/// The bytes of a text as that reader can take them.
+std::string plain(std::string_view a_sText, EReader a_eReader)
+{
+    return a_eReader == EReader::Terminal ? printable(a_sText) : std::string(a_sText);
+}
+
+std::string csvField(const std::string& a_sText)
 {
     if (!a_sText.empty() && a_sText.find_first_of("\",\r\n") == std::string_view::npos) {
-        return std::string(a_sText);
+        return a_sText;
     }
     std::string sQuoted = "\"";
     for (const char cByte : a_sText) {
@@ -81,7 +86,7 @@ void writeCsvLine(std::ostream& a_oStream, const Fields& a_lFields, Text a_oText
         a_oStream << sSeparator << a_oText(oField);
         sSeparator = ",";
     }
-    a_oStream << c_sCsvLineEnd;
+    a_oStream << '\n';
 }
 
 } // namespace
@@ -100,16 +105,36 @@ void writeTable(std::ostream& a_oStream, const client::Rows& a_oRows, bool a_bHe
     }
 }
 
-void writeCsv(std::ostream& a_oStream, const client::Rows& a_oRows, bool a_bHeader)
+void writeCsv(std::ostream& a_oStream, const client::Rows& a_oRows, EReader a_eReader, bool a_bHeader)
 {
     if (a_bHeader) {
-        writeCsvLine(a_oStream, a_oRows.columns(), csvField);
+        writeCsvLine(a_oStream, a_oRows.columns(),
+                     [&](const std::string& a_sName) { return csvField(plain(a_sName, a_eReader)); });
     }
     for (std::size_t i = 0; i < a_oRows.size(); ++i) {
-        writeCsvLine(a_oStream, a_oRows[i].m_lCells, [](const wire::Cell& a_oCell) {
-            return isNull(a_oCell) ? std::string() : csvField(cellText(a_oCell));
+        writeCsvLine(a_oStream, a_oRows[i].m_lCells, [&](const wire::Cell& a_oCell) {
+            return isNull(a_oCell) ? std::string() : csvField(plain(cellText(a_oCell), a_eReader));
         });
     }
+}
+
+std::optional<std::string> writeValues(std::ostream& a_oStream, const client::Rows& a_oRows,
+                                       EReader a_eReader)
+{
+    const bool bSeveral = a_oRows.size() * a_oRows.columns().size() > 1;
+    std::string sLines;
+    for (std::size_t iRow = 0; iRow < a_oRows.size(); ++iRow) {
+        const client::RowView oRow = a_oRows[iRow];
+        for (std::size_t i = 0; i < oRow.m_lCells.size(); ++i) {
+            const std::string sValue = plain(cellText(oRow.m_lCells[i]), a_eReader);
+            if (bSeveral && sValue.find('\n') != std::string::npos) {
+                return oRow.m_lColumns[i];
+            }
+            sLines += sValue + '\n';
+        }
+    }
+    a_oStream << sLines;
+    return {};
 }
 
 void writeJson(std::ostream& a_oStream, const client::Rows& a_oRows)

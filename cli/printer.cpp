@@ -1,7 +1,6 @@
 #include "cli/printer.h"
 
 #include "cli/cell.h"
-#include "cli/format.h"
 #include "cli/json.h"
 #include "cli/utf8.h"
 
@@ -126,7 +125,7 @@ void addDiff(const JsonPtr& a_oChange, const RowDiff& a_oDiff)
 void Printer::printFlat(const client::Rows& a_oRows, bool a_bHeader)
 {
     if (m_eFormat == EFormat::Csv) {
-        writeCsv(m_oStream, a_oRows);
+        writeCsv(m_oStream, a_oRows, m_eReader);
     } else {
         writeTable(m_oStream, a_oRows, a_bHeader);
     }
@@ -139,6 +138,16 @@ void Printer::printRows(const client::Rows& a_oRows)
     } else {
         printFlat(a_oRows, true);
     }
+}
+
+Outcome Printer::printValues(const client::Rows& a_oRows)
+{
+    if (const auto oColumn = writeValues(m_oStream, a_oRows, m_eReader)) {
+        return client::Status::refused(EResultCode::Failure,
+                                       "a value of " + *oColumn +
+                                           " has more than one line; read it alone, or with --json or --csv");
+    }
+    return {};
 }
 
 void Printer::printNames(const std::string& a_sTitle, const NameList& a_lNames)
@@ -223,7 +232,7 @@ void Printer::printFindings(const std::string& a_sTitle, const std::vector<Findi
 void Printer::printChangeHead(bool a_bRows)
 {
     if (m_eFormat == EFormat::Csv) {
-        writeCsv(m_oStream, client::Rows(changeColumns(a_bRows)));
+        writeCsv(m_oStream, client::Rows(changeColumns(a_bRows)), m_eReader);
         m_oStream.flush();
     }
 }
@@ -247,7 +256,7 @@ void Printer::printChange(const std::string& a_sTable, const RowDiff* a_pDiff)
         } else {
             oLines.add({text(a_sTable)});
         }
-        writeCsv(m_oStream, oLines, false);
+        writeCsv(m_oStream, oLines, m_eReader, false);
         break;
     }
     case EFormat::Table:

@@ -1,6 +1,8 @@
 // Writes the results of the commands in the form that was asked for. Owned by the run of the program.
 #pragma once
 
+#include "cli/format.h"
+#include "cli/outcome.h"
 #include "cli/rowdiff.h"
 #include "client/rows.h"
 #include "systema/lists.h"
@@ -30,7 +32,12 @@ struct Finding
 class Printer
 {
 public:
-    Printer(std::ostream& a_oStream, EFormat a_eFormat) : m_oStream(a_oStream), m_eFormat(a_eFormat) {}
+    Printer(std::ostream& a_oStream, EFormat a_eFormat, EReader a_eReader = EReader::Program)
+        : m_oStream(a_oStream),
+          m_eFormat(a_eFormat),
+          m_eReader(a_eReader)
+    {
+    }
 
     std::ostream& stream() { return m_oStream; }
 
@@ -39,6 +46,8 @@ public:
     void printSchema(const ColumnList& a_lSchema);
     void printCount(std::uint32_t a_iCount);
     void printRows(const client::Rows& a_oRows);
+    /// The values of rows, one a line. 1: a value of several lines among others.
+    Outcome printValues(const client::Rows& a_oRows);
     /// The ids of new rows, one a line.
     void printIds(const std::vector<std::int32_t>& a_lIds);
     /// Names with values; in JSON an object.
@@ -56,6 +65,7 @@ private:
 
     std::ostream& m_oStream;
     EFormat m_eFormat;
+    EReader m_eReader;
 };
 
 } // namespace systema::cli

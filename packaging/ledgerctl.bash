@@ -75,7 +75,8 @@ _ledgerctl() {
         words='-s --socket -t --timeout --json --csv -h --help'
         case $command in
             '') words+=' --version' ;;
-            get | set) words+=' --row --key' ;;
+            get) words+=' --row --key -v --value' ;;
+            set) words+=' --row --key' ;;
             del) words+=' --row --key --all' ;;
             watch) words+=' --rows' ;;
             batch | import) words+=' --wait' ;;

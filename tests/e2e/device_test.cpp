@@ -96,9 +96,16 @@ TEST_F(SimulatedDevice, ANameOfAnyBytesIsHarmlessInEveryForm)
         "Ssid\nhome\n\\xff\\xfecaf\\xe9 \"au l\"',;\\x0d\\x0a\\x1b[2J\\x01\\x7f\\xc2\\x9b\\\\xe2\\x80\\xae"
         "\xc3\xa4\n",
         ledgerctl({"get", "WlanScan", "Ssid"}).m_sOutput);
-    EXPECT_EQ("Ssid\r\nhome\r\n\"\xff\xfe"
-              "caf\xe9 \"\"au l\"\"',;\r\n\x1b[2J\x01\x7f\xc2\x9b\\\xe2\x80\xae\xc3\xa4\"\r\n",
+    EXPECT_EQ("Ssid\nhome\n\"\xff\xfe"
+              "caf\xe9 \"\"au l\"\"',;\r\n\x1b[2J\x01\x7f\xc2\x9b\\\xe2\x80\xae\xc3\xa4\"\n",
               ledgerctl({"--csv", "get", "WlanScan", "Ssid"}).m_sOutput);
+    for (const std::string sForm : {"--csv", "-v"}) {
+        const std::string sCommand = LEDGERCTL_BINARY " -s " + socket() + " get WlanScan Ssid " + sForm;
+        const Finished oShown = run("/usr/bin/script", {{"-qec", sCommand, "/dev/null"}});
+        EXPECT_EQ(0, oShown.m_iStatus) << oShown.m_sErrors;
+        EXPECT_THAT(oShown.m_sOutput, HasSubstr("\\x0d\\x0a\\x1b[2J\\x01\\x7f")) << "on a terminal";
+        EXPECT_THAT(oShown.m_sOutput, Not(HasSubstr("\x1b[2J")));
+    }
 
     EXPECT_EQ("[\n {\"Ssid\":\"\ufffd\ufffdcaf\ufffd \\\"au "
               "l\\\"',;\\r\\n\\u001b[2J\\u0001\\u007f\\u009b\\\\\\u202e\u00e4\"}\n]\n",

@@ -50,9 +50,9 @@ TEST_F(Ledgerctl, ShowsRowsAndWhatIsServedInEveryForm)
         "[\n "
         "{\"Id\":1,\"Name\":\"apple\",\"Number\":-5,\"Size\":4000000000,\"Note\":\"red\",\"Raw\":null}\n]\n");
     expectOutput({"--json", "get", "Scratch"}, "[]\n");
-    expectOutput({"--csv", "get", "Scratch"}, "Id,Text\r\n");
+    expectOutput({"--csv", "get", "Scratch"}, "Id,Text\n");
     expectOutput({"--json", "count", "Item"}, "3\n");
-    expectOutput({"--csv", "count", "Item"}, "count\r\n3\r\n");
+    expectOutput({"--csv", "count", "Item"}, "count\n3\n");
     expectOutput({"schema", "Twins"}, "name  type\nId    integer\nText  text\n");
     const auto oTables = client().call(request::GetTables{});
     std::string sNames;
@@ -196,7 +196,7 @@ TEST_F(Ledgerctl, WatchTellsEachChangeUntilItIsInterrupted)
     expectOutput({"set", "Item", "--row", "0", "Note=x"}, "");
     expectLine(*pPlain, "Item\n");
     expectLine(*pJson, "{\"table\":\"Item\"}\n");
-    expectLine(*pCsv, "table\r\nItem\r\n");
+    expectLine(*pCsv, "table\nItem\n");
     expectOutput({"del", "Twins", "--all"}, "");
     expectLine(*pPlain, "Item\nTwins\n");
     pPlain->signal(SIGINT);

@@ -19,7 +19,7 @@ constexpr const char* c_pFakeCommand = R"(
     ledgerctl() {
         case "$*" in
             "-s /here"*tables) printf '%s\n' Phone PhoneBook '$(echo harm) x' ;;
-            "-s /here"*"schema Phone") printf 'name,type\r\nId,integer\r\nName,text\r\n"odd,one",text\r\n' ;;
+            "-s /here"*"schema Phone") printf 'name,type\nId,integer\nName,text\n"odd,one",text\n' ;;
             *) echo "no daemon" >&2; return 69 ;;
         esac
     }

@@ -126,11 +126,11 @@ TEST_F(LocalTest, RestoreCheckTellsOfEveryDump)
     write("new/a.db.sql", "a save that was interrupted");
     fs::create_directory(path("generation.11"));
     EXPECT_EQ(ledgerctl("--csv restore-check " + path("")),
-              "dump,fault\r\n"
-              "generation.11,no dump in it\r\n"
-              "generation.10/a.db.sql,\r\n"
-              "generation.10/b.db.sql,cut off or rolled back: does not end with COMMIT\r\n"
-              "generation.9/a.db.sql,\r\n"
+              "dump,fault\n"
+              "generation.11,no dump in it\n"
+              "generation.10/a.db.sql,\n"
+              "generation.10/b.db.sql,cut off or rolled back: does not end with COMMIT\n"
+              "generation.9/a.db.sql,\n"
               "ledgerctl: bad: 2 of 4 [1]\n");
     ledgerctl("restore-check " + path("generation.11"));
     EXPECT_EQ(m_iExit, 1);

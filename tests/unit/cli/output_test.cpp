@@ -66,11 +66,36 @@ TEST(Format, TableIsAlignedByWhatIsSeen)
 
 TEST(Format, CsvFollowsTheRulesAndTellsNullFromEmpty)
 {
-    EXPECT_EQ(written([](auto& a_oStream) { writeCsv(a_oStream, people()); }),
-              "Id,Name,Age\r\n"
-              "1,J\xc3\xbcrgen,4294967295\r\n"
-              "20,\"\",\r\n"
-              "-3,\"a\"\"b,\n\xff\",7\r\n");
+    EXPECT_EQ(written([](auto& a_oStream) { writeCsv(a_oStream, people(), EReader::Program); }),
+              "Id,Name,Age\n"
+              "1,J\xc3\xbcrgen,4294967295\n"
+              "20,\"\",\n"
+              "-3,\"a\"\"b,\n\xff\",7\n");
+}
+
+TEST(Format, NoFormObeysTheDataOnATerminal)
+{
+    client::Rows oRows(NameList{"Ssid"});
+    oRows.add({text("a\x1b[2J\nb")});
+    const auto oCsv = [&](EReader a_eReader) {
+        return written([&](auto& a_oStream) { writeCsv(a_oStream, oRows, a_eReader); });
+    };
+    const auto oValues = [&](EReader a_eReader) {
+        return written([&](auto& a_oStream) { writeValues(a_oStream, oRows, a_eReader); });
+    };
+    EXPECT_EQ(oCsv(EReader::Terminal), "Ssid\na\\x1b[2J\\x0ab\n");
+    EXPECT_EQ(oCsv(EReader::Program), "Ssid\n\"a\x1b[2J\nb\"\n");
+    EXPECT_EQ(oValues(EReader::Terminal), "a\\x1b[2J\\x0ab\n");
+    EXPECT_EQ(oValues(EReader::Program), "a\x1b[2J\nb\n");
+}
+
+TEST(Format, ValuesCannotBeTakenForOneAnother)
+{
+    std::ostringstream oStream;
+    EXPECT_EQ(writeValues(oStream, people(), EReader::Program), "Name");
+    EXPECT_EQ(oStream.str(), "") << "a part of it would look like the whole";
+    EXPECT_EQ(writeValues(oStream, people(), EReader::Terminal), std::nullopt);
+    EXPECT_EQ(oStream.str(), "1\nJ\xc3\xbcrgen\n4294967295\n20\n\n\n-3\na\"b,\\x0a\\xff\n7\n");
 }
 
 TEST(RowDiff, ComparesWholeRowsWithoutId)
@@ -115,12 +140,12 @@ TEST(Printer, ShowsWhatChanged)
         printed(EFormat::Json, oPrint),
         "{\"table\":\"T\",\"added\":[{\"Id\":4,\"Name\":\"d\\n\"}],\"removed\":[{\"Id\":1,\"Name\":\"a\"}],"
         "\"changed\":[{\"before\":{\"Id\":2,\"Name\":\"b\"},\"after\":{\"Id\":2,\"Name\":null}}]}\n");
-    EXPECT_EQ(printed(EFormat::Csv, oPrint), "table,change,Id,column,before,after\r\n"
-                                             "T,removed,1,Id,1,\r\n"
-                                             "T,removed,1,Name,a,\r\n"
-                                             "T,changed,2,Name,b,\r\n"
-                                             "T,added,4,Id,,4\r\n"
-                                             "T,added,4,Name,,\"d\n\"\r\n");
+    EXPECT_EQ(printed(EFormat::Csv, oPrint), "table,change,Id,column,before,after\n"
+                                             "T,removed,1,Id,1,\n"
+                                             "T,removed,1,Name,a,\n"
+                                             "T,changed,2,Name,b,\n"
+                                             "T,added,4,Id,,4\n"
+                                             "T,added,4,Name,,\"d\n\"\n");
 }
 
 } // namespace systema::cli
