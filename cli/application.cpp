@@ -12,7 +12,7 @@ Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::i
                 std::ostream& a_oOutput, std::ostream& a_oErrors, bool a_bTerminal, EReader a_eReader)
 {
     client::Connection oConnection(
-        {a_oArguments.m_sSocket, "ledgerctl", a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout)});
+        {a_oArguments.m_sSocket, "ledgerctl", a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout), true});
     if (a_oCommand.m_bConnects) {
         if (const auto oStatus = oConnection.connect(); !oStatus.ok()) {
             return oStatus;

@@ -224,6 +224,7 @@ struct Write
 {
     std::string m_sContext;
     std::variant<request::DeleteKey, request::UpdateKey, request::InsertRow> m_oRequest;
+    client::Status m_oRefusal{}; // by a constraint, when it was sent last
 };
 
 std::string rowContext(const std::string& a_sTable, const std::string& a_sId)
@@ -268,7 +269,7 @@ bool settle(WriteBatch& a_oBatch, std::vector<Write>& a_lWrites, ProgressBar& a_
         for (const Write& oWrite : a_lWrites) {
             const auto oTake = [&](const client::Status& a_oResult) {
                 if (a_oResult.code() == EResultCode::Constraint) {
-                    lRefused.push_back(oWrite);
+                    lRefused.push_back({oWrite.m_sContext, oWrite.m_oRequest, a_oResult});
                     return true;
                 }
                 a_oProgress.advance();
@@ -303,7 +304,7 @@ Outcome writeAll(WriteBatch& a_oBatch, const std::vector<TableImport>& a_lImport
     }
     if (a_oBatch.wait() && iLeft() > 0) {
         const Write& oWrite = lChanges.empty() ? lDeletes.front() : lChanges.front();
-        return Outcome(client::Status::refused(EResultCode::Constraint), oWrite.m_sContext);
+        return Outcome(oWrite.m_oRefusal, oWrite.m_sContext);
     }
     return a_oBatch.finish();
 }

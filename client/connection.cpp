@@ -104,6 +104,10 @@ Status Connection::attach(zel::UniqueFd a_oSocket)
     if (oStatus.ok() && oGreeting->m_iVersion != wire::c_iVersion) {
         oStatus = Status::disconnected("the daemon speaks another version of the protocol");
     }
+    if (oStatus.ok() && m_oOptions.m_bReasons) {
+        const Status oExplained = call(request::Explain{});
+        oStatus = oExplained.isConnectionError() ? oExplained : Status(); // an older server has no reasons
+    }
     if (oStatus.ok() && !m_lSubscriptions.empty()) {
         oStatus = subscribe(NameList(m_lSubscriptions), true);
     }
@@ -367,7 +371,9 @@ void Connection::handleAnswer(const wire::Header& a_oHeader, std::string_view a_
     if (bPart && (a_oHeader.m_eOperation != wire::EOperation::SelectRows || !bSuccess)) {
         return failMalformed("a part of what has none");
     }
-    if (bSuccess && !m_lPending.front().m_pAnswer->take(a_sBody)) {
+    wire::Reader oReason(a_sBody);
+    const std::string sReason(bSuccess || a_sBody.empty() ? std::string_view() : oReason.text());
+    if (bSuccess ? !m_lPending.front().m_pAnswer->take(a_sBody) : !oReason.complete()) {
         return failMalformed("an answer with wrong content");
     }
     if (!isConnected()) {
@@ -380,16 +386,20 @@ void Connection::handleAnswer(const wire::Header& a_oHeader, std::string_view a_
     ++m_iProgress;
     const Pending oPending = std::move(m_lPending.front());
     m_lPending.pop_front();
-    oPending.m_pAnswer->finish(answerStatus(a_oHeader));
+    oPending.m_pAnswer->finish(answerStatus(a_oHeader, sReason));
 }
 
-Status Connection::answerStatus(const wire::Header& a_oHeader)
+Status Connection::answerStatus(const wire::Header& a_oHeader, const std::string& a_sReason)
 {
     using wire::EOperation;
     const EResultCode eCode = a_oHeader.m_iCode;
-    const bool bTold = eCode == EResultCode::Failure && m_oLossReason;
-    Status oStatus =
-        Status::refused(eCode, bTold ? "the transaction was rolled back: " + *m_oLossReason : std::string());
+    std::string sText;
+    if (eCode == EResultCode::Failure && m_oLossReason) {
+        sText = "the transaction was rolled back: " + *m_oLossReason;
+    } else if (!a_sReason.empty()) {
+        sText = std::string(eCode.strerror()) + ": " + a_sReason;
+    }
+    Status oStatus = Status::refused(eCode, std::move(sText));
     if (a_oHeader.m_eOperation == EOperation::Begin || a_oHeader.m_eOperation == EOperation::Commit ||
         a_oHeader.m_eOperation == EOperation::Rollback) {
         m_oLossReason.reset();

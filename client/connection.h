@@ -41,6 +41,7 @@ public:
         std::string m_sSocket;                       // path of the daemon's socket
         std::string m_sProgram;                      // the caller's name, for the daemon's log
         std::chrono::milliseconds m_oTimeout{10000}; // how long an answer may take, at least 1
+        bool m_bReasons = false; // refusals come with the server's reason, if it tells any
     };
     using ChangeHandler = std::function<void(const std::string& a_sTable)>;
     using LossHandler = std::function<void(const std::string& a_sReason)>;
@@ -248,7 +249,7 @@ private:
     void handleFrame(const wire::Header& a_oHeader, std::string_view a_sBody);
     void handleAnswer(const wire::Header& a_oHeader, std::string_view a_sBody);
     void handleEvent(const wire::Header& a_oHeader, std::string_view a_sBody);
-    Status answerStatus(const wire::Header& a_oHeader);
+    Status answerStatus(const wire::Header& a_oHeader, const std::string& a_sReason);
     void deliverEvents();
     Status state() const { return isConnected() ? Status() : m_oState; }
     std::chrono::milliseconds answerTimeout() const;

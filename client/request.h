@@ -58,6 +58,15 @@ struct Info
     auto fields() const { return std::tie(); }
 };
 
+/// From now on the connection is told why its requests are refused. Sent by a connection whose options ask
+/// for reasons; an older server answers 5.
+struct Explain
+{
+    using Answer = Nothing;
+    static constexpr EOperation c_eOperation = EOperation::Explain;
+    auto fields() const { return std::tie(); }
+};
+
 struct GetTables
 {
     using Answer = NameList;

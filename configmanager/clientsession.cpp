@@ -318,16 +318,19 @@ bool ClientSession::serve(std::string_view a_sBody)
     if (oAnswer.m_pMalformed != nullptr) {
         refuse(oAnswer.m_pMalformed);
     } else if (eResult != EResultCode::Success) {
-        reply(eResult);
+        reply(eResult, oAnswer.m_sReason);
     }
     return true;
 }
 
-void ClientSession::reply(EResultCode a_eResult)
+void ClientSession::reply(EResultCode a_eResult, std::string_view a_sReason)
 {
     Writer oReply(m_sOutput);
     oReply.begin(EKind::Reply, m_oRequest.m_eOperation, m_oRequest.m_iId,
                  static_cast<std::uint16_t>(a_eResult));
+    if (!a_sReason.empty()) {
+        oReply.text(a_sReason);
+    }
     oReply.end();
 }
 

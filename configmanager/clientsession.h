@@ -83,7 +83,7 @@ private:
     std::size_t serveFrames(std::string_view a_sInput);
     /// False when the answer is pending: the request is to be served again.
     bool serve(std::string_view a_sBody);
-    void reply(EResultCode a_eResult);
+    void reply(EResultCode a_eResult, std::string_view a_sReason = {});
     void refuse(const char* a_pWhat);
     void sendRowsPart();
     void tellChanges();

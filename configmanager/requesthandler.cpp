@@ -1,6 +1,7 @@
 #include "configmanager/requesthandler.h"
 
 #include "configmanager/configservicemanager.h"
+#include "systema/refusal.h"
 #include "zel/exception.h"
 #include "zel/log.h"
 
@@ -31,7 +32,11 @@ RequestHandler::RequestHandler(ConfigServiceManager& a_oManager, const void* a_p
 Answer RequestHandler::handle(EOperation a_eOperation, Reader& a_oRequest, Writer& a_oReply)
 {
     m_oAnswer = {};
+    systema::noteRefusal(EResultCode::Success, {}); // of a request that others made in between
     m_oAnswer.m_eResult = call(a_eOperation, a_oRequest, a_oReply);
+    if (m_bExplains && m_oAnswer.m_eResult != EResultCode::Success) {
+        m_oAnswer.m_sReason = systema::takeRefusal(m_oAnswer.m_eResult);
+    }
     return std::move(m_oAnswer);
 }
 
@@ -133,6 +138,7 @@ RequestHandler::Handler RequestHandler::findHandler(EOperation a_eOperation)
         {EOperation::Hello, &RequestHandler::hello},
         {EOperation::Ping, &RequestHandler::ping},
         {EOperation::Info, &RequestHandler::info},
+        {EOperation::Explain, &RequestHandler::explain},
         {EOperation::GetTables, &RequestHandler::getTables},
         {EOperation::GetSchema, &RequestHandler::forward<&ConfigDispatcher::getSchema>},
         {EOperation::GetSize, &RequestHandler::forward<&ConfigDispatcher::getSize>},
@@ -178,6 +184,14 @@ EResultCode RequestHandler::hello(Reader& a_oRequest, Writer& a_oReply)
 EResultCode RequestHandler::ping(Reader& a_oRequest, Writer&)
 {
     return whenComplete(a_oRequest, [] { return EResultCode::Success; });
+}
+
+EResultCode RequestHandler::explain(Reader& a_oRequest, Writer&)
+{
+    return whenComplete(a_oRequest, [&] {
+        m_bExplains = true;
+        return EResultCode::Success;
+    });
 }
 
 EResultCode RequestHandler::info(Reader& a_oRequest, Writer& a_oReply)

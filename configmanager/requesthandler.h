@@ -35,6 +35,7 @@ struct Answer
 {
     systema::EResultCode m_eResult = systema::EResultCode::Failure; // any but 0: the reply is this code alone
     const char* m_pMalformed = nullptr;                    // refused, with the connection: the reason
+    std::string m_sReason = {};                            // of a refusal, for the client
     std::unique_ptr<systema::IRowCursor> m_pRows = {};     // the reply is these rows
     std::optional<std::chrono::milliseconds> m_oWait = {}; // the reply waits, so long, for a transaction
 };
@@ -99,6 +100,7 @@ private:
     // One handler each for the others.
     EResultCode hello(Reader& a_oRequest, Writer& a_oReply);
     EResultCode ping(Reader& a_oRequest, Writer& a_oReply);
+    EResultCode explain(Reader& a_oRequest, Writer& a_oReply);
     EResultCode info(Reader& a_oRequest, Writer& a_oReply);
     EResultCode getTables(Reader& a_oRequest, Writer& a_oReply);
     EResultCode begin(Reader& a_oRequest, Writer& a_oReply);
@@ -112,6 +114,7 @@ private:
     TableSet& m_lChanges;
 
     bool m_bGreeted = false;
+    bool m_bExplains = false; // refusals, to this client
     std::string m_sProgram;
     Answer m_oAnswer; // to the request being served
 };

@@ -1,6 +1,7 @@
 #include "plugins/tzplugin.h"
 
 #include "configmanager/columntable.h"
+#include "systema/refusal.h"
 #include "zel/linefile.h"
 #include "zel/log.h"
 #include "zel/systemclock.h"
@@ -78,7 +79,7 @@ EResultCode assign(Rule& a_oRule, const ValueList& a_lValues)
             return EResultCode::NoKey;
         }
         if (oValue.getType() != EDataType::Text) {
-            return EResultCode::Constraint;
+            return systema::noteRefusal(EResultCode::Constraint, sColumn + " has to be a text");
         }
         a_oRule.*pColumn->m_pText = oValue.getText();
     }
@@ -138,7 +139,7 @@ EResultCode TzPlugin::insertRow(const void* a_handle, const std::string& a_table
         return eCode;
     }
     if (!std::ranges::all_of(c_lTexts, [&](auto& a_oText) { return a_values.hasValue(a_oText.m_pName); })) {
-        return EResultCode::Constraint;
+        return systema::noteRefusal(EResultCode::Constraint, "a new rule has to name every column");
     }
     m_oRule = oRule;
     return write() ? EResultCode::Success : EResultCode::Failure;

@@ -2,6 +2,7 @@
 
 #include "storage/journalvfs.h"
 #include "storage/sqliteguard.h"
+#include "systema/refusal.h"
 #include "systema/rowfiller.h"
 #include "zel/assert.h"
 #include "zel/log.h"
@@ -40,6 +41,13 @@ EResultCode mapCode(int a_iSqliteCode)
     default:
         return EResultCode::Failure;
     }
+}
+
+/// True for a code whose text names tables, columns and limits, never a value, which others may not see.
+bool isTold(int a_iSqliteCode)
+{
+    return a_iSqliteCode == SQLITE_CONSTRAINT || a_iSqliteCode == SQLITE_MISMATCH ||
+           a_iSqliteCode == SQLITE_FULL || a_iSqliteCode == SQLITE_INTERRUPT;
 }
 
 constexpr std::uint64_t c_iSparePages = 64; // behind the limit
@@ -211,7 +219,11 @@ EResultCode SqliteConnection::getResultCode(int a_iSqliteCode, const char* a_mes
     if (a_iSqliteCode == SQLITE_NOMEM) {
         zel::noteMemoryFailure();
     }
-    return logSqliteError(a_iSqliteCode, describe(a_iSqliteCode).c_str(), a_message);
+    const std::string sDetail = describe(a_iSqliteCode);
+    if (isTold(a_iSqliteCode)) {
+        noteRefusal(mapCode(a_iSqliteCode), sDetail);
+    }
+    return logSqliteError(a_iSqliteCode, sDetail.c_str(), a_message);
 }
 
 std::string SqliteConnection::describe(int a_iSqliteCode) const

@@ -83,7 +83,8 @@ public:
 
     /// Maps a code of SQLite: 0, and 100 and above, is success; any other is logged with SQLite's message
     /// and then, mapped, under a_message. Where SQLite's message leaves open what to do about it the log has
-    /// our own: after the deadline, at the limit, and on a full disk.
+    /// our own: after the deadline, at the limit, and on a full disk. Those, and what SQLite says of a
+    /// constraint or a wrong type, are noted as the reason of the refusal.
     EResultCode getResultCode(int a_iSqliteCode, const char* a_message) const;
     /// Logs "<message> failed with error: <code>" and returns the code.
     EResultCode logError(const char* a_message, const EResultCode& a_code) const;

@@ -1,6 +1,7 @@
 #include "storage/sqlitewrapper.h"
 
 #include "storage/sqliterowcursor.h"
+#include "systema/refusal.h"
 
 #include <sqlite3.h>
 
@@ -214,6 +215,11 @@ bool SqliteWrapper::setsId(const std::string& a_table, const ValueList& a_values
     });
 }
 
+EResultCode SqliteWrapper::refuseId(const char* a_pOperation) const
+{
+    return logError(a_pOperation, noteRefusal(EResultCode::Constraint, "Id has to be a number other than 0"));
+}
+
 bool SqliteWrapper::isRowId(const std::string& a_table, const std::string& a_sColumn)
 {
     if (!isAlias(a_sColumn)) {
@@ -327,7 +333,7 @@ EResultCode SqliteWrapper::insertRow(const std::string& a_table, const ValueList
         return logError("insertRow", EResultCode::NoTable);
     }
     if (setsId(a_table, a_values, startsWithZero)) {
-        return logError("insertRow", EResultCode::Constraint);
+        return refuseId("insertRow");
     }
     if (a_values.empty()) {
         return logError("insertRow", EResultCode::Failure);
@@ -352,7 +358,7 @@ EResultCode SqliteWrapper::updateRow(const std::string& a_table, unsigned int a_
         return logError("updateRow", EResultCode::NoTable);
     }
     if (setsId(a_table, a_values, isZero)) {
-        return logError("updateRow", EResultCode::Constraint);
+        return refuseId("updateRow");
     }
     SqlText oText(c_iUpdateLimit);
     oText.sql("UPDATE ").name(a_table).sql(" SET ").assignments(a_values);
@@ -392,7 +398,7 @@ EResultCode SqliteWrapper::updateKey(const std::string& a_table, const std::stri
                                      const std::string& a_keyValue, const ValueList& a_values)
 {
     if (!isZeroId(a_keyColumn, a_keyValue) && hasTable(a_table) && setsId(a_table, a_values, isZero)) {
-        return logError("updateKey", EResultCode::Constraint);
+        return refuseId("updateKey");
     }
     SqlText oText(c_iUpdateLimit);
     oText.sql("UPDATE ").name(a_table).sql(" SET ").assignments(a_values);

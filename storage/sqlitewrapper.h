@@ -85,6 +85,7 @@ private:
     EResultCode findZeroIdRow(bool& a_bExists, const std::string& a_table);
     /// True when one of the values is such a one for the Id, by whichever of the column's names.
     bool setsId(const std::string& a_table, const ValueList& a_values, bool (*a_pIsSuch)(const Value&));
+    EResultCode refuseId(const char* a_pOperation) const;
     bool isRowId(const std::string& a_table, const std::string& a_sColumn);
     /// Makes the text that reads a range of rows. 0, or 1 when the table's hidden row could not be found out.
     EResultCode makeRange(SqlText& a_oText, const std::string& a_table, unsigned int a_first,

@@ -33,6 +33,7 @@ enum class EOperation : std::uint8_t
     Hello = 1,         // u32 magic, u16 version, text program  ->  u16 version, text server version
     Ping = 2,          // nothing  ->  nothing
     Info = 3,          // nothing  ->  values
+    Explain = 4,       // nothing  ->  nothing; from then on refusals come with their reason
     GetTables = 10,    // u8 filter (ETableFilter)  ->  names
     GetSchema = 11,    // text table  ->  columns
     GetSize = 12,      // text table  ->  u32

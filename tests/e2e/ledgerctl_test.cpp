@@ -165,7 +165,9 @@ TEST_F(Ledgerctl, SetAddAndDelWaitForTheTransactionOfAnother)
         lOutcomes.push_back(pWrite->output() + pWrite->errors());
     }
     EXPECT_THAT(lOutcomes,
-                ElementsAre("", "2\n", "ledgerctl: constraint violated [6]\n", "{\"id\":1}\n", ""));
+                ElementsAre("", "2\n",
+                            "ledgerctl: constraint violated: UNIQUE constraint failed: Item.Name [6]\n",
+                            "{\"id\":1}\n", ""));
     EXPECT_EQ("waited", note());
     EXPECT_EQ(3U, client().count("Item"));
     EXPECT_EQ(2U, client().count("Job"));

@@ -69,6 +69,22 @@ TEST(Connect, OneConnectionTooManyIsBusyAndNoBreachOfTheProtocol)
     EXPECT_FALSE(oConnection.isConnected());
 }
 
+TEST(Connect, AnOlderServerHasNoReasonsAndServesAllTheSame)
+{
+    for (const std::uint16_t iAnswer : {0, 5}) {
+        Connection oConnection({"", "test", 200ms, true});
+        FakeServer oServer;
+        oServer.reply(iAnswer);
+        EXPECT_TRUE(oServer.accept(oConnection).ok());
+        oServer.reply(EResultCode::Constraint, iAnswer == 0
+                                                   ? [](Writer& a_oWriter) { a_oWriter.text("too high"); }
+                                                   : FakeServer::Body());
+        const Status oRefused = oConnection.call(request::DeleteAll{"T"});
+        EXPECT_EQ(oRefused.code(), EResultCode::Constraint);
+        EXPECT_EQ(oRefused.text(), iAnswer == 0 ? "constraint violated: too high" : "constraint violated");
+    }
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // Requests and answers
 
@@ -194,6 +210,11 @@ const Lie c_aLies[] = {
              a_oWriter.u32(0xffffffff);
              a_oWriter.null();
          });
+     }},
+    {"AReasonThatIsCutOff", "wrong content",
+     [](FakeServer& a_oServer) {
+         a_oServer.raw(FakeServer::bytes(EKind::Reply, EOperation::SelectRows, 2, 6,
+                                         [](Writer& a_oWriter) { a_oWriter.u32(9); }));
      }},
     {"AnEventWithoutText", "an event",
      [](FakeServer& a_oServer) {

@@ -4,6 +4,7 @@
 
 #include "configmanager/configservicemanager.h"
 #include "systema/positioncursor.h"
+#include "systema/refusal.h"
 #include "tests/row.h"
 #include "tests/unit/protocoldoc.h"
 #include "tests/unit/systema/recordingplugin.h"
@@ -97,6 +98,7 @@ TEST_F(ClientSessionTest, TheLimitsOfTheDocumentAreThoseOfTheCode)
     EXPECT_EQ(mLimits.erase("c_iFairness"), 1U); // handed over by main
     const std::map<std::string, long> mCode = {
         {"c_iFrameLimit", systema::wire::c_iFrameLimit},
+        {"c_iReasonLimit", systema::c_iReasonLimit},
         {"c_iPartSize", systema::wire::c_iPartSize},
         {"c_iMaxConnections", zel::cfg::c_iMaxConnections},
         {"c_iMaxConnectionsPerUser", zel::cfg::c_iMaxConnectionsPerUser},

@@ -1,0 +1,84 @@
+// Why a write was refused, as the daemon tells the client whose write it was.
+#include "tests/e2e/daemontest.h"
+
+namespace e2e {
+namespace {
+
+class RefusedWrite : public DaemonTest
+{
+protected:
+    RefusedWrite()
+    {
+        m_oSandbox.sql("transient.db",
+                       "CREATE TABLE Bound (Id INTEGER PRIMARY KEY, Port INTEGER CONSTRAINT known_port CHECK "
+                       "(Port < 65536), Secret TEXT CHECK (Secret NOT IN ('" +
+                           repeat("ä", 400) + "')));");
+        start();
+    }
+
+    /// What ledgerctl says of a command that is refused.
+    std::string errorOf(std::vector<std::string> a_lArguments, const std::string& a_sInput = {})
+    {
+        const Finished oRun = ledgerctl(std::move(a_lArguments), a_sInput);
+        EXPECT_NE(0, oRun.m_iStatus);
+        EXPECT_EQ("", oRun.m_sOutput);
+        return oRun.m_sErrors;
+    }
+};
+
+TEST_F(RefusedWrite, SaysWhichConstraintIsViolated)
+{
+    const std::string sPolicy = "ledgerctl: constraint violated: CHECK constraint failed: DefaultPolicy IN "
+                                "('ACCEPT', 'DROP', 'REJECT') [6]\n";
+    EXPECT_EQ(sPolicy, errorOf({"set", "FirewallZones", "--row", "0", "DefaultPolicy=ALLOW"}));
+    EXPECT_EQ("ledgerctl: constraint violated: UNIQUE constraint failed: Item.Name [6]\n",
+              errorOf({"add", "Item", "Name=pear"}));
+    EXPECT_EQ("ledgerctl: constraint violated: NOT NULL constraint failed: Item.Name [6]\n",
+              errorOf({"set", "Item", "--key", "Id=1", "Name:null"}));
+    EXPECT_EQ("ledgerctl: constraint violated: FOREIGN KEY constraint failed [6]\n",
+              errorOf({"del", "Item", "--key", "Id=2"}));
+    EXPECT_EQ("ledgerctl: constraint violated: CHECK constraint failed: known_port [6]\n",
+              errorOf({"add", "Bound", "Port=65536"}));
+    EXPECT_EQ("ledgerctl: constraint violated: Id has to be a number other than 0 [6]\n",
+              errorOf({"add", "Item", "Id=0", "Name=new"}));
+    EXPECT_EQ("ledgerctl: constraint violated: a new rule has to name every column [6]\n",
+              errorOf({"add", "Tz", "Start=x"}));
+    // Also of the first of many that are under way.
+    EXPECT_EQ("ledgerctl: line 2: constraint violated: CHECK constraint failed: known_port [6]\n",
+              errorOf({"batch"}, "add Item Name=one\nadd Bound Port=70000\nadd Item Name=pear\n"));
+    EXPECT_EQ(
+        "ledgerctl: table \"Bound\": Id 7: constraint violated: CHECK constraint failed: known_port [6]\n",
+        errorOf({"import"}, R"({"Bound":{"rows":[{"Id":7,"Port":70000}]}})"));
+}
+
+TEST_F(RefusedWrite, TellsAClientOnlyWhatItAskedForAndOnlyOfItsOwn)
+{
+    const std::string sAdd = frameOf(request::InsertRow{"Item", row({{"Name", "pear"}})});
+    RawClient oSilent(socket());
+    oSilent.send(sAdd);
+    EXPECT_EQ(6U, oSilent.receive()->m_iCode) << "says why to the log";
+    oSilent.send(frameOf(request::InsertRow{"Nonsense", {}}));
+    RawClient oAsking(socket());
+    EXPECT_EQ(0U, oAsking.ask(request::Explain{}));
+    EXPECT_EQ("", oSilent.receive()->m_sBody);
+    oAsking.send(frameOf(request::InsertRow{"Nonsense", {}}));
+    EXPECT_EQ("", oAsking.receive()->m_sBody) << "there is no reason, and none left of another";
+    oSilent.send(sAdd);
+    EXPECT_EQ("", oSilent.receive()->m_sBody);
+
+    const auto reason = [&](const ValueList& a_lRow, const char* a_pTable) {
+        oAsking.send(frameOf(request::UpdateKey{a_pTable, "Id", "1", a_lRow}));
+        const Frame oReply = *oAsking.receive();
+        return std::to_string(oReply.m_iCode) + ' ' +
+               oReply.m_sBody.substr(std::min<std::size_t>(oReply.m_sBody.size(), 4));
+    };
+    EXPECT_EQ("7 datatype mismatch", reason(row({{"Id", "sunrise-42"}}), "Item")) << "without the value";
+    EXPECT_EQ(0U, client().code(request::InsertRow{"Bound", row({{"Id", 1}})}));
+    const std::string sLong = reason(row({{"Secret", repeat("ä", 400).c_str()}}), "Bound");
+    EXPECT_LE(sLong.size(), 2U + 512U);
+    EXPECT_THAT(sLong, StartsWith("6 CHECK constraint failed: Secret NOT IN ('ä"));
+    EXPECT_THAT(sLong, EndsWith("ä...")) << "cut, but in no character";
+}
+
+} // namespace
+} // namespace e2e
