@@ -212,7 +212,7 @@ void declareRestoreCheck(CLI::App& a_oApp, Arguments& a_oArguments)
 
 constexpr std::array c_aCommands = {
     Command{"tables", "names of all tables", declareNothing, runTables},
-    Command{"schema", "columns of a table, with their types", declareTable, runSchema},
+    Command{"schema", "columns of a table, and what they demand", declareTable, runSchema},
     Command{"count", "number of rows of a table", declareTable, runCount},
     Command{"get", "rows of a table", declareGet, runGet},
     Command{"set", "change a row", declareSet, runWrite, EWrite::Set},

@@ -72,10 +72,16 @@ Outcome runTables(Session& a_oSession, const Arguments&)
 Outcome runSchema(Session& a_oSession, const Arguments& a_oArguments)
 {
     const auto oSchema = a_oSession.m_oConnection.call(request::GetSchema{a_oArguments.m_sTable});
-    if (oSchema.ok()) {
-        a_oSession.m_oPrinter.printSchema(*oSchema);
+    if (!oSchema.ok()) {
+        return oSchema;
     }
-    return oSchema;
+    const auto oDescription = a_oSession.m_oConnection.call(request::Describe{a_oArguments.m_sTable});
+    const bool bTooOld = oDescription.code() == EResultCode::Protocol;
+    if (!oDescription.ok() && !bTooOld) {
+        return oDescription;
+    }
+    a_oSession.m_oPrinter.printSchema(*oSchema, bTooOld ? std::nullopt : std::optional(*oDescription));
+    return {};
 }
 
 Outcome runCount(Session& a_oSession, const Arguments& a_oArguments)

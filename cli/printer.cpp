@@ -2,6 +2,7 @@
 
 #include "cli/cell.h"
 #include "cli/json.h"
+#include "cli/schemaform.h"
 #include "cli/utf8.h"
 
 namespace systema::cli {
@@ -167,13 +168,16 @@ void Printer::printNames(const std::string& a_sTitle, const NameList& a_lNames)
     printFlat(oRows, false);
 }
 
-void Printer::printSchema(const ColumnList& a_lSchema)
+void Printer::printSchema(const ColumnList& a_lSchema, const std::optional<TableDescription>& a_oDescription)
 {
-    client::Rows oRows(NameList{"name", "type"});
-    for (const auto& [sName, eType] : a_lSchema) {
-        oRows.add({text(sName), text(typeName(eType))});
+    if (m_eFormat == EFormat::Json) {
+        writeSchemaJson(m_oStream, a_lSchema, a_oDescription);
+        return;
     }
-    printRows(oRows);
+    printFlat(schemaRows(a_lSchema, a_oDescription, m_eFormat == EFormat::Csv), true);
+    if (m_eFormat == EFormat::Table && a_oDescription) {
+        m_oStream << '\n' << kindName(*a_oDescription) << ", " << accessName(*a_oDescription) << '\n';
+    }
 }
 
 void Printer::printCount(std::uint32_t a_iCount)

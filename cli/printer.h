@@ -6,6 +6,7 @@
 #include "cli/rowdiff.h"
 #include "client/rows.h"
 #include "systema/lists.h"
+#include "systema/tabledescription.h"
 
 #include <cstdint>
 #include <optional>
@@ -43,7 +44,8 @@ public:
 
     /// Names, one a line; in JSON an array of texts.
     void printNames(const std::string& a_sTitle, const NameList& a_lNames);
-    void printSchema(const ColumnList& a_lSchema);
+    /// The columns, and what else the daemon says of the table unless it is too old to.
+    void printSchema(const ColumnList& a_lSchema, const std::optional<TableDescription>& a_oDescription);
     void printCount(std::uint32_t a_iCount);
     void printRows(const client::Rows& a_oRows);
     /// The values of rows, one a line. 1: a value of several lines among others.

@@ -83,6 +83,15 @@ struct GetSchema
     auto fields() const { return std::tie(m_sTable); }
 };
 
+/// What the table is besides its columns and their types. An older server answers 5.
+struct Describe
+{
+    using Answer = TableDescription;
+    static constexpr EOperation c_eOperation = EOperation::Describe;
+    std::string_view m_sTable;
+    auto fields() const { return std::tie(m_sTable); }
+};
+
 /// The number of rows.
 struct GetSize
 {
@@ -298,6 +307,10 @@ inline void readField(wire::Reader& a_oFrom, ColumnList& a_lField)
 inline void readField(wire::Reader& a_oFrom, ValueList& a_lField)
 {
     a_lField = a_oFrom.values();
+}
+inline void readField(wire::Reader& a_oFrom, TableDescription& a_oField)
+{
+    a_oField = a_oFrom.description();
 }
 inline void readField(wire::Reader& a_oFrom, Greeting& a_oField)
 {

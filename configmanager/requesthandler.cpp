@@ -141,6 +141,7 @@ RequestHandler::Handler RequestHandler::findHandler(EOperation a_eOperation)
         {EOperation::Explain, &RequestHandler::explain},
         {EOperation::GetTables, &RequestHandler::getTables},
         {EOperation::GetSchema, &RequestHandler::forward<&ConfigDispatcher::getSchema>},
+        {EOperation::Describe, &RequestHandler::forward<&ConfigDispatcher::describe>},
         {EOperation::GetSize, &RequestHandler::forward<&ConfigDispatcher::getSize>},
         {EOperation::SelectRow, &RequestHandler::forward<&ConfigDispatcher::selectRow>},
         {EOperation::SelectKey, &RequestHandler::forward<&ConfigDispatcher::selectKey>},

@@ -91,6 +91,10 @@ private:
     static void put(Writer& a_oReply, int a_iValue) { a_oReply.i32(a_iValue); }
     static void put(Writer& a_oReply, unsigned int a_iValue) { a_oReply.u32(a_iValue); }
     static void put(Writer& a_oReply, const systema::ColumnList& a_lColumns) { a_oReply.columns(a_lColumns); }
+    static void put(Writer& a_oReply, const systema::TableDescription& a_oDescription)
+    {
+        a_oReply.description(a_oDescription);
+    }
     static void put(Writer& a_oReply, const systema::ValueList& a_lValues) { a_oReply.values(a_lValues); }
     void put(Writer&, std::unique_ptr<systema::IRowCursor>& a_pRows)
     {

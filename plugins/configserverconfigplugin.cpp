@@ -88,6 +88,13 @@ ConfigServerConfigPlugin::ConfigServerConfigPlugin(ConfigDispatcher& a_oDispatch
 {
 }
 
+EResultCode ConfigServerConfigPlugin::describe(systema::TableDescription& a_oDescription,
+                                               const std::string& a_table)
+{
+    a_oDescription.m_bWritable = a_table != c_oLimits.m_pName;
+    return EResultCode::Success;
+}
+
 void ConfigServerConfigPlugin::getTables(systema::NameList& a_tables, const void* a_handle)
 {
     assertCall(a_handle);

@@ -7,10 +7,12 @@
 
 #include "configmanager/genericconfigplugin.h"
 #include "systema/configdispatcher.h"
+#include "systema/tabledescription.h"
 
 namespace zel::cfg {
 
-class ConfigServerConfigPlugin : public configmanager::serverlib::GenericConfigPlugin
+class ConfigServerConfigPlugin : public configmanager::serverlib::GenericConfigPlugin,
+                                 public systema::IDescribedTables
 {
 public:
     explicit ConfigServerConfigPlugin(systema::ConfigDispatcher& a_oDispatcher);
@@ -29,6 +31,9 @@ public:
                                    const std::string& a_table, const std::string& a_keyColumn,
                                    const std::string& a_keyValue,
                                    const systema::NameList& a_columns) override;
+    /// "ConfigServerConfig" is writable.
+    systema::EResultCode describe(systema::TableDescription& a_oDescription,
+                                  const std::string& a_table) override;
     /// 0; 8; 4 for the limits and when no time-out is among the values; 10; 9 when a name is no column and 6
     /// when a time-out is no number, and nothing is changed; 1 at the first time-out above the maximum, and
     /// those before it stay changed.

@@ -7,12 +7,13 @@
 #pragma once
 
 #include "configmanager/onerowplugin.h"
+#include "systema/tabledescription.h"
 
 #include <cstdint>
 
 namespace zel {
 
-class SystemTime : public configmanager::serverlib::OneRowPlugin
+class SystemTime : public configmanager::serverlib::OneRowPlugin, public systema::IDescribedTables
 {
 public:
     SystemTime();
@@ -29,6 +30,12 @@ public:
                                    const std::string& a_keyValue,
                                    const systema::NameList& a_columns) override;
 
+    /// Writable.
+    systema::EResultCode describe(systema::TableDescription& a_oDescription, const std::string&) override
+    {
+        a_oDescription.m_bWritable = true;
+        return systema::EResultCode::Success;
+    }
     // Inserts and deletes change nothing. 0, 8.
     systema::EResultCode insertRow(const void* a_handle, const std::string& a_table,
                                    const systema::ValueList& a_values) override;

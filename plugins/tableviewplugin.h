@@ -10,6 +10,7 @@
 #include "configmanager/genericsubscriber.h"
 #include "plugins/registeredviews.h"
 #include "plugins/tableviewcursor.h"
+#include "systema/tabledescription.h"
 
 #include <chrono>
 #include <memory>
@@ -18,7 +19,9 @@
 
 namespace zel {
 
-class TableViewPlugin : public configmanager::serverlib::GenericConfigPlugin, public systema::IRowSource
+class TableViewPlugin : public configmanager::serverlib::GenericConfigPlugin,
+                        public systema::IRowSource,
+                        public systema::IDescribedTables
 {
 public:
     // What is read of the definition tables at most, in rows.
@@ -52,6 +55,15 @@ public:
     systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const void* a_handle,
                                   const std::string& a_table, unsigned int a_first, unsigned int a_count,
                                   const systema::NameList& a_columns) override;
+    /// Views, besides "RegisteredViews".
+    systema::EResultCode describe(systema::TableDescription& a_oDescription,
+                                  const std::string& a_table) override
+    {
+        if (a_table != RegisteredViews::c_pTable) {
+            a_oDescription.m_eKind = systema::ETableKind::View;
+        }
+        return systema::EResultCode::Success;
+    }
     /// Announces the views whose source tables changed.
     void tick(systema::NameList& a_changedTables) override;
     /// Loads the definitions; later calls do nothing. True.

@@ -7,10 +7,11 @@
 #pragma once
 
 #include "configmanager/onerowplugin.h"
+#include "systema/tabledescription.h"
 
 namespace zel {
 
-class TzPlugin : public configmanager::serverlib::OneRowPlugin
+class TzPlugin : public configmanager::serverlib::OneRowPlugin, public systema::IDescribedTables
 {
 public:
     struct Rule
@@ -33,6 +34,12 @@ public:
                                    const std::string& a_table, const std::string& a_keyColumn,
                                    const std::string& a_keyValue,
                                    const systema::NameList& a_columns) override;
+    /// Writable.
+    systema::EResultCode describe(systema::TableDescription& a_oDescription, const std::string&) override
+    {
+        a_oDescription.m_bWritable = true;
+        return systema::EResultCode::Success;
+    }
     /// 0; 8; 9 for a name that is none of the three texts; 6 when one of them is missing or is no text; 1
     /// when the file cannot be written or the texts make no line of it.
     systema::EResultCode insertRow(const void* a_handle, const std::string& a_table,

@@ -11,7 +11,8 @@ namespace systema {
 namespace {
 
 constexpr std::array<std::string_view, 3> c_aFunctions = {"count", "last_insert_rowid", "like"};
-constexpr std::string_view c_sSizePragma = "max_page_count";
+constexpr std::array<std::string_view, 5> c_aPragmas = {"max_page_count", "table_xinfo", "index_list",
+                                                        "index_info", "foreign_key_list"};
 constexpr std::string_view c_sInternal = "sqlite_"; // prefix of the tables that SQLite keeps for itself
 
 bool isAllowed(int a_iAction, const char* a_pFirst, const char* a_pSecond, bool a_bInSchema)
@@ -31,7 +32,7 @@ bool isAllowed(int a_iAction, const char* a_pFirst, const char* a_pSecond, bool 
     case SQLITE_RECURSIVE:
         return a_bInSchema;
     case SQLITE_PRAGMA:
-        return c_sSizePragma == a_pFirst;
+        return std::ranges::find(c_aPragmas, a_pFirst) != c_aPragmas.end();
     default:
         return false;
     }

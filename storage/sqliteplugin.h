@@ -5,10 +5,12 @@
 // those of SqliteWrapper, and 2 for a write while another connection holds the write lock.
 #pragma once
 
+#include "storage/schemafacts.h"
 #include "storage/sqlitewrapper.h"
 #include "systema/configpluginbase.h"
 #include "systema/rowsource.h"
 #include "systema/storedtables.h"
+#include "systema/tabledescription.h"
 
 #include <cstdint>
 #include <memory>
@@ -16,7 +18,7 @@
 
 namespace systema {
 
-class SqlitePlugin : public ConfigPluginBase, public IRowSource, public IStoredTables
+class SqlitePlugin : public ConfigPluginBase, public IRowSource, public IStoredTables, public IDescribedTables
 {
 public:
     /// Opens the database file at once. Without a_useTransactions each write is committed on its own. The
@@ -64,6 +66,10 @@ public:
     EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
                          const std::string& a_table, unsigned int a_first, unsigned int a_count,
                          const NameList& a_columns) override;
+    EResultCode describe(TableDescription& a_oDescription, const std::string& a_table) override
+    {
+        return describeTable(a_oDescription, m_oDatabase, a_table);
+    }
     bool usesTransactions() const override { return m_bUseTransactions; }
     bool hasLostTransaction() const override { return m_bBegun && !m_oDatabase.isInTransaction(); }
     bool takeTouched(NameList& a_lTables) noexcept override { return m_oDatabase.takeTouched(a_lTables); }

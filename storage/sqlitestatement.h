@@ -45,8 +45,9 @@ public:
     void readRow(IRowSink& a_oSink);
     /// The cells of the row stepped to, in order.
     std::vector<StoredCell> copyCells();
-    // A column of the row stepped to.
+    /// Column 0 of the row stepped to.
     int readNumber();
+    /// A column of the row stepped to, empty for NULL.
     std::string readText(int a_iColumn = 0);
     /// True when another connection changed the tables since the statement was prepared.
     bool wasPreparedAgain();

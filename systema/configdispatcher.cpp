@@ -276,6 +276,19 @@ EResultCode ConfigDispatcher::getSchema(ColumnList& a_columns, const void* a_han
                 [&](auto& a_oPlugin) { return a_oPlugin.getSchema(a_columns, a_handle, a_table); });
 }
 
+EResultCode ConfigDispatcher::describe(TableDescription& a_oDescription, const void* a_handle,
+                                       const std::string& a_table)
+{
+    if (isStored(a_table)) {
+        a_oDescription.m_eKind = ETableKind::Stored;
+        a_oDescription.m_bWritable = true;
+    }
+    return read(a_handle, a_table, [&](auto& a_oPlugin) {
+        auto* pDescribed = dynamic_cast<IDescribedTables*>(&a_oPlugin);
+        return pDescribed != nullptr ? pDescribed->describe(a_oDescription, a_table) : EResultCode();
+    });
+}
+
 EResultCode ConfigDispatcher::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
 {
     return read(a_handle, a_table,

@@ -14,6 +14,7 @@
 #include "systema/configpublisher.h"
 #include "systema/rowsource.h"
 #include "systema/storedtables.h"
+#include "systema/tabledescription.h"
 
 #include <algorithm>
 #include <chrono>
@@ -101,6 +102,8 @@ public:
     // Tables.
     void getTables(NameList& a_tables, const void* a_handle) override;
     EResultCode getSchema(ColumnList& a_columns, const void* a_handle, const std::string& a_table) override;
+    /// What the table is besides its columns and their types.
+    EResultCode describe(TableDescription& a_oDescription, const void* a_handle, const std::string& a_table);
     EResultCode getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table) override;
     EResultCode selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
                           unsigned int a_index, const NameList& a_columns) override;

@@ -114,6 +114,18 @@ void Writer::values(const ValueList& a_lValues)
     }
 }
 
+void Writer::description(const TableDescription& a_oDescription)
+{
+    u8(static_cast<std::uint8_t>(a_oDescription.m_eKind));
+    u8(a_oDescription.m_bWritable ? 1 : 0);
+    u32(static_cast<std::uint32_t>(a_oDescription.m_lFacts.size()));
+    for (const ColumnFact& oFact : a_oDescription.m_lFacts) {
+        u8(static_cast<std::uint8_t>(oFact.m_eKind));
+        names(oFact.m_lColumns);
+        text(oFact.m_sText);
+    }
+}
+
 void Writer::cell(std::uint8_t a_iType, std::uint32_t a_iNumber)
 {
     char aBytes[1 + sizeof a_iNumber] = {static_cast<char>(a_iType)};
@@ -251,6 +263,19 @@ ValueList Reader::values()
         lValues.add(std::move(sName), cell().toValue());
     }
     return lValues;
+}
+
+TableDescription Reader::description()
+{
+    TableDescription oDescription;
+    oDescription.m_eKind = static_cast<ETableKind>(u8());
+    oDescription.m_bWritable = u8() != 0;
+    for (std::uint32_t i = count(1 + 2 * sizeof(std::uint32_t)); i > 0 && m_bOk; --i) {
+        const auto eKind = static_cast<ColumnFact::EKind>(u8());
+        NameList lColumns = names();
+        oDescription.m_lFacts.push_back({eKind, std::move(lColumns), std::string(text())});
+    }
+    return oDescription;
 }
 
 } // namespace systema::wire

@@ -6,6 +6,7 @@
 
 #include "systema/lists.h"
 #include "systema/protocol.h"
+#include "systema/tabledescription.h"
 
 #include <cstdint>
 #include <optional>
@@ -40,6 +41,7 @@ enum class EOperation : std::uint8_t
     SelectRow = 13,    // text table, u32 position, names columns  ->  values
     SelectKey = 14,    // text table, text key column, text key value, names columns  ->  values
     SelectRows = 15,   // text table, u32 first, u32 count, names columns  ->  names columns, u32 rows, cells
+    Describe = 16,     // text table  ->  description
     InsertRow = 20,    // text table, values  ->  nothing
     InsertKey = 21,    // text table, values  ->  i32 id
     UpdateRow = 22,    // text table, u32 position, values  ->  nothing
@@ -111,6 +113,7 @@ public:
     void names(const NameList& a_lNames);
     void columns(const ColumnList& a_lColumns);
     void values(const ValueList& a_lValues);
+    void description(const TableDescription& a_oDescription);
 
     // One cell each: the type, then the content.
     void null() { u8(EDataType::Null); }
@@ -159,6 +162,7 @@ public:
     NameList names();
     ColumnList columns();
     ValueList values();
+    TableDescription description();
 
 private:
     std::string_view take(std::size_t a_iSize);

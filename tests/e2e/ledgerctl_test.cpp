@@ -53,7 +53,7 @@ TEST_F(Ledgerctl, ShowsRowsAndWhatIsServedInEveryForm)
     expectOutput({"--csv", "get", "Scratch"}, "Id,Text\n");
     expectOutput({"--json", "count", "Item"}, "3\n");
     expectOutput({"--csv", "count", "Item"}, "count\n3\n");
-    expectOutput({"schema", "Twins"}, "name  type\nId    integer\nText  text\n");
+    expectOutput({"schema", "Twins"}, "name  type\nId    integer\nText  text\n\nstored, writable\n");
     const auto oTables = client().call(request::GetTables{});
     std::string sNames;
     std::string sJson;
@@ -69,6 +69,45 @@ TEST_F(Ledgerctl, ShowsRowsAndWhatIsServedInEveryForm)
     EXPECT_THAT(
         ledgerctl({"--json", "info"}).m_sOutput,
         StartsWith("{\"Version\":\"2.13.0\",\"Protocol\":1,\"Pid\":" + std::to_string(daemon().pid())));
+}
+
+TEST_F(Ledgerctl, SchemaShowsWhatATableDemandsAndWhatItIs)
+{
+    expectOutput({"schema", "DhcpOption"},
+                 "name          type     constraints\n"
+                 "Id            integer  primary key\n"
+                 "DhcpServerId  integer  not null, unique (DhcpServerId, Code), references "
+                 "DhcpServerConfig(Id) on delete cascade\n"
+                 "Code          integer  not null, unique (DhcpServerId, Code), check (Code BETWEEN 1 AND "
+                 "254)\n"
+                 "Content       text\n"
+                 "\nstored, writable\n");
+    expectOutput({"--csv", "schema", "LanBridge"}, "name,type,default,constraints,table,access\n"
+                                                   "Id,integer,\"\",primary key,stored,writable\n"
+                                                   "Name,text,\"\",\"not null, unique\",stored,writable\n"
+                                                   "Address,text,'0.0.0.0',not null,stored,writable\n"
+                                                   "Netmask,text,'255.255.255.0',not null,stored,writable\n"
+                                                   "IsIsolated,integer,0,not null,stored,writable\n"
+                                                   "IsEnabled,integer,1,not null,stored,writable\n");
+    expectOutput({"--json", "schema", "ItemPart"},
+                 "[\n {\"name\":\"Id\",\"type\":\"integer\",\"primaryKey\":[\"Id\"],\"table\":\"stored\","
+                 "\"writable\":true},\n {\"name\":\"ItemId\",\"type\":\"integer\",\"notNull\":true,"
+                 "\"references\":[\"Item(Id)\"],\"table\":\"stored\",\"writable\":true}\n]\n");
+    for (const auto& [pTable, pIs] : {std::pair("ConfigServerConfig", "live, writable"),
+                                      {"ConfigServerLimits", "live, read-only"},
+                                      {"ConfigmanagerLogging", "live, writable"},
+                                      {"SystemTime", "live, writable"},
+                                      {"Tz", "live, writable"},
+                                      {"RouteIPv4", "live, read-only"},
+                                      {"ItemView", "view, read-only"},
+                                      {"StatusNetifWatchLogical", "view, read-only"}}) {
+        EXPECT_THAT(ledgerctl({"schema", pTable}).m_sOutput, EndsWith(std::string("\n\n") + pIs + "\n"))
+            << pTable;
+    }
+    const auto oTables = client().call(request::GetTables{});
+    for (const std::string& sTable : *oTables) {
+        EXPECT_EQ(0, ledgerctl({"schema", sTable}).m_iStatus) << sTable;
+    }
 }
 
 TEST_F(Ledgerctl, ErrorsHaveTheTextAndTheCodeOfTheResult)

@@ -85,6 +85,14 @@ protected:
 
 } // namespace
 
+TEST_F(CommandsTest, SchemaOfAnOlderServerHasNamesAndTypes)
+{
+    m_oServer.reply(0, writeSchema);
+    m_oServer.reply(EResultCode::Protocol);
+    EXPECT_EQ(run({"schema", "T"}).m_iExit, 0);
+    EXPECT_EQ(m_oOutput.str(), "name  type\nId    integer\nName  text\n");
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // batch
 

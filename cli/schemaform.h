@@ -1,0 +1,28 @@
+// A table's schema in the forms of the output: its columns, what each demands of a value, and what the table
+// is. Free functions over what the daemon says; facts of a kind that is not known here are left out.
+#pragma once
+
+#include "client/rows.h"
+#include "systema/lists.h"
+#include "systema/tabledescription.h"
+
+#include <optional>
+#include <ostream>
+
+namespace systema::cli {
+
+/// "stored", "live" or "view".
+const char* kindName(const TableDescription& a_oDescription);
+/// "writable" or "read-only".
+const char* accessName(const TableDescription& a_oDescription);
+
+/// A row per column: its name, type, default and constraints; the last two are left out where no column has
+/// any, unless a_bEveryColumn asks for them, and for what the table is, in each row.
+client::Rows schemaRows(const ColumnList& a_lSchema, const std::optional<TableDescription>& a_oDescription,
+                        bool a_bEveryColumn);
+
+/// An array with an object per column, which has members for what there is.
+void writeSchemaJson(std::ostream& a_oStream, const ColumnList& a_lSchema,
+                     const std::optional<TableDescription>& a_oDescription);
+
+} // namespace systema::cli

@@ -1,0 +1,37 @@
+// A text of SQL as its tokens: as much of the grammar as it takes to find the parts of a statement that
+// SQLite has accepted. A plain value; the tokens refer to the text.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace systema {
+
+struct SqlToken
+{
+    enum class EKind
+    {
+        Name,   // a keyword or a name, also in quotes of any kind but single ones
+        String, // in single quotes
+        Other   // a number, or one character
+    };
+
+    EKind m_eKind;
+    std::string_view m_sText; // as it stands in the statement
+    bool m_bApart = false;    // blanks or comments stand in front of it
+
+    /// Compares without letter case.
+    bool isKeyword(std::string_view a_sUpperCase) const;
+    bool is(char a_cText) const
+    {
+        return m_eKind == EKind::Other && m_sText == std::string_view(&a_cText, 1);
+    }
+    /// A name without its quotes.
+    std::string name() const;
+};
+
+/// The tokens without blanks and comments.
+std::vector<SqlToken> splitSql(std::string_view a_sSql);
+
+} // namespace systema
