@@ -38,8 +38,8 @@ struct Arguments
     bool m_bAll = false;
     bool m_bRows = false;
     bool m_bValues = false; // bare ones
-    std::string m_sFile;   // when it is read, empty or "-" for standard input
-    std::string m_sOutput; // the file to write, empty for standard output
+    std::string m_sFile;    // when it is read, empty or "-" for standard input
+    std::string m_sOutput;  // the file to write, empty for standard output
     std::chrono::milliseconds m_oWait{0};
 
     std::string m_sFifo;

@@ -79,8 +79,8 @@ TEST_F(SmugglingTest, whatBreaksOutOfAStatementIsTheSyntaxErrorThatItWouldBe)
         for (const auto& oCase : aCases) {
             for (const std::string& sText : oCase.m_lTexts) {
                 const Lines lLines = logged([&] { EXPECT_EQ(oCase.m_oRun(sText), 8U) << sText; });
-                EXPECT_THAT(lLines, ElementsAre(testing::StartsWith("Error 1 (near "),
-                                                failure(oCase.m_pFailsAs, 8)))
+                EXPECT_THAT(lLines,
+                            ElementsAre(testing::StartsWith("Error 1 (near "), failure(oCase.m_pFailsAs, 8)))
                     << sText;
             }
         }
