@@ -12,7 +12,10 @@ protected:
         m_oSandbox.sql("transient.db",
                        "CREATE TABLE Bound (Id INTEGER PRIMARY KEY, Port INTEGER CONSTRAINT known_port CHECK "
                        "(Port < 65536), Secret TEXT CHECK (Secret NOT IN ('" +
-                           repeat("ä", 400) + "')));");
+                           repeat("ä", 400) +
+                           "')));"
+                           "CREATE TABLE Later (Id INTEGER PRIMARY KEY, BoundId INTEGER REFERENCES Bound(Id) "
+                           "DEFERRABLE INITIALLY DEFERRED);");
         start();
     }
 
@@ -46,6 +49,9 @@ TEST_F(RefusedWrite, SaysWhichConstraintIsViolated)
     // Also of the first of many that are under way.
     EXPECT_EQ("ledgerctl: line 2: constraint violated: CHECK constraint failed: known_port [6]\n",
               errorOf({"batch"}, "add Item Name=one\nadd Bound Port=70000\nadd Item Name=pear\n"));
+    EXPECT_EQ("ledgerctl: constraint violated: FOREIGN KEY constraint failed [6]\n",
+              errorOf({"batch"}, "add Later BoundId=99\n"))
+        << "by the commit";
     EXPECT_EQ(
         "ledgerctl: table \"Bound\": Id 7: constraint violated: CHECK constraint failed: known_port [6]\n",
         errorOf({"import"}, R"({"Bound":{"rows":[{"Id":7,"Port":70000}]}})"));
