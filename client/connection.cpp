@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 
 namespace {
 
-constexpr std::size_t c_iEmptyPart = 8; // body of a part without columns and rows: that is no progress
+constexpr std::size_t c_iEmptyPart = 8; // body of a part without columns and cells: that is no progress
 
 std::string systemText(int a_iError)
 {

@@ -1,28 +1,8 @@
 #include "client/rows.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace systema::client {
-
-namespace {
-
-/// Reads what stands in front of the cells: the columns, in the first body only, and the number of rows.
-std::optional<std::size_t> readRowCount(wire::Reader& a_oReader, NameList& a_lColumns,
-                                        std::size_t a_iBodySize)
-{
-    NameList lColumns = a_oReader.names();
-    if (a_lColumns.empty()) {
-        a_lColumns = std::move(lColumns);
-    } else if (!lColumns.empty()) {
-        return {};
-    }
-    const std::size_t iRows = a_oReader.u32();
-    const bool bPossible = iRows == 0 || (!a_lColumns.empty() && iRows <= a_iBodySize / a_lColumns.size());
-    return a_oReader.ok() && bPossible ? std::optional(iRows) : std::nullopt;
-}
-
-} // namespace
 
 const wire::Cell* RowView::find(std::string_view a_sColumn) const
 {
@@ -30,10 +10,25 @@ const wire::Cell* RowView::find(std::string_view a_sColumn) const
     return it == m_lColumns.end() ? nullptr : &m_lCells[static_cast<std::size_t>(it - m_lColumns.begin())];
 }
 
+std::optional<std::size_t> BodyHead::read(wire::Reader& a_oReader, NameList& a_lColumns,
+                                          std::size_t a_iBodySize)
+{
+    NameList lColumns = a_oReader.names();
+    if (!std::exchange(m_bColumnsRead, true)) {
+        a_lColumns = std::move(lColumns);
+    } else if (!lColumns.empty()) {
+        return {};
+    }
+    const std::size_t iRows = a_oReader.u32();
+    const std::size_t iMost =
+        a_lColumns.empty() ? wire::c_iFrameLimit : a_iBodySize / a_lColumns.size(); // a cell takes a byte
+    return a_oReader.ok() && iRows <= iMost ? std::optional(iRows) : std::nullopt;
+}
+
 bool RowParser::parse(std::string_view a_sBody, const RowHandler& a_oHandler)
 {
     wire::Reader oReader(a_sBody);
-    const auto iRows = readRowCount(oReader, m_lColumns, a_sBody.size());
+    const auto iRows = m_oHead.read(oReader, m_lColumns, a_sBody.size());
     if (!iRows) {
         return false;
     }
@@ -68,24 +63,25 @@ void Rows::add(const std::vector<Value>& a_lCells)
         oWriter.value(oValue);
     }
     wire::Reader oReader(sBytes);
-    addCells(oReader, a_lCells.size());
+    addRows(oReader, 1);
 }
 
 bool Rows::addBody(std::string_view a_sBody)
 {
     const std::string& sBytes = m_lBytes.emplace_back(a_sBody);
     wire::Reader oReader(sBytes);
-    const auto iRows = readRowCount(oReader, m_lColumns, sBytes.size());
+    const auto iRows = m_oHead.read(oReader, m_lColumns, sBytes.size());
     if (!iRows) {
         return false;
     }
-    addCells(oReader, *iRows * m_lColumns.size());
+    addRows(oReader, *iRows);
     return oReader.complete();
 }
 
-void Rows::addCells(wire::Reader& a_oReader, std::size_t a_iCount)
+void Rows::addRows(wire::Reader& a_oReader, std::size_t a_iRows)
 {
-    for (; a_iCount > 0 && a_oReader.ok(); --a_iCount) {
+    m_iRows += a_iRows;
+    for (std::size_t iCells = a_iRows * m_lColumns.size(); iCells > 0 && a_oReader.ok(); --iCells) {
         m_lCells.push_back(a_oReader.cell());
     }
 }

@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -27,6 +28,20 @@ struct RowView
 
 using RowHandler = std::function<void(const RowView&)>;
 
+/// What stands in front of the cells of each body: the columns, in the first body only, and the number of
+/// rows.
+class BodyHead
+{
+public:
+    /// The number of rows; nothing when the head is not what it should be, or counts more rows than the body
+    /// can hold. Rows without columns take no room: of those a body may count as many as a frame may
+    /// have bytes.
+    std::optional<std::size_t> read(wire::Reader& a_oReader, NameList& a_lColumns, std::size_t a_iBodySize);
+
+private:
+    bool m_bColumnsRead = false;
+};
+
 /// Takes the bodies of the answer to a bulk read apart, one after the other.
 class RowParser
 {
@@ -35,11 +50,13 @@ public:
     bool parse(std::string_view a_sBody, const RowHandler& a_oHandler);
 
 private:
+    BodyHead m_oHead;
     NameList m_lColumns;
     std::vector<wire::Cell> m_lCells;
 };
 
-/// Rows that share their columns. Movable, not copyable: the cells refer to the bytes kept beside them.
+/// Rows that share their columns, of which there may be none. Movable, not copyable: the cells refer to the
+/// bytes kept beside them.
 class Rows
 {
 public:
@@ -51,8 +68,8 @@ public:
     Rows& operator=(Rows&&) = default;
 
     const NameList& columns() const { return m_lColumns; }
-    std::size_t size() const { return m_lColumns.empty() ? 0 : m_lCells.size() / m_lColumns.size(); }
-    bool empty() const { return m_lCells.empty(); }
+    std::size_t size() const { return m_iRows; }
+    bool empty() const { return m_iRows == 0; }
     /// The row at the position, which must be less than size(). Lives until the collection is changed.
     RowView operator[](std::size_t a_iRow) const
     {
@@ -65,9 +82,11 @@ public:
     bool addBody(std::string_view a_sBody);
 
 private:
-    void addCells(wire::Reader& a_oReader, std::size_t a_iCount);
+    void addRows(wire::Reader& a_oReader, std::size_t a_iRows);
 
+    BodyHead m_oHead;
     NameList m_lColumns;
+    std::size_t m_iRows = 0;
     std::deque<std::string> m_lBytes; // a deque, because the cells refer into its elements
     std::vector<wire::Cell> m_lCells;
 };

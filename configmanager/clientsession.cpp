@@ -5,6 +5,7 @@
 #include "zel/log.h"
 #include "zel/logclient.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
@@ -34,7 +35,8 @@ public:
     bool endRow() override
     {
         ++m_iRows;
-        return m_oWriter.size() < systema::wire::c_iPartSize;
+        return std::max<std::size_t>(m_oWriter.size(), m_iRows) <
+               systema::wire::c_iPartSize; // no cells, no bytes
     }
 
     std::uint32_t getRows() const { return m_iRows; }
@@ -362,9 +364,7 @@ void ClientSession::sendRowsPart()
         takeTurn(c_oPendingWait);
         eResult = EResultCode::Success;
     }
-    // Where no wanted column is known to the table, its rows have no cells, and cannot be told apart from
-    // none.
-    oPart.patchU32(iRowsAt, m_pRows->getColumns().empty() ? 0 : oRows.getRows());
+    oPart.patchU32(iRowsAt, oRows.getRows());
     if (oPart.end() > systema::wire::c_iFrameLimit) {
         eResult = EResultCode::Failure;
     }

@@ -355,7 +355,7 @@ EResultCode TableViewPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_cu
     if (const EResultCode eResult = makeCursor(pRows, a_table, a_columns)) {
         return eResult;
     }
-    pRows->open(a_first, pRows->getColumns().empty() ? 0 : a_count); // rows without cells cannot be sent
+    pRows->open(a_first, a_count);
     if (pRows->getEnd() != EResultCode::Success && pRows->getEnd() != EResultCode::NoRow) {
         return pRows->getEnd();
     }

@@ -199,6 +199,18 @@ const Lie c_aLies[] = {
          a_oServer.part(rows({"A"}, {"a"}));
          a_oServer.part(rows({"A"}, {"a"}));
      }},
+    {"ColumnsAfterRowsWithoutCells", "wrong content",
+     [](FakeServer& a_oServer) {
+         a_oServer.part(rows({}, {}));
+         a_oServer.part(rows({"A"}, {"a"}));
+     }},
+    {"MoreRowsWithoutCellsThanAFrameHasBytes", "wrong content",
+     [](FakeServer& a_oServer) {
+         a_oServer.part([](Writer& a_oWriter) {
+             a_oWriter.names({});
+             a_oWriter.u32(wire::c_iFrameLimit + 1);
+         });
+     }},
     {"FewerCellsThanTold", "wrong content",
      [](FakeServer& a_oServer) {
          a_oServer.part(rows({"A", "B"}, {"this should be followed by another"}));
@@ -238,6 +250,25 @@ TEST_F(ConnectionTest, AnAnswerThatDoesNotComeTimesOut)
     EXPECT_GE(std::chrono::steady_clock::now() - oStart, 40ms)
         << "a begin may wait longer than other requests";
     EXPECT_FALSE(oConnection.isConnected());
+}
+
+TEST_F(ConnectionTest, ARowWithoutCellsIsARow)
+{
+    const auto twoRows = [](Writer& a_oWriter) {
+        a_oWriter.names({});
+        a_oWriter.u32(2);
+    };
+    for (int i = 0; i < 2; ++i) {
+        m_oServer.part(twoRows);
+        m_oServer.reply(0, twoRows);
+    }
+    const auto oRows = m_oConnection.call(request::SelectRows{"T", {"Nonsense"}});
+    EXPECT_TRUE(oRows.ok()) << oRows.text();
+    ASSERT_EQ(oRows->size(), 4u);
+    EXPECT_TRUE((*oRows)[3].m_lCells.empty());
+    int iRows = 0;
+    EXPECT_TRUE(m_oConnection.readRows({"T"}, [&](const RowView&) { ++iRows; }).ok());
+    EXPECT_EQ(iRows, 4);
 }
 
 TEST_F(ConnectionTest, PartsWithoutRowsAreNoProgress)
