@@ -1,6 +1,7 @@
 #include "cli/commandline.h"
 
 #include "cli/commands.h"
+#include "cli/nearest.h"
 #include "zel/systempath.h"
 
 #include <CLI/CLI.hpp>
@@ -191,7 +192,13 @@ void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
             "MODE", [&](const std::string& a_sMode) { a_oArguments.m_sControl = "persistmode " + a_sMode; },
             "the mode")
         ->required()
-        ->check(CLI::IsMember({"default", "redundant", "nosqldump"}));
+        ->check([](const std::string& a_sMode) {
+            const std::vector<std::string> lModes{"default", "redundant", "nosqldump"};
+            return std::ranges::count(lModes, a_sMode) > 0
+                       ? std::string()
+                       : "\"" + a_sMode + "\" is none of default, redundant and nosqldump" +
+                             suggestion(a_sMode, lModes);
+        });
 }
 
 void declareBackup(CLI::App& a_oApp, Arguments& a_oArguments)
@@ -258,6 +265,55 @@ Arguments defaultArguments()
     return oArguments;
 }
 
+// ---------------------------------------------------------------------------------------------------------
+// Words that nothing takes
+
+std::vector<const CLI::App*> partsOf(const CLI::App& a_oApp, bool a_bNamed)
+{
+    return a_oApp.get_subcommands(
+        [=](const CLI::App* a_pPart) { return a_pPart->get_name().empty() != a_bNamed; });
+}
+
+/// The options in their long forms, with those of the groups.
+void addOptions(const CLI::App& a_oApp, std::vector<std::string>& a_lNames)
+{
+    for (const CLI::Option* pOption : a_oApp.get_options()) {
+        for (const std::string& sName : pOption->get_lnames()) {
+            a_lNames.push_back("--" + sName);
+        }
+    }
+    for (const CLI::App* pGroup : partsOf(a_oApp, false)) {
+        addOptions(*pGroup, a_lNames);
+    }
+}
+
+/// Says that a command or an option does not exist; empty when the line has another fault.
+std::string describeUnknownWord(const CLI::App& a_oApp, std::string a_sWhere)
+{
+    const auto lWords = a_oApp.remaining(true);
+    if (lWords.empty()) {
+        return {};
+    }
+    const std::string sWord = lWords.front().substr(0, lWords.front().find('='));
+    std::vector<std::string> lOptions;
+    addOptions(a_oApp, lOptions);
+    const CLI::App* pApp = &a_oApp;
+    while (!pApp->get_subcommands().empty()) {
+        pApp = pApp->get_subcommands().front();
+        addOptions(*pApp, lOptions);
+        a_sWhere = pApp->get_name();
+    }
+    if (sWord.starts_with('-')) {
+        return unknownName("option", sWord, a_sWhere,
+                           sWord.size() > 2 ? lOptions : std::vector<std::string>());
+    }
+    std::vector<std::string> lCommands;
+    for (const CLI::App* pCommand : partsOf(*pApp, true)) {
+        lCommands.push_back(pCommand->get_name());
+    }
+    return lCommands.empty() ? std::string() : unknownName("command", sWord, a_sWhere, lCommands);
+}
+
 } // namespace
 
 std::span<const Command> commands()
@@ -267,6 +323,7 @@ std::span<const Command> commands()
 
 CommandLine::CommandLine(EGrammar a_eGrammar)
     : m_pApp(std::make_unique<CLI::App>("", "ledgerctl")),
+      m_sWhere(a_eGrammar == EGrammar::BatchLine ? "a batch" : ""),
       m_oDefaults(defaultArguments()),
       m_oArguments(m_oDefaults)
 {
@@ -305,7 +362,10 @@ Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oO
             m_pApp->exit(oError, a_oOutput, a_oOutput);
             return {};
         }
-        return Outcome::usage(oError.what());
+        const bool bMissing = oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+        const bool bExtra = oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+        std::string sText = bMissing || bExtra ? describeUnknownWord(*m_pApp, m_sWhere) : std::string();
+        return Outcome::usage(sText.empty() ? oError.what() : std::move(sText));
     }
 }
 

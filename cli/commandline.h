@@ -56,6 +56,7 @@ public:
 
 private:
     std::unique_ptr<CLI::App> m_pApp;
+    const std::string m_sWhere; // the commands stand, for the text of an error; empty for the program
     const Arguments m_oDefaults;
     Arguments m_oArguments;
     const Command* m_pCommand = nullptr;

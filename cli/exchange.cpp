@@ -3,6 +3,7 @@
 #include "cli/importplan.h"
 #include "cli/input.h"
 #include "cli/newfile.h"
+#include "cli/namecheck.h"
 #include "cli/progressbar.h"
 #include "cli/utf8.h"
 #include "cli/writebatch.h"
@@ -12,6 +13,7 @@
 #include <cstring>
 #include <iostream>
 #include <ranges>
+#include <set>
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,6 +28,15 @@ namespace {
 std::string tableContext(const std::string& a_sTable)
 {
     return "table \"" + a_sTable + "\": ";
+}
+
+/// A table that is not there is named by the text itself.
+Outcome tableFailure(client::Connection& a_oConnection, const client::Status& a_oStatus,
+                     const std::string& a_sTable)
+{
+    const auto oExplained = NameCheck(a_oConnection).explain(a_oStatus, NameList{a_sTable});
+    return oExplained.text() == a_oStatus.text() ? Outcome(a_oStatus, tableContext(a_sTable))
+                                                 : Outcome(oExplained);
 }
 
 /// The row with Id 0, which no position and no bulk read shows; nothing when there is none.
@@ -151,7 +162,7 @@ Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
         for (const auto& sTable : lTables) {
             Table oTable;
             if (const auto oStatus = readTable(oConnection, sTable, oTable); !oStatus.ok()) {
-                return Outcome(oStatus, tableContext(sTable));
+                return tableFailure(oConnection, oStatus, sTable);
             }
             oJson << std::exchange(pSeparator, ",\n");
             writeTable(oJson, sTable, oTable);
@@ -187,16 +198,18 @@ Outcome planTable(client::Connection& a_oConnection, const std::string& a_sTable
     json_object* pRows = nullptr;
     if (!json_object_is_type(a_pTable, json_type_object) ||
         !json_object_object_get_ex(a_pTable, "rows", &pRows)) {
-        return Outcome::usage("it has no \"rows\"");
+        return Outcome::usage(tableContext(a_sTable) + "it has no \"rows\"");
     }
     Table oTable;
     if (const auto oStatus = readTable(a_oConnection, a_sTable, oTable); !oStatus.ok()) {
-        return oStatus;
+        return tableFailure(a_oConnection, oStatus, a_sTable);
     }
     std::vector<ValueList> lRows;
     Outcome oOutcome = readRows(pRows, oTable.m_lSchema, lRows);
     if (oOutcome.ok()) {
         a_oPlan = planImport(oTable.m_oRows, oTable.m_oZeroRow, lRows);
+    } else {
+        oOutcome.m_sText.insert(0, tableContext(a_sTable));
     }
     return oOutcome;
 }
@@ -209,7 +222,6 @@ Outcome planTables(Session& a_oSession, json_object* a_pFile, std::vector<TableI
         auto& [sTable, oPlan] = a_lImports.emplace_back(TableImport{pTable, {}});
         Outcome oOutcome = planTable(a_oSession.m_oConnection, sTable, pContent, oPlan);
         if (!oOutcome.ok()) {
-            oOutcome.m_sText.insert(0, tableContext(sTable));
             return oOutcome;
         }
         if (oPlan.m_bZeroRowDiffers) {
@@ -309,6 +321,32 @@ Outcome writeAll(WriteBatch& a_oBatch, const std::vector<TableImport>& a_lImport
     return a_oBatch.finish();
 }
 
+/// A column of the file that its table does not have, when the import has failed for one.
+Outcome columnFailure(client::Connection& a_oConnection, Outcome a_oFailure,
+                      const std::vector<TableImport>& a_lImports)
+{
+    if (a_oFailure.m_iExit != EResultCode::NoTable && a_oFailure.m_iExit != EResultCode::NoKey) {
+        return a_oFailure;
+    }
+    const auto oRefused = client::Status::refused(static_cast<unsigned>(a_oFailure.m_iExit));
+    for (const auto& [sTable, oPlan] : a_lImports) {
+        std::set<std::string> lColumns;
+        const auto add = [&](const ValueList& a_lValues) {
+            for (const auto& [sColumn, oValue] : a_lValues) {
+                lColumns.insert(sColumn);
+            }
+        };
+        std::ranges::for_each(oPlan.m_lUpdates | std::views::values, add);
+        std::ranges::for_each(oPlan.m_lInserts, add);
+        const Names oNames{sTable, {lColumns.begin(), lColumns.end()}, false, true};
+        const auto oExplained = NameCheck(a_oConnection).explain(oRefused, oNames);
+        if (oExplained.text() != oRefused.text()) {
+            return oExplained;
+        }
+    }
+    return a_oFailure;
+}
+
 } // namespace
 
 Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
@@ -336,7 +374,7 @@ Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
     std::ranges::for_each(lImports,
                           [&](const TableImport& a_oImport) { iWrites += a_oImport.m_oPlan.size(); });
     ProgressBar oProgress(a_oSession.m_oErrors, a_oSession.m_bProgress, iWrites);
-    return writeAll(oBatch, lImports, oProgress);
+    return columnFailure(a_oSession.m_oConnection, writeAll(oBatch, lImports, oProgress), lImports);
 }
 
 } // namespace systema::cli

@@ -1,0 +1,48 @@
+// Says which name is wrong when the daemon refuses a request with a code alone: it asks for the names of the
+// tables and for the schema, only then. Made by a command after a failure; uses its connection.
+#pragma once
+
+#include "cli/arguments.h"
+#include "client/connection.h"
+
+#include <string>
+#include <vector>
+
+namespace systema::cli {
+
+/// What a request names.
+struct Names
+{
+    std::string m_sTable;
+    std::vector<std::string> m_lColumns{}; // the key's column before those read or written
+    bool m_bKey = false;                   // there is one
+    bool m_bWrite = false;
+};
+
+/// Those of a get, set, add or del.
+Names namesOf(const Arguments& a_oArguments);
+
+class NameCheck
+{
+public:
+    explicit NameCheck(client::Connection& a_oConnection) : m_oConnection(a_oConnection) {}
+
+    /// The failure with a text that names the wrong table or column, its code unchanged. A failure that has a
+    /// text of its own, or is due to something else, or to what the daemon can no longer be asked, stays as
+    /// it is; so does success.
+    client::Status explain(client::Status a_oStatus, const Names& a_oNames);
+    /// The same for a request that names several tables.
+    client::Status explain(client::Status a_oStatus, const NameList& a_lTables);
+    /// For tables that skip columns they do not know: 9 for the first wanted one that is neither in the row
+    /// nor in the schema.
+    client::Status checkColumns(const std::string& a_sTable, const NameList& a_lWanted,
+                                const NameList& a_lGiven);
+
+private:
+    /// A text for the first of the columns that the table does not have, empty when it has all.
+    std::string describeUnknown(const Names& a_oNames, const std::vector<std::string>& a_lSchema);
+
+    client::Connection& m_oConnection;
+};
+
+} // namespace systema::cli
