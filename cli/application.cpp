@@ -4,6 +4,9 @@
 #include "cli/utf8.h"
 #include "client/connection.h"
 
+#include <iostream>
+#include <unistd.h>
+
 namespace systema::cli {
 
 namespace {
@@ -19,7 +22,8 @@ Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::i
         }
     }
     Printer oPrinter(a_oOutput, a_oArguments.m_eFormat, a_eReader);
-    Session oSession{oConnection, oPrinter, a_oInput, a_oErrors, a_bTerminal};
+    Session oSession{oConnection, oPrinter,    a_oInput,
+                     a_oErrors,   a_bTerminal, &a_oOutput == &std::cout ? STDOUT_FILENO : -1};
     Outcome oOutcome = a_oCommand.m_pRun(oSession, a_oArguments);
     if (oOutcome.ok() && !a_oOutput.flush()) {
         return client::Status::refused(EResultCode::Failure, "cannot write the output");

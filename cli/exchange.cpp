@@ -2,16 +2,16 @@
 #include "cli/commands.h"
 #include "cli/importplan.h"
 #include "cli/input.h"
-#include "cli/newfile.h"
 #include "cli/namecheck.h"
+#include "cli/newfile.h"
 #include "cli/progressbar.h"
+#include "cli/readerwatch.h"
 #include "cli/utf8.h"
 #include "cli/writebatch.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 #include <ranges>
 #include <set>
 #include <sstream>
@@ -117,13 +117,13 @@ void writeTable(std::ostream& a_oStream, const std::string& a_sTable, const Tabl
 }
 
 /// The shell makes the file of a redirection as readable as any. It is empty so far.
-void protectStandardOutput()
+void protectRedirection(int a_iOutput)
 {
     struct stat oStatus
     {
     };
-    if (::fstat(STDOUT_FILENO, &oStatus) == 0 && S_ISREG(oStatus.st_mode) && oStatus.st_uid == ::geteuid()) {
-        ::fchmod(STDOUT_FILENO, S_IRUSR | S_IWUSR);
+    if (::fstat(a_iOutput, &oStatus) == 0 && S_ISREG(oStatus.st_mode) && oStatus.st_uid == ::geteuid()) {
+        ::fchmod(a_iOutput, S_IRUSR | S_IWUSR);
     }
 }
 
@@ -145,6 +145,7 @@ Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
     if (!NewFile::isReplaceable(sFile)) {
         return Outcome::usage(sFile + " is not a regular file");
     }
+    const ReaderWatch oReader(sFile.empty() ? a_oSession.m_iOutput : -1);
     auto& oConnection = a_oSession.m_oConnection;
     NameList lTables(a_oArguments.m_lNames);
     if (lTables.empty()) {
@@ -173,11 +174,8 @@ Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
     if (!sFile.empty()) {
         return writeFile(sFile, oJson.view());
     }
-    std::ostream& oOutput = a_oSession.m_oPrinter.stream();
-    if (&oOutput == &std::cout) {
-        protectStandardOutput();
-    }
-    oOutput << oJson.view();
+    protectRedirection(a_oSession.m_iOutput);
+    a_oSession.m_oPrinter.stream() << oJson.view();
     return {};
 }
 
@@ -363,7 +361,8 @@ Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
     }
 
     WriteBatch oBatch(a_oSession.m_oConnection);
-    if (const auto oBegun = oBatch.begin(a_oArguments.m_oWait); !oBegun.ok()) {
+    if (const auto oBegun = beginForReader(oBatch, a_oArguments.m_oWait, a_oSession.m_iOutput);
+        !oBegun.ok()) {
         return oBegun;
     }
     std::vector<TableImport> lImports;

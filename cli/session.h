@@ -15,7 +15,8 @@ struct Session
     Printer& m_oPrinter;
     std::istream& m_oInput;
     std::ostream& m_oErrors;
-    bool m_bProgress; // standard error is a terminal: progress may be shown there
+    bool m_bProgress;   // standard error is a terminal: progress may be shown there
+    int m_iOutput = -1; // the descriptor of the output, if it has one
 };
 
 } // namespace systema::cli

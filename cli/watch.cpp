@@ -1,4 +1,6 @@
 #include "cli/commands.h"
+#include "cli/namecheck.h"
+#include "cli/readerwatch.h"
 #include "cli/rowdiff.h"
 #include "zel/uniquefd.h"
 
@@ -87,8 +89,9 @@ Outcome runWatch(Session& a_oSession, const Arguments& a_oArguments)
     client::Connection& oConnection = a_oSession.m_oConnection;
     Printer& oPrinter = a_oSession.m_oPrinter;
     const StopSignals oStop;
+    const ReaderWatch oReader(a_oSession.m_iOutput); // after the signals are blocked, or it would get them
     const NameList lTables(a_oArguments.m_lNames);
-    client::Status oStatus = oConnection.subscribe(lTables);
+    client::Status oStatus = NameCheck(oConnection).explain(oConnection.subscribe(lTables), lTables);
     Snapshots oSnapshots(oConnection);
     for (auto it = lTables.begin(); a_oArguments.m_bRows && it != lTables.end() && oStatus.ok(); ++it) {
         oStatus = oSnapshots.update(*it, [](const RowDiff&) {});
