@@ -36,6 +36,7 @@ struct Arguments
     std::optional<std::uint32_t> m_oRow;
     std::optional<Assignment> m_oKey; // with a text
     bool m_bAll = false;
+    bool m_bAllMatching = false; // the rows of the key, however many
     bool m_bRows = false;
     bool m_bValues = false; // bare ones
     std::string m_sFile;    // when it is read, empty or "-" for standard input

@@ -90,9 +90,18 @@ CLI::App& declareTarget(CLI::App& a_oApp, Arguments& a_oArguments, bool a_bRequi
                     throw CLI::ValidationError("--key", "a key cannot be NULL");
                 }
             },
-            "the row whose column has the value")
+            a_bRequired ? "the only row whose column has the value"
+                        : "the first row whose column has the value")
         ->type_name("COLUMN=VALUE");
     return oTarget;
+}
+
+void declareAllMatching(CLI::App& a_oApp, Arguments& a_oArguments, CLI::App& a_oTarget)
+{
+    a_oApp
+        .add_flag("--all-matching", a_oArguments.m_bAllMatching,
+                  "every row whose column has the value, where --key alone refuses more than one")
+        ->needs(a_oTarget.get_option("--key"));
 }
 
 void declareGet(CLI::App& a_oApp, Arguments& a_oArguments)
@@ -108,7 +117,7 @@ void declareGet(CLI::App& a_oApp, Arguments& a_oArguments)
 void declareSet(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     declareTable(a_oApp, a_oArguments);
-    declareTarget(a_oApp, a_oArguments, true);
+    declareAllMatching(a_oApp, a_oArguments, declareTarget(a_oApp, a_oArguments, true));
     declareAssignments(a_oApp, a_oArguments);
 }
 
@@ -121,7 +130,9 @@ void declareAdd(CLI::App& a_oApp, Arguments& a_oArguments)
 void declareDel(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     declareTable(a_oApp, a_oArguments);
-    declareTarget(a_oApp, a_oArguments, true).add_flag("--all", a_oArguments.m_bAll, "every row");
+    CLI::App& oTarget = declareTarget(a_oApp, a_oArguments, true);
+    oTarget.add_flag("--all", a_oArguments.m_bAll, "every row");
+    declareAllMatching(a_oApp, a_oArguments, oTarget);
 }
 
 void declareWatch(CLI::App& a_oApp, Arguments& a_oArguments)

@@ -2,11 +2,15 @@
 
 #include "cli/commandline.h"
 #include "cli/input.h"
+#include "cli/keycheck.h"
+#include "cli/namecheck.h"
+#include "cli/readerwatch.h"
 #include "cli/words.h"
 #include "cli/write.h"
 #include "cli/writebatch.h"
 #include "client/transaction.h"
 
+#include <functional>
 #include <type_traits>
 
 namespace systema::cli {
@@ -24,23 +28,21 @@ void addId(std::vector<std::int32_t>& a_lIds, const Answer& a_oAnswer)
     }
 }
 
-/// Makes a write. When the transaction of another client is in the way, waits for its end and makes the write
-/// in one of its own; what was refused so has changed nothing. A write that nothing is in the way of needs
-/// none, and it would be wrong there: some tables can be written at any time, and the end of a transaction
-/// resets its time-out.
+/// Makes a write in a transaction of its own, once the check has allowed it.
 template<typename Request>
-client::ResultOf<Request> write(client::Connection& a_oConnection, const Request& a_oRequest,
-                                std::chrono::milliseconds a_oWait)
+client::ResultOf<Request> writeInTransaction(client::Connection& a_oConnection, const Request& a_oRequest,
+                                             std::chrono::milliseconds a_oWait,
+                                             const std::function<client::Status()>& a_oCheck)
 {
-    auto oAnswer = a_oConnection.call(a_oRequest);
-    if (oAnswer.code() != EResultCode::Busy) {
-        return oAnswer;
-    }
     client::Transaction oTransaction(a_oConnection); // rolls back unless it is committed
-    if (auto oBegun = oTransaction.begin(a_oWait); !oBegun.ok()) {
-        return oBegun;
+    client::Status oStatus = oTransaction.begin(a_oWait);
+    if (oStatus.ok()) {
+        oStatus = a_oCheck();
     }
-    oAnswer = a_oConnection.call(a_oRequest);
+    if (!oStatus.ok()) {
+        return oStatus;
+    }
+    auto oAnswer = a_oConnection.call(a_oRequest);
     if (oAnswer.ok()) {
         if (auto oCommitted = oTransaction.commit(); !oCommitted.ok()) {
             return oCommitted;
@@ -58,6 +60,33 @@ Outcome printRows(Printer& a_oPrinter, const Arguments& a_oArguments, const clie
     return {};
 }
 
+/// Makes a write. When the transaction of another client is in the way, waits for its end and makes the write
+/// in one of its own; what was refused so has changed nothing. A write that nothing is in the way of, and
+/// whose key needs no check, needs none, and it would be wrong there: some tables can be written at any time,
+/// and the end of a transaction resets its time-out.
+template<typename Request>
+client::ResultOf<Request> write(client::Connection& a_oConnection, const Request& a_oRequest,
+                                const Arguments& a_oArguments)
+{
+    const std::chrono::milliseconds oWait = a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout);
+    KeyCheck oKeys(a_oConnection);
+    if (oKeys.concerns(a_oArguments)) {
+        return writeInTransaction(a_oConnection, a_oRequest, oWait,
+                                  [&] { return oKeys.check(a_oArguments); });
+    }
+    auto oAnswer = a_oConnection.call(a_oRequest);
+    return oAnswer.code() == EResultCode::Busy
+               ? writeInTransaction(a_oConnection, a_oRequest, oWait, [] { return client::Status(); })
+               : oAnswer;
+}
+
+/// The failure, if it is one, with the name that is wrong.
+Outcome explained(Session& a_oSession, const client::Status& a_oStatus, const Arguments& a_oArguments,
+                  std::string_view a_sContext = {})
+{
+    return Outcome(NameCheck(a_oSession.m_oConnection).explain(a_oStatus, namesOf(a_oArguments)), a_sContext);
+}
+
 } // namespace
 
 Outcome runTables(Session& a_oSession, const Arguments&)
@@ -73,7 +102,7 @@ Outcome runSchema(Session& a_oSession, const Arguments& a_oArguments)
 {
     const auto oSchema = a_oSession.m_oConnection.call(request::GetSchema{a_oArguments.m_sTable});
     if (!oSchema.ok()) {
-        return oSchema;
+        return explained(a_oSession, oSchema, a_oArguments);
     }
     const auto oDescription = a_oSession.m_oConnection.call(request::Describe{a_oArguments.m_sTable});
     const bool bTooOld = oDescription.code() == EResultCode::Protocol;
@@ -90,23 +119,39 @@ Outcome runCount(Session& a_oSession, const Arguments& a_oArguments)
     if (oCount.ok()) {
         a_oSession.m_oPrinter.printCount(*oCount);
     }
-    return oCount;
+    return explained(a_oSession, oCount, a_oArguments);
 }
 
-Outcome runGet(Session& a_oSession, const Arguments& a_oArguments)
+namespace {
+
+client::Result<client::Rows> readWantedRows(client::Connection& a_oConnection, const Arguments& a_oArguments)
 {
-    auto& oConnection = a_oSession.m_oConnection;
     const std::string& sTable = a_oArguments.m_sTable;
     const NameList lColumns(a_oArguments.m_lNames);
     if (!a_oArguments.m_oRow && !a_oArguments.m_oKey) {
-        const auto oRows = oConnection.call(request::SelectRows{sTable, lColumns});
-        return oRows.ok() ? printRows(a_oSession.m_oPrinter, a_oArguments, *oRows) : Outcome(oRows);
+        return a_oConnection.call(request::SelectRows{sTable, lColumns});
     }
     const auto oRow = a_oArguments.m_oRow
-                          ? oConnection.call(request::SelectRow{sTable, *a_oArguments.m_oRow, lColumns})
-                          : oConnection.call(request::SelectKey{sTable, a_oArguments.m_oKey->m_sColumn,
-                                                                *a_oArguments.m_oKey->m_oText, lColumns});
-    return oRow.ok() ? printRows(a_oSession.m_oPrinter, a_oArguments, client::Rows(*oRow)) : Outcome(oRow);
+                          ? a_oConnection.call(request::SelectRow{sTable, *a_oArguments.m_oRow, lColumns})
+                          : a_oConnection.call(request::SelectKey{sTable, a_oArguments.m_oKey->m_sColumn,
+                                                                  *a_oArguments.m_oKey->m_oText, lColumns});
+    return {client::Status(oRow), oRow.ok() ? client::Rows(*oRow) : client::Rows()};
+}
+
+} // namespace
+
+Outcome runGet(Session& a_oSession, const Arguments& a_oArguments)
+{
+    const ReaderWatch oReader(a_oSession.m_iOutput);
+    auto& oConnection = a_oSession.m_oConnection;
+    const auto oRows = readWantedRows(oConnection, a_oArguments);
+    if (!oRows.ok()) {
+        return explained(a_oSession, oRows, a_oArguments);
+    }
+    const auto oColumns =
+        NameCheck(oConnection)
+            .checkColumns(a_oArguments.m_sTable, NameList(a_oArguments.m_lNames), oRows->columns());
+    return oColumns.ok() ? printRows(a_oSession.m_oPrinter, a_oArguments, *oRows) : Outcome(oColumns);
 }
 
 Outcome runInfo(Session& a_oSession, const Arguments&)
@@ -122,11 +167,10 @@ Outcome runWrite(Session& a_oSession, const Arguments& a_oArguments)
 {
     auto oValues = Schemas(a_oSession.m_oConnection).typedValues(a_oArguments);
     if (!oValues.ok()) {
-        return oValues;
+        return explained(a_oSession, oValues, a_oArguments);
     }
     const auto oCall = [&](const auto& a_oRequest) -> Outcome {
-        const auto oAnswer =
-            write(a_oSession.m_oConnection, a_oRequest, a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout));
+        const auto oAnswer = write(a_oSession.m_oConnection, a_oRequest, a_oArguments);
         std::vector<std::int32_t> lIds;
         if (oAnswer.ok()) {
             addId(lIds, oAnswer);
@@ -134,7 +178,7 @@ Outcome runWrite(Session& a_oSession, const Arguments& a_oArguments)
         if (!lIds.empty()) {
             a_oSession.m_oPrinter.printIds(lIds);
         }
-        return oAnswer;
+        return explained(a_oSession, oAnswer, a_oArguments);
     };
     return std::visit(oCall, makeWrite(a_oArguments, std::move(*oValues)));
 }
@@ -189,29 +233,51 @@ Outcome runBatch(Session& a_oSession, const Arguments& a_oArguments)
     for (Line& oLine : lLines) {
         auto oValues = oSchemas.typedValues(oLine.m_oArguments);
         if (!oValues.ok()) {
-            return Outcome(oValues, oLine.m_sContext);
+            return explained(a_oSession, oValues, oLine.m_oArguments, oLine.m_sContext);
         }
         oLine.m_lValues = std::move(*oValues);
     }
 
     WriteBatch oBatch(a_oSession.m_oConnection);
-    if (const auto oBegun = oBatch.begin(a_oArguments.m_oWait); !oBegun.ok()) {
+    if (const auto oBegun = beginForReader(oBatch, a_oArguments.m_oWait, a_oSession.m_iOutput);
+        !oBegun.ok()) {
         return oBegun;
     }
     std::vector<std::int32_t> lIds;
-    for (Line& oLine : lLines) {
+    KeyCheck oKeys(a_oSession.m_oConnection);
+    const Line* pFailed = nullptr;
+    client::Status oFailure;
+    const auto take = [&](const Line& a_oLine, const client::Status& a_oStatus) {
+        if (!a_oStatus.ok() && pFailed == nullptr) {
+            pFailed = &a_oLine;
+            oFailure = a_oStatus;
+        }
+        return a_oStatus.ok();
+    };
+    for (auto it = lLines.begin(); it != lLines.end() && pFailed == nullptr; ++it) {
+        const std::string& sContext = it->m_sContext;
+        const Arguments& oArguments = it->m_oArguments;
+        const auto oChecked = oKeys.concerns(oArguments) ? oKeys.check(oArguments) : client::Status();
+        if (!take(*it, oChecked)) {
+            oBatch.fail(oChecked);
+            break;
+        }
+        oKeys.forget(oArguments);
         std::visit(
             [&](const auto& a_oRequest) {
-                oBatch.add(a_oRequest, oLine.m_sContext, [&](const auto& a_oAnswer) {
+                oBatch.add(a_oRequest, sContext, [&, pLine = &*it](const auto& a_oAnswer) {
                     if (a_oAnswer.ok()) {
                         addId(lIds, a_oAnswer);
                     }
-                    return a_oAnswer.ok();
+                    return take(*pLine, a_oAnswer);
                 });
             },
-            makeWrite(oLine.m_oArguments, std::move(oLine.m_lValues)));
+            makeWrite(oArguments, std::move(it->m_lValues)));
     }
     oOutcome = oBatch.finish();
+    if (pFailed != nullptr) {
+        oOutcome = explained(a_oSession, oFailure, pFailed->m_oArguments, pFailed->m_sContext);
+    }
     if (oOutcome.ok() && !lIds.empty()) {
         a_oSession.m_oPrinter.printIds(lIds);
     }

@@ -2,7 +2,7 @@
 
 namespace systema::cli {
 
-void WriteBatch::keepFirst(Outcome a_oFailure)
+void WriteBatch::fail(Outcome a_oFailure)
 {
     if (m_oFailure.ok()) {
         m_oFailure = std::move(a_oFailure);
@@ -13,7 +13,7 @@ bool WriteBatch::wait()
 {
     const client::Status oStatus = m_oConnection.wait();
     if (!oStatus.ok()) {
-        keepFirst(oStatus);
+        fail(oStatus);
     }
     return m_oFailure.ok();
 }

@@ -37,16 +37,18 @@ public:
         const client::Status oStatus = m_oConnection.submit(
             a_oRequest, [this, a_sContext, a_oHandler](const client::ResultOf<Request>& a_oResult) {
                 if (!a_oHandler(a_oResult)) {
-                    keepFirst(Outcome(a_oResult, a_sContext));
+                    fail(Outcome(a_oResult, a_sContext));
                 }
             });
         if (!oStatus.ok()) {
-            keepFirst(Outcome(oStatus, a_sContext));
+            fail(Outcome(oStatus, a_sContext));
         } else if (m_oConnection.unanswered() >= c_iMostUnanswered) {
             static_cast<void>(m_oConnection.wait(c_iMostUnanswered / 2));
         }
     }
 
+    /// Fails the batch, unless it has failed already.
+    void fail(Outcome a_oFailure);
     /// Waits for all answers. False when the batch has failed.
     bool wait();
     /// Waits for all answers; commits, or rolls back after a failure, the first of which it gives.
@@ -54,8 +56,6 @@ public:
 
 private:
     static constexpr std::size_t c_iMostUnanswered = 1024; // so that a long batch stops soon after a failure
-
-    void keepFirst(Outcome a_oFailure);
 
     client::Connection& m_oConnection;
     Outcome m_oFailure;

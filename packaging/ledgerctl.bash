@@ -6,15 +6,22 @@ _ledgerctl_ask() {
     ledgerctl ${_ledgerctl_socket:+-s "$_ledgerctl_socket"} -t 1 "$@" 2>/dev/null
 }
 
-# Offers the lines of standard input that begin with the word to be completed. The names come from the daemon's
-# tables, so they are never expanded, only quoted; $1 is put behind each.
+# Offers the lines of standard input that begin with the word to be completed, without regard to letter case when
+# there is none. The names come from the daemon's tables, so they are never expanded, only quoted; $1 is put
+# behind each.
 _ledgerctl_offer() {
     local name
+    local -a otherwise=()
     while IFS= read -r name; do
         if [[ -n $name && $name == "$cur"* ]]; then
             COMPREPLY+=("$(printf '%q' "$name")${1-}")
+        elif [[ -n $name && ${name,,} == "${cur,,}"* ]]; then
+            otherwise+=("$(printf '%q' "$name")${1-}")
         fi
     done
+    if ((${#COMPREPLY[@]} == 0)); then
+        COMPREPLY=("${otherwise[@]}")
+    fi
 }
 
 _ledgerctl_columns() {
@@ -76,8 +83,8 @@ _ledgerctl() {
         case $command in
             '') words+=' --version' ;;
             get) words+=' --row --key -v --value' ;;
-            set) words+=' --row --key' ;;
-            del) words+=' --row --key --all' ;;
+            set) words+=' --row --key --all-matching' ;;
+            del) words+=' --row --key --all-matching --all' ;;
             watch) words+=' --rows' ;;
             batch | import) words+=' --wait' ;;
             ctl) words+=' -f --fifo -a -p' ;;

@@ -112,8 +112,8 @@ TEST_F(Ledgerctl, SchemaShowsWhatATableDemandsAndWhatItIs)
 
 TEST_F(Ledgerctl, ErrorsHaveTheTextAndTheCodeOfTheResult)
 {
-    expectError(8, "no such table", {"get", "Nonsense"});
-    expectError(8, "no such table", {"add", "Nonsense", "Name=x"});
+    expectError(8, "no table \"Nonsense\"", {"get", "Nonsense"});
+    expectError(8, "no table \"Nonsense\"", {"add", "Nonsense", "Name=x"});
     expectError(10, "no such row", {"get", "Item", "--row", "3"});
     expectError(9, "", {"get", "ConfigServerLimits", "Nonsense"});
     expectError(6, "constraint violated", {"add", "Item", "Name=pear"});
@@ -244,7 +244,7 @@ TEST_F(Ledgerctl, WatchTellsEachChangeUntilItIsInterrupted)
     EXPECT_EQ(0, pPlain->wait());
     pJson->signal(SIGTERM);
     EXPECT_EQ(0, pJson->wait());
-    expectError(8, "no such table", {"watch", "Item", "Nonsense"});
+    expectError(8, "no table \"Nonsense\"", {"watch", "Item", "Nonsense"});
 
     stop();
     const auto oStatus = pCsv->wait();

@@ -54,6 +54,7 @@ TEST(Completion, OffersCommandsAndOptions)
     EXPECT_THAT(complete("ledgerctl e"), ElementsAre("export"));
     EXPECT_THAT(complete("ledgerctl -s /here --js"), ElementsAre("--json"));
     EXPECT_THAT(complete("ledgerctl del Phone --"), Contains("--all"));
+    EXPECT_THAT(complete("ledgerctl set Phone --all"), ElementsAre("--all-matching"));
     EXPECT_THAT(complete("ledgerctl import --"), Contains("--wait"));
     EXPECT_THAT(complete("ledgerctl get Phone --"), Not(Contains("--all")));
     EXPECT_THAT(complete("ledgerctl ctl -f /x dump -"), Contains("-p"));
@@ -63,6 +64,7 @@ TEST(Completion, OffersCommandsAndOptions)
 TEST(Completion, AsksTheDaemonForTablesAndColumns)
 {
     EXPECT_THAT(complete("ledgerctl -s /here get Ph"), UnorderedElementsAre("Phone", "PhoneBook"));
+    EXPECT_THAT(complete("ledgerctl -s /here get phoneb"), ElementsAre("PhoneBook")) << "in any letter case";
     EXPECT_THAT(complete("ledgerctl -s /here watch Phone Phone"), UnorderedElementsAre("Phone", "PhoneBook"));
     EXPECT_THAT(complete("ledgerctl -s /here get Phone ''"), UnorderedElementsAre("Id", "Name"));
     EXPECT_THAT(complete("ledgerctl -s /here set Phone --key Id = 1 N"), ElementsAre("Name="));

@@ -1,0 +1,168 @@
+// What people get wrong on ledgerctl's command line: names that nothing has, and keys that several rows have.
+#include "tests/e2e/daemontest.h"
+
+#include <algorithm>
+
+namespace e2e {
+namespace {
+
+class Mistakes : public DaemonTest
+{
+protected:
+    void expectError(int a_iStatus, const std::string& a_sText, const std::vector<std::string>& a_lArguments,
+                     const std::string& a_sInput = {})
+    {
+        const auto oRun = ledgerctl(a_lArguments, a_sInput);
+        EXPECT_EQ("ledgerctl: " + a_sText + " [" + std::to_string(a_iStatus) + "]\n", oRun.m_sErrors);
+        EXPECT_EQ("", oRun.m_sOutput);
+        EXPECT_EQ(a_iStatus, oRun.m_iStatus);
+    }
+    void expectDone(const std::vector<std::string>& a_lArguments, const std::string& a_sInput = {})
+    {
+        const auto oRun = ledgerctl(a_lArguments, a_sInput);
+        EXPECT_EQ("", oRun.m_sErrors);
+        EXPECT_EQ(0, oRun.m_iStatus);
+    }
+};
+
+// ---------------------------------------------------------------------------------------------------------
+// Names
+
+TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
+{
+    m_oSandbox.sql("persistent-common.db",
+                   "INSERT INTO ViewNames VALUES (90, 'Broken', 'UserGroup', 'Id', 'UserAccount', 'GroupId'),"
+                   " (91, 'Empty', 'UserGroup', 'Id', 'UserAccount', 'GroupId');"
+                   "INSERT INTO ViewColumns VALUES (90, 'Id', 90, 2, 'Id'), (91, 'Lost', 90, 2, 'Nowhere')");
+    start();
+    struct Case
+    {
+        int m_iStatus;
+        const char* m_pText;
+        std::vector<std::string> m_lArguments;
+        const char* m_pInput = "";
+    };
+    const Case aCases[] = {
+        // Reads of every kind of table, with every code
+        {9,
+         R"(no column "name" in StatusNetifWatch; did you mean "Name"?)",
+         {"get", "StatusNetifWatch", "name"}},
+        {9,
+         R"(no column "name" in StatusNetifWatch; did you mean "Name"?)",
+         {"get", "StatusNetifWatch", "Name", "name", "--row", "0"}},
+        {9,
+         R"(no column "name" in StatusNetifWatch; did you mean "Name"?)",
+         {"get", "StatusNetifWatch", "--key", "name=br0"}},
+        {9, R"(column "Addr" is no key of StatusNetifWatch)", {"get", "StatusNetifWatch", "--key", "Addr=x"}},
+        {8, R"(no column "Nmae" in Item; did you mean "Name"?)", {"get", "Item", "note", "Nmae"}},
+        {8, R"(no column "Weight" in Item)", {"get", "Item", "--row", "0", "Weight"}},
+        {10,
+         R"(no column "gateway" in RouteIPv4; did you mean "Gateway"?)",
+         {"get", "RouteIPv4", "--key", "gateway=x"}},
+        {9, R"(view Broken has a column that its table lacks)", {"get", "Broken"}},
+        {9, R"(no column "Is" in Broken; did you mean "Id"?)", {"get", "Broken", "Is"}},
+        {8, R"(no table "item"; did you mean "Item"?)", {"get", "item", "Nmae"}},
+        {8, R"(no table "Itme"; did you mean "Item"?)", {"schema", "Itme"}},
+        {8, R"(no table "Elsewhere")", {"count", "Elsewhere"}},
+        {8, R"(no table "twins"; did you mean "Twins"?)", {"watch", "Item", "twins"}},
+        {8, R"(no table "Scrtach"; did you mean "Scratch"?)", {"export", "Item", "Scrtach"}},
+        // Writes
+        {8, R"(no table "Jbo"; did you mean "Job"?)", {"del", "Jbo", "--all"}},
+        {8,
+         R"(no column "Nubmer" in Item; did you mean "Number"?)",
+         {"set", "Item", "--row", "0", "Nubmer=1"}},
+        {8, R"(no column "nam" in Item; did you mean "Name"?)", {"del", "Item", "--key", "nam=pear"}},
+        {1,
+         R"(no column "time" in SystemTime; did you mean "Time"?)",
+         {"set", "SystemTime", "--row", "0", "time=1"}},
+        {8,
+         R"(line 2: no column "Txt" in Scratch; did you mean "Text"?)",
+         {"batch"},
+         "del Twins --all\nadd Scratch Txt=x"},
+        {8,
+         R"(no column "Txt" in Scratch; did you mean "Text"?)",
+         {"import"},
+         R"({"Scratch":{"rows":[{"Id":1,"Txt":"x"}]}})"},
+        {8, R"(no table "scratch"; did you mean "Scratch"?)", {"import"}, R"({"scratch":{"rows":[]}})"},
+        // The words of ledgerctl
+        {64, R"(no command "gte"; did you mean "get"?)", {"gte", "Item"}},
+        {64, R"(no command "tirgger" in ctl; did you mean "trigger"?)", {"ctl", "tirgger"}},
+        {64, R"(no option "--rwo" in get; did you mean "--row"?)", {"get", "Item", "--rwo=1"}},
+        {64, R"(no option "-q" in get)", {"get", "Item", "-q"}},
+        {64, R"(line 1: no command "dle" in a batch; did you mean "del"?)", {"batch"}, "dle Twins --all"},
+        {64, R"(MODE: "fast" is none of default, redundant and nosqldump)", {"ctl", "persistmode", "fast"}},
+        // Failures that no name is to blame for keep their text
+        {10, "no such row", {"get", "Item", "NAME", "--key", "Note=none"}},
+        {6, "constraint violated", {"add", "Item", "name=pear"}},
+    };
+    const std::string sBefore = exported();
+    for (const char* pMode : {"--json", "--csv", ""}) {
+        for (const auto& [iStatus, pText, lArguments, pInput] : aCases) {
+            auto lWords = lArguments;
+            if (*pMode != '\0') {
+                lWords.insert(lWords.begin(), pMode);
+            }
+            SCOPED_TRACE(testing::PrintToString(lWords));
+            expectError(iStatus, pText, lWords, pInput);
+        }
+    }
+    EXPECT_EQ(sBefore, exported());
+    EXPECT_EQ("[\n {},\n {},\n {}\n]\n", ledgerctl({"--json", "get", "Empty"}).m_sOutput);
+    EXPECT_EQ("[\n {}\n]\n", ledgerctl({"--json", "get", "Empty", "--row", "1"}).m_sOutput);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Keys
+
+TEST_F(Mistakes, AKeyThatSeveralRowsHaveIsRefusedUnlessAllAreMeant)
+{
+    m_oSandbox.sql("transient.db",
+                   "CREATE TABLE Odd (Id INTEGER PRIMARY KEY, Exact TEXT, Loose TEXT COLLATE NOCASE, Any);"
+                   "INSERT INTO Odd VALUES (1, 'a', 'a', 'x'), (2, 'A', 'A', 'y'), (3, 'b', 'b', 'z')");
+    m_oSandbox.sql("services.db", "INSERT INTO Job VALUES (2, 'twin'), (3, 'twin')"); // without transactions
+    start();
+    const std::string sBefore = exported();
+    EXPECT_TRUE(client().subscribe({"Twins", "Odd", "Job"}).ok());
+    expectError(1, "2 rows have Id=2; use --all-matching", {"del", "Twins", "--key", "Id=2"});
+    expectError(1, "2 rows have Id=02; use --all-matching", {"set", "Twins", "--key", "Id=02", "Text=x"});
+    expectError(1, "2 rows have Name=twin; use --all-matching", {"del", "Job", "--key", "Name=twin"});
+    expectError(1, "2 rows have Loose=a; use --all-matching", {"del", "Odd", "--key", "Loose=a"});
+    expectError(1, "how many rows have Any=x cannot be told; use --all-matching",
+                {"set", "Odd", "--key", "Any=x", "Exact=c"});
+    expectError(1, "line 2: 2 rows have Id=2; use --all-matching", {"batch"},
+                "set Odd --key Id=1 Exact=c\nset Twins --key Id=2 Text=x\n");
+    expectError(1, "line 3: 2 rows have Text=a; use --all-matching", {"batch"}, // not before
+                "set Twins --key Text=a Id=5\nadd Twins Id=6 Text=a\nset Twins --key Text=a Id=6\n");
+    EXPECT_EQ(sBefore, exported());
+    EXPECT_THAT(client().changes(), IsEmpty());
+
+    expectDone({"set", "Odd", "--key", "Exact=a", "Any=one"});
+    expectDone({"set", "Odd", "--key", "Any=y", "Exact=d", "--all-matching"});
+    expectDone({"del", "Job", "--key", "Name=twin", "--all-matching"});
+    expectDone({"batch"}, "set Twins --key Id=2 --all-matching Text=c\n"
+                          "set Twins --key Id=1 Text=d\n"
+                          "del Odd --key Id=1\n"
+                          "del Odd --key Loose=a\n"); // one is left
+    EXPECT_THAT(client().rows("Twins"), ElementsAre("1 d", "2 c", "2 c"));
+    EXPECT_THAT(client().rows("Odd", {"Exact"}), ElementsAre("b"));
+    EXPECT_EQ(1U, client().count("Job"));
+
+    EXPECT_EQ(0U, client().code(request::Begin{})); // a virtual table is written all the same
+    expectDone({"set", "ConfigServerConfig", "--key", "Id=1", "DefaultTransactionTimeout=40"});
+}
+
+TEST_F(Mistakes, ARowThatGetsTheKeyWhileAWriteWaitsIsCounted)
+{
+    start();
+    EXPECT_EQ(0U, client().code(request::Begin{}));
+    Process oDel(LEDGERCTL_BINARY, {{"del", "Twins", "--key", "Text=a"}, m_oSandbox.environment()});
+    ASSERT_TRUE(eventually([&] { return client().info("TransactionsWaiting") == 1; }));
+    EXPECT_EQ(0U, client().code(request::InsertRow{"Twins", row({{"Id", "6"}, {"Text", "a"}})}));
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    oDel.wait();
+    EXPECT_EQ("ledgerctl: 2 rows have Text=a; use --all-matching [1]\n", oDel.errors());
+    EXPECT_EQ(4U, client().count("Twins"));
+}
+
+} // namespace
+} // namespace e2e
