@@ -70,6 +70,11 @@ public:
     {
         return describeTable(a_oDescription, m_oDatabase, a_table);
     }
+    EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const std::string& a_table,
+                            const NameList& a_columns) override
+    {
+        return m_oDatabase.openKeyRows(a_cursor, a_table, a_columns);
+    }
     bool usesTransactions() const override { return m_bUseTransactions; }
     bool hasLostTransaction() const override { return m_bBegun && !m_oDatabase.isInTransaction(); }
     bool takeTouched(NameList& a_lTables) noexcept override { return m_oDatabase.takeTouched(a_lTables); }

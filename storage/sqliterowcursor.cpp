@@ -6,9 +6,11 @@
 
 namespace systema {
 
-SqliteRowCursor::SqliteRowCursor(const SqliteConnection& a_oDatabase, SqliteStatement a_oStatement)
+SqliteRowCursor::SqliteRowCursor(const SqliteConnection& a_oDatabase, SqliteStatement a_oStatement,
+                                 ERows a_eRows)
     : m_oDatabase(a_oDatabase),
       m_oState(a_oDatabase.getState()),
+      m_eRows(a_eRows),
       m_oStatement(std::move(a_oStatement))
 {
     for (const auto& oColumn : m_oStatement->getColumns()) {
@@ -45,7 +47,7 @@ EResultCode SqliteRowCursor::fetch(IRowSink& a_oSink)
         } else if (iCode != SQLITE_ROW) {
             m_oDatabase.getResultCode(iCode, "selectRow");
             finish(EResultCode::Failure);
-        } else {
+        } else if (m_eRows == ERows::All || m_oStatement->isShownAsStored()) {
             m_oStatement->readRow(a_oSink);
             if (!a_oSink.endRow()) {
                 return EResultCode::Success;

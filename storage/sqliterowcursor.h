@@ -14,7 +14,14 @@ namespace systema {
 class SqliteRowCursor : public IRowCursor
 {
 public:
-    SqliteRowCursor(const SqliteConnection& a_oDatabase, SqliteStatement a_oStatement);
+    enum class ERows
+    {
+        All,
+        ShownAsStored // in column 0, see SqliteStatement
+    };
+
+    SqliteRowCursor(const SqliteConnection& a_oDatabase, SqliteStatement a_oStatement,
+                    ERows a_eRows = ERows::All);
     ~SqliteRowCursor() override;
     SqliteRowCursor(const SqliteRowCursor&) = delete;
     SqliteRowCursor& operator=(const SqliteRowCursor&) = delete;
@@ -28,6 +35,7 @@ private:
 
     const SqliteConnection& m_oDatabase;
     const SqliteState m_oState;
+    const ERows m_eRows;
     std::optional<SqliteStatement> m_oStatement; // until the end is known
     NameList m_lColumns;
     EResultCode m_eEnd = EResultCode::Success; // the answer to every fetch after the end

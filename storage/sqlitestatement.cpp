@@ -5,7 +5,9 @@
 
 #include <sqlite3.h>
 
+#include <cstring>
 #include <new>
+#include <utility>
 
 namespace systema {
 
@@ -119,6 +121,23 @@ void SqliteStatement::readRow(IRowSink& a_oSink)
         } else {
             a_oSink.addText(textOf(pCell));
         }
+    }
+}
+
+bool SqliteStatement::isShownAsStored()
+{
+    sqlite3_value* pCell = sqlite3_column_value(get(), 0);
+    const int iCellType = sqlite3_value_type(pCell);
+    switch (getColumns().begin()->second) {
+    case EDataType::Integer:
+        return iCellType == SQLITE_INTEGER && std::in_range<int>(sqlite3_value_int64(pCell));
+    case EDataType::Unsigned:
+        return iCellType == SQLITE_INTEGER && std::in_range<unsigned>(sqlite3_value_int64(pCell));
+    case EDataType::Text:
+        return iCellType == SQLITE_TEXT && // and not cut at a NUL byte
+               std::strlen(textOf(pCell)) == static_cast<std::size_t>(sqlite3_value_bytes(pCell));
+    default:
+        return false;
     }
 }
 

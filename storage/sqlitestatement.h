@@ -43,6 +43,9 @@ public:
     const ColumnList& getColumns();
     /// Hands the cells of the row stepped to to the sink. The row is not ended.
     void readRow(IRowSink& a_oSink);
+    /// True when a key that is the text shown for column 0 is equal to its cell, and to no cell of the column
+    /// that shows another: not for NULL, a blob, a number beyond the 32 bits that are shown.
+    bool isShownAsStored();
     /// The cells of the row stepped to, in order.
     std::vector<StoredCell> copyCells();
     /// Column 0 of the row stepped to.

@@ -1,6 +1,5 @@
 #include "storage/sqlitewrapper.h"
 
-#include "storage/sqliterowcursor.h"
 #include "systema/refusal.h"
 
 #include <sqlite3.h>
@@ -291,22 +290,49 @@ EResultCode SqliteWrapper::openRows(std::unique_ptr<IRowCursor>& a_cursor, const
         return logError("selectRow", EResultCode::NoTable);
     }
     SqlText oText(c_iStatementLimit);
-    EResultCode eCode = makeRange(oText, a_table, a_first, a_count, a_columns);
-    if (eCode == EResultCode::Success) {
-        eCode = check(oText, "selectSql");
+    const EResultCode eCode = makeRange(oText, a_table, a_first, a_count, a_columns);
+    return eCode != EResultCode::Success ? eCode : openCursor(a_cursor, oText, SqliteRowCursor::ERows::All);
+}
+
+EResultCode SqliteWrapper::openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const std::string& a_table,
+                                       const NameList& a_columns)
+{
+    if (!hasTable(a_table)) {
+        return logError("selectKey", EResultCode::NoTable);
     }
+    if (!isOpen() || !isComparedByBytes(a_table, a_columns[0])) {
+        return EResultCode::Success;
+    }
+    SqlText oText(c_iStatementLimit);
+    oText.sql("SELECT ").columns(a_columns).sql(" FROM ").name(a_table);
+    oText.uncounted(" NOT INDEXED WHERE Id != 0");
+    return openCursor(a_cursor, oText, SqliteRowCursor::ERows::ShownAsStored);
+}
+
+bool SqliteWrapper::isComparedByBytes(const std::string& a_table, const std::string& a_sColumn) const
+{
+    const char* pCollation = nullptr;
+    const int iCode = sqlite3_table_column_metadata(getDatabase(), "main", a_table.c_str(), a_sColumn.c_str(),
+                                                    nullptr, &pCollation, nullptr, nullptr, nullptr);
+    return iCode == SQLITE_OK && pCollation != nullptr && isSameName(pCollation, "BINARY");
+}
+
+EResultCode SqliteWrapper::openCursor(std::unique_ptr<IRowCursor>& a_cursor, const SqlText& a_oText,
+                                      SqliteRowCursor::ERows a_eRows)
+{
+    EResultCode eCode = check(a_oText, "selectSql");
     if (eCode != EResultCode::Success) {
         return eCode;
     }
     sqlite3_stmt* pPrepared = nullptr;
-    int iCode = query(oText.getPrepared().c_str(), &pPrepared);
+    int iCode = query(a_oText.getPrepared().c_str(), &pPrepared);
     SqliteStatement oStatement(pPrepared);
     if (iCode == SQLITE_OK) {
-        iCode = oStatement.bind(oText);
+        iCode = oStatement.bind(a_oText);
     }
     eCode = getResultCode(iCode, "selectSql");
     if (eCode == EResultCode::Success) {
-        a_cursor = std::make_unique<SqliteRowCursor>(*this, std::move(oStatement));
+        a_cursor = std::make_unique<SqliteRowCursor>(*this, std::move(oStatement), a_eRows);
     }
     return eCode;
 }

@@ -330,6 +330,17 @@ EResultCode ConfigDispatcher::openRows(std::unique_ptr<IRowCursor>& a_cursor, co
     });
 }
 
+EResultCode ConfigDispatcher::openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
+                                          const std::string& a_table, const NameList& a_columns)
+{
+    if (!isStored(a_table)) {
+        return openRows(a_cursor, a_handle, a_table, 0, c_iAllRows, a_columns);
+    }
+    return access(a_handle, a_table, [&](Table& a_oTable) {
+        return pluginOf(a_oTable).m_pStored->openKeyRows(a_cursor, a_table, a_columns);
+    });
+}
+
 EResultCode ConfigDispatcher::insertRow(const void* a_handle, const std::string& a_table,
                                         const ValueList& a_values)
 {

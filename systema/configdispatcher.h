@@ -126,6 +126,13 @@ public:
     EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
                          const std::string& a_table, unsigned int a_first, unsigned int a_count,
                          const NameList& a_columns) override;
+    /// Reads, in their order, the rows that selectKey finds by the text that their first wanted column shows,
+    /// for whoever would ask for many keys of this column: the first row that shows a text is what it finds.
+    /// In a stored table a text that no row shows finds nothing, unless it is 0, or the column is one of
+    /// numbers and the text none in plain decimal. 0, without a cursor when the column's texts are compared
+    /// in another way; else as openRows.
+    EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
+                            const std::string& a_table, const NameList& a_columns);
     bool isPersistent() const override { return false; }
 
     // Transactions: one at a time over all plugins.

@@ -2,6 +2,10 @@
 #pragma once
 
 #include "systema/lists.h"
+#include "systema/rowsource.h"
+
+#include <memory>
+#include <string>
 
 namespace systema {
 
@@ -20,6 +24,10 @@ public:
     /// last call: those that were written, and those that changed along with them. False when names are
     /// missing for want of memory.
     virtual bool takeTouched(NameList& a_lTables) noexcept = 0;
+    /// Opens the read of ConfigDispatcher::openKeyRows. Without a cursor, which is 0 as well, only the keys
+    /// themselves tell what they find.
+    virtual EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const std::string& a_table,
+                                    const NameList& a_columns) = 0;
 };
 
 } // namespace systema

@@ -165,6 +165,11 @@ public:
 
     bool usesTransactions() const override { return true; }
     bool hasLostTransaction() const override { return m_bLost; }
+    EResultCode openKeyRows(std::unique_ptr<systema::IRowCursor>&, const std::string&,
+                            const NameList&) override
+    {
+        return EResultCode::Success;
+    }
 
     bool takeTouched(NameList& a_lTables) noexcept override
     {
