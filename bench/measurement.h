@@ -87,8 +87,14 @@ Outcome transaction(const Effort& a_oEffort);
 Outcome bulkRead(const Effort& a_oEffort);
 Outcome bulkReadApart(const Effort& a_oEffort);
 
-/// All rows of a view of 1,000 rows, beside SQLite's own join.
-Outcome readView(const Effort& a_oEffort);
+/// All rows of a view of so many, beside SQLite's own join. Rows are looked up by "Id" or by "Code", which
+/// has no index.
+Outcome readView(int a_iRows, const char* a_pColumn, const Effort& a_oEffort);
+template<int Rows, bool Indexed>
+Outcome readView(const Effort& a_oEffort)
+{
+    return readView(Rows, Indexed ? "Id" : "Code", a_oEffort);
+}
 
 /// For comparison: an echo server that runs one prepared SQLite statement for each request.
 Outcome bareGet(const Effort& a_oEffort);

@@ -8,33 +8,32 @@ namespace bench {
 
 namespace {
 
-constexpr int c_iRows = 1000;
-constexpr int c_iReads = 50; // in a round
+constexpr int c_iRowsOfRound = 50000; // read in a round
 
 constexpr const char* c_pView = "BenchView";
-constexpr const char* c_pJoin = "SELECT BenchLine.Id, BenchLine.Name, Number, DisplayName FROM BenchLine"
-                                " CROSS JOIN BenchAccount ON BenchAccount.Id = AccountId";
 
-/// So many lines, each with an account of its own, but in another order.
-void createView(const std::filesystem::path& a_oDirectory)
+/// So many lines, each with an account of its own, but in another order. The column of the accounts is "Id",
+/// or "Code", which has no index.
+void createView(const std::filesystem::path& a_oDirectory, int a_iRows, const std::string& a_sColumn)
 {
-    const std::string sRows = std::to_string(c_iRows);
+    const std::string sRows = std::to_string(a_iRows);
     const std::string sNumbers =
         "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n LIMIT " + sRows + ") ";
     const Sqlite oDatabase(a_oDirectory / c_pDatabase);
     for (const auto& sStatement : {
-             std::string("CREATE TABLE BenchAccount (Id INTEGER PRIMARY KEY, Number TEXT, DisplayName TEXT)"),
+             std::string("CREATE TABLE BenchAccount (Id INTEGER PRIMARY KEY, Code INTEGER, Number TEXT,"
+                         " DisplayName TEXT)"),
              std::string("CREATE TABLE BenchLine (Id INTEGER PRIMARY KEY, Name TEXT, AccountId INTEGER)"),
              std::string("CREATE TABLE ViewNames (Id INTEGER PRIMARY KEY, Name TEXT, Table1 TEXT, Col1 TEXT,"
                          " Table2 TEXT, Col2 TEXT)"),
              std::string(
                  "CREATE TABLE ViewColumns (Id INTEGER PRIMARY KEY, ColName TEXT, ViewNamesId INTEGER,"
                  " SrcTableIndex INTEGER, SrcCol TEXT)"),
-             sNumbers +
-                 "INSERT INTO BenchAccount SELECT i + 1, '+4930' || (1000000 + i), 'Account ' || i FROM n",
+             sNumbers + "INSERT INTO BenchAccount SELECT i + 1, i + 1, '+4930' || (1000000 + i), 'Account ' "
+                        "|| i FROM n",
              sNumbers + "INSERT INTO BenchLine SELECT i + 1, 'Line ' || i, 1 + i * 7 % " + sRows + " FROM n",
-             "INSERT INTO ViewNames VALUES (1, '" + std::string(c_pView) +
-                 "', 'BenchAccount', 'Id', 'BenchLine', 'AccountId')",
+             "INSERT INTO ViewNames VALUES (1, '" + std::string(c_pView) + "', 'BenchAccount', '" +
+                 a_sColumn + "', 'BenchLine', 'AccountId')",
              std::string("INSERT INTO ViewColumns VALUES (1, 'Id', 1, 2, 'Id'), (2, 'Line', 1, 2, 'Name'),"
                          " (3, 'Number', 1, 1, 'Number'), (4, 'DisplayName', 1, 1, 'DisplayName')"),
          }) {
@@ -54,12 +53,18 @@ struct JoinedEntry
 
 } // namespace
 
-Outcome readView(const Effort& a_oEffort)
+Outcome readView(int a_iRows, const char* a_pColumn, const Effort& a_oEffort)
 {
+    const auto fill = [&](const std::filesystem::path& a_oDirectory) {
+        createView(a_oDirectory, a_iRows, a_pColumn);
+    };
     const Workspace oFiles;
-    createView(oFiles.path());
+    fill(oFiles.path());
     const Sqlite oDatabase(oFiles.path() / c_pDatabase);
-    const auto pJoin = oDatabase.prepare(c_pJoin);
+    const auto pJoin = oDatabase.prepare(
+        "SELECT BenchLine.Id, BenchLine.Name, Number, DisplayName FROM BenchLine CROSS JOIN BenchAccount"
+        " ON BenchAccount." +
+        std::string(a_pColumn) + " = AccountId");
     std::vector<JoinedEntry> lLimit;
     const auto readJoin = [&] {
         lLimit.clear();
@@ -68,7 +73,7 @@ Outcome readView(const Effort& a_oEffort)
         }
     };
 
-    const Ledger oLedger(createView);
+    const Ledger oLedger(fill);
     const auto pConnection = oLedger.connect();
     std::vector<JoinedEntry> lOurs;
     const auto addRow = [&](const auto& a_oRow) {
@@ -82,8 +87,9 @@ Outcome readView(const Effort& a_oEffort)
 
     readJoin();
     readView();
-    check(lOurs.size() == c_iRows && lOurs == lLimit, "a view gives other rows than SQLite");
-    const int iTimes = a_oEffort.times(c_iReads);
+    check(lOurs.size() == static_cast<std::size_t>(a_iRows) && lOurs == lLimit,
+          "a view gives other rows than SQLite");
+    const int iTimes = a_oEffort.times(c_iRowsOfRound / a_iRows);
     return compare(
         a_oEffort, [&] { return medianTime(iTimes, readJoin); },
         [&] { return medianTime(iTimes, readView); });
