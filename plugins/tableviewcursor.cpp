@@ -1,6 +1,5 @@
 #include "plugins/tableviewcursor.h"
 
-#include "systema/rowfiller.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -8,17 +7,17 @@
 
 namespace zel {
 
+using systema::EDataType;
 using systema::EResultCode;
 using systema::NameList;
-using systema::Value;
 using systema::ValueList;
 
-TableViewCursor::TableViewCursor(systema::ConfigDispatcher& a_oSource, const TableView& a_oView,
-                                 TableViewQuestions& a_oQuestions, Columns a_lColumns, int a_iModule)
-    : m_oSource(a_oSource),
+TableViewCursor::TableViewCursor(systema::ConfigDispatcher& a_oDispatcher, TableViewSource& a_oView,
+                                 Columns a_lColumns, std::size_t& a_iBudget, int a_iModule)
+    : m_oDispatcher(a_oDispatcher),
       m_oView(a_oView),
-      m_oQuestions(a_oQuestions),
       m_lColumns(std::move(a_lColumns)),
+      m_iBudget(a_iBudget),
       m_iModule(a_iModule)
 {
     for (const auto* pColumn : m_lColumns) {
@@ -30,7 +29,7 @@ TableViewCursor::TableViewCursor(systema::ConfigDispatcher& a_oSource, const Tab
 template<typename Question>
 EResultCode TableViewCursor::ask(Question a_oQuestion)
 {
-    const EResultCode eResult = m_oQuestions.ask(a_oQuestion);
+    const EResultCode eResult = m_oView.m_oQuestions.ask(a_oQuestion);
     if (eResult == EResultCode::Pending) {
         m_eEnd = eResult;
     }
@@ -39,15 +38,14 @@ EResultCode TableViewCursor::ask(Question a_oQuestion)
 
 EResultCode TableViewCursor::setKey(const std::string& a_sColumn, const std::string& a_sValue)
 {
-    m_pKey = m_oView.getColumn(a_sColumn);
+    m_pKey = view().getColumn(a_sColumn);
     if (m_pKey == nullptr) {
         return EResultCode::NoKey;
     }
     m_sKey = a_sValue;
-    const std::string& sTable = m_oView.getTable(*m_pKey);
+    const std::string& sTable = view().getTable(*m_pKey);
     systema::ColumnList lSchema;
-    const auto getSchema = [&] { return m_oSource.getSchema(lSchema, this, sTable); };
-    if (const EResultCode eResult = ask(getSchema)) {
+    if (const EResultCode eResult = ask([&] { return m_oDispatcher.getSchema(lSchema, this, sTable); })) {
         return eResult;
     }
     return lSchema.getColumn(m_pKey->m_sSourceColumn) != nullptr ? EResultCode::Success : EResultCode::NoKey;
@@ -58,7 +56,7 @@ bool TableViewCursor::translateKey()
     const std::string& sColumn = m_pKey->m_sSourceColumn;
     ValueList oFound;
     const EResultCode eResult = ask([&] {
-        return m_oSource.selectKey(oFound, this, m_oView.getTable(*m_pKey), sColumn, m_sKey, {sColumn});
+        return m_oDispatcher.selectKey(oFound, this, view().getTable(*m_pKey), sColumn, m_sKey, {sColumn});
     });
     if (eResult != EResultCode::Success || oFound.toText(sColumn) == m_sKey) {
         return false;
@@ -67,28 +65,77 @@ bool TableViewCursor::translateKey()
     return true;
 }
 
-void TableViewCursor::open(unsigned int a_iFirst, unsigned int a_iCount)
+// ---------------------------------------------------------------------------------------------------------
+// Opening
+
+EResultCode TableViewCursor::open()
 {
-    m_iSkip = a_iFirst;
-    m_iLeft = a_iCount;
-    m_iVersion1AtOpen = getVersion1();
+    m_eEnd = EResultCode::NoRow;
+    m_iVersion1 = getVersion(m_oView.m_lBases1);
+    m_iVersion2 = getVersion(m_oView.m_lBases2);
+    if (!m_oView.m_bJoinable) {
+        return EResultCode::Success;
+    }
+    EResultCode eFailure;
     const auto sizeOf = [&](const std::string& a_sTable) {
         unsigned int iSize = 0;
-        const EResultCode eResult = ask([&] { return m_oSource.getSize(iSize, this, a_sTable); });
+        const EResultCode eResult = ask([&] { return m_oDispatcher.getSize(iSize, this, a_sTable); });
+        if (eResult != EResultCode::Success && eResult != EResultCode::NoTable &&
+            eResult != EResultCode::NoRow) {
+            eFailure = eResult;
+        }
         return eResult == EResultCode::Success ? iSize : 0;
     };
-    const unsigned int iRows = std::min(sizeOf(m_oView.getTable1()), sizeOf(m_oView.getTable2()));
-    if (iRows > 0) {
-        m_lColumns1 = sourceColumns(1);
-        const NameList lColumns2 = sourceColumns(2);
-        m_eEnd =
-            ask([&] { return m_oSource.openRows(m_pRows, this, m_oView.getTable2(), 0, iRows, lColumns2); });
+    const unsigned int iRows = std::min(sizeOf(view().getTable1()), sizeOf(view().getTable2()));
+    if (iRows == 0) {
+        return eFailure;
     }
+    m_lWanted1 = wantedColumns(1);
+    m_lWanted2 = wantedColumns(2);
+    m_lAsked1 = askedColumns(view().getTable1(), m_lWanted1);
+    m_lShown.clear();
+    for (const auto* pColumn : m_lColumns) {
+        m_lShown.push_back({pColumn, cellOf(*pColumn)});
+    }
+    m_iKeyCell = m_pKey != nullptr ? cellOf(*m_pKey) : 0;
+    m_pPartners = std::make_unique<TableViewPartners>(m_lWanted1, m_iBudget);
+    m_pFound = std::make_unique<CellRows>(m_lWanted1);
+    m_pWalked = std::make_unique<CellRows>(m_lWanted2);
+    m_pRows1.reset();
+    m_iLookUps = 0;
+    m_bKeyed = m_bTable1Read = false;
+    const NameList lAsked2 = askedColumns(view().getTable2(), m_lWanted2);
+    m_eEnd =
+        ask([&] { return m_oDispatcher.openRows(m_pRows2, this, view().getTable2(), 0, iRows, lAsked2); });
+    if (m_eEnd == EResultCode::Success) {
+        m_pWalked->setColumns(m_pRows2->getColumns());
+    }
+    return EResultCode::Success;
 }
 
-NameList TableViewCursor::sourceColumns(int a_iIndex) const
+void TableViewCursor::setRange(unsigned int a_iSkip, unsigned int a_iCount)
 {
-    NameList lNames{a_iIndex == 1 ? m_oView.getColumn1() : m_oView.getColumn2()};
+    m_iSkip = a_iSkip;
+    m_iLeft = a_iCount;
+}
+
+unsigned long TableViewCursor::getVersion(const NameList& a_lBases) const
+{
+    unsigned long iSum = 0; // of numbers that never fall: it moves when one of them does
+    for (const auto& sTable : a_lBases) {
+        iSum += m_oDispatcher.getVersion(sTable);
+    }
+    return iSum;
+}
+
+bool TableViewCursor::isCurrent() const
+{
+    return getVersion(m_oView.m_lBases1) == m_iVersion1 && getVersion(m_oView.m_lBases2) == m_iVersion2;
+}
+
+NameList TableViewCursor::wantedColumns(int a_iIndex) const
+{
+    NameList lNames{a_iIndex == 1 ? view().getColumn1() : view().getColumn2()};
     const auto add = [&](const TableViewColumns& a_oColumn) {
         if (a_oColumn.m_iIndex == a_iIndex && !lNames.hasName(a_oColumn.m_sSourceColumn)) {
             lNames.add(a_oColumn.m_sSourceColumn);
@@ -100,69 +147,157 @@ NameList TableViewCursor::sourceColumns(int a_iIndex) const
     if (m_pKey != nullptr) {
         add(*m_pKey);
     }
-    const std::string& sTable = a_iIndex == 1 ? m_oView.getTable1() : m_oView.getTable2();
-    systema::ColumnList lSchema;
-    m_oQuestions.ask([&] { return m_oSource.getSchema(lSchema, this, sTable); });
-    // A stored table would refuse the others for one that it lacks, and a virtual one may have columns that
-    // it does not announce: then the rows are read whole, to show what is in them.
-    const bool bAnnounced = std::ranges::all_of(
-        lNames, [&](const auto& a_sName) { return lSchema.getColumn(a_sName) != nullptr; });
-    return bAnnounced ? lNames : NameList();
+    return lNames;
 }
+
+/// A stored table would refuse all columns for one that it lacks. A virtual one may have columns that it does
+/// not announce: then the rows are read whole, to show what is in them.
+NameList TableViewCursor::askedColumns(const std::string& a_sTable, const NameList& a_lWanted)
+{
+    systema::ColumnList lSchema;
+    ask([&] { return m_oDispatcher.getSchema(lSchema, this, a_sTable); });
+    NameList lAnnounced;
+    for (const auto& sName : a_lWanted) {
+        if (lAnnounced.empty() || lSchema.getColumn(sName) != nullptr) { // a key may have an alias for a name
+            lAnnounced.add(sName);
+        }
+    }
+    const bool bKnown = lAnnounced.size() == a_lWanted.size() && lSchema.getColumn(a_lWanted[0]) != nullptr;
+    return bKnown || m_oDispatcher.isStored(a_sTable) ? lAnnounced : NameList();
+}
+
+std::size_t TableViewCursor::cellOf(const TableViewColumns& a_oColumn) const
+{
+    const NameList& lWanted = a_oColumn.m_iIndex == 1 ? m_lWanted1 : m_lWanted2;
+    return static_cast<std::size_t>(std::ranges::find(lWanted, a_oColumn.m_sSourceColumn) - lWanted.begin());
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Joining
 
 bool TableViewCursor::nextJoined(Clock::time_point a_oEnd)
 {
     while (m_eEnd == EResultCode::Success && Clock::now() < a_oEnd) {
-        m_eEnd = ask([&] { return systema::readRow(m_oRow2, *m_pRows); });
-        if (m_eEnd == EResultCode::Success && join()) {
+        if (mustReadTable1()) {
+            readTable1();
+            continue;
+        }
+        m_pWalked->clear();
+        const EResultCode eResult = ask([&] { return m_pRows2->fetch(*m_pWalked); });
+        if (m_pWalked->size() == 0) {
+            m_eEnd = eResult;
+        } else if (join()) {
             return true;
         }
     }
     return false;
 }
 
+bool TableViewCursor::mustReadTable1() const
+{
+    // What has no keys has no partners either, and a view goes through its rows for every key.
+    return !m_bTable1Read && (m_oView.m_bTable1IsView || (m_bKeyed && m_iLookUps >= c_iMostLookUps));
+}
+
+void TableViewCursor::readTable1()
+{
+    const std::string& sTable = view().getTable1();
+    EResultCode eResult;
+    if (m_pRows1 == nullptr) {
+        eResult = m_lAsked1.empty() // where the column of the join stands in the rows is not known
+                      ? EResultCode::NoKey
+                      : ask([&] { return m_oDispatcher.openKeyRows(m_pRows1, this, sTable, m_lAsked1); });
+    }
+    if (eResult == EResultCode::Success && m_pRows1 != nullptr) {
+        eResult = ask([&] { return m_pPartners->read(*m_pRows1); });
+        if (eResult == EResultCode::Success) {
+            return; // there may be more
+        }
+        if (eResult == EResultCode::Busy) { // another table of the database changed: once more
+            m_pRows1.reset();
+            return;
+        }
+        if (eResult == EResultCode::NoRow && m_oDispatcher.isStored(sTable)) {
+            m_pPartners->setStoredComplete();
+        }
+    }
+    m_pRows1.reset();
+    m_bTable1Read = true;
+}
+
 bool TableViewCursor::join()
 {
-    const Value* pValue = m_oRow2.find(m_oView.getColumn2());
-    if (pValue == nullptr || !mayShowKey(m_oRow2)) {
+    m_oRow2 = (*m_pWalked)[0];
+    if (m_oRow2[0].m_iType == CellRows::c_iMissing || !mayShowKey(2)) {
         return false;
     }
-    m_oRow1.clear();
-    const EResultCode eResult = ask([&] {
-        return m_oSource.selectKey(m_oRow1, this, m_oView.getTable1(), m_oView.getColumn1(), pValue->toText(),
-                                   m_lColumns1);
-    });
-    return eResult == EResultCode::Success && mayShowKey(m_oRow1);
+    CellRows::Buffer aBuffer;
+    const std::string_view sKey = CellRows::textOf(m_oRow2[0], aBuffer);
+    if (const auto oKnown = m_pPartners->find(sKey)) {
+        m_oRow1 = *oKnown;
+    } else {
+        lookUp(sKey);
+    }
+    return !m_oRow1.empty() && mayShowKey(1);
 }
 
-bool TableViewCursor::mayShowKey(const ValueList& a_oRow) const
+void TableViewCursor::lookUp(std::string_view a_sKey)
 {
-    if (m_pKey == nullptr || &rowOf(*m_pKey) != &a_oRow) {
+    ++m_iLookUps;
+    ValueList oRow;
+    const EResultCode eResult = ask([&] {
+        return m_oDispatcher.selectKey(oRow, this, view().getTable1(), view().getColumn1(),
+                                       std::string(a_sKey), m_lAsked1);
+    });
+    m_bKeyed = m_bKeyed || eResult == EResultCode::Success || eResult == EResultCode::NoRow;
+    m_pFound->clear();
+    m_oRow1 = {};
+    if (eResult == EResultCode::Success) {
+        m_pFound->add(oRow);
+        m_oRow1 = (*m_pFound)[0];
+    }
+    if (eResult != EResultCode::Pending) {
+        m_pPartners->remember(a_sKey, m_oRow1);
+    }
+}
+
+bool TableViewCursor::mayShowKey(int a_iIndex) const
+{
+    if (m_pKey == nullptr || m_pKey->isOfTable1() != (a_iIndex == 1)) {
         return true;
     }
-    const Value* pValue = a_oRow.find(m_pKey->m_sSourceColumn);
-    return pValue != nullptr && pValue->getType() != systema::EDataType::Null && pValue->toText() == m_sKey;
+    const CellRows::Cell& oCell = find({m_pKey, m_iKeyCell});
+    CellRows::Buffer aBuffer;
+    return oCell.m_iType != CellRows::c_iMissing && oCell.m_iType != EDataType::Null &&
+           CellRows::textOf(oCell, aBuffer) == m_sKey;
 }
 
-bool TableViewCursor::isComplete() const
+// ---------------------------------------------------------------------------------------------------------
+// Rows
+
+bool TableViewCursor::isComplete()
 {
-    for (const auto* pColumn : m_lColumns) {
-        if (find(*pColumn) == nullptr) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "Could not find colum `%s` in table `%s`",
-                                  pColumn->m_sSourceColumn.c_str(), m_oView.getTable(*pColumn).c_str());
-            return false;
+    for (const auto& oShown : m_lShown) {
+        if (find(oShown).m_iType != CellRows::c_iMissing) {
+            continue;
         }
+        if (!std::exchange(m_bLacksLogged, true)) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "Could not find colum `%s` in table `%s`",
+                                  oShown.m_pColumn->m_sSourceColumn.c_str(),
+                                  view().getTable(*oShown.m_pColumn).c_str());
+        }
+        return false;
     }
     return true;
 }
 
-EResultCode TableViewCursor::fillResult(ValueList& a_oRow) const
+EResultCode TableViewCursor::fillResult(ValueList& a_oRow)
 {
     if (!isComplete()) {
         return EResultCode::NoKey;
     }
-    for (const auto* pColumn : m_lColumns) {
-        a_oRow.add(pColumn->m_sName, *find(*pColumn));
+    for (const auto& oShown : m_lShown) {
+        a_oRow.add(oShown.m_pColumn->m_sName, find(oShown).toValue());
     }
     return EResultCode::Success;
 }
@@ -174,10 +309,10 @@ EResultCode TableViewCursor::fetch(systema::IRowSink& a_oSink)
 
 EResultCode TableViewCursor::fetch(systema::IRowSink& a_oSink, Clock::time_point a_oEnd)
 {
-    if (getVersion1() != m_iVersion1AtOpen) { // the cursor of table 2 looks after that
+    if (getVersion(m_oView.m_lBases1) != m_iVersion1) { // the cursor of table 2 looks after that
         return EResultCode::Busy;
     }
-    if (m_oQuestions.isAsking()) {
+    if (m_oView.m_oQuestions.isAsking()) {
         return EResultCode::NoRow; // for who asks meanwhile; later fetches go on
     }
     while (m_iLeft > 0 && nextJoined(a_oEnd)) {
@@ -189,8 +324,8 @@ EResultCode TableViewCursor::fetch(systema::IRowSink& a_oSink, Clock::time_point
         if (!isComplete()) {
             return EResultCode::NoKey;
         }
-        for (const auto* pColumn : m_lColumns) {
-            a_oSink.addValue(*find(*pColumn));
+        for (const auto& oShown : m_lShown) {
+            CellRows::send(a_oSink, find(oShown));
         }
         if (!a_oSink.endRow()) {
             return EResultCode::Success;

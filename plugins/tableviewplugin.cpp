@@ -1,11 +1,15 @@
 #include "plugins/tableviewplugin.h"
 
+#include "plugins/tableviewdefinitions.h"
 #include "systema/positioncursor.h"
 #include "systema/rowfiller.h"
 #include "zel/assert.h"
 #include "zel/log.h"
 
+#include <strings.h>
+
 #include <algorithm>
+#include <array>
 #include <ranges>
 #include <utility>
 
@@ -13,27 +17,36 @@ namespace zel {
 
 using systema::EResultCode;
 using systema::NameList;
-using systema::Value;
 using systema::ValueList;
 
 namespace {
 
 constexpr const char* c_pModule = "TableView";
-constexpr const char* c_pViewNames = "ViewNames";
-constexpr const char* c_pViewColumns = "ViewColumns";
 
-int numberOf(const ValueList& a_oRow, const char* a_pColumn)
+void addNew(NameList& a_lNames, const NameList& a_lOthers)
 {
-    const Value* pValue = a_oRow.find(a_pColumn);
-    return pValue == nullptr ? 0 : pValue->getInteger();
+    for (const auto& sName : a_lOthers) {
+        if (!a_lNames.hasName(sName)) {
+            a_lNames.add(sName);
+        }
+    }
+}
+
+/// True for names of one column of a database, which takes these as well for the number of the row.
+bool isSameKey(const std::string& a_sColumn, const std::string& a_sKey)
+{
+    constexpr std::array c_aAliases = {"rowid", "oid", "_rowid_"};
+    const auto isKey = [&](const char* a_pName) { return ::strcasecmp(a_pName, a_sKey.c_str()) == 0; };
+    return isKey(a_sColumn.c_str()) || std::ranges::any_of(c_aAliases, isKey);
 }
 
 } // namespace
 
 TableViewPlugin::TableViewPlugin(systema::ConfigDispatcher& a_oDispatcher, bool a_bVerbose,
-                                 std::chrono::milliseconds a_oCeiling)
+                                 std::chrono::milliseconds a_oCeiling, std::size_t a_iPartnerBytes)
     : m_oDispatcher(a_oDispatcher),
       m_oCeiling(a_oCeiling),
+      m_iBudget(a_iPartnerBytes),
       m_iModule(ZEL_Sysloglevel_registerModul(c_pModule)),
       m_oSubscriber(a_oDispatcher, c_pModule, [this](const NameList& a_lTables) { markChanged(a_lTables); })
 {
@@ -42,15 +55,14 @@ TableViewPlugin::TableViewPlugin(systema::ConfigDispatcher& a_oDispatcher, bool 
 
 TableViewPlugin::View* TableViewPlugin::findTable(const std::string& a_sName)
 {
-    const auto it = std::ranges::find_if(
-        m_lViews, [&](const View& a_oView) { return a_oView.m_oDefinition.getName() == a_sName; });
-    return it == m_lViews.end() ? nullptr : &*it;
+    const auto it = m_mViews.find(a_sName);
+    return it == m_mViews.end() ? nullptr : &m_lViews[it->second];
 }
 
 auto TableViewPlugin::findTableByRefTable(const std::string& a_sTable)
 {
     return std::views::filter(m_lViews, [&a_sTable](const View& a_oView) {
-        return a_oView.m_oDefinition.getTable1() == a_sTable || a_oView.m_oDefinition.getTable2() == a_sTable;
+        return a_oView.m_oSource.m_lBases1.hasName(a_sTable) || a_oView.m_oSource.m_lBases2.hasName(a_sTable);
     });
 }
 
@@ -62,106 +74,132 @@ bool TableViewPlugin::initialize()
     if (std::exchange(m_bLoaded, true)) {
         return true;
     }
-    subscribe({c_pViewNames, c_pViewColumns}); // to have it logged when they are not there
-    for (const auto& oDefinition : readDefinitions(c_pViewNames, c_iMostViews)) {
-        addView(oDefinition);
+    // To have it logged when they are not there.
+    subscribe({TableViewDefinitions::c_pViewNames, TableViewDefinitions::c_pViewColumns});
+    for (auto& oDefinition : TableViewDefinitions(m_oDispatcher, m_iModule).read()) {
+        View oView{.m_oSource = {std::move(oDefinition)}};
+        TableViewSource& oSource = oView.m_oSource;
+        const TableView& oTables = oSource.m_oDefinition;
+        oSource.m_lBases1 = basesOf(oTables.getTable1());
+        oSource.m_lBases2 = basesOf(oTables.getTable2());
+        oSource.m_bTable1IsView = findTable(oTables.getTable1()) != nullptr;
+        m_oRegistered.add(oTables.getName());
+        m_mViews.emplace(oTables.getName(), m_lViews.size()); // before the check of those made of it
+        m_lViews.push_back(std::move(oView));
     }
-    for (const auto& oDefinition : readDefinitions(c_pViewColumns, c_iMostColumns)) {
-        addColumn(oDefinition);
-    }
-    leaveOutViewsOfViews();
+    checkAll();
     for (const auto& oView : m_lViews) {
-        checkView(oView.m_oDefinition);
-        subscribe({oView.m_oDefinition.getTable1(), oView.m_oDefinition.getTable2()});
-        m_oRegistered.add(oView.m_oDefinition.getName());
+        NameList lBases = oView.m_oSource.m_lBases1;
+        addNew(lBases, oView.m_oSource.m_lBases2);
+        subscribe(lBases);
     }
     return true;
 }
 
-std::vector<ValueList> TableViewPlugin::readDefinitions(const char* a_pTable, unsigned int a_iMost)
+/// The tables that are no views, of which the table consists.
+NameList TableViewPlugin::basesOf(const std::string& a_sTable)
 {
-    std::vector<ValueList> lRows;
-    std::unique_ptr<systema::IRowCursor> pRows;
-    EResultCode eResult = m_oDispatcher.openRows(pRows, this, a_pTable, 0, a_iMost + 1, {});
-    for (ValueList oRow; eResult == EResultCode::Success;) {
-        eResult = systema::readRow(oRow, *pRows);
-        if (eResult == EResultCode::Success) {
-            lRows.push_back(oRow);
-        }
+    const View* pView = findTable(a_sTable);
+    if (pView == nullptr) {
+        return {a_sTable};
     }
-    if (eResult != EResultCode::NoRow && eResult != EResultCode::NoTable) { // which is logged already
-        ZEL_Sysloglevel_error(m_iModule, here(), "%s cannot be read: %s", a_pTable, eResult.strerror());
-    }
-    if (lRows.size() > a_iMost) {
-        lRows.pop_back();
-        ZEL_Sysloglevel_error(m_iModule, here(), "Only the first %u rows of %s are loaded", a_iMost,
-                              a_pTable);
-    }
-    return lRows;
+    NameList lBases = pView->m_oSource.m_lBases1;
+    addNew(lBases, pView->m_oSource.m_lBases2);
+    return lBases;
 }
 
-void TableViewPlugin::addView(const ValueList& a_oDefinition)
+void TableViewPlugin::checkAll()
 {
-    const std::string sName = a_oDefinition.toText("Name");
-    if (sName.empty()) {
-        leaveOut(sName, "it has no name");
-    } else if (findTable(sName) != nullptr || m_oDispatcher.hasTable(sName)) {
-        leaveOut(sName, "there is a table or view of that name");
-    } else {
-        m_lViews.push_back({TableView(a_oDefinition), numberOf(a_oDefinition, "Id")});
-    }
-}
-
-void TableViewPlugin::addColumn(const ValueList& a_oDefinition)
-{
-    const int iView = numberOf(a_oDefinition, "ViewNamesId");
+    m_bCheckDue = false;
     for (auto& oView : m_lViews) {
-        if (oView.m_iId == iView) {
-            oView.m_oDefinition.addColumn(a_oDefinition.toText("ColName"),
-                                          numberOf(a_oDefinition, "SrcTableIndex"),
-                                          a_oDefinition.toText("SrcCol"));
-        }
+        check(oView);
     }
 }
 
-void TableViewPlugin::leaveOut(const std::string& a_sView, const char* a_pReason) const
+void TableViewPlugin::check(View& a_oView)
 {
-    ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` is left out: %s", a_sView.c_str(), a_pReason);
+    const std::string sFaults = findFaults(a_oView);
+    const bool bOther = std::exchange(a_oView.m_sFaults, sFaults) != sFaults;
+    a_oView.m_bChanged = a_oView.m_bChanged || bOther;
+    if (bOther && !sFaults.empty()) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` %s",
+                              a_oView.m_oSource.m_oDefinition.getName().c_str(), sFaults.c_str());
+    }
+    const auto isStored = [this](const std::string& a_sTable) { return m_oDispatcher.isStored(a_sTable); };
+    a_oView.m_bStored = std::ranges::all_of(a_oView.m_oSource.m_lBases1, isStored) &&
+                        std::ranges::all_of(a_oView.m_oSource.m_lBases2, isStored);
 }
 
-void TableViewPlugin::leaveOutViewsOfViews()
+/// Compares the definition with the tables that are there. What is wrong, one after the other.
+std::string TableViewPlugin::findFaults(View& a_oView)
 {
-    std::vector<View> lKept; // the others could go round in circles, in reads and in announcements
-    for (const auto& oView : m_lViews) {
-        const TableView& oDefinition = oView.m_oDefinition;
-        if (findTable(oDefinition.getTable1()) != nullptr || findTable(oDefinition.getTable2()) != nullptr) {
-            leaveOut(oDefinition.getName(), "it is made of a view");
+    TableViewSource& oSource = a_oView.m_oSource;
+    const TableView& oView = oSource.m_oDefinition;
+    std::string sFaults;
+    const auto add = [&](const std::string& a_sFault) {
+        if (sFaults.find(a_sFault) == std::string::npos) {
+            sFaults += (sFaults.empty() ? "" : "; ") + a_sFault;
+        }
+    };
+    struct Table
+    {
+        const std::string& m_sName;
+        systema::ColumnList m_lSchema = {};
+        bool m_bKnown = false; // the schema is
+    };
+    std::array<Table, 2> aTables{Table{oView.getTable1()}, Table{oView.getTable2()}};
+    a_oView.m_lMissing.clear();
+    for (auto& oTable : aTables) {
+        if (hasSource(oTable.m_sName)) {
+            oTable.m_bKnown = getSourceSchema(oTable.m_lSchema, oTable.m_sName) == EResultCode::Success;
         } else {
-            lKept.push_back(oView);
+            a_oView.m_lMissing.add(oTable.m_sName);
+            add("has no rows: there is no table `" + oTable.m_sName + "`");
         }
     }
-    m_lViews = std::move(lKept);
+    const auto lacks = [&](const Table& a_oTable, const std::string& a_sColumn, bool a_bAsKey) {
+        const bool bAnyName = a_bAsKey && m_oDispatcher.isStored(a_oTable.m_sName);
+        return a_oTable.m_bKnown && std::ranges::none_of(a_oTable.m_lSchema, [&](const auto& a_oColumn) {
+                   return a_oColumn.first == a_sColumn || (bAnyName && isSameKey(a_oColumn.first, a_sColumn));
+               });
+    };
+    const auto addColumn = [&](const Table& a_oTable, const std::string& a_sColumn) {
+        add("names a column that the schema of `" + a_oTable.m_sName + "` lacks: `" + a_sColumn + "`");
+    };
+    oSource.m_bJoinable = true;
+    for (const auto& [oTable, sColumn] :
+         {std::pair<const Table&, const std::string&>(aTables[0], oView.getColumn1()),
+          {aTables[1], oView.getColumn2()}}) {
+        if (lacks(oTable, sColumn, &oTable == &aTables[0])) {
+            addColumn(oTable, sColumn);
+            // Other tables may have columns that they do not announce.
+            const bool bSure = m_oDispatcher.isStored(oTable.m_sName) || findTable(oTable.m_sName) != nullptr;
+            oSource.m_bJoinable = oSource.m_bJoinable && !bSure;
+        }
+    }
+    if (oView.empty()) {
+        add("has no columns");
+    }
+    for (const auto& [sName, iIndex, sSourceColumn] : oView) {
+        if (iIndex != 1 && iIndex != 2) {
+            add("cannot show `" + sName + "`: it is of table " + std::to_string(iIndex));
+        } else if (const Table& oTable = aTables[iIndex - 1]; lacks(oTable, sSourceColumn, false)) {
+            addColumn(oTable, sSourceColumn);
+        }
+    }
+    return sFaults;
 }
 
-void TableViewPlugin::checkView(const TableView& a_oView) const
+bool TableViewPlugin::hasSource(const std::string& a_sTable)
 {
-    const char* pName = a_oView.getName().c_str();
-    for (const auto& sTable : {a_oView.getTable1(), a_oView.getTable2()}) {
-        if (!m_oDispatcher.hasTable(sTable)) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` has no rows: there is no table `%s`", pName,
-                                  sTable.c_str());
-        }
-    }
-    if (a_oView.empty()) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` has no columns", pName);
-    }
-    for (const auto& oColumn : a_oView) {
-        if (oColumn.m_iIndex != 1 && oColumn.m_iIndex != 2) {
-            ZEL_Sysloglevel_error(m_iModule, here(),
-                                  "Column `%s` of view `%s` cannot be read: it is of table %d",
-                                  oColumn.m_sName.c_str(), pName, oColumn.m_iIndex);
-        }
-    }
+    return findTable(a_sTable) != nullptr || m_oDispatcher.hasTable(a_sTable);
+}
+
+/// As the dispatcher's, which knows the views only after they are loaded.
+EResultCode TableViewPlugin::getSourceSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable)
+{
+    return findTable(a_sTable) != nullptr ? getSchema(a_lColumns, this, a_sTable)
+                                          : m_oDispatcher.getSchema(a_lColumns, this, a_sTable);
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -179,17 +217,37 @@ void TableViewPlugin::markChanged(const NameList& a_lTables)
     for (const auto& sTable : a_lTables) {
         for (auto& oView : findTableByRefTable(sTable)) {
             oView.m_bChanged = true;
+            oView.m_pPosition.reset();
         }
     }
 }
 
 void TableViewPlugin::tick(NameList& a_changedTables)
 {
+    const bool bAppeared = std::ranges::any_of(m_lViews, [this](const View& a_oView) {
+        return std::ranges::any_of(a_oView.m_lMissing,
+                                   [this](const auto& a_sTable) { return m_oDispatcher.hasTable(a_sTable); });
+    });
+    if (bAppeared || (m_bCheckDue && m_oDispatcher.connectionOpened())) {
+        checkAll();
+    }
     for (auto& oView : m_lViews) {
+        if (oView.m_pPosition != nullptr && !std::exchange(oView.m_pPosition->m_bUsed, false)) {
+            oView.m_pPosition.reset();
+        }
         if (std::exchange(oView.m_bChanged, false)) {
-            a_changedTables.add(oView.m_oDefinition.getName());
+            a_changedTables.add(oView.m_oSource.m_oDefinition.getName());
         }
     }
+}
+
+void TableViewPlugin::close(const void* a_handle)
+{
+    assertCall(a_handle);
+    for (auto& oView : m_lViews) {
+        oView.m_pPosition.reset();
+    }
+    m_bCheckDue = true;
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -200,7 +258,7 @@ void TableViewPlugin::getTables(NameList& a_tables, const void* a_handle)
     assertCall(a_handle);
     m_oRegistered.getTables(a_tables, a_handle);
     for (const auto& oView : m_lViews) {
-        a_tables.add(oView.m_oDefinition.getName());
+        a_tables.add(oView.m_oSource.m_oDefinition.getName());
     }
 }
 
@@ -215,11 +273,11 @@ EResultCode TableViewPlugin::getSchema(systema::ColumnList& a_columns, const voi
     if (pView == nullptr) {
         return EResultCode::NoTable;
     }
-    const TableView& oView = pView->m_oDefinition;
+    const TableView& oView = pView->m_oSource.m_oDefinition;
     systema::ColumnList lSchemas[2];
-    pView->m_oQuestions.ask([&] {
-        m_oDispatcher.getSchema(lSchemas[0], this, oView.getTable1());
-        return m_oDispatcher.getSchema(lSchemas[1], this, oView.getTable2());
+    pView->m_oSource.m_oQuestions.ask([&] {
+        getSourceSchema(lSchemas[0], oView.getTable1());
+        return getSourceSchema(lSchemas[1], oView.getTable2());
     });
     for (const auto& [sName, iIndex, sSourceColumn] : oView) {
         error::Assert(1 == iIndex || 2 == iIndex, "1 == a_index || 2 == a_index");
@@ -237,7 +295,10 @@ EResultCode TableViewPlugin::makeCursor(std::unique_ptr<TableViewCursor>& a_pCur
     if (pView == nullptr) {
         return EResultCode::NoTable;
     }
-    const TableView& oView = pView->m_oDefinition;
+    if (m_bCheckDue && m_oDispatcher.connectionOpened()) {
+        checkAll();
+    }
+    const TableView& oView = pView->m_oSource.m_oDefinition;
     TableViewCursor::Columns lColumns;
     if (a_lColumns.empty()) {
         for (const auto& oColumn : oView) {
@@ -250,19 +311,50 @@ EResultCode TableViewPlugin::makeCursor(std::unique_ptr<TableViewCursor>& a_pCur
             return EResultCode::NoKey;
         }
     }
-    a_pCursor = std::make_unique<TableViewCursor>(m_oDispatcher, oView, pView->m_oQuestions,
-                                                  std::move(lColumns), m_iModule);
+    a_pCursor = std::make_unique<TableViewCursor>(m_oDispatcher, pView->m_oSource, std::move(lColumns),
+                                                  m_iBudget, m_iModule);
     return EResultCode::Success;
+}
+
+TableViewPlugin::Deadline::Deadline(TableViewPlugin& a_oPlugin)
+    : m_oPlugin(a_oPlugin),
+      m_bOutermost(!a_oPlugin.m_oEnd)
+{
+    if (m_bOutermost) {
+        m_oPlugin.m_oEnd = Clock::now() + m_oPlugin.m_oCeiling;
+    }
+}
+
+TableViewPlugin::Deadline::~Deadline()
+{
+    if (m_bOutermost) {
+        m_oPlugin.m_oEnd.reset();
+    }
+}
+
+void TableViewPlugin::logNow(View& a_oView, const std::string& a_sText)
+{
+    if (const auto oNow = Clock::now(); oNow >= a_oView.m_oNextLog) {
+        a_oView.m_oNextLog = oNow + std::chrono::minutes(1);
+        ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` %s",
+                              a_oView.m_oSource.m_oDefinition.getName().c_str(), a_sText.c_str());
+    }
 }
 
 EResultCode TableViewPlugin::tookTooLong(const std::string& a_sView)
 {
-    Clock::time_point& oNextLog = findTable(a_sView)->m_oNextLog;
-    if (const auto oNow = Clock::now(); oNow >= oNextLog) {
-        oNextLog = oNow + std::chrono::minutes(1);
-        ZEL_Sysloglevel_error(m_iModule, here(), "View `%s` takes too long", a_sView.c_str());
-    }
+    logNow(*findTable(a_sView), "takes too long");
     return EResultCode::Failure;
+}
+
+/// Opens the read, and logs when a source keeps it from having rows.
+EResultCode TableViewPlugin::openRead(TableViewCursor& a_oRows, const std::string& a_sView)
+{
+    const EResultCode eResult = a_oRows.open();
+    if (eResult != EResultCode::Success && eResult != EResultCode::Pending) {
+        logNow(*findTable(a_sView), std::string("has no rows: a table of it gives: ") + eResult.strerror());
+    }
+    return eResult;
 }
 
 EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
@@ -272,13 +364,13 @@ EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle,
     if (a_table == RegisteredViews::c_pTable) {
         return EResultCode::Success;
     }
+    const Deadline oDeadline(*this);
     std::unique_ptr<TableViewCursor> pRows;
     if (const EResultCode eResult = makeCursor(pRows, a_table, {})) {
         return eResult;
     }
-    const auto oEnd = Clock::now() + m_oCeiling;
-    pRows->open();
-    while (pRows->nextJoined(oEnd)) {
+    openRead(*pRows, a_table);
+    while (pRows->nextJoined(oDeadline.end())) {
         if (pRows->isComplete()) {
             ++a_size;
         }
@@ -297,15 +389,38 @@ EResultCode TableViewPlugin::selectRow(ValueList& a_row, const void* a_handle, c
     if (a_table == RegisteredViews::c_pTable) {
         return m_oRegistered.selectRow(a_row, a_handle, a_table, a_index, a_columns);
     }
-    const auto oEnd = Clock::now() + m_oCeiling;
-    std::unique_ptr<TableViewCursor> pRows;
-    if (const EResultCode eResult = makeCursor(pRows, a_table, a_columns)) {
-        return eResult;
+    const Deadline oDeadline(*this);
+    View* pView = findTable(a_table);
+    std::unique_ptr<Position> pPosition = pView == nullptr ? nullptr : std::move(pView->m_pPosition);
+    if (pPosition != nullptr && (pPosition->m_lColumns != a_columns || pPosition->m_iNext > a_index ||
+                                 !pPosition->m_pRows->isCurrent())) {
+        pPosition.reset();
     }
-    pRows->open(a_index, 1);
-    systema::RowFiller oRow(a_row, pRows->getColumns());
-    const EResultCode eResult = pRows->fetch(oRow, oEnd);
-    return oRow.isComplete() || eResult != EResultCode::Success ? eResult : tookTooLong(a_table);
+    for (;;) {
+        const bool bGoesOn = pPosition != nullptr;
+        if (!bGoesOn) {
+            pPosition = std::make_unique<Position>(a_columns);
+            if (const EResultCode eResult = makeCursor(pPosition->m_pRows, a_table, a_columns)) {
+                return eResult;
+            }
+            openRead(*pPosition->m_pRows, a_table);
+        }
+        TableViewCursor& oRows = *pPosition->m_pRows;
+        oRows.setRange(a_index - std::exchange(pPosition->m_iNext, a_index + 1), 1);
+        systema::RowFiller oRow(a_row, oRows.getColumns());
+        const EResultCode eResult = oRows.fetch(oRow, oDeadline.end());
+        if (oRow.isComplete()) {
+            if (pView->m_bStored) { // others may change without a word
+                pPosition->m_bUsed = true;
+                pView->m_pPosition = std::move(pPosition);
+            }
+            return eResult;
+        }
+        if (!bGoesOn || eResult != EResultCode::Busy) {
+            return eResult == EResultCode::Success ? tookTooLong(a_table) : eResult;
+        }
+        pPosition.reset(); // another table of the database has changed
+    }
 }
 
 EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
@@ -316,7 +431,7 @@ EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, c
     if (a_table == RegisteredViews::c_pTable) {
         return m_oRegistered.selectKey(a_row, a_handle, a_table, a_keyColumn, a_keyValue, a_columns);
     }
-    const auto oEnd = Clock::now() + m_oCeiling;
+    const Deadline oDeadline(*this);
     std::unique_ptr<TableViewCursor> pRows;
     EResultCode eResult = makeCursor(pRows, a_table, a_columns);
     if (eResult == EResultCode::Success) {
@@ -326,8 +441,8 @@ EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, c
         return eResult;
     }
     const auto find = [&] {
-        pRows->open();
-        while (pRows->nextJoined(oEnd)) {
+        openRead(*pRows, a_table);
+        while (pRows->nextJoined(oDeadline.end())) {
             ValueList oRow;
             if (pRows->fillResult(oRow) == EResultCode::Success) {
                 a_row = std::move(oRow);
@@ -351,11 +466,15 @@ EResultCode TableViewPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_cu
         return systema::PositionCursor::open(a_cursor, m_oRegistered, a_handle, a_table, a_first, a_count,
                                              a_columns, RegisteredViews::c_iVersion);
     }
+    const Deadline oDeadline(*this);
     std::unique_ptr<TableViewCursor> pRows;
     if (const EResultCode eResult = makeCursor(pRows, a_table, a_columns)) {
         return eResult;
     }
-    pRows->open(a_first, a_count);
+    pRows->setRange(a_first, a_count);
+    if (const EResultCode eResult = openRead(*pRows, a_table)) {
+        return eResult;
+    }
     if (pRows->getEnd() != EResultCode::Success && pRows->getEnd() != EResultCode::NoRow) {
         return pRows->getEnd();
     }

@@ -1,10 +1,11 @@
 // Joined views of two tables each, as the stored tables "ViewNames" and "ViewColumns" define them, and the
 // table "RegisteredViews" of their names.
 //
-// Keeps the definitions, loaded once, and no rows: every read asks the sources through the dispatcher. Owned
-// by main; the dispatcher must outlive it. Main thread only. Broken definitions are logged and served as far
-// as they make sense; a column that is of neither table fails an assertion in each request that shows it. A
-// view that is asked for by its own source, while it reads that, has no rows.
+// Keeps the definitions, loaded once, and no rows but those of the last reads by position, for as long as
+// nothing changes: every other read asks the sources through the dispatcher. Owned by main; the dispatcher
+// must outlive it. Main thread only. Broken definitions are logged and served as far as they make sense; a
+// column that is of neither table fails an assertion in each request that shows it. A view that is asked for
+// by its own source, while it reads that, has no rows.
 #pragma once
 
 #include "configmanager/genericsubscriber.h"
@@ -14,7 +15,9 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace zel {
@@ -24,15 +27,16 @@ class TableViewPlugin : public configmanager::serverlib::GenericConfigPlugin,
                         public systema::IDescribedTables
 {
 public:
-    // What is read of the definition tables at most, in rows.
-    static constexpr unsigned int c_iMostViews = 256;
-    static constexpr unsigned int c_iMostColumns = 1024;
     // Size, position and key are answered in one go, which nothing must hold up for longer.
     static constexpr std::chrono::milliseconds c_oCeiling{2000};
+    // What the rows of table 1 may take in all reads together, in bytes.
+    static constexpr std::size_t c_iPartnerBytes = 8 * 1024 * 1024;
 
     TableViewPlugin(systema::ConfigDispatcher& a_oDispatcher, bool a_bVerbose,
-                    std::chrono::milliseconds a_oCeiling = c_oCeiling);
+                    std::chrono::milliseconds a_oCeiling = c_oCeiling,
+                    std::size_t a_iPartnerBytes = c_iPartnerBytes);
 
+    void close(const void* a_handle) override;
     /// "RegisteredViews", then the views in the order of their definition.
     void getTables(systema::NameList& a_tables, const void* a_handle) override;
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
@@ -64,7 +68,7 @@ public:
         }
         return systema::EResultCode::Success;
     }
-    /// Announces the views whose source tables changed.
+    /// Announces the views whose source tables changed, or have appeared.
     void tick(systema::NameList& a_changedTables) override;
     /// Loads the definitions; later calls do nothing. True.
     bool initialize() override;
@@ -72,25 +76,36 @@ public:
 private:
     using Clock = TableViewCursor::Clock;
 
+    /// Where the last read by position has come to.
+    struct Position
+    {
+        systema::NameList m_lColumns; // as it was asked for
+        unsigned int m_iNext = 0;
+        std::unique_ptr<TableViewCursor> m_pRows = {};
+        bool m_bUsed = true; // since the last tick
+    };
+
     struct View
     {
-        TableView m_oDefinition;
-        int m_iId;               // in the definition
-        bool m_bChanged = false; // to be announced
-        TableViewQuestions m_oQuestions = {};
-        Clock::time_point m_oNextLog = {}; // of a read that took too long
+        TableViewSource m_oSource;
+        bool m_bStored = false;            // all that it is made of
+        systema::NameList m_lMissing = {}; // source tables that are not there yet
+        bool m_bChanged = false;           // to be announced
+        std::string m_sFaults = {};        // logged
+        Clock::time_point m_oNextLog = {}; // of a read that took too long, or had no source
+        std::unique_ptr<Position> m_pPosition = {};
     };
 
     View* findTable(const std::string& a_sName);
-    /// The views that use the table.
+    /// The views that use the table, by whichever views in between.
     auto findTableByRefTable(const std::string& a_sTable);
 
-    std::vector<systema::ValueList> readDefinitions(const char* a_pTable, unsigned int a_iMost);
-    void addView(const systema::ValueList& a_oDefinition);
-    void addColumn(const systema::ValueList& a_oDefinition);
-    void leaveOut(const std::string& a_sView, const char* a_pReason) const;
-    void leaveOutViewsOfViews();
-    void checkView(const TableView& a_oView) const;
+    systema::NameList basesOf(const std::string& a_sTable);
+    void checkAll();
+    void check(View& a_oView);
+    std::string findFaults(View& a_oView);
+    systema::EResultCode getSourceSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable);
+    bool hasSource(const std::string& a_sTable);
     void subscribe(const systema::NameList& a_lTables);
     void markChanged(const systema::NameList& a_lTables);
 
@@ -99,14 +114,36 @@ private:
                                     const systema::NameList& a_lColumns);
     /// Logs it. 1.
     systema::EResultCode tookTooLong(const std::string& a_sView);
+    void logNow(View& a_oView, const std::string& a_sText);
+    systema::EResultCode openRead(TableViewCursor& a_oRows, const std::string& a_sView);
+
+    /// The time at which the operation that a client waits for has to end: views of views ask each other.
+    class Deadline
+    {
+    public:
+        explicit Deadline(TableViewPlugin& a_oPlugin);
+        ~Deadline();
+        Deadline(const Deadline&) = delete;
+        Deadline& operator=(const Deadline&) = delete;
+
+        Clock::time_point end() const { return *m_oPlugin.m_oEnd; }
+
+    private:
+        TableViewPlugin& m_oPlugin;
+        const bool m_bOutermost;
+    };
 
     systema::ConfigDispatcher& m_oDispatcher;
     const std::chrono::milliseconds m_oCeiling;
+    std::size_t m_iBudget; // what is left for the rows of table 1
     const int m_iModule;
     configmanager::serverlib::GenericSubscriber m_oSubscriber;
     bool m_bLoaded = false;
+    bool m_bCheckDue = false;   // the databases were closed: others may have changed them
     std::vector<View> m_lViews; // none comes or goes once loaded: cursors refer to them
+    std::unordered_map<std::string, std::size_t> m_mViews; // by name
     RegisteredViews m_oRegistered;
+    std::optional<Clock::time_point> m_oEnd; // of the outermost operation
 };
 
 } // namespace zel

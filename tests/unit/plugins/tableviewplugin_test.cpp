@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <memory>
 #include <random>
+#include <set>
 
 using systema::ColumnList;
 using systema::EDataType;
@@ -38,6 +39,31 @@ std::string textOf(const ValueList& a_oRow)
     oTexts.endRow();
     return oTexts.m_lRows.front();
 }
+
+/// Counts what it is asked.
+class CountingPlugin : public systema::SqlitePlugin
+{
+public:
+    using SqlitePlugin::SqlitePlugin;
+
+    unsigned int m_iLookUps = 0;
+    unsigned int m_iReads = 0;
+
+    EResultCode selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
+                          const std::string& a_keyColumn, const std::string& a_keyValue,
+                          const NameList& a_columns) override
+    {
+        ++m_iLookUps;
+        return SqlitePlugin::selectKey(a_row, a_handle, a_table, a_keyColumn, a_keyValue, a_columns);
+    }
+    EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
+                         const std::string& a_table, unsigned int a_first, unsigned int a_count,
+                         const NameList& a_columns) override
+    {
+        ++m_iReads;
+        return SqlitePlugin::openRows(a_cursor, a_handle, a_table, a_first, a_count, a_columns);
+    }
+};
 
 /// Accounts in one database are looked up for the lines of another.
 class TableViewPlugin : public testing::Test
@@ -78,14 +104,19 @@ protected:
     void start(std::chrono::milliseconds a_oCeiling = zel::TableViewPlugin::c_oCeiling)
     {
         m_pPlugin = std::make_unique<zel::TableViewPlugin>(m_oDispatcher, false, a_oCeiling);
-        for (const char* pFile : {"common.db", "phone.db"}) {
-            m_lStored.push_back(
-                std::make_unique<systema::SqlitePlugin>(m_oDir.path(), pFile, true, true, true));
-            m_oDispatcher.attachTables(*m_lStored.back());
-        }
+        attachStored();
         m_oDispatcher.attachTables(*m_pPlugin);
         m_oDispatcher.initialize();
     }
+    void attachStored()
+    {
+        for (const char* pFile : {"common.db", "phone.db"}) {
+            m_lStored.push_back(std::make_unique<CountingPlugin>(m_oDir.path(), pFile, true, true, true));
+            m_oDispatcher.attachTables(*m_lStored.back());
+        }
+    }
+    CountingPlugin& accountsPlugin() { return *m_lStored[1]; }
+    CountingPlugin& linesPlugin() { return *m_lStored[0]; }
 
     unsigned int size(const std::string& a_sTable)
     {
@@ -126,8 +157,13 @@ protected:
     Rows inBulk(const std::string& a_sTable, unsigned int a_iFirst = 0,
                 unsigned int a_iCount = systema::c_iAllRows, const NameList& a_lColumns = {})
     {
+        return inBulk(m_oDispatcher, a_sTable, a_iFirst, a_iCount, a_lColumns);
+    }
+    Rows inBulk(systema::IRowSource& a_oSource, const std::string& a_sTable, unsigned int a_iFirst = 0,
+                unsigned int a_iCount = systema::c_iAllRows, const NameList& a_lColumns = {})
+    {
         std::unique_ptr<IRowCursor> pRows;
-        EResultCode eCode = m_oDispatcher.openRows(pRows, this, a_sTable, a_iFirst, a_iCount, a_lColumns);
+        EResultCode eCode = a_oSource.openRows(pRows, this, a_sTable, a_iFirst, a_iCount, a_lColumns);
         RowTexts oSink(3);
         while (eCode == EResultCode::Success) {
             eCode = pRows->fetch(oSink);
@@ -137,6 +173,14 @@ protected:
         }
         return oSink.m_lRows;
     }
+    /// Ends a pass and the next, in which views follow their tables.
+    void endPass()
+    {
+        m_oDispatcher.sendNotifications();
+        NameList lChanged;
+        m_oDispatcher.tick(lChanged);
+        m_oDispatcher.sendNotifications();
+    }
     EResultCode update(const std::string& a_sTable, const char* a_pColumn, const char* a_pValue)
     {
         return m_oDispatcher.updateKey(this, a_sTable, "Id", "1", tests::row({{a_pColumn, a_pValue}}));
@@ -144,7 +188,7 @@ protected:
 
     const TempDir m_oDir;
     systema::ConfigDispatcher m_oDispatcher;
-    std::vector<std::unique_ptr<systema::SqlitePlugin>> m_lStored;
+    std::vector<std::unique_ptr<CountingPlugin>> m_lStored;
     std::unique_ptr<zel::TableViewPlugin> m_pPlugin;
 };
 
@@ -214,20 +258,19 @@ TEST_F(TableViewPlugin, BrokenDefinitionsAreLoggedAndServedAsFarAsTheyMakeSense)
     view("(2, 'Lines', 'Account', 'Id', 'Line', 'Id'), (3, 'Account', 'Line', 'Id', 'Line', 'Id'),"
          "(4, 'Itself', 'Account', 'Id', 'Itself', 'Line'), (5, 'Later', 'Over', 'Line', 'Line', 'Id'),"
          "(6, 'Over', 'Account', 'Id', 'Nothing', 'Id'), (7, 'Empty', 'Account', 'Id', 'Line', 'AccountId'),"
-         "(8, NULL, 'Account', 'Id', 'Line', 'Id'), (9, 'Last', 'Line', 'Id', 'Later', 'Line')");
-    columns("('Line', 2, 'Name')", "2, 3, 4, 5, 6, 9");
+         "(8, NULL, 'Account', 'Id', 'Line', 'Id')");
+    columns("('Line', 2, 'Name')", "2, 3, 4, 5, 6");
     accounts("(1, '030', '')");
     lines("(1, 'FXS1', 1, '')");
     EXPECT_EQ(logOf([&] { start(); }),
               "error TableView View `Lines` is left out: there is a table or view of that name\n"
               "error TableView View `Account` is left out: there is a table or view of that name\n"
+              "error TableView View `Itself` is left out: it is made of itself\n"
+              "error TableView View `Later` is left out: it is made of `Over`, which is defined later\n"
               "error TableView View `` is left out: it has no name\n"
-              "error TableView View `Itself` is left out: it is made of a view\n"
-              "error TableView View `Later` is left out: it is made of a view\n"
-              "error TableView View `Last` is left out: it is made of a view\n"
               "error TableView View `Over` has no rows: there is no table `Nothing`\n"
-              "error TableView Could not subcribe for tables\n"
-              "error TableView View `Empty` has no columns\n");
+              "error TableView View `Empty` has no columns\n"
+              "error TableView Could not subcribe for tables\n");
     EXPECT_EQ(inBulk("RegisteredViews"), (Rows{"'Lines' ", "'Over' ", "'Empty' "}));
     EXPECT_EQ(row("Lines", 0), "'FXS1' '030' ");
     EXPECT_EQ(row("Account", 0), "1 '030' '' ");
@@ -244,19 +287,125 @@ TEST_F(TableViewPlugin, BrokenDefinitionsAreLoggedAndServedAsFarAsTheyMakeSense)
     }
 }
 
-TEST_F(TableViewPlugin, NoMoreDefinitionsAreLoadedThanTheBounds)
+TEST_F(TableViewPlugin, AColumnOfTheJoinThatDoesNotExistIsToldInOneLine)
 {
-    const std::string sMany = "WITH RECURSIVE n(i) AS (SELECT 2 UNION ALL SELECT i + 1 FROM n LIMIT 5000) ";
+    view("(2, 'Second', 'Account', 'Id', 'Line', 'AccountID'), (3, 'First', 'Account', 'Idd', 'Line', 'Id'),"
+         "(4, 'Alias', 'Account', 'ROWID', 'Line', 'AccountId'), (5, 'Zones', 'Zone', 'Nme', 'Zone', 'Id')");
+    columns("('Line', 2, 'Name')", "2, 3, 4, 5");
+    accounts("(1, '030', ''), (2, '031', '')");
+    lines("(1, 'FXS1', 1, ''), (2, 'FXS2', 2, '')");
+    EXPECT_EQ(logOf([&] { start(); }),
+              "error TableView View `Second` names a column that the schema of `Line` lacks: `AccountID`\n"
+              "error TableView View `First` names a column that the schema of `Account` lacks: `Idd`\n"
+              "error TableView View `Zones` has no rows: there is no table `Zone`\n"
+              "error TableView Could not subcribe for tables\n");
+    EXPECT_EQ(logOf([&] {
+                  for (const char* pView : {"Second", "First"}) {
+                      EXPECT_EQ(size(pView), 0U);
+                      EXPECT_EQ(inBulk(pView), Rows{});
+                      EXPECT_EQ(row(pView, 0), "10");
+                      EXPECT_EQ(rowOf(pView, "Line", "FXS1"), "10");
+                  }
+              }),
+              "");
+    EXPECT_EQ(inBulk("Alias"), (Rows{"'FXS1' ", "'FXS2' "})); // which every database takes as a key
+
+    RecordingPlugin::Calls lCalls;
+    RecordingPlugin oZones("zones", {"Zone"}, lCalls);
+    m_oDispatcher.attachTables(oZones);
+    EXPECT_EQ(logOf([&] { endPass(); }),
+              "error TableView View `Zones` names a column that the schema of `Zone` lacks: `Nme`\n");
+
+    logOf([&] { m_oDispatcher.close(this); }); // while others may change the databases
+    sql("common.db", "ALTER TABLE Line RENAME COLUMN AccountId TO AccountID");
+    m_oDispatcher.open(this);
+    EXPECT_EQ(logOf([&] {
+                  EXPECT_EQ(inBulk("Second"), (Rows{"'FXS1' ", "'FXS2' "}));
+              }),
+              "error TableView View `Lines` names a column that the schema of `Line` lacks: `AccountId`\n"
+              "error TableView View `Alias` names a column that the schema of `Line` lacks: `AccountId`\n");
+}
+
+TEST_F(TableViewPlugin, AViewIsServedWholeOrNotAtAllHoweverManyThereAre)
+{
+    const auto many = [](int a_iLast) {
+        return "WITH RECURSIVE n(i) AS (SELECT 2 UNION ALL SELECT i + 1 FROM n LIMIT " +
+               std::to_string(a_iLast - 1) + ") ";
+    };
     sql("common.db",
-        sMany + "INSERT INTO ViewNames SELECT i, 'V' || i, 'Account', 'Id', 'Line', 'Id' FROM n");
-    sql("common.db", sMany + "INSERT INTO ViewColumns SELECT 'C' || i, 1, 2, 'Name', NULL FROM n");
-    EXPECT_THAT(logOf([&] { start(); }),
-                StartsWith("error TableView Only the first 256 rows of ViewNames are loaded\n"
-                           "error TableView Only the first 1024 rows of ViewColumns are loaded\n"));
-    EXPECT_EQ(inBulk("RegisteredViews").size(), 256U);
+        many(300) + "INSERT INTO ViewNames SELECT i, 'V' || i, 'Account', 'Id', 'Line', 'Id' FROM n");
+    for (int i = 1; i <= 16; ++i) {
+        sql("common.db", many(300) + "INSERT INTO ViewColumns SELECT 'C" + std::to_string(i) +
+                             "', i, 2, 'Name', NULL FROM n");
+    }
+    view("(301, 'TooWide', 'Account', 'Id', 'Line', 'Id'), (302, 'Last', 'Account', 'Id', 'Line', 'Id')");
+    sql("common.db", "INSERT INTO ViewColumns VALUES (hex(zeroblob(3000000)), 301, 2, 'Name', NULL)");
+    columns("('Line', 2, 'Name')", "301, 302");
+    EXPECT_EQ(logOf([&] { start(); }),
+              "error TableView View `TooWide` is left out: there is no room for all its columns\n");
+    EXPECT_EQ(inBulk("RegisteredViews").size(), 301U);
+    for (const std::string sView : {"V67", "V300"}) {
+        ColumnList lSchema;
+        m_oDispatcher.getSchema(lSchema, this, sView);
+        EXPECT_EQ(lSchema.size(), 16U);
+    }
+    EXPECT_EQ(row("TooWide", 0), "8");
+    EXPECT_EQ(size("Last"), 0U);
+}
+
+TEST_F(TableViewPlugin, AViewOfAViewIsServedAndFollowsAllItsTables)
+{
+    view("(2, 'Owners', 'Lines', 'Line', 'Owner', 'Line'), (3, 'Pairs', 'Owners', 'Line', 'Owners', 'Line'),"
+         "(4, 'Own', 'Owner', 'Line', 'Lines', 'Line')");
+    columns("('Owner', 2, 'Name'), ('Line', 1, 'Line'), ('Number', 1, 'Number')", "2");
+    columns("('Owner', 1, 'Owner'), ('Number', 2, 'Number')", "3");
+    columns("('Owner', 1, 'Name'), ('Number', 2, 'Number')", "4");
+    sql("phone.db", "CREATE TABLE Owner (Id INTEGER PRIMARY KEY, Name TEXT, Line TEXT);"
+                    "INSERT INTO Owner VALUES (1, 'Ann', 'FXS2'), (2, 'Bob', 'none'), (3, 'Cid', 'FXS1')");
+    accounts("(1, '030', ''), (2, '031', ''), (3, '032', '')");
+    lines("(1, 'FXS1', 1, ''), (2, 'FXS2', 2, ''), (3, 'FXS3', 3, '')");
+    EXPECT_EQ(logOf([&] { start(); }), "");
+    EXPECT_EQ(inBulk("Owners"), (Rows{"'Ann' 'FXS2' '031' ", "'Cid' 'FXS1' '030' "}));
+    EXPECT_EQ(inBulk("Pairs"), (Rows{"'Ann' '031' ", "'Cid' '030' "}));
+    EXPECT_EQ(rowByRow("Own"), (Rows{"'Cid' '030' ", "'Ann' '031' "}));
+    EXPECT_EQ(size("Pairs"), 2U);
+    EXPECT_EQ(rowOf("Pairs", "Number", "030"), "'Cid' '030' ");
     ColumnList lSchema;
-    m_oDispatcher.getSchema(lSchema, this, "Lines");
-    EXPECT_EQ(lSchema.size(), 1024U);
+    m_oDispatcher.getSchema(lSchema, this, "Pairs");
+    EXPECT_EQ(lSchema.getColumn("Number")->second, EDataType::Text);
+
+    endPass();
+    std::set<std::string> lTold;
+    configmanager::serverlib::GenericSubscriber oClient(
+        m_oDispatcher, "client",
+        [&](const NameList& a_lTables) { lTold.insert(a_lTables.begin(), a_lTables.end()); });
+    m_oDispatcher.subscribe(oClient, {"Lines", "Owners", "Pairs", "Own"});
+    std::unique_ptr<IRowCursor> pRows;
+    ASSERT_EQ(m_oDispatcher.openRows(pRows, this, "Pairs", 0, 9, {}), EResultCode::Success);
+    EXPECT_EQ(row("Pairs", 0), "'Ann' '031' ");
+    EXPECT_EQ(update("Account", "Number", "039"), EResultCode::Success);
+    EXPECT_EQ(row("Pairs", 1), "'Cid' '039' "); // before anybody is told
+    RowTexts oSink;
+    EXPECT_EQ(pRows->fetch(oSink), EResultCode::Busy);
+    endPass();
+    EXPECT_EQ(lTold, (std::set<std::string>{"Lines", "Owners", "Pairs", "Own"}));
+}
+
+TEST_F(TableViewPlugin, MoreLevelsOfViewsThanTheBoundAreLeftOut)
+{
+    std::string sBelow = "Lines";
+    for (int i = 2; i <= 9; ++i) {
+        const std::string sName = "V" + std::to_string(i);
+        const std::string sSides = "', '" + sBelow + "', 'Line'";
+        view("(" + std::to_string(i) + ", '" + sName + sSides + ", '" + sBelow + "', 'Line')");
+        columns("('Line', 1, 'Line')", std::to_string(i));
+        sBelow = sName;
+    }
+    accounts("(1, '030', '')");
+    lines("(1, 'FXS1', 1, '')");
+    EXPECT_EQ(logOf([&] { start(); }),
+              "error TableView View `V9` is left out: it is made of more than 7 levels of views\n");
+    EXPECT_EQ(inBulk("V8"), Rows{"'FXS1' "});
 }
 
 TEST_F(TableViewPlugin, ColumnOfNeitherTableFailsAssertionsWhereverItIsTouched)
@@ -264,8 +413,7 @@ TEST_F(TableViewPlugin, ColumnOfNeitherTableFailsAssertionsWhereverItIsTouched)
     columns("('Odd', 3, 'Name')");
     accounts("(1, '030', '')");
     lines("(1, 'FXS1', 1, '')");
-    EXPECT_EQ(logOf([&] { start(); }),
-              "error TableView Column `Odd` of view `Lines` cannot be read: it is of table 3\n");
+    EXPECT_EQ(logOf([&] { start(); }), "error TableView View `Lines` cannot show `Odd`: it is of table 3\n");
     const auto failure = [](const auto& a_oOperation) -> std::string {
         try {
             a_oOperation();
@@ -341,6 +489,130 @@ TEST_F(TableViewPlugin, BulkReadsAndKeysFindWhatAScanByPositionFinds)
     }
 }
 
+TEST_F(TableViewPlugin, Table1IsReadOnceThoughItHasNoIndexForTheJoin)
+{
+    constexpr unsigned int c_iRows = 3000;
+    sql("phone.db", "CREATE TABLE Owner (Id INTEGER PRIMARY KEY, Code INTEGER, Name TEXT)");
+    sql("phone.db", "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 3000)"
+                    " INSERT INTO Owner SELECT i, 2 * i, 'o' || i FROM n");
+    sql("common.db", "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 3000)"
+                     " INSERT INTO Line SELECT i, 'l' || i, 4 + i * 1007 % 3000, '' FROM n");
+    view("(2, 'Owned', 'Owner', 'Code', 'Line', 'AccountId')");
+    columns("('Line', 2, 'Name'), ('Owner', 1, 'Name')", "2");
+    start();
+    const auto lookUps = [&] { return std::exchange(accountsPlugin().m_iLookUps, 0); };
+    lookUps();
+    EXPECT_EQ(size("Owned"), c_iRows / 2); // for the others there is none: every other number is odd
+    EXPECT_LE(lookUps(), zel::TableViewCursor::c_iMostLookUps);
+    const Rows lRows = inBulk("Owned");
+    EXPECT_EQ(lRows.size(), c_iRows / 2);
+    EXPECT_LE(lookUps(), zel::TableViewCursor::c_iMostLookUps);
+    EXPECT_EQ(rowOf("Owned", "Line", "l3000"), lRows.back());
+    EXPECT_LE(lookUps(), zel::TableViewCursor::c_iMostLookUps);
+
+    // Positions one after the other go on where the last one was.
+    linesPlugin().m_iReads = 0;
+    EXPECT_EQ(rowByRow("Owned"), lRows);
+    EXPECT_LE(lookUps(), zel::TableViewCursor::c_iMostLookUps);
+    EXPECT_EQ(linesPlugin().m_iReads, 1U);
+    EXPECT_EQ(row("Owned", 7), lRows[7]);
+    EXPECT_EQ(row("Owned", 9), lRows[9]);
+    EXPECT_EQ(update("ViewColumns", "ColName", "x"), EResultCode::Success); // in the database of table 2
+    EXPECT_EQ(row("Owned", 10), lRows[10]);
+    EXPECT_EQ(m_oDispatcher.startTransaction(this), EResultCode::Success);
+    EXPECT_EQ(m_oDispatcher.deleteKey(this, "Line", "Id", "1"), EResultCode::Success);
+    EXPECT_NE(row("Owned", 11, {"Line"}), "10");
+    const std::string sInTransaction = row("Owned", 12);
+    EXPECT_EQ(m_oDispatcher.rollbackTransaction(this), EResultCode::Success);
+    EXPECT_EQ(row("Owned", 13), lRows[13]);
+    logOf([&] { m_oDispatcher.close(this); });
+    sql("phone.db", "UPDATE Owner SET Name = 'new'");
+    m_oDispatcher.open(this);
+    EXPECT_THAT(row("Owned", 14), testing::EndsWith("'new' "));
+    endPass();
+    endPass(); // what nobody goes on with is given back
+    linesPlugin().m_iReads = 0;
+    EXPECT_THAT(row("Owned", 15), testing::EndsWith("'new' "));
+    EXPECT_EQ(linesPlugin().m_iReads, 1U);
+}
+
+TEST_F(TableViewPlugin, PartnersReadAtOnceAreThoseThatKeysFind)
+{
+    // Of each column the cells that differ from the text that they show, or are equal to others.
+    sql("phone.db", "CREATE TABLE Odd (Id INTEGER, Number INTEGER, Big UNSIGNED INT, Exact TEXT, AnyCase "
+                    "TEXT COLLATE NOCASE,"
+                    " Trimmed TEXT COLLATE RTRIM, Bare, Real REAL);"
+                    "CREATE INDEX ByNumber ON Odd (AnyCase);"
+                    "INSERT INTO Odd (Id, Exact, Number) VALUES (0, 'hidden', 77), (NULL, 'null', 78)");
+    const char* aCells[] = {"'5'",        "'05'",   "' 5'", "5",         "5.5",      "'5.0'",
+                            "4294967301", "-1",     "NULL", "x'35'",     "'ab'",     "'AB'",
+                            "'aB '",      "'ab '",  "''",   "'O''Neil'", "0",        "'ab'||char(0)||'c'",
+                            "4294967295", "'null'", "77",   "78",        "'hidden'", "'5'"};
+    sql("common.db", "ALTER TABLE Line ADD COLUMN Key TEXT; ALTER TABLE Line ADD COLUMN Number INTEGER");
+    for (int i = 1; i <= 9; ++i) { // looked up by key whatever there is
+        const std::string sNumber = std::to_string(i);
+        sql("common.db", "INSERT INTO Line (Key, Number) VALUES ('x" + sNumber + "', -1" + sNumber + ")");
+    }
+    int iId = 0;
+    for (const std::string sCell : aCells) {
+        sql("common.db", "INSERT INTO Line (Key, Number) VALUES (" + sCell + ", " + sCell + ")");
+        std::string sRow = std::to_string(++iId);
+        for (int i = 0; i < 7; ++i) {
+            sRow += ", " + sCell;
+        }
+        sql("phone.db", "INSERT INTO Odd VALUES (" + sRow + ")");
+    }
+    sql("phone.db", "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 20)"
+                    " INSERT INTO Odd (Id, Exact) SELECT 100 + i, 'filler' FROM n");
+    int iView = 1;
+    Rows lViews;
+    for (const std::string sColumn : {"Id", "Number", "Big", "Exact", "AnyCase", "Trimmed", "Bare", "Real"}) {
+        for (const std::string sKey : {"Key", "Number"}) {
+            lViews.push_back(sColumn + sKey);
+            view("(" + std::to_string(++iView) + ", '" + lViews.back() + "', 'Odd', '" + sColumn +
+                 "', 'Line', '" + sKey + "')");
+            columns("('Line', 2, 'Id'), ('Found', 1, 'Id'), ('Cell', 1, '" + sColumn + "')",
+                    std::to_string(iView));
+        }
+    }
+    attachStored();
+    m_oDispatcher.initialize();
+    zel::TableViewPlugin oAtOnce(m_oDispatcher, false);
+    zel::TableViewPlugin oByKey(m_oDispatcher, false, zel::TableViewPlugin::c_oCeiling, 0);
+    oAtOnce.initialize();
+    oByKey.initialize();
+    logOf([&] {
+        std::size_t iRows = 0;
+        for (const auto& sView : lViews) {
+            const Rows lRows = inBulk(oAtOnce, sView);
+            EXPECT_EQ(lRows, inBulk(oByKey, sView)) << sView;
+            iRows += lRows.size();
+        }
+        EXPECT_GT(iRows, 100U);
+    });
+    accountsPlugin().m_iLookUps = 0;
+    inBulk(oAtOnce, "ExactKey");
+    EXPECT_LT(accountsPlugin().m_iLookUps, 12U); // those before, a quote, and 0
+}
+
+TEST_F(TableViewPlugin, AViewOfATableThatFailsIsNotEmptyWithoutAWord)
+{
+    RecordingPlugin::Calls lCalls;
+    RecordingPlugin oFailing("failing", {"Radio"}, lCalls);
+    oFailing.m_mResults["getSize"] = EResultCode::Failure;
+    m_oDispatcher.attachTables(oFailing);
+    view("(2, 'Networks', 'Line', 'Id', 'Radio', 'Id')");
+    columns("('Name', 2, 'Name')", "2");
+    lines("(1, 'FXS1', 1, '')");
+    start();
+    EXPECT_EQ(logOf([&] {
+                  EXPECT_EQ(inBulk("Networks"), Rows{"1"});
+                  EXPECT_EQ(size("Networks"), 0U);
+              }),
+              "error TableView View `Networks` has no rows: a table of it gives: " +
+                  std::string(EResultCode(EResultCode::Failure).strerror()) + "\n");
+}
+
 TEST_F(TableViewPlugin, AnnouncesAViewOnceForAllChangesOfItsSources)
 {
     view("(2, 'Definitions', 'ViewNames', 'Id', 'ViewColumns', 'ViewNamesId')");
@@ -354,10 +626,7 @@ TEST_F(TableViewPlugin, AnnouncesAViewOnceForAllChangesOfItsSources)
         [&](const NameList& a_lTables) { lTold.insert(lTold.end(), a_lTables.begin(), a_lTables.end()); });
     m_oDispatcher.subscribe(oClient, {"Lines", "Definitions"});
     const auto pass = [&] {
-        m_oDispatcher.sendNotifications();
-        NameList lChanged;
-        m_oDispatcher.tick(lChanged);
-        m_oDispatcher.sendNotifications();
+        endPass();
         return std::exchange(lTold, {});
     };
     EXPECT_EQ(pass(), Rows{});
