@@ -1,5 +1,10 @@
-// A joined view that cannot be served, as clients see it.
+// Joined views as clients see them.
 #include "tests/e2e/daemontest.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <stop_token>
+#include <thread>
 
 namespace e2e {
 namespace {
@@ -19,6 +24,51 @@ TEST_F(Views, ColumnOfNeitherTableFailsTheRequestsThatShowItAndNoOther)
     EXPECT_EQ(1U, client().code(request::SelectRows{sView}));
     EXPECT_EQ(1U, client().code(request::SelectKey{sView, "Number", "1"}));
     EXPECT_EQ("FXS1", client().cell(sView, 1, "Line"));
+}
+
+TEST_F(Views, TenThousandRowsWithoutAnIndexAreReadBesideASlowWriter)
+{
+    const std::string sNumbers =
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 10000) INSERT INTO ";
+    m_oSandbox.sql(
+        "persistent-common.db",
+        "CREATE TABLE Known (Id INTEGER PRIMARY KEY, Code TEXT);" + sNumbers +
+            "Known SELECT i, 'c' || (i * 7 % 10000) FROM n; CREATE TABLE Seen (Id INTEGER PRIMARY KEY,"
+            " Code TEXT);" +
+            sNumbers +
+            "Seen SELECT i, 'c' || i FROM n;"
+            "INSERT INTO ViewNames VALUES (70, 'Both', 'Known', 'Code', 'Seen', 'Code');"
+            "INSERT INTO ViewColumns VALUES (700, 'Id', 70, 2, 'Id'), (701, 'Known', 70, 1, 'Id')");
+    start();
+    constexpr std::uint32_t c_iRows = 9999; // no code is c10000
+    EXPECT_EQ(c_iRows, client().count("Both"));
+    EXPECT_EQ(0U, client().code(request::SelectRow{"Both", c_iRows - 1}));
+    EXPECT_EQ(10U, client().code(request::SelectRow{"Both", c_iRows}));
+
+    // Every second, and right before each read: none of them takes so long.
+    Client oWriter(socket());
+    std::mutex oMutex;
+    std::condition_variable_any oWoken;
+    int iWrites = 0;
+    const auto write = [&] {
+        const std::lock_guard oLock(oMutex);
+        EXPECT_EQ(0U, oWriter.code(request::UpdateKey{
+                          "Known", "Id", "1", row({{"Code", ("w" + std::to_string(++iWrites)).c_str()}})}));
+    };
+    for (int i = 0; i < 6; ++i) {
+        write();
+        const std::jthread oSlow([&](const std::stop_token& a_oStop) {
+            std::unique_lock oLock(oMutex);
+            while (!oWoken.wait_for(oLock, a_oStop, 1s, [&] { return a_oStop.stop_requested(); })) {
+                oLock.unlock();
+                write();
+                oLock.lock();
+            }
+        });
+        const auto oRows = client().call(request::SelectRows{"Both"});
+        EXPECT_TRUE(oRows.ok()) << oRows.text();
+        EXPECT_EQ(c_iRows - 1, oRows->size());
+    }
 }
 
 } // namespace
