@@ -26,6 +26,24 @@ TEST_F(Views, ColumnOfNeitherTableFailsTheRequestsThatShowItAndNoOther)
     EXPECT_EQ("FXS1", client().cell(sView, 1, "Line"));
 }
 
+TEST_F(Views, ViewOfAViewIsServedAndToldWithTheTablesBelow)
+{
+    m_oSandbox.sql(
+        "persistent-common.db",
+        "INSERT INTO ViewNames VALUES (70, 'Twice', 'PhoneLineView', 'Id', 'PhoneLine', 'Id'),"
+        " (71, 'Round', 'Round', 'Id', 'PhoneLine', 'Id');"
+        "INSERT INTO ViewColumns VALUES (700, 'Line', 70, 2, 'Name'), (701, 'Number', 70, 1, 'Number')");
+    start();
+    const auto lLines = client().rows("PhoneLineView", {"Line", "Number"});
+    EXPECT_THAT(lLines, Not(IsEmpty()));
+    EXPECT_EQ(lLines, client().rows("Twice"));
+    EXPECT_EQ(8U, client().code(request::GetSize{"Round"}));
+    EXPECT_TRUE(client().subscribe({"PhoneLineView", "Twice"}).ok());
+    EXPECT_EQ(0U, client().code(request::UpdateKey{"PhoneAccount", "Id", "1", row({{"Number", "+493"}})}));
+    EXPECT_THAT(client().awaitChanges(2), UnorderedElementsAre("PhoneLineView", "Twice"));
+    EXPECT_THAT(client().rows("Twice"), Contains(EndsWith("+493")));
+}
+
 TEST_F(Views, TenThousandRowsWithoutAnIndexAreReadBesideASlowWriter)
 {
     const std::string sNumbers =
