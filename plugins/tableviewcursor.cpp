@@ -119,11 +119,12 @@ void TableViewCursor::setRange(unsigned int a_iSkip, unsigned int a_iCount)
     m_iLeft = a_iCount;
 }
 
-unsigned long TableViewCursor::getVersion(const NameList& a_lBases) const
+unsigned long TableViewCursor::getVersion(const systema::ConfigDispatcher& a_oDispatcher,
+                                          const NameList& a_lTables)
 {
     unsigned long iSum = 0; // of numbers that never fall: it moves when one of them does
-    for (const auto& sTable : a_lBases) {
-        iSum += m_oDispatcher.getVersion(sTable);
+    for (const auto& sTable : a_lTables) {
+        iSum += a_oDispatcher.getVersion(sTable);
     }
     return iSum;
 }

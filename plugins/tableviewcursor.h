@@ -91,6 +91,9 @@ public:
     bool isComplete();
     /// Appends the columns of the joined row. 0; 9 when it is not complete.
     systema::EResultCode fillResult(systema::ValueList& a_oRow);
+    /// A number that moves with every change of one of the tables.
+    static unsigned long getVersion(const systema::ConfigDispatcher& a_oDispatcher,
+                                    const systema::NameList& a_lTables);
     /// False once one of the tables has changed since it was opened.
     bool isCurrent() const;
 
@@ -109,7 +112,10 @@ private:
     const TableView& view() const { return m_oView.m_oDefinition; }
     template<typename Question>
     systema::EResultCode ask(Question a_oQuestion);
-    unsigned long getVersion(const systema::NameList& a_lBases) const;
+    unsigned long getVersion(const systema::NameList& a_lBases) const
+    {
+        return getVersion(m_oDispatcher, a_lBases);
+    }
     systema::NameList wantedColumns(int a_iIndex) const;
     systema::NameList askedColumns(const std::string& a_sTable, const systema::NameList& a_lWanted);
     std::size_t cellOf(const TableViewColumns& a_oColumn) const;

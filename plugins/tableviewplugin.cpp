@@ -96,7 +96,6 @@ bool TableViewPlugin::initialize()
     return true;
 }
 
-/// The tables that are no views, of which the table consists.
 NameList TableViewPlugin::basesOf(const std::string& a_sTable)
 {
     const View* pView = findTable(a_sTable);
@@ -232,6 +231,7 @@ void TableViewPlugin::tick(NameList& a_changedTables)
         checkAll();
     }
     for (auto& oView : m_lViews) {
+        oView.m_oSize.reset();
         if (oView.m_pPosition != nullptr && !std::exchange(oView.m_pPosition->m_bUsed, false)) {
             oView.m_pPosition.reset();
         }
@@ -246,6 +246,7 @@ void TableViewPlugin::close(const void* a_handle)
     assertCall(a_handle);
     for (auto& oView : m_lViews) {
         oView.m_pPosition.reset();
+        oView.m_oSize.reset();
     }
     m_bCheckDue = true;
 }
@@ -369,7 +370,13 @@ EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle,
     if (const EResultCode eResult = makeCursor(pRows, a_table, {})) {
         return eResult;
     }
-    openRead(*pRows, a_table);
+    View& oView = *findTable(a_table);
+    const unsigned long iVersion = TableViewCursor::getVersion(m_oDispatcher, basesOf(a_table));
+    if (oView.m_oSize && oView.m_oSize->m_iVersion == iVersion) {
+        a_size = oView.m_oSize->m_iRows;
+        return EResultCode::Success;
+    }
+    const bool bOpened = openRead(*pRows, a_table) == EResultCode::Success;
     while (pRows->nextJoined(oDeadline.end())) {
         if (pRows->isComplete()) {
             ++a_size;
@@ -379,7 +386,13 @@ EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle,
     if (eEnd == EResultCode::Pending) {
         return eEnd;
     }
-    return eEnd == EResultCode::Success ? tookTooLong(a_table) : EResultCode(EResultCode::Success);
+    if (eEnd == EResultCode::Success) {
+        return tookTooLong(a_table);
+    }
+    if (bOpened && oView.m_bStored && eEnd == EResultCode::NoRow) {
+        oView.m_oSize = Size{iVersion, a_size};
+    }
+    return EResultCode::Success;
 }
 
 EResultCode TableViewPlugin::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,

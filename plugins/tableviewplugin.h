@@ -85,6 +85,12 @@ private:
         bool m_bUsed = true; // since the last tick
     };
 
+    struct Size
+    {
+        unsigned long m_iVersion; // of the tables
+        unsigned int m_iRows;
+    };
+
     struct View
     {
         TableViewSource m_oSource;
@@ -94,12 +100,14 @@ private:
         std::string m_sFaults = {};        // logged
         Clock::time_point m_oNextLog = {}; // of a read that took too long, or had no source
         std::unique_ptr<Position> m_pPosition = {};
+        std::optional<Size> m_oSize = {}; // since the last tick: each level of views asks for those below
     };
 
     View* findTable(const std::string& a_sName);
     /// The views that use the table, by whichever views in between.
     auto findTableByRefTable(const std::string& a_sTable);
 
+    /// The tables that are no views, of which the table consists.
     systema::NameList basesOf(const std::string& a_sTable);
     void checkAll();
     void check(View& a_oView);
