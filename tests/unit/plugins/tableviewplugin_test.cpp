@@ -581,6 +581,8 @@ TEST_F(TableViewPlugin, PartnersReadAtOnceAreThoseThatKeysFind)
     m_oDispatcher.initialize();
     zel::TableViewPlugin oAtOnce(m_oDispatcher, false);
     zel::TableViewPlugin oByKey(m_oDispatcher, false, zel::TableViewPlugin::c_oCeiling, 0);
+    zel::TableViewPlugin oHalf(m_oDispatcher, false, zel::TableViewPlugin::c_oCeiling, 2500); // of the memory
+    oHalf.initialize();
     oAtOnce.initialize();
     oByKey.initialize();
     logOf([&] {
@@ -588,6 +590,7 @@ TEST_F(TableViewPlugin, PartnersReadAtOnceAreThoseThatKeysFind)
         for (const auto& sView : lViews) {
             const Rows lRows = inBulk(oAtOnce, sView);
             EXPECT_EQ(lRows, inBulk(oByKey, sView)) << sView;
+            EXPECT_EQ(lRows, inBulk(oHalf, sView)) << sView;
             iRows += lRows.size();
         }
         EXPECT_GT(iRows, 100U);
