@@ -136,7 +136,7 @@ void ClientSession::run(Function a_oFunction)
         m_sOutput.swap(m_oManager.getWriteBuffer());
         m_sOutput.swap(sUnsent);
     }
-    const std::size_t iKept = m_sInput.size() + m_sOutput.size();
+    const std::size_t iKept = m_sInput.size() + m_sOutput.size() + (m_pRows ? m_pRows->getKeptSize() : 0);
     const bool bRoom = m_oManager.keep(m_iUser, std::exchange(m_iKept, iKept), iKept);
     if (!bRoom) {
         ZEL_Sysloglevel_warning(

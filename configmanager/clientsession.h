@@ -99,7 +99,7 @@ private:
     bool m_bDraining = false; // too much unread output: nothing is read until it is gone
     bool m_bClosing = false;  // closes once the output is gone
     bool m_bGone = false;     // the socket is of no use any more
-    std::size_t m_iKept = 0;  // bytes of input and output, as the manager counts them
+    std::size_t m_iKept = 0;  // bytes of input, output and rows, as the manager counts them
 
     std::optional<TimerId> m_oHelloEnd; // set until the client has said hello
     std::optional<TimerId> m_oTurn;     // set while others have their turn

@@ -21,7 +21,8 @@ namespace zel::cfg {
 constexpr std::size_t c_iMaxConnections = 1024;
 constexpr std::size_t c_iMaxConnectionsPerUser = c_iMaxConnections * 3 / 4; // root excepted
 constexpr std::size_t c_iReadSize = 64 * 1024;
-constexpr std::size_t c_iKeptLimit = 16 * 1024 * 1024; // input and output kept for all connections together
+constexpr std::size_t c_iKeptLimit =
+    16 * 1024 * 1024; // input, output and rows kept for all connections together
 constexpr std::size_t c_iKeptLimitPerUser = c_iKeptLimit * 3 / 4; // root excepted
 
 class ConfigServiceManager : public systema::net::IConnectionSink,

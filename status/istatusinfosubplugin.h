@@ -35,7 +35,11 @@ public:
     virtual systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
                                              const std::string& a_keyColumn, const std::string& a_keyValue,
                                              const systema::NameList& a_columns) = 0;
-    /// Opens a bulk read, as systema::IRowSource does; by default the rows are read position by position.
+    /// While it is held, a table whose source is read for each request serves what was read last: the host
+    /// reads all rows of one state so.
+    virtual void hold(bool) {}
+    /// Opens a bulk read, as systema::IRowSource does. Without a cursor the host makes one of all rows, which
+    /// it reads at once.
     virtual systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>&, const std::string&,
                                           unsigned int, unsigned int, const systema::NameList&)
     {

@@ -28,31 +28,30 @@ public:
         configmanager::serverlib::appendSchema(a_columns, m_lColumns);
         return systema::EResultCode::Success;
     }
-    // Each of the reads gives 1 when the rows cannot be had. Else:
+    // Each of the reads gives what prepare() gives, unless that is 0. Else:
     /// 0.
     systema::EResultCode getRowCount(const std::string&, unsigned int& a_count) override
     {
-        if (!refresh()) {
-            return systema::EResultCode::Failure;
-        }
-        a_count = static_cast<unsigned int>(m_lRows.size());
-        return systema::EResultCode::Success;
+        return whenCurrent([&] {
+            a_count = static_cast<unsigned int>(m_lRows.size());
+            return systema::EResultCode();
+        });
     }
     /// 0; 9 for an unknown column; 10 past the end.
     systema::EResultCode getRow(const std::string&, systema::ValueList& a_row, unsigned int a_position,
                                 const systema::NameList& a_columns) override
     {
-        return refresh() ? read(a_row, rowAt(m_lRows, a_position), a_columns)
-                         : systema::EResultCode(systema::EResultCode::Failure);
+        return whenCurrent([&] { return read(a_row, rowAt(m_lRows, a_position), a_columns); });
     }
     /// Every column is a key. 0; 9 for an unknown column; 10 for an unknown key column too.
     systema::EResultCode getRowByKey(const std::string&, systema::ValueList& a_row,
                                      const std::string& a_keyColumn, const std::string& a_keyValue,
                                      const systema::NameList& a_columns) override
     {
-        return refresh() ? read(a_row, rowOf(m_lRows, m_lColumns, a_keyColumn, a_keyValue), a_columns)
-                         : systema::EResultCode(systema::EResultCode::Failure);
+        return whenCurrent(
+            [&] { return read(a_row, rowOf(m_lRows, m_lColumns, a_keyColumn, a_keyValue), a_columns); });
     }
+    void hold(bool a_bHeld) override { m_bHeld = a_bHeld; }
 
 protected:
     /// The columns must live as long as this object.
@@ -60,7 +59,13 @@ protected:
     {
     }
 
-    /// Called before each read; false makes the read give 1.
+    /// Makes the rows current before a read; what is not 0 answers that. By default 1 when they cannot be
+    /// had.
+    virtual systema::EResultCode prepare()
+    {
+        return refresh() ? systema::EResultCode::Success : systema::EResultCode::Failure;
+    }
+    /// Called by prepare; false when the rows cannot be had.
     virtual bool refresh() { return true; }
 
     /// Appends the wanted columns of the row; 10 when there is none.
@@ -80,8 +85,16 @@ protected:
     std::vector<Row> m_lRows;
 
 private:
+    template<typename Operation>
+    systema::EResultCode whenCurrent(Operation a_oOperation)
+    {
+        const systema::EResultCode eResult = m_bHeld ? systema::EResultCode() : prepare();
+        return eResult == systema::EResultCode::Success ? a_oOperation() : eResult;
+    }
+
     const std::string m_sName;
     const Columns m_lColumns;
+    bool m_bHeld = false;
 };
 
 } // namespace zel

@@ -14,6 +14,8 @@
 #include "status/pppstatus.h"
 #include "status/wlanscan.h"
 #include "systema/configdispatcher.h"
+#include "systema/positioncursor.h"
+#include "systema/rowsnapshot.h"
 #include "zel/exception.h"
 #include "zel/log.h"
 #include "zel/systempath.h"
@@ -26,6 +28,20 @@ using systema::NameList;
 namespace {
 
 constexpr unsigned c_iLeaseLimit = 100;
+const unsigned long c_iNoVersion = 0; // of rows between whose reading nothing happens
+
+/// Holds a sub-plugin for as long as it lives.
+class Hold
+{
+public:
+    explicit Hold(IStatusInfoSubPlugin& a_oPlugin) : m_oPlugin(a_oPlugin) { m_oPlugin.hold(true); }
+    ~Hold() { m_oPlugin.hold(false); }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+private:
+    IStatusInfoSubPlugin& m_oPlugin;
+};
 
 } // namespace
 
@@ -168,7 +184,19 @@ EResultCode StatusInfoPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_c
                                        const NameList& a_columns)
 {
     return route(a_handle, a_table, [&](IStatusInfoSubPlugin& a_oPlugin) {
-        return a_oPlugin.openRows(a_cursor, a_table, a_first, a_count, a_columns);
+        EResultCode eResult = a_oPlugin.openRows(a_cursor, a_table, a_first, a_count, a_columns);
+        if (eResult != EResultCode::Success || a_cursor) {
+            return eResult;
+        }
+        unsigned int iSize = 0;
+        eResult = a_oPlugin.getRowCount(a_table, iSize); // reads the source, for the whole of the table
+        const Hold oHold(a_oPlugin);
+        std::unique_ptr<systema::IRowCursor> pRows;
+        if (eResult == EResultCode::Success) {
+            eResult = systema::PositionCursor::open(pRows, *this, a_handle, a_table, a_first, a_count,
+                                                    a_columns, c_iNoVersion);
+        }
+        return eResult == EResultCode::Success ? systema::RowSnapshot::take(a_cursor, *pRows) : eResult;
     });
 }
 

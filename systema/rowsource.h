@@ -6,6 +6,7 @@
 #include "systema/protocol.h"
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -47,6 +48,9 @@ public:
     /// another of its database, was changed, or the database closed, since the cursor was opened; the rest
     /// cannot be had in the same state. 9: the next row lacks a column. 1: failure.
     virtual EResultCode fetch(IRowSink& a_oSink) = 0;
+
+    /// Bytes that are kept for this read alone.
+    virtual std::size_t getKeptSize() const { return 0; }
 };
 
 /// Every row from the first to the last.

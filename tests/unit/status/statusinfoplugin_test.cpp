@@ -4,6 +4,7 @@
 #include "tests/logof.h"
 #include "tests/unit/status/fakeip.h"
 #include "tests/unit/status/network.h"
+#include "tests/unit/systema/rowtexts.h"
 #include "zel/assert.h"
 
 #include <gtest/gtest.h>
@@ -62,6 +63,29 @@ private:
 
     Calls& m_lCalls;
     const std::string m_sFails;
+};
+
+/// Serves three rows, which are others each time that its source is read.
+class Readings : public zel::SingleTable<int>
+{
+public:
+    Readings() : SingleTable("Readings", c_aColumns) {}
+
+    void init() override {}
+    void update(NameList&) override {}
+
+    static inline int s_iReadings = 0;
+
+private:
+    static constexpr configmanager::serverlib::Column<int> c_aColumns[] = {
+        {"Reading", systema::EDataType::Integer,
+         [](const int& a_iRow) { return systema::Value(systema::EDataType::Integer, a_iRow); }}};
+
+    bool refresh() override
+    {
+        m_lRows.assign(3, ++s_iReadings);
+        return true;
+    }
 };
 
 class StatusInfo : public testing::Test
@@ -163,6 +187,30 @@ TEST_F(StatusInfo, TheFirstThatClaimsATableServesIt)
     ASSERT_GT(lTables.size(), 3U);
     EXPECT_EQ(std::vector<std::string>(lTables.end() - 3, lTables.end()),
               (std::vector<std::string>{"A", "A", "NetifCounter"}));
+}
+
+TEST_F(StatusInfo, ABulkReadReadsItsTableOnceAndShowsOneState)
+{
+    m_pPlugin->add(std::make_unique<Readings>());
+    std::unique_ptr<systema::IRowCursor> pRows;
+    ASSERT_EQ(m_pPlugin->openRows(pRows, this, "Readings", 0, systema::c_iAllRows, {}), EResultCode::Success);
+    const int iReading = Readings::s_iReadings;
+    RowTexts oFirst(1);
+    EXPECT_EQ(pRows->fetch(oFirst), EResultCode::Success);
+    EXPECT_EQ(read("Readings"), (std::vector<unsigned>{0, 0, 0, 10})); // by another client, meanwhile
+    EXPECT_EQ(Readings::s_iReadings, iReading + 3) << "other requests read it again";
+    RowTexts oOthers;
+    EXPECT_EQ(pRows->fetch(oOthers), EResultCode::NoRow);
+    const std::string sRow = std::to_string(iReading) + " ";
+    EXPECT_EQ(oFirst.m_lRows, Calls{sRow});
+    EXPECT_EQ(oOthers.m_lRows, (Calls{sRow, sRow}));
+    EXPECT_GT(pRows->getKeptSize(), 0U) << "of which the session tells the manager";
+
+    pRows.reset();
+    ASSERT_EQ(m_pPlugin->openRows(pRows, this, "Readings", 1, 1, {"Reading"}), EResultCode::Success);
+    EXPECT_EQ(Readings::s_iReadings, iReading + 4);
+    pRows.reset();
+    EXPECT_EQ(m_pPlugin->openRows(pRows, this, "Readings", 0, 1, {"Nonsense"}), EResultCode::NoKey);
 }
 
 TEST_F(StatusInfo, ACallWithoutAHandleIsAFailedAssertion)
