@@ -1,7 +1,5 @@
 #include "status/firewall.h"
 
-#include "status/chainlisting.h"
-#include "zel/lines.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -20,6 +18,8 @@ namespace {
 
 constexpr const char* c_pZonesTable = "FirewallZones";
 constexpr std::size_t c_iLineBufferSize = 256;
+// The tool asks for the names of addresses, of name servers that may be dead.
+constexpr const char* c_pCommand = "RES_OPTIONS='timeout:1 attempts:1' iptables -L ";
 
 constexpr Column<ChainCount> c_aColumns[] = {
     column<&ChainCount::m_iId>("Id"),
@@ -46,11 +46,16 @@ Firewall::Firewall(systema::ConfigPluginBase& a_oDispatcher, Tool a_oTool)
 {
 }
 
+Firewall::Listing::Listing(const std::string& a_sChain)
+    : m_oChain(a_sChain),
+      m_oLines(c_iLineBufferSize, [this](std::string_view a_sLine) { m_oChain.add(a_sLine); })
+{
+}
+
 void Firewall::init()
 {
-    if (m_oTool.beginAtStart() && beginRound()) {
-        readChains(false);
-    }
+    prepare();
+    endRound(); // who asks later wants the zones of then
 }
 
 EResultCode Firewall::getSchema(systema::ColumnList& a_columns, const std::string& a_table)
@@ -65,60 +70,34 @@ EResultCode Firewall::fill(ValueList& a_row, ChainCount& a_oRow, const NameList&
     return EResultCode::Success;
 }
 
-EResultCode Firewall::getRowCount(const std::string& a_table, unsigned int& a_count)
-{
-    return whenListed([&] { return SingleTable::getRowCount(a_table, a_count); });
-}
-
-EResultCode Firewall::getRow(const std::string& a_table, ValueList& a_row, unsigned int a_position,
-                             const NameList& a_columns)
-{
-    return whenListed([&] { return SingleTable::getRow(a_table, a_row, a_position, a_columns); });
-}
-
-EResultCode Firewall::getRowByKey(const std::string& a_table, ValueList& a_row,
-                                  const std::string& a_keyColumn, const std::string& a_keyValue,
-                                  const NameList& a_columns)
-{
-    return whenListed(
-        [&] { return SingleTable::getRowByKey(a_table, a_row, a_keyColumn, a_keyValue, a_columns); });
-}
-
 void Firewall::update(NameList&)
 {
     if (!std::exchange(m_bUsed, false)) {
-        m_bInRound = false; // nobody waits for it any more
+        endRound();
         m_bAwaited = false;
     }
 }
 
-template<typename Operation>
-EResultCode Firewall::whenListed(Operation a_oOperation)
-{
-    const EResultCode eResult = listZones();
-    return eResult == EResultCode::Success ? a_oOperation() : eResult;
-}
-
-/// Lists all zones anew, or goes on with that. 0 when it is done; 1 when it cannot be.
-EResultCode Firewall::listZones()
+EResultCode Firewall::prepare()
 {
     m_bUsed = true;
-    const bool bRunnable = m_oTool.begin();
     const auto oBegin = m_oTool.now();
-    if (!m_bInRound && oBegin < m_oFreshUntil) {
+    const bool bGoesOn = m_bInRound;
+    if (!bGoesOn && oBegin < m_oFreshUntil) {
         return EResultCode::Success;
     }
-    if (!m_bInRound && oBegin < m_oNextRound) {
+    if (!bGoesOn && oBegin < m_oNextRound) {
         m_bAwaited = true; // many readers are no reason to run the tool without a pause
         return EResultCode::Pending;
     }
-    const bool bGoesOn = m_bInRound;
-    if (!bRunnable || (!bGoesOn && !beginRound())) {
+    if (!bGoesOn && (!m_oTool.begin() || !beginRound())) {
         m_lRows.clear();
-        m_bInRound = false;
         return EResultCode::Failure;
     }
-    const EResultCode eResult = readChains(true);
+    const EResultCode eResult = listChains();
+    if (eResult != EResultCode::Pending) {
+        endRound();
+    }
     if (eResult == EResultCode::Success) {
         const auto oEnd = m_oTool.now();
         m_oNextRound = oEnd + (oEnd - oBegin);
@@ -144,30 +123,45 @@ bool Firewall::beginRound()
     return m_bInRound;
 }
 
-EResultCode Firewall::readChains(bool a_bInTurns)
+void Firewall::endRound()
 {
-    while (!m_lZones.empty()) {
-        const int iResult = readChain(m_lZones.back() + "Input");
-        m_lZones.pop_back();
-        const bool bMissing = iResult == c_iExecuteFailed;
+    m_oTool.stop();
+    m_bInRound = false;
+}
+
+/// Appends a row for each zone that has a chain.
+EResultCode Firewall::listChains()
+{
+    for (; !m_lZones.empty(); m_lZones.pop_back()) {
+        const std::string sChain = m_lZones.back() + "Input";
+        if (!m_oTool.isRunning()) {
+            m_oListing.emplace(sChain);
+            m_oTool.start(c_pCommand + sChain + " -v 2>/dev/null",
+                          [this](std::string_view a_sText) { m_oListing->m_oLines.add(a_sText); });
+        }
+        const auto oResult = m_oTool.finish();
+        if (!oResult) {
+            return EResultCode::Pending;
+        }
+        m_oListing->m_oLines.finish();
+        if (const ChainListing& oChain = m_oListing->m_oChain; oChain.isOfChain()) {
+            m_lRows.push_back({static_cast<std::int32_t>(m_lRows.size() + 1), sChain, oChain.getAccepted(),
+                               oChain.getDropped()});
+        }
+        if (oResult == c_iExecuteTimedOut) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "iptables takes too long");
+            m_lRows.clear();
+            return EResultCode::Failure;
+        }
+        const bool bMissing = oResult == c_iExecuteFailed;
         if (bMissing && !m_bMissing) {
             ZEL_Sysloglevel_error(m_iModule, here(), "iptables cannot be run");
         }
         m_bMissing = bMissing;
-        if (iResult == c_iExecuteTimedOut) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "iptables takes too long");
-            m_lRows.clear();
-            m_bInRound = false;
-            return EResultCode::Failure;
-        }
         if (bMissing) {
             break; // and so it would be for the other zones
         }
-        if (a_bInTurns && !m_lZones.empty() && m_oTool.isTurnOver()) {
-            return EResultCode::Pending;
-        }
     }
-    m_bInRound = false;
     return EResultCode::Success;
 }
 
@@ -202,21 +196,6 @@ std::optional<std::vector<std::string>> Firewall::readZones()
     }
     m_lRefused = std::move(lRefused);
     return lZones;
-}
-
-/// Appends the chain's row, if there is such a chain. The tool's exit status.
-int Firewall::readChain(const std::string& a_sChain)
-{
-    ChainListing oListing(a_sChain);
-    LineCutter oLines(c_iLineBufferSize, [&](std::string_view a_sLine) { oListing.add(a_sLine); });
-    const int iResult = m_oTool.run("iptables -L " + a_sChain + " -v 2>/dev/null",
-                                    [&](std::string_view a_sText) { oLines.add(a_sText); });
-    oLines.finish();
-    if (oListing.isOfChain()) {
-        m_lRows.push_back({static_cast<std::int32_t>(m_lRows.size() + 1), a_sChain, oListing.getAccepted(),
-                           oListing.getDropped()});
-    }
-    return iResult;
 }
 
 } // namespace zel

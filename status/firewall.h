@@ -1,14 +1,17 @@
 // The table "FirewallStatistic": packets that the input chain of each zone in "FirewallZones" accepted and
 // dropped, as the tool "iptables" lists them.
 //
-// Owned by the status host. Main thread only. Each count and each read runs the tool once a zone. The next
-// round begins after a pause as long as the one before it, and is served to all who waited for it. A tool
-// that has not listed all zones in time is killed and left alone for a while, in which counts and reads
-// give 1. So they do while the zones cannot be read.
+// Owned by the status host. Main thread only. Each request runs the tool once a zone. It runs in the
+// background: until all zones were listed the request is pending, and others are served meanwhile. The next
+// round begins after a pause as long as others waited for the one before it, and is served to all who waited
+// for it. A tool that does not end is killed and left alone for a while, in which counts and reads give 1. So
+// they do while the zones cannot be read.
 #pragma once
 
+#include "status/chainlisting.h"
 #include "status/singletable.h"
 #include "systema/configpluginbase.h"
+#include "zel/lines.h"
 #include "zel/tool.h"
 
 #include <chrono>
@@ -42,35 +45,38 @@ public:
     /// The dispatcher must outlive it.
     explicit Firewall(systema::ConfigPluginBase& a_oDispatcher, Tool a_oTool = Tool());
 
-    /// Reads once.
+    /// Reads once, for a turn at most.
     void init() override;
     /// Replaces what is in the list. 0.
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
-    // Each of the reads is pending until all zones were listed.
-    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
-    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                unsigned int a_position, const systema::NameList& a_columns) override;
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
+    /// Ends a round that nobody waits for any more.
     void update(systema::NameList&) override;
 
 private:
+    /// What the tool has written of a chain so far.
+    struct Listing
+    {
+        explicit Listing(const std::string& a_sChain);
+
+        ChainListing m_oChain;
+        LineCutter m_oLines;
+    };
+
     /// 0, for unknown columns too, which are left out.
     systema::EResultCode fill(systema::ValueList& a_row, ChainCount& a_oRow,
                               const systema::NameList& a_columns) override;
-    template<typename Operation>
-    systema::EResultCode whenListed(Operation a_oOperation);
-    systema::EResultCode listZones();
+    /// 0 when all zones are listed, Pending until then, 1 when they cannot be.
+    systema::EResultCode prepare() override;
     bool beginRound();
-    systema::EResultCode readChains(bool a_bInTurns);
+    void endRound();
+    systema::EResultCode listChains();
     std::optional<std::vector<std::string>> readZones();
-    int readChain(const std::string& a_sChain);
 
     systema::ConfigPluginBase& m_oDispatcher;
     Tool m_oTool;
     const int m_iModule;
-    std::vector<std::string> m_lZones; // still to be listed in this round
+    std::vector<std::string> m_lZones; // whose listing has not ended in this round
+    std::optional<Listing> m_oListing; // of the last of them, while the tool runs
     bool m_bInRound = false;
     bool m_bUsed = false;                  // since the last update
     bool m_bAwaited = false;               // the next round, since the last one

@@ -97,8 +97,9 @@ void IPRoute::update(systema::NameList& a_changedTables)
 {
     m_oTool.begin();
     for (auto& oFamily : m_aFamilies) {
-        // A tool that hangs over one family is not run for the other either.
-        if (oFamily.m_bChanged && !m_oTool.isLeftAlone() && read(oFamily)) {
+        // A tool that hangs over one family is not run for the other either, nor is one that was slow: not
+        // yet.
+        if (oFamily.m_bChanged && !m_oTool.isLeftAlone() && !m_oTool.isTurnOver() && read(oFamily)) {
             a_changedTables.add(std::string(oFamily.m_sTable));
         }
     }

@@ -34,7 +34,7 @@ protected:
     RecordingPlugin m_oConfig{"config", {"FirewallZones"}, m_lCalls};
     zel::Tool::Clock::time_point m_oNow{};
     zel::Tool::Clock::duration m_oStep{}; // which each look at the clock takes
-    zel::Firewall m_oTable{m_oConfig, zel::Tool([this] { return m_oNow += m_oStep; }, 20s)};
+    zel::Firewall m_oTable{m_oConfig, zel::Tool([this] { return m_oNow += m_oStep; }, 20s, 20s)};
     TableReader m_oRead{m_oTable, ""};
 };
 
@@ -72,52 +72,55 @@ TEST_F(Firewall, AZoneNameThatIsNotPlainReachesNoShellAndIsLoggedOnce)
 
 TEST_F(Firewall, AToolThatHangsIsKilledAndLeftAloneForAWhile)
 {
+    zel::Firewall oTable(m_oConfig, zel::Tool([this] { return m_oNow; }, 1s, 20s));
+    TableReader oRead(oTable, "");
     setZones({"lan", "wan"});
     m_oTool.behaves("printf 'Chain lanInput \\n'; sleep 600");
-    m_oStep = 6s; // so that two seconds are left of the round
-    EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oRead.count(), "code 1"); }),
-              "error Firewall iptables takes too long\n");
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(oRead.count(), "code 1"); }), "error Firewall iptables takes too long\n");
     EXPECT_EQ(m_oTool.takeRuns(), "-L lanInput -v\n");
-    m_oStep = {};
     accepts(1);
     m_oNow += zel::Tool::c_oHangWait - 1s;
     EXPECT_EQ(logOf([&] {
-                  EXPECT_EQ(m_oRead.at(0), "code 1");
-                  EXPECT_EQ(m_oRead.find("Id", "1"), "code 1");
+                  EXPECT_EQ(oRead.at(0), "code 1");
+                  EXPECT_EQ(oRead.find("Id", "1"), "code 1");
               }),
               "");
     EXPECT_EQ(m_oTool.takeRuns(), "");
     m_oNow += 1s;
-    EXPECT_EQ(m_oRead.count(), "2");
+    EXPECT_EQ(oRead.count(), "2");
 }
 
-TEST_F(Firewall, ManyZonesOfASlowToolAreListedInTurns)
+TEST_F(Firewall, ASlowToolIsWaitedForInTheBackgroundWhileSomebodyAsks)
 {
+    zel::Firewall oTable(m_oConfig, zel::Tool([this] { return m_oNow; }, 20s, 0s));
+    TableReader oRead(oTable, "");
+    const TempDir oDir;
+    const std::string sGo = oDir.file("go");
     setZones({"a", "b", "c"});
-    accepts(1);
-    m_oStep = zel::Tool::c_oTurn;
-    unsigned iCount = 0;
-    EXPECT_EQ(m_oTable.getRowCount("", iCount), EResultCode::Pending);
-    EXPECT_EQ(m_oTool.takeRuns(), "-L aInput -v\n");
-    EXPECT_EQ(m_oTable.getRowCount("", iCount), EResultCode::Pending);
-    EXPECT_EQ(m_oTable.getRowCount("", iCount), EResultCode::Success);
-    EXPECT_EQ(iCount, 3U);
-    EXPECT_EQ(m_oTool.takeRuns(), "-L bInput -v\n-L cInput -v\n");
+    m_oTool.behaves("until test -e " + sGo + "; do sleep 0.01; done; echo \"Chain $2 \"");
+    const auto isPending = [&] {
+        unsigned iCount = 0;
+        return oTable.getRowCount("", iCount) == EResultCode::Pending;
+    };
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_TRUE(isPending());
+    }
+    writeFile(sGo, "");
+    EXPECT_EQ(oRead.count(), "3");
+    EXPECT_EQ(oRead.all({"Chain"}), "aInput bInput cInput ");
+    EXPECT_EQ(m_oTool.takeRuns(), "-L aInput -v\n-L bInput -v\n-L cInput -v\n")
+        << "a slow list is served for a second";
 
-    m_oStep = {};
-    EXPECT_EQ(m_oRead.all({"Chain"}), "aInput bInput cInput ");
-    EXPECT_EQ(m_oTool.takeRuns(), "") << "a slow list is served for a second";
     m_oNow += 1s;
-    EXPECT_EQ(m_oRead.count(), "3");
-    EXPECT_EQ(m_oTool.takeRuns(), "-L aInput -v\n-L bInput -v\n-L cInput -v\n");
-
-    m_oStep = zel::Tool::c_oTurn;
-    EXPECT_EQ(m_oTable.getRowCount("", iCount), EResultCode::Pending);
-    m_oStep = {};
-    m_oRead.update();
-    m_oRead.update();
+    std::filesystem::remove(sGo);
+    ASSERT_TRUE(isPending());
+    oRead.update();
+    ASSERT_TRUE(isPending()) << "it was asked for since the last update";
+    oRead.update();
+    oRead.update();
     m_oTool.takeRuns();
-    EXPECT_EQ(m_oRead.count(), "3");
+    writeFile(sGo, "");
+    EXPECT_EQ(oRead.count(), "3");
     EXPECT_EQ(m_oTool.takeRuns(), "-L aInput -v\n-L bInput -v\n-L cInput -v\n") << "nobody waited";
 }
 
