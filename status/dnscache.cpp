@@ -61,7 +61,7 @@ CacheEntry makeCacheEntry(const FileParser::Line& a_lTokens)
     return oEntry;
 }
 
-DnsCache::DnsCache(DnsMasqDBusProxy& a_oDnsMasq, WallClock a_oNow)
+DnsCache::DnsCache(DnsMasqDBusProxy& a_oDnsMasq, BootClock a_oNow)
     : SingleTable("DnsCache", c_aColumns),
       m_oDnsMasq(a_oDnsMasq),
       m_iModule(ZEL_Sysloglevel_registerModul("DnsCache")),

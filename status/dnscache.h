@@ -45,7 +45,7 @@ public:
     static constexpr std::size_t c_iMostEntries = 65536;
 
     /// The wrapper must outlive it.
-    DnsCache(DnsMasqDBusProxy& a_oDnsMasq, WallClock a_oNow);
+    DnsCache(DnsMasqDBusProxy& a_oDnsMasq, BootClock a_oNow);
 
     void init() override {}
     void update(systema::NameList&) override {}

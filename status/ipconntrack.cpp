@@ -85,7 +85,7 @@ private:
 } // namespace
 
 IpConntrack::IpConntrack(systema::ConfigPluginBase& a_oConfig, systema::IConfigPublisher& a_oPublisher,
-                         WallClock a_oNow, std::string a_sPath, std::chrono::milliseconds a_oSlice)
+                         BootClock a_oNow, std::string a_sPath, std::chrono::milliseconds a_oSlice)
     : m_oConfig(a_oConfig),
       m_oPublisher(a_oPublisher),
       m_sPath(std::move(a_sPath)),

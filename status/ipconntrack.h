@@ -36,7 +36,7 @@ public:
 
     /// The configuration and the publisher must outlive it.
     IpConntrack(systema::ConfigPluginBase& a_oConfig, systema::IConfigPublisher& a_oPublisher,
-                WallClock a_oNow, std::string a_sPath = c_pPath,
+                BootClock a_oNow, std::string a_sPath = c_pPath,
                 std::chrono::milliseconds a_oSlice = c_oSlice);
     ~IpConntrack() override;
 

@@ -23,7 +23,7 @@ constexpr Column<User> c_aColumns[] = {
 
 } // namespace
 
-Passwd::Passwd(WallClock a_oNow)
+Passwd::Passwd(BootClock a_oNow)
     : SingleTable("Passwd", c_aColumns),
       m_oInterval(std::move(a_oNow), c_iReadSeconds)
 {

@@ -31,7 +31,7 @@ public:
     static constexpr std::time_t c_iReadSeconds = 4;
 
     /// The time is asked for at each access to the table.
-    explicit Passwd(WallClock a_oNow);
+    explicit Passwd(BootClock a_oNow);
 
     void init() override {}
     /// Replaces what is in the list. 0.

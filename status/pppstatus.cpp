@@ -51,7 +51,7 @@ void StatusEntry::setPppBandwidth(std::string a_sMessage)
 }
 
 PppStatus::PppStatus(IPppHelper& a_oHelper, std::string a_sPeersDirectory,
-                     const systema::IConfigPublisher& a_oPublisher, WallClock a_oNow)
+                     const systema::IConfigPublisher& a_oPublisher, BootClock a_oNow)
     : FrozenTable("PppStatus", c_aColumns),
       m_oHelper(a_oHelper),
       m_sPeersDirectory(std::move(a_sPeersDirectory)),

@@ -43,7 +43,7 @@ public:
 
     /// The peer files are those "/pppoe<unit>" of the directory. Helper and publisher must outlive it.
     PppStatus(IPppHelper& a_oHelper, std::string a_sPeersDirectory,
-              const systema::IConfigPublisher& a_oPublisher, WallClock a_oNow);
+              const systema::IConfigPublisher& a_oPublisher, BootClock a_oNow);
 
     void init() override;
     /// Looks for changes while somebody subscribes to the table.

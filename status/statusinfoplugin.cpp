@@ -46,7 +46,7 @@ private:
 } // namespace
 
 StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, SystemBus& a_oBus, bool,
-                                   configmanager::serverlib::ILogger* a_pLogger, WallClock a_oNow)
+                                   configmanager::serverlib::ILogger* a_pLogger, BootClock a_oNow)
     : m_iModule(ZEL_Sysloglevel_registerModul("StatusInfo")),
       m_oNow(std::move(a_oNow)),
       m_oPppHelper(systema::ConfigDispatcher::instance()),

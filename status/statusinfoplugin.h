@@ -19,9 +19,9 @@
 #include "dbus/ipv6routedbusproxy.h"
 #include "dbus/neighbourdbusproxy.h"
 #include "plugins/configmapper.h"
+#include "status/bootclock.h"
 #include "status/defaultppphelper.h"
 #include "status/istatusinfosubplugin.h"
-#include "status/wallclock.h"
 #include "systema/rowsource.h"
 
 #include <ctime>
@@ -41,9 +41,8 @@ public:
 
     /// Makes every sub-plugin, and a table of each of the files. The bus and the logger must outlive it. The
     /// flag is for the switch ports, which a board may add.
-    StatusInfoPlugin(
-        const std::vector<std::string>& a_lFiles, SystemBus& a_oBus, bool a_bSwitchPorts,
-        configmanager::serverlib::ILogger* a_pLogger, WallClock a_oNow = [] { return std::time(nullptr); });
+    StatusInfoPlugin(const std::vector<std::string>& a_lFiles, SystemBus& a_oBus, bool a_bSwitchPorts,
+                     configmanager::serverlib::ILogger* a_pLogger, BootClock a_oNow = &secondsSinceBoot);
     ~StatusInfoPlugin() override;
     StatusInfoPlugin(const StatusInfoPlugin&) = delete;
     StatusInfoPlugin& operator=(const StatusInfoPlugin&) = delete;
@@ -93,7 +92,7 @@ private:
                                zel::SourceTag a_oSource = zel::here());
 
     const int m_iModule;
-    const WallClock m_oNow;
+    const BootClock m_oNow;
     bool m_bStarted = false;
     std::time_t m_iLastUpdate = 0;
     DefaultPppHelper m_oPppHelper;

@@ -34,7 +34,7 @@ std::optional<std::string> copyOf(const char* a_pText)
 
 } // namespace
 
-WlanScan::WlanScan(WallClock a_oNow)
+WlanScan::WlanScan(BootClock a_oNow)
     : FrozenTable("WlanScan", c_aColumns),
       m_oNow(std::move(a_oNow)),
       m_iModule(ZEL_Sysloglevel_registerModul("WlanScan"))

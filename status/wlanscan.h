@@ -6,8 +6,8 @@
 #pragma once
 
 #include "device/wlanapi.h"
+#include "status/bootclock.h"
 #include "status/frozentable.h"
-#include "status/wallclock.h"
 #include "status/wlanlist.h"
 #include "zel/source.h"
 
@@ -26,7 +26,7 @@ public:
     /// The same warning is not logged more often, however often clients ask a radio that is not there.
     static constexpr std::time_t c_iWarningSeconds = 60;
 
-    explicit WlanScan(WallClock a_oNow);
+    explicit WlanScan(BootClock a_oNow);
 
     void init() override {}
     /// Never announces anything.
@@ -42,7 +42,7 @@ private:
     void retrieveScanned(ZEL_WLANAPI_Context& a_oContext, int a_iAccessPoint);
     bool warn(int a_iAccessPoint, const std::string& a_sText, SourceTag a_oSource = hereWithExtension());
 
-    const WallClock m_oNow;
+    const BootClock m_oNow;
     const int m_iModule;
     std::time_t m_iScanTime = 0;
     std::map<std::pair<int, std::string>, std::time_t> m_mWarned; // when each was logged last

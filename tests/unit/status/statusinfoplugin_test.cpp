@@ -9,7 +9,41 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <stdexcept>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+// The machine's clocks as this program sees them.
+namespace {
+
+time_t s_iWallClockOff = 0;
+time_t s_iBootClockOff = 0;
+
+int askClock(clockid_t a_iClock, timespec* a_pTime)
+{
+    const auto iResult = static_cast<int>(::syscall(SYS_clock_gettime, a_iClock, a_pTime));
+    a_pTime->tv_sec += a_iClock == CLOCK_REALTIME ? s_iWallClockOff : 0;
+    a_pTime->tv_sec += a_iClock == CLOCK_BOOTTIME ? s_iBootClockOff : 0;
+    return iResult;
+}
+
+} // namespace
+
+extern "C" int clock_gettime(clockid_t a_iClock, timespec* a_pTime) noexcept
+{
+    return askClock(a_iClock, a_pTime);
+}
+
+extern "C" time_t time(time_t* a_pTime) noexcept
+{
+    timespec oNow{};
+    askClock(CLOCK_REALTIME, &oNow);
+    if (a_pTime != nullptr) {
+        *a_pTime = oNow.tv_sec;
+    }
+    return oNow.tv_sec;
+}
 
 using systema::EResultCode;
 using systema::NameList;
@@ -137,6 +171,19 @@ TEST_F(StatusInfo, UpdatesAtMostEveryTwoSecondsOfItsClock)
     EXPECT_EQ(m_lChanged, NameList{"before"});
     EXPECT_EQ(tickAt(1002), Calls{"A.update"});
     EXPECT_EQ(m_lChanged, (NameList{"before", "A"}));
+}
+
+TEST_F(StatusInfo, AWallClockSetBackDoesNotHaltTheLiveTables)
+{
+    m_pPlugin = std::make_unique<StatusInfoPlugin>(std::vector<std::string>{}, m_oBus, nullptr);
+    add("A");
+    m_pPlugin->tick(m_lChanged);
+    EXPECT_EQ(takeCalls(), Calls{"A.update"});
+    s_iWallClockOff = -3600;
+    s_iBootClockOff = StatusInfoPlugin::c_iUpdateSeconds;
+    m_pPlugin->tick(m_lChanged);
+    EXPECT_EQ(takeCalls(), Calls{"A.update"});
+    s_iWallClockOff = s_iBootClockOff = 0;
 }
 
 TEST_F(StatusInfo, StartsOnceAndGoesOnWithoutThoseThatThrow)
