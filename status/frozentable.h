@@ -1,8 +1,7 @@
 // The base of a table whose source is read once while a transaction is open, so that everybody sees one state
-// until the commit.
+// until its end, however it ends.
 //
-// Main thread only. The table's refresh asks the lock. A rollback ends nothing: what was read then is served
-// until the next commit, also in a transaction that starts meanwhile.
+// Main thread only. The table's refresh asks the lock.
 #pragma once
 
 #include "status/singletable.h"
@@ -16,9 +15,7 @@ class FrozenTable : public SingleTable<Row>
 public:
     systema::EResultCode startTransaction() override
     {
-        if (!m_oLock.isTaken()) { // by a transaction that was rolled back
-            m_oLock.open();
-        }
+        m_oLock.open();
         return systema::EResultCode::Success;
     }
     systema::EResultCode commitTransaction() override
@@ -26,6 +23,7 @@ public:
         m_oLock.setIdle();
         return systema::EResultCode::Success;
     }
+    systema::EResultCode rollbackTransaction() override { return commitTransaction(); }
 
 protected:
     using SingleTable<Row>::SingleTable;

@@ -73,26 +73,22 @@ void PppStatus::update(NameList& a_changedTables)
         return;
     }
     m_oCheck.restart();
-    if (m_oPublisher.hasSubscriber(getTableName()) && getPppStatus()) {
+    const bool bSubscribed = m_oPublisher.hasSubscriber(getTableName());
+    if (bSubscribed) {
+        refresh();
+    }
+    if (std::exchange(m_bChanged, false) && bSubscribed) {
         a_changedTables.add(getTableName());
     }
 }
 
+/// Reads the sources, unless they were read in this transaction already. True.
 bool PppStatus::refresh()
-{
-    getPppStatus();
-    return true;
-}
-
-/// Reads the sources, unless they were read in this transaction already. True when a link is new or its state
-/// is another one, and for a transaction in which they were read.
-bool PppStatus::getPppStatus()
 {
     if (m_oLock.isTaken()) {
         return true;
     }
     m_oLock.lock();
-    bool bChanged = false;
     for (const auto& sInterface : m_lInterfaces) {
         const StatusEntry oNow{.m_sInterface = sInterface,
                                .m_iStatus = m_oHelper.getPppStatus(sInterface),
@@ -109,12 +105,12 @@ bool PppStatus::getPppStatus()
             } else {
                 *it = oNow; // its number too, which is 0 until the next read by position
             }
-            bChanged = true;
+            m_bChanged = true;
         }
         getPppCredentials(*it);
         it->setPppBandwidth(m_oHelper.getPostAuthMessage(sInterface));
     }
-    return bChanged;
+    return true;
 }
 
 /// Reads user and password from the link's peer file. What they are must never be logged.

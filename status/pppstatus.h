@@ -46,12 +46,11 @@ public:
               const systema::IConfigPublisher& a_oPublisher, BootClock a_oNow);
 
     void init() override;
-    /// Looks for changes while somebody subscribes to the table.
+    /// Looks for changes while somebody subscribes to the table. One that a read has seen is announced, too.
     void update(systema::NameList& a_changedTables) override;
 
 private:
     bool refresh() override;
-    bool getPppStatus();
     void getPppCredentials(StatusEntry& a_oEntry) const;
 
     IPppHelper& m_oHelper;
@@ -59,6 +58,7 @@ private:
     const systema::IConfigPublisher& m_oPublisher;
     const int m_iModule;
     ReadInterval m_oCheck;
+    bool m_bChanged = false; // a link is new or has another state, since the last check
     std::vector<std::string> m_lInterfaces;
 };
 

@@ -1,7 +1,9 @@
 #include "status/statusinfoplugin.h"
 
 #include "status/singletable.h"
+#include "systema/configdispatcher.h"
 #include "tests/logof.h"
+#include "tests/unit/device/systemroot.h"
 #include "tests/unit/status/fakeip.h"
 #include "tests/unit/status/network.h"
 #include "tests/unit/systema/rowtexts.h"
@@ -10,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <functional>
 #include <stdexcept>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -216,6 +219,45 @@ TEST_F(StatusInfo, TheEndOfATransactionIsToldToAllEvenIfItsStartWasNot)
     EXPECT_EQ(takeCalls(), (Calls{"A.commit", "B.commit", "C.commit", "D.commit"}));
     EXPECT_EQ(m_pPlugin->rollbackTransaction(this), EResultCode::Success);
     EXPECT_EQ(takeCalls(), (Calls{"A.rollback", "B.rollback", "C.rollback", "D.rollback"}));
+}
+
+TEST_F(StatusInfo, AFreezeEndsWithItsTransactionHoweverThatEnds)
+{
+    using systema::ConfigDispatcher;
+    const SystemRoot oRoot;
+    const auto radioSees = [&](const std::string& a_sSsid) {
+        oRoot.write("/var/run/ledgerd-sim.json",
+                    R"({"wlan":{"availability":2,"access-points":[{"networks":[{"mac":"01","ssid":")" +
+                        a_sSsid + R"("}]}]}})");
+    };
+    ConfigDispatcher::Clock::time_point oNow{};
+    ConfigDispatcher oDispatcher([&] { return oNow; });
+    oDispatcher.attachTables(*m_pPlugin);
+    const auto ssid = [&] {
+        ValueList lRow;
+        oDispatcher.selectRow(lRow, &oNow, "WlanScan", 0, {"Ssid"}); // by another client
+        return lRow.toText("Ssid");
+    };
+    const std::pair<const char*, std::function<void()>> aEnds[] = {
+        {"commit", [&] { oDispatcher.commitTransaction(this); }},
+        {"rollback", [&] { oDispatcher.rollbackTransaction(this); }},
+        {"disconnection", [&] { oDispatcher.disconnect(this); }},
+        {"time-out",
+         [&] {
+             oNow += std::chrono::hours(2);
+             oDispatcher.checkTransactionTimeout();
+         }},
+        {"hold", [&] { oDispatcher.close(this); }},
+    };
+    for (const auto& [pEnd, oEnd] : aEnds) {
+        radioSees("before");
+        ASSERT_EQ(oDispatcher.startTransaction(this), EResultCode::Success) << pEnd;
+        EXPECT_EQ(ssid(), "before") << pEnd;
+        radioSees("after");
+        EXPECT_EQ(ssid(), "before") << pEnd;
+        oEnd();
+        EXPECT_EQ(ssid(), "after") << pEnd;
+    }
 }
 
 TEST_F(StatusInfo, TheFirstThatClaimsATableServesIt)
