@@ -62,7 +62,7 @@ CacheEntry makeCacheEntry(const FileParser::Line& a_lTokens)
 }
 
 DnsCache::DnsCache(DnsMasqDBusProxy& a_oDnsMasq, BootClock a_oNow)
-    : SingleTable("DnsCache", c_aColumns),
+    : FrozenTable("DnsCache", c_aColumns),
       m_oDnsMasq(a_oDnsMasq),
       m_iModule(ZEL_Sysloglevel_registerModul("DnsCache")),
       m_sDirectory(systemPath("/tmp")),
@@ -76,23 +76,6 @@ EResultCode DnsCache::fill(systema::ValueList& a_row, CacheEntry& a_oRow, const 
     // A row that was found by its key is numbered, too.
     a_oRow.m_iId = static_cast<std::int32_t>(&a_oRow - m_lRows.data() + 1);
     return SingleTable::fill(a_row, a_oRow, a_columns);
-}
-
-EResultCode DnsCache::startTransaction()
-{
-    m_oLock.open();
-    return EResultCode::Success;
-}
-
-EResultCode DnsCache::commitTransaction()
-{
-    m_oLock.setIdle();
-    return EResultCode::Success;
-}
-
-EResultCode DnsCache::rollbackTransaction()
-{
-    return commitTransaction();
 }
 
 /// True when the table may be served, with new entries or with the old ones.

@@ -6,9 +6,8 @@
 // are bounded, and none is a link.
 #pragma once
 
+#include "status/frozentable.h"
 #include "status/readinterval.h"
-#include "status/singletable.h"
-#include "status/transactionlock.h"
 #include "zel/fileparser.h"
 
 #include <cstddef>
@@ -33,7 +32,7 @@ struct CacheEntry
 /// What is missing is empty or 0.
 CacheEntry makeCacheEntry(const FileParser::Line& a_lTokens);
 
-class DnsCache : public SingleTable<CacheEntry>
+class DnsCache : public FrozenTable<CacheEntry>
 {
 public:
     using Cache = CacheEntry;
@@ -50,10 +49,6 @@ public:
     void init() override {}
     void update(systema::NameList&) override {}
 
-    systema::EResultCode startTransaction() override;
-    systema::EResultCode commitTransaction() override;
-    systema::EResultCode rollbackTransaction() override;
-
 private:
     /// False when the directory of the files cannot be read.
     bool refresh() override;
@@ -66,7 +61,6 @@ private:
     const std::string m_sDirectory;
     ReadInterval m_oInterval;
     ReadInterval m_oRetry; // since the forwarder could not be asked
-    TransactionLock m_oLock;
 };
 
 } // namespace zel
