@@ -98,6 +98,7 @@ public:
     systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
                                      const std::string& a_keyColumn, const std::string& a_keyValue,
                                      const systema::NameList& a_columns) override;
+    bool announcesEveryChange() const override { return true; }
     void update(systema::NameList& a_changedTables) override;
 
 private:

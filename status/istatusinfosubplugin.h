@@ -38,8 +38,11 @@ public:
     /// While it is held, a table whose source is read for each request serves what was read last: the host
     /// reads all rows of one state so.
     virtual void hold(bool) {}
-    /// Opens a bulk read, as systema::IRowSource does. Without a cursor the host makes one of all rows, which
-    /// it reads at once.
+    /// True when rows change in an update alone, which tells of each change: then a bulk read can do without
+    /// a copy of them.
+    virtual bool announcesEveryChange() const { return false; }
+    /// Opens a bulk read, as systema::IRowSource does. Without a cursor the host reads all rows at once and
+    /// keeps them for the read, unless every change of them is announced.
     virtual systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>&, const std::string&,
                                           unsigned int, unsigned int, const systema::NameList&)
     {

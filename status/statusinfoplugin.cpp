@@ -185,7 +185,7 @@ EResultCode StatusInfoPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_c
 {
     return route(a_handle, a_table, [&](IStatusInfoSubPlugin& a_oPlugin) {
         EResultCode eResult = a_oPlugin.openRows(a_cursor, a_table, a_first, a_count, a_columns);
-        if (eResult != EResultCode::Success || a_cursor) {
+        if (eResult != EResultCode::Success || a_cursor || a_oPlugin.announcesEveryChange()) {
             return eResult;
         }
         unsigned int iSize = 0;
