@@ -311,7 +311,7 @@ bool ClientSession::serve(std::string_view a_sBody)
     }
     EResultCode eResult = oAnswer.m_eResult;
     if (eResult == EResultCode::Success && !isHeldBack()) {
-        if (oReply.end() <= systema::wire::c_iFrameLimit) {
+        if (!isTooLarge(oReply)) {
             return true;
         }
         eResult = EResultCode::Failure;
@@ -334,6 +334,20 @@ void ClientSession::reply(EResultCode a_eResult, std::string_view a_sReason)
         oReply.text(a_sReason);
     }
     oReply.end();
+}
+
+/// Ends a frame. True when it has more bytes than it may, which is logged.
+bool ClientSession::isTooLarge(Writer& a_oFrame) const
+{
+    const std::size_t iSize = a_oFrame.end();
+    const bool bTooLarge = iSize > systema::wire::c_iFrameLimit;
+    if (bTooLarge) {
+        ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(),
+                                "Request %u of %s fails: a row is too large for a frame of %zu bytes",
+                                static_cast<unsigned>(m_oRequest.m_eOperation),
+                                m_oHandler.getProgram().c_str(), systema::wire::c_iFrameLimit);
+    }
+    return bTooLarge;
 }
 
 void ClientSession::refuse(const char* a_pWhat)
@@ -365,7 +379,7 @@ void ClientSession::sendRowsPart()
         eResult = EResultCode::Success;
     }
     oPart.patchU32(iRowsAt, oRows.getRows());
-    if (oPart.end() > systema::wire::c_iFrameLimit) {
+    if (isTooLarge(oPart)) {
         eResult = EResultCode::Failure;
     }
     if (eResult == EResultCode::Success) {

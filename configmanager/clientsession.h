@@ -84,6 +84,7 @@ private:
     /// False when the answer is pending: the request is to be served again.
     bool serve(std::string_view a_sBody);
     void reply(EResultCode a_eResult, std::string_view a_sReason = {});
+    bool isTooLarge(Writer& a_oFrame) const;
     void refuse(const char* a_pWhat);
     void sendRowsPart();
     void tellChanges();
