@@ -168,7 +168,7 @@ TEST_F(HugeRow, RowThatFitsNoFrameGives1AndALineInTheLog)
     const std::string sLine =
         "warning ConfigService Request 15 of e2e fails: a row is too large for a frame of 1048576 bytes";
     EXPECT_THAT(logOf([&] { EXPECT_EQ(1U, client().code(request::SelectRows{"Scratch"})); }),
-                ElementsAre(sLine));
+                Contains(sLine));
     EXPECT_EQ(0U, client().code(request::SelectRows{"Scratch", {"Id"}}));
     EXPECT_EQ(0U, client().code(request::SelectRows{"Scratch", {}, 2}));
     EXPECT_EQ("behind", client().cell("Scratch", 3, "Text"));
