@@ -281,8 +281,11 @@ TEST_F(StatusInfo, TheFirstThatClaimsATableServesIt)
 TEST_F(StatusInfo, ABulkReadReadsItsTableOnceAndShowsOneState)
 {
     m_pPlugin->add(std::make_unique<Readings>());
+    systema::ConfigDispatcher oDispatcher;
+    oDispatcher.attachTables(*m_pPlugin);
     std::unique_ptr<systema::IRowCursor> pRows;
-    ASSERT_EQ(m_pPlugin->openRows(pRows, this, "Readings", 0, systema::c_iAllRows, {}), EResultCode::Success);
+    ASSERT_EQ(oDispatcher.openRows(pRows, this, "Readings", 0, systema::c_iAllRows, {}),
+              EResultCode::Success);
     const int iReading = Readings::s_iReadings;
     RowTexts oFirst(1);
     EXPECT_EQ(pRows->fetch(oFirst), EResultCode::Success);
@@ -296,10 +299,10 @@ TEST_F(StatusInfo, ABulkReadReadsItsTableOnceAndShowsOneState)
     EXPECT_GT(pRows->getKeptSize(), 0U) << "of which the session tells the manager";
 
     pRows.reset();
-    ASSERT_EQ(m_pPlugin->openRows(pRows, this, "Readings", 1, 1, {"Reading"}), EResultCode::Success);
+    ASSERT_EQ(oDispatcher.openRows(pRows, this, "Readings", 1, 1, {"Reading"}), EResultCode::Success);
     EXPECT_EQ(Readings::s_iReadings, iReading + 4);
     pRows.reset();
-    EXPECT_EQ(m_pPlugin->openRows(pRows, this, "Readings", 0, 1, {"Nonsense"}), EResultCode::NoKey);
+    EXPECT_EQ(oDispatcher.openRows(pRows, this, "Readings", 0, 1, {"Nonsense"}), EResultCode::NoKey);
 }
 
 TEST_F(StatusInfo, ACallWithoutAHandleIsAFailedAssertion)
