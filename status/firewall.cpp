@@ -81,18 +81,19 @@ void Firewall::update(NameList&)
 EResultCode Firewall::prepare()
 {
     m_bUsed = true;
-    const auto oBegin = m_oTool.now();
-    const bool bGoesOn = m_bInRound;
-    if (!bGoesOn && oBegin < m_oFreshUntil) {
-        return EResultCode::Success;
-    }
-    if (!bGoesOn && oBegin < m_oNextRound) {
-        m_bAwaited = true; // many readers are no reason to run the tool without a pause
-        return EResultCode::Pending;
-    }
-    if (!bGoesOn && (!m_oTool.begin() || !beginRound())) {
-        m_lRows.clear();
-        return EResultCode::Failure;
+    if (!m_bInRound) {
+        m_oRoundBegin = m_oTool.now();
+        if (m_oRoundBegin < m_oFreshUntil) {
+            return EResultCode::Success;
+        }
+        if (m_oRoundBegin < m_oNextRound) {
+            m_bAwaited = true; // many readers are no reason to run the tool without a pause
+            return EResultCode::Pending;
+        }
+        if (!m_oTool.begin() || !beginRound()) {
+            m_lRows.clear();
+            return EResultCode::Failure;
+        }
     }
     const EResultCode eResult = listChains();
     if (eResult != EResultCode::Pending) {
@@ -100,10 +101,12 @@ EResultCode Firewall::prepare()
     }
     if (eResult == EResultCode::Success) {
         const auto oEnd = m_oTool.now();
-        m_oNextRound = oEnd + (oEnd - oBegin);
-        if (bGoesOn) {
+        const Tool::Clock::duration oTook = oEnd - m_oRoundBegin;
+        m_oNextRound = oEnd + std::min<Tool::Clock::duration>(oTook, Tool::c_oTurn);
+        const bool bAwaited = std::exchange(m_bAwaited, false);
+        if (oTook >= c_oSlow) {
             m_oFreshUntil = oEnd + c_oFresh; // else a reader of many rows would wait for as many rounds
-        } else if (std::exchange(m_bAwaited, false)) {
+        } else if (bAwaited) {
             m_oFreshUntil = m_oNextRound;
         }
     }

@@ -39,7 +39,8 @@ public:
     static constexpr unsigned c_iMostZones = 64;
     static constexpr std::size_t c_iLongestName = 64;
 
-    /// A round that took several turns is served for so long without another.
+    /// A round that took so long is slow, and is served for so long without another.
+    static constexpr std::chrono::milliseconds c_oSlow{200};
     static constexpr std::chrono::seconds c_oFresh{1};
 
     /// The dispatcher must outlive it.
@@ -78,10 +79,11 @@ private:
     std::vector<std::string> m_lZones; // whose listing has not ended in this round
     std::optional<Listing> m_oListing; // of the last of them, while the tool runs
     bool m_bInRound = false;
-    bool m_bUsed = false;                  // since the last update
-    bool m_bAwaited = false;               // the next round, since the last one
+    bool m_bUsed = false;    // since the last update
+    bool m_bAwaited = false; // the next round, since the last one
+    Tool::Clock::time_point m_oRoundBegin;
     Tool::Clock::time_point m_oNextRound;  // not before
-    Tool::Clock::time_point m_oFreshUntil; // after a round of several turns, or one that was awaited
+    Tool::Clock::time_point m_oFreshUntil; // after a slow round, or one that was awaited
     std::set<std::string> m_lRefused;      // names of the last read that are not plain, logged already
     bool m_bMissing = false;               // the tool, when it was last to run
 };

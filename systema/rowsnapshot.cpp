@@ -38,7 +38,7 @@ void RowSnapshot::addCell(unsigned a_iType, std::uint32_t a_iNumber)
 
 void RowSnapshot::moveCell(IRowSink& a_oSink)
 {
-    const auto iType = static_cast<unsigned>(m_sCells[m_iRead]);
+    const auto iType = static_cast<unsigned char>(m_sCells[m_iRead]);
     std::uint32_t iNumber = 0;
     std::memcpy(&iNumber, m_sCells.data() + m_iRead + 1, sizeof iNumber);
     m_iRead += 1 + sizeof iNumber;

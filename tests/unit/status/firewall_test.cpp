@@ -105,6 +105,7 @@ TEST_F(Firewall, ASlowToolIsWaitedForInTheBackgroundWhileSomebodyAsks)
     for (int i = 0; i < 100; ++i) {
         ASSERT_TRUE(isPending());
     }
+    m_oNow += zel::Firewall::c_oSlow;
     writeFile(sGo, "");
     EXPECT_EQ(oRead.count(), "3");
     EXPECT_EQ(oRead.all({"Chain"}), "aInput bInput cInput ");
