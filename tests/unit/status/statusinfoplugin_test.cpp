@@ -33,11 +33,14 @@ int askClock(clockid_t a_iClock, timespec* a_pTime)
 
 } // namespace
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the library calls them __clock_id and
+// __tp
 extern "C" int clock_gettime(clockid_t a_iClock, timespec* a_pTime) noexcept
 {
     return askClock(a_iClock, a_pTime);
 }
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" time_t time(time_t* a_pTime) noexcept
 {
     timespec oNow{};
