@@ -33,8 +33,8 @@ int askClock(clockid_t a_iClock, timespec* a_pTime)
 
 } // namespace
 
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the library calls them __clock_id and
-// __tp
+// The library's parameters have reserved names.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" int clock_gettime(clockid_t a_iClock, timespec* a_pTime) noexcept
 {
     return askClock(a_iClock, a_pTime);
