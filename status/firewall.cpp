@@ -56,6 +56,7 @@ void Firewall::init()
 {
     prepare();
     endRound(); // who asks later wants the zones of then
+    m_oNextRound = {};
 }
 
 EResultCode Firewall::getSchema(systema::ColumnList& a_columns, const std::string& a_table)
