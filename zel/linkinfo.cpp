@@ -1,37 +1,18 @@
 #include "zel/linkinfo.h"
 
-#include "zel/uniquefd.h"
+#include "zel/rtnetlink.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
-#include <sys/socket.h>
 
 namespace zel::net {
 
 namespace {
 
 constexpr std::size_t c_iMacSize = 6;
-constexpr std::size_t c_iLongestAnswer = 32768;
-
-using Bytes = std::span<const char>;
-
-/// The structure that the bytes start with; what is missing of it is 0.
-template<class Struct>
-Struct startOf(Bytes a_lBytes)
-{
-    Struct oStruct{};
-    std::copy_n(a_lBytes.data(), std::min(sizeof(oStruct), a_lBytes.size()),
-                reinterpret_cast<char*>(&oStruct));
-    return oStruct;
-}
-
-Bytes skip(Bytes a_lBytes, std::size_t a_iCount)
-{
-    return a_lBytes.subspan(std::min(a_iCount, a_lBytes.size()));
-}
 
 /// Tunnels have an address of another length, which is no MAC address.
 std::string formatMac(Bytes a_lAddress)
@@ -81,35 +62,24 @@ std::optional<LinkInfo> readLinkInfo(const std::string& a_sDevice)
     oRequest.m_oAttribute.rta_len = sizeof(oRequest.m_oAttribute) + sizeof(oRequest.m_aName);
     std::ranges::copy(a_sDevice, oRequest.m_aName.begin());
 
-    const UniqueFd oSocket(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
-    if (::send(oSocket.get(), &oRequest, sizeof(oRequest), 0) != sizeof(oRequest)) {
-        return std::nullopt;
-    }
-    // The kernel has answered when send returns.
-    std::array<char, c_iLongestAnswer> aAnswer;
-    const ssize_t iSize = ::recv(oSocket.get(), aAnswer.data(), aAnswer.size(), MSG_DONTWAIT);
-    return parseLinkInfo({aAnswer.data(), static_cast<std::size_t>(std::max<ssize_t>(iSize, 0))});
+    std::optional<LinkInfo> oLink;
+    askKernel({reinterpret_cast<const char*>(&oRequest), sizeof(oRequest)},
+              [&](Bytes a_lMessage) { oLink = parseLinkInfo(a_lMessage); });
+    return oLink;
 }
 
 std::optional<LinkInfo> parseLinkInfo(std::span<const char> a_lMessage)
 {
-    const auto oHead = startOf<nlmsghdr>(a_lMessage);
-    if (oHead.nlmsg_type != RTM_NEWLINK) {
+    if (startOf<nlmsghdr>(a_lMessage).nlmsg_type != RTM_NEWLINK) {
         return std::nullopt;
     }
+    const Bytes lContent = contentOf(a_lMessage);
+    const auto oHead = startOf<ifinfomsg>(lContent);
     LinkInfo oLink;
-    Bytes lRest =
-        skip(a_lMessage.first(std::min<std::size_t>(oHead.nlmsg_len, a_lMessage.size())), NLMSG_LENGTH(0));
-    oLink.m_bUp = (startOf<ifinfomsg>(lRest).ifi_flags & IFF_UP) != 0;
-    lRest = skip(lRest, NLMSG_ALIGN(sizeof(ifinfomsg)));
-    while (lRest.size() >= sizeof(rtattr)) {
-        const auto oAttribute = startOf<rtattr>(lRest);
-        if (oAttribute.rta_len < sizeof(rtattr) || oAttribute.rta_len > lRest.size()) {
-            break;
-        }
-        take(oLink, oAttribute.rta_type, skip(lRest.first(oAttribute.rta_len), RTA_LENGTH(0)));
-        lRest = skip(lRest, RTA_ALIGN(oAttribute.rta_len));
-    }
+    oLink.m_bUp = (oHead.ifi_flags & IFF_UP) != 0;
+    oLink.m_iIndex = oHead.ifi_index;
+    forEachAttribute(lContent, sizeof(oHead),
+                     [&](unsigned a_iType, Bytes a_lValue) { take(oLink, a_iType, a_lValue); });
     return oLink;
 }
 

@@ -28,6 +28,7 @@ struct LinkInfo
     std::string m_sHwAddr; // MAC address as "02:00:00:00:00:01", empty when it has none
     unsigned m_iMTU = 0;   // bytes
     LinkCounters m_oCounters;
+    int m_iIndex = 0; // the kernel's number of the device
 
     bool operator==(const LinkInfo&) const = default;
 };

@@ -1,79 +1,42 @@
 #include "zel/netdevice.h"
 
-#include "zel/ipaddresses.h"
-#include "zel/uniquefd.h"
-
 #include <algorithm>
-#include <arpa/inet.h>
-#include <array>
-#include <cstring>
-#include <net/if.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <utility>
 
 namespace zel::net {
 
 namespace {
 
-std::string askAddress(const UniqueFd& a_oSocket, const std::string& a_sDevice, unsigned long a_iQuestion)
+unsigned count(const std::vector<IPv6Address>& a_lAddresses, const std::string& a_sDevice,
+               EIPv6Scope a_eScope)
 {
-    ifreq oRequest{};
-    a_sDevice.copy(oRequest.ifr_name, IFNAMSIZ - 1);
-    if (::ioctl(a_oSocket.get(), a_iQuestion, &oRequest) != 0) {
-        return c_pNoAddress;
-    }
-    sockaddr_in oAddress{};
-    std::memcpy(&oAddress, &oRequest.ifr_addr, sizeof(oAddress));
-    std::array<char, INET_ADDRSTRLEN> aText{};
-    ::inet_ntop(AF_INET, &oAddress.sin_addr, aText.data(), aText.size());
-    return aText.data();
-}
-
-void readIPv4(NetDeviceState& a_oState, const std::string& a_sDevice)
-{
-    const UniqueFd oSocket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    a_oState.m_sAddr = askAddress(oSocket, a_sDevice, SIOCGIFADDR);
-    a_oState.m_sBroadAddr = askAddress(oSocket, a_sDevice, SIOCGIFBRDADDR);
-    a_oState.m_sNetmask = askAddress(oSocket, a_sDevice, SIOCGIFNETMASK);
-    a_oState.m_sDstAddr = askAddress(oSocket, a_sDevice, SIOCGIFDSTADDR);
-    if (a_oState.m_sDstAddr == a_oState.m_sAddr) {
-        a_oState.m_sDstAddr = c_pNoAddress; // how the kernel says that there is no peer
-    }
-}
-
-void readIPv6(NetDeviceState& a_oState, const std::string& a_sDevice)
-{
-    IPAddresses oAddresses;
-    oAddresses.refresh();
-    const auto count = [&](EIPv6Scope a_eScope) {
-        return static_cast<unsigned>(
-            std::ranges::count_if(oAddresses.getIPv6Addresses(), [&](const IPv6Address& a_oAddress) {
-                return a_oAddress.getName() == a_sDevice && a_oAddress.getScope() == a_eScope;
-            }));
-    };
-    a_oState.m_iIPv6LinkAddrs = count(EIPv6Scope::Link);
-    a_oState.m_iIPv6SiteAddrs = count(EIPv6Scope::Site);
-    a_oState.m_iIPv6GlobalAddrs = count(EIPv6Scope::Global);
+    return static_cast<unsigned>(std::ranges::count_if(a_lAddresses, [&](const IPv6Address& a_oAddress) {
+        return a_oAddress.getName() == a_sDevice && a_oAddress.getScope() == a_eScope;
+    }));
 }
 
 } // namespace
 
-NetDevice::NetDevice(std::string a_sName) : m_sName(std::move(a_sName))
+NetDevice::NetDevice(std::string a_sName, const AddressLists& a_oAddresses) : m_sName(std::move(a_sName))
 {
-    refresh();
+    refresh(a_oAddresses);
 }
 
-void NetDevice::refresh()
+void NetDevice::refresh(const AddressLists& a_oAddresses)
 {
     m_oState = {};
-    // Asked for the addresses of a device that is not there, the kernel would look for a module with its
-    // driver.
-    if (auto oLink = readLinkInfo(m_sName)) {
-        static_cast<LinkInfo&>(m_oState) = *std::move(oLink);
-        readIPv4(m_oState, m_sName);
-        readIPv6(m_oState, m_sName);
+    auto oLink = readLinkInfo(m_sName);
+    if (!oLink) {
+        return;
     }
+    static_cast<LinkInfo&>(m_oState) = *std::move(oLink);
+    const auto& mIPv4 = a_oAddresses.getIPv4();
+    if (const auto it = mIPv4.find(m_oState.m_iIndex); it != mIPv4.end()) {
+        static_cast<IPv4Address&>(m_oState) = it->second;
+    }
+    m_oState.m_iIPv6LinkAddrs = count(a_oAddresses.getIPv6(), m_sName, EIPv6Scope::Link);
+    m_oState.m_iIPv6SiteAddrs = count(a_oAddresses.getIPv6(), m_sName, EIPv6Scope::Site);
+    m_oState.m_iIPv6GlobalAddrs = count(a_oAddresses.getIPv6(), m_sName, EIPv6Scope::Global);
 }
 
 void NetDevice::refreshStatistics()

@@ -4,22 +4,16 @@
 // is down and has no addresses, which is no error. Nothing throws but std::bad_alloc.
 #pragma once
 
+#include "zel/ipaddresses.h"
 #include "zel/linkinfo.h"
 
 #include <string>
 
 namespace zel::net {
 
-inline constexpr const char* c_pNoAddress = "0.0.0.0";
-
-struct NetDeviceState : LinkInfo
+/// The addresses are those of the first of the device's IPv4 addresses.
+struct NetDeviceState : LinkInfo, IPv4Address
 {
-    // The first of the device's IPv4 addresses.
-    std::string m_sAddr = c_pNoAddress;
-    std::string m_sBroadAddr = c_pNoAddress;
-    std::string m_sDstAddr = c_pNoAddress; // the peer's, if there is one
-    std::string m_sNetmask = c_pNoAddress;
-
     // Numbers of IPv6 addresses by scope.
     unsigned m_iIPv6LinkAddrs = 0;
     unsigned m_iIPv6SiteAddrs = 0;
@@ -31,14 +25,14 @@ struct NetDeviceState : LinkInfo
 class NetDevice
 {
 public:
-    /// Asks the kernel at once.
-    explicit NetDevice(std::string a_sName);
+    /// Asks the kernel at once; see refresh.
+    explicit NetDevice(std::string a_sName, const AddressLists& a_oAddresses = AddressLists());
 
     const std::string& getName() const { return m_sName; }
     const NetDeviceState& getState() const { return m_oState; }
 
-    /// Asks for everything again.
-    void refresh();
+    /// Asks for everything again, but takes the addresses from the lists.
+    void refresh(const AddressLists& a_oAddresses = AddressLists());
     /// Asks for the counters again and leaves the rest.
     void refreshStatistics();
 

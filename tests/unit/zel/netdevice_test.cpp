@@ -47,6 +47,26 @@ TEST_F(NetDeviceTest, ShowsItsFirstAddress)
               "up" + sLink + "addr 198.51.100.1 mask 255.255.0.0 broad 0.0.0.0 peer 0.0.0.0" + c_sNoIPv6);
 }
 
+TEST_F(NetDeviceTest, SeesAnAddressWithALabelAndTakesNoSecondaryOneForTheFirst)
+{
+    addLan();
+    const auto address = [] { return NetDevice("lan").getState().m_sAddr; };
+    ip("address add 192.0.2.1/24 label lan:1 dev lan");
+    EXPECT_EQ(address(), "192.0.2.1");
+    ip("address add 192.0.2.2/24 dev lan"); // secondary, as it is in the network of the first
+    EXPECT_EQ(address(), "192.0.2.1");
+    ip("address add 127.0.0.1/8 dev lo");
+    EXPECT_EQ(NetDevice("lan:1").getState().m_sAddr, "0.0.0.0");
+    // More than the kernel tells in one part.
+    for (int i = 0; i < 3; ++i) {
+        const std::string sNetwork = "10." + std::to_string(i) + ".";
+        ip("-batch - <<END\n$(seq -f 'address add " + sNetwork + "%g.1/24 dev lo' 0 255)\nEND");
+    }
+    ip("link add last type bridge");
+    ip("address add 198.51.100.1/24 label last:x dev last");
+    EXPECT_EQ(NetDevice("last").getState().m_sAddr, "198.51.100.1");
+}
+
 TEST_F(NetDeviceTest, ShowsItsPeer)
 {
     ip("tuntap add ppp0 mode tun");
