@@ -140,7 +140,9 @@ bool IPRoute::read(Family& a_oFamily)
 {
     a_oFamily.m_lRoutes.clear();
     std::string sOutput;
+    std::size_t iSize = 0;
     const int iResult = m_oTool.run(a_oFamily.m_pCommand, [&](std::string_view a_sText) {
+        iSize += a_sText.size();
         sOutput.append(a_sText.substr(0, c_iLongestList - sOutput.size()));
     });
     a_oFamily.m_bChanged = a_oFamily.m_bChanged || iResult == c_iExecuteTimedOut;
@@ -150,7 +152,16 @@ bool IPRoute::read(Family& a_oFamily)
     }
     const auto oElements = parseRoutes(sOutput);
     if (!oElements) {
+        if (iSize > c_iLongestList && !std::exchange(a_oFamily.m_bTooLong, true)) {
+            ZEL_Sysloglevel_error(m_iModule, here(),
+                                  "%s stays empty: the list of routes has %zu bytes, of which %zu are read",
+                                  a_oFamily.m_sTable.data(), iSize, c_iLongestList);
+        }
         return false;
+    }
+    if (std::exchange(a_oFamily.m_bTooLong, false)) {
+        ZEL_Sysloglevel_info(m_iModule, here(), "%s has its routes again: the list has %zu bytes",
+                             a_oFamily.m_sTable.data(), iSize);
     }
     for (const auto& oElement : *oElements) {
         if (const auto* pUnexpected = std::get_if<UnexpectedJson>(&oElement)) {

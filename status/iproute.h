@@ -61,11 +61,12 @@ public:
 private:
     struct Family
     {
-        std::string_view m_sTable;
+        std::string_view m_sTable; // a literal
         const char* m_pCommand;
         const char* m_pInitError;
         std::vector<RouteEntry> m_lRoutes{};
         bool m_bChanged = false;
+        bool m_bTooLong = false; // which was logged
     };
 
     Family* find(const std::string& a_sTable);

@@ -53,18 +53,33 @@ TEST_F(IPRoute, AFailedReadEmptiesTheTableAndIsRepeatedAtEveryUpdate)
                   "error IPROUTE ZEL_Execute_Command failed with 3\n");
     }
     EXPECT_EQ(m_oIPv6.count(), "0");
-    // What cannot be read as a list is not even logged, nor is a list beyond the buffer.
     m_oIp.lists("-6", "Error: no list");
-    EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oIPv4.update(), NameList()); }), "");
-    const auto listOfSize = [](std::size_t a_iSize) {
-        const std::string sList = R"([{"dst":"default"}])";
-        return sList.substr(0, sList.size() - 1) + std::string(a_iSize - sList.size(), ' ') + "]";
-    };
-    m_oIp.lists("-6", listOfSize(10241));
-    EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oIPv4.update(), NameList()); }), "");
-    m_oIp.lists("-6", listOfSize(10240));
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oIPv4.update(), NameList()); }), "") << "this is not even logged";
+    m_oIp.lists("-6", R"([{"dst":"default"}])");
     EXPECT_EQ(m_oIPv4.update(), NameList{c_sIPv6});
     EXPECT_EQ(m_oIPv6.count(), "1");
+}
+
+TEST_F(IPRoute, AListBeyondTheBufferIsLoggedOnceAndOnceMoreWhenItIsOver)
+{
+    const auto logOfSize = [&](std::size_t a_iSize, const NameList& a_lChanged) {
+        const std::string sList = R"([{"dst":"default"}])";
+        m_oIp.lists("-6", sList.substr(0, sList.size() - 1) + std::string(a_iSize - sList.size(), ' ') + "]");
+        return logOf([&] { EXPECT_EQ(m_oIPv4.update(), a_lChanged); });
+    };
+    m_oRoutes.NewIPv6Route("", 0, "", "");
+    EXPECT_EQ(logOfSize(100, {c_sIPv6}), "");
+    m_oRoutes.NewIPv6Route("", 0, "", "");
+    EXPECT_EQ(logOfSize(20000, {}),
+              "error IPROUTE RouteIPv6 stays empty: the list of routes has 20000 bytes, "
+              "of which 10240 are read\n");
+    EXPECT_EQ(m_oIPv6.count(), "0");
+    EXPECT_EQ(logOfSize(10241, {}), "");
+    EXPECT_EQ(logOfSize(10240, {c_sIPv6}),
+              "info IPROUTE RouteIPv6 has its routes again: the list has 10240 bytes\n");
+    EXPECT_EQ(m_oIPv6.count(), "1");
+    m_oRoutes.NewIPv6Route("", 0, "", "");
+    EXPECT_NE(logOfSize(10241, {}), "") << "it is said anew";
 }
 
 TEST_F(IPRoute, AFailedFirstReadIsNotRepeatedWithoutASignal)
