@@ -39,10 +39,10 @@ void append(DBus::CallMessage& a_oCall, const std::string& a_sText)
 
 } // namespace
 
-BusConnection::BusConnection(WaitTime& a_oWaitTime, std::size_t a_iMostSignals, IsAwaited a_oIsAwaited)
+BusConnection::BusConnection(WaitTime& a_oWaitTime, Now a_oNow, IsAwaited a_oIsAwaited)
     : m_oWaitTime(a_oWaitTime),
       m_oDeadline(Clock::now() + WaitTime::c_oLongest),
-      m_iMostSignals(a_iMostSignals),
+      m_oNow(std::move(a_oNow)),
       m_oIsAwaited(std::move(a_oIsAwaited))
 {
     m_oFilter = new DBus::Callback<BusConnection, bool, const DBus::Message&>(this, &BusConnection::take);
@@ -75,7 +75,7 @@ bool BusConnection::take(const DBus::Message& a_oMessage)
     try {
         switch (a_oMessage.type()) {
         case DBUS_MESSAGE_TYPE_SIGNAL:
-            if (m_lSignals.size() < m_iMostSignals && m_oIsAwaited(a_oMessage)) {
+            if (m_oIsAwaited(a_oMessage)) {
                 m_lSignals.push_back(a_oMessage);
             }
             return true;
@@ -163,22 +163,21 @@ bool BusConnection::hasOwner(const std::string& a_sName)
     }
 }
 
-int BusConnection::sendMatch(const char* a_pMethod, const std::string& a_sInterface,
-                             const std::string& a_sPath)
+int BusConnection::sendMatch(const char* a_pMethod, const std::string& a_sRule)
 {
     DBus::CallMessage oCall = callOfBus(a_pMethod);
-    append(oCall, matchRuleFor(a_sInterface, a_sPath));
+    append(oCall, a_sRule);
     return send(oCall);
 }
 
-void BusConnection::addMatch(const std::string& a_sInterface, const std::string& a_sPath)
+void BusConnection::addMatch(const std::string& a_sRule)
 {
-    m_lUnconfirmed.insert(sendMatch("AddMatch", a_sInterface, a_sPath));
+    m_lUnconfirmed.insert(sendMatch("AddMatch", a_sRule));
 }
 
-void BusConnection::removeMatch(const std::string& a_sInterface, const std::string& a_sPath)
+void BusConnection::removeMatch(const std::string& a_sRule)
 {
-    sendMatch("RemoveMatch", a_sInterface, a_sPath);
+    sendMatch("RemoveMatch", a_sRule);
 }
 
 void BusConnection::confirmMatches(Clock::time_point a_oDeadline)

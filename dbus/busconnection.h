@@ -28,15 +28,17 @@ class BusConnection
 {
 public:
     using Clock = WaitTime::Clock;
+    using Now = std::function<Clock::time_point()>;
     using IsAwaited = std::function<bool(const DBus::Message& a_oSignal)>;
 
     /// Connects to the bus of the environment variable DBUS_SYSTEM_BUS_ADDRESS, or the system's own: all in
-    /// all within WaitTime::c_oLongest. Awaited signals are kept, up to the bound.
-    BusConnection(WaitTime& a_oWaitTime, std::size_t a_iMostSignals, IsAwaited a_oIsAwaited);
+    /// all within WaitTime::c_oLongest. Each signal that is awaited is kept. The clock is that of pauses.
+    BusConnection(WaitTime& a_oWaitTime, Now a_oNow, IsAwaited a_oIsAwaited);
     ~BusConnection() { close(); }
     BusConnection(const BusConnection&) = delete;
     BusConnection& operator=(const BusConnection&) = delete;
 
+    Clock::time_point now() const { return m_oNow(); }
     /// False once the bus has gone or this side has closed it.
     bool isOpen() const { return m_oConnection->connected(); }
     /// From here on nothing is sent or awaited any more.
@@ -49,9 +51,9 @@ public:
     /// closes.
     bool hasOwner(const std::string& a_sName);
 
-    /// Lets the signals of the interface at the path come, or come no more. Does not wait for the bus.
-    void addMatch(const std::string& a_sInterface, const std::string& a_sPath);
-    void removeMatch(const std::string& a_sInterface, const std::string& a_sPath);
+    /// Lets the signals that the rule selects come, or come no more. Does not wait for the bus.
+    void addMatch(const std::string& a_sRule);
+    void removeMatch(const std::string& a_sRule);
     /// Waits for the bus to confirm the matches added since the last time, if any, or to go.
     void confirmMatches(Clock::time_point a_oDeadline = Clock::now() + WaitTime::c_oLongest);
     /// When connecting must be over.
@@ -67,14 +69,14 @@ private:
     void takeReply(const DBus::Message& a_oReply);
     /// Returns the serial number, by which an answer is known. Checks the names.
     int send(DBus::CallMessage& a_oCall);
-    int sendMatch(const char* a_pMethod, const std::string& a_sInterface, const std::string& a_sPath);
+    int sendMatch(const char* a_pMethod, const std::string& a_sRule);
     DBus::Message exchange(DBus::CallMessage& a_oCall, Clock::time_point a_oDeadline);
     /// False when the condition does not hold by the deadline or the connection has gone.
     bool await(const std::function<bool()>& a_oCondition, Clock::time_point a_oDeadline);
 
     WaitTime& m_oWaitTime;
     const Clock::time_point m_oDeadline;
-    const std::size_t m_iMostSignals;
+    const Now m_oNow;
     const IsAwaited m_oIsAwaited;
     BusWatches m_oWatches; // the connection needs them to its end
     DBus::MessageSlot m_oFilter;

@@ -27,14 +27,52 @@ void BusObject::logFailedReceiver()
 void BusObject::bind(BusConnection& a_oConnection)
 {
     m_pRemote = m_oFactory(a_oConnection);
-    if (m_oOnBound) {
-        m_oOnBound();
-    }
+    m_iWaiting = 0;
+    m_bLost = false;
+    onMissed();
 }
 
 void BusObject::unbind()
 {
     m_pRemote.reset();
+}
+
+bool BusObject::expects(const DBus::Message& a_oSignal)
+{
+    if (!m_pRemote || !m_pRemote->isConcernedBy(a_oSignal)) {
+        return false;
+    }
+    const bool bRoom = m_iWaiting < c_iMostWaiting;
+    m_iWaiting += bRoom ? 1 : 0;
+    m_bLost = m_bLost || !bRoom;
+    return bRoom;
+}
+
+void BusObject::deliver(const DBus::Message& a_oSignal)
+{
+    if (m_pRemote && m_pRemote->isConcernedBy(a_oSignal)) {
+        m_iWaiting -= m_iWaiting > 0 ? 1 : 0; // it may have come for another object before this one was made
+        if (m_pRemote->deliver(a_oSignal)) {
+            onMissed();
+        }
+    }
+}
+
+bool BusObject::recover()
+{
+    if (!m_pRemote || !std::exchange(m_bLost, false)) {
+        return false;
+    }
+    m_pRemote->endPause();
+    onMissed();
+    return true;
+}
+
+void BusObject::onMissed() const
+{
+    if (m_oOnMissed) {
+        m_oOnMissed();
+    }
 }
 
 } // namespace zel

@@ -3,6 +3,7 @@
 // A member of the object's wrapper; the bus must outlive it. Main thread only.
 #pragma once
 
+#include "dbus/binding.h"
 #include "dbus/systembus.h"
 
 #include <functional>
@@ -19,6 +20,10 @@ class BusObject
 public:
     using Factory = std::function<std::unique_ptr<RemoteObject>(BusConnection&)>;
 
+    /// Signals of one object that may wait; what comes beyond that is lost, and other objects lose nothing by
+    /// it.
+    static constexpr unsigned c_iMostWaiting = 8192;
+
     /// Makes the remote object with each new connection, at once when there is one.
     BusObject(SystemBus& a_oBus, Factory a_oFactory);
     ~BusObject();
@@ -30,8 +35,9 @@ public:
     /// See SystemBus.
     bool mayWait() const { return m_oBus.mayWait(); }
 
-    /// Called with each new connection from now on: signals may have been missed before it.
-    void setOnBound(std::function<void()> a_oOnBound) { m_oOnBound = std::move(a_oOnBound); }
+    /// Called from now on when signals may have been missed: with each new connection, when the service gets
+    /// an owner, and when more signals came than may wait.
+    void setOnMissed(std::function<void()> a_oOnMissed) { m_oOnMissed = std::move(a_oOnMissed); }
 
     /// Inside a catch block: logs that a receiver of a signal failed.
     static void logFailedReceiver();
@@ -41,11 +47,20 @@ private:
 
     void bind(BusConnection& a_oConnection);
     void unbind();
+    /// True when the signal is for this object and is to be kept for it.
+    bool expects(const DBus::Message& a_oSignal);
+    /// Tells the remote object of a signal that is for it.
+    void deliver(const DBus::Message& a_oSignal);
+    /// Makes up for signals that were lost. True when there were any.
+    bool recover();
+    void onMissed() const;
 
     SystemBus& m_oBus;
     const Factory m_oFactory;
-    std::function<void()> m_oOnBound;
+    std::function<void()> m_oOnMissed;
     std::unique_ptr<RemoteObject> m_pRemote;
+    unsigned m_iWaiting = 0; // signals
+    bool m_bLost = false;
 };
 
 } // namespace zel

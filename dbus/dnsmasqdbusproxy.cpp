@@ -42,7 +42,7 @@ private:
 
 DnsMasqDBusProxy::DnsMasqDBusProxy(SystemBus& a_oBus) : SignalProxy(a_oBus, makerOf<Remote>(*this)) {}
 
-std::optional<std::string> DnsMasqDBusProxy::DumpCache(bool& a_bDone)
+CallResult DnsMasqDBusProxy::DumpCache(bool& a_bDone)
 {
     return callRemote<Remote>(getRemote(), a_bDone, &Remote::DumpCache);
 }

@@ -1,11 +1,9 @@
 // Tells receivers of the dnsmasq' signals of uk.org.thekelleys.dnsmasq. Main thread only.
 #pragma once
 
+#include "dbus/callresult.h"
 #include "dbus/idbusdnsmasq.h"
 #include "dbus/signalproxy.h"
-
-#include <optional>
-#include <string>
 
 namespace zel {
 
@@ -14,9 +12,8 @@ class DnsMasqDBusProxy : public SignalProxy<IDBusDnsMasq>
 public:
     explicit DnsMasqDBusProxy(SystemBus& a_oBus);
 
-    /// Makes the forwarder write its cache; waits up to WaitTime::c_oLongest. Nothing on success,
-    /// else the error's text.
-    std::optional<std::string> DumpCache(bool& a_bDone);
+    /// Makes the forwarder write its cache; waits up to WaitTime::c_oLongest.
+    CallResult DumpCache(bool& a_bDone);
 
 private:
     class Remote;

@@ -26,8 +26,7 @@ InterfaceStatusDBusProxy::InterfaceStatusDBusProxy(SystemBus& a_oBus)
 {
 }
 
-std::optional<std::string> InterfaceStatusDBusProxy::GetLinkStatusForDevice(const std::string& a_sDevice,
-                                                                            bool& a_bLinkUp)
+CallResult InterfaceStatusDBusProxy::GetLinkStatusForDevice(const std::string& a_sDevice, bool& a_bLinkUp)
 {
     return callRemote<Remote>(getRemote(), a_bLinkUp, &Remote::GetLinkStatusForDevice, a_sDevice);
 }

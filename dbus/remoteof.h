@@ -7,7 +7,6 @@
 #include "dbus/sendable.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace zel {
@@ -37,15 +36,16 @@ BusObject::Factory makerOf(Wrapper& a_oWrapper)
     };
 }
 
-/// Calls a method of the remote object, up to WaitTime::c_oLongest. Nothing on success; else the error's
-/// text, also when an argument cannot be sent.
+/// Calls a method of the remote object, up to WaitTime::c_oLongest.
 template<class Remote, class Proxy, class Result, class... Parameters, class... Arguments>
-std::optional<std::string> callRemote(RemoteObject* a_pObject, Result& a_oResult,
-                                      Result (Proxy::*a_pMethod)(Parameters...),
-                                      const Arguments&... a_oArguments)
+CallResult callRemote(RemoteObject* a_pObject, Result& a_oResult, Result (Proxy::*a_pMethod)(Parameters...),
+                      const Arguments&... a_oArguments)
 {
     auto* pRemote = static_cast<Remote*>(a_pObject);
-    return pRemote == nullptr ? "there is no system bus" : pRemote->call([&] {
+    if (pRemote == nullptr) {
+        return {CallResult::EState::Unreachable, false, "there is no system bus"};
+    }
+    return pRemote->call([&] {
         (checkArgument(a_oArguments), ...);
         a_oResult = (pRemote->*a_pMethod)(a_oArguments...);
     });

@@ -2,16 +2,22 @@
 // ends the process; the texts of tables, files and devices are nobody's fault.
 //
 // Every argument of a call passes checkArgument (callRemote), every message checkNames (BusConnection).
-// What fails throws std::runtime_error and is not sent.
+// What fails throws CannotBeSent and is not sent.
 #pragma once
 
 #include "dbus/binding.h"
 
 #include <cstddef>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 
 namespace zel {
+
+struct CannotBeSent : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
 
 /// Longest text that is sent: far more than any name of a device, far less than the bus admits.
 constexpr std::size_t c_iMostSentBytes = 64 * 1024;
@@ -29,5 +35,7 @@ void checkNames(const DBus::CallMessage& a_oCall);
 /// The rule that selects the signals of the interface at the path. Both are checked: neither can hold a
 /// quote.
 std::string matchRuleFor(const std::string& a_sInterface, const std::string& a_sPath);
+/// The rule that selects what the bus says about the owner of the name.
+std::string ownerRuleFor(const std::string& a_sName);
 
 } // namespace zel

@@ -5,6 +5,7 @@
 
 #include "dbus/busobject.h"
 
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -18,8 +19,8 @@ public:
     /// as signals come.
     void registerPlugin(Receiver* a_pReceiver) { m_lReceivers.push_back(a_pReceiver); }
 
-    /// Called with each new connection from now on: signals may have been missed before it.
-    void setOnBound(std::function<void()> a_oOnBound) { m_oObject.setOnBound(std::move(a_oOnBound)); }
+    /// See BusObject.
+    void setOnMissed(std::function<void()> a_oOnMissed) { m_oObject.setOnMissed(std::move(a_oOnMissed)); }
 
     /// False when calls fail until the next update, because this one has waited for the bus long enough.
     bool mayWait() const { return m_oObject.mayWait(); }

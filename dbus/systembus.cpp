@@ -59,12 +59,12 @@ void SystemBus::fail(const char* a_pError)
 void SystemBus::connect()
 {
     const auto isAwaited = [this](const DBus::Message& a_oSignal) {
-        return std::ranges::any_of(m_lObjects, [&](const BusObject* a_pObject) {
-            return a_pObject->get() != nullptr && a_pObject->get()->isSender(a_oSignal);
-        });
+        // Each one is asked, as each keeps count of its own.
+        return std::ranges::count_if(m_lObjects,
+                                     [&](BusObject* a_pObject) { return a_pObject->expects(a_oSignal); }) > 0;
     };
     const bool bConnected = attempt([&] {
-        m_pConnection = std::make_unique<BusConnection>(m_oWaitTime, c_iMostQueued, isAwaited);
+        m_pConnection = std::make_unique<BusConnection>(m_oWaitTime, m_oNow, isAwaited);
         for (BusObject* pObject : m_lObjects) {
             pObject->bind(*m_pConnection);
         }
@@ -118,12 +118,28 @@ void SystemBus::iterate()
     for (unsigned i = 0; i < c_iMostMessages && !lSignals.empty(); ++i) {
         const DBus::Message oSignal = lSignals.front();
         lSignals.pop_front();
-        for (const BusObject* pObject : m_lObjects) {
-            if (pObject->get() != nullptr && pObject->get()->isSender(oSignal)) {
-                pObject->get()->deliver(oSignal);
-            }
+        for (BusObject* pObject : m_lObjects) {
+            pObject->deliver(oSignal);
         }
     }
+    recover();
+}
+
+void SystemBus::recover()
+{
+    std::set<std::string> lFlooded;
+    for (BusObject* pObject : m_lObjects) {
+        if (pObject->recover()) {
+            lFlooded.insert(pObject->get()->getService());
+        }
+    }
+    for (const auto& sService : lFlooded) {
+        if (!m_lFlooded.contains(sService)) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "Signals of %s are lost, more than %u were waiting",
+                                  sService.c_str(), BusObject::c_iMostWaiting);
+        }
+    }
+    m_lFlooded = std::move(lFlooded);
 }
 
 } // namespace zel

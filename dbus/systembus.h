@@ -12,6 +12,8 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <set>
+#include <string>
 
 namespace zel {
 
@@ -25,8 +27,6 @@ public:
 
     /// Signals that one iteration delivers at most; what is left of a flood waits for the next one.
     static constexpr unsigned c_iMostMessages = 2048;
-    /// Signals that may wait; what comes beyond that is lost.
-    static constexpr unsigned c_iMostQueued = 16384;
     /// From the end of a try to connect to the next one.
     static constexpr std::chrono::seconds c_oReconnectWait{5};
 
@@ -56,6 +56,7 @@ private:
     void fail(const char* a_pError);
     void connect();
     void disconnect();
+    void recover();
 
     const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;
@@ -64,6 +65,7 @@ private:
     std::unique_ptr<BusConnection> m_pConnection;
     Clock::time_point m_oNextTry;
     bool m_bLossLogged = false;
+    std::set<std::string> m_lFlooded; // services, some of whose signals were lost in the last iteration
     bool m_bClosed = false;
 };
 

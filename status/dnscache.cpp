@@ -89,10 +89,16 @@ bool DnsCache::refresh()
         return true;
     }
     bool bDone = false; // whatever the forwarder says: the files are what counts
-    if (const auto oError = m_oDnsMasq.DumpCache(bDone)) {
-        ZEL_Sysloglevel_error(m_iModule, here(), "Could not dump cache: %s", oError->c_str());
+    const auto oResult = m_oDnsMasq.DumpCache(bDone);
+    const bool bLate = oResult.m_eState == CallResult::EState::Late;
+    if (!oResult.isDone()) {
+        if (!bLate || oResult.m_bAsked) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "Could not dump cache: %s", oResult.m_sError.c_str());
+        }
         m_oRetry.restart();
-        return true;
+        if (!bLate) {
+            return true;
+        }
     }
     m_lRows.clear();
     const auto oNames = findFiles(m_sDirectory);
@@ -112,7 +118,9 @@ bool DnsCache::refresh()
             break;
         }
     }
-    m_oInterval.restart();
+    if (!bLate) {
+        m_oInterval.restart(); // else the dump may come to its end at any moment
+    }
     return true;
 }
 

@@ -2,8 +2,9 @@
 //
 // Owned by the status host, which owns the wrapper of dnsmasq as well. Main thread only. A count or a read
 // has the forwarder write its cache files and reads them, once in a client's transaction and at most every
-// five seconds. While the forwarder cannot be asked, the entries stay. Anyone may write into /tmp: the files
-// are bounded, and none is a link.
+// five seconds. While the forwarder cannot be asked, the entries stay. When it does not answer in time, it
+// may dump all the same, so that the files are read. Anyone may write into /tmp: the files are bounded, and
+// none is a link.
 #pragma once
 
 #include "status/frozentable.h"

@@ -68,6 +68,9 @@ Interfaces::Interfaces(systema::ConfigPluginBase& a_oConfig, systema::IConfigPub
     a_oInterfaceStatus.registerPlugin(this);
     a_oIPv4.registerPlugin(this);
     a_oIPv6.registerPlugin(this);
+    a_oInterfaceStatus.setOnMissed([this] { onMissed(); });
+    a_oIPv4.setOnMissed([this] { onMissed(); });
+    a_oIPv6.setOnMissed([this] { onMissed(); });
 }
 
 Interfaces::~Interfaces()
@@ -78,13 +81,15 @@ Interfaces::~Interfaces()
 void Interfaces::init()
 {
     m_lRows.clear();
+    const net::AddressLists oAddresses;
     ValueList lRow;
     while (m_lRows.size() < c_iMostDevices &&
            m_oConfig.selectRow(lRow, this, c_pConfigTable, static_cast<unsigned>(m_lRows.size()), {"Name"}) ==
                EResultCode::Success &&
            lRow.hasValue("Name")) {
-        m_lRows.emplace_back(lRow.getValue("Name").getText(), static_cast<unsigned>(m_lRows.size() + 1),
-                             [this](auto& a_sDevice, auto& a_sError) { logErr(a_sDevice, a_sError); });
+        m_lRows.emplace_back(
+            lRow.getValue("Name").getText(), static_cast<unsigned>(m_lRows.size() + 1),
+            [this](auto& a_sDevice, auto& a_oResult) { onLinkAsked(a_sDevice, a_oResult); }, oAddresses);
         lRow.clear();
     }
     if (!m_bSubscribed) {
@@ -109,8 +114,14 @@ EResultCode Interfaces::getRowByKey(const std::string&, ValueList& a_row, const 
 
 void Interfaces::update(NameList& a_changedTables)
 {
-    for (auto& oDevice : m_lRows) {
-        oDevice.refresh(m_oInterfaceStatus, a_changedTables);
+    const net::AddressLists oAddresses;
+    // A device whose question is never answered must not keep the others from theirs.
+    const std::size_t iFirst = m_iFirstAsked;
+    for (std::size_t i = 0; i < m_lRows.size(); ++i) {
+        const std::size_t iRow = (iFirst + i) % m_lRows.size();
+        if (!m_lRows[iRow].refresh(m_oInterfaceStatus, oAddresses, a_changedTables)) {
+            m_iFirstAsked = iRow + 1;
+        }
     }
     logFailures();
 }
@@ -124,13 +135,6 @@ void Interfaces::notify(const NameList&)
 void Interfaces::StatusChange(const std::string& a_sDevice, bool)
 {
     onChanged(a_sDevice);
-}
-
-void Interfaces::setChanged()
-{
-    for (NetDeviceCheck& oDevice : m_lRows) {
-        oDevice.setChanged();
-    }
 }
 
 void Interfaces::LinkStatusChange(const std::string& a_sDevice, bool)
@@ -175,6 +179,13 @@ void Interfaces::onChanged(const std::string& a_sDevice)
     }
 }
 
+void Interfaces::onMissed()
+{
+    for (NetDeviceCheck& oDevice : m_lRows) {
+        oDevice.setChanged();
+    }
+}
+
 void Interfaces::logIPv6Address(const std::string& a_sDevice, const std::string& a_sAddress)
 {
     ValueList lRow;
@@ -186,16 +197,24 @@ void Interfaces::logIPv6Address(const std::string& a_sDevice, const std::string&
     }
 }
 
-void Interfaces::logErr(const std::string& a_sDevice, const std::string& a_sError)
+void Interfaces::onLinkAsked(const std::string& a_sDevice, const CallResult& a_oResult)
 {
-    std::string& sDevices = m_mFailures[a_sError];
+    if (a_oResult.isDone()) {
+        m_sLoggedFailure.clear();
+        return;
+    }
+    std::string& sDevices = m_mFailures[a_oResult.m_sError];
     sDevices += (sDevices.empty() ? "" : ", ") + a_sDevice;
 }
 
-/// One line for all devices: as a rule it is the service that fails, at each boot before it is there.
+/// As a rule it is the service that fails, for all devices, at each boot before it is there. One line says
+/// so.
 void Interfaces::logFailures()
 {
     for (const auto& [sError, sDevices] : std::exchange(m_mFailures, {})) {
+        if (sError == std::exchange(m_sLoggedFailure, sError)) {
+            continue;
+        }
         ZEL_Sysloglevel_error(m_iModule, here(), "GetLinkStatusForDevice() failed for %s: %s",
                               sDevices.c_str(), sError.c_str());
     }

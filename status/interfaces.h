@@ -1,7 +1,8 @@
 // The table "StatusNetifWatch": addresses, counters and state of each device named in "StatusNetifConfig".
 //
 // Owned by the status host. Main thread only. A signal about a device marks it, and the next update asks for
-// it again; a change of "StatusNetifConfig" starts all devices afresh.
+// it again; all are marked when signals may have been missed. A link that the service has not told is asked
+// for at each update, which the wrapper bounds. A change of "StatusNetifConfig" starts all devices afresh.
 #pragma once
 
 #include "dbus/idbusinterfacestatus.h"
@@ -12,6 +13,7 @@
 #include "systema/configpluginbase.h"
 #include "systema/configpublisher.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -43,9 +45,7 @@ public:
     systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
                                      const std::string& a_keyColumn, const std::string& a_keyValue,
                                      const systema::NameList& a_columns) override;
-    /// Marks every device.
-    void setChanged();
-    /// Asks for the marked devices again.
+    /// Asks for the marked devices again, and for the links that are not known.
     void update(systema::NameList& a_changedTables) override;
 
     void notify(const systema::NameList& a_changedTables) override;
@@ -64,8 +64,9 @@ private:
     systema::EResultCode fill(systema::ValueList& a_row, NetDeviceCheck& a_oRow,
                               const systema::NameList& a_columns) override;
     void onChanged(const std::string& a_sDevice);
+    void onMissed();
     void logIPv6Address(const std::string& a_sDevice, const std::string& a_sAddress);
-    void logErr(const std::string& a_sDevice, const std::string& a_sError);
+    void onLinkAsked(const std::string& a_sDevice, const CallResult& a_oResult);
     void logFailures();
 
     systema::ConfigPluginBase& m_oConfig;
@@ -75,6 +76,9 @@ private:
     const int m_iIPv6Module;
     bool m_bSubscribed = false;
     std::map<std::string, std::string> m_mFailures; // of this update: the devices of an error
+    std::string m_sLoggedFailure;                   // the last one logged, empty once a question was answered
+    // By the next update: the row after the one whose link was asked for in vain.
+    std::size_t m_iFirstAsked = 0;
 };
 
 } // namespace zel

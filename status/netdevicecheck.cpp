@@ -20,27 +20,32 @@ unsigned uptime()
 
 } // namespace
 
-NetDeviceCheck::NetDeviceCheck(std::string a_sName, unsigned a_iId, ErrorLogger a_oLogError)
-    : NetDevice(std::move(a_sName)),
+NetDeviceCheck::NetDeviceCheck(std::string a_sName, unsigned a_iId, LinkObserver a_oOnAsked,
+                               const net::AddressLists& a_oAddresses)
+    : NetDevice(std::move(a_sName), a_oAddresses),
       m_iId(a_iId),
-      m_oLogError(std::move(a_oLogError))
+      m_oOnAsked(std::move(a_oOnAsked))
 {
     takeSnapshot();
 }
 
-void NetDeviceCheck::refresh(InterfaceStatusDBusProxy& a_oInterfaceStatus,
-                             systema::NameList& a_lChangedTables)
+bool NetDeviceCheck::refresh(InterfaceStatusDBusProxy& a_oInterfaceStatus,
+                             const net::AddressLists& a_oAddresses, systema::NameList& a_lChangedTables)
 {
-    if (!m_bChanged || !a_oInterfaceStatus.mayWait()) { // the next update asks
-        return;
+    if ((!m_bChanged && m_eLink == ELink::Known) || !a_oInterfaceStatus.mayWait()) { // the next update asks
+        return true;
     }
-    m_bLinkUp = askLinkState(a_oInterfaceStatus);
-    NetDevice::refresh();
-    takeSnapshot();
-    if (!a_lChangedTables.hasName(c_pTable)) {
+    const bool bWasLinkUp = m_bLinkUp;
+    const bool bAnswered = askLinkState(a_oInterfaceStatus);
+    if (m_bChanged) {
+        NetDevice::refresh(a_oAddresses);
+        takeSnapshot();
+    }
+    if ((m_bChanged || m_bLinkUp != bWasLinkUp) && !a_lChangedTables.hasName(c_pTable)) {
         a_lChangedTables.add(c_pTable);
     }
     m_bChanged = false;
+    return bAnswered;
 }
 
 void NetDeviceCheck::refreshPacketStats()
@@ -70,14 +75,19 @@ void NetDeviceCheck::takeSnapshot()
     }
 }
 
-bool NetDeviceCheck::askLinkState(InterfaceStatusDBusProxy& a_oInterfaceStatus) const
+/// False when the service was asked and has not answered.
+bool NetDeviceCheck::askLinkState(InterfaceStatusDBusProxy& a_oInterfaceStatus)
 {
     bool bLinkUp = false;
-    if (const auto oError = a_oInterfaceStatus.GetLinkStatusForDevice(getName(), bLinkUp)) {
-        m_oLogError(getName(), *oError);
-        return false;
+    const auto oResult = a_oInterfaceStatus.GetLinkStatusForDevice(getName(), bLinkUp);
+    if (!oResult.isAnswered() && !oResult.m_bAsked) {
+        m_eLink = m_eLink == ELink::Known ? ELink::NotAsked : m_eLink;
+        return true;
     }
-    return bLinkUp;
+    m_oOnAsked(getName(), oResult);
+    m_bLinkUp = oResult.isDone() && bLinkUp;
+    m_eLink = oResult.isAnswered() ? ELink::Known : ELink::NotAnswered;
+    return oResult.isAnswered();
 }
 
 } // namespace zel

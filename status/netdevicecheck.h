@@ -3,6 +3,7 @@
 // Owned by zel::Interfaces. Main thread only. The packet counters alone are asked for again at every read.
 #pragma once
 
+#include "dbus/callresult.h"
 #include "systema/lists.h"
 #include "zel/netdevice.h"
 
@@ -16,18 +17,22 @@ class InterfaceStatusDBusProxy;
 class NetDeviceCheck : public net::NetDevice
 {
 public:
-    using ErrorLogger = std::function<void(const std::string& a_sDevice, const std::string& a_sError)>;
+    /// Gets what became of each question for a link.
+    using LinkObserver = std::function<void(const std::string& a_sDevice, const CallResult& a_oResult)>;
 
     static constexpr const char* c_pTable = "StatusNetifWatch";
 
-    /// Marked as changed; its link counts as down until the first refresh.
-    NetDeviceCheck(std::string a_sName, unsigned a_iId, ErrorLogger a_oLogError);
+    /// Marked as changed; its link counts as down until the service has answered.
+    NetDeviceCheck(std::string a_sName, unsigned a_iId, LinkObserver a_oOnAsked,
+                   const net::AddressLists& a_oAddresses);
 
     void setChanged() { m_bChanged = true; }
-    /// Does nothing to a device that is not marked as changed. Else asks the service once for the link and
-    /// the kernel for the rest, adds the table to the changed ones, whether anything differs or not, and
-    /// takes the mark away.
-    void refresh(InterfaceStatusDBusProxy& a_oInterfaceStatus, systema::NameList& a_lChangedTables);
+    /// Asks for a device that is marked as changed the service once for the link and the kernel for the rest,
+    /// adds the table to the changed ones, whether anything differs or not, and takes the mark away. While
+    /// the service has not answered, each call asks for the link again, and adds the table when it is another
+    /// one. False when the service was asked and has not answered.
+    bool refresh(InterfaceStatusDBusProxy& a_oInterfaceStatus, const net::AddressLists& a_oAddresses,
+                 systema::NameList& a_lChangedTables);
     /// Asks for the counters; those of a device that is down are 0.
     void refreshPacketStats();
 
@@ -40,13 +45,21 @@ public:
     unsigned getOnlineTime() const;
 
 private:
+    enum class ELink
+    {
+        Known,
+        NotAsked,   // since it may have changed
+        NotAnswered
+    };
+
     void takeSnapshot();
-    bool askLinkState(InterfaceStatusDBusProxy& a_oInterfaceStatus) const;
+    bool askLinkState(InterfaceStatusDBusProxy& a_oInterfaceStatus);
 
     unsigned m_iId;
-    ErrorLogger m_oLogError;
+    LinkObserver m_oOnAsked;
     net::NetDeviceState m_oSnapshot;
-    bool m_bLinkUp = false;
+    bool m_bLinkUp = false; // while it is not known: what it was, but down once the service was asked in vain
+    ELink m_eLink = ELink::NotAsked;
     unsigned m_iUpSince = 0; // the system's uptime in seconds, 0 while down
     bool m_bChanged = true;
 };

@@ -65,10 +65,7 @@ StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, Sys
     // The order is that of the fan-out. A comment in between names what a board may add there.
     auto& oDispatcher = systema::ConfigDispatcher::instance();
     add(std::make_unique<DslStatus>());
-    auto pInterfaces =
-        std::make_unique<Interfaces>(oDispatcher, oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6);
-    m_oInterfaceStatus.setOnBound([&oInterfaces = *pInterfaces] { oInterfaces.setChanged(); });
-    add(std::move(pInterfaces));
+    add(std::make_unique<Interfaces>(oDispatcher, oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6));
     add(std::make_unique<InterfaceCounter>(oDispatcher, m_oInterfaceStatus, m_oIPv4, m_oIPv6));
     // LAN clients and neighbours, from m_oNeighbour; the shutdown event saves their changes
     add(std::make_unique<IPv6Addresses>());
@@ -92,7 +89,8 @@ StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, Sys
     auto pRoutes = std::make_unique<IPRoute>();
     m_oIPv4Route.registerPlugin(pRoutes.get());
     m_oIPv6Route.registerPlugin(pRoutes.get());
-    m_oIPv6Route.setOnBound([&oRoutes = *pRoutes] { oRoutes.setChanged(); });
+    m_oIPv4Route.setOnMissed([&oRoutes = *pRoutes] { oRoutes.setChanged(); });
+    m_oIPv6Route.setOnMissed([&oRoutes = *pRoutes] { oRoutes.setChanged(); });
     add(std::move(pRoutes));
 }
 

@@ -167,6 +167,33 @@ TEST_F(Status, ADeviceNameThatNoBusTakesHarmsNeitherTheDaemonNorOtherDevices)
     }
 }
 
+TEST_F(Status, WhatWasThereBeforeTheServicesIsShownOnceTheyCome)
+{
+    services().signal(SIGKILL);
+    startDaemon();
+    const auto oFailures = [this] {
+        const std::string sLog = daemon().errors();
+        int iFailures = 0;
+        for (std::size_t i = 0; (i = sLog.find("GetLinkStatusForDevice() failed", i)) != std::string::npos;
+             ++i) {
+            ++iFailures;
+        }
+        return iFailures;
+    };
+    EXPECT_TRUE(eventually([&] { return oFailures() > 0; }));
+    ip("address add 192.0.2.1/24 dev eth0 label eth0:1");
+    ip("link set eth0 up");
+    ip("route add 198.51.100.0/24 via 192.0.2.9");
+    ip("route add 2001:db8:1::/48 dev eth0");
+    tell("link eth0 up"); // nobody sends a signal
+    serve({"--stay"});
+    await("1", [&] { return watched("eth0", "IsLinkUp"); });
+    EXPECT_EQ("192.0.2.1", watched("eth0", "Addr"));
+    await("192.0.2.9", [&] { return at("RouteIPv4", "Destination", "198.51.100.0/24", "Gateway"); });
+    await("eth0", [&] { return at("RouteIPv6", "Destination", "2001:db8:1::/48", "Interface"); });
+    EXPECT_EQ(1, oFailures());
+}
+
 TEST_F(Status, StartsWithoutABus)
 {
     m_oBus.stop();

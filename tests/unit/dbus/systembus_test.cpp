@@ -20,6 +20,7 @@
 #include <thread>
 
 using namespace std::chrono_literals;
+using testing::AnyOf;
 using testing::HasSubstr;
 using Clock = std::chrono::steady_clock;
 using Signals = std::vector<std::string>;
@@ -72,10 +73,12 @@ protected:
         }
         EXPECT_EQ(iDelivered, a_iSignals);
     }
+    /// The error's text, if there is one.
     std::optional<std::string> call(const std::string& a_sDevice = "eth0")
     {
         bool bUp = false;
-        return m_oInterfaceStatus.GetLinkStatusForDevice(a_sDevice, bUp);
+        const auto oResult = m_oInterfaceStatus.GetLinkStatusForDevice(a_sDevice, bUp);
+        return oResult.isDone() ? std::nullopt : std::optional(oResult.m_sError);
     }
 
     tests::ProcessBus m_oDaemon;
@@ -211,6 +214,38 @@ TEST_F(SystemBus, WhatABlockingCallHasReadIsDeliveredInPartsToo)
     expectInParts(5000);
 }
 
+TEST_F(SystemBus, AFloodOfOneServiceCostsNoOtherASignal)
+{
+    int iMissed = 0;
+    m_oInterfaceStatus.setOnMissed([&iMissed] { ++iMissed; });
+    const auto flood = [this](const char* a_pSignal, const Words& a_lWords) {
+        for (unsigned i = 0; i < 20000; ++i) {
+            m_oService->emit(a_pSignal, a_lWords);
+        }
+        m_oService->emit("LinkStatusChange", {"eth0", "true"});
+        m_oService->finish();
+        // Each call reads what has come before its answer.
+        bool bDone = false;
+        call();
+        m_oDnsMasq.DumpCache(bDone);
+        for (int i = 0; i < 20; ++i) {
+            m_oBus.iterate();
+        }
+    };
+    const auto lost = [](const std::string& a_sService) {
+        return "error SystemBus Signals of com.kestrane.network." + a_sService +
+               " are lost, more than 8192 were waiting\n";
+    };
+    const Words lNeighbour{"192.0.2.7", "eth0", "mac", "1"};
+    // A slow machine may deliver as fast as it reads.
+    EXPECT_THAT(logOf([&] { flood("NewIPv4Neighbour", lNeighbour); }), AnyOf("", lost("IPv4Neighbour")));
+    EXPECT_EQ(m_lSignals, (Signals{"1: LinkStatusChange eth0 1", "2: LinkStatusChange eth0 1"}));
+    EXPECT_EQ(iMissed, 0);
+    const std::string sLog = logOf([&] { flood("StatusChange", {"eth0", "true"}); });
+    EXPECT_THAT(sLog, AnyOf("", lost("InterfaceStatus")));
+    EXPECT_EQ(iMissed > 0, !sLog.empty()) << "its receivers must know";
+}
+
 TEST_F(SystemBus, CloseDoesNotWaitForABusThatHangs)
 {
     m_oDaemon->signal(SIGSTOP);
@@ -238,7 +273,7 @@ TEST_F(SystemBus, ConnectsAgainWhenTheBusIsBack)
     m_oService.emplace(m_oDaemon->address());
     m_oNow += zel::SystemBus::c_oReconnectWait;
     int iBound = 0;
-    m_oInterfaceStatus.setOnBound([&iBound] { ++iBound; });
+    m_oInterfaceStatus.setOnMissed([&iBound] { ++iBound; });
     EXPECT_EQ(logOf([&] { m_oBus.iterate(); }), "info SystemBus Connected to the system bus\n");
     EXPECT_EQ(iBound, 1) << "signals may have been missed";
     m_oService->emit("StatusChange", {"eth0", "true"});
@@ -260,14 +295,21 @@ TEST_F(SystemBus, LossNoticedByACallIsMendedByTheNextIteration)
     EXPECT_EQ(deliver().size(), 2U);
 }
 
-TEST_F(SystemBus, AskedServiceAnswers)
+TEST_F(SystemBus, AServiceThatComesLateIsAskedAtOnceAndItsReceiversCatchUp)
 {
+    int iMissed = 0;
+    m_oInterfaceStatus.setOnMissed([&iMissed] { ++iMissed; });
     EXPECT_THAT(call(), testing::Optional(HasSubstr(zel::netsim::c_pInterfaceStatus)))
         << "nobody has the name";
+    ASSERT_TRUE(m_oService->own(c_pNeighbour));
+    deliver();
+    EXPECT_EQ(iMissed, 0);
     ASSERT_TRUE(m_oService->own(zel::netsim::c_pInterfaceStatus));
+    deliver();
+    EXPECT_EQ(iMissed, 1);
     std::thread oService([this] { m_oService->answer(); });
     bool bUp = false;
-    EXPECT_EQ(m_oInterfaceStatus.GetLinkStatusForDevice("eth0", bUp), std::nullopt);
+    EXPECT_TRUE(m_oInterfaceStatus.GetLinkStatusForDevice("eth0", bUp).isDone());
     EXPECT_TRUE(bUp);
     oService.join();
 }
@@ -304,7 +346,7 @@ TEST_F(SystemBus, ServicesThatNeverAnswerCostATickHalfASecond)
     const auto oStart = Clock::now();
     for (auto& oOther : lOthers) {
         bool bUp = false;
-        EXPECT_TRUE(oOther.GetLinkStatusForDevice("eth0", bUp));
+        EXPECT_FALSE(oOther.GetLinkStatusForDevice("eth0", bUp).isDone());
     }
     EXPECT_LT(Clock::now() - oStart, 1s);
     EXPECT_FALSE(m_oBus.mayWait());

@@ -93,6 +93,17 @@ TEST_F(DnsCache, EntriesStayWhileTheForwarderCannotBeAsked)
     }
 }
 
+TEST_F(DnsCache, AForwarderThatDumpsSlowlyIsReadAllTheSame)
+{
+    write("x.cache", "1 A 0 F before 192.0.2.1 60");
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(hosts(), "before "); }),
+              "error DnsCache Could not dump cache: uk.org.thekelleys.dnsmasq does not answer\n");
+    write("x.cache", "1 A 0 F dumped 192.0.2.1 60");
+    m_iNow += 2;
+    EXPECT_EQ(logOf([&] { EXPECT_EQ(hosts(), "dumped "); }), "")
+        << "it is not asked again so soon, and its files need not wait for that";
+}
+
 TEST_F(DnsCache, WithoutItsDirectoryEveryReadFails)
 {
     write("x.cache", "1 A 0 F lost 192.0.2.1 60");

@@ -2,12 +2,17 @@
 
 #include "tests/logof.h"
 #include "tests/networknamespace.h"
+#include "tests/unit/dbus/service.h"
 #include "tests/unit/status/network.h"
 #include "tests/unit/status/tablereader.h"
 #include "tests/unit/systema/recordingplugin.h"
 
+#include <algorithm>
+#include <chrono>
 #include <fstream>
+#include <thread>
 
+using namespace std::chrono_literals;
 using systema::EResultCode;
 using systema::NameList;
 using tests::row;
@@ -47,7 +52,6 @@ protected:
             m_oConfig.m_lRows.push_back(row({{"Name", pDevice}, {"PhysicalName", pDevice}}));
         }
     }
-    /// There is no bus here, so each question for a link is a line in the log.
     std::string update()
     {
         m_lChanged.clear();
@@ -64,7 +68,86 @@ protected:
     NameList m_lChanged;
 };
 
+/// The same with a bus, and the service that answers for links.
+class InterfacesOnABus : public InterfacesTest
+{
+protected:
+    InterfacesOnABus()
+    {
+        m_oNetwork.m_oNow += zel::SystemBus::c_oReconnectWait;
+        m_oNetwork.m_oBus.iterate();
+        configure({"lan", "peer", "wan"});
+        m_oInterfaces.init();
+    }
+
+    bool own() { return m_oService.own("com.kestrane.network.InterfaceStatus"); }
+    /// The log of an update so much later, during which the service answers so many questions: each device
+    /// has link.
+    std::string updateAfter(std::chrono::seconds a_oTime, int a_iAnswers)
+    {
+        m_oService.finish();
+        m_oNetwork.m_oNow += a_oTime;
+        m_oNetwork.m_oBus.iterate();
+        std::thread oService([&] {
+            for (int i = 0; i < a_iAnswers; ++i) {
+                m_oService.answer();
+            }
+        });
+        const std::string sLog = update();
+        oService.join();
+        return sLog;
+    }
+    std::string links() { return m_oRead.all({"IsLinkUp"}); }
+
+    tests::ProcessBus m_oDaemon;
+    Service m_oService{m_oDaemon->address()};
+};
+
+const std::string c_sSilent = ": com.kestrane.network.InterfaceStatus does not answer\n";
+
 } // namespace
+
+TEST_F(InterfacesOnABus, AQuestionThatWasNotAnsweredIsAskedAgainAfterThePause)
+{
+    ASSERT_TRUE(own());
+    EXPECT_EQ(updateAfter(2s, 0), c_sNoLink + "lan" + c_sSilent);
+    EXPECT_EQ(m_lChanged, NameList{c_sTable});
+    EXPECT_EQ(updateAfter(2s, 0), "") << "the others are not asked for, which is no failure";
+    EXPECT_EQ(m_lChanged, NameList{c_sTable});
+    EXPECT_EQ(updateAfter(7s, 0), "");
+    EXPECT_EQ(m_lChanged, NameList());
+    EXPECT_EQ(updateAfter(1s, 0), "") << "peer has its turn; that the service is silent is logged once";
+    EXPECT_EQ(m_lChanged, NameList());
+    EXPECT_EQ(links(), "0 0 0 ");
+
+    EXPECT_EQ(updateAfter(10s, 2 + 3), "") << "the service has the two old questions, too";
+    EXPECT_EQ(m_lChanged, NameList{c_sTable});
+    EXPECT_EQ(links(), "1 1 1 ");
+    EXPECT_EQ(updateAfter(10s, 0), "");
+    EXPECT_EQ(m_lChanged, NameList());
+
+    // The link that was known stays while the device's question waits.
+    m_oInterfaces.StatusChange("wan", true);
+    m_oInterfaces.StatusChange("lan", true);
+    EXPECT_EQ(updateAfter(2s, 0), c_sNoLink + "wan" + c_sSilent);
+    EXPECT_EQ(updateAfter(2s, 0), "");
+    EXPECT_EQ(m_lChanged, NameList{c_sTable});
+    EXPECT_EQ(links(), "1 1 0 ");
+}
+
+TEST_F(InterfacesOnABus, AServiceThatComesAfterTheDaemonIsAskedAtOnce)
+{
+    const std::string sLog = updateAfter(2s, 0);
+    EXPECT_TRUE(sLog.starts_with(c_sNoLink + "lan: The name com.kestrane")) << sLog;
+    EXPECT_EQ(std::ranges::count(sLog, '\n'), 1) << "not a line for each device";
+    EXPECT_EQ(updateAfter(2s, 0), "");
+    EXPECT_EQ(updateAfter(10s, 0), "") << "nor one for each device in its turn";
+    EXPECT_EQ(links(), "0 0 0 ");
+    ASSERT_TRUE(own());
+    EXPECT_EQ(updateAfter(2s, 3), "");
+    EXPECT_EQ(m_lChanged, NameList{c_sTable});
+    EXPECT_EQ(links(), "1 1 1 ");
+}
 
 TEST_F(InterfacesTest, ADeviceThatIsDownHasNothingButItsMacAddress)
 {
@@ -91,27 +174,21 @@ TEST_F(InterfacesTest, ADeviceThatIsDownHasNothingButItsMacAddress)
     EXPECT_EQ(m_oRead.at(0), sLanDown);
 }
 
-TEST_F(InterfacesTest, AStartWithoutNetworkServicesIsOneLineInTheLog)
-{
-    configure({"br0", "br1", "eth0", "wan0"});
-    m_oInterfaces.init();
-    EXPECT_EQ(update(), c_sNoLink + "br0, br1, eth0, wan0: there is no system bus\n");
-    EXPECT_EQ(update(), "");
-}
-
-TEST_F(InterfacesTest, OnlyMarkedDevicesAreAskedForAndEachOnce)
+TEST_F(InterfacesTest, ADeviceIsMarkedByEverySignalAboutIt)
 {
     addLan();
+    ip("link set lan up");
+    int iAddress = 0;
     configure({"lan", "peer", "lan"});
     m_oInterfaces.init();
-    EXPECT_EQ(update(), c_sNoLink + "lan, peer, lan: there is no system bus\n");
+    EXPECT_EQ(update(), "") << "that there is no bus is logged once, and not for each device";
     EXPECT_EQ(m_lChanged, NameList{c_sTable});
 
     m_oInterfaces.StatusChange("wan", true);
-    EXPECT_EQ(update(), "");
+    update();
     EXPECT_EQ(m_lChanged, NameList());
 
-    // A signal is news, though nothing has changed. Of two devices with one name the first is meant.
+    // Of two devices with one name the first is meant.
     const std::function<void()> aSignals[] = {
         [&] { m_oInterfaces.StatusChange("lan", true); },
         [&] { m_oInterfaces.LinkStatusChange("lan", true); },
@@ -121,10 +198,15 @@ TEST_F(InterfacesTest, OnlyMarkedDevicesAreAskedForAndEachOnce)
         [&] { m_oInterfaces.RemovedIPv6Address("lan", "fe80::1", 64); },
     };
     for (const auto& oSignal : aSignals) {
+        ip("address flush dev lan");
+        ip("address add 192.0.2." + std::to_string(++iAddress) + "/24 dev lan");
         oSignal();
         oSignal();
-        EXPECT_EQ(update(), c_sNoLink + "lan: there is no system bus\n");
+        update();
         EXPECT_EQ(m_lChanged, NameList{c_sTable});
+        EXPECT_EQ(m_oRead.all({"Addr"}), "192.0.2." + std::to_string(iAddress) + " 0.0.0.0 0.0.0.0 ");
+        update();
+        EXPECT_EQ(m_lChanged, NameList());
     }
 }
 
