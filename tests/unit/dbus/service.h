@@ -4,6 +4,7 @@
 
 #include "tools/message.h"
 
+#include <chrono>
 #include <cstdlib>
 
 class Service
@@ -48,13 +49,14 @@ public:
         }
     }
 
-    /// Waits for a method call and answers true to it.
+    /// Waits for a method call and answers true to it; gives up when none comes.
     void answer()
     {
-        for (;;) {
+        const auto oDeadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (std::chrono::steady_clock::now() < oDeadline) {
             const zel::netsim::Message pCall(dbus_connection_pop_message(m_pConnection.get()));
             if (!pCall) {
-                dbus_connection_read_write(m_pConnection.get(), -1);
+                dbus_connection_read_write(m_pConnection.get(), 100);
             } else if (dbus_message_get_type(pCall.get()) == DBUS_MESSAGE_TYPE_METHOD_CALL) {
                 const zel::netsim::Message pAnswer(dbus_message_new_method_return(pCall.get()));
                 const dbus_bool_t bTrue = true;
