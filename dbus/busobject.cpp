@@ -58,8 +58,9 @@ void BusObject::deliver(const DBus::Message& a_oSignal)
     }
 }
 
-bool BusObject::recover()
+bool BusObject::recover(bool a_bNoneWaits)
 {
+    m_iWaiting = a_bNoneWaits ? 0 : m_iWaiting; // one for which there was no memory was counted and not kept
     if (!m_pRemote || !std::exchange(m_bLost, false)) {
         return false;
     }

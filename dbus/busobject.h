@@ -51,8 +51,8 @@ private:
     bool expects(const DBus::Message& a_oSignal);
     /// Tells the remote object of a signal that is for it.
     void deliver(const DBus::Message& a_oSignal);
-    /// Makes up for signals that were lost. True when there were any.
-    bool recover();
+    /// Makes up for signals that were lost since the last call. True when there were any.
+    bool recover(bool a_bNoneWaits);
     void onMissed() const;
 
     SystemBus& m_oBus;

@@ -5,7 +5,6 @@
 #include "dbus/remoteobject.h"
 #include "zel/log.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -59,9 +58,11 @@ void SystemBus::fail(const char* a_pError)
 void SystemBus::connect()
 {
     const auto isAwaited = [this](const DBus::Message& a_oSignal) {
-        // Each one is asked, as each keeps count of its own.
-        return std::ranges::count_if(m_lObjects,
-                                     [&](BusObject* a_pObject) { return a_pObject->expects(a_oSignal); }) > 0;
+        bool bAwaited = false;
+        for (BusObject* pObject : m_lObjects) {
+            bAwaited = pObject->expects(a_oSignal) || bAwaited; // each keeps count of its own
+        }
+        return bAwaited;
     };
     const bool bConnected = attempt([&] {
         m_pConnection = std::make_unique<BusConnection>(m_oWaitTime, m_oNow, isAwaited);
@@ -128,8 +129,9 @@ void SystemBus::iterate()
 void SystemBus::recover()
 {
     std::set<std::string> lFlooded;
+    const bool bNoneWaits = m_pConnection->signals().empty();
     for (BusObject* pObject : m_lObjects) {
-        if (pObject->recover()) {
+        if (pObject->recover(bNoneWaits)) {
             lFlooded.insert(pObject->get()->getService());
         }
     }

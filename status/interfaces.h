@@ -77,8 +77,7 @@ private:
     bool m_bSubscribed = false;
     std::map<std::string, std::string> m_mFailures; // of this update: the devices of an error
     std::string m_sLoggedFailure;                   // the last one logged, empty once a question was answered
-    // By the next update: the row after the one whose link was asked for in vain.
-    std::size_t m_iFirstAsked = 0;
+    std::size_t m_iFirstAsked = 0; // the row after the one whose link was last asked for in vain
 };
 
 } // namespace zel

@@ -93,7 +93,7 @@ protected:
                 m_oService.answer();
             }
         });
-        const std::string sLog = update();
+        std::string sLog = update();
         oService.join();
         return sLog;
     }
