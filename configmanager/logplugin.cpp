@@ -1,6 +1,7 @@
 #include "configmanager/logplugin.h"
 
 #include "configmanager/columntable.h"
+#include "systema/refusal.h"
 #include "zel/log.h"
 
 #include <utility>
@@ -98,7 +99,7 @@ EResultCode LogPlugin::updateRow(const void* a_handle, const std::string& a_tabl
         }
         const auto oNumber = numberOf(oValue);
         if (!oNumber || !std::in_range<LogLevel>(*oNumber)) {
-            return EResultCode::Constraint;
+            return systema::noteRefusal(EResultCode::Constraint, sName + " has to be a number of 32 bits");
         }
         // An equal level is left alone: the process logger may have been set to another one meanwhile.
         if (const auto iLevel = static_cast<LogLevel>(*oNumber); iLevel != it->second) {

@@ -1,11 +1,13 @@
 #include "plugins/configserverconfigplugin.h"
 
 #include "configmanager/columntable.h"
+#include "systema/refusal.h"
 #include "zel/log.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace zel::cfg {
@@ -181,7 +183,7 @@ EResultCode ConfigServerConfigPlugin::updateRow(const void* a_handle, const std:
     }
     for (const auto& [sName, oValue] : a_values) {
         if (find(c_aSetters, sName) != nullptr && !numberOf(oValue)) {
-            return EResultCode::Constraint;
+            return systema::noteRefusal(EResultCode::Constraint, sName + " has to be a number");
         }
     }
     bool bApplied = false;
@@ -193,7 +195,10 @@ EResultCode ConfigServerConfigPlugin::updateRow(const void* a_handle, const std:
         // Only the upper limit is refused: a value under the lower one is the dispatcher's to raise.
         const long iSeconds = static_cast<long>(*numberOf(oValue));
         if (iSeconds > ConfigDispatcher::c_iMaxTransactionTimeout) {
-            return EResultCode::Failure;
+            return systema::noteRefusal(EResultCode::Failure,
+                                        sName + " is at most " +
+                                            std::to_string(ConfigDispatcher::c_iMaxTransactionTimeout) +
+                                            " seconds");
         }
         (m_oDispatcher.*pSetter->m_pSet)(iSeconds);
         ZEL_Sysloglevel_debug(m_iModule, zel::here(), "%s set to %ld s", pSetter->m_pName, iSeconds);

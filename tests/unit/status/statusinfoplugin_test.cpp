@@ -181,7 +181,7 @@ TEST_F(StatusInfo, UpdatesAtMostEveryTwoSecondsOfItsClock)
 
 TEST_F(StatusInfo, AWallClockSetBackDoesNotHaltTheLiveTables)
 {
-    m_pPlugin = std::make_unique<StatusInfoPlugin>(std::vector<std::string>{}, m_oBus, nullptr);
+    m_pPlugin = std::make_unique<StatusInfoPlugin>(std::vector<std::string>{}, m_oBus, false, nullptr);
     add("A");
     m_pPlugin->tick(m_lChanged);
     EXPECT_EQ(takeCalls(), Calls{"A.update"});
