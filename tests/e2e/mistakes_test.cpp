@@ -93,7 +93,7 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
         {64, R"(MODE: "fast" is none of default, redundant and nosqldump)", {"ctl", "persistmode", "fast"}},
         // Failures that no name is to blame for keep their text
         {10, "no such row", {"get", "Item", "NAME", "--key", "Note=none"}},
-        {6, "constraint violated", {"add", "Item", "name=pear"}},
+        {6, "constraint violated: UNIQUE constraint failed: Item.Name", {"add", "Item", "name=pear"}},
     };
     const std::string sBefore = exported();
     for (const char* pMode : {"--json", "--csv", ""}) {
