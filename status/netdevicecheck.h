@@ -48,7 +48,7 @@ private:
     enum class ELink
     {
         Known,
-        NotAsked,   // since it may have changed
+        NotAsked, // since it may have changed
         NotAnswered
     };
 
