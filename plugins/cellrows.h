@@ -44,11 +44,11 @@ public:
     {
         return Row(m_lCells).subspan(a_iRow * m_lWanted.size(), m_lWanted.size());
     }
-    /// Removes the rows. Without this the texts of all rows live as long as the object.
+    /// Removes the rows and their texts.
     void clear();
     /// Memory that the rows take, in bytes.
     std::size_t getBytes() const { return m_iTextBytes + m_lCells.size() * sizeof(Cell); }
-    /// For a copy of a text that lives as long as those of the rows.
+    /// Copies a text; the copy lives as long as the texts of the rows.
     std::string_view keep(std::string_view a_sText);
 
     /// The cell as a person would write it, NULL as an empty text: in the buffer or in the cell.

@@ -21,7 +21,7 @@ int numberOf(const ValueList& a_oRow, const char* a_pColumn)
     return pValue == nullptr ? 0 : pValue->getInteger();
 }
 
-/// What a row of a definition takes at least: the objects that are made of it, its texts aside.
+/// Memory that the objects made of one definition row take, without its texts.
 constexpr std::size_t c_iRowBytes = 128;
 
 std::size_t bytesOf(const ValueList& a_oRow)

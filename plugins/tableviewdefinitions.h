@@ -1,8 +1,8 @@
 // Reads the definitions of the views from the stored tables "ViewNames" and "ViewColumns".
 //
-// A local object of TableViewPlugin while it loads. A view is taken with all its columns or left out, with a
-// line in the log that says why: it must have a name of its own, and its tables must not be views that are
-// defined later, so that no view is made of itself.
+// A local object of TableViewPlugin while it loads. A view is read with all its columns or left out, which
+// the log explains: it must have a name of its own, and its tables must not be views that are defined later,
+// so that no view is made of itself.
 #pragma once
 
 #include "plugins/tableview.h"
@@ -22,9 +22,9 @@ public:
     static constexpr const char* c_pViewNames = "ViewNames";
     static constexpr const char* c_pViewColumns = "ViewColumns";
 
-    /// What all definitions may take, in bytes: a hundred times what a device has in earnest.
+    /// Memory for all definitions, in bytes: a hundred times what a real device needs.
     static constexpr std::size_t c_iMostBytes = 4 * 1024 * 1024;
-    /// So many views may stand upon each other: each level reads those below it several times.
+    /// Greatest number of levels of views, the lowest counted; each level reads those below it several times.
     static constexpr unsigned int c_iMostLevels = 8;
 
     TableViewDefinitions(systema::ConfigDispatcher& a_oDispatcher, int a_iModule)
@@ -59,7 +59,7 @@ private:
     std::unordered_map<std::string, std::size_t> m_mLastOfName; // the last position with the name
     std::unordered_map<std::string, std::size_t> m_mTaken;      // of the views that are not left out
     std::size_t m_iBytes = 0;                                   // taken so far
-    unsigned int m_iBeyond = 0;                                 // rows of "ViewNames" without room
+    unsigned int m_iBeyond = 0;                                 // rows of "ViewNames" that had no room
 };
 
 } // namespace zel

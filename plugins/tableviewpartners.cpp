@@ -11,7 +11,7 @@ using systema::EResultCode;
 namespace {
 
 constexpr std::size_t c_iEntryBytes = 64;   // of the map, with its share of the buckets
-constexpr std::size_t c_iLongestKey = 1024; // that surely fits into a statement
+constexpr std::size_t c_iLongestKey = 1024; // well below what a statement has room for
 
 template<typename Number>
 bool isPlainDecimal(std::string_view a_sText)
@@ -22,7 +22,7 @@ bool isPlainDecimal(std::string_view a_sText)
            std::to_string(iNumber) == a_sText;
 }
 
-/// False for what a database refuses as a key.
+/// False for keys that a stored table may refuse.
 bool isTakenAsKey(std::string_view a_sText)
 {
     return a_sText.size() <= c_iLongestKey && a_sText.find('\'') == std::string_view::npos;
@@ -51,7 +51,7 @@ std::optional<CellRows::Row> TableViewPartners::find(std::string_view a_sKey) co
 
 bool TableViewPartners::isKeyAsShown(std::string_view a_sKey) const
 {
-    if (m_oRows.size() == 0 || a_sKey == "0") { // which may find the hidden row
+    if (m_oRows.size() == 0 || a_sKey == "0") { // 0 may find the hidden row
         return false;
     }
     switch (m_oRows[0][0].m_iType) {
@@ -100,7 +100,8 @@ EResultCode TableViewPartners::read(systema::IRowCursor& a_oRows)
     return eResult;
 }
 
-/// Puts the text, which is kept, into the map, unless it is there already. False when the memory is used up.
+/// Adds the key, whose text must live as long as the rows, unless it is known already: the first row of a key
+/// counts. False when the memory is used up.
 bool TableViewPartners::take(std::string_view a_sKey, std::uint32_t a_iRow)
 {
     m_mRows.try_emplace(a_sKey, a_iRow);

@@ -1,7 +1,7 @@
-// The rows of table 1 that a read of a view has come to know, by the texts that find them.
+// The rows of table 1 that a read of a view has found so far, by their key texts.
 //
-// Owned by the read. Main thread only. Nothing is remembered once all reads together take too much memory:
-// then what is not known is looked up again.
+// Owned by the read. Main thread only. When all reads together take too much memory this one forgets its rows
+// and keeps no others, so that every partner is looked up from then on.
 #pragma once
 
 #include "plugins/cellrows.h"
@@ -17,26 +17,24 @@ namespace zel {
 class TableViewPartners
 {
 public:
-    /// Of rows of the wanted columns, the first of which is looked up. The budget is what is left to all
-    /// reads, in bytes, and must outlive this object.
+    /// The rows have the wanted columns, of which the first holds the key. The budget is the memory that all
+    /// reads have left, in bytes; it must outlive this object.
     TableViewPartners(const systema::NameList& a_lWanted, std::size_t& a_iBudget);
     ~TableViewPartners();
     TableViewPartners(const TableViewPartners&) = delete;
     TableViewPartners& operator=(const TableViewPartners&) = delete;
 
-    /// The row that the text finds, an empty one when it finds none; nothing when that is not known.
+    /// The row with the key, an empty row when table 1 has none; nullopt when a look-up has to decide.
     std::optional<CellRows::Row> find(std::string_view a_sKey) const;
-    /// Keeps what was found, an empty row for nothing.
+    /// Keeps the result of a look-up; an empty row means that table 1 has none.
     void remember(std::string_view a_sKey, CellRows::Row a_oRow);
 
-    /// Takes the next rows of the table, in order. 0 when there may be more; 10 at the end, or when memory is
-    /// used up; else the code of the cursor.
+    /// Reads the next rows of table 1, in its order. 0 when there may be more; 10 at the end, or when the
+    /// memory is used up; else the code of the cursor.
     systema::EResultCode read(systema::IRowCursor& a_oRows);
-    /// The table has been read as a whole, and it is a stored one: it has no row for what is not found, but
-    /// for texts that a database takes for another or refuses.
+    /// Call it when a stored table 1 was read as a whole: then a key that is not found has no row, except
+    /// for texts that SQLite compares as other texts, or refuses.
     void setStoredComplete() { m_bStoredComplete = !m_bFull; }
-    /// No more is remembered.
-    bool isFull() const { return m_bFull; }
 
 private:
     static constexpr std::size_t c_iPortion = 256;
@@ -51,7 +49,7 @@ private:
     bool m_bFull = false;
     bool m_bStoredComplete = false;
     CellRows m_oRows;
-    std::unordered_map<std::string_view, std::uint32_t> m_mRows; // the keys are kept with the rows
+    std::unordered_map<std::string_view, std::uint32_t> m_mRows; // by key; m_oRows owns the texts
 };
 
 } // namespace zel
