@@ -25,11 +25,11 @@ TableViewCursor::TableViewCursor(systema::ConfigDispatcher& a_oDispatcher, Table
     }
 }
 
-/// Asks a source. When its answer is pending the cursor ends with that.
-template<typename Question>
-EResultCode TableViewCursor::ask(Question a_oQuestion)
+/// Runs a query of a source. A pending source ends the cursor with Pending.
+template<typename Query>
+EResultCode TableViewCursor::query(Query a_oQuery)
 {
-    const EResultCode eResult = m_oView.m_oQuestions.ask(a_oQuestion);
+    const EResultCode eResult = m_oView.m_oRecursion.query(a_oQuery);
     if (eResult == EResultCode::Pending) {
         m_eEnd = eResult;
     }
@@ -45,7 +45,7 @@ EResultCode TableViewCursor::setKey(const std::string& a_sColumn, const std::str
     m_sKey = a_sValue;
     const std::string& sTable = view().getTable(*m_pKey);
     systema::ColumnList lSchema;
-    if (const EResultCode eResult = ask([&] { return m_oDispatcher.getSchema(lSchema, this, sTable); })) {
+    if (const EResultCode eResult = query([&] { return m_oDispatcher.getSchema(lSchema, this, sTable); })) {
         return eResult;
     }
     return lSchema.getColumn(m_pKey->m_sSourceColumn) != nullptr ? EResultCode::Success : EResultCode::NoKey;
@@ -55,7 +55,7 @@ bool TableViewCursor::translateKey()
 {
     const std::string& sColumn = m_pKey->m_sSourceColumn;
     ValueList oFound;
-    const EResultCode eResult = ask([&] {
+    const EResultCode eResult = query([&] {
         return m_oDispatcher.selectKey(oFound, this, view().getTable(*m_pKey), sColumn, m_sKey, {sColumn});
     });
     if (eResult != EResultCode::Success || oFound.toText(sColumn) == m_sKey) {
@@ -76,20 +76,42 @@ EResultCode TableViewCursor::open()
     if (!m_oView.m_bJoinable) {
         return EResultCode::Success;
     }
+    unsigned int iRows = 0;
+    const EResultCode eResult = countRows(iRows);
+    if (iRows == 0) {
+        return eResult;
+    }
+    prepareRows();
+    const NameList lAsked2 = askedColumns(view().getTable2(), m_lWanted2);
+    m_eEnd =
+        query([&] { return m_oDispatcher.openRows(m_pRows2, this, view().getTable2(), 0, iRows, lAsked2); });
+    if (m_eEnd == EResultCode::Success) {
+        m_pWalked->setColumns(m_pRows2->getColumns());
+    }
+    return EResultCode::Success;
+}
+
+/// Sets the smaller of the two sizes. A table that refuses its size counts as empty; the code is why, 0 when
+/// there is no such table.
+EResultCode TableViewCursor::countRows(unsigned int& a_iRows)
+{
     EResultCode eFailure;
     const auto sizeOf = [&](const std::string& a_sTable) {
         unsigned int iSize = 0;
-        const EResultCode eResult = ask([&] { return m_oDispatcher.getSize(iSize, this, a_sTable); });
+        const EResultCode eResult = query([&] { return m_oDispatcher.getSize(iSize, this, a_sTable); });
         if (eResult != EResultCode::Success && eResult != EResultCode::NoTable &&
             eResult != EResultCode::NoRow) {
             eFailure = eResult;
         }
         return eResult == EResultCode::Success ? iSize : 0;
     };
-    const unsigned int iRows = std::min(sizeOf(view().getTable1()), sizeOf(view().getTable2()));
-    if (iRows == 0) {
-        return eFailure;
-    }
+    a_iRows = std::min(sizeOf(view().getTable1()), sizeOf(view().getTable2()));
+    return eFailure;
+}
+
+/// Decides which columns to read, and drops what an earlier read has kept.
+void TableViewCursor::prepareRows()
+{
     m_lWanted1 = wantedColumns(1);
     m_lWanted2 = wantedColumns(2);
     m_lAsked1 = askedColumns(view().getTable1(), m_lWanted1);
@@ -104,13 +126,6 @@ EResultCode TableViewCursor::open()
     m_pRows1.reset();
     m_iLookUps = 0;
     m_bKeyed = m_bTable1Read = false;
-    const NameList lAsked2 = askedColumns(view().getTable2(), m_lWanted2);
-    m_eEnd =
-        ask([&] { return m_oDispatcher.openRows(m_pRows2, this, view().getTable2(), 0, iRows, lAsked2); });
-    if (m_eEnd == EResultCode::Success) {
-        m_pWalked->setColumns(m_pRows2->getColumns());
-    }
-    return EResultCode::Success;
 }
 
 void TableViewCursor::setRange(unsigned int a_iSkip, unsigned int a_iCount)
@@ -122,7 +137,7 @@ void TableViewCursor::setRange(unsigned int a_iSkip, unsigned int a_iCount)
 unsigned long TableViewCursor::getVersion(const systema::ConfigDispatcher& a_oDispatcher,
                                           const NameList& a_lTables)
 {
-    unsigned long iSum = 0; // of numbers that never fall: it moves when one of them does
+    unsigned long iSum = 0; // no version ever falls, so the sum differs when one of them does
     for (const auto& sTable : a_lTables) {
         iSum += a_oDispatcher.getVersion(sTable);
     }
@@ -151,15 +166,17 @@ NameList TableViewCursor::wantedColumns(int a_iIndex) const
     return lNames;
 }
 
-/// A stored table would refuse all columns for one that it lacks. A virtual one may have columns that it does
-/// not announce: then the rows are read whole, to show what is in them.
+/// The columns to ask the table for. A stored table refuses a read that names a column it lacks, so only
+/// known ones are asked for. A virtual table may serve columns that its schema lacks, so when one is unknown
+/// the list is empty, which reads all columns.
 NameList TableViewCursor::askedColumns(const std::string& a_sTable, const NameList& a_lWanted)
 {
     systema::ColumnList lSchema;
-    ask([&] { return m_oDispatcher.getSchema(lSchema, this, a_sTable); });
+    query([&] { return m_oDispatcher.getSchema(lSchema, this, a_sTable); });
     NameList lAnnounced;
     for (const auto& sName : a_lWanted) {
-        if (lAnnounced.empty() || lSchema.getColumn(sName) != nullptr) { // a key may have an alias for a name
+        if (lAnnounced.empty() ||
+            lSchema.getColumn(sName) != nullptr) { // the key may be an alias such as rowid
             lAnnounced.add(sName);
         }
     }
@@ -184,7 +201,7 @@ bool TableViewCursor::nextJoined(Clock::time_point a_oEnd)
             continue;
         }
         m_pWalked->clear();
-        const EResultCode eResult = ask([&] { return m_pRows2->fetch(*m_pWalked); });
+        const EResultCode eResult = query([&] { return m_pRows2->fetch(*m_pWalked); });
         if (m_pWalked->size() == 0) {
             m_eEnd = eResult;
         } else if (join()) {
@@ -196,7 +213,8 @@ bool TableViewCursor::nextJoined(Clock::time_point a_oEnd)
 
 bool TableViewCursor::mustReadTable1() const
 {
-    // What has no keys has no partners either, and a view goes through its rows for every key.
+    // A table that does not accept the column as a key has no partners. A view is read at once, as each
+    // look-up in it walks its rows.
     return !m_bTable1Read && (m_oView.m_bTable1IsView || (m_bKeyed && m_iLookUps >= c_iMostLookUps));
 }
 
@@ -205,16 +223,16 @@ void TableViewCursor::readTable1()
     const std::string& sTable = view().getTable1();
     EResultCode eResult;
     if (m_pRows1 == nullptr) {
-        eResult = m_lAsked1.empty() // where the column of the join stands in the rows is not known
+        eResult = m_lAsked1.empty() // the place of the join column in the rows is unknown
                       ? EResultCode::NoKey
-                      : ask([&] { return m_oDispatcher.openKeyRows(m_pRows1, this, sTable, m_lAsked1); });
+                      : query([&] { return m_oDispatcher.openKeyRows(m_pRows1, this, sTable, m_lAsked1); });
     }
     if (eResult == EResultCode::Success && m_pRows1 != nullptr) {
-        eResult = ask([&] { return m_pPartners->read(*m_pRows1); });
+        eResult = query([&] { return m_pPartners->read(*m_pRows1); });
         if (eResult == EResultCode::Success) {
             return; // there may be more
         }
-        if (eResult == EResultCode::Busy) { // another table of the database changed: once more
+        if (eResult == EResultCode::Busy) { // another table of the database has changed: read again
             m_pRows1.reset();
             return;
         }
@@ -246,7 +264,7 @@ void TableViewCursor::lookUp(std::string_view a_sKey)
 {
     ++m_iLookUps;
     ValueList oRow;
-    const EResultCode eResult = ask([&] {
+    const EResultCode eResult = query([&] {
         return m_oDispatcher.selectKey(oRow, this, view().getTable1(), view().getColumn1(),
                                        std::string(a_sKey), m_lAsked1);
     });
@@ -310,11 +328,11 @@ EResultCode TableViewCursor::fetch(systema::IRowSink& a_oSink)
 
 EResultCode TableViewCursor::fetch(systema::IRowSink& a_oSink, Clock::time_point a_oEnd)
 {
-    if (getVersion(m_oView.m_lBases1) != m_iVersion1) { // the cursor of table 2 looks after that
+    if (getVersion(m_oView.m_lBases1) != m_iVersion1) { // the cursor of table 2 checks its own
         return EResultCode::Busy;
     }
-    if (m_oView.m_oQuestions.isAsking()) {
-        return EResultCode::NoRow; // for who asks meanwhile; later fetches go on
+    if (m_oView.m_oRecursion.isQuerying()) {
+        return EResultCode::NoRow; // this fetch is made by a source of the view; later fetches go on
     }
     while (m_iLeft > 0 && nextJoined(a_oEnd)) {
         if (m_iSkip > 0) {

@@ -17,42 +17,44 @@
 
 namespace zel {
 
-/// What one view asks its sources. They may ask for the view in turn, which is empty then.
-class TableViewQuestions
+/// Ends the recursion when a source of a view reads the view to answer: the view is empty for it.
+class TableViewRecursion
 {
 public:
-    bool isAsking() const { return m_bAsking; }
+    bool isQuerying() const { return m_bQuerying; }
 
-    /// The answer; 10, and no question, while another is not answered yet.
-    template<typename Question>
-    systema::EResultCode ask(Question a_oQuestion)
+    /// Runs a query of a source and returns its code; 10 without running it while another query of the view
+    /// is under way.
+    template<typename Query>
+    systema::EResultCode query(Query a_oQuery)
     {
-        if (m_bAsking) {
+        if (m_bQuerying) {
             return systema::EResultCode::NoRow;
         }
-        struct Asking
+        struct Querying
         {
-            bool& m_bAsking;
-            ~Asking() { m_bAsking = false; }
+            bool& m_bQuerying;
+            ~Querying() { m_bQuerying = false; }
         };
-        const Asking oAsking{m_bAsking = true};
-        return a_oQuestion();
+        const Querying oQuerying{m_bQuerying = true};
+        return a_oQuery();
     }
 
 private:
-    bool m_bAsking = false;
+    bool m_bQuerying = false;
 };
 
-/// What all reads of one view have in common.
+/// The state that all reads of one view share.
 struct TableViewSource
 {
     TableView m_oDefinition;
-    // The tables that the two consist of when views are put together again: what changes.
+    // The tables, none of them a view, of which table 1 and table 2 are made in the end. Their versions tell
+    // whether the view may have changed.
     systema::NameList m_lBases1 = {};
     systema::NameList m_lBases2 = {};
     bool m_bTable1IsView = false;
     bool m_bJoinable = true; // false: a column of the join is known to be missing
-    TableViewQuestions m_oQuestions = {};
+    TableViewRecursion m_oRecursion = {};
 };
 
 class TableViewCursor : public systema::IRowCursor
@@ -61,45 +63,45 @@ public:
     using Clock = std::chrono::steady_clock;
     using Columns = std::vector<const TableViewColumns*>;
 
-    /// So many partners are looked up by key before table 1 is read.
+    /// This many partners are looked up by key before table 1 is read as a whole.
     static constexpr unsigned int c_iMostLookUps = 8;
 
-    /// Only these columns, the key and those of the join are read from the sources. Logs to the module. The
-    /// budget is that of the partners of all reads.
+    /// Reads from the sources only these columns, the key and the columns of the join. Logs to the module.
+    /// The budget, in bytes, is what all reads together may still keep of table 1.
     TableViewCursor(systema::ConfigDispatcher& a_oDispatcher, TableViewSource& a_oView, Columns a_lColumns,
                     std::size_t& a_iBudget, int a_iModule);
 
-    /// Before it is opened: only the rows that show the key count. 0; 9 when the view or the source lacks the
-    /// column; else why the source cannot be searched.
+    /// Limits the read to the rows that show the key. Call it before open. 0; 9 when the view or the source
+    /// lacks the column; else the code with which the source refuses its schema.
     systema::EResultCode setKey(const std::string& a_sColumn, const std::string& a_sValue);
-    /// Before it is opened again: takes what the source shows for the key instead, by 05 the 5 of an integer
-    /// column. False when that is nothing else.
+    /// Replaces the key by the text that the source shows for it: 05 finds the 5 of an integer column. Call
+    /// it before the cursor is opened again. False when the source finds no row or shows the same text.
     bool translateKey();
-    /// Begins before the first row. As many rows of table 2 count as table 1 has. 0; else why the rows of a
-    /// table that is there cannot be counted, which leaves the view without rows.
+    /// Goes before the first row. At most as many rows of table 2 count as table 1 has. 0; else the code with
+    /// which a table that exists refuses its size: then the view has no rows.
     systema::EResultCode open();
-    /// Has fetch leave out so many of the rows that follow, and hand over at most so many after these.
+    /// Makes fetch skip a_iSkip of the rows that follow and hand over at most a_iCount rows after them.
     void setRange(unsigned int a_iSkip, unsigned int a_iCount);
 
-    /// Goes to the next row of table 2 that has a partner. False when there is none, or none was found until
-    /// a_oEnd.
+    /// Goes to the next row of table 2 that has a partner. False when there is none, or when a_oEnd comes
+    /// first.
     bool nextJoined(Clock::time_point a_oEnd);
-    /// Why there was no next row: 0 when the time was over, 10 after the last one, pending when a table was,
-    /// else why table 2 cannot be read.
+    /// Why there was no next row: 0 when the time was over, 10 after the last row, Pending when a source was
+    /// pending, else the code with which table 2 refuses to be read.
     systema::EResultCode getEnd() const { return m_eEnd; }
-    /// False when the joined row lacks a column: its source row does, which is logged once in a read.
+    /// False when the joined row lacks a column because its source row does. Logs that once in a read.
     bool isComplete();
     /// Appends the columns of the joined row. 0; 9 when it is not complete.
     systema::EResultCode fillResult(systema::ValueList& a_oRow);
-    /// A number that moves with every change of one of the tables.
+    /// A number that differs after every change of one of the tables.
     static unsigned long getVersion(const systema::ConfigDispatcher& a_oDispatcher,
                                     const systema::NameList& a_lTables);
-    /// False once one of the tables has changed since it was opened.
+    /// False when a table of the view has changed since the cursor was opened.
     bool isCurrent() const;
 
     const systema::NameList& getColumns() const override { return m_lNames; }
     systema::EResultCode fetch(systema::IRowSink& a_oSink) override;
-    /// The same with an end of its own.
+    /// As fetch, but until a_oEnd instead of for c_oFetchTime.
     systema::EResultCode fetch(systema::IRowSink& a_oSink, Clock::time_point a_oEnd);
 
 private:
@@ -110,8 +112,10 @@ private:
     };
 
     const TableView& view() const { return m_oView.m_oDefinition; }
-    template<typename Question>
-    systema::EResultCode ask(Question a_oQuestion);
+    template<typename Query>
+    systema::EResultCode query(Query a_oQuery);
+    systema::EResultCode countRows(unsigned int& a_iRows);
+    void prepareRows();
     unsigned long getVersion(const systema::NameList& a_lBases) const
     {
         return getVersion(m_oDispatcher, a_lBases);
@@ -138,7 +142,7 @@ private:
     bool m_bLacksLogged = false;
 
     const TableViewColumns* m_pKey = nullptr; // null for none
-    std::string m_sKey;                       // what its column shows
+    std::string m_sKey;                       // the text that this column has to show
 
     unsigned int m_iSkip = 0;      // rows before the first to hand over
     unsigned int m_iLeft = 0;      // rows still to be handed over, at most
@@ -146,10 +150,10 @@ private:
     unsigned long m_iVersion2 = 0;
     systema::EResultCode m_eEnd = systema::EResultCode::NoRow;
 
-    // Made when it is opened.
+    // Set by open.
     systema::NameList m_lWanted1; // the column of the join first
     systema::NameList m_lWanted2;
-    systema::NameList m_lAsked1; // of the source; all for none
+    systema::NameList m_lAsked1; // columns to ask table 1 for; an empty list asks for all
     std::vector<Shown> m_lShown;
     std::size_t m_iKeyCell = 0;
     std::unique_ptr<systema::IRowCursor> m_pRows1;
@@ -160,8 +164,8 @@ private:
     CellRows::Row m_oRow1;
     CellRows::Row m_oRow2;
     unsigned int m_iLookUps = 0;
-    bool m_bKeyed = false;      // a look-up has given an answer
-    bool m_bTable1Read = false; // or it cannot be
+    bool m_bKeyed = false;      // table 1 accepts the column as a key
+    bool m_bTable1Read = false; // to the end, or as far as possible
 };
 
 } // namespace zel

@@ -32,7 +32,8 @@ void addNew(NameList& a_lNames, const NameList& a_lOthers)
     }
 }
 
-/// True for names of one column of a database, which takes these as well for the number of the row.
+/// True when a stored table takes both names for one key column: SQLite ignores case, and knows the number
+/// of the row by these names as well.
 bool isSameKey(const std::string& a_sColumn, const std::string& a_sKey)
 {
     constexpr std::array c_aAliases = {"rowid", "oid", "_rowid_"};
@@ -74,7 +75,7 @@ bool TableViewPlugin::initialize()
     if (std::exchange(m_bLoaded, true)) {
         return true;
     }
-    // To have it logged when they are not there.
+    // Subscribed only to have it logged when they do not exist: later changes of definitions have no effect.
     subscribe({TableViewDefinitions::c_pViewNames, TableViewDefinitions::c_pViewColumns});
     for (auto& oDefinition : TableViewDefinitions(m_oDispatcher, m_iModule).read()) {
         View oView{.m_oSource = {std::move(oDefinition)}};
@@ -84,7 +85,7 @@ bool TableViewPlugin::initialize()
         oSource.m_lBases2 = basesOf(oTables.getTable2());
         oSource.m_bTable1IsView = findTable(oTables.getTable1()) != nullptr;
         m_oRegistered.add(oTables.getName());
-        m_mViews.emplace(oTables.getName(), m_lViews.size()); // before the check of those made of it
+        m_mViews.emplace(oTables.getName(), m_lViews.size()); // before the views made of it are loaded
         m_lViews.push_back(std::move(oView));
     }
     checkAll();
@@ -129,7 +130,37 @@ void TableViewPlugin::check(View& a_oView)
                         std::ranges::all_of(a_oView.m_oSource.m_lBases2, isStored);
 }
 
-/// Compares the definition with the tables that are there. What is wrong, one after the other.
+/// What there is of a source table.
+struct TableViewPlugin::SourceTable
+{
+    const std::string& m_sName;
+    bool m_bExists;
+    bool m_bStored;
+    bool m_bView;
+    systema::ColumnList m_lSchema = {};
+    bool m_bSchemaKnown = false;
+};
+
+TableViewPlugin::SourceTable TableViewPlugin::inspect(const std::string& a_sTable)
+{
+    SourceTable oTable{a_sTable, hasSource(a_sTable), m_oDispatcher.isStored(a_sTable),
+                       findTable(a_sTable) != nullptr};
+    oTable.m_bSchemaKnown =
+        oTable.m_bExists && getSourceSchema(oTable.m_lSchema, a_sTable) == EResultCode::Success;
+    return oTable;
+}
+
+/// True when the table's schema is known and does not have the column.
+bool TableViewPlugin::lacks(const SourceTable& a_oTable, const std::string& a_sColumn, bool a_bAsKey)
+{
+    const auto isColumn = [&](const auto& a_oColumn) {
+        return a_oColumn.first == a_sColumn ||
+               (a_bAsKey && a_oTable.m_bStored && isSameKey(a_oColumn.first, a_sColumn));
+    };
+    return a_oTable.m_bSchemaKnown && std::ranges::none_of(a_oTable.m_lSchema, isColumn);
+}
+
+/// Compares the definition with the tables that exist. Returns the faults, joined by "; ".
 std::string TableViewPlugin::findFaults(View& a_oView)
 {
     TableViewSource& oSource = a_oView.m_oSource;
@@ -140,40 +171,24 @@ std::string TableViewPlugin::findFaults(View& a_oView)
             sFaults += (sFaults.empty() ? "" : "; ") + a_sFault;
         }
     };
-    struct Table
-    {
-        const std::string& m_sName;
-        systema::ColumnList m_lSchema = {};
-        bool m_bKnown = false; // the schema is
+    const auto addColumn = [&](const SourceTable& a_oTable, const std::string& a_sColumn) {
+        add("names a column that the schema of `" + a_oTable.m_sName + "` lacks: `" + a_sColumn + "`");
     };
-    std::array<Table, 2> aTables{Table{oView.getTable1()}, Table{oView.getTable2()}};
+    const std::array<SourceTable, 2> aTables{inspect(oView.getTable1()), inspect(oView.getTable2())};
+    const std::array<const std::string*, 2> aJoin{&oView.getColumn1(), &oView.getColumn2()};
     a_oView.m_lMissing.clear();
-    for (auto& oTable : aTables) {
-        if (hasSource(oTable.m_sName)) {
-            oTable.m_bKnown = getSourceSchema(oTable.m_lSchema, oTable.m_sName) == EResultCode::Success;
-        } else {
+    oSource.m_bJoinable = true;
+    for (const SourceTable& oTable : aTables) {
+        if (!oTable.m_bExists) {
             a_oView.m_lMissing.add(oTable.m_sName);
             add("has no rows: there is no table `" + oTable.m_sName + "`");
         }
     }
-    const auto lacks = [&](const Table& a_oTable, const std::string& a_sColumn, bool a_bAsKey) {
-        const bool bAnyName = a_bAsKey && m_oDispatcher.isStored(a_oTable.m_sName);
-        return a_oTable.m_bKnown && std::ranges::none_of(a_oTable.m_lSchema, [&](const auto& a_oColumn) {
-                   return a_oColumn.first == a_sColumn || (bAnyName && isSameKey(a_oColumn.first, a_sColumn));
-               });
-    };
-    const auto addColumn = [&](const Table& a_oTable, const std::string& a_sColumn) {
-        add("names a column that the schema of `" + a_oTable.m_sName + "` lacks: `" + a_sColumn + "`");
-    };
-    oSource.m_bJoinable = true;
-    for (const auto& [oTable, sColumn] :
-         {std::pair<const Table&, const std::string&>(aTables[0], oView.getColumn1()),
-          {aTables[1], oView.getColumn2()}}) {
-        if (lacks(oTable, sColumn, &oTable == &aTables[0])) {
-            addColumn(oTable, sColumn);
-            // Other tables may have columns that they do not announce.
-            const bool bSure = m_oDispatcher.isStored(oTable.m_sName) || findTable(oTable.m_sName) != nullptr;
-            oSource.m_bJoinable = oSource.m_bJoinable && !bSure;
+    for (std::size_t i = 0; i < aTables.size(); ++i) {
+        if (lacks(aTables[i], *aJoin[i], i == 0)) {
+            addColumn(aTables[i], *aJoin[i]);
+            // Other virtual tables may serve columns that their schema lacks.
+            oSource.m_bJoinable = oSource.m_bJoinable && !aTables[i].m_bStored && !aTables[i].m_bView;
         }
     }
     if (oView.empty()) {
@@ -182,7 +197,7 @@ std::string TableViewPlugin::findFaults(View& a_oView)
     for (const auto& [sName, iIndex, sSourceColumn] : oView) {
         if (iIndex != 1 && iIndex != 2) {
             add("cannot show `" + sName + "`: it is of table " + std::to_string(iIndex));
-        } else if (const Table& oTable = aTables[iIndex - 1]; lacks(oTable, sSourceColumn, false)) {
+        } else if (const SourceTable& oTable = aTables[iIndex - 1]; lacks(oTable, sSourceColumn, false)) {
             addColumn(oTable, sSourceColumn);
         }
     }
@@ -194,7 +209,7 @@ bool TableViewPlugin::hasSource(const std::string& a_sTable)
     return findTable(a_sTable) != nullptr || m_oDispatcher.hasTable(a_sTable);
 }
 
-/// As the dispatcher's, which knows the views only after they are loaded.
+/// The dispatcher does not know the views while they are loaded.
 EResultCode TableViewPlugin::getSourceSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable)
 {
     return findTable(a_sTable) != nullptr ? getSchema(a_lColumns, this, a_sTable)
@@ -276,7 +291,7 @@ EResultCode TableViewPlugin::getSchema(systema::ColumnList& a_columns, const voi
     }
     const TableView& oView = pView->m_oSource.m_oDefinition;
     systema::ColumnList lSchemas[2];
-    pView->m_oSource.m_oQuestions.ask([&] {
+    pView->m_oSource.m_oRecursion.query([&] {
         getSourceSchema(lSchemas[0], oView.getTable1());
         return getSourceSchema(lSchemas[1], oView.getTable2());
     });
@@ -333,7 +348,7 @@ TableViewPlugin::Deadline::~Deadline()
     }
 }
 
-void TableViewPlugin::logNow(View& a_oView, const std::string& a_sText)
+void TableViewPlugin::logFailedRead(View& a_oView, const std::string& a_sText)
 {
     if (const auto oNow = Clock::now(); oNow >= a_oView.m_oNextLog) {
         a_oView.m_oNextLog = oNow + std::chrono::minutes(1);
@@ -344,16 +359,17 @@ void TableViewPlugin::logNow(View& a_oView, const std::string& a_sText)
 
 EResultCode TableViewPlugin::tookTooLong(const std::string& a_sView)
 {
-    logNow(*findTable(a_sView), "takes too long");
+    logFailedRead(*findTable(a_sView), "takes too long");
     return EResultCode::Failure;
 }
 
-/// Opens the read, and logs when a source keeps it from having rows.
+/// Opens the read, and logs when a source fails.
 EResultCode TableViewPlugin::openRead(TableViewCursor& a_oRows, const std::string& a_sView)
 {
     const EResultCode eResult = a_oRows.open();
     if (eResult != EResultCode::Success && eResult != EResultCode::Pending) {
-        logNow(*findTable(a_sView), std::string("has no rows: a table of it gives: ") + eResult.strerror());
+        logFailedRead(*findTable(a_sView),
+                      std::string("has no rows: a table of it gives: ") + eResult.strerror());
     }
     return eResult;
 }
@@ -423,7 +439,7 @@ EResultCode TableViewPlugin::selectRow(ValueList& a_row, const void* a_handle, c
         systema::RowFiller oRow(a_row, oRows.getColumns());
         const EResultCode eResult = oRows.fetch(oRow, oDeadline.end());
         if (oRow.isComplete()) {
-            if (pView->m_bStored) { // others may change without a word
+            if (pView->m_bStored) { // live tables change without a new version
                 pPosition->m_bUsed = true;
                 pView->m_pPosition = std::move(pPosition);
             }

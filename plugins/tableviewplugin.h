@@ -1,11 +1,11 @@
 // Joined views of two tables each, as the stored tables "ViewNames" and "ViewColumns" define them, and the
 // table "RegisteredViews" of their names.
 //
-// Keeps the definitions, loaded once, and no rows but those of the last reads by position, for as long as
-// nothing changes: every other read asks the sources through the dispatcher. Owned by main; the dispatcher
-// must outlive it. Main thread only. Broken definitions are logged and served as far as they make sense; a
-// column that is of neither table fails an assertion in each request that shows it. A view that is asked for
-// by its own source, while it reads that, has no rows.
+// Loads the definitions once. Every read joins the source tables anew through the dispatcher; only the last
+// read by position of each view is kept, until a source table changes. Owned by main; the dispatcher must
+// outlive it. Main thread only. Broken definitions are logged and served as far as they make sense; a column
+// that is of neither table fails an assertion in each request that shows it. A view that one of its own
+// sources reads, in order to answer the view, has no rows for it.
 #pragma once
 
 #include "configmanager/genericsubscriber.h"
@@ -27,9 +27,9 @@ class TableViewPlugin : public configmanager::serverlib::GenericConfigPlugin,
                         public systema::IDescribedTables
 {
 public:
-    // Size, position and key are answered in one go, which nothing must hold up for longer.
+    // Size, position and key are answered in one turn, during which no other client is served.
     static constexpr std::chrono::milliseconds c_oCeiling{2000};
-    // What the rows of table 1 may take in all reads together, in bytes.
+    // Memory for the rows of table 1 that all reads together keep.
     static constexpr std::size_t c_iPartnerBytes = 8 * 1024 * 1024;
 
     TableViewPlugin(systema::ConfigDispatcher& a_oDispatcher, bool a_bVerbose,
@@ -41,17 +41,17 @@ public:
     void getTables(systema::NameList& a_tables, const void* a_handle) override;
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
                                    const std::string& a_table) override;
-    /// 0 with the rows up to one that cannot be read; 8; 1 when it takes too long. The size of
+    /// 0 with the number of rows up to one that cannot be read; 8; 1 when it takes too long. The size of
     /// "RegisteredViews" is 0 whatever it holds.
     systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
                                  const std::string& a_table) override;
-    /// 0; 8; 9 also when a source table lacks a column; 10; 1 when it takes too long; else why table 2 cannot
-    /// be read.
+    /// 0; 8; 9 also when a source table lacks a column; 10; 1 when it takes too long; else the code with
+    /// which table 2 refuses to be read.
     systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
                                    const std::string& a_table, unsigned int a_index,
                                    const systema::NameList& a_columns) override;
-    /// The first complete row of the view that shows the key, or what the source table finds with it. As
-    /// selectRow, but 8 also when there is no such source table.
+    /// The first complete row of the view that shows the key, or else one that shows what the source table
+    /// finds by the key. The codes of selectRow; 8 also when the source table does not exist.
     systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
                                    const std::string& a_table, const std::string& a_keyColumn,
                                    const std::string& a_keyValue,
@@ -59,7 +59,7 @@ public:
     systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const void* a_handle,
                                   const std::string& a_table, unsigned int a_first, unsigned int a_count,
                                   const systema::NameList& a_columns) override;
-    /// Views, besides "RegisteredViews".
+    /// "RegisteredViews" is live, all others are views.
     systema::EResultCode describe(systema::TableDescription& a_oDescription,
                                   const std::string& a_table) override
     {
@@ -76,11 +76,11 @@ public:
 private:
     using Clock = TableViewCursor::Clock;
 
-    /// Where the last read by position has come to.
+    /// The last read by position, so that the next one can go on from there.
     struct Position
     {
-        systema::NameList m_lColumns; // as it was asked for
-        unsigned int m_iNext = 0;
+        systema::NameList m_lColumns; // those of the request
+        unsigned int m_iNext = 0;     // row that the cursor hands over next
         std::unique_ptr<TableViewCursor> m_pRows = {};
         bool m_bUsed = true; // since the last tick
     };
@@ -94,24 +94,27 @@ private:
     struct View
     {
         TableViewSource m_oSource;
-        bool m_bStored = false;            // all that it is made of
+        bool m_bStored = false;            // every table that it is made of is stored
         systema::NameList m_lMissing = {}; // source tables that are not there yet
         bool m_bChanged = false;           // to be announced
-        std::string m_sFaults = {};        // logged
-        Clock::time_point m_oNextLog = {}; // of a read that took too long, or had no source
+        std::string m_sFaults = {};        // of the definition, as logged last
+        Clock::time_point m_oNextLog = {}; // no failed read is logged before
         std::unique_ptr<Position> m_pPosition = {};
-        std::optional<Size> m_oSize = {}; // since the last tick: each level of views asks for those below
+        std::optional<Size> m_oSize = {}; // until the next tick; a view of views needs it at each level
     };
 
     View* findTable(const std::string& a_sName);
-    /// The views that use the table, by whichever views in between.
+    /// The views that use the table, directly or through other views.
     auto findTableByRefTable(const std::string& a_sTable);
 
-    /// The tables that are no views, of which the table consists.
+    /// The tables, none of them a view, of which the table is made in the end: itself if it is no view.
     systema::NameList basesOf(const std::string& a_sTable);
     void checkAll();
     void check(View& a_oView);
     std::string findFaults(View& a_oView);
+    struct SourceTable;
+    SourceTable inspect(const std::string& a_sTable);
+    static bool lacks(const SourceTable& a_oTable, const std::string& a_sColumn, bool a_bAsKey);
     systema::EResultCode getSourceSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable);
     bool hasSource(const std::string& a_sTable);
     void subscribe(const systema::NameList& a_lTables);
@@ -120,12 +123,14 @@ private:
     /// Makes a cursor of the columns, all for none, that is not opened yet. 0, 8, 9.
     systema::EResultCode makeCursor(std::unique_ptr<TableViewCursor>& a_pCursor, const std::string& a_sTable,
                                     const systema::NameList& a_lColumns);
-    /// Logs it. 1.
+    /// Logs that the read took too long and returns 1.
     systema::EResultCode tookTooLong(const std::string& a_sView);
-    void logNow(View& a_oView, const std::string& a_sText);
+    /// Logs at most once a minute for each view.
+    void logFailedRead(View& a_oView, const std::string& a_sText);
     systema::EResultCode openRead(TableViewCursor& a_oRows, const std::string& a_sView);
 
-    /// The time at which the operation that a client waits for has to end: views of views ask each other.
+    /// The time at which an operation has to end. A view that is read for another view has the deadline of
+    /// that one, which the client waits for.
     class Deadline
     {
     public:
@@ -143,12 +148,12 @@ private:
 
     systema::ConfigDispatcher& m_oDispatcher;
     const std::chrono::milliseconds m_oCeiling;
-    std::size_t m_iBudget; // what is left for the rows of table 1
+    std::size_t m_iBudget; // memory that is left for the rows of table 1, in bytes
     const int m_iModule;
     configmanager::serverlib::GenericSubscriber m_oSubscriber;
     bool m_bLoaded = false;
-    bool m_bCheckDue = false;   // the databases were closed: others may have changed them
-    std::vector<View> m_lViews; // none comes or goes once loaded: cursors refer to them
+    bool m_bCheckDue = false;   // the databases were closed, so other programs may have changed them
+    std::vector<View> m_lViews; // fixed once loaded, as cursors refer to its elements
     std::unordered_map<std::string, std::size_t> m_mViews; // by name
     RegisteredViews m_oRegistered;
     std::optional<Clock::time_point> m_oEnd; // of the outermost operation
