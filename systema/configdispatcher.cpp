@@ -605,7 +605,7 @@ void ConfigDispatcher::recordTouched(const void* a_handle, const Plugin& a_oPlug
     const bool bComplete = a_oPlugin.m_pStored == nullptr || a_oPlugin.m_pStored->takeTouched(lTouched);
     for (const auto& sTable : lTouched) {
         Table* pTable = find(sTable);
-        if (pTable != nullptr && &pluginOf(*pTable) == &a_oPlugin) { // not another store's of that name
+        if (pTable != nullptr && &pluginOf(*pTable) == &a_oPlugin) { // not the table of another store
             recordWrite(a_handle, *pTable);
         }
     }

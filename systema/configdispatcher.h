@@ -102,7 +102,7 @@ public:
     // Tables.
     void getTables(NameList& a_tables, const void* a_handle) override;
     EResultCode getSchema(ColumnList& a_columns, const void* a_handle, const std::string& a_table) override;
-    /// What the table is besides its columns and their types.
+    /// Describes the table beyond its columns and their types. 0; 8; the codes of getSchema.
     EResultCode describe(TableDescription& a_oDescription, const void* a_handle, const std::string& a_table);
     EResultCode getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table) override;
     EResultCode selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
@@ -126,11 +126,11 @@ public:
     EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
                          const std::string& a_table, unsigned int a_first, unsigned int a_count,
                          const NameList& a_columns) override;
-    /// Reads, in their order, the rows that selectKey finds by the text that their first wanted column shows,
-    /// for whoever would ask for many keys of this column: the first row that shows a text is what it finds.
-    /// In a stored table a text that no row shows finds nothing, unless it is 0, or the column is one of
-    /// numbers and the text none in plain decimal. 0, without a cursor when the column's texts are compared
-    /// in another way; else as openRows.
+    /// Replaces many calls of selectKey with one key column, the first of a_columns: reads, in table order,
+    /// the rows that selectKey finds by the text of this column. Of several rows with one text selectKey
+    /// finds the first. In a stored table selectKey finds nothing by a text that no row shows, with two
+    /// exceptions: 0, and, in a column of numbers, a text that is not a plain decimal. 0, without a cursor
+    /// when the column does not compare texts byte by byte; else the codes of openRows.
     EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
                             const std::string& a_table, const NameList& a_columns);
     bool isPersistent() const override { return false; }
@@ -244,7 +244,8 @@ private:
     template<typename Operation>
     EResultCode guarded(const char* a_pWhat, Operation a_oOperation);
     void recordWrite(const void* a_handle, Table& a_oTable);
-    /// Records what the plugin's store has changed for a write, whatever the write's result.
+    /// Records the tables in which a write to the plugin's store has changed rows, whether or not the write
+    /// succeeded.
     void recordTouched(const void* a_handle, const Plugin& a_oPlugin);
     void addChanged(Table& a_oTable);
     void recordChange(Table& a_oTable);

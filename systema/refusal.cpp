@@ -17,7 +17,7 @@ struct Refusal
 
 constinit thread_local Refusal s_oRefusal;
 
-/// The longest beginning of the text that has room and splits no character.
+/// The longest beginning of the text that fits and does not split a UTF-8 character.
 std::string_view cut(std::string_view a_sText, std::size_t a_iRoom)
 {
     const auto isInside = [&](std::size_t a_iAt) {

@@ -1,9 +1,9 @@
-// Why the request under way is refused: what a plugin knows of it beyond the result code.
+// The reason why a request is refused, in words.
 //
-// The contract of the plugins has room for a code only. Whoever refuses notes its reason here, and the
-// request handler takes it for the client that asked. One reason a thread, in static memory, so that noting
-// one never fails. A reason is for a person; it names tables, columns and limits, never a value, which may be
-// secret.
+// An operation of a plugin returns only a code. A plugin that refuses notes the reason here, and the request
+// handler sends it to the client that made the request. Each thread has one reason, in static memory, so that
+// noting it never fails. A reason is for a person. It names tables, columns and limits, but no value, which
+// may be secret.
 #pragma once
 
 #include "systema/protocol.h"
@@ -14,12 +14,12 @@
 
 namespace systema {
 
-constexpr std::size_t c_iReasonLimit = 512; // bytes of a reason; a longer one is cut and ends with "..."
+constexpr std::size_t c_iReasonLimit = 512; // bytes; a longer reason is cut and ends with "..."
 
-/// Notes why the request ends with the code, in the place of what was noted before. Returns the code.
+/// Notes the reason of the code and replaces the one before. Returns the code.
 EResultCode noteRefusal(EResultCode a_eCode, std::string_view a_sReason);
 
-/// The reason noted last if it is one for the code, else nothing; it is forgotten.
+/// Returns the noted reason if it belongs to the code, else an empty text. Forgets it in both cases.
 std::string takeRefusal(EResultCode a_eCode);
 
 } // namespace systema

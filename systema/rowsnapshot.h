@@ -1,8 +1,7 @@
-// A bulk read of rows that were read at once, and are handed over at the pace of the reader: for sources that
-// are different at each read.
+// A copy of rows for a bulk read: the source is read once, the reader fetches at its own pace. It serves
+// sources whose rows differ at each read.
 //
-// Owned by whoever fetches from it; it needs nothing of its source. Main thread only. Nothing throws but
-// std::bad_alloc.
+// Owned by the reader; it does not refer to its source. Main thread only. Throws nothing but std::bad_alloc.
 #pragma once
 
 #include "systema/rowsource.h"
@@ -17,7 +16,7 @@ namespace systema {
 class RowSnapshot : public IRowCursor, private IRowSink
 {
 public:
-    /// Reads all rows of another cursor. 0; else the code with which that ended, and no cursor.
+    /// Reads all rows of a_oRows. 0 with the cursor; else the code with which a_oRows failed, and no cursor.
     static EResultCode take(std::unique_ptr<IRowCursor>& a_cursor, IRowCursor& a_oRows);
 
     const NameList& getColumns() const override { return m_lColumns; }
@@ -47,7 +46,7 @@ private:
     void moveCell(IRowSink& a_oSink);
 
     const NameList m_lColumns;
-    std::string m_sCells; // the type of each, and its number, or the length of its text and the text
+    std::string m_sCells; // of each its type and its number, or its type, the length of its text and the text
     std::size_t m_iRead = 0;
     std::size_t m_iRowsLeft = 0;
 };

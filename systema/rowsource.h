@@ -49,7 +49,7 @@ public:
     /// cannot be had in the same state. 9: the next row lacks a column. 1: failure.
     virtual EResultCode fetch(IRowSink& a_oSink) = 0;
 
-    /// Bytes that are kept for this read alone.
+    /// Bytes of rows that the cursor keeps in memory.
     virtual std::size_t getKeptSize() const { return 0; }
 };
 
@@ -64,9 +64,9 @@ public:
     virtual ~IRowSource() = default;
 
     /// Opens a read of at most a_count rows from position a_first; a range beyond the end is empty, with 0.
-    /// 0: the cursor is set; it may outlive the call but not the plugin. Without a cursor: the rows of this
-    /// table are to be read position by position. 8: no such table, or, of a stored
-    /// one, column. 9: no such column. Else why the rows cannot be read.
+    /// 0: the cursor is set; it may outlive the call but not the plugin. 0 without a cursor: read this table
+    /// position by position. 8: no such table, or, in a stored one, no such column. 9: no such column. Else
+    /// the code with which the source refuses to be read.
     virtual EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
                                  const std::string& a_table, unsigned int a_first, unsigned int a_count,
                                  const NameList& a_columns) = 0;

@@ -20,12 +20,10 @@ public:
     /// True when a transaction that was begun is gone without a commit or rollback: a failure made the store
     /// undo it.
     virtual bool hasLostTransaction() const = 0;
-    /// Replaces the list by the names of all tables of the store in which writes have changed rows since the
-    /// last call: those that were written, and those that changed along with them. False when names are
-    /// missing for want of memory.
+    /// Replaces the list by the names of the tables in which rows have changed since the last call: by a
+    /// write itself, by a reference, or by a trigger. False when memory ran out and names are missing.
     virtual bool takeTouched(NameList& a_lTables) noexcept = 0;
-    /// Opens the read of ConfigDispatcher::openKeyRows. Without a cursor, which is 0 as well, only the keys
-    /// themselves tell what they find.
+    /// See ConfigDispatcher::openKeyRows.
     virtual EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const std::string& a_table,
                                     const NameList& a_columns) = 0;
 };

@@ -1,5 +1,5 @@
-// What a table is, beyond its columns and their types: where its rows come from, whether they can be written,
-// and what its columns demand of them. Plain data.
+// The description of a table beyond its columns and their types: where its rows come from, whether it can be
+// written, and the constraints and defaults of its columns. Plain data.
 #pragma once
 
 #include "systema/lists.h"
@@ -18,7 +18,7 @@ enum class ETableKind : std::uint8_t
     View = 3,   // made of other tables
 };
 
-/// Something that the schema says of columns.
+/// A constraint or default that the schema gives to columns.
 struct ColumnFact
 {
     enum class EKind : std::uint8_t
@@ -26,13 +26,13 @@ struct ColumnFact
         PrimaryKey = 1,
         NotNull = 2,
         Default = 3,   // the text is the expression, as in SQL
-        Unique = 4,    // the columns together; a text says of which rows
-        Check = 5,     // the text is the condition, behind the constraint's name and ": " if it has one
-        Reference = 6, // the text is the table and the columns referred to, and what a change there does
+        Unique = 4,    // the columns together; the text, if any, limits it to some rows
+        Check = 5,     // the text is the condition, after "name: " if the constraint has a name
+        Reference = 6, // the text is the table and columns referred to, and the actions on a change there
     };
 
     EKind m_eKind;
-    NameList m_lColumns; // those it is about
+    NameList m_lColumns; // that the fact applies to
     std::string m_sText;
 
     bool operator==(const ColumnFact&) const = default;
@@ -51,8 +51,8 @@ class IDescribedTables
 public:
     virtual ~IDescribedTables() = default;
 
-    /// Changes what is not so in the description, which is that of a live read-only table, or of a writable
-    /// one where the plugin's tables are stored. 0, or the code that getSchema would give.
+    /// Corrects a description, which comes as that of a stored writable table if the plugin's tables are
+    /// stored, else as that of a live read-only one. 0, or the code that getSchema would give.
     virtual EResultCode describe(TableDescription& a_oDescription, const std::string& a_table) = 0;
 };
 
