@@ -30,7 +30,7 @@ bool isSameName(const std::string& a_sOne, const std::string& a_sOther)
 
 using Tokens = std::vector<SqlToken>;
 
-/// The place of the bracket that closes the one at the place.
+/// The index of the bracket that closes the one at a_iOpening.
 std::size_t findClosing(const Tokens& a_lTokens, std::size_t a_iOpening)
 {
     std::size_t iDepth = 0;
@@ -44,7 +44,7 @@ std::size_t findClosing(const Tokens& a_lTokens, std::size_t a_iOpening)
     return a_lTokens.size();
 }
 
-/// True for what begins a constraint of the whole table, in the place of a column's name.
+/// True for a keyword that begins a constraint of the whole table instead of the definition of a column.
 bool isTableConstraint(const SqlToken& a_oToken)
 {
     constexpr std::array<std::string_view, 5> c_aKeywords = {"CONSTRAINT", "CHECK", "UNIQUE", "PRIMARY",
@@ -53,7 +53,7 @@ bool isTableConstraint(const SqlToken& a_oToken)
                                [&](std::string_view a_sWord) { return a_oToken.isKeyword(a_sWord); });
 }
 
-/// The condition between the two places, with the columns that it names.
+/// The condition in the tokens from a_iBegin up to a_iEnd, with the columns that it names.
 ColumnFact readCondition(const Tokens& a_lTokens, std::size_t a_iBegin, std::size_t a_iEnd,
                          const NameList& a_lColumns)
 {
@@ -89,7 +89,7 @@ std::vector<ColumnFact> findChecks(std::string_view a_sCreate, const NameList& a
     }
     std::size_t i = static_cast<std::size_t>(itOpening - lTokens.begin());
     const std::size_t iEnd = findClosing(lTokens, i);
-    std::size_t iDefinition = ++i; // where that of a column, or a constraint of the table, begins
+    std::size_t iDefinition = ++i; // start of the current column definition or table constraint
     while (i < iEnd) {
         if (lTokens[i].is(',')) {
             iDefinition = i + 1;
@@ -113,7 +113,7 @@ std::vector<ColumnFact> findChecks(std::string_view a_sCreate, const NameList& a
 }
 
 // ---------------------------------------------------------------------------------------------------------
-// Facts that SQLite tells
+// Facts that pragmas list
 
 namespace {
 
@@ -139,8 +139,8 @@ std::string quoted(const std::string& a_sText, char a_cQuote)
     return sQuote + SqliteString::replace(a_sText, sQuote, sQuote + sQuote) + sQuote;
 }
 
-/// A pragma that tells of the table or index with the name. Its table-valued function would do the same, but
-/// the guard of the database refuses what SQLite does to make that.
+/// A pragma about a table or index. Its table-valued function would give the same, but the guard of the
+/// database refuses the virtual table that SQLite makes for it.
 std::string pragma(const char* a_pPragma, const std::string& a_sName)
 {
     return std::string("PRAGMA ") + a_pPragma + "(" + quoted(a_sName, '"') + ")";
@@ -155,7 +155,7 @@ std::string join(const NameList& a_lNames)
     return sJoined;
 }
 
-/// " on delete cascade"; nothing when nothing is done.
+/// For example " on delete cascade"; empty for NO ACTION.
 std::string actionText(const char* a_pEvent, const std::string& a_sAction)
 {
     std::string sText = a_sAction == "NO ACTION" ? "" : std::string(" on ") + a_pEvent + " " + a_sAction;
@@ -220,7 +220,7 @@ EResultCode readUniques(SqliteWrapper& a_oDatabase, const std::string& a_sTable,
                  {EKind::Unique, {}, a_oRow.readText(IsPartial) == "0" ? "" : "among some rows"}});
         }
     });
-    for (auto& [sIndex, oUnique] : lIndexes | std::views::reverse) { // in the order of their making
+    for (auto& [sIndex, oUnique] : lIndexes | std::views::reverse) { // SQLite lists the newest first
         if (eCode == EResultCode::Success) {
             constexpr int c_iColumn = 2;
             eCode = forEachRow(a_oDatabase, pragma("index_info", sIndex), [&](SqliteStatement& a_oRow) {
@@ -301,7 +301,7 @@ EResultCode describeTable(TableDescription& a_oDescription, SqliteWrapper& a_oDa
     }
     if (sType == "view") {
         a_oDescription.m_eKind = ETableKind::View;
-        a_oDescription.m_bWritable = bTriggers; // which write to the tables behind it
+        a_oDescription.m_bWritable = bTriggers; // INSTEAD OF triggers make a view writable
         return EResultCode::Success;
     }
     NameList lColumns;

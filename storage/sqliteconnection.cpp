@@ -43,8 +43,8 @@ EResultCode mapCode(int a_iSqliteCode)
     }
 }
 
-/// True for a code whose text names tables, columns and limits, never a value, which others may not see.
-bool isTold(int a_iSqliteCode)
+/// True for a code whose message the client may see: it names tables, columns and limits, never a value.
+bool isShownToClients(int a_iSqliteCode)
 {
     return a_iSqliteCode == SQLITE_CONSTRAINT || a_iSqliteCode == SQLITE_MISMATCH ||
            a_iSqliteCode == SQLITE_FULL || a_iSqliteCode == SQLITE_INTERRUPT;
@@ -220,7 +220,7 @@ EResultCode SqliteConnection::getResultCode(int a_iSqliteCode, const char* a_mes
         zel::noteMemoryFailure();
     }
     const std::string sDetail = describe(a_iSqliteCode);
-    if (isTold(a_iSqliteCode)) {
+    if (isShownToClients(a_iSqliteCode)) {
         noteRefusal(mapCode(a_iSqliteCode), sDetail);
     }
     return logSqliteError(a_iSqliteCode, sDetail.c_str(), a_message);

@@ -64,9 +64,8 @@ public:
     /// The file name.
     const std::string& getName() const { return m_sName; }
     SqliteState getState() const;
-    /// Replaces the list by the names of the tables that were changed over the connection since the last
-    /// call, and of the views that read them, and holds still. False when names are missing for want of
-    /// memory.
+    /// Replaces the list by the names of the tables whose rows have changed since the last call, and of the
+    /// views that read them; a rollback empties it. False when memory ran out and names are missing.
     bool takeTouched(NameList& a_lTables) noexcept { return m_oTouched.take(a_lTables); }
 
     /// Runs a text of the program's own, never one with a part from outside. 0 to 8.
@@ -83,8 +82,8 @@ public:
 
     /// Maps a code of SQLite: 0, and 100 and above, is success; any other is logged with SQLite's message
     /// and then, mapped, under a_message. Where SQLite's message leaves open what to do about it the log has
-    /// our own: after the deadline, at the limit, and on a full disk. Those, and what SQLite says of a
-    /// constraint or a wrong type, are noted as the reason of the refusal.
+    /// our own: after the deadline, at the limit, and on a full disk. These messages, and those
+    /// of SQLite about constraints and wrong types, are noted as the reason of the refusal.
     EResultCode getResultCode(int a_iSqliteCode, const char* a_message) const;
     /// Logs "<message> failed with error: <code>" and returns the code.
     EResultCode logError(const char* a_message, const EResultCode& a_code) const;

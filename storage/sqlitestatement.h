@@ -43,8 +43,8 @@ public:
     const ColumnList& getColumns();
     /// Hands the cells of the row stepped to to the sink. The row is not ended.
     void readRow(IRowSink& a_oSink);
-    /// True when a key that is the text shown for column 0 is equal to its cell, and to no cell of the column
-    /// that shows another: not for NULL, a blob, a number beyond the 32 bits that are shown.
+    /// True when the text that column 0 shows, used as a key, finds this cell and only cells that show the
+    /// same text. False for NULL, a blob, and a number beyond 32 bits.
     bool isShownAsStored();
     /// The cells of the row stepped to, in order.
     std::vector<StoredCell> copyCells();

@@ -55,8 +55,7 @@ public:
     /// Opens a read of a range of rows, see IRowSource. The cursor must not outlive the wrapper.
     EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const std::string& a_table,
                          unsigned int a_first, unsigned int a_count, const NameList& a_columns);
-    /// Opens a read of the rows that keys find, see ConfigDispatcher. 0, without a cursor when the first
-    /// column does not compare texts byte by byte.
+    /// See ConfigDispatcher::openKeyRows.
     EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const std::string& a_table,
                             const NameList& a_columns);
     /// Adds a row. 0; 1 without values; 6 for Id 0.
@@ -98,7 +97,7 @@ private:
     /// Opens a read of the rows that the text selects.
     EResultCode openCursor(std::unique_ptr<IRowCursor>& a_cursor, const SqlText& a_oText,
                            SqliteRowCursor::ERows a_eRows);
-    /// True when texts of the column of a table, not of a view, are equal only if all their bytes are.
+    /// True when the column is one of a table, not of a view, and compares texts byte by byte.
     bool isComparedByBytes(const std::string& a_table, const std::string& a_sColumn) const;
     /// Ends an update or delete by position; a_oChange lacks only its condition.
     EResultCode changeByPosition(SqlText& a_oChange, const std::string& a_table, unsigned int a_position);

@@ -23,14 +23,14 @@ bool isDigit(char a_c)
     return a_c >= '0' && a_c <= '9';
 }
 
-/// The bytes of the text up to the piece and with it, all of them when it is not there.
+/// The number of bytes up to and including the piece; all bytes when it is missing.
 std::size_t sizeThrough(std::string_view a_sText, std::string_view a_sPiece, std::size_t a_iFrom)
 {
     const std::size_t iAt = a_sText.find(a_sPiece, a_iFrom);
     return iAt == std::string_view::npos ? a_sText.size() : iAt + a_sPiece.size();
 }
 
-/// The bytes of the blanks and comments that the text begins with.
+/// The number of bytes of blanks and comments at the start of the text.
 std::size_t gapSize(std::string_view a_sText)
 {
     std::size_t iSize = 0;
@@ -55,7 +55,7 @@ char closingQuote(char a_cOpening)
                                                                           : '\0';
 }
 
-/// The bytes of a quoted token; a quote within is doubled, except in brackets.
+/// The number of bytes of a quoted token; a quote inside is doubled, except in brackets.
 std::size_t quotedSize(std::string_view a_sText, char a_cQuote)
 {
     const std::string_view sQuote(&a_cQuote, 1);

@@ -1,5 +1,5 @@
-// A text of SQL as its tokens: as much of the grammar as it takes to find the parts of a statement that
-// SQLite has accepted. A plain value; the tokens refer to the text.
+// Splits SQL into tokens, as far as needed to find the parts of a statement that SQLite has accepted. A token
+// is a plain value that refers to the text.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ struct SqlToken
 
     EKind m_eKind;
     std::string_view m_sText; // as it stands in the statement
-    bool m_bApart = false;    // blanks or comments stand in front of it
+    bool m_bApart = false;    // blanks or comments precede it
 
     /// Compares without letter case.
     bool isKeyword(std::string_view a_sUpperCase) const;

@@ -1,10 +1,9 @@
-// The tables whose rows a connection has changed, whatever brought it about: the statement itself, a trigger,
-// an action of a reference, a row that had to make room for another. With a table come the views of the
-// schema that read it.
+// Collects the tables whose rows a connection changes: by the statement itself, a trigger, the action of a
+// reference, or the replacement of a conflicting row. A table brings the views of the schema that read it.
 //
-// Owned by the connection and used on its thread. SQLite reports each row before it is changed, so a failed
-// statement that a transaction goes on after may have noted tables that are as they were. Where memory is
-// out, and a name cannot be kept, everything counts as changed.
+// Owned by the connection and used on its thread. SQLite reports each row before it is changed, so after a
+// failed statement inside a transaction the list may have tables that did not change. When memory runs out
+// and a name cannot be kept, the list counts as incomplete.
 #pragma once
 
 #include "systema/lists.h"
@@ -19,12 +18,12 @@ namespace systema {
 class TouchedTables
 {
 public:
-    /// Notes what is changed over the open connection from here on. Its authorizer must be set after this.
+    /// Starts with an open connection. Replaces its authorizer, so set the real one afterwards.
     void watch(sqlite3* a_pDatabase);
-    /// What was noted was undone.
+    /// Empties the list after a rollback.
     void forget() noexcept;
-    /// Replaces the list by what was noted since the last call, a table once. False when names are missing:
-    /// then any table may have changed.
+    /// Replaces a_lTables by the names collected since the last call, each once. False when names are
+    /// missing: then any table may have changed.
     bool take(NameList& a_lTables) noexcept;
 
 private:
@@ -37,9 +36,9 @@ private:
     void add(const char* a_pTable);
 
     NameList m_lNames;
-    bool m_bComplete = true;                            // m_lNames is
-    std::unordered_map<std::string, NameList> m_mViews; // by what they read
-    std::string m_sView;                                // the one whose sources are read
+    bool m_bComplete = true;                            // false: names are missing in m_lNames
+    std::unordered_map<std::string, NameList> m_mViews; // the views that read a table
+    std::string m_sView;                                // whose sources readViews is collecting
     bool m_bViewsKnown = true;
 };
 
