@@ -341,8 +341,11 @@ TEST_F(TableViewPlugin, AViewIsServedWholeOrNotAtAllHoweverManyThereAre)
     view("(301, 'TooWide', 'Account', 'Id', 'Line', 'Id'), (302, 'Last', 'Account', 'Id', 'Line', 'Id')");
     sql("common.db", "INSERT INTO ViewColumns VALUES (hex(zeroblob(3000000)), 301, 2, 'Name', NULL)");
     columns("('Line', 2, 'Name')", "301, 302");
+    sql("common.db", "INSERT INTO ViewNames VALUES (303, hex(zeroblob(3000000)), 'A', 'Id', 'Line', 'Id'),"
+                     " (304, 'Behind', 'Account', 'Id', 'Line', 'Id')");
     EXPECT_EQ(logOf([&] { start(); }),
-              "error TableView View `TooWide` is left out: there is no room for all its columns\n");
+              "error TableView View `TooWide` is left out: there is no room for all its columns\n"
+              "error TableView The last 2 views are left out: all may take 4096 KiB\n");
     EXPECT_EQ(inBulk("RegisteredViews").size(), 301U);
     for (const std::string sView : {"V67", "V300"}) {
         ColumnList lSchema;
