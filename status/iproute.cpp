@@ -96,10 +96,19 @@ EResultCode IPRoute::getRowByKey(const std::string& a_table, systema::ValueList&
 void IPRoute::update(systema::NameList& a_changedTables)
 {
     m_oTool.begin();
-    for (auto& oFamily : m_aFamilies) {
-        // A tool that hangs over one family is not run for the other either, nor is one that was slow: not
-        // yet.
-        if (oFamily.m_bChanged && !m_oTool.isLeftAlone() && !m_oTool.isTurnOver() && read(oFamily)) {
+    const std::size_t iFirst = std::exchange(m_iFirst, 0);
+    for (std::size_t i = 0; i < m_aFamilies.size(); ++i) {
+        const std::size_t iFamily = (iFirst + i) % m_aFamilies.size();
+        Family& oFamily = m_aFamilies[iFamily];
+        if (!oFamily.m_bChanged) {
+            continue;
+        }
+        // After a run that was slow, or killed, the other family waits for the next update, and comes first.
+        if (m_oTool.isLeftAlone() || m_oTool.isTurnOver()) {
+            m_iFirst = iFamily;
+            return;
+        }
+        if (read(oFamily)) {
             a_changedTables.add(std::string(oFamily.m_sTable));
         }
     }
@@ -153,15 +162,16 @@ bool IPRoute::read(Family& a_oFamily)
     const auto oElements = parseRoutes(sOutput);
     if (!oElements) {
         if (iSize > c_iLongestList && !std::exchange(a_oFamily.m_bTooLong, true)) {
-            ZEL_Sysloglevel_error(m_iModule, here(),
+            ZEL_Sysloglevel_error(m_iModule, hereWithExtension(),
                                   "%s stays empty: the list of routes has %zu bytes, of which %zu are read",
                                   a_oFamily.m_sTable.data(), iSize, c_iLongestList);
         }
         return false;
     }
     if (std::exchange(a_oFamily.m_bTooLong, false)) {
-        ZEL_Sysloglevel_info(m_iModule, here(), "%s has its routes again: the list has %zu bytes",
-                             a_oFamily.m_sTable.data(), iSize);
+        ZEL_Sysloglevel_info(m_iModule, hereWithExtension(),
+                             "%s has its routes again: the list has %zu bytes", a_oFamily.m_sTable.data(),
+                             iSize);
     }
     for (const auto& oElement : *oElements) {
         if (const auto* pUnexpected = std::get_if<UnexpectedJson>(&oElement)) {

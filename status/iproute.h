@@ -13,6 +13,7 @@
 #include "zel/tool.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -77,6 +78,7 @@ private:
     std::array<Family, 2> m_aFamilies;
     Family& m_oIPv4;
     Family& m_oIPv6;
+    std::size_t m_iFirst = 0; // the family that the next update reads first
 };
 
 } // namespace zel

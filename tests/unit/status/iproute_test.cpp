@@ -7,8 +7,11 @@
 #include <gmock/gmock.h>
 
 using systema::NameList;
+using testing::AllOf;
 using testing::Each;
-using testing::StartsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
@@ -20,7 +23,8 @@ class IPRoute : public testing::Test
 protected:
     FakeIp m_oIp;
     zel::Tool::Clock::time_point m_oNow{};
-    zel::IPRoute m_oRoutes{zel::Tool([this] { return m_oNow; }, std::chrono::seconds(2))};
+    zel::Tool::Clock::duration m_oStep{}; // which each look at the clock takes
+    zel::IPRoute m_oRoutes{zel::Tool([this] { return m_oNow += m_oStep; }, std::chrono::seconds(2))};
     TableReader m_oIPv4{m_oRoutes, c_sIPv4};
     TableReader m_oIPv6{m_oRoutes, c_sIPv6};
 };
@@ -108,11 +112,25 @@ TEST_F(IPRoute, AToolThatHangsIsKilledAndLeftAloneForAWhile)
     EXPECT_EQ(m_oIPv4.update(), NameList());
     EXPECT_EQ(m_oIp.takeRuns(), "");
     m_oNow += std::chrono::seconds(1);
-    EXPECT_EQ(m_oIPv4.update(), (NameList{c_sIPv4, c_sIPv6}));
+    EXPECT_EQ(m_oIPv4.update(), (NameList{c_sIPv6, c_sIPv4})) << "the other family is not kept waiting again";
+}
+
+TEST_F(IPRoute, AFamilyThatIsAlwaysSlowDoesNotKeepTheOtherFromBeingRead)
+{
+    m_oIp.behaves("echo []");
+    m_oStep = zel::Tool::c_oTurn / 4; // a turn is over once one family was read
+    m_oRoutes.setChanged();
+    EXPECT_EQ(m_oIPv4.update(), NameList{c_sIPv4});
+    m_oRoutes.NewIPv4Route("", 0, "", "", "", 0);
+    EXPECT_EQ(m_oIPv4.update(), NameList{c_sIPv6});
+    EXPECT_EQ(m_oIPv4.update(), NameList{c_sIPv4});
 }
 
 TEST_F(IPRoute, LinesNameTheSourceFileWithItsExtension)
 {
-    m_oIp.behaves("exit 3");
-    EXPECT_THAT(logLinesOf([&] { m_oRoutes.init(); }), Each(StartsWith("error   IPROUTE iproute.cpp:")));
+    for (const char* pTool : {"exit 3", "printf '[%20000s]'", "echo [1]"}) {
+        m_oIp.behaves(pTool);
+        EXPECT_THAT(logLinesOf([&] { m_oRoutes.init(); }),
+                    AllOf(Not(IsEmpty()), Each(HasSubstr(" IPROUTE iproute.cpp:"))));
+    }
 }
