@@ -16,7 +16,7 @@ ConnectionReading::EState ConnectionReading::read(Clock::time_point a_oEnd)
     if (!m_oFile.isOpen()) {
         return EState::Failed;
     }
-    while (m_iBytesLeft > 0 && m_iLine < c_iMostLines) {
+    while (m_iBytesLeft > 0 && !m_bCut) {
         const auto oPiece = m_oFile.read(m_iBytesLeft);
         if (!oPiece) {
             return EState::Failed;
@@ -31,17 +31,20 @@ ConnectionReading::EState ConnectionReading::read(Clock::time_point a_oEnd)
         }
     }
     m_oCutter.finish();
+    m_bCut = m_bCut || m_iBytesLeft == 0;
     return EState::Done;
 }
 
 void ConnectionReading::addLine(std::string_view a_sLine)
 {
-    if (m_iLine < c_iMostLines) {
-        Connection oConnection;
-        oConnection.init(++m_iLine, splitConnection(a_sLine));
-        if (!m_oFilter(oConnection)) {
-            m_pList->add(oConnection);
-        }
+    if (m_iLine == c_iMostLines) {
+        m_bCut = true;
+        return;
+    }
+    Connection oConnection;
+    oConnection.init(++m_iLine, splitConnection(a_sLine));
+    if (!m_oFilter(oConnection)) {
+        m_pList->add(oConnection);
     }
 }
 

@@ -41,6 +41,9 @@ public:
     EState read(Clock::time_point a_oEnd);
     /// The connections, once they are read.
     std::shared_ptr<ConnectionList> takeList() { return std::move(m_pList); }
+    std::int32_t getLineCount() const { return m_iLine; }
+    /// True when the list is longer than what was read of it.
+    bool isCut() const { return m_bCut; }
 
 private:
     void addLine(std::string_view a_sLine);
@@ -51,6 +54,7 @@ private:
     std::shared_ptr<ConnectionList> m_pList = std::make_shared<ConnectionList>();
     std::size_t m_iBytesLeft = c_iMostBytes;
     std::int32_t m_iLine = 0;
+    bool m_bCut = false;
 };
 
 } // namespace zel

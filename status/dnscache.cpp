@@ -26,10 +26,11 @@ constexpr Column<CacheEntry> c_aColumns[] = {
     column<&CacheEntry::m_iExpires>("Expires"),
 };
 
-/// The names of the cache files that count: the first ones in the order of their bytes. Nothing when the
-/// directory cannot be read.
-std::optional<std::set<std::string>> findFiles(const std::string& a_sDirectory)
+/// The names of the cache files that count: the first ones in the order of their bytes. Sets whether there
+/// are more. Nothing when the directory cannot be read.
+std::optional<std::set<std::string>> findFiles(const std::string& a_sDirectory, bool& a_bMore)
 {
+    a_bMore = false;
     std::set<std::string> lNames;
     std::error_code oError;
     for (std::filesystem::directory_iterator it(a_sDirectory, oError), itEnd; it != itEnd;
@@ -40,6 +41,7 @@ std::optional<std::set<std::string>> findFiles(const std::string& a_sDirectory)
         }
         if (lNames.size() > DnsCache::c_iMostFiles) {
             lNames.erase(std::prev(lNames.end()));
+            a_bMore = true;
         }
     }
     if (oError) {
@@ -92,44 +94,64 @@ bool DnsCache::refresh()
     const auto oResult = m_oDnsMasq.DumpCache(bDone);
     const bool bLate = oResult.m_eState == CallResult::EState::Late;
     if (!oResult.isDone()) {
+        m_oRetry.restart();
         if (!bLate || oResult.m_bAsked) {
             ZEL_Sysloglevel_error(m_iModule, here(), "Could not dump cache: %s", oResult.m_sError.c_str());
         }
-        m_oRetry.restart();
         if (!bLate) {
             return true;
         }
     }
+    const bool bRead = readFiles();
+    if (bRead && !bLate) {
+        m_oInterval
+            .restart(); // a late dump may be complete at any moment, so that the files are read soon again
+    }
+    return bRead;
+}
+
+/// Replaces the entries by those of the files. False when the directory of the files cannot be read.
+bool DnsCache::readFiles()
+{
     m_lRows.clear();
-    const auto oNames = findFiles(m_sDirectory);
+    bool bMoreFiles = false;
+    const auto oNames = findFiles(m_sDirectory, bMoreFiles);
     if (!oNames) {
         return false;
     }
+    bool bFull = false;
     std::size_t iBytesLeft = FileParser::c_iMostBytes;
     for (const auto& sName : *oNames) {
         const std::string sPath = m_sDirectory + "/" + sName;
         FileParser oParser(iBytesLeft);
         if (!oParser.parse(FileParser::EMode::PlainFile, sPath, "", ' ',
-                           [this](const FileParser::Line& a_lTokens) { append(a_lTokens); })) {
+                           [&](const FileParser::Line& a_lTokens) { bFull = !append(a_lTokens); })) {
             ZEL_Sysloglevel_error(m_iModule, here(), "Error while parsing %s", sPath.c_str());
         }
         iBytesLeft -= oParser.getByteCount();
-        if (oParser.isCut() || m_lRows.size() == c_iMostEntries) {
+        bFull = bFull || oParser.isCut();
+        if (bFull) {
             break;
         }
     }
-    if (!bLate) {
-        m_oInterval.restart(); // else the dump may come to its end at any moment
+    const bool bCut = bFull || bMoreFiles;
+    if (!std::exchange(m_bCut, bCut) && bCut) {
+        ZEL_Sysloglevel_error(m_iModule, here(),
+                              "The cache is too large, only its first %zu entries are served",
+                              m_lRows.size());
     }
     return true;
 }
 
-void DnsCache::append(const FileParser::Line& a_lTokens)
+/// False when there is no room for the entry.
+bool DnsCache::append(const FileParser::Line& a_lTokens)
 {
-    if (m_lRows.size() < c_iMostEntries) {
-        m_lRows.push_back(makeCacheEntry(a_lTokens));
-        m_lRows.back().m_iInstance = static_cast<std::int32_t>(m_lRows.size());
+    if (m_lRows.size() == c_iMostEntries) {
+        return false;
     }
+    m_lRows.push_back(makeCacheEntry(a_lTokens));
+    m_lRows.back().m_iInstance = static_cast<std::int32_t>(m_lRows.size());
+    return true;
 }
 
 } // namespace zel

@@ -2,9 +2,9 @@
 //
 // Owned by the status host, which owns the wrapper of dnsmasq as well. Main thread only. A count or a read
 // has the forwarder write its cache files and reads them, once in a client's transaction and at most every
-// five seconds. While the forwarder cannot be asked, the entries stay. When it does not answer in time, it
-// may dump all the same, so that the files are read. Anyone may write into /tmp: the files are bounded, and
-// none is a link.
+// five seconds. While the forwarder cannot be asked, the entries stay. A forwarder that does not answer in
+// time may write the files all the same, so they are read then too. Anyone may write into /tmp: the files are
+// bounded, and none is a link.
 #pragma once
 
 #include "status/frozentable.h"
@@ -55,13 +55,15 @@ private:
     bool refresh() override;
     systema::EResultCode fill(systema::ValueList& a_row, CacheEntry& a_oRow,
                               const systema::NameList& a_columns) override;
-    void append(const FileParser::Line& a_lTokens);
+    bool readFiles();
+    bool append(const FileParser::Line& a_lTokens);
 
     DnsMasqDBusProxy& m_oDnsMasq;
     const int m_iModule;
     const std::string m_sDirectory;
     ReadInterval m_oInterval;
     ReadInterval m_oRetry; // since the forwarder could not be asked
+    bool m_bCut = false;   // at the last read, which was logged
 };
 
 } // namespace zel

@@ -224,6 +224,11 @@ EResultCode IpConntrack::refresh()
         ZEL_Sysloglevel_error(m_iModule, hereWithExtension(), "Could not open file: %s", m_sPath.c_str());
         return EResultCode::Failure;
     }
+    if (!std::exchange(m_bCut, pReading->isCut()) && m_bCut) {
+        ZEL_Sysloglevel_error(m_iModule, hereWithExtension(),
+                              "%s is too long, only its first %d lines are served", m_sPath.c_str(),
+                              pReading->getLineCount());
+    }
     m_pList = pReading->takeList();
     m_iMostListed = std::max(m_iMostListed, m_pList->size());
     m_oInterval.restart();

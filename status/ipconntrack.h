@@ -92,6 +92,7 @@ private:
     std::unique_ptr<ConnectionReading> m_pReading;                                // of the next list
     ConnectionReading::Clock::time_point m_oNextSlice;
     bool m_bUsed = false;          // since the last update
+    bool m_bCut = false;           // the last list, which was logged
     std::size_t m_iMostListed = 0; // since memory was given back
 };
 

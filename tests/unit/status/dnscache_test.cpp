@@ -115,13 +115,18 @@ TEST_F(DnsCache, WithoutItsDirectoryEveryReadFails)
     m_oForwarder.answer([&] { EXPECT_EQ(m_oRead.find("Host", "lost"), "code 1"); });
 }
 
-TEST_F(DnsCache, HasBoundsForAllFilesTogether)
+TEST_F(DnsCache, HasBoundsForAllFilesTogetherAndLogsOnceThatEntriesAreLeftOut)
 {
     const auto count = [&] {
         std::string sCount;
-        m_oForwarder.answer([&] { sCount = m_oRead.count(); });
+        const std::string sLog = logOf([&] { m_oForwarder.answer([&] { sCount = m_oRead.count(); }); });
         m_iNow += 6;
-        return sCount;
+        return sCount + " " + sLog;
+    };
+    const auto cutAt = [](std::size_t a_iCount) {
+        const std::string sCount = std::to_string(a_iCount);
+        return sCount + " error DnsCache The cache is too large, only its first " + sCount +
+               " entries are served\n";
     };
     const auto lines = [](std::size_t a_iCount, std::size_t a_iSize) {
         std::string sLines;
@@ -131,17 +136,25 @@ TEST_F(DnsCache, HasBoundsForAllFilesTogether)
         return sLines;
     };
     write("1.cache", lines(40000, 20));
+    write("2.cache", lines(zel::DnsCache::c_iMostEntries - 40000, 20));
+    const std::string sFull = std::to_string(zel::DnsCache::c_iMostEntries) + " ";
+    EXPECT_EQ(count(), sFull);
     write("2.cache", lines(40000, 20));
-    EXPECT_EQ(count(), std::to_string(zel::DnsCache::c_iMostEntries));
+    EXPECT_EQ(count(), cutAt(zel::DnsCache::c_iMostEntries));
+    EXPECT_EQ(count(), sFull);
+    write("1.cache", "");
+    EXPECT_EQ(count(), "40000 ");
     write("1.cache", lines(20000, 200));
     write("2.cache", lines(20000, 200));
     write("3.cache", lines(1, 20));
-    EXPECT_EQ(count(), std::to_string(zel::FileParser::c_iMostBytes / 200));
+    EXPECT_EQ(count(), cutAt(zel::FileParser::c_iMostBytes / 200));
+    std::filesystem::remove(m_oForwarder.path("1.cache"));
+    EXPECT_EQ(count(), "20001 ");
 
     for (std::size_t i = 0; i < zel::DnsCache::c_iMostFiles; ++i) {
         write("0.cache." + std::to_string(i), "1 A 0 F host 192.0.2.1 60\n");
     }
-    EXPECT_EQ(count(), std::to_string(zel::DnsCache::c_iMostFiles)) << "the first ones by name";
+    EXPECT_EQ(count(), cutAt(zel::DnsCache::c_iMostFiles)) << "the first ones by name";
 }
 
 TEST_F(DnsCache, FollowsNoLinkThatSomeonePutsThere)

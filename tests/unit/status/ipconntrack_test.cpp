@@ -178,11 +178,24 @@ TEST_F(IpConntrackTest, TakesWhatALineHas)
     EXPECT_EQ(m_oRead.at(0), "2,udp,0,0,,,,0,0,0,0") << "its last text is no token";
     EXPECT_EQ(m_oRead.at(1), "3,tcp,6,-7,A=B,10.0.0.1,,0,5,0,0");
     EXPECT_EQ(m_oRead.at(2), "6,udp,0,0,,10.0.0.2,10.0.0.3,7,0,0,0") << "after a line in two pieces";
+}
 
+TEST_F(IpConntrackTest, AListThatIsCutIsLoggedOnce)
+{
     const int iLast = zel::ConnectionReading::c_iMostLines;
-    track(std::string(iLast - 1, '\n') + c_sDns + c_sDns);
-    EXPECT_EQ(m_oRead.count(), "1");
+    const std::string sFull = std::string(iLast - 1, '\n') + c_sDns;
+    const auto logOfCount = [&](const std::string& a_sLines) {
+        track(a_sLines);
+        return logOf([&] { EXPECT_EQ(m_oRead.count(), "1"); });
+    };
+    EXPECT_EQ(logOfCount(sFull), "");
+    const std::string sLine = "error IpConn " + m_sPath + " is too long, only its first " +
+                              std::to_string(iLast) + " lines are served\n";
+    EXPECT_EQ(logOfCount(sFull + c_sDns), sLine);
+    EXPECT_EQ(logOfCount(sFull + c_sDns), "");
     EXPECT_EQ(m_oRead.at(0, {"Id"}), std::to_string(iLast));
+    EXPECT_EQ(logOfCount(c_sDns), "");
+    EXPECT_EQ(logOfCount(sFull + "\n"), sLine);
 }
 
 TEST_F(IpConntrackTest, OnlyANotificationTellsOfTheLan)
