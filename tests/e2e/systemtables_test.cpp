@@ -25,7 +25,7 @@ protected:
         }
         ip("link add br0 type veth peer name desk");
         ip("link set desk netns " + m_oDesk.path());
-        ip("address add 192.168.1.1/24 broadcast + dev br0");
+        ip("address add 192.168.1.1/24 broadcast + label br0:1 dev br0");
         ip("address add 203.0.113.9 dev lo");
         ip("link set br0 up");
         m_oDesk.ip("address add 192.168.1.20/24 dev desk");
