@@ -35,8 +35,8 @@ public:
     bool endRow() override
     {
         ++m_iRows;
-        return std::max<std::size_t>(m_oWriter.size(), m_iRows) <
-               systema::wire::c_iPartSize; // no cells, no bytes
+        // Rows without cells take no bytes, so their number bounds a part as well.
+        return std::max<std::size_t>(m_oWriter.size(), m_iRows) < systema::wire::c_iPartSize;
     }
 
     std::uint32_t getRows() const { return m_iRows; }

@@ -31,7 +31,7 @@ inline systema::Value integer(long long a_iNumber)
     return systema::Value(systema::EDataType::Integer, static_cast<int>(a_iNumber));
 }
 
-/// The number of a cell that a client writes; nothing for NULL and texts, which are none.
+/// The number of a cell that a client writes; nullopt for NULL and for texts.
 inline std::optional<long long> numberOf(const systema::Value& a_oCell)
 {
     switch (a_oCell.getType()) {

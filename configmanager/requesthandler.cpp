@@ -32,7 +32,7 @@ RequestHandler::RequestHandler(ConfigServiceManager& a_oManager, const void* a_p
 Answer RequestHandler::handle(EOperation a_eOperation, Reader& a_oRequest, Writer& a_oReply)
 {
     m_oAnswer = {};
-    systema::noteRefusal(EResultCode::Success, {}); // of a request that others made in between
+    systema::noteRefusal(EResultCode::Success, {}); // forgets what another client's request left
     m_oAnswer.m_eResult = call(a_eOperation, a_oRequest, a_oReply);
     if (m_bExplains && m_oAnswer.m_eResult != EResultCode::Success) {
         m_oAnswer.m_sReason = systema::takeRefusal(m_oAnswer.m_eResult);

@@ -32,7 +32,7 @@ public:
     using IsAwaited = std::function<bool(const DBus::Message& a_oSignal)>;
 
     /// Connects to the bus of the environment variable DBUS_SYSTEM_BUS_ADDRESS, or the system's own: all in
-    /// all within WaitTime::c_oLongest. Each signal that is awaited is kept. The clock is that of pauses.
+    /// all within WaitTime::c_oLongest. Each awaited signal is kept. now() gives the clock's time.
     BusConnection(WaitTime& a_oWaitTime, Now a_oNow, IsAwaited a_oIsAwaited);
     ~BusConnection() { close(); }
     BusConnection(const BusConnection&) = delete;
@@ -51,7 +51,7 @@ public:
     /// closes.
     bool hasOwner(const std::string& a_sName);
 
-    /// Lets the signals that the rule selects come, or come no more. Does not wait for the bus.
+    /// Starts, or ends, the delivery of the signals that the rule selects. Does not wait for the bus.
     void addMatch(const std::string& a_sRule);
     void removeMatch(const std::string& a_sRule);
     /// Waits for the bus to confirm the matches added since the last time, if any, or to go.

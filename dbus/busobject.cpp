@@ -51,7 +51,7 @@ bool BusObject::expects(const DBus::Message& a_oSignal)
 void BusObject::deliver(const DBus::Message& a_oSignal)
 {
     if (m_pRemote && m_pRemote->isConcernedBy(a_oSignal)) {
-        m_iWaiting -= m_iWaiting > 0 ? 1 : 0; // it may have come for another object before this one was made
+        m_iWaiting -= m_iWaiting > 0 ? 1 : 0; // the signal may be older than this object, and not be counted
         if (m_pRemote->deliver(a_oSignal)) {
             onMissed();
         }
@@ -60,7 +60,7 @@ void BusObject::deliver(const DBus::Message& a_oSignal)
 
 bool BusObject::recover(bool a_bNoneWaits)
 {
-    m_iWaiting = a_bNoneWaits ? 0 : m_iWaiting; // one for which there was no memory was counted and not kept
+    m_iWaiting = a_bNoneWaits ? 0 : m_iWaiting; // counts signals for which there was no memory, too
     if (!m_pRemote || !std::exchange(m_bLost, false)) {
         return false;
     }

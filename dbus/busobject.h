@@ -20,8 +20,8 @@ class BusObject
 public:
     using Factory = std::function<std::unique_ptr<RemoteObject>(BusConnection&)>;
 
-    /// Signals of one object that may wait; what comes beyond that is lost, and other objects lose nothing by
-    /// it.
+    /// Most signals of one object that wait to be delivered. Further ones are lost; those of other objects
+    /// are not.
     static constexpr unsigned c_iMostWaiting = 8192;
 
     /// Makes the remote object with each new connection, at once when there is one.
@@ -47,11 +47,11 @@ private:
 
     void bind(BusConnection& a_oConnection);
     void unbind();
-    /// True when the signal is for this object and is to be kept for it.
+    /// True when the signal is for this object and there is room for it.
     bool expects(const DBus::Message& a_oSignal);
-    /// Tells the remote object of a signal that is for it.
+    /// Delivers the signal to the remote object if it is for it.
     void deliver(const DBus::Message& a_oSignal);
-    /// Makes up for signals that were lost since the last call. True when there were any.
+    /// Reports signals that were lost since the last call as missed. True when there were any.
     bool recover(bool a_bNoneWaits);
     void onMissed() const;
 

@@ -1,4 +1,4 @@
-// What became of a call of a service's method. A plain value.
+// The result of calling a method of a service. A plain value.
 #pragma once
 
 #include <string>
@@ -10,19 +10,19 @@ struct CallResult
     enum class EState
     {
         Done,
-        Refused,    // answered with an error, or nothing that the bus takes
-        Late,       // the service does not answer in time
-        Unreachable // there is no bus, or nobody has the service's name
+        Refused,    // answered with an error, or the arguments cannot be sent
+        Late,       // the service did not answer in time
+        Unreachable // there is no bus, or no process owns the service's name
     };
 
     EState m_eState = EState::Done;
-    /// False when nothing was sent this time: there is no bus, the tick has waited for it long enough, or the
-    /// state is that of the last call, which was not answered either.
+    /// False when nothing was sent: there is no bus, this tick has waited for it long enough, or the service
+    /// is in its pause and the state is that of the last call.
     bool m_bAsked = true;
     std::string m_sError{}; // empty when it is done
 
     bool isDone() const { return m_eState == EState::Done; }
-    /// True when asking again makes no difference.
+    /// True when calling again makes no difference.
     bool isAnswered() const { return isDone() || m_eState == EState::Refused; }
 };
 

@@ -1,4 +1,4 @@
-// Tells receivers of the dnsmasq' signals of uk.org.thekelleys.dnsmasq. Main thread only.
+// Forwards the D-Bus signals of dnsmasq to the registered receivers. Main thread only.
 #pragma once
 
 #include "dbus/callresult.h"

@@ -63,7 +63,7 @@ CallResult RemoteObject::call(const std::function<void()>& a_oCall)
     }
 }
 
-/// The result of a call that was not answered, which the calls until the end of the pause have as well.
+/// Returns the result of a call that was not answered, and keeps it for the calls until the end of the pause.
 CallResult RemoteObject::pause(CallResult::EState a_eState, std::string a_sError)
 {
     m_oUnanswered = CallResult{a_eState, false, a_sError};

@@ -35,7 +35,7 @@ void checkNames(const DBus::CallMessage& a_oCall);
 /// The rule that selects the signals of the interface at the path. Both are checked: neither can hold a
 /// quote.
 std::string matchRuleFor(const std::string& a_sInterface, const std::string& a_sPath);
-/// The rule that selects what the bus says about the owner of the name.
+/// The rule that selects the bus's signals about the owner of the name.
 std::string ownerRuleFor(const std::string& a_sName);
 
 } // namespace zel

@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* c_pZonesTable = "FirewallZones";
 constexpr std::size_t c_iLineBufferSize = 256;
-// The tool asks for the names of addresses, of name servers that may be dead.
+// The tool looks up the names of addresses, and a name server may be dead.
 constexpr const char* c_pCommand = "RES_OPTIONS='timeout:1 attempts:1' iptables -L ";
 
 constexpr Column<ChainCount> c_aColumns[] = {
@@ -55,7 +55,7 @@ Firewall::Listing::Listing(const std::string& a_sChain)
 void Firewall::init()
 {
     prepare();
-    endRound(); // who asks later wants the zones of then
+    endRound(); // a request after the start lists the zones as they are then
     m_oNextRound = {};
 }
 

@@ -1,11 +1,12 @@
 // The table "FirewallStatistic": packets that the input chain of each zone in "FirewallZones" accepted and
 // dropped, as the tool "iptables" lists them.
 //
-// Owned by the status host. Main thread only. Each request runs the tool once a zone. It runs in the
-// background: until all zones were listed the request is pending, and others are served meanwhile. The next
-// round begins after a pause as long as others waited for the one before it, and is served to all who waited
-// for it. A tool that does not end is killed and left alone for a while, in which counts and reads give 1. So
-// they do while the zones cannot be read.
+// Owned by the status host. Main thread only. Each request begins a round, which runs the tool once for each
+// zone. The tool runs in the background: the request is pending until all zones are listed, and other clients
+// are served meanwhile. The next round begins after a pause, which is as long as the last round, but no
+// longer than a turn of the tool; all requests that waited for it share its result. A run that does not end
+// is killed, and the tool is not run for a while; counts and reads give 1 then. They also give 1 while the
+// zones cannot be read.
 #pragma once
 
 #include "status/chainlisting.h"
@@ -39,22 +40,22 @@ public:
     static constexpr unsigned c_iMostZones = 64;
     static constexpr std::size_t c_iLongestName = 64;
 
-    /// A round that took so long is slow, and is served for so long without another.
+    /// A round that took c_oSlow or longer is served for c_oFresh before the next one begins.
     static constexpr std::chrono::milliseconds c_oSlow{200};
     static constexpr std::chrono::seconds c_oFresh{1};
 
     /// The dispatcher must outlive it.
     explicit Firewall(systema::ConfigPluginBase& a_oDispatcher, Tool a_oTool = Tool());
 
-    /// Reads once, for a turn at most.
+    /// Runs one round, for one turn of the tool at most.
     void init() override;
     /// Replaces what is in the list. 0.
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
-    /// Ends a round that nobody waits for any more.
+    /// Stops a round for which no request has come since the last update.
     void update(systema::NameList&) override;
 
 private:
-    /// What the tool has written of a chain so far.
+    /// What the tool has printed about a chain so far.
     struct Listing
     {
         explicit Listing(const std::string& a_sChain);
@@ -76,11 +77,11 @@ private:
     systema::ConfigPluginBase& m_oDispatcher;
     Tool m_oTool;
     const int m_iModule;
-    std::vector<std::string> m_lZones; // whose listing has not ended in this round
-    std::optional<Listing> m_oListing; // of the last of them, while the tool runs
+    std::vector<std::string> m_lZones; // still to be listed in this round, the current one last
+    std::optional<Listing> m_oListing; // of the current zone
     bool m_bInRound = false;
-    bool m_bUsed = false;    // since the last update
-    bool m_bAwaited = false; // the next round, since the last one
+    bool m_bUsed = false;    // a request came since the last update
+    bool m_bAwaited = false; // a request waits for the next round
     Tool::Clock::time_point m_oRoundBegin;
     Tool::Clock::time_point m_oNextRound;  // not before
     Tool::Clock::time_point m_oFreshUntil; // after a slow round, or one that was awaited

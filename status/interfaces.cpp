@@ -115,7 +115,7 @@ EResultCode Interfaces::getRowByKey(const std::string&, ValueList& a_row, const 
 void Interfaces::update(NameList& a_changedTables)
 {
     const net::AddressLists oAddresses;
-    // A device whose question is never answered must not keep the others from theirs.
+    // A query that is never answered must not keep the other devices from being queried.
     const std::size_t iFirst = m_iFirstAsked;
     for (std::size_t i = 0; i < m_lRows.size(); ++i) {
         const std::size_t iRow = (iFirst + i) % m_lRows.size();
@@ -207,8 +207,7 @@ void Interfaces::onLinkAsked(const std::string& a_sDevice, const CallResult& a_o
     sDevices += (sDevices.empty() ? "" : ", ") + a_sDevice;
 }
 
-/// As a rule it is the service that fails, for all devices, at each boot before it is there. One line says
-/// so.
+/// Logs one line for all devices with the same error: at a boot the service is missing for all of them.
 void Interfaces::logFailures()
 {
     for (const auto& [sError, sDevices] : std::exchange(m_mFailures, {})) {

@@ -1,8 +1,9 @@
 // The table "StatusNetifWatch": addresses, counters and state of each device named in "StatusNetifConfig".
 //
 // Owned by the status host. Main thread only. A signal about a device marks it, and the next update asks for
-// it again; all are marked when signals may have been missed. A link that the service has not told is asked
-// for at each update, which the wrapper bounds. A change of "StatusNetifConfig" starts all devices afresh.
+// it again; all are marked when signals may have been missed. A link for which the service has not answered
+// is queried at each update; the wrapper bounds how often that reaches the service. A change of
+// "StatusNetifConfig" starts all devices afresh.
 #pragma once
 
 #include "dbus/idbusinterfacestatus.h"
@@ -75,9 +76,9 @@ private:
     const int m_iModule;
     const int m_iIPv6Module;
     bool m_bSubscribed = false;
-    std::map<std::string, std::string> m_mFailures; // of this update: the devices of an error
-    std::string m_sLoggedFailure;                   // the last one logged, empty once a question was answered
-    std::size_t m_iFirstAsked = 0; // the row after the one whose link was last asked for in vain
+    std::map<std::string, std::string> m_mFailures; // of this update: an error, and its devices
+    std::string m_sLoggedFailure;                   // the last error logged, empty since a query succeeded
+    std::size_t m_iFirstAsked = 0;                  // the row after the one whose query was last not answered
 };
 
 } // namespace zel

@@ -35,14 +35,14 @@ public:
     virtual systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
                                              const std::string& a_keyColumn, const std::string& a_keyValue,
                                              const systema::NameList& a_columns) = 0;
-    /// While it is held, a table whose source is read for each request serves what was read last: the host
-    /// reads all rows of one state so.
+    /// While held, a table does not read its source for each request, but serves the rows that it read last.
+    /// The host holds it to copy all rows of one state.
     virtual void hold(bool) {}
-    /// True when rows change in an update alone, which tells of each change: then a bulk read can do without
-    /// a copy of them.
+    /// True when rows change only during update(), which announces each change: a bulk read then needs no
+    /// copy of the rows, as it ends with 2 after a change.
     virtual bool announcesEveryChange() const { return false; }
-    /// Opens a bulk read, as systema::IRowSource does. Without a cursor the host reads all rows at once and
-    /// keeps them for the read, unless every change of them is announced.
+    /// Opens a bulk read, as systema::IRowSource does. When this sets no cursor, the host copies all rows at
+    /// once for the read, unless announcesEveryChange().
     virtual systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>&, const std::string&,
                                           unsigned int, unsigned int, const systema::NameList&)
     {

@@ -17,7 +17,7 @@ class InterfaceStatusDBusProxy;
 class NetDeviceCheck : public net::NetDevice
 {
 public:
-    /// Gets what became of each question for a link.
+    /// Called with the result of each query of a link.
     using LinkObserver = std::function<void(const std::string& a_sDevice, const CallResult& a_oResult)>;
 
     static constexpr const char* c_pTable = "StatusNetifWatch";
@@ -27,10 +27,10 @@ public:
                    const net::AddressLists& a_oAddresses);
 
     void setChanged() { m_bChanged = true; }
-    /// Asks for a device that is marked as changed the service once for the link and the kernel for the rest,
-    /// adds the table to the changed ones, whether anything differs or not, and takes the mark away. While
-    /// the service has not answered, each call asks for the link again, and adds the table when it is another
-    /// one. False when the service was asked and has not answered.
+    /// For a device that is marked as changed, queries the link from the service and the rest from the
+    /// kernel, adds the table to the changed ones, whether anything differs or not, and clears the mark.
+    /// While the service has not answered, each call queries the link again, and adds the table when the link
+    /// differs. False when the service was asked and has not answered.
     bool refresh(InterfaceStatusDBusProxy& a_oInterfaceStatus, const net::AddressLists& a_oAddresses,
                  systema::NameList& a_lChangedTables);
     /// Asks for the counters; those of a device that is down are 0.
@@ -48,8 +48,8 @@ private:
     enum class ELink
     {
         Known,
-        NotAsked, // since it may have changed
-        NotAnswered
+        NotAsked,   // since the device was marked
+        NotAnswered // the service was asked in vain
     };
 
     void takeSnapshot();
@@ -58,7 +58,7 @@ private:
     unsigned m_iId;
     LinkObserver m_oOnAsked;
     net::NetDeviceState m_oSnapshot;
-    bool m_bLinkUp = false; // while it is not known: what it was, but down once the service was asked in vain
+    bool m_bLinkUp = false; // the last known state while NotAsked; down while NotAnswered
     ELink m_eLink = ELink::NotAsked;
     unsigned m_iUpSince = 0; // the system's uptime in seconds, 0 while down
     bool m_bChanged = true;

@@ -46,7 +46,8 @@ public:
               const systema::IConfigPublisher& a_oPublisher, BootClock a_oNow);
 
     void init() override;
-    /// Looks for changes while somebody subscribes to the table. One that a read has seen is announced, too.
+    /// Looks for changes while the table has a subscriber. A change that a read has already seen is
+    /// announced, too.
     void update(systema::NameList& a_changedTables) override;
 
 private:

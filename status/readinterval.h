@@ -1,4 +1,4 @@
-// Tells a table whether its source is to be read again, or what was read last is still served.
+// Decides whether a table reads its source again or serves what it read last.
 //
 // A member of the table; main thread only. Should the clock go back, as a test's may, nothing is due until it
 // has caught up.

@@ -28,7 +28,7 @@ public:
         configmanager::serverlib::appendSchema(a_columns, m_lColumns);
         return systema::EResultCode::Success;
     }
-    // Each of the reads gives what prepare() gives, unless that is 0. Else:
+    // Each read first calls prepare() and ends with its code when that is not 0. Otherwise:
     /// 0.
     systema::EResultCode getRowCount(const std::string&, unsigned int& a_count) override
     {
@@ -59,13 +59,13 @@ protected:
     {
     }
 
-    /// Makes the rows current before a read; what is not 0 answers that. By default 1 when they cannot be
-    /// had.
+    /// Makes the rows current before a read. Another code than 0 becomes the result of the read. By default
+    /// calls refresh: 0; 1 when that fails.
     virtual systema::EResultCode prepare()
     {
         return refresh() ? systema::EResultCode::Success : systema::EResultCode::Failure;
     }
-    /// Called by prepare; false when the rows cannot be had.
+    /// Reads the source again if necessary. False when it cannot be read.
     virtual bool refresh() { return true; }
 
     /// Appends the wanted columns of the row; 10 when there is none.

@@ -28,7 +28,7 @@ using systema::NameList;
 namespace {
 
 constexpr unsigned c_iLeaseLimit = 100;
-const unsigned long c_iNoVersion = 0; // of rows between whose reading nothing happens
+const unsigned long c_iNoVersion = 0; // never moves: the rows of a copy are read without a pause
 
 /// Holds a sub-plugin for as long as it lives.
 class Hold
@@ -187,7 +187,7 @@ EResultCode StatusInfoPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_c
             return eResult;
         }
         unsigned int iSize = 0;
-        eResult = a_oPlugin.getRowCount(a_table, iSize); // reads the source, for the whole of the table
+        eResult = a_oPlugin.getRowCount(a_table, iSize); // reads the source, before it is held
         const Hold oHold(a_oPlugin);
         std::unique_ptr<systema::IRowCursor> pRows;
         if (eResult == EResultCode::Success) {

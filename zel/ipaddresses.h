@@ -34,8 +34,8 @@ using IPv4Addresses = std::map<int, IPv4Address>;
 /// Asks for all addresses at once.
 IPv4Addresses readIPv4Addresses();
 
-/// Reads one rtnetlink message; nothing when it tells of no IPv4 address. What is missing at the end of a
-/// message that was cut is missing in the result.
+/// Reads one rtnetlink message; nullopt when it is about something else than an IPv4 address. What is missing
+/// at the end of a message that was cut is missing in the result.
 std::optional<IPv4Addresses::value_type> parseIPv4Address(std::span<const char> a_lMessage);
 
 /// The kernel's numbers. Unique local addresses (fc00::/7) are global.
@@ -79,7 +79,7 @@ std::vector<IPv6Address> parseIPv6Addresses(std::istream& a_oText);
 /// Reads the addresses of all devices.
 std::vector<IPv6Address> readIPv6Addresses();
 
-/// The addresses of all devices for who looks at several: each family is read when it is first asked for.
+/// The addresses of all devices, read once for a refresh of several: each family on its first use.
 class AddressLists
 {
 public:

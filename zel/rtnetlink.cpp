@@ -13,7 +13,7 @@ namespace {
 /// The kernel makes no part of an answer longer.
 constexpr std::size_t c_iLongestPart = 32768;
 
-/// The messages that were received together. False once the answer is whole.
+/// Calls the receiver with the messages that were received together. False once the answer is complete.
 bool takePart(Bytes a_lPart, const std::function<void(Bytes a_lMessage)>& a_oReceiver)
 {
     bool bMore = false;
@@ -32,17 +32,17 @@ bool takePart(Bytes a_lPart, const std::function<void(Bytes a_lMessage)>& a_oRec
 
 } // namespace
 
-void askKernel(Bytes a_lQuestion, const std::function<void(Bytes a_lMessage)>& a_oReceiver)
+void askKernel(Bytes a_lRequest, const std::function<void(Bytes a_lMessage)>& a_oReceiver)
 {
     const UniqueFd oSocket(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
-    if (::send(oSocket.get(), a_lQuestion.data(), a_lQuestion.size(), 0) !=
-        static_cast<ssize_t>(a_lQuestion.size())) {
+    if (::send(oSocket.get(), a_lRequest.data(), a_lRequest.size(), 0) !=
+        static_cast<ssize_t>(a_lRequest.size())) {
         return;
     }
     std::array<char, c_iLongestPart> aPart;
     ssize_t iSize = 0;
     do {
-        // Has come when send returns, and the next part when the one before it is received.
+        // The first part is there when send returns, each further part when recv has returned the one before.
         iSize = ::recv(oSocket.get(), aPart.data(), aPart.size(), MSG_DONTWAIT);
     } while (iSize > 0 && takePart({aPart.data(), static_cast<std::size_t>(iSize)}, a_oReceiver));
 }

@@ -1,8 +1,8 @@
-// Questions to rtnetlink, and how its answers are taken apart.
+// Sends requests to the kernel's rtnetlink, and parses its answers.
 //
 // Functions without state; any thread. The answer is that of the thread's network namespace. The kernel
-// answers while it takes the question, so that nothing waits. Nothing throws but std::bad_alloc and what a
-// receiver throws.
+// answers within the call that sends the request, so nothing waits. Nothing throws but std::bad_alloc and
+// what a receiver throws.
 #pragma once
 
 #include <algorithm>
@@ -30,15 +30,15 @@ inline Bytes skip(Bytes a_lBytes, std::size_t a_iCount)
     return a_lBytes.subspan(std::min(a_iCount, a_lBytes.size()));
 }
 
-/// Sends the question, a whole message, and hands over each message of the answer; none when the kernel
-/// refuses it.
-void askKernel(Bytes a_lQuestion, const std::function<void(Bytes a_lMessage)>& a_oReceiver);
+/// Sends the request, a whole message, and calls the receiver with each message of the answer; with none when
+/// the kernel refuses the request.
+void askKernel(Bytes a_lRequest, const std::function<void(Bytes a_lMessage)>& a_oReceiver);
 
-/// What comes after the head of a message, or fewer bytes when the message was cut.
+/// The bytes after the head of a message; fewer when the message was cut.
 Bytes contentOf(Bytes a_lMessage);
 
-/// Hands over each attribute after the structure that a message's content starts with, up to one of a bad
-/// length.
+/// Calls the receiver with each attribute that follows the structure at the start of a message's content, up
+/// to an attribute of a bad length.
 void forEachAttribute(Bytes a_lContent, std::size_t a_iStructSize,
                       const std::function<void(unsigned a_iType, Bytes a_lValue)>& a_oReceiver);
 

@@ -1,8 +1,8 @@
 // A command line that runs under /bin/sh while its owner does something else.
 //
-// Owned by whoever started it; one thread. Who destroys it before its end kills it, with every process of its
-// group. How it starts, and what its results mean, is said with executeCommand. Nothing throws but
-// std::bad_alloc and what the receiver throws.
+// Owned by its starter; one thread. Destroying it before its end kills the command and every process of its
+// group. It starts as with executeCommand, and its results mean the same. Nothing throws but std::bad_alloc
+// and what the receiver throws.
 #pragma once
 
 #include "zel/uniquefd.h"
@@ -28,7 +28,8 @@ public:
     RunningCommand(const RunningCommand&) = delete;
     RunningCommand& operator=(const RunningCommand&) = delete;
 
-    /// Waits for the end for so long, at most an hour. The command's result, once; nothing while it runs.
+    /// Waits up to that time, one hour at most, for the end of the command. Returns its result, once; nullopt
+    /// while it runs.
     std::optional<int> wait(std::chrono::milliseconds a_oTime);
 
 private:

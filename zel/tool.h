@@ -1,10 +1,10 @@
-// A tool of the system, with a ceiling on the time of each run, and left alone for a while after it was
-// killed at that.
+// Runs a tool of the system. Each run has a ceiling: a run that reaches it is killed, and the tool is not run
+// for a while.
 //
-// A member of the table that needs it; one thread. A tool of which one short run is wanted is run while
-// everybody waits. One that runs many times, or asks name servers, runs in the background: its owner looks
-// for the end now and then, and others are served meanwhile. Nothing throws but std::bad_alloc and what a
-// receiver throws.
+// A member of the table that needs it; one thread. run() blocks the main loop, for a tool that is run once
+// and is short. start() and finish() run the tool in the background, for one that runs many times or asks
+// name servers: the owner polls for the end, and other clients are served meanwhile. Nothing throws but
+// std::bad_alloc and what a receiver throws.
 #pragma once
 
 #include "zel/execute.h"
@@ -26,18 +26,18 @@ public:
     using Now = std::function<Clock::time_point()>;
     using Receiver = RunningCommand::Receiver;
 
-    /// How long a run may take for which everybody waits, so that the main loop never waits for half a
-    /// second; and how long while the daemon starts, when nobody waits yet and the system is at its slowest.
+    /// Ceiling of run(), so that the main loop never waits for half a second; and while the daemon starts,
+    /// when it has no clients yet and the system is at its slowest.
     static constexpr std::chrono::milliseconds c_oCeiling{400};
     static constexpr std::chrono::milliseconds c_oStartCeiling{2000};
-    /// How long a run in the background may take.
+    /// Ceiling of a run in the background.
     static constexpr std::chrono::milliseconds c_oBackgroundCeiling{3000};
-    /// For how long of a turn everybody may wait for runs that are short; others are served after it.
+    /// How long the main loop waits for runs of one turn.
     static constexpr std::chrono::milliseconds c_oTurn{50};
     /// The tool is not run for so long after it was killed.
     static constexpr std::chrono::seconds c_oHangWait{30};
 
-    /// Clock, ceiling of every run and turn are a test's, if any.
+    /// Tests give a clock, one ceiling for all runs, and a turn.
     explicit Tool(Now a_oNow = &Clock::now);
     Tool(Now a_oNow, std::chrono::milliseconds a_oCeiling, std::chrono::milliseconds a_oTurn = c_oTurn);
 
@@ -52,13 +52,13 @@ public:
     /// Runs a command line as executeCommand does, and waits for it. Its result.
     int run(const std::string& a_sCommand, const Receiver& a_oOutput);
 
-    /// Runs a command line in the background, in place of the one that runs there. What the receiver refers
+    /// Starts a command line in the background; one that still runs there is killed. What the receiver refers
     /// to must live until the end of the run.
     void start(const std::string& a_sCommand, Receiver a_oOutput);
     bool isRunning() const { return m_pRunning != nullptr; }
-    /// Waits for the end of that run while the turn lasts. Its result; nothing while it runs.
+    /// Waits for the end of that run until the turn is over. Returns its result; nullopt while it runs.
     std::optional<int> finish();
-    /// Kills it, without leaving the tool alone.
+    /// Kills that run; the tool may be run again at once.
     void stop() { m_pRunning.reset(); }
 
 private:
