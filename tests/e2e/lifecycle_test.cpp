@@ -267,7 +267,8 @@ TEST_F(Lifecycle, LinesToTheJournalCarryTheirPriorityAndNoTimeOfTheirOwn)
         const std::string sStream = std::to_string(oStatus.st_dev) + ":" + std::to_string(oStatus.st_ino);
         ::setenv("JOURNAL_STREAM", sStream.c_str(), 1);
     });
-    EXPECT_TRUE(eventually([&] { return daemon().errors().find("running") != std::string::npos; }));
+    EXPECT_TRUE(
+        eventually([&] { return daemon().errors().find("started and running\n") != std::string::npos; }));
     std::istringstream oLog(daemon().errors());
     std::vector<std::string> lLines;
     for (std::string sLine; std::getline(oLog, sLine);) {
