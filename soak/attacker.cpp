@@ -2,6 +2,7 @@
 
 #include "bench/unixaddress.h"
 #include "client/request.h"
+#include "systema/refusal.h"
 #include "zel/fifo.h"
 #include "zel/systempath.h"
 
@@ -49,6 +50,7 @@ void Attacker::run()
         m_sInput.clear();
         m_lPending.clear();
         m_bDamaged = false;
+        m_bExplains = false;
         if (!connect()) {
             return;
         }
@@ -281,14 +283,25 @@ void Attacker::take(const wire::Header& a_oHeader, std::string_view a_sBody)
     const OddRequest& oRequest = m_lPending.front().m_oRequest;
     const std::string sKind = "request " + std::to_string(static_cast<unsigned>(oRequest.m_eOperation));
     const bool bSuccess = a_oHeader.m_iCode == EResultCode::Success;
-    if (bSuccess ? !oRequest.m_oRead(a_sBody) : !a_sBody.empty()) {
+    if (bSuccess ? !oRequest.m_oRead(a_sBody) : !mayRefuseWith(a_sBody)) {
         fault(kindOf(oRequest) + ": a malformed answer");
     }
+    m_bExplains = m_bExplains || (bSuccess && oRequest.m_eOperation == EOperation::Explain);
     if (a_oHeader.m_eKind == EKind::Reply) {
         constexpr Codes c_iAny = (1U << (EResultCode::NoRow + 1U)) - 1;
         m_oWorld.m_oTally.count(sKind, Status::refused(a_oHeader.m_iCode), c_iAny, sKind);
         m_lPending.pop_front();
     }
+}
+
+bool Attacker::mayRefuseWith(std::string_view a_sBody) const
+{
+    if (a_sBody.empty() || !m_bExplains) {
+        return a_sBody.empty();
+    }
+    wire::Reader oReader(a_sBody);
+    const std::string_view sReason = oReader.text();
+    return oReader.complete() && !sReason.empty() && sReason.size() <= systema::c_iReasonLimit;
 }
 
 void Attacker::fault(const std::string& a_sWhat)

@@ -52,6 +52,8 @@ private:
     bool isReadable() const;
     bool wait(short a_iEvents);
     bool read();
+    /// A refusal has no body, or the reason once that was asked for.
+    bool mayRefuseWith(std::string_view a_sBody) const;
     void take(const systema::wire::Header& a_oHeader, std::string_view a_sBody);
     void fault(const std::string& a_sWhat);
 
@@ -61,7 +63,8 @@ private:
     std::string m_sInput;
     std::deque<Pending> m_lPending;
     std::uint32_t m_iId = 0;
-    bool m_bDamaged = false; // a damaged frame was sent: any answer may come, and the end
+    bool m_bExplains = false; // reasons are told
+    bool m_bDamaged = false;  // a damaged frame was sent: any answer may come, and the end
 };
 
 } // namespace soak

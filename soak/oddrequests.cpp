@@ -82,14 +82,18 @@ OddRequest oddRequest(std::uint32_t a_iId, const Request& a_oRequest)
 
 /// How often each operation comes in relation to the others.
 constexpr std::pair<std::size_t, EOperation> c_aOperations[] = {
-    {1, EOperation::Hello},      {20, EOperation::Ping},      {20, EOperation::Info},
-    {20, EOperation::GetTables}, {40, EOperation::GetSchema}, {60, EOperation::GetSize},
-    {80, EOperation::SelectRow}, {80, EOperation::SelectKey}, {80, EOperation::SelectRows},
-    {80, EOperation::InsertRow}, {80, EOperation::InsertKey}, {80, EOperation::UpdateRow},
-    {80, EOperation::UpdateKey}, {40, EOperation::DeleteRow}, {40, EOperation::DeleteKey},
-    {2, EOperation::DeleteAll},  {30, EOperation::Begin},     {20, EOperation::Commit},
-    {20, EOperation::Rollback},  {30, EOperation::Subscribe}, {20, EOperation::Unsubscribe},
-    {1, EOperation(99)}, // one that does not exist
+    {1, EOperation::Hello},        {20, EOperation::Ping},
+    {20, EOperation::Info},        {20, EOperation::GetTables},
+    {40, EOperation::GetSchema},   {60, EOperation::GetSize},
+    {80, EOperation::SelectRow},   {80, EOperation::SelectKey},
+    {80, EOperation::SelectRows},  {80, EOperation::InsertRow},
+    {80, EOperation::InsertKey},   {80, EOperation::UpdateRow},
+    {80, EOperation::UpdateKey},   {40, EOperation::DeleteRow},
+    {40, EOperation::DeleteKey},   {2, EOperation::DeleteAll},
+    {30, EOperation::Begin},       {20, EOperation::Commit},
+    {10, EOperation::Explain},     {40, EOperation::Describe},
+    {20, EOperation::Rollback},    {30, EOperation::Subscribe},
+    {20, EOperation::Unsubscribe}, {1, EOperation(99)}, // one that does not exist
 };
 
 } // namespace
@@ -184,10 +188,14 @@ OddRequest OddRequests::make(std::uint32_t a_iId)
         return oddRequest(a_iId, request::Ping{});
     case EOperation::Info:
         return oddRequest(a_iId, request::Info{});
+    case EOperation::Explain:
+        return oddRequest(a_iId, request::Explain{});
     case EOperation::GetTables:
         return oddRequest(a_iId, request::GetTables{static_cast<wire::ETableFilter>(m_oRandom.below(3))});
     case EOperation::GetSchema:
         return oddRequest(a_iId, request::GetSchema{sTable});
+    case EOperation::Describe:
+        return oddRequest(a_iId, request::Describe{sTable});
     case EOperation::GetSize:
         return oddRequest(a_iId, request::GetSize{sTable});
     case EOperation::SelectRow:
