@@ -34,6 +34,18 @@ bool mayBeAName(const Status& a_oStatus, bool a_bWrite)
            (bOfNames || (a_bWrite && bOfWrites));
 }
 
+/// Why a request that names nothing unknown fails for a key column; empty where that cannot be said.
+std::string describeNoKey(const Names& a_oNames)
+{
+    const std::string& sTable = a_oNames.m_sTable;
+    if (a_oNames.m_bKey && (!a_oNames.m_bWrite || a_oNames.m_lColumns.size() == 1)) {
+        // Some tables give this code for a value that no row has.
+        const std::string& sKey = a_oNames.m_lColumns.front();
+        return "no row of " + sTable + " has that " + sKey + ", or " + sKey + " is no key of it";
+    }
+    return a_oNames.m_bWrite ? std::string() : "view " + sTable + " has a column that its table lacks";
+}
+
 } // namespace
 
 Names namesOf(const Arguments& a_oArguments)
@@ -78,10 +90,8 @@ Status NameCheck::explain(Status a_oStatus, const Names& a_oNames)
         return a_oStatus;
     }
     std::string sText = describeUnknown(a_oNames, columnNames(*oSchema));
-    if (sText.empty() && a_oStatus.code() == EResultCode::NoKey && !a_oNames.m_bWrite) {
-        sText = a_oNames.m_bKey
-                    ? "column \"" + a_oNames.m_lColumns.front() + "\" is no key of " + a_oNames.m_sTable
-                    : "view " + a_oNames.m_sTable + " has a column that its table lacks";
+    if (sText.empty() && a_oStatus.code() == EResultCode::NoKey) {
+        sText = describeNoKey(a_oNames);
     }
     return sText.empty() ? std::move(a_oStatus) : Status::refused(a_oStatus.code(), std::move(sText));
 }

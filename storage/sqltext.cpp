@@ -1,6 +1,7 @@
 #include "storage/sqltext.h"
 
 #include "storage/sqlitestring.h"
+#include "systema/refusal.h"
 
 #include <algorithm>
 
@@ -80,6 +81,8 @@ SqlText& SqlText::key(std::string_view a_sColumn, const std::string& a_sKey)
     const std::string_view sKey = printed(a_sKey);
     if (!m_sRefused && sKey.find('\'') != std::string_view::npos) {
         m_sRefused = "near the quote in the key value of " + std::string(a_sColumn);
+        noteRefusal(EResultCode::NoTable,
+                    "the value of the key " + std::string(a_sColumn) + " has a quote, which no key can have");
     }
     return bind(sKey.size() + 2, sKey);
 }
