@@ -14,7 +14,7 @@
 
 namespace configmanager::logplugin {
 
-class LogPlugin : public serverlib::ILogger, public serverlib::OneRowPlugin, public systema::IDescribedTables
+class LogPlugin : public serverlib::ILogger, public serverlib::OneRowPlugin, public systema::WritableTables
 {
 public:
     LogPlugin();
@@ -38,12 +38,6 @@ public:
                                    const std::string& a_table, const std::string& a_keyColumn,
                                    const std::string& a_keyValue,
                                    const systema::NameList& a_columns) override;
-    /// Writable.
-    systema::EResultCode describe(systema::TableDescription& a_oDescription, const std::string&) override
-    {
-        a_oDescription.m_bWritable = true;
-        return systema::EResultCode::Success;
-    }
     /// Sets the levels in the order given, whatever the position. 0; 8; 9 at the first name that is no
     /// module, 6 at the first value that is no number or beyond those of the column, and the levels before it
     /// stay set.

@@ -13,7 +13,7 @@
 
 namespace zel {
 
-class SystemTime : public configmanager::serverlib::OneRowPlugin, public systema::IDescribedTables
+class SystemTime : public configmanager::serverlib::OneRowPlugin, public systema::WritableTables
 {
 public:
     SystemTime();
@@ -30,12 +30,6 @@ public:
                                    const std::string& a_keyValue,
                                    const systema::NameList& a_columns) override;
 
-    /// Writable.
-    systema::EResultCode describe(systema::TableDescription& a_oDescription, const std::string&) override
-    {
-        a_oDescription.m_bWritable = true;
-        return systema::EResultCode::Success;
-    }
     // Inserts and deletes change nothing. 0, 8.
     systema::EResultCode insertRow(const void* a_handle, const std::string& a_table,
                                    const systema::ValueList& a_values) override;

@@ -1,9 +1,10 @@
 // The time zone of the device as a table of one row, "Tz": the POSIX rule in /etc/TZ, cut at its commas.
 //
 // A write rewrites the file (see LineFile) and tells the kernel the zone. The zone of the daemon itself, in
-// which it logs, is the C library's matter, as at a restart. The file is read for each request; the three
-// texts in memory, by which updates and deletes by key find the row, are those of the last request, whatever
-// became of it. Owned by main. Main thread only. Files that cannot be read or written are logged and give 1.
+// which it logs, is not changed: the C library finds it, as at a restart. The file is read for each request;
+// the three texts in memory, by which updates and deletes by key find the row, are those of the last request,
+// whatever became of it. Owned by main. Main thread only. Files that cannot be read or written are logged and
+// give 1.
 #pragma once
 
 #include "configmanager/onerowplugin.h"
@@ -11,7 +12,7 @@
 
 namespace zel {
 
-class TzPlugin : public configmanager::serverlib::OneRowPlugin, public systema::IDescribedTables
+class TzPlugin : public configmanager::serverlib::OneRowPlugin, public systema::WritableTables
 {
 public:
     struct Rule
@@ -34,12 +35,6 @@ public:
                                    const std::string& a_table, const std::string& a_keyColumn,
                                    const std::string& a_keyValue,
                                    const systema::NameList& a_columns) override;
-    /// Writable.
-    systema::EResultCode describe(systema::TableDescription& a_oDescription, const std::string&) override
-    {
-        a_oDescription.m_bWritable = true;
-        return systema::EResultCode::Success;
-    }
     /// 0; 8; 9 for a name that is none of the three texts; 6 when one of them is missing or is no text; 1
     /// when the file cannot be written or the texts make no line of it.
     systema::EResultCode insertRow(const void* a_handle, const std::string& a_table,

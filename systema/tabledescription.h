@@ -56,4 +56,15 @@ public:
     virtual EResultCode describe(TableDescription& a_oDescription, const std::string& a_table) = 0;
 };
 
+/// Offered by plugins whose tables are all live and writable.
+class WritableTables : public IDescribedTables
+{
+public:
+    EResultCode describe(TableDescription& a_oDescription, const std::string&) override
+    {
+        a_oDescription.m_bWritable = true;
+        return EResultCode::Success;
+    }
+};
+
 } // namespace systema

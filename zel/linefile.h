@@ -1,9 +1,9 @@
 // A file whose first line is a setting, rewritten in place: it may be a link into another file system.
 //
 // A write that fails leaves the old line, whatever fails: the new one is written over it, and only then what
-// is behind it is cut off. Links are followed, but in a directory where others may put files (/tmp) only
-// files and links of its owner or of this process's user count: behind another's link may be any file of the
-// system. Stateless but for the path; any thread. Failures throw std::system_error.
+// is behind it is cut off. Links are followed. In a directory where anyone may put files (/tmp) a file or
+// link of another user than the directory's owner or this process's user is refused: such a link may lead to
+// any file of the system. Stateless but for the path; any thread. Failures throw std::system_error.
 #pragma once
 
 #include <cstddef>
