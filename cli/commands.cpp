@@ -51,19 +51,10 @@ client::ResultOf<Request> writeInTransaction(client::Connection& a_oConnection, 
     return oAnswer;
 }
 
-Outcome printRows(Printer& a_oPrinter, const Arguments& a_oArguments, const client::Rows& a_oRows)
-{
-    if (a_oArguments.m_bValues) {
-        return a_oPrinter.printValues(a_oRows);
-    }
-    a_oPrinter.printRows(a_oRows);
-    return {};
-}
-
-/// Makes a write. When the transaction of another client is in the way, waits for its end and makes the write
-/// in one of its own; what was refused so has changed nothing. A write that nothing is in the way of, and
-/// whose key needs no check, needs none, and it would be wrong there: some tables can be written at any time,
-/// and the end of a transaction resets its time-out.
+/// Makes a write. One whose key is checked is made in a transaction of its own, as is one that is refused
+/// because another client has a transaction: it waits for the end of that, and the refusal has changed
+/// nothing. Any other write is made without a transaction: some tables can be written at any time, and the
+/// end of a transaction resets its time-out.
 template<typename Request>
 client::ResultOf<Request> write(client::Connection& a_oConnection, const Request& a_oRequest,
                                 const Arguments& a_oArguments)
@@ -136,6 +127,15 @@ client::Result<client::Rows> readWantedRows(client::Connection& a_oConnection, c
                           : a_oConnection.call(request::SelectKey{sTable, a_oArguments.m_oKey->m_sColumn,
                                                                   *a_oArguments.m_oKey->m_oText, lColumns});
     return {client::Status(oRow), oRow.ok() ? client::Rows(*oRow) : client::Rows()};
+}
+
+Outcome printRows(Printer& a_oPrinter, const Arguments& a_oArguments, const client::Rows& a_oRows)
+{
+    if (a_oArguments.m_bValues) {
+        return a_oPrinter.printValues(a_oRows);
+    }
+    a_oPrinter.printRows(a_oRows);
+    return {};
 }
 
 } // namespace
@@ -216,6 +216,63 @@ Outcome parseLines(std::istream& a_oInput, std::ostream& a_oErrors, std::vector<
     return {};
 }
 
+Outcome typeLines(Session& a_oSession, std::vector<Line>& a_lLines)
+{
+    Schemas oSchemas(a_oSession.m_oConnection);
+    for (Line& oLine : a_lLines) {
+        auto oValues = oSchemas.typedValues(oLine.m_oArguments);
+        if (!oValues.ok()) {
+            return explained(a_oSession, oValues, oLine.m_oArguments, oLine.m_sContext);
+        }
+        oLine.m_lValues = std::move(*oValues);
+    }
+    return {};
+}
+
+/// The first line that has failed, and why.
+struct FailedLine
+{
+    const Line* m_pLine = nullptr; // null while none has
+    client::Status m_oStatus;
+
+    /// Notes what became of a line. False when it has failed.
+    bool take(const Line& a_oLine, const client::Status& a_oStatus)
+    {
+        if (!a_oStatus.ok() && m_pLine == nullptr) {
+            m_pLine = &a_oLine;
+            m_oStatus = a_oStatus;
+        }
+        return a_oStatus.ok();
+    }
+};
+
+/// Submits the writes of the lines until one has failed. The lines, and what is written to, must outlive the
+/// batch's answers.
+void submitLines(client::Connection& a_oConnection, WriteBatch& a_oBatch, std::vector<Line>& a_lLines,
+                 FailedLine& a_oFailed, std::vector<std::int32_t>& a_lIds)
+{
+    KeyCheck oKeys(a_oConnection);
+    for (auto it = a_lLines.begin(); it != a_lLines.end() && a_oFailed.m_pLine == nullptr; ++it) {
+        const Arguments& oArguments = it->m_oArguments;
+        const auto oChecked = oKeys.concerns(oArguments) ? oKeys.check(oArguments) : client::Status();
+        if (!a_oFailed.take(*it, oChecked)) {
+            a_oBatch.fail(oChecked);
+            break;
+        }
+        oKeys.forget(oArguments);
+        std::visit(
+            [&](const auto& a_oRequest) {
+                a_oBatch.add(a_oRequest, it->m_sContext, [&, pLine = &*it](const auto& a_oAnswer) {
+                    if (a_oAnswer.ok()) {
+                        addId(a_lIds, a_oAnswer);
+                    }
+                    return a_oFailed.take(*pLine, a_oAnswer);
+                });
+            },
+            makeWrite(oArguments, std::move(it->m_lValues)));
+    }
+}
+
 } // namespace
 
 Outcome runBatch(Session& a_oSession, const Arguments& a_oArguments)
@@ -226,57 +283,24 @@ Outcome runBatch(Session& a_oSession, const Arguments& a_oArguments)
     if (!oInput.ok()) {
         return Outcome::usage(oInput.error());
     }
+    if (oOutcome.ok()) {
+        oOutcome = typeLines(a_oSession, lLines);
+    }
     if (!oOutcome.ok()) {
         return oOutcome;
     }
-    Schemas oSchemas(a_oSession.m_oConnection);
-    for (Line& oLine : lLines) {
-        auto oValues = oSchemas.typedValues(oLine.m_oArguments);
-        if (!oValues.ok()) {
-            return explained(a_oSession, oValues, oLine.m_oArguments, oLine.m_sContext);
-        }
-        oLine.m_lValues = std::move(*oValues);
-    }
-
     WriteBatch oBatch(a_oSession.m_oConnection);
     if (const auto oBegun = beginForReader(oBatch, a_oArguments.m_oWait, a_oSession.m_iOutput);
         !oBegun.ok()) {
         return oBegun;
     }
+    FailedLine oFailed;
     std::vector<std::int32_t> lIds;
-    KeyCheck oKeys(a_oSession.m_oConnection);
-    const Line* pFailed = nullptr;
-    client::Status oFailure;
-    const auto take = [&](const Line& a_oLine, const client::Status& a_oStatus) {
-        if (!a_oStatus.ok() && pFailed == nullptr) {
-            pFailed = &a_oLine;
-            oFailure = a_oStatus;
-        }
-        return a_oStatus.ok();
-    };
-    for (auto it = lLines.begin(); it != lLines.end() && pFailed == nullptr; ++it) {
-        const std::string& sContext = it->m_sContext;
-        const Arguments& oArguments = it->m_oArguments;
-        const auto oChecked = oKeys.concerns(oArguments) ? oKeys.check(oArguments) : client::Status();
-        if (!take(*it, oChecked)) {
-            oBatch.fail(oChecked);
-            break;
-        }
-        oKeys.forget(oArguments);
-        std::visit(
-            [&](const auto& a_oRequest) {
-                oBatch.add(a_oRequest, sContext, [&, pLine = &*it](const auto& a_oAnswer) {
-                    if (a_oAnswer.ok()) {
-                        addId(lIds, a_oAnswer);
-                    }
-                    return take(*pLine, a_oAnswer);
-                });
-            },
-            makeWrite(oArguments, std::move(it->m_lValues)));
-    }
+    submitLines(a_oSession.m_oConnection, oBatch, lLines, oFailed, lIds);
     oOutcome = oBatch.finish();
-    if (pFailed != nullptr) {
-        oOutcome = explained(a_oSession, oFailure, pFailed->m_oArguments, pFailed->m_sContext);
+    if (oFailed.m_pLine != nullptr) {
+        oOutcome = explained(a_oSession, oFailed.m_oStatus, oFailed.m_pLine->m_oArguments,
+                             oFailed.m_pLine->m_sContext);
     }
     if (oOutcome.ok() && !lIds.empty()) {
         a_oSession.m_oPrinter.printIds(lIds);
