@@ -1,4 +1,4 @@
-// Brings a file that `ledgerctl backup` has made into the store, as the generation after the current one.
+// Stores a file of `ledgerctl backup` as the generation after the current one.
 //
 // Stateless; the caller has one thread and holds the lock on the databases, so that no daemon saves. What is
 // written is written beside the generations and becomes one by one rename, when it is complete, sound and on
@@ -14,8 +14,9 @@
 namespace zel::cfg {
 
 /// Returns the number of the new generation. The store is made when it is missing, for its owner alone.
-/// a_oCheck gets the path of each dump, "NAME.db.sql" in some directory, and throws when that is of no use.
-/// Throws an std::exception with what is wrong in one line, the file's fault or the machine's.
+/// a_oCheck gets the path of each dump, "NAME.db.sql" in some directory, and throws when the dump is
+/// unusable. Throws an std::exception with what is wrong in one line, be it a fault of the file or of the
+/// machine.
 std::uint64_t storeBackup(const std::string& a_sFile, const std::string& a_sStore, const Limits& a_oLimits,
                           const std::function<void(const std::string&)>& a_oCheck);
 

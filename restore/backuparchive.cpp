@@ -1,14 +1,13 @@
 #include "restore/backuparchive.h"
 
+#include "restore/regularfile.h"
 #include "storage/databasefiles.h"
 #include "zel/execute.h"
 #include "zel/lines.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <fcntl.h>
 #include <iterator>
 #include <numeric>
@@ -28,11 +27,6 @@ constexpr std::size_t c_iLineSize = 1024;
 constexpr std::size_t c_iLongestShown = 120;
 constexpr std::size_t c_iLeastWords = 6;  // of a line of the listing
 constexpr std::size_t c_iSizeFromEnd = 4; // size, date, time, name
-
-[[noreturn]] void throwError()
-{
-    throw std::runtime_error(std::strerror(errno));
-}
 
 std::string dumpOf(const systema::DatabaseFile& a_oFile)
 {
@@ -71,20 +65,11 @@ std::string faultOf(int a_iResult, const std::string& a_sComplaint)
 } // namespace
 
 BackupArchive::BackupArchive(const std::string& a_sFile, const Limits& a_oLimits)
-    : m_oFile(::open(a_sFile.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
+    : m_oFile(openRegularFile(a_sFile).m_oFile)
 {
-    struct stat oStatus
-    {
-    };
-    if (!m_oFile || ::fstat(m_oFile.get(), &oStatus) != 0) {
-        throwError();
-    }
-    if (!S_ISREG(oStatus.st_mode)) {
-        throw std::runtime_error("not a regular file");
-    }
     std::array<unsigned char, 2> aBegin{};
     if (::pread(m_oFile.get(), aBegin.data(), aBegin.size(), 0) < 0) {
-        throwError();
+        throwSystemError();
     }
     m_bZipped = aBegin == c_aZipped;
 
@@ -163,7 +148,7 @@ void BackupArchive::unpack(const std::string& a_sName, std::uint64_t a_iSize,
 {
     const UniqueFd oFile(::open(a_sFile.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!oFile) {
-        throwError();
+        throwSystemError();
     }
     std::uint64_t iWritten = 0;
     const auto oWrite = [&](std::string_view a_sPiece) {
@@ -173,7 +158,7 @@ void BackupArchive::unpack(const std::string& a_sName, std::uint64_t a_iSize,
         while (!a_sPiece.empty()) {
             const ssize_t iPart = ::write(oFile.get(), a_sPiece.data(), a_sPiece.size());
             if (iPart < 0) {
-                throwError();
+                throwSystemError();
             }
             a_sPiece.remove_prefix(static_cast<std::size_t>(iPart));
             iWritten += static_cast<std::uint64_t>(iPart);
@@ -184,7 +169,7 @@ void BackupArchive::unpack(const std::string& a_sName, std::uint64_t a_iSize,
         throw std::runtime_error(faultOf(iResult, {}));
     }
     if (::fsync(oFile.get()) != 0) {
-        throwError();
+        throwSystemError();
     }
 }
 

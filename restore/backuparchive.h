@@ -1,9 +1,9 @@
-// The file that `ledgerctl backup` makes, as somebody brings it: a tar archive of the dumps of the persistent
-// databases, zipped or not. Anything may stand in it.
+// A file that is said to be made by `ledgerctl backup`: a tar archive of the dumps of the persistent
+// databases, zipped or not. Its content is not trusted.
 //
-// tar lists it, and hands over what each dump holds; it writes no file itself, so that no name, link or
-// device in the archive can have an effect. Owned by the restore, used on one thread. Every failure is a
-// std::runtime_error with what is wrong in one line without the file's name.
+// tar lists the archive and writes the content of each dump to a pipe; it makes no file, so that no name,
+// link or device in the archive can have an effect. Owned by the restore, used on one thread. Every failure
+// is a std::runtime_error with what is wrong in one line without the file's name.
 #pragma once
 
 #include "restore/limits.h"

@@ -56,8 +56,8 @@ void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings, std::vect
         ->excludes(pCheck);
     a_oApp.footer(
         "Prints where each database came from. Exit status: 0 all are as saved last, or never saved;\n"
-        "1 one had to fall back; 2 one is in use or could not be made; 3 the file of --from will not do or\n"
-        "cannot be stored, and nothing has changed; 64 wrong usage.\n"
+        "1 one had to fall back; 2 one is in use or could not be made; 3 the file of --from is unusable\n"
+        "or cannot be stored, and nothing has changed; 64 wrong usage.\n"
         "With --check a line for each bad dump. Exit status: 0 all are good; 1 one is bad; 2 the machine "
         "could not\n"
         "check one.");

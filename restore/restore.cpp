@@ -31,7 +31,7 @@ void checkDump(const RestoreSettings& a_oSettings, const Migrations& a_oMigratio
     checkLoads(a_sFile, a_oSettings.m_oLimits);
 }
 
-/// False when the backup is of no use or could not be stored, which is logged.
+/// Stores the backup. False when it is unusable or could not be stored, which is logged.
 bool takeBackup(const RestoreSettings& a_oSettings, const Migrations& a_oMigrations, std::ostream& a_oReport,
                 int a_iModule)
 {
@@ -58,7 +58,7 @@ ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_o
     const int iModule = ZEL_Sysloglevel_registerModul("ledger-restore");
     ERestored eWorst = ERestored::Current;
     try {
-        makePrivateDirectory(a_oSettings.m_sDatabaseDirectory); // who can open it can lock it
+        makePrivateDirectory(a_oSettings.m_sDatabaseDirectory); // anyone able to open it can lock it
         const systema::DirectoryLock oLock(a_oSettings.m_sDatabaseDirectory);
         const Migrations oMigrations(a_oSettings.m_sFactoryDirectory + "/migrations", iModule);
         if (!a_oSettings.m_sBackup.empty() && !takeBackup(a_oSettings, oMigrations, a_oReport, iModule)) {

@@ -20,8 +20,7 @@ struct RestoreSettings
     std::string m_sFactoryDirectory;
     bool m_bKeep = false; // leave alone what is sound and has the current schema
     Limits m_oLimits = Limits::ofMachine();
-    std::string
-        m_sBackup{}; // a file of `ledgerctl backup` to store first, as the next generation; empty for none
+    std::string m_sBackup{}; // a file of `ledgerctl backup` to store first; empty for none
 };
 
 /// What became of a database, and of all of them: the worst. The exit status of ledger-restore.
@@ -30,7 +29,7 @@ enum class ERestored
     Current = 0,  // as last saved, or never saved
     FellBack = 1, // to an older state: what was saved last is missing, damaged or could not be migrated
     Failed = 2,   // could not be made, or is in use; the file is as it was
-    Refused = 3,  // the backup will not do, or could not be stored; store and databases are as they were
+    Refused = 3,  // the backup is unusable or could not be stored; store and databases are as they were
 };
 
 ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_oReport);

@@ -1,8 +1,8 @@
-// The claim to be the only one who writes a generation into the store, by the protocol of
-// srv-save-config-active: each makes a directory with its process id in its name before it looks for those of
-// others, so that one who sees no other is alone. The save command removes what dead processes have left.
+// The claim of this process to write a generation into the store, which only one process may do at a time.
 //
-// Owned by who stores, on one thread; released with its object.
+// It follows the protocol of srv-save-config-active: each process makes a directory with its id in the name
+// before it looks for those of others, so that a process that sees no other is alone. The save command
+// removes the directories of dead processes. Used on one thread; released with its object.
 #pragma once
 
 #include <string>
@@ -18,7 +18,7 @@ public:
     SaveClaim(const SaveClaim&) = delete;
     SaveClaim& operator=(const SaveClaim&) = delete;
 
-    /// Throws std::runtime_error when another process stores.
+    /// Throws std::runtime_error when another process has a claim.
     void requireAlone() const;
 
 private:

@@ -2,20 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <fcntl.h>
 #include <stdexcept>
-#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace zel::cfg {
 
 namespace {
-
-[[noreturn]] void throwError()
-{
-    throw std::runtime_error(std::strerror(errno));
-}
 
 /// Appends bytes of the file from a position on.
 void readAt(int a_iFile, std::uint64_t a_iFrom, std::size_t a_iCount, std::string& a_sTo)
@@ -26,7 +19,7 @@ void readAt(int a_iFile, std::uint64_t a_iFrom, std::size_t a_iCount, std::strin
         const ssize_t iPart =
             ::pread(a_iFile, a_sTo.data() + iFilled, a_sTo.size() - iFilled, static_cast<off_t>(a_iFrom));
         if (iPart < 0) {
-            throwError();
+            throwSystemError();
         }
         if (iPart == 0) {
             throw std::runtime_error("was cut while it was read");
@@ -38,19 +31,13 @@ void readAt(int a_iFile, std::uint64_t a_iFrom, std::size_t a_iCount, std::strin
 
 } // namespace
 
-TextFile::TextFile(const std::string& a_sFile)
-    : m_oFile(::open(a_sFile.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
+TextFile::TextFile(const std::string& a_sFile) : TextFile(openRegularFile(a_sFile)) {}
+
+TextFile::TextFile(RegularFile a_oFile)
+    : m_oFile(std::move(a_oFile.m_oFile)),
+      m_iSize(a_oFile.m_iSize),
+      m_iEnd(a_oFile.m_iSize)
 {
-    struct stat oStatus
-    {
-    };
-    if (!m_oFile || ::fstat(m_oFile.get(), &oStatus) != 0) {
-        throwError();
-    }
-    if (!S_ISREG(oStatus.st_mode)) {
-        throw std::runtime_error("not a regular file");
-    }
-    m_iSize = m_iEnd = static_cast<std::uint64_t>(oStatus.st_size);
 }
 
 void TextFile::read(std::string& a_sTo, std::size_t a_iMost)

@@ -1,9 +1,10 @@
 // A file with a text of SQL, read from front to back.
 //
-// Owned by who reads it, used on one thread. Every failure is a std::runtime_error with what is wrong in one
+// Owned by its reader, used on one thread. Every failure is a std::runtime_error with what is wrong in one
 // line without the file's name: no regular file, one that cannot be read or is cut meanwhile, or a NUL byte.
 #pragma once
 
+#include "restore/regularfile.h"
 #include "zel/uniquefd.h"
 
 #include <cstdint>
@@ -26,6 +27,8 @@ public:
     bool cutEnd(std::string_view a_sEnd);
 
 private:
+    explicit TextFile(RegularFile a_oFile);
+
     UniqueFd m_oFile;
     std::uint64_t m_iSize = 0;
     std::uint64_t m_iRead = 0;
