@@ -1,7 +1,7 @@
-// Keeps a set or del of one row from several: counts the rows of a stored table that have the key's value.
+// Refuses a set or del by key when several rows of a stored table have the key's value.
 //
-// Made by a command, which asks within the transaction of the write, so that the count still holds when the
-// write is made. Of virtual tables nothing is asked: theirs act on one row.
+// Made by a command, which checks within the transaction of the write, so that the count still holds when the
+// write is made. Virtual tables are not checked: their writes act on one row.
 #pragma once
 
 #include "cli/arguments.h"
@@ -25,7 +25,7 @@ public:
     /// 0: at most one row has the value. 1: more have, or what the column holds cannot be read. 10: none has;
     /// 8: no such column.
     client::Status check(const Arguments& a_oArguments);
-    /// Drops what the write that comes next may make wrong.
+    /// Drops the counts that the next write may change.
     void forget(const Arguments& a_oArguments);
 
 private:

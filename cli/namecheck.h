@@ -27,9 +27,9 @@ class NameCheck
 public:
     explicit NameCheck(client::Connection& a_oConnection) : m_oConnection(a_oConnection) {}
 
-    /// The failure with a text that names the wrong table or column, its code unchanged. A failure that has a
-    /// text of its own, or is due to something else, or to what the daemon can no longer be asked, stays as
-    /// it is; so does success.
+    /// The failure with a text that names the wrong table or column, its code unchanged. Success stays
+    /// as it is, and so does a failure that has a text of its own, that no name causes, or whose cause the
+    /// daemon cannot tell.
     client::Status explain(client::Status a_oStatus, const Names& a_oNames);
     /// The same for a request that names several tables.
     client::Status explain(client::Status a_oStatus, const NameList& a_lTables);

@@ -1,4 +1,4 @@
-// What somebody meant who mistyped a name. Free functions over plain data.
+// Finds the name that was probably meant by a mistyped one. Free functions over plain data.
 #pragma once
 
 #include <string>
@@ -20,7 +20,7 @@ std::string nearestName(std::string_view a_sName, const std::vector<std::string>
 /// The nearest as the end of an error's text: ; did you mean "Name"? Empty without one.
 std::string suggestion(std::string_view a_sName, const std::vector<std::string>& a_lNames);
 
-/// The text of an error, no column "name" in T; did you mean "Name"? Without WHERE nothing is said of it.
+/// The text of an error, no column "name" in T; did you mean "Name"? " in T" is left out without a_sWhere.
 std::string unknownName(std::string_view a_sWhat, std::string_view a_sName, std::string_view a_sWhere,
                         const std::vector<std::string>& a_lNames);
 

@@ -1,9 +1,9 @@
-// A file that only its owner may read and that appears under its name when it is complete: until then it is
-// another one beside it. For what holds passwords.
+// A file for secrets: only its owner may read it, and it appears under its name when it is complete. Until
+// then it has another name beside that.
 //
 // Owned by the command that writes it, and removed with its object unless it was finished. A file of the name
 // is replaced, with whatever rights it had, so that nobody who has it open sees what is written. Failures are
-// told by a result, with errno.
+// reported by the result, with errno.
 #pragma once
 
 #include "zel/uniquefd.h"

@@ -33,7 +33,7 @@ void ReaderWatch::watch(int a_iOutput, std::chrono::milliseconds a_oAfter) const
     }
     if ((aPolls[1].revents & (POLLERR | POLLHUP)) != 0) {
         ::kill(::getpid(), SIGPIPE);
-        std::_Exit(EXIT_FAILURE); // the signal was blocked by who started the program
+        std::_Exit(EXIT_FAILURE); // the program that started this one has blocked the signal
     }
 }
 

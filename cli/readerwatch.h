@@ -1,8 +1,8 @@
-// Ends the program, as its next output would, once nobody can read that any more: the reader of a pipe or a
+// Ends the program with SIGPIPE as soon as nobody can read its output any more: the reader of a pipe or a
 // socket has gone, or the terminal was closed. A file always has a reader.
 //
-// Lives on the stack of a command while that only reads or waits, never around a write to the daemon, which
-// is made whoever reads what is said of it. Has a thread, which does nothing but look at the descriptor.
+// Lives on the stack of a command while that only reads or waits, never around a write to the daemon: a write
+// is made whether or not its result can be read. Has a thread, which only polls the descriptor.
 #pragma once
 
 #include "zel/uniquefd.h"
@@ -29,8 +29,8 @@ private:
     std::thread m_oThread;
 };
 
-/// Begins the transaction of a command whose output tells what became of it. What has to wait for long is
-/// given up, with nothing written, when the reader goes; what need not wait is done in any case.
+/// Begins a transaction. When that takes longer than a second and the reader of the output goes meanwhile,
+/// the program ends with nothing written; a transaction that begins at once goes on without a reader.
 template<typename Transaction>
 auto beginForReader(Transaction& a_oTransaction, std::chrono::milliseconds a_oWait, int a_iOutput)
 {
