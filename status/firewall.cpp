@@ -148,25 +148,34 @@ EResultCode Firewall::listChains()
             return EResultCode::Pending;
         }
         m_oListing->m_oLines.finish();
-        if (const ChainListing& oChain = m_oListing->m_oChain; oChain.isOfChain()) {
+        const ChainListing& oChain = m_oListing->m_oChain;
+        const bool bNoSuchChain = oResult == 1 && !oChain.isOfChain();
+        if (oResult != 0 && !bNoSuchChain) {
+            return failRound(*oResult);
+        }
+        m_iLoggedFailure = 0;
+        if (oChain.isOfChain()) {
             m_lRows.push_back({static_cast<std::int32_t>(m_lRows.size() + 1), sChain, oChain.getAccepted(),
                                oChain.getDropped()});
         }
-        if (oResult == c_iExecuteTimedOut) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "iptables takes too long");
-            m_lRows.clear();
-            return EResultCode::Failure;
-        }
-        const bool bMissing = oResult == c_iExecuteFailed;
-        if (bMissing && !m_bMissing) {
-            ZEL_Sysloglevel_error(m_iModule, here(), "iptables cannot be run");
-        }
-        m_bMissing = bMissing;
-        if (bMissing) {
-            break; // and so it would be for the other zones
-        }
     }
     return EResultCode::Success;
+}
+
+/// Ends a round whose tool failed: half of a listing would give sums that are too small. A system without the
+/// tool has an empty table.
+EResultCode Firewall::failRound(int a_iResult)
+{
+    m_lRows.clear();
+    const bool bLogged = std::exchange(m_iLoggedFailure, a_iResult) == a_iResult;
+    if (a_iResult == c_iExecuteTimedOut) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "iptables takes too long");
+    } else if (!bLogged && a_iResult == c_iExecuteFailed) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "iptables cannot be run");
+    } else if (!bLogged) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "iptables fails with status %d", a_iResult);
+    }
+    return a_iResult == c_iExecuteFailed ? EResultCode::Success : EResultCode::Failure;
 }
 
 /// The plain names among those of the zones, if the zones can be read. Any client can write the others: they

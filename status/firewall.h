@@ -72,6 +72,7 @@ private:
     bool beginRound();
     void endRound();
     systema::EResultCode listChains();
+    systema::EResultCode failRound(int a_iResult);
     std::optional<std::vector<std::string>> readZones();
 
     systema::ConfigPluginBase& m_oDispatcher;
@@ -86,7 +87,7 @@ private:
     Tool::Clock::time_point m_oNextRound;  // not before
     Tool::Clock::time_point m_oFreshUntil; // after a slow round, or one that was awaited
     std::set<std::string> m_lRefused;      // names of the last read that are not plain, logged already
-    bool m_bMissing = false;               // the tool, when it was last to run
+    int m_iLoggedFailure = 0;              // the tool's last result if that was a failure, logged already
 };
 
 } // namespace zel

@@ -26,7 +26,7 @@ protected:
     /// From now on every chain but "goneInput" has one rule, which accepted so many packets.
     void accepts(int a_iPackets)
     {
-        m_oTool.behaves("test $2 = goneInput || printf 'Chain %s (1 references)\\nheader\\n" +
+        m_oTool.behaves("test $2 != goneInput || exit 1; printf 'Chain %s (1 references)\\nheader\\n" +
                         std::to_string(a_iPackets) + " 100 ACCEPT all\\n' $2");
     }
     FakeTool m_oTool{"iptables"};
@@ -164,6 +164,22 @@ TEST_F(Firewall, AMissingToolIsLoggedOnceUntilItIsThere)
             "error Firewall iptables cannot be run\n");
         accepts(1);
         EXPECT_EQ(logOf([&] { EXPECT_EQ(m_oRead.count(), "2"); }), "");
+    }
+}
+
+TEST_F(Firewall, SumsOfHalfAListingAreNotShown)
+{
+    setZones({"lan", "wan"});
+    for (const char* pEnd : {"exit 1", "exit 4", "kill -9 $$"}) {
+        accepts(1);
+        EXPECT_EQ(m_oRead.count(), "2");
+        m_oTool.behaves(std::string("printf 'Chain %s (1 references)\\nheader\\n' $2; ") + pEnd);
+        const std::string sLog = logOf([&] {
+            EXPECT_EQ(m_oRead.count(), "code 1");
+            EXPECT_EQ(m_oRead.at(0), "code 1");
+        });
+        EXPECT_TRUE(sLog.starts_with("error Firewall iptables fails with status ")) << sLog;
+        EXPECT_EQ(std::ranges::count(sLog, '\n'), 1);
     }
 }
 
