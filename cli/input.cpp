@@ -1,7 +1,7 @@
 #include "cli/input.h"
 
+#include <array>
 #include <cerrno>
-#include <iterator>
 #include <system_error>
 
 namespace systema::cli {
@@ -19,7 +19,12 @@ InputFile::InputFile(std::istream& a_oStandardInput, const std::string& a_sName)
 
 std::string InputFile::readAll()
 {
-    std::string sAll{std::istreambuf_iterator<char>(m_oStream), {}};
+    std::string sAll;
+    std::array<char, 65536> aBlock;
+    do { // read() marks a broken stream, where an iterator over its buffer throws
+        m_oStream.read(aBlock.data(), aBlock.size());
+        sAll.append(aBlock.data(), static_cast<std::size_t>(m_oStream.gcount()));
+    } while (m_oStream);
     return sAll;
 }
 
