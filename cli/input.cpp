@@ -7,7 +7,8 @@
 namespace systema::cli {
 
 InputFile::InputFile(std::istream& a_oStandardInput, const std::string& a_sName)
-    : m_oStream(a_sName.empty() || a_sName == "-" ? a_oStandardInput : m_oFile)
+    : m_sShown(a_sName.empty() || a_sName == "-" ? "the input" : a_sName),
+      m_oStream(m_sShown == a_sName ? m_oFile : a_oStandardInput)
 {
     if (&m_oStream == &m_oFile) {
         m_oFile.open(a_sName);

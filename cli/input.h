@@ -17,9 +17,10 @@ public:
     std::string readAll();
     /// False when it could not be opened, or broke while it was read; error() then says why.
     bool ok() const { return m_sError.empty() && !m_oStream.bad(); }
-    std::string error() const { return m_sError.empty() ? "cannot read the input" : m_sError; }
+    std::string error() const { return m_sError.empty() ? "cannot read " + m_sShown : m_sError; }
 
 private:
+    const std::string m_sShown;
     std::ifstream m_oFile;
     std::istream& m_oStream;
     std::string m_sError;

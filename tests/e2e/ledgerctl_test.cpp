@@ -127,8 +127,8 @@ TEST_F(Ledgerctl, ErrorsHaveTheTextAndTheCodeOfTheResult)
     expectError(2, "busy", {"set", "Item", "--row", "0", "Note=x"});
     expectError(64, "", {"get", "Item", "--row", "-1"});
     expectError(64, "cannot open /no/such/file", {"batch", "/no/such/file"});
-    expectError(64, "cannot read the input", {"batch", "/"});
-    expectError(64, "cannot read the input", {"import", "/"});
+    expectError(64, "cannot read /", {"batch", "/"});
+    expectError(64, "cannot read /", {"import", "/"});
     EXPECT_EQ(3U, client().count("Item"));
     expectOutput({"--version"}, "ledgerctl 2.13.0\n");
     EXPECT_THAT(ledgerctl({"--help"}).m_sOutput, HasSubstr("export"));
