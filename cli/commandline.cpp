@@ -50,6 +50,16 @@ Assignment assignmentOr(const std::string& a_sOption, const std::string& a_sText
     return std::move(*oAssignment);
 }
 
+/// An empty word, as a script's variable that is not set makes of it, is no file; it is not the default
+/// either.
+CLI::Option* addFile(CLI::App& a_oApp, const std::string& a_sName, std::string& a_sFile,
+                     const std::string& a_sHelp)
+{
+    return a_oApp.add_option(a_sName, a_sFile, a_sHelp)->check([](const std::string& a_sText) {
+        return a_sText.empty() ? std::string("the name is empty") : std::string();
+    });
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // The arguments of the commands
 
@@ -144,7 +154,7 @@ void declareWatch(CLI::App& a_oApp, Arguments& a_oArguments)
 /// A file of writes, and how long they may wait for their transaction.
 void declareWrites(CLI::App& a_oApp, Arguments& a_oArguments)
 {
-    a_oApp.add_option("FILE", a_oArguments.m_sFile, "the file to read, standard input by default");
+    addFile(a_oApp, "FILE", a_oArguments.m_sFile, "the file to read, standard input by default");
     addNumber(a_oApp, "--wait", "MS", "how long to wait for another transaction to end", 0, 0xffffffff,
               [&](std::uint32_t a_iMs) { a_oArguments.m_oWait = std::chrono::milliseconds(a_iMs); });
 }
@@ -152,15 +162,14 @@ void declareWrites(CLI::App& a_oApp, Arguments& a_oArguments)
 void declareExport(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     a_oApp.add_option("TABLE", a_oArguments.m_lNames, "the tables to export, all stored ones by default");
-    a_oApp
-        .add_option("-o,--output", a_oArguments.m_sOutput,
-                    "the file to write, for its owner alone; standard output by default")
+    addFile(a_oApp, "-o,--output", a_oArguments.m_sOutput,
+            "the file to write, for its owner alone; standard output by default")
         ->type_name("FILE");
 }
 
 void declareFifo(CLI::App& a_oApp, Arguments& a_oArguments)
 {
-    a_oApp.add_option("-f,--fifo", a_oArguments.m_sFifo, "the daemon's FIFO")
+    addFile(a_oApp, "-f,--fifo", a_oArguments.m_sFifo, "the daemon's FIFO")
         ->type_name("FILE")
         ->default_str(a_oArguments.m_sFifo);
 }
@@ -201,7 +210,7 @@ void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
     oMode
         .add_option_function<std::string>(
             "MODE", [&](const std::string& a_sMode) { a_oArguments.m_sControl = "persistmode " + a_sMode; },
-            "the mode")
+            "default, redundant or nosqldump")
         ->required()
         ->check([](const std::string& a_sMode) {
             const std::vector<std::string> lModes{"default", "redundant", "nosqldump"};
@@ -214,17 +223,17 @@ void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
 
 void declareBackup(CLI::App& a_oApp, Arguments& a_oArguments)
 {
-    a_oApp.add_option("FILE", a_oArguments.m_sFile, "the archive to write, zipped if it ends in .gz or .tgz")
+    addFile(a_oApp, "FILE", a_oArguments.m_sFile, "the archive to write, zipped if it ends in .gz or .tgz")
         ->required();
     declareFifo(a_oApp, a_oArguments);
-    a_oApp.add_option("-x,--dump-path", a_oArguments.m_sDumpDirectory, "where the daemon writes its dumps")
+    addFile(a_oApp, "-x,--dump-path", a_oArguments.m_sDumpDirectory, "where the daemon writes its dumps")
         ->type_name("DIR")
         ->default_str(a_oArguments.m_sDumpDirectory);
 }
 
 void declareRestoreCheck(CLI::App& a_oApp, Arguments& a_oArguments)
 {
-    a_oApp.add_option("DIR", a_oArguments.m_sDirectory, "directory of dumps, or of generations of them")
+    addFile(a_oApp, "DIR", a_oArguments.m_sDirectory, "directory of dumps, or of generations of them")
         ->required();
 }
 
@@ -253,11 +262,11 @@ void declareProgram(CLI::App& a_oApp, Arguments& a_oArguments)
     a_oApp.description("Reads and writes the configuration tables of ledgerd.");
     a_oApp.set_help_flag("-h,--help", "print this help and exit");
     a_oApp.set_version_flag("--version", "ledgerctl " LEDGERD_VERSION, "print the version and exit");
-    a_oApp.add_option("-s,--socket", a_oArguments.m_sSocket, "the daemon's socket")
+    addFile(a_oApp, "-s,--socket", a_oArguments.m_sSocket, "the daemon's socket")
         ->type_name("SOCKET")
         ->default_str(a_oArguments.m_sSocket);
     addNumber(a_oApp, "-t,--timeout", "SECONDS",
-              "how long an answer may take, 10 by default, 30 for a backup", 1, c_iLongestTimeoutSeconds,
+              "how long an answer may take, 10 by default, 90 for a backup", 1, c_iLongestTimeoutSeconds,
               [&](std::uint32_t a_iSeconds) { a_oArguments.m_oTimeout = std::chrono::seconds(a_iSeconds); });
     auto* pJson = a_oApp.add_flag_callback(
         "--json", [&] { a_oArguments.m_eFormat = EFormat::Json; }, "write JSON");
