@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
+#include <regex>
 
 namespace systema::cli {
 
@@ -88,7 +90,9 @@ void declareAssignments(CLI::App& a_oApp, Arguments& a_oArguments)
 CLI::App& declareTarget(CLI::App& a_oApp, Arguments& a_oArguments, bool a_bRequired)
 {
     CLI::App& oTarget = *a_oApp.add_option_group("row");
+    oTarget.set_help_flag(); // the command has it
     oTarget.require_option(a_bRequired ? 1 : 0, 1);
+    oTarget.option_defaults()->group(a_bRequired ? "Exactly one of" : "At most one of");
     addNumber(oTarget, "--row", "N", "the row at the position, counted from 0", 0, 0xffffffff,
               [&](std::uint32_t a_iRow) { a_oArguments.m_oRow = a_iRow; });
     oTarget
@@ -191,6 +195,7 @@ void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
     }
     CLI::App& oDump = *a_oApp.add_subcommand("dump", "write databases to the dump directory");
     oDump.require_option(1);
+    oDump.option_defaults()->group("Exactly one of");
     constexpr std::pair<const char*, const char*> c_aSelections[] = {
         {"-a", "all of them"},
         {"-p", "the persistent ones"},
@@ -257,8 +262,31 @@ constexpr std::array c_aCommands = {
             runRestoreCheck, EWrite::None, false},
 };
 
+/// Help in sentences; the options that exclude each other have a heading that says so.
+class HelpText : public CLI::Formatter
+{
+public:
+    HelpText()
+    {
+        label("SUBCOMMAND", "COMMAND");
+        label("Subcommands", "Commands");
+    }
+    std::string make_description(const CLI::App* a_pApp) const override
+    {
+        std::string sText = a_pApp->get_description();
+        sText.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(sText.front())));
+        return sText + (sText.ends_with('.') ? "\n" : ".\n");
+    }
+    std::string make_expanded(const CLI::App* a_pGroup) const override
+    {
+        return make_groups(a_pGroup, CLI::AppFormatMode::Normal);
+    }
+};
+
 void declareProgram(CLI::App& a_oApp, Arguments& a_oArguments)
 {
+    a_oApp.formatter(std::make_shared<HelpText>());
+    a_oApp.footer("ledgerctl COMMAND --help tells of a command, man ledgerctl of all.");
     a_oApp.description("Reads and writes the configuration tables of ledgerd.");
     a_oApp.set_help_flag("-h,--help", "print this help and exit");
     a_oApp.set_version_flag("--version", "ledgerctl " LEDGERD_VERSION, "print the version and exit");
@@ -334,6 +362,45 @@ std::string describeUnknownWord(const CLI::App& a_oApp, std::string a_sWhere)
     return lCommands.empty() ? std::string() : unknownName("command", sWord, a_sWhere, lCommands);
 }
 
+/// What the parser says of a line, in the words of the manual page.
+std::string reworded(std::string a_sText)
+{
+    static const std::pair<std::regex, const char*> aRewordings[] = {
+        {std::regex("^A subcommand is required$"), "a command is missing"},
+        {std::regex("^(.*): 1 required (.*) missing$"), "$1 wants $2"},
+        {std::regex(R"(^Exactly 1 option from \[(.*)\] is required.*$)"), "exactly one of $1 is required"},
+        {std::regex(R"(^Requires at most 1 options be given from \[(.*)\]$)"),
+         "at most one of $1 can be given"},
+        {std::regex("^The following arguments? (was|were) not expected: (.*)$"),
+         "more words than wanted: $2"},
+    };
+    for (const auto& [oPattern, pWords] : aRewordings) {
+        a_sText = std::regex_replace(a_sText, oPattern, pWords);
+    }
+    return a_sText;
+}
+
+/// Where the help on a faulty line is.
+std::string seeHelp(const CLI::App& a_oApp)
+{
+    std::string sCommand = "ledgerctl ";
+    for (const CLI::App* pApp = &a_oApp; !pApp->get_subcommands().empty();) {
+        pApp = pApp->get_subcommands().front();
+        sCommand += pApp->get_name() + " ";
+    }
+    return "; see " + sCommand + "--help";
+}
+
+/// "help" and "version" as commands, for those who try these words first.
+void takeWordsForHelp(std::vector<std::string>& a_lWords)
+{
+    if (!a_lWords.empty() && (a_lWords.front() == "help" || a_lWords.front() == "version")) {
+        const std::string sOption = "--" + a_lWords.front();
+        a_lWords.erase(a_lWords.begin());
+        a_lWords.push_back(sOption);
+    }
+}
+
 } // namespace
 
 std::span<const Command> commands()
@@ -357,6 +424,7 @@ CommandLine::CommandLine(EGrammar a_eGrammar)
     for (const Command& oCommand : c_aCommands) {
         if (a_eGrammar == EGrammar::Program || oCommand.m_eWrite != EWrite::None) {
             CLI::App* pSub = m_pApp->add_subcommand(oCommand.m_pName, oCommand.m_pHelp);
+            pSub->group("Commands");
             oCommand.m_pDeclare(*pSub, m_oArguments);
             pSub->final_callback([this, &oCommand] {
                 m_pCommand = &oCommand;
@@ -372,6 +440,9 @@ Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oO
 {
     m_oArguments = m_oDefaults;
     m_pCommand = nullptr;
+    if (m_sWhere.empty()) {
+        takeWordsForHelp(a_lWords);
+    }
     std::ranges::reverse(a_lWords); // which is how they are wanted
     try {
         m_pApp->parse(std::move(a_lWords));
@@ -385,7 +456,11 @@ Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oO
         const bool bMissing = oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
         const bool bExtra = oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
         std::string sText = bMissing || bExtra ? describeUnknownWord(*m_pApp, m_sWhere) : std::string();
-        return Outcome::usage(sText.empty() ? oError.what() : std::move(sText));
+        if (!sText.empty()) {
+            return Outcome::usage(std::move(sText));
+        }
+        return Outcome::usage(reworded(oError.what()) +
+                              (m_sWhere.empty() && (bMissing || bExtra) ? seeHelp(*m_pApp) : std::string()));
     }
 }
 

@@ -100,6 +100,11 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
         {64, R"(no option "-q" in get)", {"get", "Item", "-q"}},
         {64, R"(line 1: no command "dle" in a batch; did you mean "del"?)", {"batch"}, "dle Twins --all"},
         {64, R"(MODE: "fast" is none of default, redundant and nosqldump)", {"ctl", "persistmode", "fast"}},
+        {64, "a command is missing; see ledgerctl --help", {}},
+        {64, "TABLE is required; see ledgerctl get --help", {"get"}},
+        {64, "more words than wanted: Job; see ledgerctl schema --help", {"schema", "Item", "Job"}},
+        {64, "exactly one of --row,--key is required; see ledgerctl set --help", {"set", "Item", "Note=x"}},
+        {64, "--key wants COLUMN=VALUE", {"get", "Item", "--key"}},
         // Failures that no name is to blame for keep their text
         {10, "no such row", {"get", "Item", "NAME", "--key", "Note=none"}},
         {6, "constraint violated: UNIQUE constraint failed: Item.Name", {"add", "Item", "name=pear"}},
