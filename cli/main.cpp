@@ -1,4 +1,5 @@
 #include "cli/application.h"
+#include "zel/standardfiles.h"
 
 #include <clocale>
 #include <csignal>
@@ -9,6 +10,7 @@ using systema::cli::EReader;
 
 int main(int a_iCount, char** a_pArguments)
 {
+    zel::openStandardFiles();
     std::setlocale(LC_CTYPE, "C.UTF-8"); // tells the width of characters
     std::signal(SIGPIPE, SIG_DFL);       // a reader that has had enough ends the program quietly
     std::ios::sync_with_stdio(false);

@@ -2,6 +2,7 @@
 
 #include "restore/restore.h"
 #include "zel/log.h"
+#include "zel/standardfiles.h"
 #include "zel/systempath.h"
 
 #include <CLI/CLI.hpp>
@@ -67,6 +68,7 @@ void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings, std::vect
 
 int main(int a_iCount, char** a_pArguments)
 {
+    zel::openStandardFiles();
     ZEL_Sysloglevel_construct2(c_pProgram);
     try {
         CLI::App oApp("Makes the databases of ledgerd from what was saved, before it starts.", c_pProgram);

@@ -27,6 +27,7 @@
 #include "zel/daemon.h"
 #include "zel/log.h"
 #include "zel/memory.h"
+#include "zel/standardfiles.h"
 #include "zel/stopflag.h"
 #include "zel/uniquefd.h"
 
@@ -98,16 +99,6 @@ void installSignalHandlers()
     ::sigaction(SIGPIPE, &oAction, nullptr);
     oAction.sa_handler = SIG_DFL; // when ignored by our parent, the status of a command would be lost
     ::sigaction(SIGCHLD, &oAction, nullptr);
-}
-
-/// A descriptor that is closed at the start would be given to a database, and log lines written into it.
-void openStandardDescriptors()
-{
-    int iFd = 0;
-    do {
-        iFd = ::open("/dev/null", O_RDWR);
-    } while (iFd >= 0 && iFd <= STDERR_FILENO);
-    ::close(iFd);
 }
 
 /// Room for every connection that the service manager admits, and for our own files.
@@ -379,7 +370,7 @@ bool guard(Function a_oFunction)
 int main(int a_iArgc, char* a_pArgv[])
 {
     zel::error::DefaultAssertHook oAssertHook;
-    openStandardDescriptors();
+    zel::openStandardFiles();
     ZEL_Sysloglevel_construct2(c_pProgram);
     s_iModule = ZEL_Sysloglevel_registerModul(c_pProgram);
 

@@ -1,4 +1,5 @@
-// Readers of ledgerctl's output that go before it ends.
+// Readers of the output of ledgerctl that go before it ends, and standard files that were closed at its
+// start.
 #include "tests/e2e/daemontest.h"
 
 #include <csignal>
@@ -95,6 +96,26 @@ TEST_F(ReaderGone, AnImportThatWaitsIsGivenUpAndAWriteThatNeedNotWaitIsMade)
     oClosed.m_oReader.reset();
     EXPECT_EQ(0, start({"import", "--wait", "3600000", sFile}, oClosed)->wait());
     EXPECT_EQ(0U, client().count("Twins"));
+}
+
+TEST_F(ReaderGone, AClosedStandardFileIsNotTheSocketOfTheDaemon)
+{
+    const auto runWithout = [this](int iFile, const std::vector<std::string>& a_lArguments) {
+        return run(LEDGERCTL_BINARY, {a_lArguments, m_oSandbox.environment(), {}, [=] { ::close(iFile); }});
+    };
+    for (const char* const pCommand : {"get", "export"}) {
+        const auto oPrint = runWithout(STDOUT_FILENO, {pCommand, "Item"});
+        EXPECT_EQ("ledgerctl: cannot write the output [1]\n", oPrint.m_sErrors);
+        EXPECT_EQ(1, oPrint.m_iStatus);
+    }
+    for (const char* const pCommand : {"batch", "import"}) { // they waited for the daemon to say something
+        const auto oRead = runWithout(STDIN_FILENO, {pCommand});
+        EXPECT_EQ("ledgerctl: cannot read the input [64]\n", oRead.m_sErrors);
+        EXPECT_EQ(64, oRead.m_iStatus);
+    }
+    EXPECT_EQ(0, runWithout(STDOUT_FILENO, {"set", "Item", "--key", "Id=2", "Note=x"}).m_iStatus);
+    EXPECT_EQ(8, runWithout(STDERR_FILENO, {"get", "Item", "Nonsense"}).m_iStatus);
+    EXPECT_EQ("ledgerctl: cannot read the input [64]\n", ledgerctl({"import", "/"}).m_sErrors); // it aborted
 }
 
 } // namespace
