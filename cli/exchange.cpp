@@ -147,7 +147,12 @@ Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
     }
     const ReaderWatch oReader(sFile.empty() ? a_oSession.m_iOutput : -1);
     auto& oConnection = a_oSession.m_oConnection;
-    NameList lTables(a_oArguments.m_lNames);
+    NameList lTables;
+    for (const std::string& sTable : a_oArguments.m_lNames) {
+        if (!lTables.hasName(sTable)) { // a JSON object has a member once
+            lTables.add(sTable);
+        }
+    }
     if (lTables.empty()) {
         auto oStored = oConnection.call(request::GetTables{wire::ETableFilter::Stored});
         if (!oStored.ok()) {
