@@ -51,7 +51,9 @@ Outcome runRestoreCheck(Session& a_oSession, const Arguments& a_oArguments)
     try {
         lFindings = checkDirectory(a_oArguments.m_sDirectory);
     } catch (const fs::filesystem_error& oError) {
-        return Outcome::usage("cannot read " + oError.path1().string() + ": " + oError.code().message());
+        const bool bFile = oError.code() == std::errc::not_a_directory;
+        return Outcome::usage("cannot read " + oError.path1().string() + ": " + oError.code().message() +
+                              (bFile ? "; unpack an archive first" : ""));
     }
     if (lFindings.empty()) {
         return client::Status::refused(EResultCode::Failure, "no dump in " + a_oArguments.m_sDirectory);
