@@ -43,6 +43,11 @@ std::string describeNoKey(const Names& a_oNames)
         const std::string& sKey = a_oNames.m_lColumns.front();
         return "no row of " + sTable + " has that " + sKey + ", or " + sKey + " is no key of it";
     }
+    if (a_oNames.m_bKey) {
+        const std::string& sKey = a_oNames.m_lColumns.front();
+        return "no row of " + sTable + " has that " + sKey + ", or " + sKey +
+               " is no key of it, or a column given cannot be set";
+    }
     return a_oNames.m_bWrite ? std::string() : "view " + sTable + " has a column that its table lacks";
 }
 
