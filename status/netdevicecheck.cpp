@@ -23,7 +23,7 @@ unsigned uptime()
 NetDeviceCheck::NetDeviceCheck(std::string a_sName, unsigned a_iId, LinkObserver a_oOnAsked,
                                const net::AddressLists& a_oAddresses)
     : NetDevice(std::move(a_sName), a_oAddresses),
-      m_iId(a_iId),
+      m_iNumber(a_iId),
       m_oOnAsked(std::move(a_oOnAsked))
 {
     takeSnapshot();

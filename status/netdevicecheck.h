@@ -36,7 +36,7 @@ public:
     /// Asks for the counters; those of a device that is down are 0.
     void refreshPacketStats();
 
-    unsigned getId() const { return m_iId; }
+    unsigned getId() const { return m_iNumber; }
     /// The device's state; while it is down without IPv4 addresses, MTU and counters, whatever it has of
     /// them.
     const net::NetDeviceState& getSnapshot() const { return m_oSnapshot; }
@@ -55,7 +55,7 @@ private:
     void takeSnapshot();
     bool askLinkState(InterfaceStatusDBusProxy& a_oInterfaceStatus);
 
-    unsigned m_iId;
+    unsigned m_iNumber;
     LinkObserver m_oOnAsked;
     net::NetDeviceState m_oSnapshot;
     bool m_bLinkUp = false; // the last known state while NotAsked; down while NotAnswered
