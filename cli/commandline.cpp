@@ -456,11 +456,14 @@ Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oO
         const bool bMissing = oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
         const bool bExtra = oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
         std::string sText = bMissing || bExtra ? describeUnknownWord(*m_pApp, m_sWhere) : std::string();
-        if (!sText.empty()) {
-            return Outcome::usage(std::move(sText));
+        if (sText.empty()) {
+            sText = reworded(oError.what());
         }
-        return Outcome::usage(reworded(oError.what()) +
-                              (m_sWhere.empty() && (bMissing || bExtra) ? seeHelp(*m_pApp) : std::string()));
+        const bool bSuggests = sText.ends_with('?');
+        if (m_sWhere.empty() && (bMissing || bExtra) && !bSuggests) {
+            sText += seeHelp(*m_pApp);
+        }
+        return Outcome::usage(std::move(sText));
     }
 }
 

@@ -92,7 +92,7 @@ _ledgerctl() {
             backup) words+=' -f --fifo -x --dump-path' ;;
         esac
     elif [[ -z $command ]]; then
-        words=' tables schema count get set add del watch batch export import info ctl backup restore-check'
+        words=' help version tables schema count get set add del watch batch export import info ctl backup restore-check'
     elif [[ $command == ctl ]]; then
         case $first in
             '') words='trigger lock unlock dump waittime persistmode' ;;

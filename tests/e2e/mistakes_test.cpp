@@ -98,9 +98,10 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
         {8, R"(no table "scratch"; did you mean "Scratch"?)", {"import"}, R"({"scratch":{"rows":[]}})"},
         // The words of ledgerctl
         {64, R"(no command "gte"; did you mean "get"?)", {"gte", "Item"}},
+        {64, R"(no command "list"; see ledgerctl --help)", {"list"}},
         {64, R"(no command "tirgger" in ctl; did you mean "trigger"?)", {"ctl", "tirgger"}},
         {64, R"(no option "--rwo" in get; did you mean "--row"?)", {"get", "Item", "--rwo=1"}},
-        {64, R"(no option "-q" in get)", {"get", "Item", "-q"}},
+        {64, R"(no option "-q" in get; see ledgerctl get --help)", {"get", "Item", "-q"}},
         {64, R"(line 1: no command "dle" in a batch; did you mean "del"?)", {"batch"}, "dle Twins --all"},
         {64, R"(MODE: "fast" is none of default, redundant and nosqldump)", {"ctl", "persistmode", "fast"}},
         {64, "a command is missing; see ledgerctl --help", {}},
