@@ -52,6 +52,18 @@ Assignment assignmentOr(const std::string& a_sOption, const std::string& a_sText
     return std::move(*oAssignment);
 }
 
+/// A column that is given twice is a mistake: one of its values would be lost without a word.
+void addAssignment(std::vector<Assignment>& a_lAssignments, Assignment a_oAssignment)
+{
+    const std::string& sColumn = a_oAssignment.m_sColumn;
+    if (std::ranges::any_of(a_lAssignments, [&](const Assignment& a_oOther) {
+            return sameIgnoringCase(a_oOther.m_sColumn, sColumn);
+        })) {
+        throw CLI::ValidationError("COLUMN=VALUE", "the column \"" + sColumn + "\" is given twice");
+    }
+    a_lAssignments.push_back(std::move(a_oAssignment));
+}
+
 /// An empty word, as a script's variable that is not set makes of it, is no file; it is not the default
 /// either.
 CLI::Option* addFile(CLI::App& a_oApp, const std::string& a_sName, std::string& a_sFile,
@@ -79,7 +91,7 @@ void declareAssignments(CLI::App& a_oApp, Arguments& a_oArguments)
             "COLUMN=VALUE",
             [&](const std::vector<std::string>& a_lWords) {
                 for (const auto& sWord : a_lWords) {
-                    a_oArguments.m_lAssignments.push_back(assignmentOr("COLUMN=VALUE", sWord));
+                    addAssignment(a_oArguments.m_lAssignments, assignmentOr("COLUMN=VALUE", sWord));
                 }
             },
             "values; COLUMN= for an empty text, COLUMN:null for NULL")

@@ -51,6 +51,15 @@ std::string describeNoKey(const Names& a_oNames)
     return a_oNames.m_bWrite ? std::string() : "view " + sTable + " has a column that its table lacks";
 }
 
+/// How to write what looks like something else than the name of a column.
+std::string describeForm(const std::string& a_sColumn)
+{
+    if (a_sColumn.find('=') != std::string::npos) {
+        return "; rows with a value are found by --key " + a_sColumn;
+    }
+    return a_sColumn.find(',') != std::string::npos ? "; columns are separated by blanks" : "";
+}
+
 } // namespace
 
 Names namesOf(const Arguments& a_oArguments)
@@ -125,7 +134,7 @@ std::string NameCheck::describeUnknown(const Names& a_oNames, const std::vector<
             return bStored ? sameIgnoringCase(a_sName, sColumn) : a_sName == sColumn;
         });
         if (oStored.ok() && !bThere) {
-            return unknownName("column", sColumn, a_oNames.m_sTable, a_lSchema);
+            return unknownName("column", sColumn, a_oNames.m_sTable, a_lSchema) + describeForm(sColumn);
         }
     }
     return {};

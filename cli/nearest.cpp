@@ -56,6 +56,12 @@ bool sameIgnoringCase(std::string_view a_sLeft, std::string_view a_sRight)
 std::string nearestName(std::string_view a_sName, const std::vector<std::string>& a_lNames)
 {
     const std::size_t iAtLeast = a_sName.size() > 1 ? 1 : 0;
+    // Tables of files are named by their whole paths.
+    const auto itFile = std::ranges::find_if(
+        a_lNames, [&](const std::string& a_sFile) { return a_sFile.ends_with("/" + std::string(a_sName)); });
+    if (!a_sName.empty() && itFile != a_lNames.end()) {
+        return *itFile;
+    }
     std::size_t iLeast = std::clamp(a_sName.size() / c_iLettersPerMistyping, iAtLeast, c_iMostMistypings) + 1;
     std::string sNearest;
     for (const std::string& sName : a_lNames) {

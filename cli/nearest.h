@@ -14,7 +14,7 @@ bool sameIgnoringCase(std::string_view a_sLeft, std::string_view a_sRight);
 
 /// The first of the names that are the fewest mistypings away: a letter too many, missing or wrong, or two
 /// exchanged; letter case is none. Empty when each is further than one for every three letters (in names of
-/// two to five letters one in all), or three.
+/// two to five letters one in all), or three. Before those comes a path that ends with the name.
 std::string nearestName(std::string_view a_sName, const std::vector<std::string>& a_lNames);
 
 /// The nearest as the end of an error's text: ; did you mean "Name"? Empty without one.

@@ -1,5 +1,6 @@
 #include "status/wlanscan.h"
 
+#include "systema/refusal.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -48,7 +49,11 @@ bool WlanScan::refresh()
         return true;
     }
     m_oLock.lock();
-    return !isCacheExpired() || scan();
+    if (!isCacheExpired() || scan()) {
+        return true;
+    }
+    systema::noteRefusal(systema::EResultCode::Failure, "there is no radio, or it is not up");
+    return false;
 }
 
 /// Always, unless the clock went back or fails: every request wants to see the radio as it is now.
