@@ -87,12 +87,19 @@ _ledgerctl() {
             del) words+=' --row --key --all-matching --all' ;;
             watch) words+=' --rows' ;;
             batch | import) words+=' --wait' ;;
-            ctl) words+=' -f --fifo -a -p' ;;
+            ctl)
+                words+=' -f --fifo'
+                if [[ $first == dump ]]; then
+                    words+=' -a -p'
+                fi
+                ;;
             export) words+=' -o --output' ;;
             backup) words+=' -f --fifo -x --dump-path' ;;
         esac
-    elif [[ -z $command ]]; then
+    elif [[ -z $command || ($command == help && -z $first) ]]; then
         words=' help version tables schema count get set add del watch batch export import info ctl backup restore-check'
+    elif [[ $command == del && -n $first ]]; then
+        words='--row --key --all-matching --all'
     elif [[ $command == ctl ]]; then
         case $first in
             '') words='trigger lock unlock dump waittime persistmode' ;;
@@ -117,9 +124,13 @@ _ledgerctl() {
                 _ledgerctl_offer '=' < <(_ledgerctl_columns "$first")
             fi
             ;;
-        batch | import | backup | restore-check)
+        batch | import | backup)
             compopt -o filenames
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+            ;;
+        restore-check)
+            compopt -o filenames
+            mapfile -t COMPREPLY < <(compgen -d -- "$cur")
             ;;
     esac
 }

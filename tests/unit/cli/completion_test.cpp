@@ -57,7 +57,10 @@ TEST(Completion, OffersCommandsAndOptions)
     EXPECT_THAT(complete("ledgerctl set Phone --all"), ElementsAre("--all-matching"));
     EXPECT_THAT(complete("ledgerctl import --"), Contains("--wait"));
     EXPECT_THAT(complete("ledgerctl get Phone --"), Not(Contains("--all")));
+    EXPECT_THAT(complete("ledgerctl del Phone ''"), Contains("--key"));
+    EXPECT_THAT(complete("ledgerctl help exp"), ElementsAre("export"));
     EXPECT_THAT(complete("ledgerctl ctl -f /x dump -"), Contains("-p"));
+    EXPECT_THAT(complete("ledgerctl ctl -f /x -"), Not(Contains("-p")));
     EXPECT_THAT(complete("ledgerctl ctl persistmode n"), ElementsAre("nosqldump"));
 }
 
