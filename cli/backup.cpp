@@ -157,7 +157,7 @@ Outcome runBackup(Session& a_oSession, const Arguments& a_oArguments)
     }
     DumpWatch oWatch(sDumps, dumpNames());
     if (!oWatch.ok()) {
-        return Outcome::usage("cannot watch " + sDumps + ": " + lastError().message());
+        return Outcome::usage("cannot watch the dump directory " + sDumps + ": " + lastError().message());
     }
     if (Outcome oSent = sendControl(a_oArguments.m_sFifo, "dump -p"); !oSent.ok()) {
         return oSent;

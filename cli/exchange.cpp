@@ -141,7 +141,7 @@ Outcome writeFile(const std::string& a_sFile, std::string_view a_sText)
 
 Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
 {
-    const std::string& sFile = a_oArguments.m_sOutput;
+    const std::string sFile = a_oArguments.m_sOutput == "-" ? "" : a_oArguments.m_sOutput;
     if (!NewFile::isReplaceable(sFile)) {
         return Outcome::usage(sFile + " is not a regular file");
     }

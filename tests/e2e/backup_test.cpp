@@ -160,6 +160,7 @@ TEST_F(Backup, ExportIsForItsOwnerAlone)
     EXPECT_EQ(sExport, readFile(sRedirected));
     EXPECT_EQ(fs::perms(0600), fs::status(sRedirected).permissions());
 
+    EXPECT_EQ(sExport, ledgerctl({"export", "Item", "-o", "-"}).m_sOutput);
     EXPECT_EQ(64, ledgerctl({"export", "-o", "/dev/null"}).m_iStatus);
     EXPECT_EQ(1, ledgerctl({"export", "-o", "/nowhere/settings.json"}).m_iStatus);
     EXPECT_EQ(8, ledgerctl({"export", "Nonsense", "-o", sFile}).m_iStatus);
