@@ -35,10 +35,11 @@ CLI::Option* addNumber(CLI::App& a_oApp, const std::string& a_sName, const std::
                        const std::string& a_sHelp, std::uint32_t a_iLeast, std::uint32_t a_iMost,
                        Take a_oTake)
 {
+    const std::string sLongName = a_sName.substr(a_sName.find(',') + 1);
     return a_oApp
         .add_option_function<std::string>(
             a_sName,
-            [=](const std::string& a_sText) { a_oTake(numberOr(a_sName, a_sText, a_iLeast, a_iMost)); },
+            [=](const std::string& a_sText) { a_oTake(numberOr(sLongName, a_sText, a_iLeast, a_iMost)); },
             a_sHelp)
         ->type_name(a_sUnit);
 }
@@ -179,7 +180,7 @@ void declareExport(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     a_oApp.add_option("TABLE", a_oArguments.m_lNames, "the tables to export, all stored ones by default");
     addFile(a_oApp, "-o,--output", a_oArguments.m_sOutput,
-            "the file to write, for its owner alone; standard output by default")
+            "the file to write, for its owner alone; - or none for standard output")
         ->type_name("FILE");
 }
 
@@ -282,12 +283,30 @@ public:
     {
         label("SUBCOMMAND", "COMMAND");
         label("Subcommands", "Commands");
+        label("Positionals", "Arguments");
     }
     std::string make_description(const CLI::App* a_pApp) const override
     {
         std::string sText = a_pApp->get_description();
         sText.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(sText.front())));
         return sText + (sText.ends_with('.') ? "\n" : ".\n");
+    }
+    std::string make_option_opts(const CLI::Option* a_pOption) const override
+    {
+        const bool bUnit = a_pOption->nonpositional() && a_pOption->get_type_size() != 0;
+        return bUnit ? " " + a_pOption->get_type_name() : std::string();
+    }
+    std::string make_option_desc(const CLI::Option* a_pOption) const override
+    {
+        const std::string sDefault = a_pOption->get_default_str();
+        return a_pOption->get_description() + (sDefault.empty() ? "" : ", by default " + sDefault);
+    }
+    std::string make_help(const CLI::App* a_pApp, std::string a_sName,
+                          CLI::AppFormatMode a_eMode) const override
+    {
+        // Between two headings the formatter leaves two lines empty.
+        return CLI::detail::find_and_replace(Formatter::make_help(a_pApp, std::move(a_sName), a_eMode),
+                                             "\n\n\n", "\n\n");
     }
     std::string make_expanded(const CLI::App* a_pGroup) const override
     {
@@ -364,6 +383,9 @@ std::string describeUnknownWord(const CLI::App& a_oApp, std::string a_sWhere)
         a_sWhere = pApp->get_name();
     }
     if (sWord.starts_with('-')) {
+        if (pApp->get_option_no_throw(sWord) != nullptr) {
+            return "option \"" + sWord + "\" must stand behind " + a_sWhere;
+        }
         return unknownName("option", sWord, a_sWhere,
                            sWord.size() > 2 ? lOptions : std::vector<std::string>());
     }
@@ -374,12 +396,22 @@ std::string describeUnknownWord(const CLI::App& a_oApp, std::string a_sWhere)
     return lCommands.empty() ? std::string() : unknownName("command", sWord, a_sWhere, lCommands);
 }
 
+/// Whether help is asked for on a command that does not exist.
+bool isHelpOnNothing(const CLI::App& a_oApp)
+{
+    const auto lWords = a_oApp.remaining(true);
+    const auto lParsed = a_oApp.get_subcommands();
+    const CLI::App& oCommand = lParsed.empty() ? a_oApp : *lParsed.front();
+    return !lWords.empty() && !lWords.front().starts_with('-') && !partsOf(oCommand, true).empty();
+}
+
 /// What the parser says of a line, in the words of the manual page.
 std::string reworded(std::string a_sText)
 {
     static const std::pair<std::regex, const char*> aRewordings[] = {
         {std::regex("^A subcommand is required$"), "a command is missing"},
         {std::regex("^(.*): 1 required (.*) missing$"), "$1 wants $2"},
+        {std::regex("^(.*): At Most 1 required but received .*$"), "$1 is given more than once"},
         {std::regex(R"(^Exactly 1 option from \[(.*)\] is required.*$)"), "exactly one of $1 is required"},
         {std::regex(R"(^Requires at most 1 options be given from \[(.*)\]$)"),
          "at most one of $1 can be given"},
@@ -461,12 +493,15 @@ Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oO
         return {};
     } catch (const CLI::ParseError& oError) {
         m_pCommand = nullptr;
-        if (oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+        const bool bAnswer = oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
+        const bool bNothing = bAnswer && isHelpOnNothing(*m_pApp);
+        if (bAnswer && !bNothing) {
             m_pApp->exit(oError, a_oOutput, a_oOutput);
             return {};
         }
         const bool bMissing = oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
-        const bool bExtra = oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+        const bool bExtra =
+            oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) || bNothing;
         std::string sText = bMissing || bExtra ? describeUnknownWord(*m_pApp, m_sWhere) : std::string();
         if (sText.empty()) {
             sText = reworded(oError.what());
