@@ -78,6 +78,13 @@ Outcome explained(Session& a_oSession, const client::Status& a_oStatus, const Ar
     return Outcome(NameCheck(a_oSession.m_oConnection).explain(a_oStatus, namesOf(a_oArguments)), a_sContext);
 }
 
+/// The rows that reading the table gives: some tables give their size as 0 whatever they hold.
+client::Result<std::uint32_t> countRows(client::Connection& a_oConnection, const std::string& a_sTable)
+{
+    const auto oRows = a_oConnection.call(request::SelectRows{a_sTable, {}});
+    return {client::Status(oRows), oRows.ok() ? static_cast<std::uint32_t>(oRows->size()) : 0};
+}
+
 } // namespace
 
 Outcome runTables(Session& a_oSession, const Arguments&)
@@ -106,7 +113,10 @@ Outcome runSchema(Session& a_oSession, const Arguments& a_oArguments)
 
 Outcome runCount(Session& a_oSession, const Arguments& a_oArguments)
 {
-    const auto oCount = a_oSession.m_oConnection.call(request::GetSize{a_oArguments.m_sTable});
+    auto oCount = a_oSession.m_oConnection.call(request::GetSize{a_oArguments.m_sTable});
+    if (oCount.ok() && *oCount == 0) {
+        oCount = countRows(a_oSession.m_oConnection, a_oArguments.m_sTable);
+    }
     if (oCount.ok()) {
         a_oSession.m_oPrinter.printCount(*oCount);
     }

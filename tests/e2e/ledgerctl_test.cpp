@@ -53,6 +53,7 @@ TEST_F(Ledgerctl, ShowsRowsAndWhatIsServedInEveryForm)
     expectOutput({"--csv", "get", "Scratch"}, "Id,Text\n");
     expectOutput({"--json", "count", "Item"}, "3\n");
     expectOutput({"--csv", "count", "Item"}, "count\n3\n");
+    expectOutput({"count", "RegisteredViews"}, "3\n"); // whose size the daemon gives as 0
     expectOutput({"schema", "Twins"}, "name  type\nId    integer\nText  text\n\nstored, writable\n");
     const auto oTables = client().call(request::GetTables{});
     std::string sNames;
