@@ -39,6 +39,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <filesystem>
+#include <iostream>
 #include <list>
 #include <optional>
 #include <sstream>
@@ -293,6 +294,15 @@ void makeAbsolute(Options& a_oOptions)
     }
 }
 
+/// Says why the daemon does not start. With -b the log goes to syslog, so the terminal is told here; once in
+/// the background it is /dev/null.
+void tellStarter(const Options& a_oOptions, const std::string& a_sText)
+{
+    if (a_oOptions.m_bBackground) {
+        std::cerr << a_sText << std::endl;
+    }
+}
+
 /// The one daemon of its PID file and of its databases, for as long as it lives. Exits the process when there
 /// is another, before anything is touched.
 class Instance
@@ -302,16 +312,15 @@ public:
         : m_oDaemon(ZEL_Daemon_construct(c_pProgram, a_oOptions.m_sPidPath))
     {
         if (ZEL_Daemon_occupiedPidFile(m_oDaemon)) {
-            exitSecond();
+            exitSecond(a_oOptions);
         }
-        lockDatabases(a_oOptions.m_sDatabasePath);
+        lockDatabases(a_oOptions);
         if (a_oOptions.m_bBackground && !ZEL_Daemon_daemonize(m_oDaemon)) {
-            ZEL_Sysloglevel_error(s_iModule, zel::here(), "Could not daemonize: %s", std::strerror(errno));
-            std::exit(EXIT_FAILURE);
+            throw std::system_error(errno, std::generic_category(), "Could not daemonize");
         }
         if (!ZEL_Daemon_createPidFile(m_oDaemon)) {
             if (errno == EEXIST) {
-                exitSecond(); // started at the same moment, and was quicker
+                exitSecond(a_oOptions); // started at the same moment, and was quicker
             }
             ZEL_Sysloglevel_error(s_iModule, zel::here(), "Could not create PID file %s: %s",
                                   m_oDaemon.m_sPidFile.c_str(), std::strerror(errno));
@@ -324,24 +333,28 @@ public:
     Instance& operator=(const Instance&) = delete;
 
 private:
-    [[noreturn]] static void exitSecond()
+    [[noreturn]] void exitSecond(const Options& a_oOptions) const
     {
         std::ostringstream oText;
         oText << "Another process is already running. Exiting..." << std::endl;
         ZEL_Sysloglevel_error(s_iModule, {"main", 361}, "%s", oText.str().c_str());
+        tellStarter(a_oOptions,
+                    "ledgerd already runs with PID " + std::to_string(ZEL_Daemon_readPid(m_oDaemon)));
         std::exit(EXIT_FAILURE);
     }
 
-    void lockDatabases(const std::string& a_sPath)
+    void lockDatabases(const Options& a_oOptions)
     {
+        const std::string& sPath = a_oOptions.m_sDatabasePath;
         try {
-            m_oDatabases.emplace(a_sPath);
+            m_oDatabases.emplace(sPath);
         } catch (const std::system_error& oError) {
             if (oError.code().value() != EWOULDBLOCK) {
                 throw;
             }
             ZEL_Sysloglevel_error(s_iModule, zel::here(),
-                                  "Another process uses the databases in %s. Exiting...", a_sPath.c_str());
+                                  "Another process uses the databases in %s. Exiting...", sPath.c_str());
+            tellStarter(a_oOptions, "ledgerd: another process uses the databases in " + sPath);
             std::exit(EXIT_FAILURE);
         }
     }
@@ -352,13 +365,14 @@ private:
 
 /// Calls a function; what it throws is logged and goes no further. False when it threw.
 template<class Function>
-bool guard(Function a_oFunction)
+bool guard(const Options& a_oOptions, Function a_oFunction)
 {
     try {
         a_oFunction();
         return true;
     } catch (const std::exception& oException) {
         ZEL_Sysloglevel_error(s_iModule, {"main", 577}, "%s", oException.what());
+        tellStarter(a_oOptions, std::string("ledgerd: ") + oException.what());
     } catch (...) {
         ZEL_Sysloglevel_error(s_iModule, {"main", 582}, "Unknown exception");
     }
@@ -391,13 +405,13 @@ int main(int a_iArgc, char* a_pArgv[])
     ::umask(S_IRWXG | S_IRWXO);
 
     bool bEnded = false;
-    guard([&] {
+    guard(oOptions, [&] {
         const Instance oInstance(oOptions);
         raiseDescriptorLimit();
         installSignalHandlers();
         zel::watchMemory();
         Part<FlashThread> oFlashThread("flash thread", s_iModule);
-        bEnded = guard([&] { run(oOptions, *oFlashThread); });
+        bEnded = guard(oOptions, [&] { run(oOptions, *oFlashThread); });
     });
     if (!bEnded) {
         return EXIT_FAILURE; // what started it is to start it again

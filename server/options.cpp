@@ -2,9 +2,11 @@
 
 #include "zel/systempath.h"
 
+#include <charconv>
 #include <cstdlib>
 #include <getopt.h>
 #include <iostream>
+#include <string_view>
 
 namespace zel::cfg {
 
@@ -15,6 +17,8 @@ constexpr const char* c_pSocketFile = "/tmp/ledgerd.socket";
 constexpr const char* c_pFifoFile = "/tmp/ledgerd.fifo";
 constexpr const char* c_pPidPath = "/var/run";
 constexpr const char* c_pDumpPath = "/flash/sql";
+
+constexpr unsigned long c_iLongestWaitSeconds = 0x7fffffff;
 
 constexpr const char* c_pShortOptions = "hvbd:s:f:p:t:x:m:V";
 constexpr option c_aLongOptions[] = {
@@ -58,6 +62,25 @@ void take(std::string& a_sSetting, const char* a_pLabel)
     std::cout << a_pLabel << a_sSetting << '\n';
 }
 
+/// The last line says what is wrong: usage, where it is printed, would hide it.
+int refuse(const std::string& a_sReason)
+{
+    std::cout.flush();
+    std::cerr << "ledgerd: " << a_sReason << '\n';
+    return EXIT_FAILURE;
+}
+
+/// The seconds that the whole text is, nothing when it is none or out of range: to take it for 0 would turn
+/// the saving off.
+std::optional<unsigned long> parseSeconds(std::string_view a_sText)
+{
+    unsigned long iSeconds = 0;
+    const char* pEnd = a_sText.data() + a_sText.size();
+    const auto [pRest, eError] = std::from_chars(a_sText.data(), pEnd, iSeconds);
+    const bool bNumber = eError == std::errc() && pRest == pEnd && iSeconds <= c_iLongestWaitSeconds;
+    return bNumber ? std::optional(iSeconds) : std::nullopt;
+}
+
 } // namespace
 
 std::optional<int> parseOptions(Options& a_oOptions, int a_iArgc, char* a_pArgv[])
@@ -68,9 +91,16 @@ std::optional<int> parseOptions(Options& a_oOptions, int a_iArgc, char* a_pArgv[
     a_oOptions.m_sPidPath = systemPath(c_pPidPath);
     a_oOptions.m_sDumpPath = systemPath(c_pDumpPath);
 
-    int iOption = 0;
-    while ((iOption = getopt_long(a_iArgc, a_pArgv, c_pShortOptions, c_aLongOptions, nullptr)) != -1) {
+    for (int iOption = 0; iOption != -1;) {
+        const std::string sWord =
+            optind < a_iArgc ? a_pArgv[optind] : ""; // the next option, or several letters
+        iOption = getopt_long(a_iArgc, a_pArgv, c_pShortOptions, c_aLongOptions, nullptr);
+        if (optarg != nullptr && *optarg == '\0') { // a script's variable that is not set
+            return refuse("the argument of \"" + sWord + "\" is empty");
+        }
         switch (iOption) {
+        case -1:
+            break;
         case 'd':
             take(a_oOptions.m_sDatabasePath, "Database path: ");
             break;
@@ -87,7 +117,12 @@ std::optional<int> parseOptions(Options& a_oOptions, int a_iArgc, char* a_pArgv[
             take(a_oOptions.m_sDumpPath, "Dump path: ");
             break;
         case 't':
-            a_oOptions.m_iFlashWaitSeconds = static_cast<unsigned long>(std::atol(optarg));
+            if (const auto oSeconds = parseSeconds(optarg)) {
+                a_oOptions.m_iFlashWaitSeconds = *oSeconds;
+            } else {
+                return refuse("the flash wait time \"" + std::string(optarg) + "\" is not a number of 0 to " +
+                              std::to_string(c_iLongestWaitSeconds));
+            }
             std::cout << "Flash wait time: " << a_oOptions.m_iFlashWaitSeconds << '\n';
             break;
         case 'b':
@@ -106,11 +141,14 @@ std::optional<int> parseOptions(Options& a_oOptions, int a_iArgc, char* a_pArgv[
             printUsage();
             return EXIT_SUCCESS;
         default:
-            // The number and not the character: '?' shows as 63.
+            // The number and not the character: '?' shows as 63. The last line has the option typed.
             std::cerr << "Unknown option: " << iOption << '\n';
             printUsage();
-            return EXIT_FAILURE;
+            return refuse("\"" + sWord + "\" is no option, or its argument is missing or one too many");
         }
+    }
+    if (optind < a_iArgc) {
+        return refuse("\"" + std::string(a_pArgv[optind]) + "\" is no option; see ledgerd --help");
     }
     std::cout.flush();
     return {};

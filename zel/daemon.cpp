@@ -22,23 +22,6 @@ int openPidFile(const std::string& a_sPath)
     return ::open(a_sPath.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
 }
 
-/// The process id in a PID file, 0 when it holds anything but a positive number and a newline.
-pid_t readPid(const std::string& a_sPath)
-{
-    const zel::UniqueFd oFd(openPidFile(a_sPath));
-    std::array<char, 16> aText;
-    const ssize_t iSize = ::read(oFd.get(), aText.data(), aText.size());
-    if (iSize <= 0) {
-        return 0;
-    }
-    const char* pEnd = aText.data() + iSize;
-    pid_t iPid = 0;
-    const auto oResult = std::from_chars(aText.data(), pEnd, iPid);
-    const std::string_view sRest(oResult.ptr, pEnd);
-    const bool bNumber = oResult.ec == std::errc() && (sRest.empty() || sRest == "\n");
-    return bNumber && iPid > 0 ? iPid : 0;
-}
-
 bool writePid(int a_iFd)
 {
     const std::string sText = std::to_string(::getpid()) + "\n";
@@ -150,8 +133,24 @@ bool ZEL_Daemon_deletePidFile(ZEL_Daemon& a_oDaemon)
            ::unlink(a_oDaemon.m_sPidFile.c_str()) == 0;
 }
 
+pid_t ZEL_Daemon_readPid(const ZEL_Daemon& a_oDaemon)
+{
+    const zel::UniqueFd oFd(openPidFile(a_oDaemon.m_sPidFile));
+    std::array<char, 16> aText;
+    const ssize_t iSize = ::read(oFd.get(), aText.data(), aText.size());
+    if (iSize <= 0) {
+        return 0;
+    }
+    const char* pEnd = aText.data() + iSize;
+    pid_t iPid = 0;
+    const auto oResult = std::from_chars(aText.data(), pEnd, iPid);
+    const std::string_view sRest(oResult.ptr, pEnd);
+    const bool bNumber = oResult.ec == std::errc() && (sRest.empty() || sRest == "\n");
+    return bNumber && iPid > 0 ? iPid : 0;
+}
+
 bool ZEL_Daemon_namesProcess(const ZEL_Daemon& a_oDaemon)
 {
-    const pid_t iPid = readPid(a_oDaemon.m_sPidFile);
+    const pid_t iPid = ZEL_Daemon_readPid(a_oDaemon);
     return iPid > 0 && (::kill(iPid, 0) == 0 || errno == EPERM);
 }

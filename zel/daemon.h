@@ -8,6 +8,7 @@
 #include "zel/uniquefd.h"
 
 #include <string>
+#include <sys/types.h>
 
 /// The daemon's name and the directory of its PID file, "<path>/<name>.pid".
 struct ZEL_Daemon
@@ -35,6 +36,9 @@ bool ZEL_Daemon_createPidFile(ZEL_Daemon& a_oDaemon);
 /// Removes the PID file that was created, and lets go of it. A file that is not ours stays. False (with
 /// errno) when ours could not be removed.
 bool ZEL_Daemon_deletePidFile(ZEL_Daemon& a_oDaemon);
+
+/// The process id that the PID file holds, 0 when it holds none.
+pid_t ZEL_Daemon_readPid(const ZEL_Daemon& a_oDaemon);
 
 /// True when the PID file names a live process: for daemons of others, which hold no lock. A file that holds
 /// no process id, or cannot be read, names none.

@@ -40,8 +40,6 @@ TEST_F(CommandLine, VersionHelpAndErrorsFollowTheEchoOfWhatStandsBefore)
           "--flash-time", "60", "--map-file=6", "--verbose", "--background", "--version"},
          "Database path: 1\nUnix socket file: 2\nFIFO file: 3\nPID file path: 4\nDump path: 5\n"
          "Flash wait time: 60\n2.13.0\n"},
-        {{"-t", "abc", "-t", "0", "-t12 s", "-V"},
-         "Flash wait time: 0\nFlash wait time: 0\nFlash wait time: 12\n2.13.0\n"},
         {{"-d", "/elsewhere", "-h", "-s", "unseen"}, "Database path: /elsewhere\n", c_sUsage},
         {{"--help"}, "", c_sUsage},
     };
@@ -55,10 +53,34 @@ TEST_F(CommandLine, VersionHelpAndErrorsFollowTheEchoOfWhatStandsBefore)
         const auto oRun = runDaemon({"-t", "5", pUnknown});
         EXPECT_EQ("Flash wait time: 5\n", oRun.m_sOutput);
         EXPECT_THAT(oRun.m_sErrors,
-                    EndsWith("\nUnknown option: 63\n" + c_sUsage)); // the code of '?'
+                    EndsWith("\nUnknown option: 63\n" + c_sUsage + // the code of '?'
+                             "ledgerd: \"" + pUnknown +
+                             "\" is no option, or its argument is missing or one too many\n"));
         EXPECT_EQ(1, oRun.m_iStatus);
     }
     EXPECT_FALSE(std::filesystem::exists(m_oSandbox.pidFile()));
+}
+
+TEST_F(CommandLine, AWaitTimeThatIsNoNumberDoesNotTurnTheSavingOffNorIsAWordIgnored)
+{
+    const std::string sRange = "is not a number of 0 to 2147483647\n";
+    const std::pair<std::vector<std::string>, std::string> aCases[] = {
+        {{"-t", "x"}, "the flash wait time \"x\" " + sRange},
+        {{"--flash-time=5s"}, "the flash wait time \"5s\" " + sRange},
+        {{"-t", "-1"}, "the flash wait time \"-1\" " + sRange},
+        {{"-t", " 5"}, "the flash wait time \" 5\" " + sRange},
+        {{"-t2147483648"}, "the flash wait time \"2147483648\" " + sRange},
+        {{"-x", ""}, "the argument of \"-x\" is empty\n"},
+        {{"stop"}, "\"stop\" is no option; see ledgerd --help\n"},
+        {{"--", "-V"}, "\"-V\" is no option; see ledgerd --help\n"},
+    };
+    for (const auto& [lOptions, sText] : aCases) {
+        const auto oRun = runDaemon(lOptions);
+        EXPECT_EQ("ledgerd: " + sText, oRun.m_sErrors);
+        EXPECT_EQ("", oRun.m_sOutput);
+        EXPECT_EQ(1, oRun.m_iStatus);
+    }
+    EXPECT_EQ("Flash wait time: 2147483647\n2.13.0\n", runDaemon({"-t", "2147483647", "-V"}).m_sOutput);
 }
 
 TEST_F(CommandLine, DefaultPathsAreBelowTheRootOfTheEnvironment)

@@ -189,11 +189,28 @@ TEST_F(Lifecycle, SecondInstanceIsRefusedBeforeItTouchesAnything)
     EXPECT_THAT(oSecond.m_sErrors,
                 EndsWith("ledgerd main:361: Another process is already running. Exiting...\n"));
     EXPECT_EQ(1, std::ranges::count(oSecond.m_sErrors, '\n')) << oSecond.m_sErrors;
-    EXPECT_EQ(1, runDaemon({"-b", "-p", m_oSandbox.path("var/run")}).m_iStatus);
 
     EXPECT_EQ(pidText(), readFile(m_oSandbox.pidFile()));
     EXPECT_EQ(3U, client().count("Item"));
     EXPECT_EQ(3U, Client(socket()).count("Item"));
+}
+
+TEST_F(Lifecycle, AStartInTheBackgroundThatIsRefusedTellsTheTerminal)
+{
+    start();
+    const std::pair<std::vector<std::string>, std::string> aCases[] = {
+        {{}, "ledgerd already runs with PID " + pidText()},
+        {{"-p", m_oSandbox.path("etc")},
+         "ledgerd: another process uses the databases in " + m_oSandbox.path("tmp/db") + "\n"},
+        {{"-p", m_oSandbox.path("etc"), "-d", "/nonexistent"},
+         "ledgerd: /nonexistent: No such file or directory\n"},
+    };
+    for (auto [lOptions, sText] : aCases) {
+        lOptions.emplace_back("-b");
+        const auto oRun = runDaemon(paths(lOptions));
+        EXPECT_EQ(1, oRun.m_iStatus);
+        EXPECT_EQ(sText, oRun.m_sErrors);
+    }
 }
 
 TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
