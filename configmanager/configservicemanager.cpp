@@ -1,5 +1,6 @@
 #include "configmanager/configservicemanager.h"
 
+#include "systema/persistscript.h"
 #include "systema/wire.h"
 #include "zel/log.h"
 #include "zel/logclient.h"
@@ -162,6 +163,11 @@ systema::ValueList ConfigServiceManager::getInfo() const
     lInfo.add("TransactionOpen", oNumber(m_oDispatcher.isTransactionOpen()));
     lInfo.add("TransactionsWaiting", oNumber(m_lWaiting.size()));
     lInfo.add("Locked", oNumber(m_oDispatcher.isLocked()));
+    if (const PersistScript* pScript = m_oDispatcher.getPersistScript()) {
+        lInfo.add("PersistMode", Value(EDataType::Text, pScript->getPersistModeName()));
+        lInfo.add("WaitTime", oNumber(pScript->getWaitTime().count()));
+        lInfo.add("Unsaved", oNumber(pScript->isUnsaved()));
+    }
     return lInfo;
 }
 

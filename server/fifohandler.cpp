@@ -189,6 +189,7 @@ void FifoHandler::dump()
 
 void FifoHandler::setPersistMode(const char* a_pMode)
 {
+    const auto oWait = m_oScript.getWaitTime();
     if (startsWith(a_pMode, "default")) {
         ZEL_Sysloglevel_info(m_iModule, tag(123), "Persist mode default change request via FIFO");
         m_oScript.setPersistMode(PersistScript::c_ePersistDefault);
@@ -202,6 +203,11 @@ void FifoHandler::setPersistMode(const char* a_pMode)
         m_oScript.setPersistMode(PersistScript::c_ePersistNoSqlDump);
     } else {
         ZEL_Sysloglevel_error(m_iModule, tag(140), "Invalid persist mode requested");
+    }
+    if (m_oScript.getWaitTime() != oWait) {
+        ZEL_Sysloglevel_info(m_iModule, here(), "The wait time is %ld s now, it was %ld s",
+                             static_cast<long>(m_oScript.getWaitTime().count()),
+                             static_cast<long>(oWait.count()));
     }
 }
 

@@ -23,7 +23,10 @@ void FlashBackupHook::persist(PersistScript::EPersistMode a_eMode)
     }
     m_oFlashThread.wake(a_eMode);
     const unsigned iCount = ++m_mCounts[a_eMode];
-    ZEL_Sysloglevel_info(m_iModule, {"main", 230}, "Persisted data: mode: %d count: %u", a_eMode, iCount);
+    const char* pWhat = a_eMode == PersistScript::c_ePersistNoSqlDump ? "Nothing persisted"
+                        : m_bDumped                                   ? "Persisted data"
+                                                                      : "Persisted some data";
+    ZEL_Sysloglevel_info(m_iModule, {"main", 230}, "%s: mode: %d count: %u", pWhat, a_eMode, iCount);
 }
 
 std::optional<bool> FlashBackupHook::getResult(bool a_bWait)

@@ -35,6 +35,21 @@ void PersistScript::setWaitTime(unsigned long a_iSeconds)
     m_oWait = toWait(a_iSeconds);
 }
 
+const char* PersistScript::getPersistModeName() const
+{
+    switch (m_eMode) {
+    case c_ePersistNone:
+        break; // no one's mode
+    case c_ePersistDefault:
+        return "default";
+    case c_ePersistRedundant:
+        return "redundant";
+    case c_ePersistNoSqlDump:
+        return "nosqldump";
+    }
+    return "none";
+}
+
 void PersistScript::trigger()
 {
     if (m_oTriggered.value_or(c_ePersistNoSqlDump) == c_ePersistNoSqlDump) { // a real save stays asked for

@@ -60,8 +60,11 @@ public:
     void trigger();
     /// What the nosqldump mode has left unsaved is saved by the next process once another mode is set.
     void setPersistMode(EPersistMode a_eMode) { m_eMode = a_eMode; }
+    /// The mode's name in the FIFO command.
+    const char* getPersistModeName() const;
     /// 0 means no delayed save.
     void setWaitTime(unsigned long a_iSeconds);
+    std::chrono::seconds getWaitTime() const { return m_oWait; }
     /// A persistent table has changed.
     void markChanged();
 

@@ -109,6 +109,23 @@ TEST_F(Persistence, TheWaitIsOverWhateverClientsDoMeanwhile)
     }
 }
 
+TEST_F(Persistence, InfoShowsModeAndWaitWhichAModeChanges)
+{
+    start({"-t", "300"});
+    const auto saving = [this] {
+        const std::string sInfo = ledgerctl({"--csv", "info"}).m_sOutput;
+        return sInfo.substr(sInfo.find("PersistMode"));
+    };
+    EXPECT_EQ("PersistMode,default\nWaitTime,300\nUnsaved,0\n", saving());
+    write("changed");
+    command("persistmode nosqldump");
+    command("trigger");
+    EXPECT_EQ("PersistMode,nosqldump\nWaitTime,300\nUnsaved,1\n", saving());
+    EXPECT_THAT(daemon().errors(), Not(HasSubstr("Persisted data")));
+    command("persistmode default");
+    EXPECT_THAT(saving(), StartsWith("PersistMode,default\nWaitTime,10\n"));
+}
+
 TEST_F(Persistence, OnlyATriggerSavesWithoutAWaitAndTransientChangesNeverDo)
 {
     startWithoutWait();

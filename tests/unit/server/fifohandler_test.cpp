@@ -226,18 +226,24 @@ TEST_F(FifoHandlerTest, WaitTimeIsTheNumberBehindOneCharacter)
     wait(); // whatever the number, it must not overflow
 }
 
-TEST_F(FifoHandlerTest, PersistModesSetTheWaitAsWell)
+TEST_F(FifoHandlerTest, PersistModesSetTheWaitAsWellAndSaySo)
 {
-    const auto lMode = [](const std::string& a_sTagAndMode) {
-        return info(a_sTagAndMode + " change request via FIFO");
+    const auto expectChange = [this](const std::string& a_sCommand, const std::string& a_sTagAndMode,
+                                     const std::string& a_sWait) {
+        const auto lLines = send(a_sCommand);
+        EXPECT_EQ(info(a_sTagAndMode + " change request via FIFO").front(), lLines.front());
+        EXPECT_EQ(a_sWait.empty() ? 1U : 2U, lLines.size());
+        EXPECT_THAT(lLines.back(), testing::EndsWith(a_sWait));
     };
-    EXPECT_EQ(lMode("129: Persist mode redundant"), send("persistmode redundant"));
+    expectChange("persistmode redundant", "129: Persist mode redundant",
+                 ": The wait time is 0 s now, it was 20 s");
     EXPECT_EQ(-1, wait());
     EXPECT_THAT(m_lSaves, ElementsAre(2));
-    EXPECT_EQ(lMode("135: Persist mode nosqldump"), send("persistmode nosqldump\n"));
+    expectChange("persistmode nosqldump\n", "135: Persist mode nosqldump", "");
     EXPECT_EQ(-1, wait()); // as it was
     EXPECT_THAT(m_lSaves, ElementsAre(4));
-    EXPECT_EQ(lMode("123: Persist mode default"), send("persistmode:defaults"));
+    expectChange("persistmode:defaults", "123: Persist mode default",
+                 ": The wait time is 10 s now, it was 0 s");
     m_oScript.process(false); // what that mode has left unsaved
     EXPECT_EQ(10, wait());
     EXPECT_THAT(m_lSaves, ElementsAre(1));
@@ -266,13 +272,14 @@ TEST_F(FifoHandlerTest, OtherBytesDoNothingAndSayNothing)
                                                            "a_handle == m_oFifo.getFd() (fifohandler:59)"));
 }
 
-TEST_F(FifoHandlerTest, ASaveWithoutSqlDumpIsOnlyCounted)
+TEST_F(FifoHandlerTest, ASaveWithoutSqlDumpIsCountedAndNotCalledPersisted)
 {
     const tests::CommandPath oPath;
     oPath.add("srv-save-config-active", "touch $HERE/ran");
     const auto count = [](int a_iMode, int a_iCount) {
-        return "info    ledgerd main:230: Persisted data: mode: " + std::to_string(a_iMode) +
-               " count: " + std::to_string(a_iCount);
+        return std::string("info    ledgerd main:230: ") +
+               (a_iMode == 4 ? "Nothing persisted" : "Persisted data") +
+               ": mode: " + std::to_string(a_iMode) + " count: " + std::to_string(a_iCount);
     };
     const int iModule = ZEL_Sysloglevel_registerModul("ledgerd");
     EXPECT_THAT(logLinesOf([&] {
