@@ -165,7 +165,7 @@ void declareDel(CLI::App& a_oApp, Arguments& a_oArguments)
 void declareWatch(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     a_oApp.add_option("TABLE", a_oArguments.m_lNames, "the tables to watch")->required();
-    a_oApp.add_flag("--rows", a_oArguments.m_bRows, "show what changed in the rows");
+    a_oApp.add_flag("--rows", a_oArguments.m_bRows, "show also what changed in the rows");
 }
 
 /// A file of writes, and how long they may wait for their transaction.
@@ -195,10 +195,12 @@ void declareFifo(CLI::App& a_oApp, Arguments& a_oArguments)
 void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     declareFifo(a_oApp, a_oArguments);
+    a_oApp.footer(
+        "There is no answer: ledgerctl info shows mode, wait time and lock, the log what was done.");
     a_oApp.require_subcommand(1);
     constexpr std::pair<const char*, const char*> c_aPlain[] = {
         {"trigger", "save now"},
-        {"lock", "no writes, notifications and saves until unlock"},
+        {"lock", "refuse writes, and hold back notifications and saves"},
         {"unlock", "end the lock"},
     };
     for (const auto& [pName, pHelp] : c_aPlain) {
@@ -210,21 +212,25 @@ void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
     oDump.require_option(1);
     oDump.option_defaults()->group("Exactly one of");
     constexpr std::pair<const char*, const char*> c_aSelections[] = {
-        {"-a", "all of them"},
-        {"-p", "the persistent ones"},
-        {"-t", "the transient one"},
+        {"-a,--all", "all of them"},
+        {"-p,--persistent", "the persistent ones"},
+        {"-t,--transient", "the transient one (no time, as it is before ctl)"},
     };
-    for (const auto& [pName, pHelp] : c_aSelections) {
+    for (const auto& [pNames, pHelp] : c_aSelections) {
+        const std::string sText = "dump " + std::string(pNames, 2);
         oDump.add_flag_callback(
-            pName, [&, pText = pName] { a_oArguments.m_sControl = std::string("dump ") + pText; }, pHelp);
+            pNames, [&, sText] { a_oArguments.m_sControl = sText; }, pHelp);
     }
-    CLI::App& oWait = *a_oApp.add_subcommand("waittime", "how long a change waits to be saved");
+    CLI::App& oWait =
+        *a_oApp.add_subcommand("waittime", "how long a change waits to be saved, until persistmode sets it");
     addNumber(
-        oWait, "SECONDS", "", "0 to save nothing but on a trigger", 0, 0x7fffffff,
+        oWait, "SECONDS", "", "0 to save nothing but on a trigger and at the end", 0, 0x7fffffff,
         [&](std::uint32_t a_iSeconds) { a_oArguments.m_sControl = "waittime " + std::to_string(a_iSeconds); })
         ->required();
-    CLI::App& oMode =
-        *a_oApp.add_subcommand("persistmode", "what a save does, and with default and redundant when");
+    CLI::App& oMode = *a_oApp.add_subcommand("persistmode", "whether and when changes are saved");
+    oMode.footer("default    dumps and saves 10 s after a change, whatever the wait time was\n"
+                 "redundant  dumps and saves on a trigger and at the end: sets the wait time to 0\n"
+                 "nosqldump  neither dumps nor saves: changes wait for another mode");
     oMode
         .add_option_function<std::string>(
             "MODE", [&](const std::string& a_sMode) { a_oArguments.m_sControl = "persistmode " + a_sMode; },
@@ -263,24 +269,55 @@ constexpr std::array c_aCommands = {
     Command{"set", "change a row", declareSet, runWrite, EWrite::Set},
     Command{"add", "add a row and print its id", declareAdd, runWrite, EWrite::Add},
     Command{"del", "delete a row, or all of them", declareDel, runWrite, EWrite::Del},
-    Command{"watch", "a line for each change of the tables, until interrupted", declareWatch, runWatch},
+    Command{"watch", "each table's name when it has changed, until interrupted", declareWatch, runWatch},
     Command{"batch", "set, add and del lines as one transaction", declareWrites, runBatch},
     Command{"export", "tables as JSON", declareExport, runExport},
     Command{"import", "bring exported tables back", declareWrites, runImport},
-    Command{"info", "what the daemon says of itself", declareNothing, runInfo},
-    Command{"ctl", "steer the saving of the databases", declareControl, runControl, EWrite::None, false},
+    Command{"info", "version, load and saving of the daemon", declareNothing, runInfo},
+    Command{"ctl", "have the databases saved, or steer when they are", declareControl, runControl,
+            EWrite::None, false},
     Command{"backup", "have the databases dumped and pack the dumps", declareBackup, runBackup, EWrite::None,
             false},
     Command{"restore-check", "whether dumps are complete and can be loaded", declareRestoreCheck,
             runRestoreCheck, EWrite::None, false},
 };
 
-/// Help in sentences; the options that exclude each other have a heading that says so.
+/// The commands of a program or a command, or its groups of options.
+std::vector<const CLI::App*> partsOf(const CLI::App& a_oApp, bool a_bNamed)
+{
+    return a_oApp.get_subcommands(
+        [=](const CLI::App* a_pPart) { return a_pPart->get_name().empty() != a_bNamed; });
+}
+
+/// How a command is called: ledgerctl ctl dump.
+std::string commandOf(const CLI::App& a_oApp)
+{
+    const CLI::App* pParent = a_oApp.get_parent();
+    return pParent == nullptr ? "ledgerctl" : commandOf(*pParent) + " " + a_oApp.get_name();
+}
+
+constexpr const char* c_pFirstSteps = R"(
+First steps:
+  ledgerctl tables                               which tables there are
+  ledgerctl schema NtpServer                     which columns one has
+  ledgerctl get -v NtpServer Address --key Id=1  one cell
+  ledgerctl set NtpServer --key Id=1 Address=x   change it
+  ledgerctl watch --rows NtpServer               follow what changes
+)";
+
+constexpr const char* c_pExitStatus =
+    R"(Exit status: 0 done. Refused by the daemon: 1 failure, 2 busy, 3 locked,
+4 read-only, 5 protocol error, 6 constraint, 7 type, 8 no such table or column,
+9 no such column or key of a live table, 10 no such row. 64 usage, 69 no daemon.)";
+
+/// Help in sentences; the options that exclude each other have a heading that says so. A command of commands
+/// says where the help on these is.
 class HelpText : public CLI::Formatter
 {
 public:
     HelpText()
     {
+        column_width(24);
         label("SUBCOMMAND", "COMMAND");
         label("Subcommands", "Commands");
         label("Positionals", "Arguments");
@@ -290,6 +327,18 @@ public:
         std::string sText = a_pApp->get_description();
         sText.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(sText.front())));
         return sText + (sText.ends_with('.') ? "\n" : ".\n");
+    }
+    std::string make_usage(const CLI::App* a_pApp, std::string a_sName) const override
+    {
+        return Formatter::make_usage(a_pApp, std::move(a_sName)) +
+               (a_pApp->get_parent() == nullptr ? c_pFirstSteps : "");
+    }
+    std::string make_footer(const CLI::App* a_pApp) const override
+    {
+        const bool bCommands = !partsOf(*a_pApp, true).empty();
+        return Formatter::make_footer(a_pApp) +
+               "More: " + (bCommands ? commandOf(*a_pApp) + " COMMAND" : std::string("ledgerctl")) +
+               " --help, man ledgerctl\n";
     }
     std::string make_option_opts(const CLI::Option* a_pOption) const override
     {
@@ -317,15 +366,15 @@ public:
 void declareProgram(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     a_oApp.formatter(std::make_shared<HelpText>());
-    a_oApp.footer("ledgerctl COMMAND --help tells of a command, man ledgerctl of all.");
+    a_oApp.footer(c_pExitStatus);
     a_oApp.description("Reads and writes the configuration tables of ledgerd.");
     a_oApp.set_help_flag("-h,--help", "print this help and exit");
     a_oApp.set_version_flag("--version", "ledgerctl " LEDGERD_VERSION, "print the version and exit");
     addFile(a_oApp, "-s,--socket", a_oArguments.m_sSocket, "the daemon's socket")
         ->type_name("SOCKET")
         ->default_str(a_oArguments.m_sSocket);
-    addNumber(a_oApp, "-t,--timeout", "SECONDS",
-              "how long an answer may take, 10 by default, 90 for a backup", 1, c_iLongestTimeoutSeconds,
+    addNumber(a_oApp, "-t,--timeout", "SECONDS", "how long an answer may take: 10, for a backup 90", 1,
+              c_iLongestTimeoutSeconds,
               [&](std::uint32_t a_iSeconds) { a_oArguments.m_oTimeout = std::chrono::seconds(a_iSeconds); });
     auto* pJson = a_oApp.add_flag_callback(
         "--json", [&] { a_oArguments.m_eFormat = EFormat::Json; }, "write JSON");
@@ -347,12 +396,6 @@ Arguments defaultArguments()
 // ---------------------------------------------------------------------------------------------------------
 // Words that nothing takes
 
-std::vector<const CLI::App*> partsOf(const CLI::App& a_oApp, bool a_bNamed)
-{
-    return a_oApp.get_subcommands(
-        [=](const CLI::App* a_pPart) { return a_pPart->get_name().empty() != a_bNamed; });
-}
-
 /// The options in their long forms, with those of the groups.
 void addOptions(const CLI::App& a_oApp, std::vector<std::string>& a_lNames)
 {
@@ -373,7 +416,6 @@ std::string describeUnknownWord(const CLI::App& a_oApp, std::string a_sWhere)
     if (lWords.empty()) {
         return {};
     }
-    const std::string sWord = lWords.front().substr(0, lWords.front().find('='));
     std::vector<std::string> lOptions;
     addOptions(a_oApp, lOptions);
     const CLI::App* pApp = &a_oApp;
@@ -382,6 +424,13 @@ std::string describeUnknownWord(const CLI::App& a_oApp, std::string a_sWhere)
         addOptions(*pApp, lOptions);
         a_sWhere = pApp->get_name();
     }
+    const bool bCommands = !partsOf(*pApp, true).empty();
+    // Behind the name of a command that does not exist stand its options. Otherwise an unknown option comes
+    // first: its value may be what the parser has taken for something else.
+    const auto itOption =
+        std::ranges::find_if(lWords, [](const auto& a_sOther) { return a_sOther.starts_with('-'); });
+    const std::string& sFirst = bCommands || itOption == lWords.end() ? lWords.front() : *itOption;
+    const std::string sWord = sFirst.substr(0, sFirst.find('='));
     if (sWord.starts_with('-')) {
         if (pApp->get_option_no_throw(sWord) != nullptr) {
             return "option \"" + sWord + "\" must stand behind " + a_sWhere;
@@ -427,12 +476,11 @@ std::string reworded(std::string a_sText)
 /// Where the help on a faulty line is.
 std::string seeHelp(const CLI::App& a_oApp)
 {
-    std::string sCommand = "ledgerctl ";
-    for (const CLI::App* pApp = &a_oApp; !pApp->get_subcommands().empty();) {
+    const CLI::App* pApp = &a_oApp;
+    while (!pApp->get_subcommands().empty()) {
         pApp = pApp->get_subcommands().front();
-        sCommand += pApp->get_name() + " ";
     }
-    return "; see " + sCommand + "--help";
+    return "; see " + commandOf(*pApp) + " --help";
 }
 
 /// "help" and "version" as commands, for those who try these words first.
@@ -469,6 +517,7 @@ CommandLine::CommandLine(EGrammar a_eGrammar)
         if (a_eGrammar == EGrammar::Program || oCommand.m_eWrite != EWrite::None) {
             CLI::App* pSub = m_pApp->add_subcommand(oCommand.m_pName, oCommand.m_pHelp);
             pSub->group("Commands");
+            pSub->footer(""); // it would have the program's
             oCommand.m_pDeclare(*pSub, m_oArguments);
             pSub->final_callback([this, &oCommand] {
                 m_pCommand = &oCommand;
@@ -499,15 +548,15 @@ Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oO
             m_pApp->exit(oError, a_oOutput, a_oOutput);
             return {};
         }
-        const bool bMissing = oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
-        const bool bExtra =
-            oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) || bNothing;
-        std::string sText = bMissing || bExtra ? describeUnknownWord(*m_pApp, m_sWhere) : std::string();
+        const auto iError = static_cast<CLI::ExitCodes>(oError.get_exit_code());
+        std::string sText = describeUnknownWord(*m_pApp, m_sWhere); // it may be why something else is wrong
+        const bool bHelps = !sText.empty() || iError == CLI::ExitCodes::RequiredError ||
+                            iError == CLI::ExitCodes::ExtrasError;
         if (sText.empty()) {
             sText = reworded(oError.what());
         }
         const bool bSuggests = sText.ends_with('?');
-        if (m_sWhere.empty() && (bMissing || bExtra) && !bSuggests) {
+        if (m_sWhere.empty() && bHelps && !bSuggests) {
             sText += seeHelp(*m_pApp);
         }
         return Outcome::usage(std::move(sText));

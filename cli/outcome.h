@@ -23,6 +23,9 @@ struct [[nodiscard]] Outcome
           m_sText(a_sContext)
     {
         m_sText += a_oStatus.text();
+        if (m_iExit == static_cast<int>(EResultCode::Locked)) {
+            m_sText += "; ledgerctl ctl unlock ends that";
+        }
     }
 
     /// Wrong usage, a malformed file included.

@@ -90,7 +90,7 @@ _ledgerctl() {
             ctl)
                 words+=' -f --fifo'
                 if [[ $first == dump ]]; then
-                    words+=' -a -p'
+                    words+=' -a --all -p --persistent --transient'
                 fi
                 ;;
             export) words+=' -o --output' ;;

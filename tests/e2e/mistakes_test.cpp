@@ -101,6 +101,16 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
         {64, R"(no command "list"; see ledgerctl --help)", {"list"}},
         {64, R"(no command "tirgger" in ctl; did you mean "trigger"?)", {"ctl", "tirgger"}},
         {64, R"(no option "--rwo" in get; did you mean "--row"?)", {"get", "Item", "--rwo=1"}},
+        {64, R"(no option "--rw" in set; did you mean "--row"?)", {"set", "Item", "--rw", "0", "Name=a"}},
+        {64, R"(no option "--tiemout" in count; did you mean "--timeout"?)", {"--tiemout", "5", "count", "Item"}},
+        {64, R"(no option "--wiat" in batch; did you mean "--wait"?)", {"batch", "--wiat", "5", "f"}},
+        {64,
+         R"(no option "--scoket" in waittime; did you mean "--socket"?)",
+         {"ctl", "--scoket", "/s", "waittime", "x"}},
+        {64,
+         R"(line 1: no option "--rw" in set; did you mean "--row"?)",
+         {"batch"},
+         "set Item --rw 0 Name=a"},
         {64, R"(COLUMN=VALUE: the column "name" is given twice)", {"add", "Item", "Name=a", "name=b"}},
         {8, R"(no column "Id,Name" in Item; columns are separated by blanks)", {"get", "Item", "Id,Name"}},
         {8,
@@ -136,6 +146,16 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
     EXPECT_EQ(sBefore, exported());
     EXPECT_EQ("[\n {},\n {},\n {}\n]\n", ledgerctl({"--json", "get", "Empty"}).m_sOutput);
     EXPECT_EQ("[\n {}\n]\n", ledgerctl({"--json", "get", "Empty", "--row", "1"}).m_sOutput);
+}
+
+TEST_F(Mistakes, ARefusalForALockSaysWhatEndsIt)
+{
+    start();
+    command("lock");
+    expectError(3, "locked; ledgerctl ctl unlock ends that", {"del", "Scratch", "--all"});
+    expectError(3, "locked; ledgerctl ctl unlock ends that", {"batch"}, "del Scratch --all");
+    command("unlock");
+    expectDone({"del", "Scratch", "--all"});
 }
 
 // ---------------------------------------------------------------------------------------------------------

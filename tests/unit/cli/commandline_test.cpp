@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <sstream>
 
 namespace systema::cli {
@@ -99,7 +100,7 @@ TEST_F(CommandLineTest, WrongUsageIs64)
                               "-x tables",
                               "ctl",
                               "ctl nonsense",
-                              "ctl dump -a -p",
+                              "ctl dump -a --persistent",
                               "ctl waittime -1",
                               "ctl waittime 2147483648",
                               "ctl persistmode fast",
@@ -119,6 +120,29 @@ TEST_F(CommandLineTest, HelpIsAlsoACommandAndHasNoWordsOfTheParser)
     EXPECT_THAT(m_oOutput.str(), HasSubstr("\nAt most one of:\n  --row N "));
     EXPECT_THAT(m_oOutput.str(), testing::Not(testing::ContainsRegex("TEXT|REQUIRED|Excludes|Option Group")));
     EXPECT_EQ(m_oCommandLine.parse({"version"}, m_oOutput).m_iExit, 0);
+}
+
+TEST_F(CommandLineTest, HelpFitsAScreenAndNamesTheHelpThatThereIs)
+{
+    const auto help = [this](std::vector<std::string> a_lWords) {
+        m_oOutput.str({});
+        a_lWords.emplace_back("--help");
+        EXPECT_EQ(m_oCommandLine.parse(std::move(a_lWords), m_oOutput).m_iExit, 0);
+        return m_oOutput.str();
+    };
+    const std::string sProgram = help({});
+    EXPECT_LE(std::ranges::count(sProgram, '\n'), 40);
+    EXPECT_THAT(sProgram, testing::Not(testing::ContainsRegex("[^\n]{81}")));
+    EXPECT_THAT(sProgram, HasSubstr("\nExit status: 0 "));
+    EXPECT_THAT(sProgram, testing::EndsWith("\nMore: ledgerctl COMMAND --help, man ledgerctl\n"));
+    EXPECT_THAT(help({"ctl"}), testing::EndsWith("\nMore: ledgerctl ctl COMMAND --help, man ledgerctl\n"));
+    EXPECT_THAT(help({"get"}), testing::EndsWith("\n\nMore: ledgerctl --help, man ledgerctl\n"));
+    // The first steps can be typed.
+    for (auto i = sProgram.find("\n  ledgerctl "); i != std::string::npos;
+         i = sProgram.find("\n  ledgerctl ", i + 1)) {
+        const std::string sLine = sProgram.substr(i + 13, sProgram.find("  ", i + 13) - i - 13);
+        EXPECT_EQ(m_oCommandLine.parse(*splitWords(sLine), m_oOutput).m_sText, "") << sLine;
+    }
 }
 
 TEST(Application, ShowsErrorsWithoutControlCharacters)
