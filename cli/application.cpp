@@ -26,7 +26,10 @@ Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::i
                      a_oErrors,   a_bTerminal, &a_oOutput == &std::cout ? STDOUT_FILENO : -1};
     Outcome oOutcome = a_oCommand.m_pRun(oSession, a_oArguments);
     if (oOutcome.ok() && !a_oOutput.flush()) {
-        return client::Status::refused(EResultCode::Failure, "cannot write the output");
+        return client::Status::refused(EResultCode::Failure,
+                                       a_oCommand.m_eWrite == EWrite::None
+                                           ? "cannot write the output"
+                                           : "cannot write the output, but the row is written");
     }
     return oOutcome;
 }

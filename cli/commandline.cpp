@@ -48,7 +48,8 @@ Assignment assignmentOr(const std::string& a_sOption, const std::string& a_sText
 {
     auto oAssignment = parseAssignment(a_sText);
     if (!oAssignment) {
-        throw CLI::ValidationError(a_sOption, "\"" + a_sText + "\" is not of the form COLUMN=VALUE");
+        throw CLI::ValidationError(a_sOption, "\"" + a_sText + "\" is not of the form COLUMN=VALUE" +
+                                                  (a_sOption == "--key" ? "" : ", nor COLUMN:null"));
     }
     return std::move(*oAssignment);
 }
@@ -442,6 +443,13 @@ std::string describeUnknownWord(const CLI::App& a_oApp, std::string a_sWhere)
     for (const CLI::App* pCommand : partsOf(*pApp, true)) {
         lCommands.push_back(pCommand->get_name());
     }
+    const bool bOther = std::ranges::any_of(c_aCommands, [&](const Command& a_oCommand) {
+        return a_oCommand.m_pName == sWord && pApp == &a_oApp;
+    });
+    if (bOther) {
+        return "\"" + sWord + "\" is no command of " + a_sWhere + ", which has " +
+               CLI::detail::join(lCommands, ", ");
+    }
     return lCommands.empty() ? std::string() : unknownName("command", sWord, a_sWhere, lCommands);
 }
 
@@ -551,7 +559,8 @@ Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oO
         const auto iError = static_cast<CLI::ExitCodes>(oError.get_exit_code());
         std::string sText = describeUnknownWord(*m_pApp, m_sWhere); // it may be why something else is wrong
         const bool bHelps = !sText.empty() || iError == CLI::ExitCodes::RequiredError ||
-                            iError == CLI::ExitCodes::ExtrasError;
+                            iError == CLI::ExitCodes::ExtrasError ||
+                            iError == CLI::ExitCodes::ArgumentMismatch;
         if (sText.empty()) {
             sText = reworded(oError.what());
         }

@@ -5,6 +5,7 @@
 #include "zel/uniquefd.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <map>
 #include <optional>
 #include <poll.h>
@@ -86,6 +87,10 @@ private:
 
 Outcome runWatch(Session& a_oSession, const Arguments& a_oArguments)
 {
+    // Standard output that was closed is one that can only be read: the first change would show it, if ever.
+    if (a_oSession.m_iOutput >= 0 && (::fcntl(a_oSession.m_iOutput, F_GETFL) & O_ACCMODE) == O_RDONLY) {
+        return client::Status::refused(EResultCode::Failure, "cannot write the output");
+    }
     client::Connection& oConnection = a_oSession.m_oConnection;
     Printer& oPrinter = a_oSession.m_oPrinter;
     const StopSignals oStop;

@@ -103,11 +103,14 @@ TEST_F(ReaderGone, AClosedStandardFileIsNotTheSocketOfTheDaemon)
     const auto runWithout = [this](int iFile, const std::vector<std::string>& a_lArguments) {
         return run(LEDGERCTL_BINARY, {a_lArguments, m_oSandbox.environment(), {}, [=] { ::close(iFile); }});
     };
-    for (const char* const pCommand : {"get", "export"}) {
+    for (const char* const pCommand : {"get", "export", "watch"}) {
         const auto oPrint = runWithout(STDOUT_FILENO, {pCommand, "Item"});
         EXPECT_EQ("ledgerctl: cannot write the output [1]\n", oPrint.m_sErrors);
         EXPECT_EQ(1, oPrint.m_iStatus);
     }
+    // Who repeats it adds another one.
+    EXPECT_EQ("ledgerctl: cannot write the output, but the row is written [1]\n",
+              runWithout(STDOUT_FILENO, {"add", "Scratch", "Text=x"}).m_sErrors);
     for (const char* const pCommand : {"batch", "import"}) { // they waited for the daemon to say something
         const auto oRead = runWithout(STDIN_FILENO, {pCommand});
         EXPECT_EQ("ledgerctl: cannot read the input [64]\n", oRead.m_sErrors);
