@@ -39,6 +39,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <list>
 #include <optional>
@@ -218,9 +219,9 @@ private:
     bool m_bFound = false;
 };
 
-/// Builds the daemon, runs it until a termination signal and takes it apart. What is declared later is
-/// destroyed earlier; the order of the declarations is the order of the start.
-void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
+/// Builds the daemon, tells when clients can connect, runs it until a termination signal and takes it apart.
+/// What is declared later is destroyed earlier; the order of the declarations is the order of the start.
+void run(const Options& a_oOptions, FlashThread& a_oFlashThread, const std::function<void()>& a_oStarted)
 {
     auto& oDispatcher = ConfigDispatcher::instance();
     oDispatcher.setVerbose(a_oOptions.m_bVerbose);
@@ -271,6 +272,7 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread)
                                                                *oServiceManager);
         oServer->bind(a_oOptions.m_sSocketFile, c_iSocketMode);
         oServer->listen(c_iBacklog);
+        a_oStarted();
 
         ZEL_Sysloglevel_info(s_iModule, {"main", 512}, "run: started and running");
         oLoop.run();
@@ -328,6 +330,9 @@ public:
     }
 
     ~Instance() { ZEL_Daemon_deletePidFile(m_oDaemon); }
+
+    /// With -b: what was started ends now, with status 0.
+    void reportStart() { ZEL_Daemon_reportStart(m_oDaemon); }
 
     Instance(const Instance&) = delete;
     Instance& operator=(const Instance&) = delete;
@@ -406,12 +411,12 @@ int main(int a_iArgc, char* a_pArgv[])
 
     bool bEnded = false;
     guard(oOptions, [&] {
-        const Instance oInstance(oOptions);
+        Instance oInstance(oOptions);
         raiseDescriptorLimit();
         installSignalHandlers();
         zel::watchMemory();
         Part<FlashThread> oFlashThread("flash thread", s_iModule);
-        bEnded = guard(oOptions, [&] { run(oOptions, *oFlashThread); });
+        bEnded = guard(oOptions, [&] { run(oOptions, *oFlashThread, [&] { oInstance.reportStart(); }); });
     });
     if (!bEnded) {
         return EXIT_FAILURE; // what started it is to start it again

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <string_view>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -66,6 +67,12 @@ bool hold(int a_iFd)
     return ::fcntl(a_iFd, F_OFD_SETLK, &oLock) == 0 || !isHeld(a_iFd);
 }
 
+bool discard(int a_iFile)
+{
+    const zel::UniqueFd oNull(::open("/dev/null", O_RDWR | O_CLOEXEC));
+    return oNull && ::dup2(oNull.get(), a_iFile) == a_iFile;
+}
+
 /// Gives a complete and locked file the PID file's name, when nobody holds the one that has it.
 bool publish(const std::string& a_sTemporary, const std::string& a_sPidFile)
 {
@@ -101,11 +108,32 @@ bool ZEL_Daemon_occupiedPidFile(const ZEL_Daemon& a_oDaemon)
     return oFd && isHeld(oFd.get());
 }
 
-bool ZEL_Daemon_daemonize(ZEL_Daemon&)
+bool ZEL_Daemon_daemonize(ZEL_Daemon& a_oDaemon)
 {
-    // The caller ends without flushing, and what its child flushes goes to /dev/null.
-    std::fflush(nullptr);
-    return ::daemon(0, 0) == 0;
+    std::fflush(nullptr); // the caller ends without flushing, and what its child flushes goes to /dev/null
+    int aEnds[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, aEnds) != 0) {
+        return false;
+    }
+    const zel::UniqueFd oStarter(aEnds[0]);
+    zel::UniqueFd oDaemon(aEnds[1]);
+    const pid_t iChild = ::fork();
+    if (iChild > 0) {
+        oDaemon.reset();
+        char cStarted = 0;
+        ::_exit(TEMP_FAILURE_RETRY(::read(oStarter.get(), &cStarted, 1)) == 1 ? EXIT_SUCCESS : EXIT_FAILURE);
+    }
+    a_oDaemon.m_oStarter = std::move(oDaemon);
+    return iChild == 0 && ::setsid() >= 0 && ::chdir("/") == 0 && discard(STDIN_FILENO) &&
+           discard(STDOUT_FILENO);
+}
+
+void ZEL_Daemon_reportStart(ZEL_Daemon& a_oDaemon)
+{
+    if (const zel::UniqueFd oStarter = std::move(a_oDaemon.m_oStarter)) {
+        discard(STDERR_FILENO);
+        static_cast<void>(::send(oStarter.get(), "", 1, MSG_NOSIGNAL)); // it may have been interrupted
+    }
 }
 
 bool ZEL_Daemon_createPidFile(ZEL_Daemon& a_oDaemon)

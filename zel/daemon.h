@@ -16,6 +16,7 @@ struct ZEL_Daemon
     std::string m_sName;
     std::string m_sPidFile;
     zel::UniqueFd m_oPidFile{}; // open and locked from its creation on
+    zel::UniqueFd m_oStarter{}; // while the process that was started waits for word
 };
 
 ZEL_Daemon ZEL_Daemon_construct(const char* a_pName, const std::string& a_sPidPath);
@@ -24,9 +25,14 @@ ZEL_Daemon ZEL_Daemon_construct(const char* a_pName, const std::string& a_sPidPa
 /// opened counts as not occupied. Nothing is changed.
 bool ZEL_Daemon_occupiedPidFile(const ZEL_Daemon& a_oDaemon);
 
-/// Detaches from terminal and session: the calling process ends with status 0 and its child goes on, with
-/// "/" as directory and /dev/null as standard input, output and error. False (with errno) when it failed.
+/// Detaches from terminal and session: the child of the calling process goes on, with "/" as directory and
+/// /dev/null as standard input and output. The calling process waits until it is told of the start, and ends
+/// with status 0; with 1 when the child has ended before. Until then the child can say on standard error why.
+/// False (with errno) when it failed.
 bool ZEL_Daemon_daemonize(ZEL_Daemon& a_oDaemon);
+
+/// Ends the process that waits for the start, and discards standard error. Does nothing in the foreground.
+void ZEL_Daemon_reportStart(ZEL_Daemon& a_oDaemon);
 
 /// Makes the PID file, with the caller's process id, a newline and mode 0644, and holds it. What was left
 /// under its name is replaced at once: never through a link, and nobody sees half of it or none. False (with

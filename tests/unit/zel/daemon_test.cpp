@@ -181,6 +181,7 @@ TEST_F(Daemon, whatWasPrintedBeforeItDetachesIsNotLost)
     if (iChild == 0) {
         if (std::freopen(sOutput.c_str(), "w", stdout) && std::fputs("Dump path: /flash\n", stdout) >= 0) {
             ZEL_Daemon_daemonize(m_oDaemon);
+            ZEL_Daemon_reportStart(m_oDaemon);
         }
         ::_exit(0);
     }
