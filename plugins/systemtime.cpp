@@ -1,6 +1,7 @@
 #include "plugins/systemtime.h"
 
 #include "configmanager/columntable.h"
+#include "systema/refusal.h"
 #include "zel/log.h"
 #include "zel/systemclock.h"
 
@@ -92,7 +93,12 @@ EResultCode SystemTime::updateRow(const void* a_handle, const std::string& a_tab
     }
     const systema::Value* pTime = a_values.find("Time");
     if (pTime == nullptr || pTime->getType() != EDataType::Integer) {
-        return EResultCode::Failure;
+        return systema::noteRefusal(EResultCode::Failure, "Time has to be a number");
+    }
+    // Such a time is never set, and after this request nobody could be told.
+    if (pTime->getInteger() <= 0) {
+        ZEL_Sysloglevel_error(m_iModule, {"systemtime", 314}, "Failed to set system time.");
+        return systema::noteRefusal(EResultCode::Failure, "Time has to be greater than 0");
     }
     m_iTime = pTime->getInteger();
     m_bPending = true;
@@ -120,7 +126,7 @@ void SystemTime::tick(systema::NameList&)
 
 void SystemTime::setClock() const
 {
-    if (m_iTime <= 0) {
+    if (m_iTime <= 0) { // the clock could not be read between the write and now
         ZEL_Sysloglevel_error(m_iModule, {"systemtime", 314}, "Failed to set system time.");
     } else if (!setSystemClock(m_iTime)) {
         ZEL_Sysloglevel_error(m_iModule, {"systemtime", 323}, "Failed to set system time.");

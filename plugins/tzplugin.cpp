@@ -81,6 +81,10 @@ EResultCode assign(Rule& a_oRule, const ValueList& a_lValues)
         if (oValue.getType() != EDataType::Text) {
             return systema::noteRefusal(EResultCode::Constraint, sColumn + " has to be a text");
         }
+        // A comma would move what follows it to the next column; the last one keeps its commas.
+        if (pColumn->m_pText != &Rule::m_sEnd && oValue.getText().find(',') != std::string::npos) {
+            return systema::noteRefusal(EResultCode::Constraint, sColumn + " cannot hold a comma");
+        }
         a_oRule.*pColumn->m_pText = oValue.getText();
     }
     return EResultCode::Success;
@@ -142,7 +146,7 @@ EResultCode TzPlugin::insertRow(const void* a_handle, const std::string& a_table
         return systema::noteRefusal(EResultCode::Constraint, "a new rule has to name every column");
     }
     m_oRule = oRule;
-    return write() ? EResultCode::Success : EResultCode::Failure;
+    return write();
 }
 
 EResultCode TzPlugin::insertKey(int& a_id, const void* a_handle, const std::string& a_table,
@@ -165,7 +169,7 @@ EResultCode TzPlugin::updateRow(const void* a_handle, const std::string& a_table
     if (const EResultCode eCode = assign(m_oRule, a_values)) {
         return eCode;
     }
-    return write() ? EResultCode::Success : EResultCode::Failure;
+    return write();
 }
 
 EResultCode TzPlugin::updateKey(const void* a_handle, const std::string& a_table,
@@ -184,7 +188,7 @@ EResultCode TzPlugin::deleteRow(const void* a_handle, const std::string& a_table
     if (eCode != EResultCode::Success) {
         return eCode;
     }
-    return writeLine("") ? EResultCode::Success : EResultCode::Failure;
+    return writeLine("");
 }
 
 EResultCode TzPlugin::deleteKey(const void* a_handle, const std::string& a_table,
@@ -216,16 +220,17 @@ bool TzPlugin::read()
         return true;
     } catch (const std::system_error& oFailure) {
         ZEL_Sysloglevel_error(m_iModule, {"tzplugin", 424}, "Could not read timezone: %s", oFailure.what());
+        systema::noteRefusal(EResultCode::Failure, oFailure.what());
         return false;
     }
 }
 
-/// Writes the rule to the file and makes it the zone. False when it has one of start and end alone, makes no
+/// Writes the rule to the file and makes it the zone. 1 when it has one of start and end alone, makes no
 /// line, or cannot be written; before the file is touched but for the last.
-bool TzPlugin::write() const
+EResultCode TzPlugin::write() const
 {
     if (m_oRule.m_sStart.empty() != m_oRule.m_sEnd.empty()) {
-        return false;
+        return systema::noteRefusal(EResultCode::Failure, "Start and End need each other");
     }
     std::string sLine = m_oRule.m_sName;
     if (!m_oRule.m_sStart.empty()) {
@@ -234,23 +239,23 @@ bool TzPlugin::write() const
     if (!isLine(sLine)) {
         ZEL_Sysloglevel_error(m_iModule, here(),
                               "Could not write timezone: too long, or with control characters");
-        return false;
+        return systema::noteRefusal(EResultCode::Failure, "the rule is too long, or has control characters");
     }
-    if (!writeLine(sLine)) {
-        return false;
+    const EResultCode eWritten = writeLine(sLine);
+    if (eWritten == EResultCode::Success) {
+        setZone(sLine);
     }
-    setZone(sLine);
-    return true;
+    return eWritten;
 }
 
-bool TzPlugin::writeLine(const std::string& a_sLine) const
+EResultCode TzPlugin::writeLine(const std::string& a_sLine) const
 {
     try {
         LineFile(systemPath(c_pFile)).write(a_sLine);
-        return true;
+        return EResultCode::Success;
     } catch (const std::system_error& oFailure) {
         ZEL_Sysloglevel_error(m_iModule, {"tzplugin", 478}, "Could not write timezone: %s", oFailure.what());
-        return false;
+        return systema::noteRefusal(EResultCode::Failure, oFailure.what());
     }
 }
 

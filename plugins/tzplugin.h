@@ -62,8 +62,8 @@ public:
 private:
     bool hasKey(const std::string& a_sKeyColumn, const std::string& a_sKeyValue) const;
     bool read();
-    bool write() const;
-    bool writeLine(const std::string& a_sLine) const;
+    systema::EResultCode write() const;
+    systema::EResultCode writeLine(const std::string& a_sLine) const;
     void setZone(const std::string& a_sRule) const;
 
     const int m_iModule;
