@@ -12,6 +12,7 @@
 #include <sys/un.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace systema::net {
 
@@ -34,9 +35,27 @@ zel::UniqueFd makeSocket()
     return oSocket;
 }
 
-/// Removes the socket of a dead process; throws when the path is not free after that.
-void clearPath(const std::string& a_sPath, const sockaddr* a_pAddress)
+/// The path may fill the whole field: the kernel needs no NUL at its end.
+sockaddr_un toAddress(const std::string& a_sPath)
 {
+    sockaddr_un oAddress{};
+    oAddress.sun_family = AF_UNIX;
+    a_sPath.copy(oAddress.sun_path, sizeof oAddress.sun_path);
+    return oAddress;
+}
+
+const sockaddr* asAddress(const sockaddr_un& a_oAddress)
+{
+    return reinterpret_cast<const sockaddr*>(&a_oAddress);
+}
+
+/// Removes what another user has put there, and the socket of a dead process; throws when the path is not
+/// free after that.
+void clearPath(const std::string& a_sPath)
+{
+    if (!zel::freeForeignName(a_sPath)) {
+        fail(errno, a_sPath + zel::foreignOwner(a_sPath));
+    }
     struct stat oStat;
     if (::lstat(a_sPath.c_str(), &oStat) != 0) {
         return;
@@ -45,7 +64,8 @@ void clearPath(const std::string& a_sPath, const sockaddr* a_pAddress)
         fail(EEXIST, a_sPath + " is no socket");
     }
     // Only a refused connection means that nobody listens; a full backlog does not.
-    if (::connect(makeSocket().get(), a_pAddress, sizeof(sockaddr_un)) == 0 || errno != ECONNREFUSED) {
+    const sockaddr_un oAddress = toAddress(a_sPath);
+    if (::connect(makeSocket().get(), asAddress(oAddress), sizeof oAddress) == 0 || errno != ECONNREFUSED) {
         fail(EADDRINUSE, a_sPath);
     }
     ::unlink(a_sPath.c_str());
@@ -53,12 +73,28 @@ void clearPath(const std::string& a_sPath, const sockaddr* a_pAddress)
 
 /// Returns 0 or the error. A name that is there is not used, nor a link followed, and the socket's mode is
 /// never changed by its name, which could be another file's by then.
-int bindWithMode(int a_iSocket, const sockaddr* a_pAddress, mode_t a_iMode)
+int bindWithMode(int a_iSocket, const std::string& a_sPath, mode_t a_iMode)
 {
+    const sockaddr_un oAddress = toAddress(a_sPath);
     const mode_t iMask = ::umask(~a_iMode & 0777);
-    const int iError = ::bind(a_iSocket, a_pAddress, sizeof(sockaddr_un)) == 0 ? 0 : errno;
+    const int iError = ::bind(a_iSocket, asAddress(oAddress), sizeof oAddress) == 0 ? 0 : errno;
     ::umask(iMask);
     return iError;
+}
+
+/// Takes the name with a function that returns 0, or the error when a_iTaken says that it exists: then it is
+/// cleared, a few times at most.
+template<typename Function>
+void takeName(const std::string& a_sPath, int a_iTaken, Function a_oTake)
+{
+    int iError = a_iTaken;
+    for (int iTry = 0; iTry < zel::c_iNameTries && iError == a_iTaken; ++iTry) {
+        clearPath(a_sPath);
+        iError = a_oTake();
+    }
+    if (iError != 0) {
+        fail(iError, a_sPath);
+    }
 }
 
 } // namespace
@@ -67,32 +103,21 @@ UnixSocketServer::UnixSocketServer() : m_oSocket(makeSocket()) {}
 
 UnixSocketServer::~UnixSocketServer()
 {
-    if (!m_sPath.empty()) {
-        ::unlink(m_sPath.c_str());
+    if (!m_sName.empty()) {
+        ::unlink(m_sName.c_str());
     }
 }
 
 void UnixSocketServer::bind(const std::string& a_sPath, mode_t a_iMode)
 {
-    sockaddr_un oAddress{};
-    oAddress.sun_family = AF_UNIX;
-    if (a_sPath.size() >= sizeof oAddress.sun_path) {
+    if (a_sPath.size() >= sizeof sockaddr_un::sun_path) {
         fail(ENAMETOOLONG, a_sPath);
     }
-    std::memcpy(oAddress.sun_path, a_sPath.c_str(), a_sPath.size());
-    const auto* pAddress = reinterpret_cast<const sockaddr*>(&oAddress);
-    int iError = EADDRINUSE;
-    for (int iTry = 0; iTry < zel::c_iNameTries && iError == EADDRINUSE; ++iTry) {
-        if (!zel::freeForeignName(a_sPath)) {
-            fail(errno, a_sPath + zel::foreignOwner(a_sPath));
-        }
-        clearPath(a_sPath, pAddress);
-        iError = bindWithMode(m_oSocket.get(), pAddress, a_iMode);
-    }
-    if (iError != 0) {
-        fail(iError, a_sPath);
-    }
+    clearPath(a_sPath);                        // an error there is one from the start
+    const std::string sBeside = a_sPath + '~'; // one byte, so that it fits whenever the path does
+    takeName(sBeside, EADDRINUSE, [&] { return bindWithMode(m_oSocket.get(), sBeside, a_iMode); });
     m_sPath = a_sPath;
+    m_sName = sBeside;
 }
 
 void UnixSocketServer::listen(int a_iBacklog)
@@ -100,6 +125,9 @@ void UnixSocketServer::listen(int a_iBacklog)
     if (::listen(m_oSocket.get(), a_iBacklog) != 0) {
         fail(errno, m_sPath);
     }
+    // A link and no rename, which would replace what another process has put there meanwhile.
+    takeName(m_sPath, EEXIST, [this] { return ::link(m_sName.c_str(), m_sPath.c_str()) == 0 ? 0 : errno; });
+    ::unlink(std::exchange(m_sName, m_sPath).c_str());
 }
 
 UnixSocketAcceptor::UnixSocketAcceptor(UnixSocketServer& a_oServer, EventDispatcher& a_oEventDispatcher,

@@ -21,16 +21,19 @@ public:
     UnixSocketServer(const UnixSocketServer&) = delete;
     UnixSocketServer& operator=(const UnixSocketServer&) = delete;
 
-    /// Binds to the path and gives it the mode whatever the umask, which is another one meanwhile: no other
-    /// thread may make files then. What another user has put there is removed. A socket that a dead process
-    /// left there is replaced; one that answers, or a file of another kind, is left alone and an error.
+    /// Binds to a name beside the path, with the mode whatever the umask, which is another one meanwhile: no
+    /// other thread may make files then. What another user has put at either name is removed. A socket that a
+    /// dead process left there is removed too; one that answers, or a file of another kind, is left alone and
+    /// an error.
     void bind(const std::string& a_sPath, mode_t a_iMode);
+    /// Listens, and then gives the socket the path: who finds it there can connect.
     void listen(int a_iBacklog);
     int getFd() const { return m_oSocket.get(); }
 
 private:
     zel::UniqueFd m_oSocket;
     std::string m_sPath; // empty until bound
+    std::string m_sName; // that it has: beside the path until it listens, then the path
 };
 
 /// Takes over new connections.

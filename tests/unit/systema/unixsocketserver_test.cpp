@@ -54,6 +54,33 @@ TEST(UnixSocketServer, ASocketThatAnswersIsLeftAlone)
     EXPECT_TRUE(std::filesystem::exists(sPath));
 }
 
+TEST(UnixSocketServer, ASocketThatExistsListens)
+{
+    const TempDir oDir;
+    const std::size_t iLongest = sizeof sockaddr_un::sun_path - 1;
+    const std::string sPath = oDir.file(std::string(iLongest - oDir.file("").size(), 's'));
+    ASSERT_EQ(sPath.size(), iLongest);
+    // A daemon that was killed leaves either name behind.
+    for (const bool bBound : {false, true}) {
+        const zel::UniqueFd oDead(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_un oAddress{};
+        oAddress.sun_family = AF_UNIX;
+        (sPath + (bBound ? "~" : "")).copy(oAddress.sun_path, sizeof oAddress.sun_path);
+        ASSERT_EQ(::bind(oDead.get(), reinterpret_cast<const sockaddr*>(&oAddress), sizeof oAddress), 0);
+    }
+    {
+        UnixSocketServer oServer;
+        oServer.bind(sPath, 0600);
+        EXPECT_FALSE(fs::exists(sPath));
+        oServer.listen(1);
+        EXPECT_EQ(fs::status(sPath).permissions(), fs::perms(0600));
+        EXPECT_TRUE(connectTo(zel::UniqueFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)), sPath));
+        EXPECT_EQ(std::distance(fs::directory_iterator(oDir.path()), {}), 1);
+    }
+    UnixSocketServer().bind(sPath, 0600);
+    EXPECT_TRUE(fs::is_empty(oDir.path()));
+}
+
 TEST(UnixSocketServer, WhatAnotherUserHasPutThereDoesNotKeepItFromBinding)
 {
     if (::geteuid() != 0) {
