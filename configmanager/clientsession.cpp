@@ -49,9 +49,9 @@ private:
 } // namespace
 
 ClientSession::ClientSession(ConfigServiceManager& a_oManager, zel::UniqueFd a_oSocket, uid_t a_iUser)
-    : m_oManager(a_oManager),
+    : TurnTaker(a_oManager.getTurns(), a_iUser),
+      m_oManager(a_oManager),
       m_oSocket(std::move(a_oSocket)),
-      m_iUser(a_iUser),
       m_oHandler(a_oManager, this, *this, m_lChanges)
 {
     awaitHello(c_oHelloTimeout, true);
@@ -66,10 +66,10 @@ void ClientSession::awaitHello(std::chrono::milliseconds a_oTime, bool a_bAgain)
         if (a_bAgain && ::poll(&oInput, 1, 0) == 1) {
             return awaitHello(c_oUnreadTime, false);
         }
-        const LogClient oMark(m_iUser);
+        const LogClient oMark(getUser());
         ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(),
                                 "A connection of user %u is closed: it did not say hello",
-                                static_cast<unsigned>(m_iUser));
+                                static_cast<unsigned>(getUser()));
         close();
     });
 }
@@ -82,13 +82,13 @@ void ClientSession::start()
 ClientSession::~ClientSession()
 {
     auto& oEvents = m_oManager.getEventDispatcher();
-    for (const auto& oTimer : {m_oHelloEnd, m_oTurn, m_oWaitEnd}) {
+    for (const auto& oTimer : {m_oHelloEnd, m_oPause, m_oWaitEnd}) {
         if (oTimer) {
             oEvents.cancelTimer(*oTimer);
         }
     }
     oEvents.unregisterHandler(m_oSocket.get());
-    m_oManager.keep(m_iUser, m_iKept, 0);
+    m_oManager.keep(getUser(), m_iKept, 0);
     m_oManager.leaveQueue(*this);
     m_pRows.reset(); // before a rollback, which it would hold up
     m_oManager.getDispatcher().unsubscribeAll(*this);
@@ -106,11 +106,11 @@ void ClientSession::close()
 template<typename Function>
 void ClientSession::run(Function a_oFunction)
 {
-    const LogClient oMark(m_iUser, m_oSocket.get());
+    const LogClient oMark(getUser(), m_oSocket.get());
     // Output is put together in a buffer that all sessions share. Only what the socket does not take at once
     // stays with the session, so that an idle connection costs next to nothing.
     m_iRequestsLeft = m_oManager.getFairness();
-    m_oTurnEnd = std::chrono::steady_clock::now() + c_oTurnTime;
+    m_oTurnEnd = m_oManager.getEventDispatcher().now() + c_oTurnTime;
     const bool bBorrowed = m_sOutput.empty();
     if (bBorrowed) {
         m_sOutput.swap(m_oManager.getWriteBuffer());
@@ -137,7 +137,7 @@ void ClientSession::run(Function a_oFunction)
         m_sOutput.swap(sUnsent);
     }
     const std::size_t iKept = m_sInput.size() + m_sOutput.size() + (m_pRows ? m_pRows->getKeptSize() : 0);
-    const bool bRoom = m_oManager.keep(m_iUser, std::exchange(m_iKept, iKept), iKept);
+    const bool bRoom = m_oManager.keep(getUser(), std::exchange(m_iKept, iKept), iKept);
     if (!bRoom) {
         ZEL_Sysloglevel_warning(
             m_oManager.getModule(), zel::here(),
@@ -146,7 +146,7 @@ void ClientSession::run(Function a_oFunction)
     }
     if (!bRoom || m_bGone || (m_bClosing && m_sOutput.empty())) {
         close();
-    } else if (!m_oTurn &&
+    } else if (!m_bYields &&
                !m_oManager.getEventDispatcher().registerHandler(m_oSocket.get(), interest(), this)) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "The connection of %s is closed: %s",
                               m_oHandler.getProgram().c_str(), std::strerror(errno));
@@ -159,20 +159,25 @@ unsigned ClientSession::interest() const
     const bool bReads = !isHeldBack() && !m_bClosing;
     const unsigned iFlags =
         (bReads ? systema::net::c_iReadable : 0U) | (m_sOutput.empty() ? 0U : systema::net::c_iWritable);
-    return iFlags != 0 ? iFlags : systema::net::c_iHangUpOnly;
+    return systema::net::c_iForTurn | (iFlags != 0 ? iFlags : systema::net::c_iHangUpOnly);
 }
 
 void ClientSession::handleEvent(int)
 {
-    if (m_oTurn) {
-        return; // it comes by itself
+    if (m_bYields) {
+        return; // its turn comes by itself
     }
-    const unsigned iInterest = interest();
-    if (iInterest == systema::net::c_iHangUpOnly) {
+    if (interest() & systema::net::c_iHangUpOnly) {
         return close();
     }
-    run([this, iInterest] {
-        if (iInterest & systema::net::c_iReadable) {
+    awaitTurn();
+}
+
+void ClientSession::takeTurn()
+{
+    const bool bGoesOn = std::exchange(m_bYields, false);
+    run([this, bGoesOn] {
+        if (!bGoesOn && (interest() & systema::net::c_iReadable)) {
             receive();
         }
     });
@@ -196,11 +201,11 @@ void ClientSession::advance()
     for (unsigned iParts = 0;; ++iParts) {
         flush();
         m_bDraining = unsent() > c_iOutputLimit || (m_bDraining && unsent() > 0);
-        if (m_bGone || m_bDraining || m_oTurn) {
+        if (m_bGone || m_bDraining || m_bYields) {
             return;
         }
         if (iParts == c_iPartsPerTurn || (m_pRows && isTurnOver())) {
-            return takeTurn();
+            return yield();
         }
         if (m_pRows) {
             sendRowsPart();
@@ -212,12 +217,25 @@ void ClientSession::advance()
     }
 }
 
-void ClientSession::takeTurn(std::chrono::milliseconds a_oWait)
+void ClientSession::yield()
 {
-    m_oTurn = m_oManager.getEventDispatcher().startTimer(a_oWait, [this] {
-        m_oTurn.reset();
-        run([] {});
+    awaitTurn();
+    m_bYields = true;
+}
+
+/// Before what is pending is asked for again.
+void ClientSession::yieldToWait()
+{
+    m_oPause = m_oManager.getEventDispatcher().startTimer(c_oPendingWait, [this] {
+        m_oPause.reset();
+        awaitTurn();
     });
+    m_bYields = true;
+}
+
+bool ClientSession::isTurnOver() const
+{
+    return m_oManager.getEventDispatcher().now() >= m_oTurnEnd;
 }
 
 void ClientSession::flush()
@@ -274,12 +292,19 @@ std::size_t ClientSession::serveFrames(std::string_view a_sInput)
             break;
         }
         if (m_iRequestsLeft == 0 || isTurnOver()) {
-            takeTurn();
+            yield();
+            break;
+        }
+        if (oHeader->m_eOperation == EOperation::SelectRows && !std::exchange(m_bRowsAreNext, false) &&
+            doOthersWait()) {
+            m_bRowsAreNext = true; // shorter requests go first
+            awaitLongTurn();
+            m_bYields = true;
             break;
         }
         --m_iRequestsLeft;
         if (!serve(sRest.substr(systema::wire::c_iHeaderSize, oHeader->bodySize()))) {
-            takeTurn(c_oPendingWait); // the frame stays in the input
+            yieldToWait(); // the frame stays in the input
             break;
         }
         iServed += oHeader->frameSize();
@@ -352,9 +377,9 @@ bool ClientSession::isTooLarge(Writer& a_oFrame) const
 
 void ClientSession::refuse(const char* a_pWhat)
 {
-    const LogClient oMark(m_iUser); // who connects again gets no further line
+    const LogClient oMark(getUser()); // who connects again gets no further line
     ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(), "A connection of user %u (%s) is closed: %s",
-                            static_cast<unsigned>(m_iUser), m_oHandler.getProgram().c_str(), a_pWhat);
+                            static_cast<unsigned>(getUser()), m_oHandler.getProgram().c_str(), a_pWhat);
     reply(EResultCode::Protocol);
     m_bClosing = true;
 }
@@ -375,7 +400,7 @@ void ClientSession::sendRowsPart()
                               m_oHandler.getProgram().c_str(), zel::error::describeException());
     }
     if (eResult == EResultCode::Pending) {
-        takeTurn(c_oPendingWait);
+        yieldToWait();
         eResult = EResultCode::Success;
     }
     oPart.patchU32(iRowsAt, oRows.getRows());
@@ -409,7 +434,7 @@ void ClientSession::tellChanges()
 void ClientSession::notify(const NameList& a_changedTables)
 {
     m_lChanges.insert(a_changedTables.begin(), a_changedTables.end());
-    if (!m_pRows && !m_bDraining && !m_oTurn) { // or they are told in the session's own turn
+    if (!m_pRows && !m_bDraining && !m_bYields) { // or they are told in the session's own turn
         run([] {});
     }
 }

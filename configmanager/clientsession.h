@@ -7,6 +7,7 @@
 #pragma once
 
 #include "configmanager/requesthandler.h"
+#include "configmanager/turnqueue.h"
 #include "systema/configpublisher.h"
 #include "systema/eventdispatcher.h"
 #include "systema/rowsource.h"
@@ -30,11 +31,11 @@ constexpr std::size_t c_iEventOutput = 64 * 1024;   // unread output from which 
 constexpr std::size_t c_iKeptCapacity = 128 * 1024; // of a buffer that has become empty
 constexpr std::size_t c_iReplyRoom = 64; // had before a request is served: what was done is answered
 constexpr unsigned c_iPartsPerTurn = 16; // of a bulk read, before others have their turn
-constexpr std::chrono::milliseconds c_oTurnTime{50}; // after which others have theirs, whatever is left
+constexpr std::chrono::milliseconds c_oTurnTime{10}; // after which others have theirs, whatever is left
 constexpr std::chrono::milliseconds c_oPendingWait{
     5}; // before a request whose answer is pending is made again
 
-class ClientSession : public systema::net::IEventHandler, public systema::IConfigSubscriber
+class ClientSession : public systema::net::IEventHandler, public systema::IConfigSubscriber, public TurnTaker
 {
 public:
     ClientSession(ConfigServiceManager& a_oManager, zel::UniqueFd a_oSocket, uid_t a_iUser);
@@ -44,9 +45,10 @@ public:
 
     /// Begins to serve; the session may be gone when it returns.
     void start();
-    uid_t getUser() const { return m_iUser; }
 
     void handleEvent(int a_handle) override;
+    /// Reads and serves what has come, or goes on with what is under way.
+    void takeTurn() override;
     void notify(const systema::NameList& a_changedTables) override;
 
     /// Tells the client that its transaction was rolled back.
@@ -69,12 +71,13 @@ private:
     void awaitHello(std::chrono::milliseconds a_oTime, bool a_bAgain);
     void receive();
     void advance();
-    void takeTurn(std::chrono::milliseconds a_oWait = {});
-    bool isTurnOver() const { return std::chrono::steady_clock::now() >= m_oTurnEnd; }
+    void yield();
+    void yieldToWait();
+    bool isTurnOver() const;
     void flush();
     void close();
     /// Later requests wait for something that is under way.
-    bool isHeldBack() const { return m_pRows || m_oWaitEnd || m_oTurn || m_bDraining; }
+    bool isHeldBack() const { return m_pRows || m_oWaitEnd || m_bYields || m_bDraining; }
 
     std::size_t unsent() const { return m_sOutput.size() - m_iSent; }
 
@@ -92,7 +95,6 @@ private:
 
     ConfigServiceManager& m_oManager;
     zel::UniqueFd m_oSocket;
-    const uid_t m_iUser;
 
     std::string m_sInput;  // received and not yet served
     std::string m_sOutput; // not yet taken by the socket, from m_iSent on
@@ -103,9 +105,11 @@ private:
     std::size_t m_iKept = 0;  // bytes of input, output and rows, as the manager counts them
 
     std::optional<TimerId> m_oHelloEnd; // set until the client has said hello
-    std::optional<TimerId> m_oTurn;     // set while others have their turn
+    std::optional<TimerId> m_oPause;    // set while a pending answer is waited for
     std::optional<TimerId> m_oWaitEnd;  // set while a begin waits
 
+    bool m_bYields = false;       // goes on in a later turn, which comes without an event
+    bool m_bRowsAreNext = false;  // has yielded before the bulk read that comes next
     unsigned m_iRequestsLeft = 0; // before others have their turn
     std::chrono::steady_clock::time_point m_oTurnEnd;
 

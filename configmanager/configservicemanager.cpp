@@ -17,6 +17,7 @@ using systema::Value;
 namespace {
 
 constexpr const char* c_pModule = "ConfigService";
+static_assert(c_iMaxConnections < systema::net::EventDispatcher::c_iEventsPerWait);
 
 uid_t peerUser(int a_iSocket)
 {
@@ -41,6 +42,7 @@ ConfigServiceManager::ConfigServiceManager(systema::net::EventDispatcher& a_oEve
                                            unsigned a_iFairness, configmanager::serverlib::ILogger* a_pLogger)
     : m_oEventDispatcher(a_oEventDispatcher),
       m_oDispatcher(systema::ConfigDispatcher::instance()),
+      m_oTurns(a_oEventDispatcher),
       m_iFairness(a_iFairness),
       m_iModule(ZEL_Sysloglevel_registerModul(c_pModule))
 {

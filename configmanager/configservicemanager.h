@@ -5,6 +5,7 @@
 
 #include "configmanager/clientsession.h"
 #include "configmanager/ilogger.h"
+#include "configmanager/turnqueue.h"
 #include "systema/configdispatcher.h"
 #include "systema/eventdispatcher.h"
 #include "systema/unixsocketserver.h"
@@ -52,6 +53,7 @@ public:
 
     // For the sessions.
     systema::net::EventDispatcher& getEventDispatcher() { return m_oEventDispatcher; }
+    TurnQueue& getTurns() { return m_oTurns; }
     systema::ConfigDispatcher& getDispatcher() { return m_oDispatcher; }
     unsigned getFairness() const { return m_iFairness; }
     int getModule() const { return m_iModule; }
@@ -81,6 +83,7 @@ private:
 
     systema::net::EventDispatcher& m_oEventDispatcher;
     systema::ConfigDispatcher& m_oDispatcher;
+    TurnQueue m_oTurns; // outlives the sessions
     const unsigned m_iFairness;
     const int m_iModule;
     std::unordered_map<const ClientSession*, std::unique_ptr<ClientSession>> m_mSessions;

@@ -22,6 +22,11 @@ std::uint32_t toEpoll(unsigned a_iFlags)
     return (a_iFlags & c_iReadable ? EPOLLIN : 0U) | (a_iFlags & c_iWritable ? EPOLLOUT : 0U);
 }
 
+int descriptorOf(const epoll_event& a_oEvent)
+{
+    return static_cast<int>(static_cast<std::uint32_t>(a_oEvent.data.u64));
+}
+
 } // namespace
 
 EventDispatcher::EventDispatcher(std::function<Clock::time_point()> a_oNow)
@@ -60,7 +65,7 @@ bool EventDispatcher::registerHandler(int a_iFd, unsigned a_iFlags, IEventHandle
         }
         return false;
     }
-    it->second = {a_pHandler, iGeneration, iEvents};
+    it->second = {a_pHandler, iGeneration, iEvents, (a_iFlags & c_iForTurn) != 0};
     return true;
 }
 
@@ -119,17 +124,23 @@ void EventDispatcher::wait(int a_iTimeoutMs)
     m_iNext = 0;
 }
 
-/// False when its handler is gone.
-bool EventDispatcher::handle(const epoll_event& a_oEvent)
+/// Null when its handler is gone.
+const EventDispatcher::Registration* EventDispatcher::find(const epoll_event& a_oEvent) const
 {
     const std::uint64_t iData = a_oEvent.data.u64;
-    const int iFd = static_cast<int>(static_cast<std::uint32_t>(iData));
-    auto it = m_mRegistrations.find(iFd);
-    if (it == m_mRegistrations.end() || it->second.m_iGeneration != iData >> 32) {
-        return false;
+    const auto it = m_mRegistrations.find(descriptorOf(a_oEvent));
+    return it != m_mRegistrations.end() && it->second.m_iGeneration == iData >> 32 ? &it->second : nullptr;
+}
+
+int EventDispatcher::runTurns(Clock::time_point a_oEnd)
+{
+    int iCount = 0;
+    for (const auto oEnd = std::min(a_oEnd, m_oNow() + c_oTurnsTime);
+         !m_bPassEnds && m_pTurns != nullptr && !m_pTurns->isEmpty() && (iCount == 0 || m_oNow() < oEnd);
+         ++iCount) {
+        m_pTurns->runNext();
     }
-    it->second.m_pHandler->handleEvent(iFd);
-    return true;
+    return iCount;
 }
 
 int EventDispatcher::handleEvents(int a_iTimeoutMs, Clock::time_point a_oEnd)
@@ -140,14 +151,31 @@ int EventDispatcher::handleEvents(int a_iTimeoutMs, Clock::time_point a_oEnd)
     int iHandled = runTimers(); // first: what comes meanwhile does not wait for the timers after
     const bool bTimerEndsPass = std::exchange(m_bPassEnds, false);
     if (m_iNext == m_iReady) {
-        wait(iHandled > 0 ? 0 : a_iTimeoutMs);
+        const bool bTurns = m_pTurns != nullptr && !m_pTurns->isEmpty();
+        wait(iHandled > 0 || bTurns ? 0 : a_iTimeoutMs);
     }
-    while (m_iNext < m_iReady) {
-        iHandled += handle(m_aReady[m_iNext++]) ? 1 : 0;
-        if (m_bPassEnds || m_oNow() >= a_oEnd) {
+    int iTurns = 0;
+    while (m_iNext < m_iReady && !m_bPassEnds) {
+        const epoll_event& oEvent = m_aReady[m_iNext++];
+        const Registration* pRegistration = find(oEvent);
+        if (pRegistration != nullptr && !pRegistration->m_bForTurn && iTurns == 0) {
+            // What came before it is done before it, as far as time allows: a change before a lock.
+            iTurns = runTurns(a_oEnd);
+            if (m_bPassEnds) {
+                --m_iNext;
+                break;
+            }
+            pRegistration = find(oEvent);
+        }
+        if (pRegistration != nullptr) {
+            iHandled += pRegistration->m_bForTurn ? 0 : 1;
+            pRegistration->m_pHandler->handleEvent(descriptorOf(oEvent));
+        }
+        if (m_oNow() >= a_oEnd) {
             break;
         }
     }
+    iHandled += iTurns > 0 ? iTurns : runTurns(a_oEnd);
     m_bPassEnds = m_bPassEnds || bTimerEndsPass;
     return iHandled;
 }

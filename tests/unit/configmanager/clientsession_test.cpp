@@ -16,6 +16,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 using systema::ConfigDispatcher;
 using tests::hexBlock;
@@ -36,12 +37,14 @@ struct Zones
 class ClientSessionTest : public testing::Test
 {
 protected:
-    ClientSessionTest()
+    ClientSessionTest() { m_oClient = connect(); }
+
+    zel::UniqueFd connect()
     {
         std::array<int, 2> aFds{-1, -1};
         EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, aFds.data()), 0);
-        m_oClient.reset(aFds[0]);
         m_oManager.takeConnection(zel::UniqueFd(aFds[1]));
+        return zel::UniqueFd(aFds[0]);
     }
 
     static Zones& zones()
@@ -71,7 +74,7 @@ protected:
         return receive();
     }
 
-    std::chrono::seconds m_oAhead{}; // of the clock
+    std::chrono::milliseconds m_oAhead{}; // of the clock
     systema::net::EventDispatcher m_oEvents{[this] { return std::chrono::steady_clock::now() + m_oAhead; }};
     zel::cfg::ConfigServiceManager m_oManager{m_oEvents, c_iFairness, nullptr};
     zel::UniqueFd m_oClient;
@@ -132,10 +135,7 @@ TEST_F(ClientSessionTest, AnAnswerThatIsPendingHoldsBackNobodyElse)
     zones().m_oPlugin.m_mResults["selectKey"] = systema::EResultCode::Pending;
     EXPECT_EQ(exchange(hexBlock("select") + hexBlock("subscribe")), "");
 
-    std::array<int, 2> aFds{-1, -1};
-    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, aFds.data()), 0);
-    m_oManager.takeConnection(zel::UniqueFd(aFds[1]));
-    zel::UniqueFd oWaiting = std::exchange(m_oClient, zel::UniqueFd(aFds[0]));
+    zel::UniqueFd oWaiting = std::exchange(m_oClient, connect());
     EXPECT_EQ(exchange(hexBlock("hello")), hexBlock("hello-reply"));
 
     zones().m_oPlugin.m_mResults.clear();
@@ -147,4 +147,50 @@ TEST_F(ClientSessionTest, AnAnswerThatIsPendingHoldsBackNobodyElse)
         sReplies = receive();
     }
     EXPECT_EQ(sReplies, hexBlock("select-reply") + hexBlock("subscribe-reply"));
+}
+
+TEST_F(ClientSessionTest, APingDoesNotWaitForTheBulkReadsOfAllOthers)
+{
+    constexpr int c_iReaders = 100;
+    std::string sBulkRead;
+    systema::wire::Writer oWriter(sBulkRead);
+    oWriter.begin(systema::wire::EKind::Request, systema::wire::EOperation::SelectRows, 2);
+    oWriter.text("FirewallZones");
+    oWriter.u32(0);
+    oWriter.u32(0xffffffff);
+    oWriter.names({});
+    oWriter.end();
+    std::string sPing;
+    systema::wire::Writer oPing(sPing);
+    oPing.begin(systema::wire::EKind::Request, systema::wire::EOperation::Ping, 3);
+    oPing.end();
+
+    std::vector<zel::UniqueFd> lReaders;
+    for (int i = 0; i < c_iReaders; ++i) {
+        exchange(hexBlock("hello"));
+        lReaders.push_back(std::exchange(m_oClient, connect()));
+    }
+    exchange(hexBlock("hello"));
+    zones().m_oPlugin.m_lRows = {tests::row({{"Id", 1}})};
+    int iReads = 0;
+    zones().m_oPlugin.m_oOnCall = [&] {
+        m_oAhead += std::chrono::milliseconds(20);
+        ++iReads;
+    };
+    for (const auto& oReader : lReaders) {
+        ASSERT_GT(::write(oReader.get(), sBulkRead.data(), sBulkRead.size()), 0);
+    }
+    ASSERT_GT(::write(m_oClient.get(), sPing.data(), sPing.size()), 0);
+    std::array<char, 64> aReply;
+    int iReadsBefore = 0;
+    while (::read(m_oClient.get(), aReply.data(), aReply.size()) < 0 && iReads < c_iReaders) {
+        m_oEvents.handleEvents(0);
+        iReadsBefore = iReads;
+    }
+    EXPECT_LE(iReadsBefore, 4); // that is, those of one or two
+    for (int i = 0; i < 10 * c_iReaders && iReads < c_iReaders; ++i) {
+        m_oEvents.handleEvents(0);
+    }
+    EXPECT_GE(iReads, c_iReaders);
+    zones().m_oPlugin.m_oOnCall = nullptr;
 }
