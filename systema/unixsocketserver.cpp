@@ -82,14 +82,14 @@ int bindWithMode(int a_iSocket, const std::string& a_sPath, mode_t a_iMode)
     return iError;
 }
 
-/// Takes the name with a function that returns 0, or the error when a_iTaken says that it exists: then it is
-/// cleared, a few times at most.
+/// Takes the name with a function that returns 0, or the error: a_iTaken when the name exists, which is
+/// cleared then, a few times at most. What it returned last is an error of the path.
 template<typename Function>
-void takeName(const std::string& a_sPath, int a_iTaken, Function a_oTake)
+void takeName(const std::string& a_sName, const std::string& a_sPath, int a_iTaken, Function a_oTake)
 {
     int iError = a_iTaken;
     for (int iTry = 0; iTry < zel::c_iNameTries && iError == a_iTaken; ++iTry) {
-        clearPath(a_sPath);
+        clearPath(a_sName);
         iError = a_oTake();
     }
     if (iError != 0) {
@@ -113,9 +113,9 @@ void UnixSocketServer::bind(const std::string& a_sPath, mode_t a_iMode)
     if (a_sPath.size() >= sizeof sockaddr_un::sun_path) {
         fail(ENAMETOOLONG, a_sPath);
     }
-    clearPath(a_sPath);                        // an error there is one from the start
+    clearPath(a_sPath);                        // what is in the way there is an error from the start
     const std::string sBeside = a_sPath + '~'; // one byte, so that it fits whenever the path does
-    takeName(sBeside, EADDRINUSE, [&] { return bindWithMode(m_oSocket.get(), sBeside, a_iMode); });
+    takeName(sBeside, a_sPath, EADDRINUSE, [&] { return bindWithMode(m_oSocket.get(), sBeside, a_iMode); });
     m_sPath = a_sPath;
     m_sName = sBeside;
 }
@@ -126,7 +126,8 @@ void UnixSocketServer::listen(int a_iBacklog)
         fail(errno, m_sPath);
     }
     // A link and no rename, which would replace what another process has put there meanwhile.
-    takeName(m_sPath, EEXIST, [this] { return ::link(m_sName.c_str(), m_sPath.c_str()) == 0 ? 0 : errno; });
+    takeName(m_sPath, m_sPath, EEXIST,
+             [this] { return ::link(m_sName.c_str(), m_sPath.c_str()) == 0 ? 0 : errno; });
     ::unlink(std::exchange(m_sName, m_sPath).c_str());
 }
 
