@@ -28,7 +28,7 @@ void TurnTaker::awaitTurn()
     if (isWaiting()) {
         return;
     }
-    if (m_oQueue.m_pRunning != this) {
+    if (m_oQueue.m_pRunning != this && m_oUsed >= c_oShortTurns) { // less counts as nothing
         m_oUsed /= 1 + (m_oQueue.m_oEvents.now() - m_oLastEnd) / c_oIdleTime;
     }
     m_oUser.m_lWaiting.splice(m_oUser.m_lWaiting.end(), m_lPlace);

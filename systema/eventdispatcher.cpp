@@ -134,10 +134,12 @@ const EventDispatcher::Registration* EventDispatcher::find(const epoll_event& a_
 
 int EventDispatcher::runTurns(Clock::time_point a_oEnd)
 {
+    if (!hasTurns()) {
+        return 0;
+    }
     int iCount = 0;
     for (const auto oEnd = std::min(a_oEnd, m_oNow() + c_oTurnsTime);
-         !m_bPassEnds && m_pTurns != nullptr && !m_pTurns->isEmpty() && (iCount == 0 || m_oNow() < oEnd);
-         ++iCount) {
+         !m_bPassEnds && hasTurns() && (iCount == 0 || m_oNow() < oEnd); ++iCount) {
         m_pTurns->runNext();
     }
     return iCount;
@@ -151,8 +153,7 @@ int EventDispatcher::handleEvents(int a_iTimeoutMs, Clock::time_point a_oEnd)
     int iHandled = runTimers(); // first: what comes meanwhile does not wait for the timers after
     const bool bTimerEndsPass = std::exchange(m_bPassEnds, false);
     if (m_iNext == m_iReady) {
-        const bool bTurns = m_pTurns != nullptr && !m_pTurns->isEmpty();
-        wait(iHandled > 0 || bTurns ? 0 : a_iTimeoutMs);
+        wait(iHandled > 0 || hasTurns() ? 0 : a_iTimeoutMs);
     }
     int iTurns = 0;
     while (m_iNext < m_iReady && !m_bPassEnds) {

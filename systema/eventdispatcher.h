@@ -98,6 +98,7 @@ private:
     };
 
     int runTimers();
+    bool hasTurns() const { return m_pTurns != nullptr && !m_pTurns->isEmpty(); }
     int runTurns(Clock::time_point a_oEnd);
     void wait(int a_iTimeoutMs);
     const Registration* find(const epoll_event& a_oEvent) const;
