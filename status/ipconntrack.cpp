@@ -1,7 +1,6 @@
 #include "status/ipconntrack.h"
 
 #include "configmanager/columntable.h"
-#include "zel/convert.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -137,11 +136,6 @@ EResultCode IpConntrack::getRowByKey(const std::string&, ValueList& a_row, const
     const auto* pKey = configmanager::serverlib::findColumn(c_aColumns, a_keyColumn);
     if (pKey == nullptr) {
         return EResultCode::NoKey;
-    }
-    if (a_keyColumn == "Id") {
-        // The position in the table, though the column has the number of the line: clients rely on both.
-        const auto iPosition = static_cast<unsigned>(lowest32Bits(a_keyValue.c_str()));
-        return read(a_row, iPosition - 1, a_columns); // of 0: past any end
     }
     std::size_t iPosition = 0;
     while (iPosition < m_pList->size() &&

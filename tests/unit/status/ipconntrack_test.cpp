@@ -126,14 +126,14 @@ protected:
 
 } // namespace
 
-TEST_F(IpConntrackTest, TheKeyIdIsThePositionThoughTheColumnIsTheLine)
+TEST_F(IpConntrackTest, TheKeyIdIsTheLineAsTheColumnIsAndNotThePosition)
 {
     track(c_sIcmp + c_sSynSent + c_sIcmp + c_sDns);
-    EXPECT_EQ(m_oRead.find("Id", "2"), "4");
-    for (const char* pNumber : {"4", "3", "0", "-1", "x"}) {
+    EXPECT_EQ(m_oRead.find("Id", "4"), "4");
+    for (const char* pNumber : {"1", "3", "0", "-1", "x"}) {
         EXPECT_EQ(m_oRead.find("Id", pNumber), "code 10") << pNumber;
     }
-    EXPECT_EQ(m_oRead.find("DstPort", "53udp"), "4");
+    EXPECT_EQ(m_oRead.find("DstPort", "53"), "4");
     EXPECT_EQ(m_oRead.find("SrcAddress", "192.168.5.20"), "2") << "the first of two";
 }
 
