@@ -6,7 +6,6 @@
 
 #include "systema/lists.h"
 #include "systema/protocol.h"
-#include "zel/convert.h"
 
 #include <functional>
 #include <optional>
@@ -129,13 +128,18 @@ void selectKnownColumns(systema::ValueList& a_row, const Row& a_oRow, const auto
     }
 }
 
-/// True when the cell has the value of a key: a text exactly, a number the lowest 32 bits of the number that
-/// the key starts with.
+/// True when the cell shows the value of a key, so that no key finds a row that does not show it: "01" and
+/// "1x" are no keys of a cell that shows 1. NULL shows nothing.
 inline bool matchesKey(const systema::Value& a_oCell, const std::string& a_sKeyValue)
 {
-    return a_oCell.getType() == systema::EDataType::Text
-               ? a_oCell.getText() == a_sKeyValue
-               : a_oCell.getInteger() == zel::lowest32Bits(a_sKeyValue.c_str());
+    switch (a_oCell.getType()) {
+    case systema::EDataType::Null:
+        return false;
+    case systema::EDataType::Text:
+        return a_oCell.getText() == a_sKeyValue;
+    default:
+        return a_oCell.toText() == a_sKeyValue;
+    }
 }
 
 } // namespace configmanager::serverlib

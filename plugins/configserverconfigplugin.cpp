@@ -5,7 +5,6 @@
 #include "zel/log.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <span>
 #include <string>
 #include <string_view>
@@ -17,6 +16,7 @@ using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
 using configmanager::serverlib::findColumn;
 using configmanager::serverlib::integer;
+using configmanager::serverlib::matchesKey;
 using configmanager::serverlib::numberOf;
 using configmanager::serverlib::selectColumns;
 using systema::ConfigDispatcher;
@@ -70,16 +70,6 @@ const Entry* find(const Entry (&a_aEntries)[Size], std::string_view a_sName)
 {
     const Entry* pEntry = std::ranges::find(a_aEntries, a_sName, &Entry::m_pName);
     return pEntry == std::end(a_aEntries) ? nullptr : pEntry;
-}
-
-bool hasKey(const ConfigDispatcher& a_oDispatcher, const Column<ConfigDispatcher>& a_oColumn,
-            const std::string& a_sKeyValue)
-{
-    // The Id is compared as text, so that "01" names no row; the time-outs are compared as numbers, of which
-    // all bits count.
-    return std::string_view(a_oColumn.m_pName) == "Id"
-               ? a_sKeyValue == "1"
-               : a_oColumn.m_pGet(a_oDispatcher).getInteger() == std::atol(a_sKeyValue.c_str());
 }
 
 } // namespace
@@ -158,8 +148,9 @@ EResultCode ConfigServerConfigPlugin::selectKey(systema::ValueList& a_row, const
         return EResultCode::NoKey;
     }
     // 1 where other tables answer 10: what the clients of these two know.
-    return hasKey(m_oDispatcher, *pColumn, a_keyValue) ? selectRow(a_row, a_handle, a_table, 0, a_columns)
-                                                       : EResultCode(EResultCode::Failure);
+    return matchesKey(pColumn->m_pGet(m_oDispatcher), a_keyValue)
+               ? selectRow(a_row, a_handle, a_table, 0, a_columns)
+               : EResultCode(EResultCode::Failure);
 }
 
 EResultCode ConfigServerConfigPlugin::updateRow(const void* a_handle, const std::string& a_table,
@@ -218,7 +209,8 @@ EResultCode ConfigServerConfigPlugin::updateKey(const void* a_handle, const std:
     if (pColumn == nullptr) {
         pColumn = findColumn(c_aLimits, a_keyColumn);
     }
-    if (pColumn == nullptr || a_keyColumn == c_pMinimum || !hasKey(m_oDispatcher, *pColumn, a_keyValue)) {
+    if (pColumn == nullptr || a_keyColumn == c_pMinimum ||
+        !matchesKey(pColumn->m_pGet(m_oDispatcher), a_keyValue)) {
         return EResultCode::NoRow;
     }
     return updateRow(a_handle, a_table, 0, a_values);

@@ -1,5 +1,6 @@
 #include "plugins/deviceinfoplugin.h"
 
+#include "configmanager/columntable.h"
 #include "plugins/bootloaderinfo.h"
 #include "plugins/environment.h"
 #include "plugins/etlwrapper.h"
@@ -9,6 +10,7 @@
 
 namespace zel {
 
+using configmanager::serverlib::matchesKey;
 using systema::EResultCode;
 
 DeviceInfoPlugin::DeviceInfoPlugin(systema::ConfigPluginBase& a_oDispatcher)
@@ -53,10 +55,15 @@ EResultCode DeviceInfoPlugin::selectRow(systema::ValueList& a_row, const void* a
 }
 
 EResultCode DeviceInfoPlugin::selectKey(systema::ValueList& a_row, const void* a_handle,
-                                        const std::string& a_table, const std::string&, const std::string&,
-                                        const systema::NameList& a_columns)
+                                        const std::string& a_table, const std::string& a_keyColumn,
+                                        const std::string& a_keyValue, const systema::NameList& a_columns)
 {
-    return selectRow(a_row, a_handle, a_table, 0, a_columns);
+    systema::ValueList lKey;
+    if (const EResultCode eCode = selectRow(lKey, a_handle, a_table, 0, {a_keyColumn})) {
+        return eCode;
+    }
+    return matchesKey(lKey.begin()->second, a_keyValue) ? selectRow(a_row, a_handle, a_table, 0, a_columns)
+                                                        : EResultCode(EResultCode::NoRow);
 }
 
 bool DeviceInfoPlugin::initialize()

@@ -28,7 +28,8 @@ public:
     systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
                                    const std::string& a_table, unsigned int a_index,
                                    const systema::NameList& a_columns) override;
-    /// The one row, whatever the key. 0, 8, 9.
+    /// Every column is a key. 0; 8; 9 for an unknown column, wanted or key; 10 when the row does not show the
+    /// key.
     systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
                                    const std::string& a_table, const std::string& a_keyColumn,
                                    const std::string& a_keyValue,

@@ -6,6 +6,7 @@
 #include "zel/systemclock.h"
 
 #include <ctime>
+#include <utility>
 
 namespace zel {
 
@@ -54,9 +55,22 @@ EResultCode SystemTime::selectRow(ValueList& a_row, const void* a_handle, const 
 }
 
 EResultCode SystemTime::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                  const std::string&, const std::string&, const systema::NameList& a_columns)
+                                  const std::string& a_keyColumn, const std::string& a_keyValue,
+                                  const systema::NameList& a_columns)
 {
-    return selectRow(a_row, a_handle, a_table, 0, a_columns);
+    ValueList lRow;
+    if (const EResultCode eCode = selectRow(lRow, a_handle, a_table, 0, a_columns)) {
+        return eCode;
+    }
+    const systema::Value* pKey = lRow.find(a_keyColumn);
+    if (pKey == nullptr) {
+        return EResultCode::NoKey;
+    }
+    if (!configmanager::serverlib::matchesKey(*pKey, a_keyValue)) {
+        return EResultCode::NoRow;
+    }
+    a_row = std::move(lRow);
+    return EResultCode::Success;
 }
 
 EResultCode SystemTime::insertRow(const void* a_handle, const std::string& a_table, const ValueList&)

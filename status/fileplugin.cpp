@@ -1,5 +1,6 @@
 #include "status/fileplugin.h"
 
+#include "configmanager/columntable.h"
 #include "zel/convert.h"
 #include "zel/fileparser.h"
 #include "zel/lines.h"
@@ -13,6 +14,7 @@
 
 namespace zel {
 
+using configmanager::serverlib::matchesKey;
 using systema::EDataType;
 using systema::EResultCode;
 using systema::NameList;
@@ -117,7 +119,8 @@ const FilePlugin::Line* FilePlugin::File::getLine(const std::string& a_sKeyColum
 {
     if (a_sKeyColumn == c_pId) {
         // The number 0 becomes the greatest position, which is past the end.
-        return getLine(static_cast<unsigned>(lowest32Bits(a_sKeyValue.c_str())) - 1);
+        const Line* pLine = getLine(static_cast<unsigned>(lowest32Bits(a_sKeyValue.c_str())) - 1);
+        return pLine != nullptr && matchesKey(number(*pLine), a_sKeyValue) ? pLine : nullptr;
     }
     const auto itColumn = std::ranges::find(m_lColumns, a_sKeyColumn);
     if (itColumn == m_lColumns.end()) {

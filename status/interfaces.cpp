@@ -7,7 +7,6 @@
 #include "zel/output.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <unistd.h>
 #include <utility>
 
@@ -101,15 +100,10 @@ void Interfaces::init()
 EResultCode Interfaces::getRowByKey(const std::string&, ValueList& a_row, const std::string& a_keyColumn,
                                     const std::string& a_keyValue, const NameList& a_columns)
 {
-    const bool bById = a_keyColumn == "Id";
-    if (!bById && a_keyColumn != "Name") {
+    if (a_keyColumn != "Id" && a_keyColumn != "Name") {
         return EResultCode::NoKey;
     }
-    const long long iId = std::atoll(a_keyValue.c_str());
-    const auto it = std::ranges::find_if(m_lRows, [&](const NetDeviceCheck& a_oDevice) {
-        return bById ? a_oDevice.getId() == iId : a_oDevice.getName() == a_keyValue;
-    });
-    return read(a_row, it == m_lRows.end() ? nullptr : &*it, a_columns);
+    return read(a_row, rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue), a_columns);
 }
 
 void Interfaces::update(NameList& a_changedTables)

@@ -1,7 +1,6 @@
 #include "status/ipv6addresses.h"
 
-#include <algorithm>
-#include <cstdio>
+#include <cctype>
 
 namespace zel {
 
@@ -23,25 +22,19 @@ constexpr Column<Row> c_aColumns[] = {
 
 IPv6Addresses::IPv6Addresses() : SingleTable("StatusNetIfIPv6Addresses", c_aColumns) {}
 
-EResultCode IPv6Addresses::getRowByKey(const std::string& a_table, systema::ValueList& a_row,
+EResultCode IPv6Addresses::getRowByKey(const std::string&, systema::ValueList& a_row,
                                        const std::string& a_keyColumn, const std::string& a_keyValue,
                                        const systema::NameList& a_columns)
 {
-    if (a_keyColumn == "Id") {
-        unsigned iId = 0;
-        // The number 0 becomes the greatest position, which is past the end.
-        return std::sscanf(a_keyValue.c_str(), "%u", &iId) == 1 ? getRow(a_table, a_row, iId - 1, a_columns)
-                                                                : EResultCode(EResultCode::NoKey);
-    }
-    if (a_keyColumn == "Name") {
-        const auto it = std::ranges::find(m_lRows, a_keyValue,
-                                          [](const Row& a_oRow) { return a_oRow.m_oAddress.getName(); });
-        if (it != m_lRows.end()) {
-            return fill(a_row, *it, a_columns);
-        }
+    const bool bById = a_keyColumn == "Id";
+    Row* pRow =
+        bById || a_keyColumn == "Name" ? rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue) : nullptr;
+    if (pRow != nullptr) {
+        return fill(a_row, *pRow, a_columns);
     }
     // A device without addresses counts as an unknown key, too, not as a row that is not there.
-    return EResultCode::NoKey;
+    const bool bNumber = !a_keyValue.empty() && std::isdigit(static_cast<unsigned char>(a_keyValue[0])) != 0;
+    return bById && bNumber ? EResultCode::NoRow : EResultCode::NoKey;
 }
 
 void IPv6Addresses::update(systema::NameList& a_changedTables)

@@ -14,20 +14,17 @@ using systema::Value;
 using systema::ValueList;
 using tests::row;
 
-TEST(ColumnTable, IntegersMatchAsNumbersAndTextsExactly)
+TEST(ColumnTable, AKeyIsTheValueAsItIsShown)
 {
-    const Value oNumber = integer(30);
-    EXPECT_TRUE(matchesKey(oNumber, " 030s"));
-    EXPECT_FALSE(matchesKey(oNumber, "s30"));
-    EXPECT_TRUE(matchesKey(oNumber, "4294967326")); // 30 in 32 bits
-    EXPECT_TRUE(matchesKey(integer(0), "none"));
-    // A count of 32 bits without a sign is shown with one, and found by either text.
-    const Value oCount = integer(4294967295);
-    EXPECT_EQ(oCount.toText(), "-1");
-    EXPECT_TRUE(matchesKey(oCount, "4294967295"));
-    EXPECT_TRUE(matchesKey(Value(EDataType::Unsigned, -1), "-1"));
-
-    const Value oText(EDataType::Text, "30");
-    EXPECT_TRUE(matchesKey(oText, "30"));
-    EXPECT_FALSE(matchesKey(oText, "030"));
+    for (const Value& oCell : {integer(30), Value(EDataType::Text, "30")}) {
+        EXPECT_TRUE(matchesKey(oCell, "30"));
+        for (const char* pKey : {"030", " 30", "30s", "+30", "30.0", "0x1e", "4294967326", ""}) {
+            EXPECT_FALSE(matchesKey(oCell, pKey)) << pKey;
+        }
+    }
+    EXPECT_FALSE(matchesKey(integer(0), "none"));
+    EXPECT_TRUE(matchesKey(integer(4294967295), "-1")); // has 32 bits, and is shown so
+    EXPECT_FALSE(matchesKey(integer(4294967295), "4294967295"));
+    EXPECT_TRUE(matchesKey(Value(EDataType::Unsigned, -1), "4294967295"));
+    EXPECT_FALSE(matchesKey(Value(EDataType::Null), ""));
 }

@@ -67,8 +67,8 @@ TEST_F(ConfigServerConfigPlugin, KeyWithoutARowIsAFailureNotAMissingRow)
         EXPECT_EQ(findKey(sTable, "Id", "01"), EResultCode::Failure);
         EXPECT_EQ(findKey(sTable, "Id", "2"), EResultCode::Failure);
     }
-    EXPECT_EQ(findKey(c_sConfig, "TransactionTimeout", "030s"), EResultCode::Success);
-    EXPECT_EQ(findKey(c_sConfig, "TransactionTimeout", "4294967326"), EResultCode::Failure); // 30 in 32 bits
+    EXPECT_EQ(findKey(c_sConfig, "TransactionTimeout", "30"), EResultCode::Success);
+    EXPECT_EQ(findKey(c_sConfig, "TransactionTimeout", "030s"), EResultCode::Failure);
     EXPECT_EQ(findKey(c_sConfig, "DefaultTransactionTimeout", "31"), EResultCode::Failure);
     EXPECT_EQ(findKey(c_sLimits, "MinAllowedTransactionTimeout", "1"), EResultCode::Success);
     EXPECT_EQ(findKey(c_sLimits, "MaxAllowedTransactionTimeout", "1"), EResultCode::Failure);

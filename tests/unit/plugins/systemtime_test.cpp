@@ -93,14 +93,14 @@ TEST_F(SystemTime, AReadTakesThePlaceOfATimeThatWaits)
     EXPECT_EQ(write(row({{"Time", 1700000000}})), EResultCode::Success);
     const std::time_t iBefore = std::time(nullptr);
     ValueList lRow;
-    EXPECT_EQ(m_oPlugin.selectKey(lRow, this, c_sTable, "NoColumn", "9", {}), EResultCode::Success);
+    EXPECT_EQ(m_oPlugin.selectKey(lRow, this, c_sTable, "Id", "1", {}), EResultCode::Success);
     const int iRead = lRow.getValue("Time").getInteger();
     EXPECT_LE(iBefore, iRead);
     EXPECT_LE(iRead, std::time(nullptr));
     EXPECT_EQ(tick(), std::to_string(iRead) + "\n");
 }
 
-TEST_F(SystemTime, NeitherPositionNorColumnsNorKeyAreLookedAt)
+TEST_F(SystemTime, NeitherPositionNorColumnsAreLookedAt)
 {
     ValueList lRow;
     EXPECT_EQ(m_oPlugin.selectRow(lRow, this, c_sTable, 4000000000, {"Time", "NoColumn"}),

@@ -14,6 +14,7 @@
 #include "status/pppstatus.h"
 #include "status/wlanscan.h"
 #include "tests/networknamespace.h"
+#include "tests/oddkeys.h"
 #include "tests/unit/device/systemroot.h"
 #include "tests/unit/status/fakeip.h"
 #include "tests/unit/status/fakeppphelper.h"
@@ -24,6 +25,8 @@
 #include "tests/unit/systema/recordingplugin.h"
 #include "tests/unit/zel/tempdir.h"
 
+#include <gmock/gmock.h>
+
 #include <algorithm>
 #include <limits>
 #include <memory>
@@ -33,6 +36,7 @@
 using systema::EResultCode;
 using systema::NameList;
 using systema::ValueList;
+using tests::oddKeys;
 using zel::IStatusInfoSubPlugin;
 
 namespace {
@@ -317,6 +321,24 @@ TEST_P(StatusTable, IsReadByItsKeys)
         }
     }
     EXPECT_EQ(lKeys, keys());
+}
+
+TEST_P(StatusTable, NoKeyFindsARowThatDoesNotShowIt)
+{
+    for (const auto& [sColumn, oShown] : ValueList(m_oRead->row(0))) {
+        for (const std::string& sKey : oddKeys(oShown.toText())) {
+            ValueList lRow;
+            EResultCode eCode = EResultCode::Pending;
+            while (eCode == EResultCode::Pending) {
+                eCode = m_pTable->getRowByKey(m_sName, lRow, sColumn, sKey, {sColumn});
+            }
+            if (eCode == EResultCode::Success) {
+                EXPECT_EQ(lRow.getValue(sColumn).toText(), sKey) << sColumn;
+            } else {
+                EXPECT_THAT(eCode, testing::AnyOf(EResultCode::NoRow, EResultCode::NoKey)) << sColumn << sKey;
+            }
+        }
+    }
 }
 
 TEST_P(StatusTable, DeviatesOnlyAsListed)

@@ -61,10 +61,8 @@ TEST_F(FilePlugin, TheFirstLineNamesTheColumnsOfTheOthers)
     EXPECT_EQ(m_oRead.all({}), "1,lan,1 2,, 3,wan\r, 4,lan,2 ");
     EXPECT_EQ(m_oRead.find("Name", "lan"), "1");
     EXPECT_EQ(m_oRead.find("Value", "2"), "4");
-    for (const char* pId : {"4", " 04th", "4294967300"}) {
-        EXPECT_EQ(m_oRead.find("Id", pId), "4") << pId;
-    }
-    for (const char* pId : {"0", "5", "-1", "", "x"}) {
+    EXPECT_EQ(m_oRead.find("Id", "4"), "4");
+    for (const char* pId : {"0", "5", "-1", "", "x", "4294967300"}) {
         EXPECT_EQ(m_oRead.find("Id", pId), "code 10") << pId;
     }
 }

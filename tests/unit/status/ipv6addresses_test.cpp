@@ -43,10 +43,10 @@ TEST_F(IPv6AddressesTest, KeyWithoutARowIsUnknownUnlessItIsANumber)
     EXPECT_EQ(m_oRead.find("Name", "peer", lAll), "2,peer,fd00::1");
     EXPECT_EQ(m_oRead.find("Name", "lo"), "code 9") << "not 10";
     EXPECT_EQ(m_oRead.find("Addr", "fd00::1"), "code 9");
-    EXPECT_EQ(m_oRead.find("Id", " 3rd", lAll), "3,peer,fd00::2");
-    for (const char* pNumber : {"0", "4", "-1", "99999999999999999999"}) {
+    EXPECT_EQ(m_oRead.find("Id", "3", lAll), "3,peer,fd00::2");
+    for (const char* pNumber : {"0", "4", "03", "99999999999999999999"}) {
         EXPECT_EQ(m_oRead.find("Id", pNumber), "code 10") << pNumber;
     }
     EXPECT_EQ(m_oRead.find("Id", "abc"), "code 9");
-    EXPECT_EQ(m_oRead.find("Id", ""), "code 9");
+    EXPECT_EQ(m_oRead.find("Id", "-1"), "code 9");
 }

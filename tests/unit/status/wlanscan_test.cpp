@@ -69,7 +69,7 @@ TEST_F(WlanScan, ShowsOwnAccessPointsAndNeighbours)
     for (const char* pNumber : {"", "60", "0x64"}) {
         EXPECT_EQ(m_oRead.find("Signal", pNumber), "code 10") << pNumber;
     }
-    EXPECT_EQ(m_oRead.find("Signal", " -60dBm"), "2");
+    EXPECT_EQ(m_oRead.find("Signal", "-60"), "2");
     EXPECT_EQ(m_oRead.at(1), "2,bar,02:00:00:00:00:07,1,5,-60,unknown,0");
 }
 
