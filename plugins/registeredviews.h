@@ -36,6 +36,10 @@ public:
                                    unsigned int a_index, const systema::NameList& a_columns) override
     {
         using namespace configmanager::serverlib;
+        systema::ValueList lNone; // an unknown column is one without a row, too
+        if (const auto eCode = selectColumns(lNone, std::string(), c_aColumns, a_columns)) {
+            return eCode;
+        }
         return a_index < m_lNames.size() ? selectColumns(a_row, m_lNames[a_index], c_aColumns, a_columns)
                                          : systema::EResultCode(systema::EResultCode::NoRow);
     }

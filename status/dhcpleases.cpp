@@ -13,6 +13,7 @@ namespace zel {
 
 using configmanager::serverlib::column;
 using configmanager::serverlib::Column;
+using configmanager::serverlib::findColumn;
 using systema::EResultCode;
 
 namespace {
@@ -87,6 +88,11 @@ DhcpLeases::DhcpLeases(systema::ConfigPluginBase&, configmanager::serverlib::ILo
 bool DhcpLeases::hasTable(const std::string& a_table) const
 {
     return a_table == c_pClients || a_table == c_pLeases;
+}
+
+bool DhcpLeases::hasHiddenColumn(const std::string& a_sColumn) const
+{
+    return findColumn(std::span(c_aColumns).subspan(c_aSchema.size()), a_sColumn) != nullptr;
 }
 
 void DhcpLeases::getTableNames(systema::NameList& a_tables) const

@@ -51,6 +51,7 @@ public:
 
     void init() override {}
     bool hasTable(const std::string& a_table) const override;
+    bool hasHiddenColumn(const std::string& a_sColumn) const override;
     void getTableNames(systema::NameList& a_tables) const override;
     /// The same columns for any table; replaces what is in the list. 0.
     systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;

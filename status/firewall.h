@@ -54,6 +54,8 @@ public:
     /// Stops a round for which no request has come since the last update.
     void update(systema::NameList&) override;
 
+    bool skipsUnknownColumns() const override { return true; }
+
 private:
     /// What the tool has printed about a chain so far.
     struct Listing

@@ -60,6 +60,8 @@ public:
     void RemovedIPv6Address(const std::string& a_sDevice, const std::string& a_sAddress,
                             std::uint8_t a_iNumber) override;
 
+    bool skipsUnknownColumns() const override { return true; }
+
 private:
     /// Asks for the counters. 0: unknown columns are skipped.
     systema::EResultCode fill(systema::ValueList& a_row, NetDeviceCheck& a_oRow,

@@ -35,6 +35,10 @@ public:
     virtual systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
                                              const std::string& a_keyColumn, const std::string& a_keyValue,
                                              const systema::NameList& a_columns) = 0;
+    /// True for a column that the rows have and the schema lacks.
+    virtual bool hasHiddenColumn(const std::string&) const { return false; }
+    /// True when a read leaves out columns that the table lacks; else they give 9.
+    virtual bool skipsUnknownColumns() const { return false; }
     /// While held, a table does not read its source for each request, but serves the rows that it read last.
     /// The host holds it to copy all rows of one state.
     virtual void hold(bool) {}

@@ -43,6 +43,42 @@ private:
     IStatusInfoSubPlugin& m_oPlugin;
 };
 
+/// Serves the columns of a table without rows.
+class NoRows : public systema::IRowCursor
+{
+public:
+    explicit NoRows(NameList a_lColumns) : m_lColumns(std::move(a_lColumns)) {}
+
+    const NameList& getColumns() const override { return m_lColumns; }
+    EResultCode fetch(systema::IRowSink&) override { return EResultCode::NoRow; }
+
+private:
+    const NameList m_lColumns;
+};
+
+/// Opens a bulk read of a table without rows. Unknown columns become what they become when there are rows.
+EResultCode openNoRows(std::unique_ptr<systema::IRowCursor>& a_cursor, IStatusInfoSubPlugin& a_oPlugin,
+                       const std::string& a_sTable, const NameList& a_lWanted)
+{
+    systema::ColumnList lSchema;
+    const EResultCode eResult = a_oPlugin.getSchema(lSchema, a_sTable);
+    NameList lColumns;
+    for (const auto& sName : a_lWanted) {
+        if (lSchema.getColumn(sName) != nullptr || a_oPlugin.hasHiddenColumn(sName)) {
+            lColumns.add(sName);
+        } else if (!a_oPlugin.skipsUnknownColumns()) {
+            return EResultCode::NoKey;
+        }
+    }
+    if (a_lWanted.empty()) {
+        for (const auto& [sName, eType] : lSchema) {
+            lColumns.add(sName);
+        }
+    }
+    a_cursor = std::make_unique<NoRows>(std::move(lColumns));
+    return eResult;
+}
+
 } // namespace
 
 StatusInfoPlugin::StatusInfoPlugin(const std::vector<std::string>& a_lFiles, SystemBus& a_oBus, bool,
@@ -183,11 +219,17 @@ EResultCode StatusInfoPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_c
 {
     return route(a_handle, a_table, [&](IStatusInfoSubPlugin& a_oPlugin) {
         EResultCode eResult = a_oPlugin.openRows(a_cursor, a_table, a_first, a_count, a_columns);
-        if (eResult != EResultCode::Success || a_cursor || a_oPlugin.announcesEveryChange()) {
+        if (eResult != EResultCode::Success || a_cursor) {
             return eResult;
         }
         unsigned int iSize = 0;
         eResult = a_oPlugin.getRowCount(a_table, iSize); // reads the source, before it is held
+        if (eResult == EResultCode::Success && iSize == 0) {
+            return openNoRows(a_cursor, a_oPlugin, a_table, a_columns);
+        }
+        if (eResult == EResultCode::Success && a_oPlugin.announcesEveryChange()) {
+            return eResult;
+        }
         const Hold oHold(a_oPlugin);
         std::unique_ptr<systema::IRowCursor> pRows;
         if (eResult == EResultCode::Success) {
