@@ -57,10 +57,14 @@ Status KeyCheck::check(const Arguments& a_oArguments)
         const bool bSame = sText == **oFirst || *readFirst(a_oArguments, sText) == *oFirst;
         iRows += bSame ? iCount : 0;
     }
-    return iRows <= 1
+    if (iRows > 1) {
+        return Status::refused(EResultCode::Failure, std::to_string(iRows) + " rows have " + sColumn + "=" +
+                                                         *oText + "; use --all-matching");
+    }
+    return **oFirst == *oText
                ? Status()
-               : Status::refused(EResultCode::Failure, std::to_string(iRows) + " rows have " + sColumn + "=" +
-                                                           *oText + "; use --all-matching");
+               : Status::refused(EResultCode::NoRow, "no row shows " + sColumn + "=" + *oText +
+                                                         ", but one shows " + sColumn + "=" + **oFirst);
 }
 
 void KeyCheck::forget(const Arguments& a_oArguments)

@@ -22,8 +22,8 @@ public:
 
     /// Whether the write is to be checked: a set or del by key, not of all matching rows, of a stored table.
     bool concerns(const Arguments& a_oArguments);
-    /// 0: at most one row has the value. 1: more have, or what the column holds cannot be read. 10: none has;
-    /// 8: no such column.
+    /// 0: at most one row has the value. 1: more have, or what the column holds cannot be read. 10: none has,
+    /// or the database takes it for a value that is shown otherwise; 8: no such column.
     client::Status check(const Arguments& a_oArguments);
     /// Drops the counts that the next write may change.
     void forget(const Arguments& a_oArguments);
