@@ -341,7 +341,7 @@ Outcome columnFailure(client::Connection& a_oConnection, Outcome a_oFailure,
         };
         std::ranges::for_each(oPlan.m_lUpdates | std::views::values, add);
         std::ranges::for_each(oPlan.m_lInserts, add);
-        const Names oNames{sTable, {lColumns.begin(), lColumns.end()}, false, true};
+        const Names oNames{sTable, {lColumns.begin(), lColumns.end()}, std::nullopt, true};
         const auto oExplained = NameCheck(a_oConnection).explain(oRefused, oNames);
         if (oExplained.text() != oRefused.text()) {
             return oExplained;

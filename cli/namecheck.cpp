@@ -1,5 +1,6 @@
 #include "cli/namecheck.h"
 
+#include "cli/cell.h"
 #include "cli/nearest.h"
 
 #include <algorithm>
@@ -22,33 +23,23 @@ std::vector<std::string> columnNames(const ColumnList& a_lSchema)
     return lNames;
 }
 
-/// Whether a wrong name is a reason for the failure. The general ones are what some virtual tables answer to
-/// a write that lacks the column which they want.
-bool mayBeAName(const Status& a_oStatus, bool a_bWrite)
+/// Whether there is no more to the failure than its code.
+bool isUnexplained(const Status& a_oStatus)
+{
+    return !a_oStatus.ok() && !a_oStatus.isConnectionError() &&
+           a_oStatus.text() == a_oStatus.code().strerror();
+}
+
+/// Whether a wrong name or key is a reason for the failure. The general ones are what some virtual tables
+/// answer to a write that lacks the column which they want, or to a key that no row has.
+bool mayBeAName(const Status& a_oStatus, const Names& a_oNames)
 {
     const EResultCode eCode = a_oStatus.code();
     const bool bOfNames =
         eCode == EResultCode::NoTable || eCode == EResultCode::NoKey || eCode == EResultCode::NoRow;
     const bool bOfWrites = eCode == EResultCode::Failure || eCode == EResultCode::Constraint;
-    return !a_oStatus.ok() && !a_oStatus.isConnectionError() && a_oStatus.text() == eCode.strerror() &&
-           (bOfNames || (a_bWrite && bOfWrites));
-}
-
-/// Why a request that names nothing unknown fails for a key column; empty where that cannot be said.
-std::string describeNoKey(const Names& a_oNames)
-{
-    const std::string& sTable = a_oNames.m_sTable;
-    if (a_oNames.m_bKey && (!a_oNames.m_bWrite || a_oNames.m_lColumns.size() == 1)) {
-        // Some tables give this code for a value that no row has.
-        const std::string& sKey = a_oNames.m_lColumns.front();
-        return "no row of " + sTable + " has that " + sKey + ", or " + sKey + " is no key of it";
-    }
-    if (a_oNames.m_bKey) {
-        const std::string& sKey = a_oNames.m_lColumns.front();
-        return "no row of " + sTable + " has that " + sKey + ", or " + sKey +
-               " is no key of it, or a column given cannot be set";
-    }
-    return a_oNames.m_bWrite ? std::string() : "view " + sTable + " has a column that its table lacks";
+    return isUnexplained(a_oStatus) && (bOfNames || (a_oNames.m_bWrite && bOfWrites) ||
+                                        (a_oNames.m_oKeyValue && eCode == EResultCode::Failure));
 }
 
 /// How to write what looks like something else than the name of a column.
@@ -64,9 +55,9 @@ std::string describeForm(const std::string& a_sColumn)
 
 Names namesOf(const Arguments& a_oArguments)
 {
-    Names oNames{
-        a_oArguments.m_sTable, {}, a_oArguments.m_oKey.has_value(), a_oArguments.m_eWrite != EWrite::None};
+    Names oNames{a_oArguments.m_sTable, {}, std::nullopt, a_oArguments.m_eWrite != EWrite::None};
     if (a_oArguments.m_oKey) {
+        oNames.m_oKeyValue = *a_oArguments.m_oKey->m_oText;
         oNames.m_lColumns.push_back(a_oArguments.m_oKey->m_sColumn);
     }
     for (const Assignment& oAssignment : a_oArguments.m_lAssignments) {
@@ -78,7 +69,7 @@ Names namesOf(const Arguments& a_oArguments)
 
 Status NameCheck::explain(Status a_oStatus, const NameList& a_lTables)
 {
-    if (!mayBeAName(a_oStatus, false) || a_oStatus.code() != EResultCode::NoTable) {
+    if (!isUnexplained(a_oStatus) || a_oStatus.code() != EResultCode::NoTable) {
         return a_oStatus;
     }
     const auto oServed = m_oConnection.call(request::GetTables{});
@@ -93,7 +84,10 @@ Status NameCheck::explain(Status a_oStatus, const NameList& a_lTables)
 
 Status NameCheck::explain(Status a_oStatus, const Names& a_oNames)
 {
-    if (!mayBeAName(a_oStatus, a_oNames.m_bWrite)) {
+    if (isUnexplained(a_oStatus) && a_oNames.m_bWrite && a_oStatus.code() == EResultCode::ReadOnly) {
+        return Status::refused(a_oStatus.code(), describeReadOnly(a_oNames.m_sTable));
+    }
+    if (!mayBeAName(a_oStatus, a_oNames)) {
         return a_oStatus;
     }
     if (Status oTable = explain(a_oStatus, NameList{a_oNames.m_sTable}); oTable.text() != a_oStatus.text()) {
@@ -104,8 +98,10 @@ Status NameCheck::explain(Status a_oStatus, const Names& a_oNames)
         return a_oStatus;
     }
     std::string sText = describeUnknown(a_oNames, columnNames(*oSchema));
-    if (sText.empty() && a_oStatus.code() == EResultCode::NoKey) {
-        sText = describeNoKey(a_oNames);
+    if (sText.empty() && a_oNames.m_oKeyValue) {
+        sText = describeKey(a_oStatus, a_oNames);
+    } else if (sText.empty() && a_oStatus.code() == EResultCode::NoKey && !a_oNames.m_bWrite) {
+        sText = "view " + a_oNames.m_sTable + " has a column that its table lacks";
     }
     return sText.empty() ? std::move(a_oStatus) : Status::refused(a_oStatus.code(), std::move(sText));
 }
@@ -127,17 +123,54 @@ Status NameCheck::checkColumns(const std::string& a_sTable, const NameList& a_lW
 std::string NameCheck::describeUnknown(const Names& a_oNames, const std::vector<std::string>& a_lSchema)
 {
     // The columns of stored tables, and of no other, are found in any letter case.
-    const auto oStored = m_oConnection.call(request::GetTables{wire::ETableFilter::Stored});
-    const bool bStored = oStored->hasName(a_oNames.m_sTable);
+    const bool bStored = isStored(a_oNames.m_sTable);
     for (const std::string& sColumn : a_oNames.m_lColumns) {
         const bool bThere = std::ranges::any_of(a_lSchema, [&](const std::string& a_sName) {
             return bStored ? sameIgnoringCase(a_sName, sColumn) : a_sName == sColumn;
         });
-        if (oStored.ok() && !bThere) {
+        if (!bThere) {
             return unknownName("column", sColumn, a_oNames.m_sTable, a_lSchema) + describeForm(sColumn);
         }
     }
     return {};
+}
+
+std::string NameCheck::describeKey(const Status& a_oStatus, const Names& a_oNames)
+{
+    const std::string& sTable = a_oNames.m_sTable;
+    const std::string& sKey = a_oNames.m_lColumns.front();
+    const bool bOfKeys = a_oStatus.code() == EResultCode::NoKey || a_oStatus.code() == EResultCode::NoRow;
+    if ((a_oNames.m_bWrite && !bOfKeys) || isStored(sTable)) {
+        return {};
+    }
+    if (a_oNames.m_bWrite &&
+        m_oConnection.call(request::SelectKey{sTable, sKey, *a_oNames.m_oKeyValue, {sKey}}).ok()) {
+        return "a column given cannot be set in " + sTable;
+    }
+    // The tables use their codes differently for what is no key and for what no row has: the rows tell.
+    const auto oRows = m_oConnection.call(request::SelectRows{sTable, {sKey}});
+    if (!oRows.ok()) {
+        return bOfKeys ? "no row of " + sTable + " is found by that " + sKey : std::string();
+    }
+    for (std::size_t i = 0; i < oRows->size(); ++i) {
+        const auto lCells = (*oRows)[i].m_lCells;
+        if (!lCells.empty() && !isNull(lCells.front()) && cellText(lCells.front()) == *a_oNames.m_oKeyValue) {
+            return bOfKeys ? sKey + " is no key of " + sTable : std::string();
+        }
+    }
+    return "no row of " + sTable + " has that " + sKey;
+}
+
+std::string NameCheck::describeReadOnly(const std::string& a_sTable)
+{
+    const auto oDescription = m_oConnection.call(request::Describe{a_sTable});
+    return oDescription.ok() && !oDescription->m_bWritable ? a_sTable + " is read-only"
+                                                           : a_sTable + " does not support this write";
+}
+
+bool NameCheck::isStored(const std::string& a_sTable)
+{
+    return m_oConnection.call(request::GetTables{wire::ETableFilter::Stored})->hasName(a_sTable);
 }
 
 } // namespace systema::cli

@@ -5,6 +5,7 @@
 #include "cli/arguments.h"
 #include "client/connection.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,8 +15,8 @@ namespace systema::cli {
 struct Names
 {
     std::string m_sTable;
-    std::vector<std::string> m_lColumns{}; // the key's column before those read or written
-    bool m_bKey = false;                   // there is one
+    std::vector<std::string> m_lColumns{};    // the key's column before those read or written
+    std::optional<std::string> m_oKeyValue{}; // nothing without a key
     bool m_bWrite = false;
 };
 
@@ -41,6 +42,10 @@ public:
 private:
     /// A text for the first of the columns that the table does not have, empty when it has all.
     std::string describeUnknown(const Names& a_oNames, const std::vector<std::string>& a_lSchema);
+    /// Why a request with a key that names nothing unknown fails, empty where that cannot be said.
+    std::string describeKey(const client::Status& a_oStatus, const Names& a_oNames);
+    std::string describeReadOnly(const std::string& a_sTable);
+    bool isStored(const std::string& a_sTable);
 
     client::Connection& m_oConnection;
 };

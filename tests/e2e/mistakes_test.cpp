@@ -34,6 +34,7 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
                    "INSERT INTO ViewNames VALUES (90, 'Broken', 'UserGroup', 'Id', 'UserAccount', 'GroupId'),"
                    " (91, 'Empty', 'UserGroup', 'Id', 'UserAccount', 'GroupId');"
                    "INSERT INTO ViewColumns VALUES (90, 'Id', 90, 2, 'Id'), (91, 'Lost', 90, 2, 'Nowhere')");
+    writeFile(m_oSandbox.path("etc/TZ"), "UTC0\n");
     start();
     struct Case
     {
@@ -53,9 +54,10 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
         {9,
          R"(no column "name" in StatusNetifWatch; did you mean "Name"?)",
          {"get", "StatusNetifWatch", "--key", "name=br0"}},
-        {9,
-         "no row of StatusNetifWatch has that Addr, or Addr is no key of it",
-         {"get", "StatusNetifWatch", "--key", "Addr=x"}},
+        {9, "no row of StatusNetifWatch has that Addr", {"get", "StatusNetifWatch", "--key", "Addr=x"}},
+        {9, "IsUp is no key of StatusNetifWatch", {"get", "StatusNetifWatch", "--key", "IsUp=0"}},
+        {10, "Id is no key of NetifCounter", {"get", "NetifCounter", "--key", "Id=1"}},
+        {1, "no row of ConfigServerLimits has that Id", {"get", "ConfigServerLimits", "--key", "Id=01"}},
         {8,
          "no such table or column: the value of the key Name has a quote, which no key can have",
          {"get", "Item", "--key", "Name=O'Neil"}},
@@ -80,10 +82,13 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
         {8,
          "no such table or column: the value of the key Name has a quote, which no key can have",
          {"del", "Item", "--key", "Name=O'Neil"}},
-        {9, "no row of Tz has that Name, or Name is no key of it", {"del", "Tz", "--key", "Name=UTC0"}},
-        {9,
-         "no row of Tz has that Name, or Name is no key of it, or a column given cannot be set",
-         {"set", "Tz", "--key", "Name=XYZ0", "Start=M3.5.0"}},
+        {9, "no row of Tz has that Name", {"del", "Tz", "--key", "Name=UTC1"}},
+        {9, "no row of Tz has that Name", {"set", "Tz", "--key", "Name=XYZ0", "Start=M3.5.0"}},
+        {9, "a column given cannot be set in Tz", {"set", "Tz", "--key", "Name=UTC0", "Id=1"}},
+        {4, "StatusNetifWatch is read-only", {"set", "StatusNetifWatch", "--row", "0", "Name=x"}},
+        {4, "ConfigServerConfig does not support this write", {"del", "ConfigServerConfig", "--all"}},
+        {10, "no row shows Id=01, but one shows Id=1", {"set", "Item", "--key", "Id=01", "Note=x"}},
+        {10, "no row shows Id= 1, but one shows Id=1", {"del", "Item", "--key", "Id= 1"}},
         {1,
          R"(no column "time" in SystemTime; did you mean "Time"?)",
          {"set", "SystemTime", "--row", "0", "time=1"}},
@@ -197,7 +202,7 @@ TEST_F(Mistakes, AKeyThatSeveralRowsHaveIsRefusedUnlessAllAreMeant)
     expectDone({"batch"}, "set Twins --key Id=2 --all-matching Text=c\n"
                           "set Twins --key Id=1 Text=d\n"
                           "del Odd --key Id=1\n"
-                          "del Odd --key Loose=a\n"); // one is left
+                          "del Odd --key Loose=A\n"); // one is left
     EXPECT_THAT(client().rows("Twins"), ElementsAre("1 d", "2 c", "2 c"));
     EXPECT_THAT(client().rows("Odd", {"Exact"}), ElementsAre("b"));
     EXPECT_EQ(1U, client().count("Job"));
