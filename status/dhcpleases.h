@@ -22,7 +22,7 @@ class DhcpLeases : public IStatusInfoSubPlugin, public IDBusDnsMasq
 public:
     struct Lease
     {
-        std::int32_t m_iId = 0; // position, counted from 1, when it was last read by position
+        std::int32_t m_iId = 0; // see rows.h; 0 for a new row
         std::int32_t m_iInstance = 0;
         std::uint32_t m_iExpires;
         std::string m_sMacAddress;

@@ -73,13 +73,6 @@ DnsCache::DnsCache(DnsMasqDBusProxy& a_oDnsMasq, BootClock a_oNow)
 {
 }
 
-EResultCode DnsCache::fill(systema::ValueList& a_row, CacheEntry& a_oRow, const systema::NameList& a_columns)
-{
-    // A row that was found by its key is numbered, too.
-    a_oRow.m_iId = static_cast<std::int32_t>(&a_oRow - m_lRows.data() + 1);
-    return SingleTable::fill(a_row, a_oRow, a_columns);
-}
-
 /// True when the table may be served, with new entries or with the old ones.
 bool DnsCache::refresh()
 {

@@ -22,7 +22,7 @@ class DnsMasqDBusProxy;
 
 struct CacheEntry
 {
-    std::int32_t m_iId = 0; // position, counted from 1, when it was last read
+    std::int32_t m_iId = 0; // see rows.h; 0 for a new row
     std::int32_t m_iInstance = 0;
     std::string m_sHost;
     std::string m_sAddress;
@@ -53,8 +53,6 @@ public:
 private:
     /// False when the directory of the files cannot be read.
     bool refresh() override;
-    systema::EResultCode fill(systema::ValueList& a_row, CacheEntry& a_oRow,
-                              const systema::NameList& a_columns) override;
     bool readFiles();
     bool append(const FileParser::Line& a_lTokens);
 

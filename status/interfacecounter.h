@@ -24,7 +24,7 @@ class IPv6DBusProxy;
 /// The counts of one device.
 struct InterfaceCounterRow
 {
-    unsigned m_iId = 0; // position, counted from 1, when it was last read by position
+    unsigned m_iId = 0; // see rows.h; 0 for a new row
     std::string m_sName;
     std::uint32_t m_iUp = 0;
     std::uint32_t m_iDown = 0;

@@ -87,7 +87,7 @@ EResultCode IPRoute::getRowByKey(const std::string& a_table, systema::ValueList&
                                  const std::string& a_keyColumn, const std::string& a_keyValue,
                                  const systema::NameList& a_columns)
 {
-    const Family* pFamily = find(a_table);
+    Family* pFamily = find(a_table);
     return pFamily == nullptr ? EResultCode(EResultCode::NoTable)
                               : selectKey(a_row, pFamily->m_lRoutes, c_aColumns, c_aColumns, a_keyColumn,
                                           a_keyValue, a_columns);

@@ -15,7 +15,7 @@ namespace zel {
 
 struct PasswdUser
 {
-    std::int32_t m_iId = 0; // position, counted from 1, when it was last read by position
+    std::int32_t m_iId = 0; // see rows.h; 0 for a new row
     std::string m_sUsername;
     std::string m_sUserId;
     std::string m_sGroupId;

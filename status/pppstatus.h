@@ -18,7 +18,7 @@ namespace zel {
 
 struct StatusEntry
 {
-    std::int32_t m_iId = 0; // position, counted from 1, when it was last read by position
+    std::int32_t m_iId = 0; // see rows.h; 0 for a new row
     std::string m_sInterface;
     std::int32_t m_iStatus = 0;
     std::string m_sStatusDesc;

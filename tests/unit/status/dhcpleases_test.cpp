@@ -86,21 +86,19 @@ TEST_F(DhcpLeases, ADeletionReachesBothTablesAndAnnouncesLeasesOnly)
     EXPECT_EQ(m_oLeases.update(), m_lChanged);
 }
 
-TEST_F(DhcpLeases, TheIdIsThatOfTheLastReadByPosition)
+TEST_F(DhcpLeases, TheIdIsThePositionAtWhichTheRowWasFirstSeen)
 {
     m_oTables.DhcpLeaseAdded(c_sIp, c_sMac, "", "", 60);
     m_oTables.DhcpLeaseAdded("192.0.2.8", c_sMac, "", "", 60);
-    EXPECT_EQ(find("Id", "2"), "code 10");
-    EXPECT_EQ(find("Id", "0"), c_sIp) << "unread rows have the number 0";
-    m_oLeases.all({});
-    EXPECT_EQ(find("Id", "2"), "192.0.2.8");
+    EXPECT_EQ(find("Id", "2"), "192.0.2.8") << "a key numbers what nobody has read";
+    EXPECT_EQ(find("Id", "0"), "code 10");
 
-    // Deleting moves the rows, but not their numbers; a lease that is told anew loses its own.
+    // Deleting moves the rows, but not their numbers; a lease that is told anew gets a new one.
     m_oTables.DhcpLeaseDeleted(c_sIp, c_sMac, "", "", 60);
     EXPECT_EQ(find("Id", "2"), "192.0.2.8");
     m_oTables.DhcpLeaseUpdated("192.0.2.8", c_sMac, "", "", 61);
     EXPECT_EQ(find("Id", "2"), "code 10");
-    EXPECT_EQ(find("Id", "0"), "192.0.2.8");
+    EXPECT_EQ(find("Id", "1"), "192.0.2.8");
 }
 
 TEST_F(DhcpLeases, AnyOtherNameMeansTheClients)
