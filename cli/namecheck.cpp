@@ -164,8 +164,9 @@ std::string NameCheck::describeKey(const Status& a_oStatus, const Names& a_oName
 std::string NameCheck::describeReadOnly(const std::string& a_sTable)
 {
     const auto oDescription = m_oConnection.call(request::Describe{a_sTable});
-    return oDescription.ok() && !oDescription->m_bWritable ? a_sTable + " is read-only"
-                                                           : a_sTable + " does not support this write";
+    return oDescription.ok() && !oDescription->m_bWritable
+               ? a_sTable + " is read-only"
+               : EResultCode(EResultCode::ReadOnly).strerror() + (": " + a_sTable);
 }
 
 bool NameCheck::isStored(const std::string& a_sTable)

@@ -86,7 +86,7 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
         {9, "no row of Tz has that Name", {"set", "Tz", "--key", "Name=XYZ0", "Start=M3.5.0"}},
         {9, "a column given cannot be set in Tz", {"set", "Tz", "--key", "Name=UTC0", "Id=1"}},
         {4, "StatusNetifWatch is read-only", {"set", "StatusNetifWatch", "--row", "0", "Name=x"}},
-        {4, "ConfigServerConfig does not support this write", {"del", "ConfigServerConfig", "--all"}},
+        {4, "read-only or not supported: ConfigServerConfig", {"del", "ConfigServerConfig", "--all"}},
         {10, "no row shows Id=01, but one shows Id=1", {"set", "Item", "--key", "Id=01", "Note=x"}},
         {10, "no row shows Id= 1, but one shows Id=1", {"del", "Item", "--key", "Id= 1"}},
         {1,
