@@ -18,6 +18,8 @@ constexpr const char* c_pAddress = "unix:path=/run/dbus/system_bus_socket";
 constexpr std::size_t c_iBurst = 16;        // signals
 constexpr milliseconds c_oLull{10};         // so long a silence is the end of a burst
 constexpr milliseconds c_oMostSilence{100}; // in one burst altogether
+constexpr milliseconds c_oMostRest{
+    100}; // for reading what is no signal that anybody awaits, or not all of one
 
 std::string busAddress()
 {
@@ -193,15 +195,16 @@ void BusConnection::confirmMatches(Clock::time_point a_oDeadline)
 void BusConnection::read(std::size_t a_iEnough)
 {
     const WaitTime::Count oCount(m_oWaitTime);
+    const auto oEnd = Clock::now() + c_oMostRest;
     Clock::duration oWaited{};
     std::size_t iBefore = 0;
+    bool bReady = true;
     do {
         iBefore = m_lSignals.size();
         const auto oStart = Clock::now();
-        m_oWatches.wait(iBefore >= c_iBurst && oWaited < c_oMostSilence ? c_oLull : milliseconds(0));
+        bReady = m_oWatches.wait(iBefore >= c_iBurst && oWaited < c_oMostSilence ? c_oLull : milliseconds(0));
         oWaited += Clock::now() - oStart;
-        m_oWatches.wait(milliseconds(0));
-    } while (m_lSignals.size() > iBefore && m_lSignals.size() < a_iEnough);
+    } while (bReady && m_lSignals.size() < a_iEnough && (m_lSignals.size() > iBefore || Clock::now() < oEnd));
 }
 
 } // namespace zel

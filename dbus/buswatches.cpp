@@ -20,7 +20,7 @@ void BusWatches::rem_watch(DBus::Watch* a_pWatch)
     }
 }
 
-void BusWatches::wait(std::chrono::milliseconds a_oMost)
+bool BusWatches::wait(std::chrono::milliseconds a_oMost)
 {
     std::array<pollfd, std::tuple_size_v<decltype(m_aWatches)>> aPolls{};
     for (std::size_t i = 0; i < aPolls.size(); ++i) {
@@ -33,7 +33,8 @@ void BusWatches::wait(std::chrono::milliseconds a_oMost)
                                                   ((iFlags & DBUS_WATCH_WRITABLE) != 0 ? POLLOUT : 0));
         }
     }
-    if (::poll(aPolls.data(), aPolls.size(), static_cast<int>(a_oMost.count())) > 0) {
+    const bool bReady = ::poll(aPolls.data(), aPolls.size(), static_cast<int>(a_oMost.count())) > 0;
+    if (bReady) {
         for (std::size_t i = 0; i < aPolls.size(); ++i) {
             const int iEvents = aPolls[i].revents;
             if (iEvents != 0 && m_aWatches[i]) { // handling the one before it may have removed it
@@ -45,6 +46,7 @@ void BusWatches::wait(std::chrono::milliseconds a_oMost)
         }
     }
     dispatch_pending();
+    return bReady;
 }
 
 } // namespace zel

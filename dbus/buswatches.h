@@ -22,8 +22,10 @@ public:
     BusWatches& operator=(const BusWatches&) = delete;
 
     /// Waits until the socket is ready, reads or writes what it can without waiting, and hands over the
-    /// messages that have come. A signal of the system ends the wait early.
-    void wait(std::chrono::milliseconds a_oMost);
+    /// messages that have come. A signal of the system ends the wait early. False when the socket was not
+    /// ready; libdbus reads some 2 KiB at a time, so there may be more when it was, and no message complete
+    /// yet.
+    bool wait(std::chrono::milliseconds a_oMost);
 
 private:
     /// Its state is asked for before each poll.

@@ -207,6 +207,20 @@ TEST_F(SystemBus, ABurstIsDeliveredInParts)
     expectInParts(3000);
 }
 
+TEST_F(SystemBus, LargeSignalsDoNotKeepThoseBehindThemForMinutes)
+{
+    for (int i = 0; i < 20; ++i) {
+        m_oService->emit("StatusChange", {std::string(100000, 'x')},
+                         "s"); // not what is expected, and so refused
+    }
+    m_oService->emit("StatusChange", {"eth0", "true"});
+    Signals lTold;
+    for (int i = 0; i < 20 && lTold.empty(); ++i) { // a tick each: more than a busy machine needs
+        lTold = deliver();
+    }
+    EXPECT_EQ(lTold, (Signals{"1: StatusChange eth0 1", "2: StatusChange eth0 1"}));
+}
+
 TEST_F(SystemBus, WhatABlockingCallHasReadIsDeliveredInPartsToo)
 {
     emitBurst(5000);
