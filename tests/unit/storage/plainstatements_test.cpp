@@ -98,18 +98,19 @@ public:
         }
         std::string sPairs;
         for (const auto& [sName, oValue] : a_lValues) {
-            sPairs += (sPairs.empty() ? "" : ", ") + sName + " = " + literal(oValue);
+            sPairs += (sPairs.empty() ? "" : ", ") + quoted(sName) + " = " + literal(oValue);
         }
-        return change("updateKey", a_sTable, a_sColumn, a_sKey, "UPDATE " + a_sTable + " SET " + sPairs,
-                      8192);
+        return change("updateKey", a_sTable, a_sColumn, a_sKey,
+                      "UPDATE " + quoted(a_sTable) + " SET " + sPairs, 8192);
     }
     EResultCode deleteKey(const std::string& a_sTable, const std::string& a_sColumn,
                           const std::string& a_sKey)
     {
-        return change("deleteKey", a_sTable, a_sColumn, a_sKey, "DELETE FROM " + a_sTable, 4096);
+        return change("deleteKey", a_sTable, a_sColumn, a_sKey, "DELETE FROM " + quoted(a_sTable), 4096);
     }
 
 private:
+    static std::string quoted(const std::string& a_sName) { return "`" + a_sName + "`"; }
     static std::string literal(const Value& a_oValue)
     {
         if (a_oValue.getType() == EDataType::Text) {
@@ -130,8 +131,10 @@ private:
         }
         ValueList lRow;
         const EResultCode eCode = selectKey(lRow, a_sTable, a_sColumn, a_sKey, {});
-        const std::string sText = a_sChange + " WHERE " + a_sColumn + " = '" + a_sKey + "' AND Id != 0";
-        if (eCode == EResultCode::Success && sText.size() > a_iLimit) {
+        const std::string sText =
+            a_sChange + " WHERE " + quoted(a_sColumn) + " = '" + a_sKey + "' AND Id != 0";
+        const auto iQuotes = static_cast<std::size_t>(std::ranges::count(sText, '`'));
+        if (eCode == EResultCode::Success && sText.size() - iQuotes > a_iLimit) {
             const std::string sLimit = "SQL string exceeds limit of " + std::to_string(a_iLimit) + " chars,";
             return logError(sLimit.c_str(), EResultCode::Failure);
         }
