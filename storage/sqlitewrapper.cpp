@@ -373,6 +373,10 @@ EResultCode SqliteWrapper::insertRow(const std::string& a_table, const ValueList
 
 EResultCode SqliteWrapper::insertKey(int& a_id, const std::string& a_table, const ValueList& a_values)
 {
+    if (isOpen()) {
+        // An insert that numbers no row leaves SQLite with the number of an earlier one.
+        sqlite3_set_last_insert_rowid(getDatabase(), 0);
+    }
     const EResultCode eCode = insertRow(a_table, a_values);
     return eCode != EResultCode::Success ? eCode : lastInsertID(a_id);
 }

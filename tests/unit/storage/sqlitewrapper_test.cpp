@@ -119,6 +119,54 @@ TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
     EXPECT_THAT(logged([&] { aCases[0].m_oRun(sQuotes); }), ElementsAre(limitLine(4096)));
 }
 
+TEST_F(SqliteWrapperTest, tablesAndColumnsWithTheNameOfAKeywordAreReadAndWritten)
+{
+    sql("CREATE TABLE \"Order\" (Id INTEGER PRIMARY KEY, \"Group\" TEXT, \"Index\" INT);"
+        "INSERT INTO \"Order\" VALUES (1, 'a', 1), (2, 'b', 2)");
+    SqliteWrapper oDatabase = open();
+    ColumnList lColumns;
+    ValueList lRow;
+    unsigned iSize = 0;
+    int iId = 0;
+    std::unique_ptr<IRowCursor> pRows;
+    EXPECT_EQ(logged([&] {
+                  EXPECT_EQ(oDatabase.getSchema(lColumns, "Order"), 0U);
+                  EXPECT_EQ(oDatabase.insertKey(iId, "Order", row({{"Group", "c"}, {"Index", 3}})), 0U);
+                  EXPECT_EQ(oDatabase.updateKey("Order", "Group", "a", row({{"Index", 7}})), 0U);
+                  EXPECT_EQ(oDatabase.updateRow("Order", 1, row({{"Group", "d"}})), 0U);
+                  EXPECT_EQ(oDatabase.deleteKey("Order", "Index", "3"), 0U);
+                  EXPECT_EQ(oDatabase.openRows(pRows, "Order", 0, 9, {"Index"}), 0U);
+                  EXPECT_EQ(oDatabase.getSize(iSize, "Order"), 0U);
+                  EXPECT_EQ(oDatabase.selectKey(lRow, "Order", "Index", "7", {"Group"}), 0U);
+              }),
+              Lines());
+    EXPECT_EQ(lColumns.size(), 3U);
+    EXPECT_EQ(iId, 3);
+    EXPECT_EQ(iSize, 2U);
+    EXPECT_EQ(lRow, row({{"Group", "a"}}));
+    pRows.reset();
+    logged([&] { EXPECT_EQ(oDatabase.selectRow(lRow, "Order", 0, {"From"}), 8U) << "and is no text"; });
+    EXPECT_EQ(oDatabase.deleteAll("Order"), 0U);
+}
+
+TEST_F(SqliteWrapperTest, anInsertThatNumbersNoRowDoesNotReportTheNumberOfAnEarlierOne)
+{
+    sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Word TEXT UNIQUE ON CONFLICT IGNORE);"
+        "CREATE TABLE Bare (Id INTEGER PRIMARY KEY, Word TEXT) WITHOUT ROWID");
+    SqliteWrapper oDatabase = open();
+    const struct
+    {
+        const char* m_pTable;
+        int m_iGiven;
+        int m_iReported;
+    } aInserts[] = {{"T", 5, 5}, {"Bare", 5, 0}, {"T", 6, 0}};
+    for (const auto& [pTable, iGiven, iReported] : aInserts) {
+        int iId = -1;
+        EXPECT_EQ(oDatabase.insertKey(iId, pTable, row({{"Id", iGiven}, {"Word", "same"}})), 0U);
+        EXPECT_EQ(iId, iReported) << pTable;
+    }
+}
+
 TEST_F(SqliteWrapperTest, aTextCellIsReadUpToANulByte)
 {
     sql("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO T VALUES (1, CAST(x'610062' AS "
