@@ -32,15 +32,6 @@ void addNew(NameList& a_lNames, const NameList& a_lOthers)
     }
 }
 
-/// True when a stored table takes both names for one key column: SQLite ignores case, and knows the number
-/// of the row by these names as well.
-bool isSameKey(const std::string& a_sColumn, const std::string& a_sKey)
-{
-    constexpr std::array c_aAliases = {"rowid", "oid", "_rowid_"};
-    const auto isKey = [&](const char* a_pName) { return ::strcasecmp(a_pName, a_sKey.c_str()) == 0; };
-    return isKey(a_sColumn.c_str()) || std::ranges::any_of(c_aAliases, isKey);
-}
-
 } // namespace
 
 TableViewPlugin::TableViewPlugin(systema::ConfigDispatcher& a_oDispatcher, bool a_bVerbose,
@@ -150,14 +141,24 @@ TableViewPlugin::SourceTable TableViewPlugin::inspect(const std::string& a_sTabl
     return oTable;
 }
 
+/// True when the stored table knows the numbers of its rows by this name, as SQLite does by "rowid". A view
+/// of the schema does not, nor does a table WITHOUT ROWID.
+bool TableViewPlugin::isRowNumber(const std::string& a_sTable, const std::string& a_sColumn)
+{
+    std::unique_ptr<systema::IRowCursor> pRows;
+    return m_oDispatcher.openKeyRows(pRows, this, a_sTable, {a_sColumn}) != EResultCode::Success || pRows;
+}
+
 /// True when the table's schema is known and does not have the column.
 bool TableViewPlugin::lacks(const SourceTable& a_oTable, const std::string& a_sColumn, bool a_bAsKey)
 {
     const auto isColumn = [&](const auto& a_oColumn) {
         return a_oColumn.first == a_sColumn ||
-               (a_bAsKey && a_oTable.m_bStored && isSameKey(a_oColumn.first, a_sColumn));
+               (a_bAsKey && a_oTable.m_bStored &&
+                ::strcasecmp(a_oColumn.first.c_str(), a_sColumn.c_str()) == 0);
     };
-    return a_oTable.m_bSchemaKnown && std::ranges::none_of(a_oTable.m_lSchema, isColumn);
+    return a_oTable.m_bSchemaKnown && std::ranges::none_of(a_oTable.m_lSchema, isColumn) &&
+           !(a_bAsKey && a_oTable.m_bStored && isRowNumber(a_oTable.m_sName, a_sColumn));
 }
 
 /// Compares the definition with the tables that exist. Returns the faults, joined by "; ".

@@ -114,7 +114,8 @@ private:
     std::string findFaults(View& a_oView);
     struct SourceTable;
     SourceTable inspect(const std::string& a_sTable);
-    static bool lacks(const SourceTable& a_oTable, const std::string& a_sColumn, bool a_bAsKey);
+    bool isRowNumber(const std::string& a_sTable, const std::string& a_sColumn);
+    bool lacks(const SourceTable& a_oTable, const std::string& a_sColumn, bool a_bAsKey);
     systema::EResultCode getSourceSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable);
     bool hasSource(const std::string& a_sTable);
     void subscribe(const systema::NameList& a_lTables);

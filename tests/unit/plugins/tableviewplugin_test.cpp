@@ -326,6 +326,24 @@ TEST_F(TableViewPlugin, AColumnOfTheJoinThatDoesNotExistIsToldInOneLine)
               "error TableView View `Alias` names a column that the schema of `Line` lacks: `AccountId`\n");
 }
 
+TEST_F(TableViewPlugin, ARowNumberThatTheTableLacksIsToldOnceAndNotForEachRow)
+{
+    sql("phone.db", "CREATE TABLE Bare (Id INTEGER PRIMARY KEY, Number TEXT) WITHOUT ROWID;"
+                    "INSERT INTO Bare VALUES (1, '030')");
+    view("(2, 'OfBare', 'Bare', 'rowid', 'Line', 'AccountId'), (3, 'Whole', 'Account', '_rowid_', 'Line', "
+         "'Id')");
+    columns("('Line', 2, 'Name')", "2, 3");
+    accounts("(1, '030', '')");
+    lines("(1, 'FXS1', 1, ''), (2, 'FXS2', 2, '')");
+    EXPECT_EQ(logOf([&] {
+                  start();
+                  EXPECT_EQ(inBulk("OfBare"), Rows{});
+                  EXPECT_EQ(size("OfBare"), 0U);
+                  EXPECT_EQ(inBulk("Whole"), Rows{"'FXS1' "});
+              }),
+              "error TableView View `OfBare` names a column that the schema of `Bare` lacks: `rowid`\n");
+}
+
 TEST_F(TableViewPlugin, AViewIsServedWholeOrNotAtAllHoweverManyThereAre)
 {
     const auto many = [](int a_iLast) {
