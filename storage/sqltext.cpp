@@ -59,8 +59,8 @@ SqlText& SqlText::name(std::string_view a_sName)
         m_sRefused = "near \"" + std::string(a_sName) + '"';
     }
     if (count(a_sName.size())) {
-        // Quoted, since a board may well have a column "Order" or "Group". Not with double quotes: SQLite takes an
-        // unknown name in these for a text.
+        // Quoted, since a board may well have a column "Order" or "Group". Not with double quotes: SQLite
+        // takes an unknown name in these for a text.
         m_sPrepared += '`';
         m_sPrepared += a_sName;
         m_sPrepared += '`';
