@@ -3,7 +3,7 @@
 #include "cli/dumpwatch.h"
 #include "cli/newfile.h"
 #include "restore/dumpcheck.h"
-#include "storage/databasefiles.h"
+#include "restore/dumpset.h"
 #include "zel/execute.h"
 #include "zel/systempath.h"
 
@@ -17,6 +17,7 @@
 namespace systema::cli {
 
 namespace fs = std::filesystem;
+using zel::cfg::dumpNames;
 
 namespace {
 
@@ -39,18 +40,6 @@ Outcome failure(const std::string& a_sText, const std::error_code& a_oError)
 std::error_code lastError()
 {
     return {errno, std::generic_category()};
-}
-
-/// In the order in which the daemon writes them.
-std::vector<std::string> dumpNames()
-{
-    std::vector<std::string> lNames;
-    for (const DatabaseFile& oFile : c_aDatabaseFiles) {
-        if (oFile.m_bPersistent) {
-            lNames.push_back(std::string(oFile.m_pName) + ".sql");
-        }
-    }
-    return lNames;
 }
 
 /// One word for the shell.

@@ -1,6 +1,8 @@
 #include "cli/commands.h"
-#include "restore/dumpcheck.h"
+#include "restore/dumpset.h"
 #include "restore/generations.h"
+#include "restore/restore.h"
+#include "zel/systempath.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -13,7 +15,19 @@ namespace {
 
 constexpr std::string_view c_sDumpSuffix = ".db.sql";
 
-/// Adds what is found in a directory of dumps. False when there is none. Throws fs::filesystem_error.
+/// As a restore on this device judges it.
+std::optional<std::string> findFault(const fs::path& a_oDump)
+{
+    if (!zel::cfg::isDumpName(a_oDump.filename())) {
+        return "not a dump of a persistent database";
+    }
+    static const std::string sFactory = zel::systemPath("/usr/share/ledgerd/factory");
+    return zel::cfg::findFault(
+        {.m_sDatabaseDirectory = {}, .m_sStoreDirectory = {}, .m_sFactoryDirectory = sFactory}, a_oDump);
+}
+
+/// Adds what is found in a directory of dumps, and which of them is missing. False when there is none. Throws
+/// fs::filesystem_error.
 bool checkDumps(const fs::path& a_oDirectory, const fs::path& a_oShown, std::vector<Finding>& a_lFindings)
 {
     std::vector<std::string> lNames;
@@ -22,11 +36,19 @@ bool checkDumps(const fs::path& a_oDirectory, const fs::path& a_oShown, std::vec
             lNames.push_back(std::move(sName));
         }
     }
+    if (lNames.empty()) {
+        return false;
+    }
     std::ranges::sort(lNames);
     for (const std::string& sName : lNames) {
-        a_lFindings.push_back({a_oShown / sName, zel::cfg::findDumpFault(a_oDirectory / sName)});
+        a_lFindings.push_back({a_oShown / sName, findFault(a_oDirectory / sName)});
     }
-    return !lNames.empty();
+    for (const std::string& sName : zel::cfg::dumpNames()) {
+        if (!std::ranges::binary_search(lNames, sName)) {
+            a_lFindings.push_back({a_oShown / sName, "is missing"});
+        }
+    }
+    return true;
 }
 
 std::vector<Finding> checkDirectory(const std::string& a_sDirectory)

@@ -1,7 +1,7 @@
 #include "restore/backuparchive.h"
 
+#include "restore/dumpset.h"
 #include "restore/regularfile.h"
-#include "storage/databasefiles.h"
 #include "zel/execute.h"
 #include "zel/lines.h"
 
@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <iterator>
 #include <numeric>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
@@ -23,22 +24,11 @@ namespace zel::cfg {
 namespace {
 
 constexpr std::array<unsigned char, 2> c_aZipped = {0x1f, 0x8b};
+constexpr std::string_view c_sHere = "./"; // as "tar c ." has it
 constexpr std::size_t c_iLineSize = 1024;
 constexpr std::size_t c_iLongestShown = 120;
 constexpr std::size_t c_iLeastWords = 6;  // of a line of the listing
 constexpr std::size_t c_iSizeFromEnd = 4; // size, date, time, name
-
-std::string dumpOf(const systema::DatabaseFile& a_oFile)
-{
-    return std::string(a_oFile.m_pName) + ".sql";
-}
-
-bool isDump(const std::string& a_sName)
-{
-    return std::ranges::any_of(systema::c_aDatabaseFiles, [&](const systema::DatabaseFile& a_oFile) {
-        return a_oFile.m_bPersistent && a_sName == dumpOf(a_oFile);
-    });
-}
 
 /// A line of a listing as it may be logged.
 std::string shown(std::string a_sLine)
@@ -46,6 +36,34 @@ std::string shown(std::string a_sLine)
     std::ranges::replace_if(
         a_sLine, [](char a_cByte) { return a_cByte < ' ' || a_cByte > '~'; }, '?');
     return a_sLine.substr(0, c_iLongestShown);
+}
+
+const char* kindOf(char a_cType)
+{
+    switch (a_cType) {
+    case '-':
+        return "the file";
+    case 'd':
+        return "the directory";
+    case 'l':
+        return "the symbolic link";
+    case 'h':
+        return "the hard link";
+    case 'p':
+        return "the pipe";
+    default:
+        return "the device";
+    }
+}
+
+/// What no backup holds, by kind and name. The name is what follows date and time, "2026-11-23 17:52"; tar
+/// makes escapes of what a name may not show.
+std::string nameInWords(const std::string& a_sLine)
+{
+    static const std::regex c_grTime(" [0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{5,8} ");
+    std::smatch oTime;
+    const std::string sName = std::regex_search(a_sLine, oTime, c_grTime) ? oTime.suffix().str() : a_sLine;
+    return std::string(kindOf(a_sLine[0])) + " \"" + shown(sName) + '"';
 }
 
 /// What is wrong when tar has ended with this result.
@@ -86,9 +104,9 @@ BackupArchive::BackupArchive(const std::string& a_sFile, const Limits& a_oLimits
     if (iResult != 0 || !sComplaint.empty()) {
         throw std::runtime_error(faultOf(iResult, sComplaint));
     }
-    for (const auto& oFile : systema::c_aDatabaseFiles) {
-        if (oFile.m_bPersistent && !m_mDumps.contains(dumpOf(oFile))) {
-            throw std::runtime_error("holds no " + dumpOf(oFile));
+    for (const std::string& sName : dumpNames()) {
+        if (!m_mDumps.contains(sName)) {
+            throw std::runtime_error("holds no " + sName);
         }
     }
 }
@@ -105,46 +123,50 @@ void BackupArchive::add(const std::string& a_sLine, const Limits& a_oLimits)
 {
     std::istringstream oWords(a_sLine);
     const std::vector<std::string> lWords(std::istream_iterator<std::string>(oWords), {});
-    if (a_sLine[0] != '-' || lWords.size() < c_iLeastWords || !isDump(lWords.back())) {
-        throw std::runtime_error("holds what is no dump of a database: " + shown(a_sLine));
+    if (a_sLine[0] == 'd' && lWords.back() == c_sHere) {
+        return;
     }
-    const std::string& sName = lWords.back();
+    const std::string& sMember = lWords.back();
+    const std::string sName = sMember.substr(sMember.starts_with(c_sHere) ? c_sHere.size() : 0);
+    if (a_sLine[0] != '-' || lWords.size() < c_iLeastWords || !isDumpName(sName)) {
+        throw std::runtime_error("holds what is no dump of a database: " + nameInWords(a_sLine));
+    }
     const std::string& sSize = lWords[lWords.size() - c_iSizeFromEnd];
     std::uint64_t iSize = 0;
     const char* const pEnd = sSize.data() + sSize.size();
     const auto oRead = std::from_chars(sSize.data(), pEnd, iSize);
     if (oRead.ec == std::errc::invalid_argument ||
         oRead.ptr != pEnd) { // as with a link, "h -> services.db.sql"
-        throw std::runtime_error("holds what is no dump of a database: " + shown(a_sLine));
+        throw std::runtime_error("holds what is no dump of a database: " + nameInWords(a_sLine));
     }
     if (oRead.ec != std::errc() || iSize > a_oLimits.dump()) {
         throw std::runtime_error(sName + " is larger than " + std::to_string(a_oLimits.dump() / c_iMiB) +
                                  " MiB");
     }
-    if (!m_mDumps.emplace(sName, iSize).second) {
+    if (!m_mDumps.emplace(sName, Member{sMember, iSize}).second) {
         throw std::runtime_error("holds " + sName + " twice");
     }
 }
 
 std::uint64_t BackupArchive::size() const
 {
-    return std::accumulate(m_mDumps.begin(), m_mDumps.end(), std::uint64_t(0),
-                           [](std::uint64_t a_iSum, const auto& a_oDump) { return a_iSum + a_oDump.second; });
+    return std::accumulate(
+        m_mDumps.begin(), m_mDumps.end(), std::uint64_t(0),
+        [](std::uint64_t a_iSum, const auto& a_oDump) { return a_iSum + a_oDump.second.m_iSize; });
 }
 
 void BackupArchive::unpack(const std::string& a_sDirectory) const
 {
-    for (const auto& [sName, iSize] : m_mDumps) {
+    for (const auto& [sName, oMember] : m_mDumps) {
         try {
-            unpack(sName, iSize, a_sDirectory + "/" + sName);
+            unpack(oMember, a_sDirectory + "/" + sName);
         } catch (const std::runtime_error& oError) {
             throw std::runtime_error(sName + ": " + oError.what());
         }
     }
 }
 
-void BackupArchive::unpack(const std::string& a_sName, std::uint64_t a_iSize,
-                           const std::string& a_sFile) const
+void BackupArchive::unpack(const Member& a_oMember, const std::string& a_sFile) const
 {
     const UniqueFd oFile(::open(a_sFile.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!oFile) {
@@ -152,7 +174,7 @@ void BackupArchive::unpack(const std::string& a_sName, std::uint64_t a_iSize,
     }
     std::uint64_t iWritten = 0;
     const auto oWrite = [&](std::string_view a_sPiece) {
-        if (a_sPiece.size() > a_iSize - iWritten) {
+        if (a_sPiece.size() > a_oMember.m_iSize - iWritten) {
             throw std::runtime_error("longer than it is listed");
         }
         while (!a_sPiece.empty()) {
@@ -164,8 +186,8 @@ void BackupArchive::unpack(const std::string& a_sName, std::uint64_t a_iSize,
             iWritten += static_cast<std::uint64_t>(iPart);
         }
     };
-    const int iResult = executeCommand(command("-xO") + " " + a_sName + " 2> /dev/null", oWrite);
-    if (iResult != 0 || iWritten != a_iSize) {
+    const int iResult = executeCommand(command("-xO") + " " + a_oMember.m_sName + " 2> /dev/null", oWrite);
+    if (iResult != 0 || iWritten != a_oMember.m_iSize) {
         throw std::runtime_error(faultOf(iResult, {}));
     }
     if (::fsync(oFile.get()) != 0) {

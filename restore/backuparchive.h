@@ -19,7 +19,7 @@ class BackupArchive
 {
 public:
     /// Opens and lists it. Throws unless it holds each dump once, as a file of a bounded size, and nothing
-    /// else.
+    /// else but the directory "./".
     BackupArchive(const std::string& a_sFile, const Limits& a_oLimits);
 
     /// The bytes of all dumps.
@@ -29,13 +29,19 @@ public:
     void unpack(const std::string& a_sDirectory) const;
 
 private:
+    struct Member
+    {
+        std::string m_sName; // in the archive: the dump's, or "./" and that
+        std::uint64_t m_iSize;
+    };
+
     std::string command(const std::string& a_sAction) const;
     void add(const std::string& a_sLine, const Limits& a_oLimits);
-    void unpack(const std::string& a_sName, std::uint64_t a_iSize, const std::string& a_sFile) const;
+    void unpack(const Member& a_oMember, const std::string& a_sFile) const;
 
     UniqueFd m_oFile;
     bool m_bZipped = false;
-    std::map<std::string, std::uint64_t> m_mDumps; // names and sizes
+    std::map<std::string, Member> m_mDumps; // by the name of the dump
 };
 
 } // namespace zel::cfg

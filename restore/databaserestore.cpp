@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <ranges>
+#include <string_view>
 
 namespace fs = std::filesystem;
 using systema::SqliteError;
@@ -29,6 +31,30 @@ void removeDatabase(const std::string& a_sPath)
     }
 }
 
+bool sharesName(const std::vector<std::string>& a_lTables, const std::vector<std::string>& a_lOthers)
+{
+    return std::ranges::any_of(a_lTables, [&](const std::string& a_sTable) {
+        return std::ranges::any_of(
+            a_lOthers, [&](const std::string& a_sOther) { return isSameName(a_sTable, a_sOther); });
+    });
+}
+
+/// None of a factory that is missing or does not load.
+std::vector<std::string> tablesOfFactory(const std::string& a_sFactory, const Limits& a_oLimits)
+{
+    try {
+        SqliteFile oFactory(a_oLimits.m_iDatabase);
+        loadDump(oFactory, a_sFactory, a_oLimits);
+        return findTables(oFactory);
+    } catch (const SqliteError& oError) {
+        if (oError.isOfMachine()) {
+            throw;
+        }
+    } catch (const std::runtime_error&) { // no file, or no text
+    }
+    return {};
+}
+
 } // namespace
 
 DatabaseRestore::DatabaseRestore(const systema::DatabaseFile& a_oFile, const RestoreSettings& a_oSettings,
@@ -41,8 +67,7 @@ DatabaseRestore::DatabaseRestore(const systema::DatabaseFile& a_oFile, const Res
       m_iModule(a_iLogModule),
       m_sPath(fs::path(a_oSettings.m_sDatabaseDirectory) / a_oFile.m_pName),
       m_sTemporary(m_sPath + ".restore"),
-      m_sFactory(fs::path(a_oSettings.m_sFactoryDirectory) /
-                 fs::path(a_oFile.m_pName).replace_extension(".sql")),
+      m_sFactory(factoryOf(a_oFile)),
       m_oVersion(a_oFile.m_pName)
 {
 }
@@ -51,7 +76,9 @@ ERestored DatabaseRestore::run()
 {
     try {
         removeDatabase(m_sTemporary);
-        findFactory();
+        if (const auto oFault = findFactory()) {
+            ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s: %s", m_sFactory.c_str(), oFault->c_str());
+        }
         if (m_oSettings.m_bKeep && isKept()) {
             m_sSource = "kept";
             return ERestored::Current;
@@ -98,8 +125,14 @@ std::optional<SqliteFile> DatabaseRestore::lockExisting() const
     }
 }
 
-/// A factory that is of no use must not make a fault of the dumps, so it is tried alone.
-void DatabaseRestore::findFactory()
+std::string DatabaseRestore::factoryOf(const systema::DatabaseFile& a_oFile) const
+{
+    return fs::path(m_oSettings.m_sFactoryDirectory) / fs::path(a_oFile.m_pName).replace_extension(".sql");
+}
+
+/// Returns what is wrong with it. A factory that is of no use must not make a fault of the dumps, so it is
+/// tried alone.
+std::optional<std::string> DatabaseRestore::findFactory()
 {
     try {
         m_bFactory = true;
@@ -107,9 +140,10 @@ void DatabaseRestore::findFactory()
             loadFactory();
             return 0;
         });
+        return std::nullopt;
     } catch (const SqliteError& oError) {
         m_bFactory = false;
-        ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s: %s", m_sFactory.c_str(), oError.what());
+        return oError.what();
     }
 }
 
@@ -118,6 +152,38 @@ void DatabaseRestore::loadFactory()
     if (m_bFactory) {
         m_oFactory.emplace(m_oSettings.m_oLimits.m_iDatabase);
         loadDump(*m_oFactory, m_sFactory, m_oSettings.m_oLimits);
+    }
+}
+
+/// Throws when the dump is one of another database: its rows would be dropped as unknown, and the settings be
+/// those of the factory. The table of the schema version names the database; a dump without one, as older
+/// firmware wrote it, has tables of its own factory. Tables that no factory has tell nothing: they may be a
+/// board's own, or wait for a migration.
+void DatabaseRestore::requireOwn(const SqliteFile& a_oSaved) const
+{
+    const auto lTables = findTables(a_oSaved);
+    auto oOthers = systema::c_aDatabaseFiles | std::views::filter([this](const auto& a_oFile) {
+                       return std::string_view(a_oFile.m_pName) != m_oFile.m_pName;
+                   });
+    const auto throwOther = [this](const systema::DatabaseFile& a_oFile) {
+        throw std::runtime_error(std::string("is a dump of ") + a_oFile.m_pName + ", not of " +
+                                 m_oFile.m_pName);
+    };
+    if (sharesName(lTables, {m_oVersion.getTable()})) {
+        return;
+    }
+    for (const auto& oFile : oOthers) {
+        if (sharesName(lTables, {SchemaVersion(oFile.m_pName).getTable()})) {
+            throwOther(oFile);
+        }
+    }
+    if (!m_oFactory || sharesName(lTables, findTables(*m_oFactory))) {
+        return;
+    }
+    for (const auto& oFile : oOthers) {
+        if (sharesName(lTables, tablesOfFactory(factoryOf(oFile), m_oSettings.m_oLimits))) {
+            throwOther(oFile);
+        }
     }
 }
 
@@ -228,6 +294,7 @@ ERestored DatabaseRestore::makeConfined(const std::string& a_sDump, bool a_bMigr
         if (findTables(oSaved).empty() && m_oFactory && !findTables(*m_oFactory).empty()) {
             throw std::runtime_error("holds no table");
         }
+        requireOwn(oSaved);
         const ERestored eRestored = upgrade(oSaved, a_bMigrate);
         if (a_bWrite) {
             write(oSaved);

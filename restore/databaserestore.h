@@ -31,6 +31,7 @@ public:
     ERestored run();
     /// Does what run() does with a dump, but for writing the file. Throws systema::SqliteError with what is
     /// wrong with the dump, or with the machine, in one line without the dump's name.
+    /// Does not log what is wrong with the factory.
     void check(const std::string& a_sDump);
     /// Where the database came from; empty when it could not be made.
     const std::string& getSource() const { return m_sSource; }
@@ -38,10 +39,12 @@ public:
 private:
     int confined(const std::string& a_sFile, const std::function<int()>& a_oWork) const;
     std::optional<systema::SqliteFile> lockExisting() const;
-    void findFactory();
+    std::string factoryOf(const systema::DatabaseFile& a_oFile) const;
+    std::optional<std::string> findFactory();
     void loadFactory();
     bool isKept();
     void requireCurrent(const systema::SqliteFile& a_oDatabase) const;
+    void requireOwn(const systema::SqliteFile& a_oSaved) const;
     bool hasFactorySchema(const systema::SqliteFile& a_oDatabase) const;
     ERestored make();
     std::optional<ERestored> takeDump(const std::string& a_sDump);

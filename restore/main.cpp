@@ -9,6 +9,7 @@
 
 #include <iostream>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 namespace {
@@ -69,6 +70,7 @@ void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings, std::vect
 int main(int a_iCount, char** a_pArguments)
 {
     zel::openStandardFiles();
+    ::umask(S_IRWXG | S_IRWXO); // whoever starts it: settings are for their owner, who can read them
     ZEL_Sysloglevel_construct2(c_pProgram);
     try {
         CLI::App oApp("Makes the databases of ledgerd from what was saved, before it starts.", c_pProgram);

@@ -79,15 +79,30 @@ ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_o
             }
         }
     } catch (const std::system_error& oError) {
-        const bool bInUse = oError.code() == std::errc::operation_would_block;
-        ZEL_Sysloglevel_error(iModule, zel::here(), "%s%s", oError.what(),
-                              bInUse ? ": ledgerd must be stopped first" : "");
+        if (oError.code() == std::errc::operation_would_block) {
+            ZEL_Sysloglevel_error(iModule, zel::here(), "%s is in use; ledgerd must be stopped first",
+                                  a_oSettings.m_sDatabaseDirectory.c_str());
+        } else {
+            ZEL_Sysloglevel_error(iModule, zel::here(), "%s", oError.what());
+        }
         eWorst = ERestored::Failed;
     } catch (const std::exception& oError) {
         ZEL_Sysloglevel_error(iModule, zel::here(), "%s", oError.what());
         eWorst = ERestored::Failed;
     }
     return eWorst;
+}
+
+std::optional<std::string> findFault(const RestoreSettings& a_oSettings, const std::string& a_sDump)
+{
+    const int iModule = ZEL_Sysloglevel_registerModul("ledger-restore");
+    const Migrations oMigrations(a_oSettings.m_sFactoryDirectory + "/migrations", iModule);
+    try {
+        checkDump(a_oSettings, oMigrations, a_sDump, iModule);
+        return std::nullopt;
+    } catch (const systema::SqliteError& oError) {
+        return oError.what();
+    }
 }
 
 EChecked checkDumps(const RestoreSettings& a_oSettings, const std::vector<std::string>& a_lFiles,

@@ -8,6 +8,7 @@
 #include "restore/limits.h"
 
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,10 @@ enum class ERestored
 };
 
 ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_oReport);
+
+/// What is wrong with a dump, in one line without its name, as --from and --check judge it. The other
+/// settings than factory and limits do not matter. Touches no file.
+std::optional<std::string> findFault(const RestoreSettings& a_oSettings, const std::string& a_sDump);
 
 /// What can be said of dumps. The exit status of ledger-restore --check.
 enum class EChecked

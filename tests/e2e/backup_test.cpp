@@ -132,6 +132,12 @@ TEST_F(Backup, ComesUpOnADeviceWhereNothingWasEverSaved)
     EXPECT_EQ("600\n", shell(oB.path("flash/store"), "find . -type f -printf '%m\\n' | sort -u"));
     EXPECT_TRUE(fs::exists(oB.path("tmp/db/unsaved"))) << "a board may keep its settings elsewhere";
 
+    // An archive that names its files by their directory is as good.
+    shell(oB.path("tmp"), "mkdir d; tar -C d -xzf '" + sOdd + "'; tar -C d -czf whole.tgz .; rm -r d");
+    fs::remove_all(oB.path("flash"));
+    EXPECT_EQ(0, restore(oB, {"--from", oB.path("tmp/whole.tgz")}).m_iStatus);
+    EXPECT_EQ("7\n", shell(oB.path("flash/store/generation.1"), "ls | wc -l"));
+
     // A boot finds the same, and a second backup becomes the generation after it.
     fs::remove_all(oB.path("tmp/db"));
     EXPECT_THAT(restore(oB, {}).m_sOutput, HasSubstr("\nservices.db: generation 1\n"));
@@ -207,7 +213,10 @@ TEST_F(Backup, HostileArchivesAreRefusedWithNothingChanged)
         {"rm d/services.db.sql; mkfifo d/services.db.sql; tar -C d -czf bad $names", pNoDump},
         {"rm d/services.db.sql; mknod d/services.db.sql c 1 5; tar -C d -czf bad $names", pNoDump},
         {"rm d/services.db.sql; mkdir d/services.db.sql; tar -C d -czf bad $names", pNoDump},
-        {"echo x > d/extra; tar -C d -czf bad $names extra", pNoDump},
+        {"echo x > d/extra; tar -C d -czf bad $names extra", pNoDump + std::string("the file \"extra\"")},
+        {"mkdir d/sub; tar -C d -czf bad .", pNoDump + std::string("the directory \"./sub/\"")},
+        {"cp d/services.db.sql d/persistent-web.db.sql; tar -C d -czf bad $names",
+         "persistent-web.db.sql: is a dump of services.db, not of persistent-web.db"},
         {"tar -C d -czf bad --transform='s,^services,../services,' $names", ""},
         {"tar -C d -czf bad -P --transform='s,^services,/tmp/services,' $names", ""},
         {"tar -C d -czf bad --transform='s,^services,5 2026-11-23 10:10 services,' $names",

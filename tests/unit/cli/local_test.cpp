@@ -6,7 +6,7 @@
 #include "tests/unit/zel/tempdir.h"
 #include "zel/fifo.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <filesystem>
@@ -113,25 +113,35 @@ TEST_F(LocalTest, ControlLeavesAloneWhatIsNoFifo)
     EXPECT_EQ(control("dump -p"), sError);
 }
 
-TEST_F(LocalTest, RestoreCheckTellsOfEveryDump)
+TEST_F(LocalTest, RestoreCheckJudgesEveryDumpAndWhetherTheSetIsWhole)
 {
     const std::string sBegin = "PRAGMA foreign_keys=OFF;\nBEGIN TRANSACTION;\nCREATE TABLE T (Id INTEGER);\n";
-    write("generation.9/a.db.sql", sBegin + "COMMIT;\n");
-    EXPECT_EQ(ledgerctl("restore-check " + path("generation.9")), "a.db.sql: ok\n");
+    std::string sAllGood;
+    for (const char* pName : {"persistent-area", "persistent-common", "persistent-network",
+                              "persistent-phone", "persistent-tr069", "persistent-web", "services"}) {
+        const std::string sDump = std::string(pName) + ".db.sql";
+        write("generation.9/" + sDump, sBegin + "COMMIT;\n");
+        write("generation.10/" + sDump, sBegin + "COMMIT;\n");
+        sAllGood += sDump + ": ok\n";
+    }
+    EXPECT_EQ(ledgerctl("restore-check " + path("generation.9")), sAllGood);
     EXPECT_EQ(m_iExit, 0);
 
-    write("generation.10/a.db.sql", sBegin + "COMMIT;\n");
-    write("generation.10/b.db.sql", sBegin);
-    write("generation.010/a.db.sql", "no generation");
-    write("new/a.db.sql", "a save that was interrupted");
+    fs::remove(path("generation.10/persistent-area.db.sql"));
+    write("generation.10/persistent-common.db.sql", sBegin);
+    write("generation.10/foo.db.sql", sBegin + "COMMIT;\n");
+    write("generation.010/foo.db.sql", "no generation");
+    write("new/foo.db.sql", "a save that was interrupted");
     fs::create_directory(path("generation.11"));
-    EXPECT_EQ(ledgerctl("--csv restore-check " + path("")),
-              "dump,fault\n"
-              "generation.11,no dump in it\n"
-              "generation.10/a.db.sql,\n"
-              "generation.10/b.db.sql,cut off or rolled back: does not end with COMMIT\n"
-              "generation.9/a.db.sql,\n"
-              "ledgerctl: bad: 2 of 4 [1]\n");
+    EXPECT_THAT(
+        ledgerctl("--csv restore-check " + path("")),
+        testing::AllOf(testing::HasSubstr("dump,fault\ngeneration.11,no dump in it\n"
+                                          "generation.10/foo.db.sql,not a dump of a persistent database\n"
+                                          "generation.10/persistent-common.db.sql,"
+                                          "cut off or rolled back: does not end with COMMIT\n"
+                                          "generation.10/persistent-network.db.sql,\n"),
+                       testing::HasSubstr("generation.10/persistent-area.db.sql,is missing\n"),
+                       testing::HasSubstr("ledgerctl: bad: 4 of 16 [1]\n")));
     ledgerctl("restore-check " + path("generation.11"));
     EXPECT_EQ(m_iExit, 1);
     ledgerctl("restore-check " + path("missing"));

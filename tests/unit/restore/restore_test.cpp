@@ -80,6 +80,46 @@ TEST_F(RestoreTest, whatIsDamagedOrMissingFallsBackAndKeepsNothingOfIt)
     EXPECT_EQ(getSource(), "generation 2 (previous)");
 }
 
+TEST_F(RestoreTest, aDumpOfAnotherDatabaseUnderTheNameIsDamaged)
+{
+    const auto setUp = [this](const std::string& a_sSaved) {
+        save(2, dumpOf("previous"));
+        save(3, dump(a_sSaved));
+    };
+    const std::string sDump = m_oDir.file("store/generation.3/persistent-web.db.sql");
+    const std::string sRows = " (Id INTEGER PRIMARY KEY, Text TEXT);\n";
+    setFactory("CREATE TABLE Service" + sRows, "services.db");
+    setFactory("CREATE TABLE Area" + sRows, "persistent-area.db");
+    const std::string sService = "CREATE TABLE service" + sRows;
+    const std::string sMark =
+        "CREATE TABLE SchemaVersionServices (Id INTEGER PRIMARY KEY, Version INTEGER);\n";
+    const std::string sT = "CREATE TABLE T" + sRows + "INSERT INTO T VALUES(1,'saved');\n";
+
+    // of older firmware, of a restored device, and with a table whose name both databases have
+    for (const std::string& sForeign : {sService, sService + sMark, sMark + sT}) {
+        setUp(sForeign);
+        EXPECT_EQ(restore(), ERestored::FellBack) << sForeign;
+        EXPECT_EQ(getSource(), "generation 2 (previous)") << sForeign;
+        EXPECT_EQ(text(), "previous|") << sForeign;
+        EXPECT_THAT(getLog(), HasSubstr(sDump + ": is a dump of services.db, not of persistent-web.db"));
+        const RestoreSettings oSettings{m_oDir.file("db"), m_oDir.file("store"), m_oDir.file("factory")};
+        std::ostringstream oReport;
+        EXPECT_EQ(checkDumps(oSettings, {sDump}, oReport), EChecked::Bad);
+        EXPECT_EQ(oReport.str(), sDump + ": is a dump of services.db, not of persistent-web.db\n");
+        EXPECT_EQ(findFault(oSettings, sDump), "is a dump of services.db, not of persistent-web.db");
+    }
+
+    // a table that has moved here, one of a board, and one that has moved away beside the own mark
+    for (const std::string& sOwn :
+         {sT + sService, "CREATE TABLE Board" + sRows,
+          "CREATE TABLE SchemaVersionPersistentWeb (Id INTEGER PRIMARY KEY, Version INTEGER);\n" +
+              sService}) {
+        setUp(sOwn);
+        EXPECT_EQ(restore(), ERestored::Current) << sOwn << getLog();
+        EXPECT_EQ(getSource(), "generation 3") << sOwn;
+    }
+}
+
 TEST_F(RestoreTest, withoutFactoryOneDatabaseIsMissingAndTheOthersAreMade)
 {
     std::filesystem::remove(m_oDir.file("factory/persistent-web.sql"));
