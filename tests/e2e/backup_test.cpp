@@ -133,7 +133,7 @@ TEST_F(Backup, ComesUpOnADeviceWhereNothingWasEverSaved)
     EXPECT_TRUE(fs::exists(oB.path("tmp/db/unsaved"))) << "a board may keep its settings elsewhere";
 
     // An archive that names its files by their directory is as good.
-    shell(oB.path("tmp"), "mkdir d; tar -C d -xzf '" + sOdd + "'; tar -C d -czf whole.tgz .; rm -r d");
+    shell(oB.path("tmp"), "mkdir d; tar -C d -xzf \"" + sOdd + "\"; tar -C d -czf whole.tgz .; rm -r d");
     fs::remove_all(oB.path("flash"));
     EXPECT_EQ(0, restore(oB, {"--from", oB.path("tmp/whole.tgz")}).m_iStatus);
     EXPECT_EQ("7\n", shell(oB.path("flash/store/generation.1"), "ls | wc -l"));
