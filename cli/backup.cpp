@@ -141,6 +141,9 @@ Outcome runBackup(Session& a_oSession, const Arguments& a_oArguments)
 {
     const std::string& sFile = a_oArguments.m_sFile;
     const std::string& sDumps = a_oArguments.m_sDumpDirectory;
+    if (sFile == "-") {
+        return Outcome::usage("a backup goes to a file, not to standard output; ./- is a file of that name");
+    }
     if (!NewFile::isReplaceable(sFile)) {
         return Outcome::usage(sFile + " is not a regular file");
     }

@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -46,11 +48,20 @@ bool NewFile::write(std::string_view a_sText)
 
 bool NewFile::finish()
 {
-    const bool bDone = ::fsync(m_oFile.get()) == 0 && std::rename(m_sPath.c_str(), m_sTarget.c_str()) == 0;
-    if (bDone) {
-        m_oFile.reset();
+    // Whatever the umask: its owner may read it.
+    if (::fchmod(m_oFile.get(), S_IRUSR | S_IWUSR) != 0 || ::fsync(m_oFile.get()) != 0 ||
+        std::rename(m_sPath.c_str(), m_sTarget.c_str()) != 0) {
+        return false;
     }
-    return bDone;
+    m_oFile.reset();
+    // Some file systems cannot sync a directory, and the file is there already: no failure.
+    const auto oParent = fs::path(m_sTarget).parent_path();
+    const zel::UniqueFd oDirectory(
+        ::open(oParent.empty() ? "." : oParent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (oDirectory) {
+        ::fsync(oDirectory.get());
+    }
+    return true;
 }
 
 } // namespace systema::cli

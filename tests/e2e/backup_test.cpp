@@ -144,6 +144,8 @@ TEST_F(Backup, ComesUpOnADeviceWhereNothingWasEverSaved)
     const auto oAgain = restore(oB, {"--from", sOdd});
     EXPECT_THAT(oAgain.m_sOutput, StartsWith(sOdd + ": stored as generation 2\n")) << oAgain.m_sErrors;
     EXPECT_EQ(64, restore(oB, {"--from", sOdd, "--keep"}).m_iStatus);
+    EXPECT_EQ(64, ledgerctl({"backup", "-"}).m_iStatus);
+    EXPECT_FALSE(fs::exists("-"));
     EXPECT_EQ(64, restore(oB, {"--from", oB.path("none.tgz")}).m_iStatus);
 }
 
