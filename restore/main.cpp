@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <csignal>
 #include <iostream>
 #include <string>
 #include <sys/stat.h>
@@ -70,7 +71,8 @@ void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings, std::vect
 int main(int a_iCount, char** a_pArguments)
 {
     zel::openStandardFiles();
-    ::umask(S_IRWXG | S_IRWXO); // whoever starts it: settings are for their owner, who can read them
+    std::signal(SIGPIPE, SIG_IGN); // whoever stops reading the report: the daemon needs every database
+    ::umask(S_IRWXG | S_IRWXO);    // whoever starts it: settings are for their owner, who can read them
     ZEL_Sysloglevel_construct2(c_pProgram);
     try {
         CLI::App oApp("Makes the databases of ledgerd from what was saved, before it starts.", c_pProgram);

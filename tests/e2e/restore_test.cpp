@@ -1,9 +1,11 @@
 // ledger-restore as a boot script runs it.
+#include "storage/databasefiles.h"
 #include "tests/e2e/daemontest.h"
 
 #include <csignal>
 #include <filesystem>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -50,6 +52,23 @@ TEST_F(RestoreProgramTest, tellsTheSourceOfWhatItFindsByItsConfiguration)
     EXPECT_THAT(restore({"-s", "/nonexistent"}).m_sOutput, HasSubstr("persistent-web.db: factory\n"));
     EXPECT_EQ(restore({"--factory-directory"}).m_iStatus, 64);
     EXPECT_EQ(restore({"--config", m_oSandbox.path("none")}).m_iStatus, 64);
+}
+
+TEST_F(RestoreProgramTest, makesEveryDatabaseWhenNobodyReadsItsReport)
+{
+    const auto closeReaders = [] {
+        std::signal(SIGPIPE, SIG_DFL);
+        int aPipe[2];
+        if (::pipe(aPipe) == 0) {
+            ::close(aPipe[0]);
+            ::dup2(aPipe[1], STDOUT_FILENO);
+            ::dup2(aPipe[1], STDERR_FILENO);
+        }
+    };
+    EXPECT_EQ(restore({}, closeReaders).m_iStatus, 0);
+    for (const auto& oFile : systema::c_aDatabaseFiles) {
+        EXPECT_TRUE(fs::exists(m_oSandbox.path("tmp/db/") + oFile.m_pName)) << oFile.m_pName;
+    }
 }
 
 TEST_F(RestoreProgramTest, aFullDiskIsNoReasonToFallBack)
