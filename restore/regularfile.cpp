@@ -1,5 +1,7 @@
 #include "restore/regularfile.h"
 
+#include "storage/sqlitefile.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -15,6 +17,9 @@ RegularFile openRegularFile(const std::string& a_sFile)
     struct stat oStatus
     {
     };
+    if (!oFile && (errno == EACCES || errno == EMFILE || errno == ENFILE || errno == ENOMEM)) {
+        throw systema::SqliteError(systema::SqliteError::ECause::Machine, std::strerror(errno));
+    }
     if (!oFile || ::fstat(oFile.get(), &oStatus) != 0) {
         throwSystemError();
     }

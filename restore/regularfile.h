@@ -16,7 +16,8 @@ struct RegularFile
 };
 
 /// Opens the file for reading. Throws when that fails, and for a directory, a pipe or a device, without
-/// waiting.
+/// waiting. A file that may be good but cannot be opened here and now (no permission, no memory, too many
+/// open files) is a systema::SqliteError of the machine.
 RegularFile openRegularFile(const std::string& a_sFile);
 
 /// Throws the text of errno.

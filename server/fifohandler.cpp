@@ -2,6 +2,7 @@
 
 #include "server/databasehold.h"
 #include "server/sqlitedump.h"
+#include "server/waitseconds.h"
 #include "systema/configdispatcher.h"
 #include "systema/persistscript.h"
 #include "zel/assert.h"
@@ -10,7 +11,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
@@ -35,6 +35,12 @@ constexpr SourceTag tag(unsigned a_iLine)
 bool startsWith(const char* a_pText, std::string_view a_sWord)
 {
     return std::strncmp(a_pText, a_sWord.data(), a_sWord.size()) == 0;
+}
+
+/// What stands before the first blank or line end.
+std::string firstWord(const char* a_pText)
+{
+    return {a_pText, std::strcspn(a_pText, " \t\r\n")};
 }
 
 } // namespace
@@ -130,13 +136,24 @@ void FifoHandler::execute(const char* a_pCommand)
         ZEL_Sysloglevel_info(m_iModule, tag(82), "Dump request via FIFO");
         requestDump(a_pCommand + 5);
     } else if (startsWith(a_pCommand, "waittime")) {
-        const auto iSeconds = static_cast<unsigned>(std::atol(a_pCommand + 9));
-        ZEL_Sysloglevel_info(m_iModule, tag(116), "Wait time change request via FIFO: new value %u",
-                             iSeconds);
-        m_oScript.setWaitTime(iSeconds);
+        setWaitTime(a_pCommand + 9);
     } else if (startsWith(a_pCommand, "persistmode")) {
         setPersistMode(a_pCommand + 12);
+    } else if (!firstWord(a_pCommand).empty()) {
+        ZEL_Sysloglevel_warning(m_iModule, here(), "Unknown command via FIFO: %.40s",
+                                firstWord(a_pCommand).c_str());
     }
+}
+
+void FifoHandler::setWaitTime(const char* a_pSeconds)
+{
+    const auto oSeconds = parseWaitSeconds(firstWord(a_pSeconds));
+    if (!oSeconds) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "Invalid wait time requested");
+        return;
+    }
+    ZEL_Sysloglevel_info(m_iModule, tag(116), "Wait time change request via FIFO: new value %u", *oSeconds);
+    m_oScript.setWaitTime(*oSeconds);
 }
 
 void FifoHandler::trigger()

@@ -50,6 +50,7 @@ private:
     void requestDump(const char* a_pOption);
     void dumpWhenFree();
     void dump();
+    void setWaitTime(const char* a_pSeconds);
     void setPersistMode(const char* a_pMode);
     void listen();
     void reopen();

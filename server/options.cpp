@@ -1,8 +1,8 @@
 #include "server/options.h"
 
+#include "server/waitseconds.h"
 #include "zel/systempath.h"
 
-#include <charconv>
 #include <cstdlib>
 #include <getopt.h>
 #include <iostream>
@@ -17,8 +17,6 @@ constexpr const char* c_pSocketFile = "/tmp/ledgerd.socket";
 constexpr const char* c_pFifoFile = "/tmp/ledgerd.fifo";
 constexpr const char* c_pPidPath = "/var/run";
 constexpr const char* c_pDumpPath = "/flash/sql";
-
-constexpr unsigned long c_iLongestWaitSeconds = 0x7fffffff;
 
 constexpr const char* c_pShortOptions = "hvbd:s:f:p:t:x:m:V";
 constexpr option c_aLongOptions[] = {
@@ -70,17 +68,6 @@ int refuse(const std::string& a_sReason)
     return EXIT_FAILURE;
 }
 
-/// The seconds that the whole text is, nothing when it is none or out of range: to take it for 0 would turn
-/// the saving off.
-std::optional<unsigned long> parseSeconds(std::string_view a_sText)
-{
-    unsigned long iSeconds = 0;
-    const char* pEnd = a_sText.data() + a_sText.size();
-    const auto [pRest, eError] = std::from_chars(a_sText.data(), pEnd, iSeconds);
-    const bool bNumber = eError == std::errc() && pRest == pEnd && iSeconds <= c_iLongestWaitSeconds;
-    return bNumber ? std::optional(iSeconds) : std::nullopt;
-}
-
 } // namespace
 
 std::optional<int> parseOptions(Options& a_oOptions, int a_iArgc, char* a_pArgv[])
@@ -117,7 +104,7 @@ std::optional<int> parseOptions(Options& a_oOptions, int a_iArgc, char* a_pArgv[
             take(a_oOptions.m_sDumpPath, "Dump path: ");
             break;
         case 't':
-            if (const auto oSeconds = parseSeconds(optarg)) {
+            if (const auto oSeconds = parseWaitSeconds(optarg)) {
                 a_oOptions.m_iFlashWaitSeconds = *oSeconds;
             } else {
                 return refuse("the flash wait time \"" + std::string(optarg) + "\" is not a number of 0 to " +

@@ -214,16 +214,18 @@ TEST_F(FifoHandlerTest, WaitTimeIsTheNumberBehindOneCharacter)
     };
     EXPECT_EQ(lNewWait("5"), send("waittime 5\n"));
     EXPECT_EQ(5, wait());
-    EXPECT_EQ(lNewWait("70"), send("waittime=70s"));
+    EXPECT_EQ(lNewWait("70"), send("waittime=70 s"));
     EXPECT_EQ(70, wait());
-    for (const auto& sCommand : {"waittime abc"s, "waittime"s, "waittime7"s, "waittime \0007"s}) {
-        EXPECT_EQ(lNewWait("0"), send(sCommand));
-        EXPECT_EQ(-1, wait());
+    for (const auto& sCommand :
+         {"waittime abc"s, "waittime"s, "waittime7"s, "waittime \0007"s, "waittime 7s"s, "waittime -1"s,
+          "waittime 99999999999999999999999999999999"s}) {
+        EXPECT_THAT(send(sCommand), ElementsAre(testing::HasSubstr("Invalid wait time requested")));
+        EXPECT_EQ(70, wait()) << "a typo must not turn the saving off";
     }
-    EXPECT_EQ(lNewWait("4294967295"), send("waittime -1"));
+    EXPECT_EQ(lNewWait("0"), send("waittime 0"));
     EXPECT_EQ(-1, wait());
-    send("waittime 99999999999999999999999999999999");
-    wait(); // whatever the number, it must not overflow
+    EXPECT_THAT(send("LOCK\n"), ElementsAre(testing::HasSubstr("Unknown command via FIFO: LOCK")));
+    EXPECT_THAT(send("\n"), testing::IsEmpty());
 }
 
 TEST_F(FifoHandlerTest, PersistModesSetTheWaitAsWellAndSaySo)
@@ -254,7 +256,7 @@ TEST_F(FifoHandlerTest, PersistModesSetTheWaitAsWellAndSaySo)
     }
 }
 
-TEST_F(FifoHandlerTest, OtherBytesDoNothingAndSayNothing)
+TEST_F(FifoHandlerTest, OtherBytesDoNothingAndAreLogged)
 {
     std::string sAll(256, '\0');
     for (std::size_t i = 0; i < sAll.size(); ++i) {
@@ -263,10 +265,11 @@ TEST_F(FifoHandlerTest, OtherBytesDoNothingAndSayNothing)
     for (const auto& sBytes : {""s, "\n"s, " trigger"s, "Trigger"s, "trigge"s, "\0trigger"s, "unloc"s, sAll,
                                std::string(256, 'x'), std::string(1000, '\0'), std::string(60000, '\xff'),
                                std::string(128, 'x') + "dump -a", std::string(255, 'x') + "dump -a"}) {
-        EXPECT_THAT(send(sBytes), IsEmpty());
+        EXPECT_THAT(send(sBytes), testing::Each(testing::HasSubstr(": Unknown command via FIFO: ")));
     }
+    EXPECT_THAT(send(std::string(1000, '\0') + "\n"), IsEmpty());
     // What does not fit into one read is the next command.
-    EXPECT_EQ(info("67: Trigger request via FIFO"), send(std::string(256, 'x') + "trigger"));
+    EXPECT_EQ(info("67: Trigger request via FIFO").front(), send(std::string(256, 'x') + "trigger").back());
     EXPECT_EQ("", dumped());
     EXPECT_THAT([this] { m_oHandler.handleEvent(0); }, testing::ThrowsMessage<error::AssertionError>(
                                                            "a_handle == m_oFifo.getFd() (fifohandler:59)"));
