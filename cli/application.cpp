@@ -1,6 +1,7 @@
 #include "cli/application.h"
 
 #include "cli/commandline.h"
+#include "cli/commands.h"
 #include "cli/utf8.h"
 #include "client/connection.h"
 
@@ -26,10 +27,10 @@ Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::i
                      a_oErrors,   a_bTerminal, &a_oOutput == &std::cout ? STDOUT_FILENO : -1};
     Outcome oOutcome = a_oCommand.m_pRun(oSession, a_oArguments);
     if (oOutcome.ok() && !a_oOutput.flush()) {
+        const bool bWritten = a_oCommand.m_eWrite != EWrite::None || a_oCommand.m_pRun == runBatch;
         return client::Status::refused(EResultCode::Failure,
-                                       a_oCommand.m_eWrite == EWrite::None
-                                           ? "cannot write the output"
-                                           : "cannot write the output, but the row is written");
+                                       bWritten ? "the rows are written, but the output cannot be"
+                                                : "cannot write the output");
     }
     return oOutcome;
 }

@@ -10,6 +10,7 @@
 #include "cli/writebatch.h"
 #include "client/transaction.h"
 
+#include <algorithm>
 #include <functional>
 #include <type_traits>
 
@@ -202,28 +203,74 @@ struct Line
 {
     std::string m_sContext; // "line 3: "
     Arguments m_oArguments;
-    ValueList m_lValues;
+    ValueList m_lValues{};
+    bool m_bImmediate = false; // the write holds at once, and no rollback undoes it
 };
+
+/// What no line may begin with although it is a word of ledgerctl; empty for any other.
+std::string describeNoWrite(const std::string& a_sWord)
+{
+    const auto lCommands = commands();
+    const auto it = std::ranges::find(lCommands, a_sWord, &Command::m_pName);
+    if (a_sWord != "ledgerctl" && (it == lCommands.end() || it->m_eWrite != EWrite::None)) {
+        return {};
+    }
+    return "\"" + a_sWord + "\" in a batch, whose lines begin with set, add or del";
+}
+
+/// The words of the next command, which may go over several lines. False at the end of the input.
+bool readCommand(std::istream& a_oInput, unsigned& a_iLines, WordSplitter& a_oWords, std::string& a_sFault)
+{
+    std::string sLine;
+    auto eState = WordSplitter::EState::WantsLine;
+    bool bAny = false;
+    while (eState == WordSplitter::EState::WantsLine && std::getline(a_oInput, sLine)) {
+        bAny = true;
+        if (++a_iLines == 1 && sLine.starts_with("\xef\xbb\xbf")) { // which some editors put there
+            sLine.erase(0, 3);
+        }
+        if (sLine.ends_with('\r')) {
+            sLine.pop_back();
+        }
+        if (sLine.find('\0') != std::string::npos) {
+            a_sFault = "it holds a NUL byte";
+            return true;
+        }
+        eState = a_oWords.add(sLine);
+    }
+    if (eState == WordSplitter::EState::Operator) {
+        a_sFault = "\"" + a_oWords.words().back() +
+                   "\": a line has one command; quote what belongs to a value, like ';'";
+    } else if (bAny && eState == WordSplitter::EState::WantsLine) {
+        a_sFault = "a quote is not closed, or nothing follows a backslash";
+    }
+    return bAny;
+}
 
 Outcome parseLines(std::istream& a_oInput, std::ostream& a_oErrors, std::vector<Line>& a_lLines)
 {
     CommandLine oGrammar(CommandLine::EGrammar::BatchLine);
-    std::string sLine;
-    for (unsigned iNumber = 1; std::getline(a_oInput, sLine); ++iNumber) {
-        const std::string sContext = "line " + std::to_string(iNumber) + ": ";
-        auto oWords = splitWords(sLine);
-        if (!oWords) {
-            return Outcome::usage(sContext + "a quote is not closed, or nothing follows a backslash");
+    unsigned iLines = 0;
+    for (;;) {
+        const std::string sContext = "line " + std::to_string(iLines + 1) + ": ";
+        WordSplitter oWords;
+        std::string sFault;
+        if (!readCommand(a_oInput, iLines, oWords, sFault)) {
+            return {};
         }
-        if (oWords->empty()) {
+        if (sFault.empty() && oWords.words().empty()) {
             continue;
         }
-        if (const Outcome oParsed = oGrammar.parse(std::move(*oWords), a_oErrors); !oParsed.ok()) {
+        if (sFault.empty()) {
+            sFault = describeNoWrite(oWords.words().front());
+        }
+        const Outcome oParsed =
+            sFault.empty() ? oGrammar.parse(oWords.words(), a_oErrors) : Outcome::usage(sFault);
+        if (!oParsed.ok()) {
             return Outcome::usage(sContext + oParsed.m_sText);
         }
-        a_lLines.push_back({sContext, oGrammar.arguments(), {}});
+        a_lLines.push_back({sContext, oGrammar.arguments()});
     }
-    return {};
 }
 
 Outcome typeLines(Session& a_oSession, std::vector<Line>& a_lLines)
@@ -235,6 +282,7 @@ Outcome typeLines(Session& a_oSession, std::vector<Line>& a_lLines)
             return explained(a_oSession, oValues, oLine.m_oArguments, oLine.m_sContext);
         }
         oLine.m_lValues = std::move(*oValues);
+        oLine.m_bImmediate = oSchemas.isImmediate(oLine.m_oArguments.m_sTable);
     }
     return {};
 }
@@ -257,9 +305,11 @@ struct FailedLine
 };
 
 /// Submits the writes of the lines until one has failed. The lines, and what is written to, must outlive the
-/// batch's answers.
+/// batch's answers. Around a write that holds at once, the answers are awaited: it is not made after a
+/// failure.
 void submitLines(client::Connection& a_oConnection, WriteBatch& a_oBatch, std::vector<Line>& a_lLines,
-                 FailedLine& a_oFailed, std::vector<std::int32_t>& a_lIds)
+                 FailedLine& a_oFailed, std::vector<std::int32_t>& a_lIds,
+                 std::vector<const Line*>& a_lStaying)
 {
     KeyCheck oKeys(a_oConnection);
     for (auto it = a_lLines.begin(); it != a_lLines.end() && a_oFailed.m_pLine == nullptr; ++it) {
@@ -270,11 +320,17 @@ void submitLines(client::Connection& a_oConnection, WriteBatch& a_oBatch, std::v
             break;
         }
         oKeys.forget(oArguments);
+        if (it->m_bImmediate && !a_oBatch.wait()) {
+            break;
+        }
         std::visit(
             [&](const auto& a_oRequest) {
                 a_oBatch.add(a_oRequest, it->m_sContext, [&, pLine = &*it](const auto& a_oAnswer) {
                     if (a_oAnswer.ok()) {
                         addId(a_lIds, a_oAnswer);
+                    }
+                    if (a_oAnswer.ok() && pLine->m_bImmediate) {
+                        a_lStaying.push_back(pLine);
                     }
                     return a_oFailed.take(*pLine, a_oAnswer);
                 });
@@ -306,11 +362,20 @@ Outcome runBatch(Session& a_oSession, const Arguments& a_oArguments)
     }
     FailedLine oFailed;
     std::vector<std::int32_t> lIds;
-    submitLines(a_oSession.m_oConnection, oBatch, lLines, oFailed, lIds);
+    std::vector<const Line*> lStaying;
+    submitLines(a_oSession.m_oConnection, oBatch, lLines, oFailed, lIds, lStaying);
     oOutcome = oBatch.finish();
     if (oFailed.m_pLine != nullptr) {
         oOutcome = explained(a_oSession, oFailed.m_oStatus, oFailed.m_pLine->m_oArguments,
                              oFailed.m_pLine->m_sContext);
+    }
+    if (!oOutcome.ok() && !lStaying.empty()) {
+        oOutcome.m_sText += "; written for good, in tables that no rollback undoes:";
+        for (const Line* pLine : lStaying) {
+            oOutcome.m_sText += (pLine == lStaying.front() ? " " : ", ") +
+                                pLine->m_sContext.substr(0, pLine->m_sContext.find(':'));
+        }
+        oOutcome.m_sText += "; nothing else is";
     }
     if (oOutcome.ok() && !lIds.empty()) {
         a_oSession.m_oPrinter.printIds(lIds);

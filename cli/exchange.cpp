@@ -13,7 +13,6 @@
 #include <cerrno>
 #include <cstring>
 #include <ranges>
-#include <set>
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -192,29 +191,42 @@ namespace {
 struct TableImport
 {
     std::string m_sTable;
-    ImportPlan m_oPlan;
+    ImportPlan m_oPlan{};
+    bool m_bImmediate = false; // its writes hold at once, and no rollback undoes them
 };
 
-Outcome planTable(client::Connection& a_oConnection, const std::string& a_sTable, json_object* a_pTable,
-                  ImportPlan& a_oPlan)
+/// The columns of the schema, and those that only the rows have.
+ColumnList columnsOf(const Table& a_oTable)
+{
+    ColumnList lColumns = a_oTable.m_lSchema;
+    for (const std::string& sName : a_oTable.m_oRows.columns()) {
+        if (lColumns.getColumn(sName) == nullptr) {
+            lColumns.add(sName, EDataType::Null);
+        }
+    }
+    return lColumns;
+}
+
+Outcome planTable(client::Connection& a_oConnection, json_object* a_pTable, TableImport& a_oImport)
 {
     json_object* pRows = nullptr;
     if (!json_object_is_type(a_pTable, json_type_object) ||
         !json_object_object_get_ex(a_pTable, "rows", &pRows)) {
-        return Outcome::usage(tableContext(a_sTable) + "it has no \"rows\"");
+        return Outcome::usage("it has no \"rows\"");
     }
     Table oTable;
-    if (const auto oStatus = readTable(a_oConnection, a_sTable, oTable); !oStatus.ok()) {
-        return tableFailure(a_oConnection, oStatus, a_sTable);
+    if (const auto oStatus = readTable(a_oConnection, a_oImport.m_sTable, oTable); !oStatus.ok()) {
+        return oStatus;
     }
-    std::vector<ValueList> lRows;
-    Outcome oOutcome = readRows(pRows, oTable.m_lSchema, lRows);
-    if (oOutcome.ok()) {
-        a_oPlan = planImport(oTable.m_oRows, oTable.m_oZeroRow, lRows);
-    } else {
-        oOutcome.m_sText.insert(0, tableContext(a_sTable));
+    if (oTable.m_lSchema.getColumn("Id") == nullptr) {
+        return Outcome::usage("it has no Id, by which rows are told apart");
     }
-    return oOutcome;
+    const auto oDescription = a_oConnection.call(request::Describe{a_oImport.m_sTable});
+    a_oImport.m_bImmediate = oDescription.ok() && isImmediate(*oDescription);
+    std::vector<ImportRow> lRows;
+    const Outcome oRead = readRows(pRows, columnsOf(oTable), lRows);
+    return oRead.ok() ? planImport(oTable.m_oRows, oTable.m_oZeroRow, std::move(lRows), a_oImport.m_oPlan)
+                      : oRead;
 }
 
 /// Reads every table of the file against the one of the daemon.
@@ -222,14 +234,19 @@ Outcome planTables(Session& a_oSession, json_object* a_pFile, std::vector<TableI
 {
     json_object_object_foreach(a_pFile, pTable, pContent)
     {
-        auto& [sTable, oPlan] = a_lImports.emplace_back(TableImport{pTable, {}});
-        Outcome oOutcome = planTable(a_oSession.m_oConnection, sTable, pContent, oPlan);
-        if (!oOutcome.ok()) {
-            return oOutcome;
+        Outcome oOutcome =
+            planTable(a_oSession.m_oConnection, pContent, a_lImports.emplace_back(TableImport{pTable}));
+        if (oOutcome.m_iExit ==
+            EResultCode::NoTable) { // a table that is not there is named by the text itself
+            const auto oRefused = client::Status::refused(EResultCode::NoTable);
+            const auto oExplained = NameCheck(a_oSession.m_oConnection).explain(oRefused, NameList{pTable});
+            if (oExplained.text() != oRefused.text()) {
+                return oExplained;
+            }
         }
-        if (oPlan.m_bZeroRowDiffers) {
-            a_oSession.m_oErrors << "ledgerctl: " << printable(tableContext(sTable))
-                                 << "its row with Id 0 is another one, which cannot be written\n";
+        if (!oOutcome.ok()) {
+            oOutcome.m_sText.insert(0, tableContext(pTable));
+            return oOutcome;
         }
     }
     return {};
@@ -237,46 +254,50 @@ Outcome planTables(Session& a_oSession, json_object* a_pFile, std::vector<TableI
 
 struct Write
 {
-    std::string m_sContext;
+    std::string m_sWhere; // table and row
     std::variant<request::DeleteKey, request::UpdateKey, request::InsertRow> m_oRequest;
     client::Status m_oRefusal{}; // by a constraint, when it was sent last
 };
 
-std::string rowContext(const std::string& a_sTable, const std::string& a_sId)
-{
-    return tableContext(a_sTable) + "Id " + a_sId + ": ";
-}
-
-/// The writes of all tables, which refer to the plans.
-std::vector<Write> changesOf(const std::vector<TableImport>& a_lImports)
+/// The writes of those tables that take them at once, or of the others. They refer to the plans.
+std::vector<Write> changesOf(const std::vector<TableImport>& a_lImports, bool a_bImmediate)
 {
     std::vector<Write> lChanges;
-    for (const auto& [sTable, oPlan] : a_lImports) {
-        for (const auto& [sId, lValues] : oPlan.m_lUpdates) {
-            lChanges.push_back({rowContext(sTable, sId), request::UpdateKey{sTable, "Id", sId, lValues}});
+    for (const auto& [sTable, oPlan, bImmediate] : a_lImports) {
+        if (bImmediate != a_bImmediate) {
+            continue;
         }
-        for (const auto& lRow : oPlan.m_lInserts) {
+        for (const auto& [sWhere, sId, lValues] : oPlan.m_lUpdates) {
             lChanges.push_back(
-                {rowContext(sTable, lRow.getValue("Id").toText()), request::InsertRow{sTable, lRow}});
+                {tableContext(sTable) + sWhere, request::UpdateKey{sTable, "Id", sId, lValues}});
+        }
+        for (const auto& [sWhere, sId, lValues] : oPlan.m_lInserts) {
+            lChanges.push_back({tableContext(sTable) + sWhere, request::InsertRow{sTable, lValues}});
         }
     }
     return lChanges;
 }
 
-std::vector<Write> deletesOf(const std::vector<TableImport>& a_lImports)
+std::vector<Write> deletesOf(const std::vector<TableImport>& a_lImports, bool a_bImmediate)
 {
     std::vector<Write> lDeletes;
-    for (const auto& [sTable, oPlan] : a_lImports | std::views::reverse) {
+    for (const auto& [sTable, oPlan, bImmediate] : a_lImports | std::views::reverse) {
+        if (bImmediate != a_bImmediate) {
+            continue;
+        }
         for (const auto& sId : oPlan.m_lDeletes) {
-            lDeletes.push_back({rowContext(sTable, sId), request::DeleteKey{sTable, "Id", sId}});
+            lDeletes.push_back({tableContext(sTable) + "Id " + sId + ", which is not in the file",
+                                request::DeleteKey{sTable, "Id", sId}});
         }
     }
     return lDeletes;
 }
 
 /// Sends the writes, and those that a constraint refuses again as long as that gets any of them through.
-/// Those still refused are left. False when another failure has ended the batch.
-bool settle(WriteBatch& a_oBatch, std::vector<Write>& a_lWrites, ProgressBar& a_oProgress)
+/// Those still refused are left. Notes which are done if that is wanted. False when another failure has ended
+/// the batch.
+bool settle(WriteBatch& a_oBatch, std::vector<Write>& a_lWrites, ProgressBar& a_oProgress,
+            std::vector<std::string>* a_pDone)
 {
     for (std::size_t iBefore = a_lWrites.size() + 1; !a_lWrites.empty() && a_lWrites.size() < iBefore;) {
         iBefore = a_lWrites.size();
@@ -284,16 +305,23 @@ bool settle(WriteBatch& a_oBatch, std::vector<Write>& a_lWrites, ProgressBar& a_
         for (const Write& oWrite : a_lWrites) {
             const auto oTake = [&](const client::Status& a_oResult) {
                 if (a_oResult.code() == EResultCode::Constraint) {
-                    lRefused.push_back({oWrite.m_sContext, oWrite.m_oRequest, a_oResult});
+                    lRefused.push_back({oWrite.m_sWhere, oWrite.m_oRequest, a_oResult});
                     return true;
+                }
+                if (a_oResult.ok() && a_pDone != nullptr) {
+                    a_pDone->push_back(oWrite.m_sWhere);
                 }
                 a_oProgress.advance();
                 const bool bGoneBefore = a_oResult.code() == EResultCode::NoRow &&
                                          std::holds_alternative<request::DeleteKey>(oWrite.m_oRequest);
                 return a_oResult.ok() || bGoneBefore; // with a row that it referred to
             };
-            std::visit([&](const auto& a_oRequest) { a_oBatch.add(a_oRequest, oWrite.m_sContext, oTake); },
-                       oWrite.m_oRequest);
+            std::visit(
+                [&](const auto& a_oRequest) { a_oBatch.add(a_oRequest, oWrite.m_sWhere + ": ", oTake); },
+                oWrite.m_oRequest);
+            if (a_pDone != nullptr && !a_oBatch.wait()) { // nothing more is written after a failure
+                return false;
+            }
         }
         if (!a_oBatch.wait()) {
             return false;
@@ -306,48 +334,41 @@ bool settle(WriteBatch& a_oBatch, std::vector<Write>& a_lWrites, ProgressBar& a_
 /// Sends all writes. What rows refer to may come after them, and a value that must be unique may be taken
 /// until another row is gone, hence the repeating. Rows are changed before any is deleted, or those that
 /// referred to a deleted one would be deleted with it.
-Outcome writeAll(WriteBatch& a_oBatch, const std::vector<TableImport>& a_lImports, ProgressBar& a_oProgress)
+Outcome settleAll(WriteBatch& a_oBatch, std::vector<Write> a_lChanges, std::vector<Write> a_lDeletes,
+                  ProgressBar& a_oProgress, std::vector<std::string>* a_pDone = nullptr)
 {
-    std::vector<Write> lChanges = changesOf(a_lImports);
-    std::vector<Write> lDeletes = deletesOf(a_lImports);
-    const auto iLeft = [&] { return lChanges.size() + lDeletes.size(); };
+    const auto iLeft = [&] { return a_lChanges.size() + a_lDeletes.size(); };
     for (std::size_t iBefore = iLeft() + 1; iLeft() > 0 && iLeft() < iBefore;) {
         iBefore = iLeft();
-        if (!settle(a_oBatch, lChanges, a_oProgress) || !settle(a_oBatch, lDeletes, a_oProgress)) {
+        if (!settle(a_oBatch, a_lChanges, a_oProgress, a_pDone) ||
+            !settle(a_oBatch, a_lDeletes, a_oProgress, a_pDone)) {
             break;
         }
     }
     if (a_oBatch.wait() && iLeft() > 0) {
-        const Write& oWrite = lChanges.empty() ? lDeletes.front() : lChanges.front();
-        return Outcome(oWrite.m_oRefusal, oWrite.m_sContext);
+        const Write& oWrite = a_lChanges.empty() ? a_lDeletes.front() : a_lChanges.front();
+        a_oBatch.fail(Outcome(oWrite.m_oRefusal, oWrite.m_sWhere + ": "));
     }
-    return a_oBatch.finish();
+    return a_oBatch.failure();
 }
 
-/// A column of the file that its table does not have, when the import has failed for one.
-Outcome columnFailure(client::Connection& a_oConnection, Outcome a_oFailure,
-                      const std::vector<TableImport>& a_lImports)
+/// Writes the tables, those last whose writes no rollback undoes; a failure says which of these stay.
+Outcome writeAll(WriteBatch& a_oBatch, const std::vector<TableImport>& a_lImports, ProgressBar& a_oProgress)
 {
-    if (a_oFailure.m_iExit != EResultCode::NoTable && a_oFailure.m_iExit != EResultCode::NoKey) {
-        return a_oFailure;
+    std::vector<std::string> lDone;
+    if (settleAll(a_oBatch, changesOf(a_lImports, false), deletesOf(a_lImports, false), a_oProgress).ok()) {
+        static_cast<void>(settleAll(a_oBatch, changesOf(a_lImports, true), deletesOf(a_lImports, true),
+                                    a_oProgress, &lDone));
     }
-    const auto oRefused = client::Status::refused(static_cast<unsigned>(a_oFailure.m_iExit));
-    for (const auto& [sTable, oPlan] : a_lImports) {
-        std::set<std::string> lColumns;
-        const auto add = [&](const ValueList& a_lValues) {
-            for (const auto& [sColumn, oValue] : a_lValues) {
-                lColumns.insert(sColumn);
-            }
-        };
-        std::ranges::for_each(oPlan.m_lUpdates | std::views::values, add);
-        std::ranges::for_each(oPlan.m_lInserts, add);
-        const Names oNames{sTable, {lColumns.begin(), lColumns.end()}, std::nullopt, true};
-        const auto oExplained = NameCheck(a_oConnection).explain(oRefused, oNames);
-        if (oExplained.text() != oRefused.text()) {
-            return oExplained;
+    Outcome oOutcome = a_oBatch.finish();
+    if (!oOutcome.ok() && !lDone.empty()) {
+        oOutcome.m_sText += "; written for good, in tables that no rollback undoes:";
+        for (const std::string& sWhere : lDone) {
+            oOutcome.m_sText += (&sWhere == &lDone.front() ? " " : "; ") + sWhere;
         }
+        oOutcome.m_sText += "; nothing else is";
     }
-    return a_oFailure;
+    return oOutcome;
 }
 
 } // namespace
@@ -362,7 +383,8 @@ Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
     std::string sError;
     const JsonPtr oFile = parseJson(sText, sError);
     if (!sError.empty() || !json_object_is_type(oFile.get(), json_type_object)) {
-        return Outcome::usage("the file is not an export: " + (sError.empty() ? "not an object" : sError));
+        return Outcome::usage(oInput.shownName() + " is not an export: " +
+                              (sError.empty() ? "it is not an object with a member for each table" : sError));
     }
 
     WriteBatch oBatch(a_oSession.m_oConnection);
@@ -378,7 +400,7 @@ Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
     std::ranges::for_each(lImports,
                           [&](const TableImport& a_oImport) { iWrites += a_oImport.m_oPlan.size(); });
     ProgressBar oProgress(a_oSession.m_oErrors, a_oSession.m_bProgress, iWrites);
-    return columnFailure(a_oSession.m_oConnection, writeAll(oBatch, lImports, oProgress), lImports);
+    return writeAll(oBatch, lImports, oProgress);
 }
 
 } // namespace systema::cli

@@ -14,23 +14,31 @@
 
 namespace systema::cli {
 
-/// Reads a JSON array of row objects into rows typed by the schema. 64: not an array of objects, a row
-/// without a number as "Id", or two with the same; 7: a value that its column cannot take.
-Outcome readRows(json_object* a_pRows, const ColumnList& a_lSchema, std::vector<ValueList>& a_lRows);
+struct ImportRow
+{
+    std::string m_sWhere; // "rows[6], Id 7": the place counts from 0, as in JSON
+    std::string m_sId;    // empty when the row gives none
+    ValueList m_lValues;
+};
+
+/// Reads a JSON array of row objects into rows typed by the schema; columns get the letter case of it. 64:
+/// not an array of objects, an "Id" that is no number or that two rows have, a column given twice; 7: a value
+/// that its column cannot take; 8: no such column. The text of a failure names row and column.
+Outcome readRows(json_object* a_pRows, const ColumnList& a_lSchema, std::vector<ImportRow>& a_lRows);
 
 struct ImportPlan
 {
-    std::vector<std::string> m_lDeletes;                       // Ids
-    std::vector<std::pair<std::string, ValueList>> m_lUpdates; // Id and the values that differ
-    std::vector<ValueList> m_lInserts;                         // whole rows
-    bool m_bZeroRowDiffers = false; // the row with Id 0 is another one, and nobody may write it
+    std::vector<std::string> m_lDeletes; // Ids
+    std::vector<ImportRow> m_lUpdates;   // with the values that differ
+    std::vector<ImportRow> m_lInserts;   // whole rows
 
     std::size_t size() const { return m_lDeletes.size() + m_lUpdates.size() + m_lInserts.size(); }
 };
 
-/// What turns the current rows into the wanted ones. The row with Id 0 is hidden among the current ones and
-/// given apart, if there is one.
-ImportPlan planImport(const client::Rows& a_oCurrent, const std::optional<ValueList>& a_oZeroRow,
-                      const std::vector<ValueList>& a_lWanted);
+/// Plans what turns the current rows into the wanted ones. The row with Id 0 is hidden among the current ones
+/// and given apart, if there is one. A row without Id is added with the next one that neither has. 4: the row
+/// with Id 0 is to be another one; 64: no Id is left.
+Outcome planImport(const client::Rows& a_oCurrent, const std::optional<ValueList>& a_oZeroRow,
+                   std::vector<ImportRow> a_lWanted, ImportPlan& a_oPlan);
 
 } // namespace systema::cli

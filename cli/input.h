@@ -13,6 +13,8 @@ public:
     InputFile(std::istream& a_oStandardInput, const std::string& a_sName);
 
     std::istream& stream() { return m_oStream; }
+    /// Its name in messages.
+    const std::string& shownName() const { return m_sShown; }
     /// The whole of it.
     std::string readAll();
     /// False when it could not be opened, or broke while it was read; error() then says why.

@@ -3,6 +3,7 @@
 #include "cli/cell.h"
 #include "cli/utf8.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace systema::cli {
@@ -30,6 +31,14 @@ std::string harmless(std::string_view a_sJson)
         a_sJson.remove_prefix(oCharacter.m_iSize);
     }
     return sHarmless;
+}
+
+/// "line 3, column 7: " for what comes after the text; columns are counted in bytes.
+std::string placeOf(std::string_view a_sBefore)
+{
+    const auto iLine = std::ranges::count(a_sBefore, '\n') + 1;
+    const std::size_t iColumn = a_sBefore.size() - (a_sBefore.rfind('\n') + 1) + 1;
+    return "line " + std::to_string(iLine) + ", column " + std::to_string(iColumn) + ": ";
 }
 
 } // namespace
@@ -94,11 +103,13 @@ JsonPtr parseJson(std::string_view a_sText, std::string& a_sError)
     const json_tokener_error eError = json_tokener_get_error(pTokener.get());
     if (eError != json_tokener_success) {
         a_sError = eError == json_tokener_continue ? "it is not complete" : json_tokener_error_desc(eError);
+        a_sError.insert(0, placeOf(a_sText.substr(0, json_tokener_get_parse_end(pTokener.get()))));
         return nullptr;
     }
     const auto iEnd = json_tokener_get_parse_end(pTokener.get());
     if (a_sText.find_first_not_of(" \t\r\n", iEnd) != std::string_view::npos) {
-        a_sError = "something follows it";
+        a_sError =
+            placeOf(a_sText.substr(0, a_sText.find_first_not_of(" \t\r\n", iEnd))) + "something follows it";
         return nullptr;
     }
     return oJson;

@@ -45,6 +45,7 @@ std::string constraintText(const ColumnFact& a_oFact)
         return "references " + a_oFact.m_sText + (a_oFact.m_lColumns.size() > 1 ? " by" : "") +
                together(a_oFact.m_lColumns);
     case EKind::Default:
+    case EKind::Immediate:
         break;
     }
     return {};
@@ -109,6 +110,8 @@ void addFact(const JsonPtr& a_oColumn, const ColumnFact& a_oFact)
         return addTo(a_oColumn, "check", jsonText(a_oFact.m_sText));
     case EKind::Reference:
         return addTo(a_oColumn, "references", jsonText(a_oFact.m_sText));
+    case EKind::Immediate: // of no column
+        break;
     }
 }
 

@@ -1,43 +1,81 @@
 #include "cli/words.h"
 
+#include <algorithm>
+#include <array>
+#include <utility>
+
 namespace systema::cli {
 
-std::optional<std::vector<std::string>> splitWords(std::string_view a_sLine)
+bool WordSplitter::endsWithOperator() const
 {
-    std::vector<std::string> lWords;
-    bool bInWord = false;
-    char cQuote = 0;
+    static constexpr std::array<std::string_view, 4> c_aOperators{"&&", "||", "&", "|"};
+    if (!m_bInWord) {
+        return false;
+    }
+    const std::string& sWord = m_lWords.back();
+    return (m_bPlainLast && sWord.ends_with(';')) ||
+           (m_bPlain && std::ranges::find(c_aOperators, sWord) != c_aOperators.end());
+}
+
+WordSplitter::EState WordSplitter::add(std::string_view a_sLine)
+{
+    if (m_cQuote != 0 && !std::exchange(m_bContinued, false)) {
+        m_lWords.back() += '\n';
+    }
+    m_bContinued = false;
     for (std::size_t i = 0; i < a_sLine.size(); ++i) {
         char cByte = a_sLine[i];
-        if (cQuote == 0 && (cByte == ' ' || cByte == '\t' || cByte == '\r')) {
-            bInWord = false;
+        if (m_cQuote == 0 && (cByte == ' ' || cByte == '\t' || cByte == '\r')) {
+            if (endsWithOperator()) {
+                return EState::Operator;
+            }
+            m_bInWord = false;
             continue;
         }
-        if (!bInWord) {
+        if (m_cQuote != '\'' && cByte == '\\' && i + 1 == a_sLine.size()) {
+            m_bContinued = true;
+            return EState::WantsLine;
+        }
+        if (!m_bInWord) {
             if (cByte == '#') {
                 break;
             }
-            lWords.emplace_back();
-            bInWord = true;
+            m_lWords.emplace_back();
+            m_bInWord = true;
+            m_bPlain = true;
         }
-        const bool bOpens = cQuote == 0 && (cByte == '\'' || cByte == '"');
-        if (bOpens || (cQuote != 0 && cByte == cQuote)) {
-            cQuote = bOpens ? cByte : 0;
+        const bool bOpens = m_cQuote == 0 && (cByte == '\'' || cByte == '"');
+        if (bOpens || (m_cQuote != 0 && cByte == m_cQuote)) {
+            m_cQuote = bOpens ? cByte : static_cast<char>(0);
+            m_bPlain = m_bPlainLast = false;
             continue;
         }
-        if (cByte == '\\' && cQuote != '\'') {
-            if (i + 1 == a_sLine.size()) {
-                return {};
-            }
+        m_bPlainLast = m_cQuote == 0;
+        if (cByte == '\\' && m_cQuote != '\'') {
             const char cNext = a_sLine[i + 1];
-            if (cQuote == 0 || cNext == '"' || cNext == '\\') { // elsewhere in "quotes" it stands for itself
+            if (m_cQuote == 0 || cNext == '"' ||
+                cNext == '\\') { // elsewhere in "quotes" it stands for itself
                 cByte = cNext;
                 ++i;
+                m_bPlainLast = false;
             }
         }
-        lWords.back() += cByte;
+        m_bPlain = m_bPlain && m_bPlainLast;
+        m_lWords.back() += cByte;
     }
-    return cQuote == 0 ? std::optional(std::move(lWords)) : std::nullopt;
+    if (m_cQuote != 0) {
+        return EState::WantsLine;
+    }
+    const bool bOperator = endsWithOperator();
+    m_bInWord = false;
+    return bOperator ? EState::Operator : EState::Complete;
+}
+
+std::optional<std::vector<std::string>> splitWords(std::string_view a_sLine)
+{
+    WordSplitter oSplitter;
+    return oSplitter.add(a_sLine) == WordSplitter::EState::Complete ? std::optional(oSplitter.words())
+                                                                    : std::nullopt;
 }
 
 } // namespace systema::cli

@@ -1,5 +1,6 @@
-// Splits a line into words as a shell does: blanks separate, 'quotes' and "quotes" hold together, a backslash
-// takes the next character as it is, and # at the start of a word begins a comment.
+// Splits lines into words as a shell does: blanks separate, 'quotes' and "quotes" hold together, also over
+// the ends of lines, a backslash takes the next character as it is, and at the end of a line the next line,
+// and # at the start of a word begins a comment. What would be an operator of a shell is a fault.
 #pragma once
 
 #include <optional>
@@ -9,7 +10,33 @@
 
 namespace systema::cli {
 
-/// The words of the line; nothing when a quote is not closed or the line ends with a lone backslash.
+class WordSplitter
+{
+public:
+    enum class EState
+    {
+        Complete,
+        WantsLine, // a quote is not closed, or the line ended with a backslash
+        Operator   // ; or the like, outside of quotes
+    };
+
+    /// Takes a line, without its end; it continues the lines before it as long as the state is WantsLine.
+    EState add(std::string_view a_sLine);
+    /// The words of the lines so far; with Operator the last one is it.
+    const std::vector<std::string>& words() const { return m_lWords; }
+
+private:
+    bool endsWithOperator() const;
+
+    std::vector<std::string> m_lWords;
+    bool m_bInWord = false;
+    bool m_bPlain = false;     // no character of the word was quoted
+    bool m_bPlainLast = false; // its last one was not
+    bool m_bContinued = false; // the line before ended with a backslash
+    char m_cQuote = 0;
+};
+
+/// The words of a single line; nothing when it is not complete or has an operator.
 std::optional<std::vector<std::string>> splitWords(std::string_view a_sLine);
 
 } // namespace systema::cli

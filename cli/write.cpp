@@ -41,4 +41,15 @@ client::Result<ValueList> Schemas::typedValues(const Arguments& a_oArguments)
     return cli::typedValues(a_oArguments.m_lAssignments, it->second);
 }
 
+bool Schemas::isImmediate(const std::string& a_sTable)
+{
+    auto it = m_mImmediate.find(a_sTable);
+    if (it == m_mImmediate.end()) {
+        const auto oDescription = m_oConnection.call(client::request::Describe{a_sTable});
+        const bool bImmediate = oDescription.ok() && systema::isImmediate(*oDescription);
+        it = m_mImmediate.emplace(a_sTable, bImmediate).first;
+    }
+    return it->second;
+}
+
 } // namespace systema::cli

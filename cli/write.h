@@ -17,7 +17,7 @@ using WriteRequest =
 /// The request of a set, add or del with its typed values; it refers to the arguments.
 WriteRequest makeWrite(const Arguments& a_oArguments, ValueList a_lValues);
 
-/// The schemas of tables, each asked for once.
+/// The schemas and descriptions of tables, each asked for once.
 class Schemas
 {
 public:
@@ -25,10 +25,14 @@ public:
 
     /// The typed values of the arguments. 7, and those of the request for the schema.
     client::Result<ValueList> typedValues(const Arguments& a_oArguments);
+    /// Whether each write to the table holds at once, and no rollback undoes it; false when the daemon does
+    /// not say.
+    bool isImmediate(const std::string& a_sTable);
 
 private:
     client::Connection& m_oConnection;
     std::map<std::string, ColumnList> m_mSchemas;
+    std::map<std::string, bool> m_mImmediate;
 };
 
 } // namespace systema::cli

@@ -49,6 +49,8 @@ public:
 
     /// Fails the batch, unless it has failed already.
     void fail(Outcome a_oFailure);
+    /// The first failure so far.
+    const Outcome& failure() const { return m_oFailure; }
     /// Waits for all answers. False when the batch has failed.
     bool wait();
     /// Waits for all answers; commits, or rolls back after a failure, the first of which it gives.

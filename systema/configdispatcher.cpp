@@ -283,10 +283,15 @@ EResultCode ConfigDispatcher::describe(TableDescription& a_oDescription, const v
         a_oDescription.m_eKind = ETableKind::Stored;
         a_oDescription.m_bWritable = true;
     }
-    return read(a_handle, a_table, [&](auto& a_oPlugin) {
+    const auto eResult = read(a_handle, a_table, [&](auto& a_oPlugin) {
         auto* pDescribed = dynamic_cast<IDescribedTables*>(&a_oPlugin);
         return pDescribed != nullptr ? pDescribed->describe(a_oDescription, a_table) : EResultCode();
     });
+    const Table* pTable = find(a_table);
+    if (a_oDescription.m_bWritable && pTable != nullptr && !pluginOf(*pTable).isUndoneByRollback()) {
+        a_oDescription.m_lFacts.push_back({ColumnFact::EKind::Immediate, {}, {}});
+    }
+    return eResult;
 }
 
 EResultCode ConfigDispatcher::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)

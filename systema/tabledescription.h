@@ -5,6 +5,7 @@
 #include "systema/lists.h"
 #include "systema/protocol.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -29,6 +30,7 @@ struct ColumnFact
         Unique = 4,    // the columns together; the text, if any, limits it to some rows
         Check = 5,     // the text is the condition, after "name: " if the constraint has a name
         Reference = 6, // the text is the table and columns referred to, and the actions on a change there
+        Immediate = 7, // of no column: each write to the table holds at once, and no rollback undoes it
     };
 
     EKind m_eKind;
@@ -44,6 +46,14 @@ struct TableDescription
     bool m_bWritable = false;
     std::vector<ColumnFact> m_lFacts;
 };
+
+/// Whether each write to the table holds at once, and no rollback undoes it.
+inline bool isImmediate(const TableDescription& a_oDescription)
+{
+    return std::ranges::any_of(a_oDescription.m_lFacts, [](const ColumnFact& a_oFact) {
+        return a_oFact.m_eKind == ColumnFact::EKind::Immediate;
+    });
+}
 
 /// Offered by plugins whose tables are not all live, read-only and without facts.
 class IDescribedTables

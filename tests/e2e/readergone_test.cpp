@@ -109,7 +109,7 @@ TEST_F(ReaderGone, AClosedStandardFileIsNotTheSocketOfTheDaemon)
         EXPECT_EQ(1, oPrint.m_iStatus);
     }
     // Who repeats it adds another one.
-    EXPECT_EQ("ledgerctl: cannot write the output, but the row is written [1]\n",
+    EXPECT_EQ("ledgerctl: the rows are written, but the output cannot be [1]\n",
               runWithout(STDOUT_FILENO, {"add", "Scratch", "Text=x"}).m_sErrors);
     for (const char* const pCommand : {"batch", "import"}) { // they waited for the daemon to say something
         const auto oRead = runWithout(STDIN_FILENO, {pCommand});
