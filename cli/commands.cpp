@@ -121,7 +121,10 @@ Outcome runCount(Session& a_oSession, const Arguments& a_oArguments)
     if (oCount.ok()) {
         a_oSession.m_oPrinter.printCount(*oCount);
     }
-    return explained(a_oSession, oCount, a_oArguments);
+    const Outcome oOutcome = explained(a_oSession, oCount, a_oArguments);
+    return oOutcome.ok() || oOutcome.m_sText != oCount.text()
+               ? oOutcome
+               : Outcome(oCount, "table \"" + a_oArguments.m_sTable + "\": ");
 }
 
 namespace {

@@ -12,7 +12,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <ranges>
+#include <set>
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -160,6 +162,7 @@ Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
         lTables = std::move(*oStored);
     }
     // Written at the end, so that a failure half-way leaves no half of a file that looks like one.
+    Outcome oFailures;
     std::ostringstream oJson;
     {
         ProgressBar oProgress(a_oSession.m_oErrors, a_oSession.m_bProgress, lTables.size());
@@ -167,20 +170,30 @@ Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
         for (const auto& sTable : lTables) {
             Table oTable;
             if (const auto oStatus = readTable(oConnection, sTable, oTable); !oStatus.ok()) {
-                return tableFailure(oConnection, oStatus, sTable);
+                const Outcome oFailure = tableFailure(oConnection, oStatus, sTable);
+                if (oStatus.isConnectionError() || oStatus.code() == EResultCode::NoTable) {
+                    return oFailure;
+                }
+                oFailures.m_iExit = oFailures.ok() ? oFailure.m_iExit : oFailures.m_iExit;
+                oFailures.m_sText += (oFailures.m_sText.empty() ? "" : "; ") + oFailure.m_sText;
+                oProgress.advance();
+                continue;
             }
             oJson << std::exchange(pSeparator, ",\n");
             writeTable(oJson, sTable, oTable);
             oProgress.advance();
         }
-        oJson << (lTables.empty() ? "{" : "") << "\n}\n";
+        oJson << (oJson.view().empty() ? "{" : "") << "\n}\n";
     }
     if (!sFile.empty()) {
-        return writeFile(sFile, oJson.view());
+        if (!oFailures.ok()) {
+            oFailures.m_sText += "; " + sFile + " is not written";
+        }
+        return oFailures.ok() ? writeFile(sFile, oJson.view()) : oFailures;
     }
     protectRedirection(a_oSession.m_iOutput);
     a_oSession.m_oPrinter.stream() << oJson.view();
-    return {};
+    return oFailures;
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -192,7 +205,8 @@ struct TableImport
 {
     std::string m_sTable;
     ImportPlan m_oPlan{};
-    bool m_bImmediate = false; // its writes hold at once, and no rollback undoes them
+    bool m_bImmediate = false;         // its writes hold at once, and no rollback undoes them
+    std::set<std::string> m_lUnique{}; // columns whose values are
 };
 
 /// The columns of the schema, and those that only the rows have.
@@ -222,7 +236,15 @@ Outcome planTable(client::Connection& a_oConnection, json_object* a_pTable, Tabl
         return Outcome::usage("it has no Id, by which rows are told apart");
     }
     const auto oDescription = a_oConnection.call(request::Describe{a_oImport.m_sTable});
-    a_oImport.m_bImmediate = oDescription.ok() && isImmediate(*oDescription);
+    if (oDescription.ok()) {
+        a_oImport.m_bImmediate = isImmediate(*oDescription);
+        for (const ColumnFact& oFact : oDescription->m_lFacts) {
+            if (oFact.m_eKind == ColumnFact::EKind::Unique ||
+                oFact.m_eKind == ColumnFact::EKind::PrimaryKey) {
+                a_oImport.m_lUnique.insert(oFact.m_lColumns.begin(), oFact.m_lColumns.end());
+            }
+        }
+    }
     std::vector<ImportRow> lRows;
     const Outcome oRead = readRows(pRows, columnsOf(oTable), lRows);
     return oRead.ok() ? planImport(oTable.m_oRows, oTable.m_oZeroRow, std::move(lRows), a_oImport.m_oPlan)
@@ -263,7 +285,7 @@ struct Write
 std::vector<Write> changesOf(const std::vector<TableImport>& a_lImports, bool a_bImmediate)
 {
     std::vector<Write> lChanges;
-    for (const auto& [sTable, oPlan, bImmediate] : a_lImports) {
+    for (const auto& [sTable, oPlan, bImmediate, lUnique] : a_lImports) {
         if (bImmediate != a_bImmediate) {
             continue;
         }
@@ -281,7 +303,7 @@ std::vector<Write> changesOf(const std::vector<TableImport>& a_lImports, bool a_
 std::vector<Write> deletesOf(const std::vector<TableImport>& a_lImports, bool a_bImmediate)
 {
     std::vector<Write> lDeletes;
-    for (const auto& [sTable, oPlan, bImmediate] : a_lImports | std::views::reverse) {
+    for (const auto& [sTable, oPlan, bImmediate, lUnique] : a_lImports | std::views::reverse) {
         if (bImmediate != a_bImmediate) {
             continue;
         }
@@ -331,34 +353,104 @@ bool settle(WriteBatch& a_oBatch, std::vector<Write>& a_lWrites, ProgressBar& a_
     return true;
 }
 
+/// A value that hardly any row has, of the type of the one wanted.
+Value parkedValue(const Value& a_oWanted, std::size_t a_iRow)
+{
+    if (a_oWanted.getType() == EDataType::Text) {
+        return {EDataType::Text, "import " + std::to_string(a_iRow) + " of " + std::to_string(::getpid())};
+    }
+    return {EDataType::Integer, std::numeric_limits<int>::max() - static_cast<int>(a_iRow)};
+}
+
+/// Rows that exchange values which must be unique wait for each other. Gives one of them another value for
+/// the while, so that the next gets through; what refers to it follows as the schema says. False when no row
+/// takes one.
+bool parkValue(client::Connection& a_oConnection, const std::vector<TableImport>& a_lImports,
+               const std::vector<Write>& a_lRefused, std::set<std::string>& a_lParked)
+{
+    for (const Write& oWrite : a_lRefused) {
+        const auto* pUpdate = std::get_if<request::UpdateKey>(&oWrite.m_oRequest);
+        if (pUpdate == nullptr || !a_lParked.insert(oWrite.m_sWhere).second) {
+            continue;
+        }
+        const auto it = std::ranges::find(a_lImports, pUpdate->m_sTable, &TableImport::m_sTable);
+        for (const auto& [sColumn, oValue] : pUpdate->m_lValues) {
+            if (!it->m_lUnique.contains(sColumn)) {
+                continue;
+            }
+            request::UpdateKey oParking{pUpdate->m_sTable, pUpdate->m_sKeyColumn, pUpdate->m_sKeyValue};
+            oParking.m_lValues.add(sColumn, parkedValue(oValue, a_lParked.size()));
+            if (a_oConnection.call(oParking).ok()) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 /// Sends all writes. What rows refer to may come after them, and a value that must be unique may be taken
 /// until another row is gone, hence the repeating. Rows are changed before any is deleted, or those that
 /// referred to a deleted one would be deleted with it.
-Outcome settleAll(WriteBatch& a_oBatch, std::vector<Write> a_lChanges, std::vector<Write> a_lDeletes,
-                  ProgressBar& a_oProgress, std::vector<std::string>* a_pDone = nullptr)
+/// What a constraint still refuses is left. False when another failure has ended the batch.
+bool settleAll(WriteBatch& a_oBatch, std::vector<Write>& a_lChanges, std::vector<Write>& a_lDeletes,
+               ProgressBar& a_oProgress, std::vector<std::string>* a_pDone = nullptr)
 {
     const auto iLeft = [&] { return a_lChanges.size() + a_lDeletes.size(); };
     for (std::size_t iBefore = iLeft() + 1; iLeft() > 0 && iLeft() < iBefore;) {
         iBefore = iLeft();
         if (!settle(a_oBatch, a_lChanges, a_oProgress, a_pDone) ||
             !settle(a_oBatch, a_lDeletes, a_oProgress, a_pDone)) {
-            break;
+            return false;
         }
     }
-    if (a_oBatch.wait() && iLeft() > 0) {
+    return a_oBatch.wait();
+}
+
+/// Fails the batch when a constraint refuses a write. False when it has failed.
+bool failRefused(WriteBatch& a_oBatch, const std::vector<Write>& a_lChanges,
+                 const std::vector<Write>& a_lDeletes)
+{
+    if (!a_lChanges.empty() || !a_lDeletes.empty()) {
         const Write& oWrite = a_lChanges.empty() ? a_lDeletes.front() : a_lChanges.front();
         a_oBatch.fail(Outcome(oWrite.m_oRefusal, oWrite.m_sWhere + ": "));
     }
-    return a_oBatch.failure();
+    return a_oBatch.failure().ok();
+}
+
+/// Writes the tables that a rollback would undo.
+void writeUndoable(Session& a_oSession, json_object* a_pFile, const std::vector<TableImport>& a_lImports,
+                   WriteBatch& a_oBatch, ProgressBar& a_oProgress)
+{
+    auto lChanges = changesOf(a_lImports, false);
+    auto lDeletes = deletesOf(a_lImports, false);
+    std::set<std::string> lParked;
+    while (settleAll(a_oBatch, lChanges, lDeletes, a_oProgress) && !lChanges.empty() &&
+           parkValue(a_oSession.m_oConnection, a_lImports, lChanges, lParked)) {
+    }
+    if (!failRefused(a_oBatch, lChanges, lDeletes) || lParked.empty()) {
+        return;
+    }
+    // What refers to a value that was changed for the while has followed it, and is made what it should be.
+    std::vector<TableImport> lAgain;
+    if (Outcome oPlanned = planTables(a_oSession, a_pFile, lAgain); !oPlanned.ok()) {
+        return a_oBatch.fail(std::move(oPlanned));
+    }
+    lChanges = changesOf(lAgain, false);
+    lDeletes = deletesOf(lAgain, false);
+    settleAll(a_oBatch, lChanges, lDeletes, a_oProgress);
+    failRefused(a_oBatch, lChanges, lDeletes);
 }
 
 /// Writes the tables, those last whose writes no rollback undoes; a failure says which of these stay.
-Outcome writeAll(WriteBatch& a_oBatch, const std::vector<TableImport>& a_lImports, ProgressBar& a_oProgress)
+Outcome writeAll(Session& a_oSession, json_object* a_pFile, const std::vector<TableImport>& a_lImports,
+                 WriteBatch& a_oBatch, ProgressBar& a_oProgress)
 {
     std::vector<std::string> lDone;
-    if (settleAll(a_oBatch, changesOf(a_lImports, false), deletesOf(a_lImports, false), a_oProgress).ok()) {
-        static_cast<void>(settleAll(a_oBatch, changesOf(a_lImports, true), deletesOf(a_lImports, true),
-                                    a_oProgress, &lDone));
+    writeUndoable(a_oSession, a_pFile, a_lImports, a_oBatch, a_oProgress);
+    auto lChanges = changesOf(a_lImports, true);
+    auto lDeletes = deletesOf(a_lImports, true);
+    if (a_oBatch.failure().ok() && settleAll(a_oBatch, lChanges, lDeletes, a_oProgress, &lDone)) {
+        failRefused(a_oBatch, lChanges, lDeletes);
     }
     Outcome oOutcome = a_oBatch.finish();
     if (!oOutcome.ok() && !lDone.empty()) {
@@ -400,7 +492,7 @@ Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
     std::ranges::for_each(lImports,
                           [&](const TableImport& a_oImport) { iWrites += a_oImport.m_oPlan.size(); });
     ProgressBar oProgress(a_oSession.m_oErrors, a_oSession.m_bProgress, iWrites);
-    return writeAll(oBatch, lImports, oProgress);
+    return writeAll(a_oSession, oFile.get(), lImports, oBatch, oProgress);
 }
 
 } // namespace systema::cli

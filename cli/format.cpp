@@ -128,7 +128,7 @@ std::optional<std::string> writeValues(std::ostream& a_oStream, const client::Ro
         for (std::size_t i = 0; i < oRow.m_lCells.size(); ++i) {
             const std::string sValue = plain(cellText(oRow.m_lCells[i]), a_eReader);
             if (bSeveral && sValue.find('\n') != std::string::npos) {
-                return oRow.m_lColumns[i];
+                return oRow.m_lColumns[i] + " in row " + std::to_string(iRow);
             }
             sLines += sValue + '\n';
         }

@@ -28,7 +28,7 @@ void writeTable(std::ostream& a_oStream, const client::Rows& a_oRows, bool a_bHe
 /// A header line, unless it is not wanted, and a line per row.
 void writeCsv(std::ostream& a_oStream, const client::Rows& a_oRows, EReader a_eReader, bool a_bHeader = true);
 
-/// The value of each cell on a line of its own, row by row. Writes nothing and gives the name of the column
+/// The value of each cell on a line of its own, row by row. Writes nothing and gives the column and row
 /// when there are several values and one holds a newline, which a program could not tell from the next value.
 std::optional<std::string> writeValues(std::ostream& a_oStream, const client::Rows& a_oRows,
                                        EReader a_eReader);

@@ -157,7 +157,8 @@ client::Rows schemaRows(const ColumnList& a_lSchema, const std::optional<TableDe
         const ColumnTexts& oTexts = lTexts[i++];
         std::vector<Value> lCells{text(sName), text(typeName(eType))};
         if (bDefaults) {
-            lCells.push_back(text(oTexts.m_oDefault.value_or("")));
+            const bool bNull = a_bEveryColumn && !oTexts.m_oDefault;
+            lCells.push_back(bNull ? Value(EDataType::Null) : text(oTexts.m_oDefault.value_or("")));
         }
         if (bConstraints) {
             lCells.push_back(text(oTexts.m_sConstraints));

@@ -84,8 +84,8 @@ TEST_F(Ledgerctl, SchemaShowsWhatATableDemandsAndWhatItIs)
                  "Content       text\n"
                  "\nstored, writable\n");
     expectOutput({"--csv", "schema", "LanBridge"}, "name,type,default,constraints,table,access\n"
-                                                   "Id,integer,\"\",primary key,stored,writable\n"
-                                                   "Name,text,\"\",\"not null, unique\",stored,writable\n"
+                                                   "Id,integer,,primary key,stored,writable\n"
+                                                   "Name,text,,\"not null, unique\",stored,writable\n"
                                                    "Address,text,'0.0.0.0',not null,stored,writable\n"
                                                    "Netmask,text,'255.255.255.0',not null,stored,writable\n"
                                                    "IsIsolated,integer,0,not null,stored,writable\n"
@@ -349,12 +349,28 @@ TEST_F(Ledgerctl, AFailureSaysWhatNoRollbackUndoes)
     EXPECT_EQ(2U, client().count("Job"));
     expectError(
         6,
-        R"(table "Job": rows[1], Id 2: constraint violated; written for good, in tables that no rollback)"
+        R"(table "Job": rows[1], Id 2: constraint violated: CHECK constraint failed: Name <> 'refused'; written for good, in tables that no rollback)"
         R"( undoes: table "Job": rows[0], Id 1; nothing else)",
         {"import"},
-        R"({"Job":{"rows":[{"Id":1,"Name":"a"},{"Id":2,"Name":"a"}]},"Scratch":{"rows":[{"Id":9}]}})");
+        R"({"Job":{"rows":[{"Id":1,"Name":"a"},{"Id":2,"Name":"refused"}]},"Scratch":{"rows":[{"Id":9}]}})");
     EXPECT_EQ("a", client().cell("Job", 1, "Name"));
     EXPECT_EQ(0U, client().count("Scratch"));
+}
+
+TEST_F(Ledgerctl, AnImportExchangesValuesThatMustBeUnique)
+{
+    expectOutput(
+        {"import"}, "",
+        R"({"Item":{"rows":[{"Id":1,"Name":"pear"},{"Id":2,"Name":"O'Neil"},{"Id":3,"Name":"apple"}]}})");
+    EXPECT_EQ("pear", client().cell("Item", 1, "Name"));
+    EXPECT_EQ("O'Neil", client().cell("Item", 2, "Name"));
+    EXPECT_EQ("apple", client().cell("Item", 3, "Name"));
+    EXPECT_EQ(1U, client().count("ItemPart"));
+
+    const std::string sBefore = exported(); // no exchange, but a value twice
+    expectError(6, R"(table "Item": rows[1], Id 2: constraint violated)", {"import"},
+                R"({"Item":{"rows":[{"Id":1,"Name":"x"},{"Id":2,"Name":"x"},{"Id":3}]}})");
+    EXPECT_EQ(sBefore, exported());
 }
 
 TEST_F(Ledgerctl, ARowWithoutIdIsAddedWithTheNextOne)

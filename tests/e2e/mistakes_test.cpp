@@ -1,6 +1,8 @@
 // What people get wrong on ledgerctl's command line: names that nothing has, and keys that several rows have.
 #include "tests/e2e/daemontest.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 namespace e2e {
@@ -97,7 +99,7 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
          {"batch"},
          "del Twins --all\nadd Scratch Txt=x"},
         {8,
-         R"(no column "Txt" in Scratch; did you mean "Text"?)",
+         R"(table "Scratch": rows[0], Id 1: no column "Txt"; did you mean "Text"?)",
          {"import"},
          R"({"Scratch":{"rows":[{"Id":1,"Txt":"x"}]}})"},
         {8, R"(no table "scratch"; did you mean "Scratch"?)", {"import"}, R"({"scratch":{"rows":[]}})"},
@@ -173,6 +175,22 @@ TEST_F(Mistakes, ARefusalForALockSaysWhatEndsIt)
 
 // ---------------------------------------------------------------------------------------------------------
 // Keys
+
+TEST_F(Mistakes, ATableThatCannotBeReadIsNamedAndTheOthersAreExported)
+{
+    m_oSandbox.sql("persistent-common.db",
+                   "INSERT INTO ViewNames VALUES (90, 'Broken', 'UserGroup', 'Id', 'UserAccount', 'GroupId');"
+                   "INSERT INTO ViewColumns VALUES (90, 'Id', 90, 2, 'Id'), (91, 'Lost', 90, 2, 'Nowhere')");
+    start();
+    const auto oRun = ledgerctl({"export", "Twins", "Broken", "Scratch"});
+    EXPECT_EQ(9, oRun.m_iStatus);
+    EXPECT_THAT(oRun.m_sErrors, StartsWith("ledgerctl: table \"Broken\": "));
+    EXPECT_EQ(ledgerctl({"export", "Twins", "Scratch"}).m_sOutput, oRun.m_sOutput);
+
+    const std::string sFile = m_oSandbox.path("export.json");
+    EXPECT_EQ(9, ledgerctl({"export", "Twins", "Broken", "-o", sFile}).m_iStatus);
+    EXPECT_NE(0, ::access(sFile.c_str(), F_OK));
+}
 
 TEST_F(Mistakes, AKeyThatSeveralRowsHaveIsRefusedUnlessAllAreMeant)
 {

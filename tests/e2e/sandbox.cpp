@@ -27,7 +27,7 @@ const std::map<std::string, std::string>& testTables()
          "CREATE TABLE ItemPart (Id INTEGER PRIMARY KEY, ItemId INTEGER NOT NULL REFERENCES Item(Id));"
          "INSERT INTO ItemPart VALUES (1, 2);"
          "CREATE VIEW ItemView AS SELECT Id, Name FROM Item;"},
-        {"services.db", "CREATE TABLE Job (Id INTEGER PRIMARY KEY, Name TEXT UNIQUE);"
+        {"services.db", "CREATE TABLE Job (Id INTEGER PRIMARY KEY, Name TEXT CHECK (Name <> 'refused'));"
                         "INSERT INTO Job VALUES (0, 'default'), (1, 'first');"},
         {"transient.db", "CREATE TABLE Scratch (Id INTEGER PRIMARY KEY, Text TEXT);"
                          "CREATE TABLE Twins (Id INTEGER, Text TEXT);"

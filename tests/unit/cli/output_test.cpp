@@ -92,7 +92,7 @@ TEST(Format, NoFormObeysTheDataOnATerminal)
 TEST(Format, ValuesCannotBeTakenForOneAnother)
 {
     std::ostringstream oStream;
-    EXPECT_EQ(writeValues(oStream, people(), EReader::Program), "Name");
+    EXPECT_EQ(writeValues(oStream, people(), EReader::Program), "Name in row 2");
     EXPECT_EQ(oStream.str(), "") << "a part of it would look like the whole";
     EXPECT_EQ(writeValues(oStream, people(), EReader::Terminal), std::nullopt);
     EXPECT_EQ(oStream.str(), "1\nJ\xc3\xbcrgen\n4294967295\n20\n\n\n-3\na\"b,\\x0a\\xff\n7\n");
