@@ -170,7 +170,7 @@ Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
         for (const auto& sTable : lTables) {
             Table oTable;
             if (const auto oStatus = readTable(oConnection, sTable, oTable); !oStatus.ok()) {
-                const Outcome oFailure = tableFailure(oConnection, oStatus, sTable);
+                Outcome oFailure = tableFailure(oConnection, oStatus, sTable);
                 if (oStatus.isConnectionError() || oStatus.code() == EResultCode::NoTable) {
                     return oFailure;
                 }
