@@ -41,9 +41,11 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <list>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -166,8 +168,12 @@ public:
 class Databases
 {
 public:
+    /// Throws std::runtime_error when there is no database at all: the device was not restored, and a daemon
+    /// without a stored table would look like one that works. One that is missing among others is only
+    /// logged.
     explicit Databases(const std::string& a_sPath)
     {
+        checkPresence(a_sPath);
         const auto iLimit = systema::readDatabaseLimit(a_sPath);
         for (const auto& oFile : systema::c_aDatabaseFiles) {
             m_lPlugins.emplace_back(oFile.m_pName, a_sPath, oFile.m_pName, oFile.m_bUseTransactions,
@@ -193,6 +199,25 @@ public:
     }
 
 private:
+    static void checkPresence(const std::string& a_sPath)
+    {
+        const auto lMissing = systema::findMissingDatabases(a_sPath);
+        if (lMissing.size() == std::size(systema::c_aDatabaseFiles)) {
+            throw std::runtime_error("There is no database in " + a_sPath +
+                                     ": ledger-restore has to run first");
+        }
+        std::string sNames;
+        for (const auto& sName : lMissing) {
+            sNames += (sNames.empty() ? "" : ", ") + sName;
+        }
+        if (!sNames.empty()) {
+            ZEL_Sysloglevel_error(s_iModule, zel::here(),
+                                  "Not in %s: %s; their tables are missing until ledgerd is stopped and "
+                                  "\"ledger-restore --keep\" has run",
+                                  a_sPath.c_str(), sNames.c_str());
+        }
+    }
+
     std::list<PluginPart<systema::SqlitePlugin>> m_lPlugins;
 };
 

@@ -1,6 +1,9 @@
 // The database files of the gateway, in the order in which they are attached.
 #pragma once
 
+#include <string>
+#include <vector>
+
 namespace systema {
 
 struct DatabaseFile
@@ -21,5 +24,9 @@ inline constexpr DatabaseFile c_aDatabaseFiles[] = {
 /// Beside the databases while there may be changes that are not saved: a daemon that starts and finds it
 /// saves.
 inline constexpr const char* c_pUnsavedMark = "unsaved";
+
+/// The names of those that are not in the directory, or are there without a byte: to open such a file makes a
+/// database without tables. A file that cannot be looked at is not missing.
+std::vector<std::string> findMissingDatabases(const std::string& a_sDirectory);
 
 } // namespace systema

@@ -258,6 +258,30 @@ TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
     EXPECT_EQ("new", note());
 }
 
+TEST_F(Lifecycle, WithoutADatabaseItDoesNotStartAndWithSomeItNamesTheOthers)
+{
+    const fs::path oDatabases = m_oSandbox.path("tmp/db");
+    const fs::path oCopies = m_oSandbox.path("copies");
+    fs::copy(oDatabases, oCopies);
+    fs::remove_all(oDatabases);
+    fs::create_directory(oDatabases);
+    writeFile(oDatabases / "transient.db", "");
+    const auto oRun = runDaemon(paths({}));
+    EXPECT_EQ(1, oRun.m_iStatus);
+    EXPECT_THAT(oRun.m_sErrors, HasSubstr("main:577: There is no database in " + oDatabases.string() +
+                                          ": ledger-restore has to run first\n"));
+    EXPECT_FALSE(exists(oDatabases / "services.db")) << "an empty one that a later restore might keep";
+
+    fs::copy(oCopies / "persistent-common.db", oDatabases);
+    fs::copy(oCopies / "persistent-network.db", oDatabases);
+    start();
+    EXPECT_THAT(daemon().errors(),
+                HasSubstr("Not in " + oDatabases.string() +
+                          ": transient.db, persistent-phone.db, persistent-tr069.db, persistent-web.db, "
+                          "services.db, persistent-area.db; their tables are missing"));
+    EXPECT_EQ(3U, Client(socket()).count("Item"));
+}
+
 TEST_F(Lifecycle, BackgroundDaemonGoesOnWhenItsStarterHasEnded)
 {
     const auto [iDaemon, oStarter] = startInBackground({"-b"});
