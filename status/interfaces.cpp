@@ -4,10 +4,8 @@
 #include "dbus/ipv4dbusproxy.h"
 #include "dbus/ipv6dbusproxy.h"
 #include "zel/log.h"
-#include "zel/output.h"
 
 #include <algorithm>
-#include <unistd.h>
 #include <utility>
 
 namespace zel {
@@ -79,16 +77,29 @@ Interfaces::~Interfaces()
 
 void Interfaces::init()
 {
-    m_lRows.clear();
+    auto lBefore = std::exchange(m_lRows, {});
     const net::AddressLists oAddresses;
+    std::multimap<std::string, NetDeviceCheck*> mBefore;
+    for (NetDeviceCheck& oDevice : lBefore) {
+        mBefore.emplace(oDevice.getName(), &oDevice);
+    }
     ValueList lRow;
     while (m_lRows.size() < c_iMostDevices &&
            m_oConfig.selectRow(lRow, this, c_pConfigTable, static_cast<unsigned>(m_lRows.size()), {"Name"}) ==
                EResultCode::Success &&
            lRow.hasValue("Name")) {
-        m_lRows.emplace_back(
-            lRow.getValue("Name").getText(), static_cast<unsigned>(m_lRows.size() + 1),
-            [this](auto& a_sDevice, auto& a_oResult) { onLinkAsked(a_sDevice, a_oResult); }, oAddresses);
+        const std::string sName = lRow.getValue("Name").getText();
+        const auto it = mBefore.find(sName);
+        if (it == mBefore.end()) {
+            m_lRows.emplace_back(
+                sName, [this](auto& a_sDevice, auto& a_oResult) { onLinkAsked(a_sDevice, a_oResult); },
+                oAddresses);
+        } else {
+            m_lRows.push_back(std::move(*it->second));
+            m_lRows.back().setChanged();
+            mBefore.erase(it);
+        }
+        m_lRows.back().setId(static_cast<unsigned>(m_lRows.size()));
         lRow.clear();
     }
     if (!m_bSubscribed) {
@@ -122,7 +133,7 @@ void Interfaces::update(NameList& a_changedTables)
 
 void Interfaces::notify(const NameList&)
 {
-    writeIfReady(STDOUT_FILENO, "Interfaces::notify\n");
+    ZEL_Sysloglevel_info(m_iModule, here(), "Interfaces::notify");
     init();
 }
 

@@ -3,7 +3,7 @@
 // Owned by the status host. Main thread only. A signal about a device marks it, and the next update asks for
 // it again; all are marked when signals may have been missed. A link for which the service has not answered
 // is queried at each update; the wrapper bounds how often that reaches the service. A change of
-// "StatusNetifConfig" starts all devices afresh.
+// "StatusNetifConfig" makes the devices that are new in it, drops those that are gone and marks the others.
 #pragma once
 
 #include "dbus/idbusinterfacestatus.h"
@@ -40,7 +40,8 @@ public:
                InterfaceStatusDBusProxy& a_oInterfaceStatus, IPv4DBusProxy& a_oIPv4, IPv6DBusProxy& a_oIPv6);
     ~Interfaces() override;
 
-    /// Makes the devices from "StatusNetifConfig" and, the first time, subscribes to it.
+    /// Makes the devices from "StatusNetifConfig", but keeps one that is there already, with its time online,
+    /// and marks it. Subscribes to the table the first time.
     void init() override;
     /// "Name" and "Id" are keys. 0; 9 for another key column; 10.
     systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,

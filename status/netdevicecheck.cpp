@@ -20,10 +20,9 @@ unsigned uptime()
 
 } // namespace
 
-NetDeviceCheck::NetDeviceCheck(std::string a_sName, unsigned a_iId, LinkObserver a_oOnAsked,
+NetDeviceCheck::NetDeviceCheck(std::string a_sName, LinkObserver a_oOnAsked,
                                const net::AddressLists& a_oAddresses)
     : NetDevice(std::move(a_sName), a_oAddresses),
-      m_iNumber(a_iId),
       m_oOnAsked(std::move(a_oOnAsked))
 {
     takeSnapshot();
@@ -35,13 +34,13 @@ bool NetDeviceCheck::refresh(InterfaceStatusDBusProxy& a_oInterfaceStatus,
     if ((!m_bChanged && m_eLink == ELink::Known) || !a_oInterfaceStatus.mayWait()) { // the next update asks
         return true;
     }
-    const bool bWasLinkUp = m_bLinkUp;
+    const bool bWasLinkUp = isLinkUp();
     const bool bAnswered = askLinkState(a_oInterfaceStatus);
     if (m_bChanged) {
         NetDevice::refresh(a_oAddresses);
         takeSnapshot();
     }
-    if ((m_bChanged || m_bLinkUp != bWasLinkUp) && !a_lChangedTables.hasName(c_pTable)) {
+    if ((m_bChanged || isLinkUp() != bWasLinkUp) && !a_lChangedTables.hasName(c_pTable)) {
         a_lChangedTables.add(c_pTable);
     }
     m_bChanged = false;

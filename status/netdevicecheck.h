@@ -23,9 +23,9 @@ public:
     static constexpr const char* c_pTable = "StatusNetifWatch";
 
     /// Marked as changed; its link counts as down until the service has answered.
-    NetDeviceCheck(std::string a_sName, unsigned a_iId, LinkObserver a_oOnAsked,
-                   const net::AddressLists& a_oAddresses);
+    NetDeviceCheck(std::string a_sName, LinkObserver a_oOnAsked, const net::AddressLists& a_oAddresses);
 
+    void setId(unsigned a_iId) { m_iNumber = a_iId; }
     void setChanged() { m_bChanged = true; }
     /// For a device that is marked as changed, queries the link from the service and the rest from the
     /// kernel, adds the table to the changed ones, whether anything differs or not, and clears the mark.
@@ -40,7 +40,8 @@ public:
     /// The device's state; while it is down without IPv4 addresses, MTU and counters, whatever it has of
     /// them.
     const net::NetDeviceState& getSnapshot() const { return m_oSnapshot; }
-    bool isLinkUp() const { return m_bLinkUp; }
+    /// What the service says, but never for a device that the kernel does not have.
+    bool isLinkUp() const { return m_bLinkUp && m_oSnapshot.m_iIndex != 0; }
     /// Seconds since the device was seen going up, 0 while it is down.
     unsigned getOnlineTime() const;
 
@@ -55,7 +56,7 @@ private:
     void takeSnapshot();
     bool askLinkState(InterfaceStatusDBusProxy& a_oInterfaceStatus);
 
-    unsigned m_iNumber;
+    unsigned m_iNumber = 0;
     LinkObserver m_oOnAsked;
     net::NetDeviceState m_oSnapshot;
     bool m_bLinkUp = false; // the last known state while NotAsked; down while NotAnswered

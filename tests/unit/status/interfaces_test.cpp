@@ -76,6 +76,8 @@ protected:
     {
         m_oNetwork.m_oNow += zel::SystemBus::c_oReconnectWait;
         m_oNetwork.m_oBus.iterate();
+        addLan();
+        ip("link add wan type veth peer name modem");
         configure({"lan", "peer", "wan"});
         m_oInterfaces.init();
     }
@@ -147,6 +149,11 @@ TEST_F(InterfacesOnABus, AServiceThatComesAfterTheDaemonIsAskedAtOnce)
     EXPECT_EQ(updateAfter(2s, 3), "");
     EXPECT_EQ(m_lChanged, NameList{c_sTable});
     EXPECT_EQ(links(), "1 1 1 ");
+
+    ip("link del wan");
+    m_oInterfaces.StatusChange("wan", false);
+    EXPECT_EQ(updateAfter(2s, 1), "");
+    EXPECT_EQ(links(), "1 1 0 ") << "of a device that is not there, whatever the service says";
 }
 
 TEST_F(InterfacesTest, ADeviceThatIsDownHasNothingButItsMacAddress)
@@ -264,17 +271,22 @@ TEST_F(InterfacesTest, UnknownColumnsAreSkippedButUnknownKeysAreNot)
     EXPECT_EQ(m_oRead.find("HwAddr", ""), "code 9");
 }
 
-TEST_F(InterfacesTest, AChangedConfigurationStartsAllDevicesAfresh)
+TEST_F(InterfacesTest, ADeviceThatIsConfiguredOrNotStartsTheTimeOnlineOfNoOther)
 {
-    watch({"lan", "wan"});
+    addLan();
+    ip("link set lan up");
+    watch({"lan", "peer", "lan"});
     EXPECT_EQ(update(), "");
+    const bool bSkipped = skipTime(1000);
     for (int i = 0; i < 2; ++i) {
-        configure({"wan", "dmz", "lan"});
+        configure({"wan", "dmz", "lan", "peer"});
         m_oNetwork.m_oDispatcher.insertRow(this, "StatusNetifConfig", {});
-        testing::internal::CaptureStdout();
-        m_oNetwork.m_oDispatcher.sendNotifications();
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "Interfaces::notify\n");
-        EXPECT_EQ(m_oRead.all({"Id", "Name"}), "1,wan 2,dmz 3,lan ");
+        EXPECT_EQ(logOf([&] { m_oNetwork.m_oDispatcher.sendNotifications(); }),
+                  "info Iface Interfaces::notify\n");
+        EXPECT_EQ(m_oRead.all({"Id", "Name"}), "1,wan 2,dmz 3,lan 4,peer ");
+        for (unsigned iKept : {2U, 3U}) {
+            EXPECT_GE(std::stoi(m_oRead.at(iKept, {"OnlineTime"})), bSkipped ? 1000 : 0);
+        }
         update();
         EXPECT_EQ(m_lChanged, NameList{c_sTable});
     }
