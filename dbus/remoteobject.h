@@ -36,6 +36,8 @@ public:
     const std::string& getService() const { return m_sService; }
     /// True for a signal of this object's, or about the owner of its service.
     bool isConcernedBy(const DBus::Message& a_oMessage);
+    /// nullopt when the signal is not about the owner of the service; else the new owner, empty for none.
+    std::optional<std::string> newOwner(const DBus::Message& a_oMessage) const;
     /// Delivers such a signal. A badly typed one is refused and logged. True when it says that the service
     /// has a new owner.
     bool deliver(const DBus::Message& a_oMessage);
@@ -47,8 +49,6 @@ private:
     DBus::Message _invoke_method(DBus::CallMessage& a_oCall) override;
     bool _invoke_method_noreply(DBus::CallMessage& a_oCall) override;
     CallResult pause(CallResult::EState a_eState, std::string a_sError);
-    /// nullopt when the signal is not about the owner of the service; else the new owner, empty for none.
-    std::optional<std::string> newOwner(const DBus::Message& a_oMessage) const;
     void logRefused(const char* a_pMember, const char* a_pError);
 
     const int m_iModule;

@@ -6,6 +6,7 @@
 #include "zel/log.h"
 
 #include <cstdlib>
+#include <optional>
 #include <utility>
 
 namespace zel {
@@ -85,6 +86,7 @@ void SystemBus::disconnect()
             pObject->unbind();
         }
         m_pConnection.reset();
+        m_lGone.clear();
     }
 }
 
@@ -121,9 +123,28 @@ void SystemBus::iterate()
         lSignals.pop_front();
         for (BusObject* pObject : m_lObjects) {
             pObject->deliver(oSignal);
+            const RemoteObject* pRemote = pObject->get();
+            if (const auto oOwner = pRemote ? pRemote->newOwner(oSignal) : std::nullopt) {
+                m_mOwned[pRemote->getService()] = !oOwner->empty();
+            }
         }
     }
+    logOwners();
     recover();
+}
+
+/// At most a line for each service and iteration, however often it comes and goes.
+void SystemBus::logOwners()
+{
+    for (const auto& [sService, bOwned] : std::exchange(m_mOwned, {})) {
+        if (!bOwned && m_lGone.insert(sService).second) {
+            ZEL_Sysloglevel_warning(m_iModule, here(),
+                                    "%s has left the bus; what it told last is shown until it is back",
+                                    sService.c_str());
+        } else if (bOwned && m_lGone.erase(sService) != 0) {
+            ZEL_Sysloglevel_info(m_iModule, here(), "%s is back on the bus", sService.c_str());
+        }
+    }
 }
 
 void SystemBus::recover()

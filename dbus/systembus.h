@@ -2,7 +2,8 @@
 //
 // Owned by main; main thread only, every callback included: signals are delivered by iterate and nowhere
 // else. A bus that is not there, or goes away, is logged once and looked for again every five seconds;
-// everything bound to the old connection is then bound to the new one. The loop waits for the bus within
+// everything bound to the old connection is then bound to the new one. A service that leaves the bus, and one
+// that is back, is logged. The loop waits for the bus within
 // WaitTime, whatever it does. Nothing throws but std::bad_alloc.
 #pragma once
 
@@ -11,6 +12,7 @@
 #include <chrono>
 #include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -57,6 +59,7 @@ private:
     void connect();
     void disconnect();
     void recover();
+    void logOwners();
 
     const std::function<Clock::time_point()> m_oNow;
     const int m_iModule;
@@ -65,7 +68,9 @@ private:
     std::unique_ptr<BusConnection> m_pConnection;
     Clock::time_point m_oNextTry;
     bool m_bLossLogged = false;
-    std::set<std::string> m_lFlooded; // services, some of whose signals were lost in the last iteration
+    std::set<std::string> m_lFlooded;     // services, some of whose signals were lost in the last iteration
+    std::map<std::string, bool> m_mOwned; // services with news about their owner in this iteration: has one?
+    std::set<std::string> m_lGone;        // services that have left the bus, as logged
     bool m_bClosed = false;
 };
 

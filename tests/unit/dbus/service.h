@@ -27,6 +27,8 @@ public:
                DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER;
     }
 
+    void disown(const char* a_pName) { dbus_bus_release_name(m_pConnection.get(), a_pName, nullptr); }
+
     /// Sends the signal of its service; with other types than its own when they are given.
     void emit(const std::string& a_sSignal, const Words& a_lWords, std::optional<std::string> a_oTypes = {})
     {

@@ -328,6 +328,29 @@ TEST_F(SystemBus, AServiceThatComesLateIsAskedAtOnceAndItsReceiversCatchUp)
     oService.join();
 }
 
+TEST_F(SystemBus, AServiceThatLeavesTheBusAndOneThatIsBackAreLoggedOnce)
+{
+    const auto logOfNews = [this] {
+        m_oService->finish();
+        return logOf([this] { m_oBus.iterate(); });
+    };
+    const std::string sName = zel::netsim::c_pInterfaceStatus;
+    const std::string sGone =
+        "warning SystemBus " + sName + " has left the bus; what it told last is shown until it is back\n";
+    ASSERT_TRUE(m_oService->own(sName.c_str()));
+    EXPECT_EQ(logOfNews(), "") << "it was not missed";
+    m_oService->disown(sName.c_str());
+    EXPECT_EQ(logOfNews(), sGone);
+    ASSERT_TRUE(m_oService->own(sName.c_str()));
+    EXPECT_EQ(logOfNews(), "info SystemBus " + sName + " is back on the bus\n");
+    for (int i = 0; i < 20; ++i) {
+        m_oService->disown(sName.c_str());
+        EXPECT_TRUE(m_oService->own(sName.c_str()));
+    }
+    m_oService->disown(sName.c_str());
+    EXPECT_EQ(logOfNews(), sGone) << "one that flaps does not fill the log";
+}
+
 TEST_F(SystemBus, AServiceThatNeverAnswersCostsOneWait)
 {
     ASSERT_TRUE(m_oService->own(zel::netsim::c_pInterfaceStatus));
