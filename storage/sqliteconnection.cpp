@@ -274,9 +274,10 @@ EResultCode SqliteConnection::logSyntaxError(const std::string& a_sRefused, cons
 EResultCode SqliteConnection::check(const SqlText& a_oText, const char* a_pOperation) const
 {
     if (a_oText.isTooLong()) {
-        const std::string sMessage =
-            "SQL string exceeds limit of " + std::to_string(a_oText.getLimit()) + " chars,";
-        return logError(sMessage.c_str(), EResultCode::Failure);
+        const std::string sLimit = std::to_string(a_oText.getLimit());
+        noteRefusal(EResultCode::Failure, "the names and values of one request have more than the " + sLimit +
+                                              " bytes that its statement may have");
+        return logError(("SQL string exceeds limit of " + sLimit + " chars,").c_str(), EResultCode::Failure);
     }
     return a_oText.getRefused() && isOpen() ? logSyntaxError(*a_oText.getRefused(), a_pOperation)
                                             : EResultCode(EResultCode::Success);

@@ -362,7 +362,7 @@ EResultCode SqliteWrapper::insertRow(const std::string& a_table, const ValueList
         return refuseId("insertRow");
     }
     if (a_values.empty()) {
-        return logError("insertRow", EResultCode::Failure);
+        return logError("insertRow", noteRefusal(EResultCode::Failure, "no column has a value"));
     }
     SqlText oText(c_iStatementLimit);
     oText.sql("INSERT INTO ").name(a_table).sql(" ( ").names(a_values);
@@ -454,7 +454,8 @@ EResultCode SqliteWrapper::changeByKey(const char* a_pOperation, SqlText& a_oCha
         return logError(a_pOperation, EResultCode::NoTable);
     }
     if (isZeroId(a_keyColumn, a_keyValue)) {
-        return logError(a_pOperation, EResultCode::ReadOnly);
+        return logError(a_pOperation,
+                        noteRefusal(EResultCode::ReadOnly, "the row with Id 0 cannot be changed"));
     }
     a_oChange.sql(" WHERE ").key(a_keyColumn, a_keyValue).sql(c_sNotZeroId);
     if (eTable == ELookup::Found) {

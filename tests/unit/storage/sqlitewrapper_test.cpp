@@ -1,5 +1,6 @@
 #include "storage/sqlitewrapper.h"
 
+#include "systema/refusal.h"
 #include "tests/row.h"
 #include "tests/unit/storage/database.h"
 #include "tests/unit/systema/rowtexts.h"
@@ -112,6 +113,8 @@ TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
         logged([&] { EXPECT_THAT(oRun(sFits), testing::AnyOf(0U, 8U, 10U)) << sAround; });
         const Lines lLines = logged([&] { EXPECT_EQ(oRun(sFits + "x"), 1U) << sAround; });
         EXPECT_THAT(lLines, testing::Contains(limitLine(iLimit))) << sAround;
+        EXPECT_THAT(takeRefusal(EResultCode::Failure), testing::HasSubstr(std::to_string(iLimit) + " bytes"))
+            << "the client is told of the limit";
         EXPECT_TRUE(lLines.size() == 1 || iLimit == 512) << "a long table name is no table either";
     }
     // A doubled quote counts twice.
