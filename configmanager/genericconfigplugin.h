@@ -48,11 +48,13 @@ protected:
     /// The first line of every operation that takes a handle: asserts the handle, then the invariant.
     void assertCall(const void* a_handle, zel::SourceTag a_oSource = zel::here()) const;
 
+    /// What a write that the plugin does not override answers.
+    virtual systema::EResultCode refuse(const void* a_handle) const;
+
     /// The place that is shown for an operation that the plugin inherits.
     const zel::SourceTag m_oSource;
 
 private:
-    systema::EResultCode refuse(const void* a_handle) const;
     systema::EResultCode accept(const void* a_handle) const;
 
     const systema::EResultCode m_eRefusal;

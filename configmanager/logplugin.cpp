@@ -4,6 +4,7 @@
 #include "systema/refusal.h"
 #include "zel/log.h"
 
+#include <string>
 #include <utility>
 
 namespace configmanager::logplugin {
@@ -86,6 +87,13 @@ EResultCode LogPlugin::selectKey(systema::ValueList& a_row, const void* a_handle
     return bFound ? selectRow(a_row, a_handle, a_table, 0, a_columns) : EResultCode(EResultCode::NoRow);
 }
 
+EResultCode LogPlugin::refuse(const void* a_handle) const
+{
+    return systema::noteRefusal(
+        OneRowPlugin::refuse(a_handle),
+        "the one row can be changed, by its position, but is neither added nor deleted");
+}
+
 EResultCode LogPlugin::updateRow(const void* a_handle, const std::string& a_table, unsigned int,
                                  const systema::ValueList& a_values)
 {
@@ -98,8 +106,10 @@ EResultCode LogPlugin::updateRow(const void* a_handle, const std::string& a_tabl
             return EResultCode::NoKey; // "Id" too: it is a column, but no module
         }
         const auto oNumber = numberOf(oValue);
-        if (!oNumber || !std::in_range<LogLevel>(*oNumber)) {
-            return systema::noteRefusal(EResultCode::Constraint, sName + " has to be a number of 32 bits");
+        if (!oNumber || *oNumber < 0 || *oNumber > zel::c_iTraceLevelVerbose) {
+            return systema::noteRefusal(EResultCode::Constraint,
+                                        sName + " has to be a number of 0 to " +
+                                            std::to_string(zel::c_iTraceLevelVerbose));
         }
         // An equal level is left alone: the process logger may have been set to another one meanwhile.
         if (const auto iLevel = static_cast<LogLevel>(*oNumber); iLevel != it->second) {

@@ -40,11 +40,13 @@ public:
                                    const systema::NameList& a_columns) override;
     /// Sets the levels in the order given, whatever the position. 0; 8; 9 at the first name that is no
     /// module, 6 at the first value that is no number or beyond those of the column, and the levels before it
-    /// stay set.
+    /// stay set. A level is a number of 0 to 1023.
     systema::EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
                                    const systema::ValueList& a_values) override;
 
 private:
+    systema::EResultCode refuse(const void* a_handle) const override;
+
     std::map<std::string, LogLevel> m_mLevels;
 };
 

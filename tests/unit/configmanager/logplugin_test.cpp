@@ -91,17 +91,18 @@ TEST_F(LogPlugin, UpdateEndsAtTheFirstNameThatIsNoModule)
     }
 }
 
-TEST_F(LogPlugin, AValueThatIsNoNumberSetsNoLevel)
+TEST_F(LogPlugin, AValueThatIsNoSumOfLevelsSetsNoLevel)
 {
     using systema::EDataType;
     using systema::Value;
     for (const Value& oValue :
          {Value(EDataType::Null), Value(EDataType::Text, ""), Value(EDataType::Text, "16"),
-          Value(EDataType::Text, std::string(1 << 20, '9')), Value(EDataType::Unsigned, -1)}) {
+          Value(EDataType::Text, std::string(1 << 20, '9')), Value(EDataType::Unsigned, -1),
+          Value(EDataType::Integer, -1), Value(EDataType::Integer, 1024)}) {
         EXPECT_EQ(update(row({{"Wlan", oValue}, {"Dhcp", 16}})), EResultCode::Constraint);
         EXPECT_EQ(update(row({{"Id", oValue}})), EResultCode::NoKey);
         EXPECT_EQ(select({}), row({{"Id", 1}, {"Dhcp", 1023}, {"Wlan", 113}}));
     }
-    EXPECT_EQ(update(row({{"Wlan", Value(EDataType::Unsigned, 16)}, {"Dhcp", -1}})), EResultCode::Success);
-    EXPECT_EQ(select({}), row({{"Id", 1}, {"Dhcp", -1}, {"Wlan", 16}}));
+    EXPECT_EQ(update(row({{"Wlan", Value(EDataType::Unsigned, 16)}, {"Dhcp", 0}})), EResultCode::Success);
+    EXPECT_EQ(select({}), row({{"Id", 1}, {"Dhcp", 0}, {"Wlan", 16}}));
 }
