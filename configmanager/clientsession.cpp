@@ -377,9 +377,11 @@ bool ClientSession::isTooLarge(Writer& a_oFrame) const
 
 void ClientSession::refuse(const char* a_pWhat)
 {
-    const LogClient oMark(getUser()); // who connects again gets no further line
-    ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(), "A connection of user %u (%s) is closed: %s",
-                            static_cast<unsigned>(getUser()), m_oHandler.getProgram().c_str(), a_pWhat);
+    const LogClient oMark(getUser());                     // who connects again gets no further line
+    const std::string sProgram = m_oHandler.getProgram(); // empty before a hello
+    ZEL_Sysloglevel_warning(m_oManager.getModule(), zel::here(), "A connection of user %u%s is closed: %s",
+                            static_cast<unsigned>(getUser()),
+                            sProgram.empty() ? "" : (" (" + sProgram + ")").c_str(), a_pWhat);
     reply(EResultCode::Protocol);
     m_bClosing = true;
 }
