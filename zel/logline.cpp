@@ -97,7 +97,7 @@ private:
 
     void appendNumber(unsigned char a_iByte)
     {
-        constexpr std::string_view c_sDigits = "0123456789ABCDEF";
+        constexpr std::string_view c_sDigits = "0123456789abcdef";
         const std::array<char, 4> aText = {'\\', 'x', c_sDigits[a_iByte / 16], c_sDigits[a_iByte % 16]};
         append({aText.data(), aText.size()});
     }

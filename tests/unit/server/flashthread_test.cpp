@@ -81,7 +81,7 @@ TEST_F(FlashThreadTest, LogsWhatAFailingCommandSays)
 {
     const std::string sFailed = "error   ledgerd main:152: srv-save-config-active failed: ";
     setCommand("echo flash is full; echo really >&2; exit 3");
-    EXPECT_THAT(save(), ElementsAre(sFailed + "3 (flash is full\\x0Areally)"));
+    EXPECT_THAT(save(), ElementsAre(sFailed + "3 (flash is full\\x0areally)"));
     setCommand("head -c 1000000 /dev/zero | tr '\\0' x; exit 4");
     EXPECT_THAT(save(), ElementsAre(StartsWith(sFailed + "4 (xxxxx")));
     setCommand("head -c 1000000 /dev/zero");

@@ -153,18 +153,18 @@ TEST(Log, moreModulesThanThereIsRoomForShareTheLast)
 TEST(Log, aTextIsOnePrintableLine)
 {
     EXPECT_EQ(shown("exiting\n"), "exiting");
-    EXPECT_EQ(shown("a\n\n"), "a\\x0A");
-    EXPECT_EQ(shown("fake\n2026 error\r\x1b[31m\x7f\t"), "fake\\x0A2026 error\\x0D\\x1B[31m\\x7F\\x09");
+    EXPECT_EQ(shown("a\n\n"), "a\\x0a");
+    EXPECT_EQ(shown("fake\n2026 error\r\x1b[31m\x7f\t"), "fake\\x0a2026 error\\x0d\\x1b[31m\\x7f\\x09");
     EXPECT_EQ(shown("%s\\ Stra\u00dfe \u20ac \U0001f600 \u00a0\u0800\ud7ff\uffff\U0010ffff"),
               "%s\\ Stra\u00dfe \u20ac \U0001f600 \u00a0\u0800\ud7ff\uffff\U0010ffff");
-    EXPECT_EQ(shown("\u0080\u009f"), "\\xC2\\x80\\xC2\\x9F");
+    EXPECT_EQ(shown("\u0080\u009f"), "\\xc2\\x80\\xc2\\x9f");
     // Stray continuation, overlong forms, a surrogate, past the last code point, cut short.
     EXPECT_EQ(shown("\x80z"), "\\x80z");
     EXPECT_EQ(shown("\xc0\xaf\xc1\xbf\xe0\x80\xaf\xf0\x8f\xbf\xbf"),
-              "\\xC0\\xAF\\xC1\\xBF\\xE0\\x80\\xAF\\xF0\\x8F\\xBF\\xBF");
+              "\\xc0\\xaf\\xc1\\xbf\\xe0\\x80\\xaf\\xf0\\x8f\\xbf\\xbf");
     EXPECT_EQ(shown("\xed\xa0\x80\xf4\x90\x80\x80\xf8\x88\x80\x80\x80\xff"),
-              "\\xED\\xA0\\x80\\xF4\\x90\\x80\\x80\\xF8\\x88\\x80\\x80\\x80\\xFF");
-    EXPECT_EQ(shown("\xe2\x82z\xe2\x82"), "\\xE2\\x82z\\xE2\\x82");
+              "\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\\xf8\\x88\\x80\\x80\\x80\\xff");
+    EXPECT_EQ(shown("\xe2\x82z\xe2\x82"), "\\xe2\\x82z\\xe2\\x82");
 }
 
 TEST(Log, anOverlongLineIsCutBetweenCharacters)
