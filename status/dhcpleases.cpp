@@ -155,8 +155,12 @@ void DhcpLeases::DhcpLeaseDeleted(const std::string& a_sIpAddress, const std::st
     ZEL_Sysloglevel_info(m_iModule, here(), "Lease deleted: %s, %s, %s, %s, %u", a_sIpAddress.c_str(),
                          a_sMacAddress.c_str(), a_sHostName.c_str(), a_sVendor.c_str(), a_iExpires);
     const Lease oLease(a_sMacAddress, a_sIpAddress, a_sHostName, a_sVendor, a_iExpires);
-    m_bChanged |= removeSame(m_lLeases, oLease);
-    removeSame(m_lClients, oLease);
+    const bool bLeased = removeSame(m_lLeases, oLease);
+    m_bChanged |= bLeased;
+    if (!removeSame(m_lClients, oLease) && !bLeased) {
+        ZEL_Sysloglevel_info(m_iModule, here(), "There was no lease of %s for %s", a_sIpAddress.c_str(),
+                             a_sMacAddress.c_str());
+    }
 }
 
 void DhcpLeases::DhcpLeaseUpdated(const std::string& a_sIpAddress, const std::string& a_sMacAddress,

@@ -33,7 +33,11 @@ RouteElement element(json_object* a_pJson, int a_iId)
     if (!json_object_is_type(a_pJson, json_type_object)) {
         return UnexpectedJson{json_object_get_type(a_pJson)};
     }
-    return RouteEntry{a_iId, text(a_pJson, "dst"), text(a_pJson, "gateway"), text(a_pJson, "dev"),
+    // A route with several next hops has them in a list of their own; the first stands for all.
+    json_object* pHops = member(a_pJson, "nexthops", json_type_array);
+    json_object* pFirst = pHops == nullptr ? nullptr : json_object_array_get_idx(pHops, 0);
+    json_object* pHop = json_object_is_type(pFirst, json_type_object) ? pFirst : a_pJson;
+    return RouteEntry{a_iId, text(a_pJson, "dst"), text(pHop, "gateway"), text(pHop, "dev"),
                       json_object_get_int(member(a_pJson, "metric", json_type_int))};
 }
 

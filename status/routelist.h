@@ -11,6 +11,7 @@
 namespace zel {
 
 /// A route; a text is empty and the metric 0 where the list does not say it, or not as a text and an integer.
+/// Gateway and interface of a route with several next hops are those of the first.
 struct RouteEntry
 {
     int m_iId = 0; // place in the list, counted from 1

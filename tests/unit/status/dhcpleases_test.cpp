@@ -4,6 +4,8 @@
 #include "tests/unit/status/network.h"
 #include "tests/unit/status/tablereader.h"
 
+#include <gmock/gmock.h>
+
 #include <ctime>
 
 using systema::NameList;
@@ -84,6 +86,9 @@ TEST_F(DhcpLeases, ADeletionReachesBothTablesAndAnnouncesLeasesOnly)
     EXPECT_EQ(m_oLeases.count(), "1");
     EXPECT_EQ(m_oClients.count(), "0");
     EXPECT_EQ(m_oLeases.update(), m_lChanged);
+    EXPECT_THAT(
+        logOf([&] { m_oTables.DhcpLeaseDeleted(c_sIp, c_sMac, "", "", 0); }),
+        testing::EndsWith("\ninfo DhcpLeases There was no lease of 192.0.2.7 for 02:00:00:00:00:07\n"));
 }
 
 TEST_F(DhcpLeases, TheIdIsThePositionAtWhichTheRowWasFirstSeen)

@@ -30,7 +30,17 @@ TEST(RouteList, EveryElementCountsButOnlyObjectsAreRoutes)
                 Optional(ElementsAre(RouteElement(RouteEntry{1, "default", "192.0.2.1", "eth0", 100}),
                                      RouteElement(UnexpectedJson{0}), RouteElement(UnexpectedJson{3}),
                                      RouteElement(UnexpectedJson{5}), RouteElement(UnexpectedJson{6}),
-                                     RouteElement(RouteEntry{6, "", "", "", 0}))));
+                                     RouteElement(RouteEntry{6, "", "", "eth1", 0}))));
+}
+
+TEST(RouteList, ARouteWithSeveralNextHopsIsNotShownAsOneWithoutAny)
+{
+    // As the tool prints "ip route add 10.3.0.0/16 nexthop via 192.0.2.1 dev lan nexthop dev wan".
+    EXPECT_EQ(parseRoute(R"("dst":"10.3.0.0/16","flags":[],"nexthops":[
+                  {"gateway":"192.0.2.1","dev":"lan","weight":1,"flags":[]},{"dev":"wan","weight":1,"flags":[]}])"),
+              (RouteEntry{1, "10.3.0.0/16", "192.0.2.1", "lan", 0}));
+    EXPECT_EQ(parseRoute(R"("dst":"default","dev":"lan","nexthops":[])").m_sInterface, "lan");
+    EXPECT_EQ(parseRoute(R"("dst":"default","dev":"lan","nexthops":["wan"])").m_sInterface, "lan");
 }
 
 TEST(RouteList, MembersOfAnotherTypeAreLeftOut)
