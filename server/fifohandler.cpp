@@ -128,6 +128,10 @@ void FifoHandler::execute(const char* a_pCommand)
         trigger();
     } else if (startsWith(a_pCommand, "lock")) {
         ZEL_Sysloglevel_info(m_iModule, tag(72), "Lock request via FIFO");
+        if (ConfigDispatcher::instance().isLocked()) {
+            ZEL_Sysloglevel_info(m_iModule, here(),
+                                 "The configuration is locked already; one unlock ends it");
+        }
         ConfigDispatcher::instance().lock();
     } else if (startsWith(a_pCommand, "unlock")) {
         ZEL_Sysloglevel_info(m_iModule, tag(77), "Unlock request via FIFO");
