@@ -32,7 +32,8 @@ std::string describeSignals()
 {
     std::string sText;
     for (const Signal& oSignal : signals()) {
-        sText += std::string("  ") + oSignal.m_pName + " " + oSignal.m_pTypes + "\n";
+        sText +=
+            std::string("  ") + oSignal.m_pName + " " + oSignal.m_pTypes + " " + oSignal.m_pArguments + "\n";
     }
     return sText;
 }
@@ -73,7 +74,8 @@ void declareServe(CLI::App& a_oApp, Arguments& a_oArguments)
         ->type_name("FROM TO")
         ->excludes(pFails);
     a_oApp.footer("Commands, one a line:\n" + describeCommands() +
-                  "Words are separated by blanks; 'quotes' hold together, # begins a comment.");
+                  "Words are separated by blanks; 'quotes' hold together, # begins a comment.\n"
+                  "cache sets what DumpCache writes to the file of that name in /tmp.");
 }
 
 void declareSignal(CLI::App& a_oApp, Arguments& a_oArguments)
@@ -87,8 +89,8 @@ void declareArguments(CLI::App& a_oApp, Arguments& a_oArguments)
     a_oApp.add_option("--count", a_oArguments.m_iCount, "how often it is sent, once by default")
         ->type_name("N");
     a_oApp.footer(
-        "Signals and the types of their arguments: s text, u and y numbers of 32 and 8 bits, b true or\n"
-        "false, as an array of texts:\n" +
+        "Signals, the types and the names of their arguments: s text, u and y numbers of 32 and 8 bits,\n"
+        "b true or false, as an array of texts:\n" +
         describeSignals());
 }
 
@@ -150,6 +152,13 @@ int run(int a_iCount, char** a_pArguments)
     oApp.set_help_flag("-h,--help", "print this help and exit");
     oApp.set_version_flag("--version", "ledger-netsim " LEDGERD_VERSION, "print the version and exit");
     oApp.require_subcommand(1);
+    const auto pFormatter = oApp.get_formatter(); // its words are the parser's own
+    pFormatter->label("SUBCOMMAND", "COMMAND");
+    pFormatter->label("Subcommands", "Commands");
+    pFormatter->label("Positionals", "Arguments");
+    pFormatter->label("REQUIRED", "");
+    pFormatter->label("TEXT", "");
+    pFormatter->label("Excludes", "not with");
     CLI::App* pServe =
         oApp.add_subcommand("serve", "Own the services' names, answer, and carry out commands.");
     CLI::App* pEmit = oApp.add_subcommand("emit", "Send a signal.");
@@ -166,7 +175,9 @@ int run(int a_iCount, char** a_pArguments)
     try {
         oApp.parse(a_iCount, a_pArguments);
     } catch (const CLI::ParseError& oError) {
-        return oApp.exit(oError) == 0 ? EX_OK : EX_USAGE;
+        return oError.get_exit_code() == 0
+                   ? oApp.exit(oError) // prints the help or the version
+                   : fail(EX_USAGE, std::string(oError.what()) + "; see ledger-netsim --help");
     }
     return pServe->parsed()  ? serve(oArguments)
            : pEmit->parsed() ? sendSignal(oArguments, {})

@@ -31,7 +31,7 @@ constexpr std::array c_aCommands = {
     Command{"storm", "N SIGNAL [ARG...]", 2, &Script::storm},
     Command{"bad", "SIGNAL TYPES [ARG...]", 2, &Script::sendBad},
     Command{"link", "DEVICE up|down", 2, &Script::link},
-    Command{"cache", "FILE [LINE...]", 1, &Script::cache},
+    Command{"cache", "NAME [LINE...]", 1, &Script::cache},
     Command{"sleep", "MS", 1, &Script::sleep},
 };
 
@@ -86,6 +86,9 @@ Failure Script::link(Words a_lArguments)
 
 Failure Script::cache(Words a_lArguments)
 {
+    if (a_lArguments[0].find('/') != std::string::npos) {
+        return "\"" + a_lArguments[0] + "\" is no name of a file in /tmp";
+    }
     std::string sText;
     for (const auto& sLine : a_lArguments.subspan(1)) {
         sText += sLine + "\n";

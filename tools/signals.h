@@ -12,7 +12,8 @@ struct Signal
 {
     const char* m_pService; // bus name and interface; the path is the same, with slashes
     const char* m_pName;
-    const char* m_pTypes; // the D-Bus signature of its arguments
+    const char* m_pTypes;     // the D-Bus signature of its arguments
+    const char* m_pArguments; // what they are, for people
 };
 
 constexpr const char* c_pInterfaceStatus = "com.kestrane.network.InterfaceStatus";

@@ -14,7 +14,8 @@ TEST_F(Netsim, RefusesWhatItCannotDo)
     };
     EXPECT_EQ(0, oServe("# nothing\n\nstorm 3 StatusChange 'a b' true\nsleep 1\nlink eth0 down").m_iStatus);
     const auto oRun = oServe("emit Nothing 1\nlink eth0\nlink eth0 high\nstorm x StatusChange a true\nsleep\n"
-                             "emit StatusChange 'a\nturn round\nsleep -1");
+                             "emit StatusChange 'a\nturn round\nsleep -1\n"
+                             "cache /tmp/x.cache line");
     EXPECT_EQ(64, oRun.m_iStatus);
     EXPECT_EQ("ledger-netsim: line 1: there is no signal \"Nothing\"\n"
               "ledger-netsim: line 2: usage: link DEVICE up|down\n"
@@ -23,7 +24,8 @@ TEST_F(Netsim, RefusesWhatItCannotDo)
               "ledger-netsim: line 5: usage: sleep MS\n"
               "ledger-netsim: line 6: a quote is not closed\n"
               "ledger-netsim: line 7: there is no command \"turn\"\n"
-              "ledger-netsim: line 8: \"-1\" is no number of milliseconds\n",
+              "ledger-netsim: line 8: \"-1\" is no number of milliseconds\n"
+              "ledger-netsim: line 9: \"/tmp/x.cache\" is no name of a file in /tmp\n",
               oRun.m_sErrors);
     EXPECT_EQ(64, oServe(std::string(100000, 'x')).m_iStatus);
 
@@ -34,7 +36,9 @@ TEST_F(Netsim, RefusesWhatItCannotDo)
                                                    {"serve", "--silent", "Nobody"},
                                                    {"serve", "/no/such/file"},
                                                    {"emit", "--count", "x", "StatusChange"}}) {
-        EXPECT_EQ(64, netsim(lWords).m_iStatus) << testing::PrintToString(lWords);
+        const auto oRefused = netsim(lWords);
+        EXPECT_EQ(64, oRefused.m_iStatus) << testing::PrintToString(lWords);
+        EXPECT_THAT(oRefused.m_sErrors, StartsWith("ledger-netsim: "));
     }
     m_oBus.stop();
     EXPECT_EQ(69, netsim({"emit", "StatusChange", "eth0", "true"}).m_iStatus);
