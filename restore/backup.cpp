@@ -5,9 +5,12 @@
 #include "restore/saveclaim.h"
 #include "zel/uniquefd.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 #include <unistd.h>
@@ -26,6 +29,18 @@ void syncDirectory(const std::string& a_sDirectory)
     if (!oDirectory || ::fsync(oDirectory.get()) != 0) {
         throw std::system_error(errno, std::generic_category(), a_sDirectory);
     }
+}
+
+/// True when the generation has all files of the other one, and they are equal.
+bool isSame(const std::string& a_sOne, const std::string& a_sOther)
+{
+    const fs::directory_iterator oFiles(a_sOne);
+    return std::all_of(begin(oFiles), end(oFiles), [&](const fs::directory_entry& a_oEntry) {
+        std::ifstream oOne(a_oEntry.path(), std::ios::binary);
+        std::ifstream oOther(fs::path(a_sOther) / a_oEntry.path().filename(), std::ios::binary);
+        using Bytes = std::istreambuf_iterator<char>;
+        return oOne && oOther && std::equal(Bytes(oOne), Bytes(), Bytes(oOther), Bytes());
+    });
 }
 
 /// The directory of a generation that is not complete yet, as the save command makes it. Removed with its
@@ -48,11 +63,15 @@ public:
 
     const std::string& directory() const { return m_sDirectory; }
 
-    /// Makes it the current generation, whose number it returns.
+    /// Makes it the current generation, unless it equals that, and returns the number of the current one.
+    /// Removes all but the one before.
     std::uint64_t finish() const
     {
         syncDirectory(m_sDirectory);
         const auto lGenerations = findGenerations(m_sStore);
+        if (!lGenerations.empty() && isSame(m_sDirectory, lGenerations.front().m_sDirectory)) {
+            return lGenerations.front().m_iNumber;
+        }
         std::uint64_t iNumber = lGenerations.empty() ? 1 : lGenerations.front().m_iNumber + 1;
         while (fs::exists(fs::symlink_status(nameOf(iNumber)))) { // no directory
             ++iNumber;
@@ -63,6 +82,9 @@ public:
         fs::rename(m_sDirectory, nameOf(iNumber));
         syncDirectory(m_sStore);
         syncDirectory(m_sStore + "/..");
+        for (std::size_t i = 1; i < lGenerations.size(); ++i) {
+            fs::remove_all(lGenerations[i].m_sDirectory);
+        }
         return iNumber;
     }
 

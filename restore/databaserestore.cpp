@@ -81,12 +81,13 @@ ERestored DatabaseRestore::run()
         }
         if (m_oSettings.m_bKeep && isKept()) {
             m_sSource = "kept";
-            return ERestored::Current;
+            return m_bFactory ? ERestored::Current : ERestored::FellBack;
         }
         const auto oExisting = lockExisting();
         const ERestored eRestored = make();
         putInPlace();
-        return eRestored;
+        // Without its factory a database cannot follow the firmware, nor survive the loss of what is saved.
+        return m_bFactory ? eRestored : std::max(eRestored, ERestored::FellBack);
     } catch (const std::exception& oError) {
         ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s cannot be made: %s", m_oFile.m_pName,
                               oError.what());

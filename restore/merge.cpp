@@ -89,6 +89,7 @@ void Merge::copyTable(const std::string& a_sTable)
     std::string sShared;
     std::string sColumns;
     std::string sValues;
+    std::string sNeeded;
     for (const Column& oColumn : lTarget) {
         const std::string sName = quotedName(oColumn.m_sName);
         if (oColumn.m_bComputed) {
@@ -101,7 +102,9 @@ void Merge::copyTable(const std::string& a_sTable)
         } else if (oColumn.m_bNeedsValue) {
             const auto eType = systema::SqliteType::getDataType(oColumn.m_sType.c_str());
             append(sColumns, sName);
-            append(sValues, eType == systema::EDataType::Text ? "''" : "0");
+            const std::string sInvented = eType == systema::EDataType::Text ? "''" : "0";
+            append(sValues, sInvented);
+            append(sNeeded, oColumn.m_sName + " " + sInvented);
         }
     }
     if (sShared.empty()) {
@@ -118,6 +121,12 @@ void Merge::copyTable(const std::string& a_sTable)
         ZEL_Sysloglevel_warning(m_iModule, zel::here(), "%s: %zu rows of %s are left out: %s",
                                 m_sDatabase.c_str(), oCopied.m_iRefused, a_sTable.c_str(),
                                 oCopied.m_sReason.c_str());
+    }
+    if (const std::string sRows = countRows(m_oSaved, a_sTable); !sNeeded.empty() && sRows != "0") {
+        ZEL_Sysloglevel_warning(
+            m_iModule, zel::here(),
+            "%s: %s rows of %s get a value in what is new, NOT NULL and has no default: %s",
+            m_sDatabase.c_str(), sRows.c_str(), a_sTable.c_str(), sNeeded.c_str());
     }
     copySequence(a_sTable);
 }

@@ -29,6 +29,13 @@ std::string readText(const std::string& a_sFile)
     return sText;
 }
 
+/// For a message: control characters are shown as \\xNN when it is logged.
+std::string firstLine(const std::string& a_sText)
+{
+    constexpr std::size_t c_iMostShown = 80;
+    return a_sText.substr(0, std::min(a_sText.find('\n'), c_iMostShown));
+}
+
 /// 0 when the file is not named "NNN-name.sql".
 int numberOf(const std::string& a_sFile)
 {
@@ -54,6 +61,7 @@ Migrations::Migrations(const std::string& a_sDirectory, int a_iLogModule) : m_iM
         }
     } catch (const fs::filesystem_error& oError) {
         ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s", oError.what());
+        m_bFaults = true;
     }
     for (const auto& oPath : lPaths) {
         try {
@@ -61,6 +69,7 @@ Migrations::Migrations(const std::string& a_sDirectory, int a_iLogModule) : m_iM
         } catch (const std::runtime_error& oError) {
             ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s is passed over: %s", oPath.c_str(),
                                   oError.what());
+            m_bFaults = true;
         }
     }
 }
@@ -75,7 +84,9 @@ void Migrations::add(const std::string& a_sPath, const std::string& a_sFile)
     if (std::ranges::none_of(systema::c_aDatabaseFiles, [&](const systema::DatabaseFile& a_oFile) {
             return a_oFile.m_bPersistent && oMigration.isFor(a_oFile.m_pName);
         })) {
-        throw std::runtime_error("the first line names no persistent database");
+        throw std::runtime_error(
+            "its first line is not \"-- database: NAME\" of a persistent database but \"" +
+            firstLine(oMigration.m_sText) + "\"");
     }
     const auto [itHolder, bNew] = m_mMigrations.emplace(iNumber, oMigration);
     if (!bNew) {

@@ -17,6 +17,9 @@ public:
     /// Reads those of a directory; there are none when it does not exist, or cannot be read, which is logged.
     Migrations(const std::string& a_sDirectory, int a_iLogModule);
 
+    /// True when a file was passed over, or the directory could not be read.
+    bool hasFaults() const { return m_bFaults; }
+
     /// The highest number over all databases, 0 without migrations.
     int getLatest() const { return m_mMigrations.empty() ? 0 : m_mMigrations.rbegin()->first; }
 
@@ -40,6 +43,7 @@ private:
     void add(const std::string& a_sPath, const std::string& a_sFile);
 
     int m_iModule;
+    bool m_bFaults = false;
     std::map<int, Migration> m_mMigrations;
 };
 

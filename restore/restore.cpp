@@ -64,6 +64,15 @@ ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_o
         if (!a_oSettings.m_sBackup.empty() && !takeBackup(a_oSettings, oMigrations, a_oReport, iModule)) {
             return ERestored::Refused;
         }
+        if (oMigrations.hasFaults()) {
+            eWorst = ERestored::FellBack;
+        }
+        std::error_code oUnreadable;
+        if (!fs::exists(a_oSettings.m_sStoreDirectory, oUnreadable) && !oUnreadable) {
+            ZEL_Sysloglevel_warning(iModule, zel::here(), "There is no store %s: never saved, or not mounted",
+                                    a_oSettings.m_sStoreDirectory.c_str());
+            eWorst = a_oSettings.m_bStoreNamed ? ERestored::FellBack : eWorst;
+        }
         std::vector<Generation> lGenerations;
         try {
             lGenerations = findGenerations(a_oSettings.m_sStoreDirectory);

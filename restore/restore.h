@@ -21,7 +21,8 @@ struct RestoreSettings
     std::string m_sFactoryDirectory;
     bool m_bKeep = false; // leave alone what is sound and has the current schema
     Limits m_oLimits = Limits::ofMachine();
-    std::string m_sBackup{}; // a file of `ledgerctl backup` to store first; empty for none
+    std::string m_sBackup{};    // a file of `ledgerctl backup` to store first; empty for none
+    bool m_bStoreNamed = false; // by somebody who expects that there is one
 };
 
 /// What became of a database, and of all of them: the worst. The exit status of ledger-restore.

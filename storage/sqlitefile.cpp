@@ -61,23 +61,56 @@ std::string oneLine(std::string a_sText)
     return a_sText;
 }
 
-/// Adding a column with a constraint makes SQLite itself run a quick check.
-extern "C" int refuseControl(void*, int a_iAction, const char* a_pFirst, const char*, const char*,
-                             const char*)
+/// What the statement is refused for, or null. Adding a column with a constraint makes SQLite itself run a
+/// quick check.
+const char* findRefusal(int a_iAction, const char* a_pFirst)
 {
     switch (a_iAction) {
     case SQLITE_ATTACH:
     case SQLITE_DETACH:
+        return "may not attach or detach a file";
     case SQLITE_TRANSACTION:
     case SQLITE_SAVEPOINT:
+        return "may not begin or end a transaction: all statements run in one";
     case SQLITE_CREATE_VTABLE:
     case SQLITE_DROP_VTABLE:
+        return "may not make or drop a virtual table";
     case SQLITE_RECURSIVE:
-        return SQLITE_DENY;
+        return "may not compute a recursive query";
     case SQLITE_PRAGMA:
-        return std::strcmp(a_pFirst, "quick_check") == 0 ? SQLITE_OK : SQLITE_DENY;
+        return std::strcmp(a_pFirst, "quick_check") == 0 ? nullptr : "may not use a PRAGMA";
     default:
+        return nullptr;
+    }
+}
+
+extern "C" int refuseControl(void* a_pRefusal, int a_iAction, const char* a_pFirst, const char*, const char*,
+                             const char*)
+{
+    const char* pRefusal = findRefusal(a_iAction, a_pFirst);
+    if (pRefusal == nullptr) {
         return SQLITE_OK;
+    }
+    *static_cast<const char**>(a_pRefusal) = pRefusal;
+    return SQLITE_DENY;
+}
+
+/// Where the statement begins that follows blanks and comments.
+const char* skipToStatement(const char* a_pText)
+{
+    for (;;) {
+        a_pText += std::strspn(a_pText, " \t\r\n");
+        const char* pEnd = nullptr;
+        if (std::strncmp(a_pText, "--", 2) == 0) {
+            pEnd = std::strchr(a_pText, '\n');
+        } else if (std::strncmp(a_pText, "/*", 2) == 0) {
+            pEnd = std::strstr(a_pText + 2, "*/");
+            pEnd += pEnd == nullptr ? 0 : 2;
+        }
+        if (pEnd == nullptr) {
+            return a_pText;
+        }
+        a_pText = pEnd;
     }
 }
 
@@ -228,7 +261,8 @@ void SqliteFile::limitMemory(std::uint64_t a_iMostBytes)
 void SqliteFile::runForeign(const std::string& a_sText, std::size_t a_iFirstLine)
 {
     const char* pText = a_sText.c_str();
-    sqlite3_set_authorizer(m_pDatabase.get(), refuseControl, nullptr);
+    const char* pRefusal = nullptr;
+    sqlite3_set_authorizer(m_pDatabase.get(), refuseControl, static_cast<void*>(&pRefusal));
     const std::unique_ptr<sqlite3, void (*)(sqlite3*)> pUntilTheEnd(
         m_pDatabase.get(),
         [](sqlite3* a_pDatabase) { sqlite3_set_authorizer(a_pDatabase, nullptr, nullptr); });
@@ -241,10 +275,11 @@ void SqliteFile::runForeign(const std::string& a_sText, std::size_t a_iFirstLine
             pText = pRest;
         }
     } catch (const SqliteError& oError) {
-        pText += std::strspn(pText, " \t\r\n");
+        pText = skipToStatement(pText);
         const auto iLine = a_iFirstLine + static_cast<std::size_t>(std::count(a_sText.c_str(), pText, '\n'));
         throw SqliteError(oError.isOfMachine() ? SqliteError::ECause::Machine : SqliteError::ECause::Content,
-                          "line " + std::to_string(iLine) + ": " + oError.what());
+                          "line " + std::to_string(iLine) + ": " +
+                              (pRefusal == nullptr ? oError.what() : pRefusal));
     }
 }
 

@@ -138,11 +138,17 @@ TEST_F(Backup, ComesUpOnADeviceWhereNothingWasEverSaved)
     EXPECT_EQ(0, restore(oB, {"--from", oB.path("tmp/whole.tgz")}).m_iStatus);
     EXPECT_EQ("7\n", shell(oB.path("flash/store/generation.1"), "ls | wc -l"));
 
-    // A boot finds the same, and a second backup becomes the generation after it.
+    // A boot finds the same, the same backup is stored already, and others leave two generations.
     fs::remove_all(oB.path("tmp/db"));
     EXPECT_THAT(restore(oB, {}).m_sOutput, HasSubstr("\nservices.db: generation 1\n"));
     const auto oAgain = restore(oB, {"--from", sOdd});
-    EXPECT_THAT(oAgain.m_sOutput, StartsWith(sOdd + ": stored as generation 2\n")) << oAgain.m_sErrors;
+    EXPECT_THAT(oAgain.m_sOutput, StartsWith(sOdd + ": stored as generation 1\n")) << oAgain.m_sErrors;
+    for (const char* pGeneration : {"2", "3"}) {
+        EXPECT_EQ(0, ledgerctl({"add", "Job", std::string("Name=") + pGeneration}).m_iStatus);
+        EXPECT_THAT(restore(oB, {"--from", makeBackup("next.tgz")}).m_sOutput,
+                    HasSubstr(std::string("next.tgz: stored as generation ") + pGeneration));
+    }
+    EXPECT_EQ("generation.2\ngeneration.3\n", shell(oB.path("flash/store"), "ls"));
     EXPECT_EQ(64, restore(oB, {"--from", sOdd, "--keep"}).m_iStatus);
     EXPECT_EQ(64, ledgerctl({"backup", "-"}).m_iStatus);
     EXPECT_FALSE(fs::exists("-"));

@@ -128,8 +128,19 @@ TEST_F(RestoreTest, withoutFactoryOneDatabaseIsMissingAndTheOthersAreMade)
     EXPECT_EQ(getSource("persistent-area.db"), "factory");
 
     save(1, dumpOf("saved"));
+    for (const bool bKeep : {false, true}) {
+        EXPECT_EQ(restore(bKeep), ERestored::FellBack) << "somebody should hear of it";
+        EXPECT_EQ(text(), "saved|");
+    }
+}
+
+TEST_F(RestoreTest, aStoreThatIsMissingIsTold)
+{
     EXPECT_EQ(restore(), ERestored::Current);
-    EXPECT_EQ(text(), "saved|");
+    EXPECT_THAT(getLog(), HasSubstr("There is no store " + m_oDir.file("store")));
+    save(1, dumpOf("saved"));
+    EXPECT_EQ(restore(), ERestored::Current);
+    EXPECT_THAT(getLog(), IsEmpty());
 }
 
 TEST_F(RestoreTest, aStoreThatCannotBeReadIsNoFirstBoot)

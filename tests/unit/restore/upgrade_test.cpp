@@ -38,6 +38,9 @@ TEST_F(UpgradeTest, bringsRowsInByTheNamesOfTablesAndColumns)
     EXPECT_EQ(sql("SELECT name FROM sqlite_master WHERE type = 'trigger' OR name = 'Dropped'"), "Loud|");
     EXPECT_THAT(getLog(), HasSubstr("Odd\"Name.Gone is no longer known and dropped (2 rows)"));
     EXPECT_THAT(getLog(), HasSubstr("Dropped is no longer known and dropped (2 rows)"));
+    EXPECT_THAT(getLog(),
+                HasSubstr("2 rows of Odd\"Name get a value in what is new, NOT NULL and has no default: "
+                          "Note '', Size 0"));
 
     save(2, readFile(m_oDir.file("factory/persistent-web.sql")));
     EXPECT_EQ(restore(), ERestored::Current);
@@ -99,15 +102,22 @@ TEST_F(UpgradeTest, aFailingMigrationChangesNothing)
 {
     setFactory("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT, Level INTEGER DEFAULT 5);\n");
     addMigration("001-good.sql", "UPDATE T SET Text = 'migrated';");
-    for (const char* pStatement :
-         {"UPDATE Nothing SET Text = 1;", "COMMIT;", "ATTACH 'other' AS o;", "PRAGMA foreign_keys = ON;"}) {
+    const std::pair<const char*, const char*> aCases[] = {
+        {"UPDATE Nothing SET Text = 1;", "no such table: Nothing"},
+        {"COMMIT;", "may not begin or end a transaction"},
+        {"ATTACH 'other' AS o;", "may not attach"},
+        {"PRAGMA foreign_keys = ON;", "may not use a PRAGMA"},
+    };
+    for (const auto& [pStatement, pFault] : aCases) {
         save(1, dumpOf("saved"));
-        addMigration("002-bad.sql", std::string("UPDATE T SET Text = 'half';\n") + pStatement);
+        addMigration("002-bad.sql",
+                     std::string("/* two\nlines */ UPDATE T SET Text = 'half';\n-- why\n\n") + pStatement);
         EXPECT_EQ(restore(), ERestored::FellBack) << pStatement;
         EXPECT_EQ(getSource(), "generation 1");
         EXPECT_EQ(sql("SELECT Text, Level FROM T; SELECT Version FROM SchemaVersionPersistentWeb"),
                   "saved|5|2|");
-        EXPECT_THAT(getLog(), HasSubstr("migration 002-bad.sql failed, nothing is migrated: line 3: "));
+        EXPECT_THAT(getLog(), HasSubstr("migration 002-bad.sql failed, nothing is migrated: "));
+        EXPECT_THAT(getLog(), HasSubstr(std::string(": line 6: ") + pFault));
     }
 }
 
@@ -135,11 +145,13 @@ TEST_F(UpgradeTest, passesOverWhatIsNoMigration)
     addMigration("4-a.sql", "DELETE FROM T;");
     addMigration("004-a.sql.orig", "DELETE FROM T;");
     addMigration("005-a.sql", "DELETE FROM T;", "transient.db");
-    writeFile(m_oDir.file("factory/migrations/006-a.sql"), "DELETE FROM T;");
-    EXPECT_EQ(restore(), ERestored::Current);
+    writeFile(m_oDir.file("factory/migrations/006-a.sql"),
+              "-- Database: persistent-web.db\r\nDELETE FROM T;");
+    EXPECT_EQ(restore(), ERestored::FellBack) << "the maker of the image looks at the status";
     EXPECT_EQ(text(), "saved|");
     EXPECT_EQ(sql("SELECT Version FROM SchemaVersionPersistentWeb"), "3|");
     EXPECT_THAT(getLog(), HasSubstr("003-b.sql is passed over: has the number of 003-a.sql"));
+    EXPECT_THAT(getLog(), HasSubstr("but \"-- Database: persistent-web.db\\x0d\""));
     for (const char* pFile : {"000-a.sql", "4-a.sql", "004-a.sql.orig", "005-a.sql", "006-a.sql"}) {
         EXPECT_THAT(getLog(), HasSubstr(std::string(pFile) + " is passed over: "));
     }
