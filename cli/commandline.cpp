@@ -2,6 +2,7 @@
 
 #include "cli/commands.h"
 #include "cli/nearest.h"
+#include "storage/storeconfiguration.h"
 #include "zel/systempath.h"
 
 #include <CLI/CLI.hpp>
@@ -390,7 +391,8 @@ Arguments defaultArguments()
     Arguments oArguments;
     oArguments.m_sSocket = zel::systemPath("/tmp/ledgerd.socket");
     oArguments.m_sFifo = zel::systemPath("/tmp/ledgerd.fifo");
-    oArguments.m_sDumpDirectory = zel::systemPath("/flash/sql");
+    oArguments.m_sDumpDirectory =
+        systema::StoreConfiguration().directory(systema::StoreConfiguration::c_pDumps);
     return oArguments;
 }
 

@@ -1,19 +1,26 @@
 // ledger-restore: makes the databases from what was saved, at boot before ledgerd starts.
 
 #include "restore/restore.h"
+#include "storage/storeconfiguration.h"
 #include "zel/log.h"
 #include "zel/standardfiles.h"
 #include "zel/systempath.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <csignal>
 #include <iostream>
 #include <string>
 #include <sys/stat.h>
+#include <utility>
 #include <vector>
 
 namespace {
+
+using systema::StoreConfiguration;
+using zel::cfg::ERestored;
+using zel::cfg::RestoreSettings;
 
 constexpr const char* c_pProgram = "ledger-restore";
 constexpr int c_iExitUsage = 64;
@@ -28,14 +35,27 @@ CLI::Option& addDirectory(CLI::App& a_oApp, const std::string& a_sName, std::str
                 ->take_last();
 }
 
-void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings, std::vector<std::string>& a_lChecked)
+/// What is asked for beside a restore.
+struct Request
+{
+    std::string m_sConfiguration = StoreConfiguration::defaultFile();
+    std::string m_sSetting{};
+    std::vector<std::string> m_lChecked{};
+};
+
+void declare(CLI::App& a_oApp, RestoreSettings& a_oSettings, Request& a_oRequest)
 {
     a_oApp.set_help_flag("-h,--help", "print this help and exit");
     a_oApp.set_version_flag("--version", std::string(c_pProgram) + " " LEDGERD_VERSION,
                             "print the version and exit");
-    a_oApp.set_config("--config", zel::systemPath("/etc/ledger-store.conf"),
-                      "where to read the directories that are not given");
-    a_oApp.allow_config_extras(CLI::config_extras_mode::ignore);
+    a_oApp
+        .add_option("--config", a_oRequest.m_sConfiguration,
+                    "where to read the directories that are not given")
+        ->type_name("FILE")
+        ->default_str(a_oRequest.m_sConfiguration)
+        ->check(CLI::ExistingFile);
+    a_oApp.add_option("--setting", a_oRequest.m_sSetting, "print this directory of the configuration")
+        ->type_name("KEY");
     addDirectory(a_oApp, "-d,--database-directory", a_oSettings.m_sDatabaseDirectory, "/tmp/db",
                  "where to make the databases");
     addDirectory(a_oApp, "-s,--store-directory", a_oSettings.m_sStoreDirectory, "/flash/store",
@@ -43,18 +63,16 @@ void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings, std::vect
     addDirectory(a_oApp, "--factory-directory", a_oSettings.m_sFactoryDirectory, "/usr/share/ledgerd/factory",
                  "what the device comes with, and its migrations");
     auto* pKeep =
-        a_oApp.add_flag("--keep", a_oSettings.m_bKeep, "leave databases alone that are sound and current")
-            ->configurable(false);
-    auto* pCheck =
-        a_oApp.add_option("--check", a_lChecked, "report those of these dumps that a boot could not load")
-            ->type_name("FILE...")
-            ->configurable(false);
+        a_oApp.add_flag("--keep", a_oSettings.m_bKeep, "leave databases alone that are sound and current");
+    auto* pCheck = a_oApp
+                       .add_option("--check", a_oRequest.m_lChecked,
+                                   "report those of these dumps that a boot could not load")
+                       ->type_name("FILE...");
     a_oApp
         .add_option("--from", a_oSettings.m_sBackup,
                     "store this file of ledgerctl backup as the next generation, and restore that")
         ->type_name("FILE")
         ->check(CLI::ExistingFile)
-        ->configurable(false)
         ->excludes(pKeep)
         ->excludes(pCheck);
     a_oApp.footer(
@@ -64,6 +82,49 @@ void declare(CLI::App& a_oApp, zel::cfg::RestoreSettings& a_oSettings, std::vect
         "With --check a line for each bad dump. Exit status: 0 all are good; 1 one is bad; 2 the machine "
         "could not\n"
         "check one.");
+}
+
+/// Takes the directories that the command line does not name.
+void configure(const CLI::App& a_oApp, const StoreConfiguration& a_oConfiguration,
+               RestoreSettings& a_oSettings)
+{
+    a_oSettings.m_bStoreNamed = a_oApp.count("--store-directory") > 0;
+    for (const auto& [pKey, pDirectory] :
+         {std::pair(StoreConfiguration::c_pDatabases, &a_oSettings.m_sDatabaseDirectory),
+          std::pair(StoreConfiguration::c_pStore, &a_oSettings.m_sStoreDirectory),
+          std::pair(StoreConfiguration::c_pFactory, &a_oSettings.m_sFactoryDirectory)}) {
+        if (a_oApp.count(std::string("--") + pKey) == 0) {
+            *pDirectory = a_oConfiguration.directory(pKey);
+        }
+    }
+}
+
+/// For scripts, so that the file has one reader.
+int printSetting(const StoreConfiguration& a_oConfiguration, const std::string& a_sKey)
+{
+    const std::string sDirectory = a_oConfiguration.directory(a_sKey);
+    if (const auto oFault = a_oConfiguration.faultOf(a_sKey); oFault || sDirectory.empty()) {
+        std::cerr << oFault.value_or("no directory of the configuration: " + a_sKey) << '\n';
+        return c_iExitUsage;
+    }
+    std::cout << sDirectory << std::endl;
+    return 0;
+}
+
+/// A device with the databases that a faulty configuration gives is of more use than one without any, and as
+/// nothing is saved until it is mended nothing is lost. But nobody's backup is stored where nobody meant.
+int restore(const StoreConfiguration& a_oConfiguration, const RestoreSettings& a_oSettings)
+{
+    const int iModule = ZEL_Sysloglevel_registerModul(c_pProgram);
+    const bool bFaulty = !a_oConfiguration.faults().empty();
+    for (const auto& oFault : a_oConfiguration.faults()) {
+        ZEL_Sysloglevel_error(iModule, zel::here(), "%s", oFault.m_sText.c_str());
+    }
+    if (bFaulty && !a_oSettings.m_sBackup.empty()) {
+        return static_cast<int>(ERestored::Refused);
+    }
+    const ERestored eRestored = zel::cfg::restoreDatabases(a_oSettings, std::cout);
+    return static_cast<int>(bFaulty ? std::max(eRestored, ERestored::FellBack) : eRestored);
 }
 
 } // namespace
@@ -76,16 +137,22 @@ int main(int a_iCount, char** a_pArguments)
     ZEL_Sysloglevel_construct2(c_pProgram);
     try {
         CLI::App oApp("Makes the databases of ledgerd from what was saved, before it starts.", c_pProgram);
-        zel::cfg::RestoreSettings oSettings;
-        std::vector<std::string> lChecked;
-        declare(oApp, oSettings, lChecked);
+        RestoreSettings oSettings;
+        Request oRequest;
+        declare(oApp, oSettings, oRequest);
         try {
             oApp.parse(a_iCount, a_pArguments);
         } catch (const CLI::Success& oAnswer) {
             return oApp.exit(oAnswer);
         }
-        return lChecked.empty() ? static_cast<int>(zel::cfg::restoreDatabases(oSettings, std::cout))
-                                : static_cast<int>(zel::cfg::checkDumps(oSettings, lChecked, std::cout));
+        const StoreConfiguration oConfiguration(oRequest.m_sConfiguration);
+        if (!oRequest.m_sSetting.empty()) {
+            return printSetting(oConfiguration, oRequest.m_sSetting);
+        }
+        configure(oApp, oConfiguration, oSettings);
+        return oRequest.m_lChecked.empty()
+                   ? restore(oConfiguration, oSettings)
+                   : static_cast<int>(zel::cfg::checkDumps(oSettings, oRequest.m_lChecked, std::cout));
     } catch (const CLI::Error& oError) {
         std::cerr << c_pProgram << ": " << oError.what() << " [" << c_iExitUsage << "]\n";
         return c_iExitUsage;

@@ -25,6 +25,7 @@
 #include "systema/unixsocketserver.h"
 #include "zel/assert.h"
 #include "zel/daemon.h"
+#include "zel/execute.h"
 #include "zel/log.h"
 #include "zel/memory.h"
 #include "zel/standardfiles.h"
@@ -32,6 +33,7 @@
 #include "zel/uniquefd.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -46,6 +48,7 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -171,10 +174,10 @@ public:
     /// Throws std::runtime_error when there is no database at all: the device was not restored, and a daemon
     /// without a stored table would look like one that works. One that is missing among others is only
     /// logged.
-    explicit Databases(const std::string& a_sPath)
+    Databases(const std::string& a_sPath, const systema::StoreConfiguration& a_oStore)
     {
         checkPresence(a_sPath);
-        const auto iLimit = systema::readDatabaseLimit(a_sPath);
+        const auto iLimit = systema::findDatabaseLimit(a_oStore, a_sPath);
         for (const auto& oFile : systema::c_aDatabaseFiles) {
             m_lPlugins.emplace_back(oFile.m_pName, a_sPath, oFile.m_pName, oFile.m_bUseTransactions,
                                     oFile.m_bPersistent, oFile.m_bExclusive, iLimit);
@@ -252,7 +255,7 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread, const std::func
     oDispatcher.setVerbose(a_oOptions.m_bVerbose);
 
     PluginPart<configmanager::logplugin::LogPlugin> oLogPlugin("log");
-    Databases oDatabases(a_oOptions.m_sDatabasePath);
+    Databases oDatabases(a_oOptions.m_sDatabasePath, a_oOptions.m_oStore);
     const PluginPart<zel::DeviceInfoPlugin> oDeviceInfo("device information", oDispatcher);
 
     Part<Event<void(ServerEvents)>> oServerEvents("server events");
@@ -319,6 +322,35 @@ void makeAbsolute(Options& a_oOptions)
                                &a_oOptions.m_sFifoFile, &a_oOptions.m_sPidPath, &a_oOptions.m_sDumpPath}) {
         *pPath = std::filesystem::absolute(*pPath);
     }
+}
+
+/// Throws for a path that no dump can be made with. What may still become right, or has a default, is logged.
+void checkDirectories(const Options& a_oOptions)
+{
+    constexpr std::string_view c_sPlain = "._/+-,:=@%";
+    for (const std::string& sPath : {a_oOptions.m_sDatabasePath, a_oOptions.m_sDumpPath}) {
+        if (!std::ranges::all_of(sPath, [&](unsigned char a_iByte) {
+                return std::isalnum(a_iByte) != 0 ||
+                       c_sPlain.find(static_cast<char>(a_iByte)) != c_sPlain.npos;
+            })) {
+            throw std::runtime_error("a directory of databases or dumps may have no blank, quote or other "
+                                     "character with a meaning in a shell: " +
+                                     sPath);
+        }
+    }
+    for (const auto& oFault : a_oOptions.m_oStore.faults()) {
+        ZEL_Sysloglevel_error(s_iModule, zel::here(), "%s", oFault.m_sText.c_str());
+    }
+    // Another process looks: on a dead mount we would wait for ever.
+    const std::string sLook = "[ -d " + a_oOptions.m_sDumpPath + " ]";
+    char aOutput[1] = "";
+    if (ZEL_Execute_Command(sLook.c_str(), aOutput, sizeof aOutput, std::chrono::seconds(1)) != 0) {
+        ZEL_Sysloglevel_error(s_iModule, zel::here(),
+                              "There is no dump directory %s: nothing is saved until it is made",
+                              a_oOptions.m_sDumpPath.c_str());
+    }
+    // Whatever it says in the configuration, the save command takes the dumps that we make.
+    ::setenv("LEDGERD_DUMP_DIRECTORY", std::filesystem::absolute(a_oOptions.m_sDumpPath).c_str(), 1);
 }
 
 /// Says why the daemon does not start. With -b the log goes to syslog, so the terminal is told here; once in
@@ -436,6 +468,7 @@ int main(int a_iArgc, char* a_pArgv[])
 
     bool bEnded = false;
     guard(oOptions, [&] {
+        checkDirectories(oOptions);
         Instance oInstance(oOptions);
         raiseDescriptorLimit();
         installSignalHandlers();

@@ -72,11 +72,11 @@ int refuse(const std::string& a_sReason)
 
 std::optional<int> parseOptions(Options& a_oOptions, int a_iArgc, char* a_pArgv[])
 {
-    a_oOptions.m_sDatabasePath = systemPath(c_pDatabasePath);
+    a_oOptions.m_sDatabasePath = a_oOptions.m_oStore.directory(systema::StoreConfiguration::c_pDatabases);
     a_oOptions.m_sSocketFile = systemPath(c_pSocketFile);
     a_oOptions.m_sFifoFile = systemPath(c_pFifoFile);
     a_oOptions.m_sPidPath = systemPath(c_pPidPath);
-    a_oOptions.m_sDumpPath = systemPath(c_pDumpPath);
+    a_oOptions.m_sDumpPath = a_oOptions.m_oStore.directory(systema::StoreConfiguration::c_pDumps);
 
     for (int iOption = 0; iOption != -1;) {
         const std::string sWord =

@@ -1,6 +1,7 @@
 // The command line of ledgerd.
 #pragma once
 
+#include "storage/storeconfiguration.h"
 #include "systema/persistscript.h"
 
 #include <optional>
@@ -12,6 +13,7 @@ namespace zel::cfg {
 /// The settings that the command line gives; constant for the life of the process.
 struct Options
 {
+    systema::StoreConfiguration m_oStore{}; // has the default directories
     std::string m_sDatabasePath;
     std::string m_sSocketFile;
     std::string m_sFifoFile;

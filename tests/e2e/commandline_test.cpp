@@ -83,8 +83,10 @@ TEST_F(CommandLine, AWaitTimeThatIsNoNumberDoesNotTurnTheSavingOffNorIsAWordIgno
     EXPECT_EQ("Flash wait time: 2147483647\n2.13.0\n", runDaemon({"-t", "2147483647", "-V"}).m_sOutput);
 }
 
-TEST_F(CommandLine, DefaultPathsAreBelowTheRootOfTheEnvironment)
+TEST_F(CommandLine, DefaultPathsAreBelowTheRootOfTheEnvironmentAndThoseOfTheConfiguration)
 {
+    std::filesystem::rename(m_oSandbox.path("tmp/db"), m_oSandbox.path("moved"));
+    writeFile(m_oSandbox.path("etc/ledger-store.conf"), "database-directory=/moved\n");
     Process oDaemon(LEDGERD_BINARY, {{}, m_oSandbox.environment()});
     ASSERT_TRUE(eventually([&] {
         return ledgerctl({"count", "Item"}).m_sOutput == "3\n";

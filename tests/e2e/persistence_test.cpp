@@ -126,6 +126,26 @@ TEST_F(Persistence, InfoShowsModeAndWaitWhichAModeChanges)
     EXPECT_THAT(saving(), StartsWith("PersistMode,default\nWaitTime,10\n"));
 }
 
+TEST_F(Persistence, TheSaveCommandTakesTheDumpsThatTheDaemonMakes)
+{
+    m_oSandbox.setProgram(c_pSave, "echo $LEDGERD_DUMP_DIRECTORY > " + m_oSandbox.path("saves"));
+    writeFile(m_oSandbox.path("etc/ledger-store.conf"), "dump-directory=/configured\nbogus\n");
+    fs::create_directory(m_oSandbox.path("given"));
+    start({"-t", "0", "-x", m_oSandbox.path("given")});
+    EXPECT_THAT(daemon().errors(), HasSubstr("etc/ledger-store.conf: line 2: "));
+    write("changed");
+    stop();
+    EXPECT_EQ(m_oSandbox.path("given") + "\n", readFile(m_oSandbox.path("saves")));
+    EXPECT_THAT(readFile(m_oSandbox.path("given/persistent-common.db.sql")), HasSubstr("'changed'"));
+
+    start({"-x", m_oSandbox.path("missing")});
+    EXPECT_THAT(daemon().errors(), HasSubstr("There is no dump directory " + m_oSandbox.path("missing")));
+    stop();
+    const auto oRefused = runDaemon({"-x", m_oSandbox.path("a b")});
+    EXPECT_EQ(1, oRefused.m_iStatus);
+    EXPECT_THAT(oRefused.m_sErrors, HasSubstr("may have no blank, quote or other character"));
+}
+
 TEST_F(Persistence, OnlyATriggerSavesWithoutAWaitAndTransientChangesNeverDo)
 {
     startWithoutWait();

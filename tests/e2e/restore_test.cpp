@@ -37,19 +37,21 @@ TEST_F(RestoreProgramTest, tellsTheSourceOfWhatItFindsByItsConfiguration)
 {
     EXPECT_EQ(restore().m_iStatus, 0);
     writeFile(m_oSandbox.path("etc/ledger-store.conf"),
-              "# where things are\n\ndump-directory=/flash/sql\ndatabase-directory=" +
-                  m_oSandbox.path("made/here") + "\nstore-directory = \"" + m_oSandbox.path("my store") +
-                  "\"\n");
+              "# where things are\n\ndump-directory=/flash/sql\ndatabase-directory=/made/here\r\n"
+              "store-directory = \"/my+store\"\n");
     save("1", m_sGood);
     save("2", m_sGood.substr(0, m_sGood.size() / 2));
-    fs::rename(m_oSandbox.path("flash/store"), m_oSandbox.path("my store"));
+    fs::rename(m_oSandbox.path("flash/store"), m_oSandbox.path("my+store"));
     const Finished oFallen = restore();
     EXPECT_EQ(oFallen.m_iStatus, 1);
     EXPECT_THAT(oFallen.m_sOutput, HasSubstr("persistent-web.db: generation 1 (previous)\n"));
     EXPECT_THAT(oFallen.m_sErrors, HasSubstr("ledger-restore"));
     EXPECT_TRUE(fs::exists(m_oSandbox.path("made/here/persistent-web.db")));
 
-    EXPECT_THAT(restore({"-s", "/nonexistent"}).m_sOutput, HasSubstr("persistent-web.db: factory\n"));
+    const Finished oMistyped = restore({"-s", "/nonexistent"});
+    EXPECT_EQ(oMistyped.m_iStatus, 1) << "who names a store expects that there is one";
+    EXPECT_THAT(oMistyped.m_sOutput, HasSubstr("persistent-web.db: factory\n"));
+    EXPECT_THAT(oMistyped.m_sErrors, HasSubstr("There is no store /nonexistent"));
     EXPECT_EQ(restore({"--factory-directory"}).m_iStatus, 64);
     EXPECT_EQ(restore({"--config", m_oSandbox.path("none")}).m_iStatus, 64);
 }
@@ -68,6 +70,20 @@ TEST_F(RestoreProgramTest, makesEveryDatabaseWhenNobodyReadsItsReport)
     EXPECT_EQ(restore({}, closeReaders).m_iStatus, 0);
     for (const auto& oFile : systema::c_aDatabaseFiles) {
         EXPECT_TRUE(fs::exists(m_oSandbox.path("tmp/db/") + oFile.m_pName)) << oFile.m_pName;
+    }
+}
+
+TEST_F(RestoreProgramTest, aFaultyConfigurationIsNoSilentFactory)
+{
+    save("1", m_sGood);
+    for (const char* pLine : {"store-directory=my/store", "store-directory=/my store", "store-directory",
+                              "store-dirctory=/my/store", "database-limit=abc"}) {
+        writeFile(m_oSandbox.path("etc/ledger-store.conf"), std::string("# one\n") + pLine + "\n");
+        const Finished oRun = restore();
+        EXPECT_EQ(oRun.m_iStatus, 1) << pLine;
+        EXPECT_THAT(oRun.m_sErrors, HasSubstr("etc/ledger-store.conf: line 2: ")) << pLine;
+        EXPECT_THAT(oRun.m_sOutput, HasSubstr("persistent-web.db: generation 1\n"));
+        EXPECT_EQ(restore({"--from", "/dev/null"}).m_iStatus, 3);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "storage/databaselimit.h"
 #include "storage/sqliteplugin.h"
+#include "storage/storeconfiguration.h"
 #include "tests/row.h"
 #include "tests/unit/storage/database.h"
 #include "zel/assert.h"
@@ -113,8 +114,7 @@ TEST_F(SqliteConnectionTest, aDatabaseDoesNotPassItsSizeAndRowsCanStillBeDeleted
 
 TEST_F(SqliteConnectionTest, theLimitIsASettingAndAtMostAQuarterOfTheFileSystem)
 {
-    std::filesystem::create_directory(m_oDir.file("etc"));
-    ::setenv("LEDGERD_ROOT", m_oDir.path().c_str(), 1);
+    const std::string sFile = m_oDir.file("ledger-store.conf");
     constexpr std::uint64_t c_iMiB = 1024 * 1024;
     const struct
     {
@@ -126,15 +126,17 @@ TEST_F(SqliteConnectionTest, theLimitIsASettingAndAtMostAQuarterOfTheFileSystem)
                   {"database-limit=0\n", 32, 1},
                   {"database-limit=12x\ndatabase-limit=\ndatabase-limit=257\n", 32, 3}};
     for (const auto& [sText, iMiB, iLines] : aCases) {
-        writeFile(m_oDir.file("etc/ledger-store.conf"), sText);
-        EXPECT_EQ(logged([&, i = iMiB] { EXPECT_EQ(readDatabaseLimit("/proc"), i * c_iMiB); }).size(), iLines)
-            << sText;
+        writeFile(sFile, sText);
+        const StoreConfiguration oConfiguration(sFile);
+        EXPECT_EQ(findDatabaseLimit(oConfiguration, "/proc"), iMiB * c_iMiB) << sText;
+        EXPECT_EQ(oConfiguration.faults().size(), iLines) << sText;
     }
-    if (::mount("tmpfs", m_oDir.file("etc").c_str(), "tmpfs", 0, "size=2m") == 0) {
-        EXPECT_EQ(readDatabaseLimit(m_oDir.file("etc")), c_iMiB / 2);
-        ::umount(m_oDir.file("etc").c_str());
+    const std::string sDisk = m_oDir.file("disk");
+    std::filesystem::create_directory(sDisk);
+    if (::mount("tmpfs", sDisk.c_str(), "tmpfs", 0, "size=2m") == 0) {
+        EXPECT_EQ(findDatabaseLimit(StoreConfiguration(sFile), sDisk), c_iMiB / 2);
+        ::umount(sDisk.c_str());
     }
-    ::unsetenv("LEDGERD_ROOT");
 }
 
 TEST_F(SqliteConnectionTest, mapsTheCodesOfSqlite)
