@@ -146,16 +146,47 @@ TEST_P(SaveCommand, WritesWhatChangedAndKeepsThePreviousGeneration)
     EXPECT_EQ(sBefore, content());
     EXPECT_TRUE(leftNothing());
 
-    for (const char* pGeneration : {"2", "3"}) {
-        change(c_pWeb, pGeneration);
-        EXPECT_EQ(std::string("saved generation ") + pGeneration + ": 1 of 7 databases, " +
-                      std::to_string(fs::file_size(dump(c_pWeb))) + " bytes written",
-                  save());
-    }
-    EXPECT_TRUE(fs::equivalent(saved(2, "services.db.sql"), saved(3, "services.db.sql")));
+    change(c_pWeb, "2");
+    EXPECT_THAT(save(), StartsWith("saved generation 2: 7 of 7 databases, "))
+        << "the second copy of the others";
+    change(c_pWeb, "3");
+    EXPECT_EQ("saved generation 3: 1 of 7 databases, " + std::to_string(fs::file_size(dump(c_pWeb))) +
+                  " bytes written",
+              save());
     EXPECT_EQ(readFile(dump(c_pWeb)), readFile(saved(3, c_pWeb)));
     EXPECT_NE(readFile(dump(c_pWeb)), readFile(saved(2, c_pWeb)));
     EXPECT_THAT(generations(), UnorderedElementsAre("generation.2", "generation.3"));
+}
+
+TEST_P(SaveCommand, AFileThatIsCutIsWholeInTheOtherGeneration)
+{
+    const std::string sServices = "services.db.sql";
+    save();
+    // The other generation may be of a save command that gave both the same file.
+    change(c_pWeb, "2");
+    save();
+    fs::remove(saved(1, sServices));
+    fs::create_directories(saved(1, ""));
+    fs::create_hard_link(saved(2, sServices), saved(1, sServices));
+    change(c_pWeb, "3");
+    EXPECT_THAT(save(), StartsWith("saved generation 3: 2 of 7 "));
+    for (int iGeneration = 4; iGeneration < 8; ++iGeneration) {
+        change(iGeneration == 5 ? sServices : c_pWeb, std::to_string(iGeneration));
+        // What changed, and after a change of another database the second copy of that.
+        EXPECT_THAT(save(), HasSubstr(iGeneration == 5 || iGeneration == 6 ? ": 2 of 7 " : ": 1 of 7 "));
+        for (const auto& sName : databaseNames()) {
+            if (sName != "transient.db") {
+                EXPECT_FALSE(fs::equivalent(saved(iGeneration, sName + ".sql"),
+                                            saved(iGeneration - 1, sName + ".sql")))
+                    << sName << iGeneration;
+            }
+        }
+    }
+    const std::string sGood = readFile(saved(7, sServices));
+    fs::resize_file(saved(7, sServices), sGood.size() - 20);
+    EXPECT_EQ(sGood, readFile(saved(6, sServices)));
+    EXPECT_THAT(save(), StartsWith("saved generation 8: ")) << "what is damaged is mended";
+    EXPECT_EQ(sGood, readFile(saved(8, sServices)));
 }
 
 TEST_P(SaveCommand, CountsOnFromLargeNumbersAndLeavesAloneWhatIsNoGeneration)
@@ -219,7 +250,7 @@ TEST_P(SaveCommand, TakesNoDumpThatABootRefuses)
           " SELECT I FROM N;"}) {
         writeFile(dump(c_pWeb),
                   std::string(sGood).insert(sGood.rfind("COMMIT;"), pStatement + std::string("\n")));
-        expectRefusal(1, ": not authorized\n");
+        expectRefusal(1, ": may not ");
     }
     writeFile(dump(c_pWeb),
               "PRAGMA foreign_keys=OFF;\nBEGIN TRANSACTION;\nCREATE VIEW V AS SELECT 1;\nCOMMIT;\n");
@@ -358,21 +389,31 @@ TEST_P(SaveCommand, KilledBeforeAnyStepLeavesACompleteGeneration)
 TEST_P(SaveCommand, ConfigurationNamesTheDirectories)
 {
     const std::string sConfiguration = m_oSandbox.path("etc/ledger-store.conf");
-    fs::create_directory(m_oSandbox.path("etc"));
     fs::rename(m_oSandbox.path("flash/sql"), m_oSandbox.path("my-dumps"));
-    writeFile(sConfiguration, "# dump-directory=/nowhere\n\nunknown=key\n  dump-directory = \"" +
-                                  m_oSandbox.path("my-dumps") +
-                                  "\" \nstore-directory=" + m_oSandbox.path("a/store")); // without a newline
+    writeFile(sConfiguration,
+              "# dump-directory=/nowhere\n\nunknown=key\n  dump-directory = \"/my-dumps\" \r\n"
+              "store-directory=/a/store"); // without a newline
     save();
-    EXPECT_TRUE(fs::exists(m_oSandbox.path("a/store/generation.1/services.db.sql")));
+    EXPECT_TRUE(fs::exists(m_oSandbox.path("a/store/generation.1/services.db.sql")))
+        << "whatever the file says, a trial stays below its root";
     EXPECT_FALSE(fs::exists(store()));
 
-    for (const char* pPath :
-         {"a/store", "/a/my store", "/a/store # of flash"}) { // relative, or read otherwise elsewhere
-        writeFile(sConfiguration, std::string("store-directory=") + pPath + "\n");
-        EXPECT_EQ(3, run(shell(), start()).m_iStatus);
+    fs::create_directory(store());
+    for (const char* pLine :
+         {"store-directory=a/store", "store-directory=/a/my store", "store-directory=/a/store # of flash",
+          "store-directory", "store-directory=", "factory-directory=\"\""}) {
+        writeFile(sConfiguration, std::string("dump-directory=/my-dumps\n") + pLine + "\n");
+        expectRefusal(3, sConfiguration + ": line 2: ");
     }
+    fs::remove(sConfiguration);
+    auto oStart = start();
+    oStart.m_lEnvironment.emplace_back("LEDGERD_DUMP_DIRECTORY", m_oSandbox.path("my-dumps"));
+    EXPECT_EQ(0, run(shell(), oStart).m_iStatus) << "the daemon knows best where its dumps are";
+
     EXPECT_EQ(3, run(shell(), start({"now"})).m_iStatus);
+    const auto oHelp = run(shell(), start({"--help"}));
+    EXPECT_EQ(0, oHelp.m_iStatus);
+    EXPECT_THAT(oHelp.m_sOutput, testing::AllOf(StartsWith("Stores the dumps"), HasSubstr("\n  4  ")));
 }
 
 } // namespace
