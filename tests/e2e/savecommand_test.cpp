@@ -289,10 +289,18 @@ TEST_P(SaveCommand, FullOrReadOnlyStoreKeepsItsGeneration)
     remount(MS_RDONLY, "");
     expectRefusal(2, "Read-only file system");
 
-    remount(0, "size=200k");
-    EXPECT_THAT(save(), StartsWith("saved generation 2: 1 of 7 "));
+    remount(0, "size=100k");
+    EXPECT_THAT(save(), StartsWith("saved generation 2: 1 of 7 ")) << "no second copies without room";
     remount(MS_RDONLY, "");
     EXPECT_EQ("unchanged: generation 2", save());
+
+    remount(0, "size=300k");
+    change("persistent-network.db.sql", "copies");
+    EXPECT_THAT(save(), StartsWith("saved generation 3: 7 of 7 "));
+    remount(0,
+            ("size=" + std::to_string(fs::space(store()).capacity - fs::space(store()).available)).c_str());
+    change("persistent-network.db.sql", "without room for a third");
+    EXPECT_THAT(save(), StartsWith("saved generation 4: 1 of 7 ")) << "copies never keep a change out";
     ::umount(store().c_str());
 }
 

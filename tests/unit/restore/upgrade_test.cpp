@@ -103,7 +103,7 @@ TEST_F(UpgradeTest, aFailingMigrationChangesNothing)
     setFactory("CREATE TABLE T (Id INTEGER PRIMARY KEY, Text TEXT, Level INTEGER DEFAULT 5);\n");
     addMigration("001-good.sql", "UPDATE T SET Text = 'migrated';");
     const std::pair<const char*, const char*> aCases[] = {
-        {"UPDATE Nothing SET Text = 1;", "no such table: Nothing"},
+        {"UPDATE Missing SET Text = 1;", "no such table: Missing"},
         {"COMMIT;", "may not begin or end a transaction"},
         {"ATTACH 'other' AS o;", "may not attach"},
         {"PRAGMA foreign_keys = ON;", "may not use a PRAGMA"},
@@ -151,7 +151,7 @@ TEST_F(UpgradeTest, passesOverWhatIsNoMigration)
     EXPECT_EQ(text(), "saved|");
     EXPECT_EQ(sql("SELECT Version FROM SchemaVersionPersistentWeb"), "3|");
     EXPECT_THAT(getLog(), HasSubstr("003-b.sql is passed over: has the number of 003-a.sql"));
-    EXPECT_THAT(getLog(), HasSubstr("but \"-- Database: persistent-web.db\\x0d\""));
+    EXPECT_THAT(getLog(), HasSubstr("but \"-- Database: persistent-web.db\\x0D\""));
     for (const char* pFile : {"000-a.sql", "4-a.sql", "004-a.sql.orig", "005-a.sql", "006-a.sql"}) {
         EXPECT_THAT(getLog(), HasSubstr(std::string(pFile) + " is passed over: "));
     }
