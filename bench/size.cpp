@@ -18,8 +18,8 @@ void fillWithFactoryData(const std::filesystem::path& a_oDirectory)
     ChildProcess oRestore([&] {
         ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
         return ::execl(LEDGER_RESTORE_BINARY, LEDGER_RESTORE_BINARY, "--factory-directory", LEDGERD_FACTORY,
-                       "--store-directory", "/nonexistent", "--database-directory", a_oDirectory.c_str(),
-                       nullptr);
+                       "--store-directory", a_oDirectory.c_str(), "--database-directory",
+                       a_oDirectory.c_str(), nullptr);
     });
     check(oRestore.wait(), "ledger-restore failed");
 }
