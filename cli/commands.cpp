@@ -218,7 +218,7 @@ std::string describeNoWrite(const std::string& a_sWord)
     if (a_sWord != "ledgerctl" && (it == lCommands.end() || it->m_eWrite != EWrite::None)) {
         return {};
     }
-    return "\"" + a_sWord + "\" in a batch, whose lines begin with set, add or del";
+    return "\"" + a_sWord + "\" is no command of a batch, which has set, add, del";
 }
 
 /// The words of the next command, which may go over several lines. False at the end of the input.

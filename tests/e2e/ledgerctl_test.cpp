@@ -158,8 +158,8 @@ TEST_F(Ledgerctl, BatchIsOneTransaction)
                 "add Item Name=one\ndel Twins --all\nadd Item Name=plum\nadd Item Name=two\n");
     expectError(10, "line 2: no such row", {"batch"}, "del Twins --all\nset Item --row 99 Note=x\n");
     const std::pair<const char*, std::string> aFaults[] = {
-        {"line 2: \"get\" in a batch, whose lines begin with set, add or del", "get Item\n"},
-        {"line 2: \"ledgerctl\" in a batch", "ledgerctl del Item --all"},
+        {"line 2: \"get\" is no command of a batch, which has set, add, del", "get Item\n"},
+        {"line 2: \"ledgerctl\" is no command of a batch", "ledgerctl del Item --all"},
         {"line 3: a quote is not closed", "\nadd Item 'Name=open\nadd Item Name=x\n"},
         {"line 2: \"Name=x;\": a line has one command", "add Item Name=x; del Item --all\n"},
         {"line 2: \"&&\": a line has one command", "add Item Name=x && del Item --all\n"},

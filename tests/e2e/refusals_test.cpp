@@ -53,7 +53,7 @@ TEST_F(RefusedWrite, SaysWhichConstraintIsViolated)
               errorOf({"batch"}, "add Later BoundId=99\n"))
         << "by the commit";
     EXPECT_EQ(
-        "ledgerctl: table \"Bound\": Id 7: constraint violated: CHECK constraint failed: known_port [6]\n",
+        "ledgerctl: table \"Bound\": rows[0], Id 7: constraint violated: CHECK constraint failed: known_port [6]\n",
         errorOf({"import"}, R"({"Bound":{"rows":[{"Id":7,"Port":70000}]}})"));
 }
 
