@@ -52,9 +52,9 @@ TEST_F(RefusedWrite, SaysWhichConstraintIsViolated)
     EXPECT_EQ("ledgerctl: constraint violated: FOREIGN KEY constraint failed [6]\n",
               errorOf({"batch"}, "add Later BoundId=99\n"))
         << "by the commit";
-    EXPECT_EQ(
-        "ledgerctl: table \"Bound\": rows[0], Id 7: constraint violated: CHECK constraint failed: known_port [6]\n",
-        errorOf({"import"}, R"({"Bound":{"rows":[{"Id":7,"Port":70000}]}})"));
+    EXPECT_EQ("ledgerctl: table \"Bound\": rows[0], Id 7: constraint violated: CHECK constraint failed: "
+              "known_port [6]\n",
+              errorOf({"import"}, R"({"Bound":{"rows":[{"Id":7,"Port":70000}]}})"));
 }
 
 TEST_F(RefusedWrite, TellsAClientOnlyWhatItAskedForAndOnlyOfItsOwn)
