@@ -40,7 +40,7 @@ protected:
 TEST_F(BusPolicy, OnlyTheServicesUserIsBelieved)
 {
     serve({"--stay"}, as("daemon"));
-    tell("link eth0 up");
+    tell("link lo up");
     startDaemon();
     for (const char* pForger : {"root", "nobody"}) {
         EXPECT_EQ(0, netsim({"emit", "StatusChange", "forged", "true"}, as(pForger)).m_iStatus);
@@ -49,13 +49,13 @@ TEST_F(BusPolicy, OnlyTheServicesUserIsBelieved)
     EXPECT_EQ(0,
               netsim({"emit", "DhcpLeaseAdded", "192.0.2.2", "forged", "", "", "1"}, as("nobody")).m_iStatus);
     EXPECT_EQ(0, netsim({"emit", "DhcpLeaseAdded", "192.0.2.3", "true", "", "", "1"}).m_iStatus);
-    tell("emit StatusChange eth0 true"); // the last on the bus
+    tell("emit StatusChange lo true"); // the last on the bus
 
-    await("1", [&] { return at("NetifCounter", "Name", "eth0", "Up"); });
+    await("1", [&] { return at("NetifCounter", "Name", "lo", "Up"); });
     EXPECT_EQ("result 10", at("NetifCounter", "Name", "forged", "Up"));
     EXPECT_EQ(1U, client().count("DhcpLeases"));
     EXPECT_EQ("1", at("DhcpLeases", "MacAddress", "true", "Expires"));
-    EXPECT_EQ("1", at("StatusNetifWatch", "Name", "eth0", "IsLinkUp")) << "the daemon may not ask";
+    EXPECT_EQ("1", at("StatusNetifWatch", "Name", "lo", "IsLinkUp")) << "the daemon may not ask";
 }
 
 TEST_F(BusPolicy, OnlyTheServicesUserHasTheirNames)
