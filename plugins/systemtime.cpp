@@ -106,7 +106,10 @@ EResultCode SystemTime::updateRow(const void* a_handle, const std::string& a_tab
         return eCode;
     }
     const systema::Value* pTime = a_values.find("Time");
-    if (pTime == nullptr || pTime->getType() != EDataType::Integer) {
+    if (pTime == nullptr) {
+        return EResultCode::Failure;
+    }
+    if (pTime->getType() != EDataType::Integer) {
         return systema::noteRefusal(EResultCode::Failure, "Time has to be a number");
     }
     // Such a time is never set, and after this request nobody could be told.
