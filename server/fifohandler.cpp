@@ -23,6 +23,7 @@ namespace {
 using systema::ConfigDispatcher;
 
 constexpr std::chrono::seconds c_oReopenRetry{1};
+constexpr std::chrono::seconds c_oNameCheck{2};
 constexpr int c_iEqualCommands = 256; // that are taken as one; a FIFO holds no more
 constexpr unsigned c_iLogLines = 16;  // of a kind in a second: nobody knows which of several clients writes
 
@@ -56,12 +57,13 @@ FifoHandler::FifoHandler(systema::net::EventDispatcher& a_oEvents, SqliteDump& a
       m_oNow(std::move(a_oNow))
 {
     listen();
+    checkName();
 }
 
 FifoHandler::~FifoHandler()
 {
     ConfigDispatcher::instance().callWhenFree(nullptr);
-    for (const auto& oTimer : {m_oTimer, m_oDumpTimer}) {
+    for (const auto& oTimer : {m_oTimer, m_oDumpTimer, m_oCheck}) {
         if (oTimer) {
             m_oEvents.cancelTimer(*oTimer);
         }
@@ -107,6 +109,16 @@ void FifoHandler::handle(const Command& a_aCommand)
     }
     const LogClient oMark(0, LogClient::c_iFifo, c_iLogLines);
     execute(a_aCommand.data()); // last, so that the next is handled whatever becomes of this one
+}
+
+void FifoHandler::checkName()
+{
+    m_oCheck = m_oEvents.startTimer(c_oNameCheck, [this] { checkName(); });
+    if (!m_oTimer && m_oFifo.isRemoved()) { // else it is about to be opened anyway
+        ZEL_Sysloglevel_warning(m_iModule, here(), "The FIFO was removed and is made again");
+        m_oEvents.unregisterHandler(m_oFifo.getFd());
+        reopen();
+    }
 }
 
 void FifoHandler::reopen()

@@ -5,7 +5,7 @@
 // character an argument; everything behind it is ignored. Equal commands that wait in the FIFO one behind the
 // other are one, so that a burst of them costs no more than its first. Between two dumps is a pause as long
 // as the first took, so that clients are served half of the time at least. Whatever the bytes, the worst is
-// that nothing happens.
+// that nothing happens. A FIFO that was removed, as by who cleans /tmp up, is made again within seconds.
 #pragma once
 
 #include "systema/eventdispatcher.h"
@@ -53,6 +53,7 @@ private:
     void setWaitTime(const char* a_pSeconds);
     void setPersistMode(const char* a_pMode);
     void listen();
+    void checkName();
     void reopen();
 
     const int m_iModule;
@@ -65,6 +66,7 @@ private:
     const std::function<Clock::time_point()> m_oNow;
     Clock::time_point m_oNextDump; // not before
     std::optional<systema::net::EventDispatcher::TimerId> m_oDumpTimer;
+    std::optional<systema::net::EventDispatcher::TimerId> m_oCheck;
     bool m_bDumpPersistent = false; // asked for
     bool m_bDumpTransient = false;
 };

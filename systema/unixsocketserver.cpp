@@ -20,6 +20,7 @@ namespace {
 
 constexpr int c_iAcceptsPerEvent = 16;
 constexpr std::chrono::milliseconds c_oAcceptPause{100};
+constexpr std::chrono::seconds c_oNameCheck{2};
 
 [[noreturn]] void fail(int a_iError, const std::string& a_sWhat)
 {
@@ -49,8 +50,8 @@ const sockaddr* asAddress(const sockaddr_un& a_oAddress)
     return reinterpret_cast<const sockaddr*>(&a_oAddress);
 }
 
-/// Removes what another user has put there, and the socket of a dead process; throws when the path is not
-/// free after that.
+/// Frees the path of what another user has put there where everybody may, and of the socket of a dead
+/// process; throws when it is not free after that.
 void clearPath(const std::string& a_sPath)
 {
     if (!zel::freeForeignName(a_sPath)) {
@@ -71,15 +72,24 @@ void clearPath(const std::string& a_sPath)
     ::unlink(a_sPath.c_str());
 }
 
-/// Returns 0 or the error. A name that is there is not used, nor a link followed, and the socket's mode is
-/// never changed by its name, which could be another file's by then.
+/// Returns 0 or the error. A name that is there is not used, nor a link followed. The mode is given to what
+/// was opened and is a socket of ours: the name could be another file's by then, and a umask is that of every
+/// thread.
 int bindWithMode(int a_iSocket, const std::string& a_sPath, mode_t a_iMode)
 {
     const sockaddr_un oAddress = toAddress(a_sPath);
-    const mode_t iMask = ::umask(~a_iMode & 0777);
-    const int iError = ::bind(a_iSocket, asAddress(oAddress), sizeof oAddress) == 0 ? 0 : errno;
-    ::umask(iMask);
-    return iError;
+    if (::bind(a_iSocket, asAddress(oAddress), sizeof oAddress) != 0) {
+        return errno;
+    }
+    const zel::UniqueFd oFile(::open(a_sPath.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    struct stat oStat;
+    if (!oFile || ::fstat(oFile.get(), &oStat) != 0) {
+        return errno;
+    }
+    if (!S_ISSOCK(oStat.st_mode) || zel::isForeign(oStat)) {
+        return EADDRINUSE;
+    }
+    return ::chmod(("/proc/self/fd/" + std::to_string(oFile.get())).c_str(), a_iMode) == 0 ? 0 : errno;
 }
 
 /// Takes the name with a function that returns 0, or the error: a_iTaken when the name exists, which is
@@ -103,25 +113,60 @@ UnixSocketServer::UnixSocketServer() : m_oSocket(makeSocket()) {}
 
 UnixSocketServer::~UnixSocketServer()
 {
-    if (!m_sName.empty()) {
+    if (!m_sName.empty() && hasName(m_sName)) {
         ::unlink(m_sName.c_str());
+    }
+}
+
+bool UnixSocketServer::hasName(const std::string& a_sName) const
+{
+    struct stat oStat;
+    return ::lstat(a_sName.c_str(), &oStat) == 0 && oStat.st_dev == m_oFile.m_iDevice &&
+           oStat.st_ino == m_oFile.m_iInode;
+}
+
+void UnixSocketServer::checkPath(const std::string& a_sPath)
+{
+    constexpr std::size_t c_iMost = sizeof sockaddr_un::sun_path - 1; // and one for the name beside it
+    if (a_sPath.size() > c_iMost) {
+        fail(ENAMETOOLONG, a_sPath + ": a socket's path has at most " + std::to_string(c_iMost) + " bytes");
     }
 }
 
 void UnixSocketServer::bind(const std::string& a_sPath, mode_t a_iMode)
 {
-    if (a_sPath.size() >= sizeof sockaddr_un::sun_path) {
-        fail(ENAMETOOLONG, a_sPath);
-    }
+    checkPath(a_sPath);
     clearPath(a_sPath);                        // what is in the way there is an error from the start
     const std::string sBeside = a_sPath + '~'; // one byte, so that it fits whenever the path does
     takeName(sBeside, a_sPath, EADDRINUSE, [&] { return bindWithMode(m_oSocket.get(), sBeside, a_iMode); });
     m_sPath = a_sPath;
+    m_iMode = a_iMode;
     m_sName = sBeside;
+    struct stat oStat;
+    if (::lstat(sBeside.c_str(), &oStat) == 0) {
+        m_oFile = {oStat.st_dev, oStat.st_ino};
+    }
+}
+
+bool UnixSocketServer::isRemoved() const
+{
+    struct stat oStat;
+    return !m_sName.empty() && ::lstat(m_sName.c_str(), &oStat) != 0 && errno == ENOENT;
+}
+
+zel::UniqueFd UnixSocketServer::makeAgain()
+{
+    UnixSocketServer oNew;
+    oNew.bind(m_sPath, m_iMode);
+    oNew.listen(m_iBacklog);
+    std::swap(m_sName, oNew.m_sName);
+    std::swap(m_oFile, oNew.m_oFile);
+    return std::exchange(m_oSocket, std::move(oNew.m_oSocket));
 }
 
 void UnixSocketServer::listen(int a_iBacklog)
 {
+    m_iBacklog = a_iBacklog;
     if (::listen(m_oSocket.get(), a_iBacklog) != 0) {
         fail(errno, m_sPath);
     }
@@ -141,13 +186,16 @@ UnixSocketAcceptor::UnixSocketAcceptor(UnixSocketServer& a_oServer, EventDispatc
     if (!m_oEventDispatcher.registerHandler(m_oServer.getFd(), 0, this)) {
         fail(errno, "epoll");
     }
+    m_oCheck = m_oEventDispatcher.startTimer(c_oNameCheck, [this] { checkName(); });
 }
 
 UnixSocketAcceptor::~UnixSocketAcceptor()
 {
     m_oEventDispatcher.unregisterHandler(m_oServer.getFd());
-    if (m_oPause) {
-        m_oEventDispatcher.cancelTimer(*m_oPause);
+    for (const auto& oTimer : {m_oPause, m_oCheck}) {
+        if (oTimer) {
+            m_oEventDispatcher.cancelTimer(*oTimer);
+        }
     }
 }
 
@@ -178,6 +226,31 @@ bool UnixSocketAcceptor::hasSpareDescriptors() const
     rlimit oLimit{};
     return oNext && ::getrlimit(RLIMIT_NOFILE, &oLimit) == 0 &&
            static_cast<rlim_t>(oNext.get()) + c_iSpareDescriptors <= oLimit.rlim_cur;
+}
+
+void UnixSocketAcceptor::checkName()
+{
+    m_oCheck = m_oEventDispatcher.startTimer(c_oNameCheck, [this] { checkName(); });
+    if (!m_oServer.isRemoved()) {
+        m_bRemovalLogged = false;
+        return;
+    }
+    try {
+        if (!m_oPause) {
+            handleEvent(m_oServer.getFd()); // who connected before the name was removed
+        }
+        const zel::UniqueFd oOld = m_oServer.makeAgain();
+        m_oEventDispatcher.unregisterHandler(oOld.get());
+        ZEL_Sysloglevel_warning(m_iModule, zel::here(), "The socket was removed and is made again");
+        if (!m_oPause) {
+            resume();
+        }
+    } catch (const std::system_error& oError) {
+        if (!std::exchange(m_bRemovalLogged, true)) {
+            ZEL_Sysloglevel_error(m_iModule, zel::here(),
+                                  "The socket was removed and cannot be made again: %s", oError.what());
+        }
+    }
 }
 
 void UnixSocketAcceptor::pause(int a_iError)

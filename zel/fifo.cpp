@@ -42,10 +42,7 @@ Fifo::Fifo(const std::string& a_sName, int a_iOpenFlags)
 {
     if (!m_oFd) {
         const int iError = errno;
-        std::string sFault = foreignOwner(m_sName);
-        if (sFault.empty() && iError == EEXIST) {
-            sFault = " is no FIFO";
-        }
+        const std::string sFault = iError == EEXIST ? " is no FIFO" : foreignOwner(m_sName);
         throw std::system_error(iError, std::generic_category(), m_sName + sFault);
     }
     ::fchmod(m_oFd.get(), c_iMode);
@@ -71,6 +68,9 @@ UniqueFd Fifo::openOrMake() const
             }
             return oFd;
         }
+        if (oFd) { // who made it may have opened it for reading
+            ::unlink(m_sName.c_str());
+        }
     }
     errno = EEXIST;
     return {};
@@ -89,6 +89,14 @@ bool Fifo::reopen()
     }
     m_oFd = std::move(oFd);
     return true;
+}
+
+bool Fifo::isRemoved() const
+{
+    struct stat oStatus
+    {
+    };
+    return ::lstat(m_sName.c_str(), &oStatus) != 0 && errno == ENOENT;
 }
 
 bool Fifo::unlink()

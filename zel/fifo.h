@@ -22,10 +22,10 @@ class Fifo
 {
 public:
     /// Opens the FIFO for reading, with a_iOpenFlags (O_NONBLOCK) besides, and gives it the mode 0666
-    /// whatever the umask; one that is not there is made. What another user has put there is removed. Throws
-    /// std::system_error, with the name, when it cannot be made or opened, with the owner when what another
-    /// user has put there cannot be removed, and with EEXIST for anything else of that name, which is left
-    /// untouched.
+    /// whatever the umask; one that is not there is made, and so is one in the place of another user's. What
+    /// else another user has put there gives way in a directory where everybody may make files. Throws
+    /// std::system_error, with the name, when it cannot be made or opened, with the owner when what is in the
+    /// way cannot be moved, and with EEXIST for anything else of that name, which is left untouched.
     Fifo(const std::string& a_sName, int a_iOpenFlags);
 
     /// The descriptor; reopen changes it.
@@ -36,6 +36,8 @@ public:
     /// descriptor: what they have written stays to be read. False (with errno) when it cannot be opened;
     /// the old descriptor is then kept.
     [[nodiscard]] bool reopen();
+    /// True when nothing has its name any more. What comes under the name later is not looked at.
+    bool isRemoved() const;
     /// Removes its name. False with errno; EEXIST when the name is another file's by now, which stays.
     bool unlink();
 

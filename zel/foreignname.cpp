@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <unistd.h>
 
@@ -24,19 +25,33 @@ std::optional<struct stat> foreignStatus(const std::string& a_sName)
     return oStatus;
 }
 
-bool moveAside(const std::string& a_sName)
+/// True when everybody may make files in the directory that has the name, as in /tmp.
+bool isPublic(const std::string& a_sName)
 {
-    std::string sAside = a_sName + ".XXXXXX";
-    if (::mkdtemp(sAside.data()) == nullptr) {
-        return false;
+    struct stat oStatus
+    {
+    };
+    const auto sDirectory = std::filesystem::path(a_sName).parent_path();
+    return ::stat(sDirectory.empty() ? "." : sDirectory.c_str(), &oStatus) == 0 &&
+           (oStatus.st_mode & S_IWOTH) != 0;
+}
+
+/// The name that it has then, empty with errno when it cannot be moved. A directory takes the place of an
+/// empty one, and anything else one in it.
+std::string moveAside(const std::string& a_sName, bool a_bDirectory)
+{
+    std::string sDirectory = a_sName + ".XXXXXX";
+    if (::mkdtemp(sDirectory.data()) == nullptr) {
+        return {};
     }
+    const std::string sAside = a_bDirectory ? sDirectory : sDirectory + "/moved";
     if (::rename(a_sName.c_str(), sAside.c_str()) != 0) {
         const int iErrno = errno;
-        ::rmdir(sAside.c_str());
+        ::rmdir(sDirectory.c_str());
         errno = iErrno;
-        return false;
+        return {};
     }
-    return true;
+    return sAside;
 }
 
 } // namespace
@@ -50,16 +65,18 @@ bool isForeign(const struct stat& a_oStatus)
 bool freeForeignName(const std::string& a_sName)
 {
     const auto oStatus = foreignStatus(a_sName);
-    if (!oStatus) {
+    if (!oStatus || !isPublic(a_sName)) {
         return true;
     }
-    const bool bFreed = S_ISDIR(oStatus->st_mode) ? moveAside(a_sName) : ::unlink(a_sName.c_str()) == 0;
+    const bool bEmpty = S_ISFIFO(oStatus->st_mode) || S_ISLNK(oStatus->st_mode);
+    const std::string sAside = bEmpty ? "" : moveAside(a_sName, S_ISDIR(oStatus->st_mode));
+    const bool bFreed = bEmpty ? ::unlink(a_sName.c_str()) == 0 : !sAside.empty();
     const int iErrno = errno;
     if (bFreed) {
         ZEL_Sysloglevel_warning(ZEL_Sysloglevel_registerModul("ForeignName"), here(),
-                                "%s was made by user %u and is not used: it is %s", a_sName.c_str(),
+                                "%s was made by user %u and is not used: it is %s%s", a_sName.c_str(),
                                 static_cast<unsigned>(oStatus->st_uid),
-                                S_ISDIR(oStatus->st_mode) ? "moved aside" : "removed");
+                                bEmpty ? "removed" : "moved aside to ", sAside.c_str());
     }
     errno = iErrno;
     return bFreed || iErrno == ENOENT;

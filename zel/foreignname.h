@@ -15,9 +15,11 @@ constexpr int c_iNameTries = 100;
 
 bool isForeign(const struct stat& a_oStatus);
 
-/// Frees the name when another user's file has it, and logs that: a directory is moved aside, anything else
-/// loses this name; a link is not followed. True when there is nothing of another user, whatever else there
-/// may be; false, with errno, when it cannot be removed.
+/// Frees the name when another user's file has it in a directory where everybody may make files, and logs
+/// that: a FIFO or a link, which is not followed, is removed, and anything else is moved aside, since it may
+/// hold what somebody needs. In another directory nobody has put it in our way, so the name itself must be
+/// wrong, and what has it is left alone. True when there is nothing to free; false, with errno, when it
+/// cannot be freed.
 bool freeForeignName(const std::string& a_sName);
 
 /// " belongs to user 1000" when another user's file has the name, otherwise nothing: for messages.

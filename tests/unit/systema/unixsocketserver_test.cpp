@@ -88,6 +88,7 @@ TEST(UnixSocketServer, WhatAnotherUserHasPutThereDoesNotKeepItFromBinding)
     }
     const TempDir oDir;
     const std::string sPath = oDir.file("test.socket");
+    fs::permissions(oDir.path(), fs::perms(0777) | fs::perms::sticky_bit);
     UnixSocketServer oSquatter;
     oSquatter.bind(sPath, 0666);
     oSquatter.listen(1);
@@ -103,6 +104,16 @@ TEST(UnixSocketServer, WhatAnotherUserHasPutThereDoesNotKeepItFromBinding)
         EXPECT_TRUE(connectTo(zel::UniqueFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)), sPath));
     }
     ::umask(iMask);
+    writeFile(sPath, "theirs");
+    ASSERT_EQ(0, ::chown(sPath.c_str(), 65534, 65534));
+    EXPECT_EQ(bindError(sPath), 0);
+    std::vector<std::string> lTheirs;
+    for (const auto& oEntry : fs::recursive_directory_iterator(oDir.path())) {
+        if (oEntry.is_regular_file()) {
+            lTheirs.push_back(readFile(oEntry.path()));
+        }
+    }
+    EXPECT_EQ(lTheirs, std::vector<std::string>{"theirs"}) << "lost, though an option may be mistaken";
     writeFile(oDir.file("precious"), "root's");
     fs::permissions(oDir.file("precious"), fs::perms(0600));
     for (const std::string& sTarget : {oDir.file("precious"), oDir.file("missing")}) {

@@ -94,6 +94,7 @@ TEST_F(FifoTest, WhatAnotherUserHasPutThereIsNeitherUsedNorInTheWay)
         GTEST_SKIP() << "only root makes files of other users";
     }
     const std::string sPrecious = m_oDir.file("precious");
+    fs::permissions(m_oDir.path(), fs::perms(0777) | fs::perms::sticky_bit);
     ASSERT_EQ(0, ::mkfifo(sPrecious.c_str(), 0600));
     const auto give = [this] { return ::lchown(m_sName.c_str(), 65534, 65534); };
     const std::function<int()> aPuts[] = {
@@ -119,7 +120,6 @@ TEST_F(FifoTest, WhatAnotherUserHasPutThereIsNeitherUsedNorInTheWay)
     }
 
     // A daemon that is not root cannot remove it.
-    fs::permissions(m_oDir.path(), fs::perms(0777) | fs::perms::sticky_bit);
     ASSERT_EQ(0, ::mkfifo(m_sName.c_str(), 0666) | ::lchown(m_sName.c_str(), 65533, 65533));
     EXPECT_EXIT(
         {
