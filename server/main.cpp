@@ -33,6 +33,7 @@
 #include "zel/uniquefd.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <csignal>
@@ -76,6 +77,8 @@ constexpr rlim_t c_iDescriptors = 4096;
 
 int s_iModule = 0;
 
+std::atomic<int> s_iEndSignal = 0; // that ends the process in the end, 0 for none
+
 void onTermination(int a_iSignal)
 {
     std::signal(a_iSignal, SIG_IGN);
@@ -87,11 +90,30 @@ void onTermination(int a_iSignal)
     }
 }
 
+void onEnd(int a_iSignal)
+{
+    s_iEndSignal = a_iSignal;
+    zel::requestStop();
+}
+
 void onPipe(int)
 {
     ZEL_Sysloglevel_error(s_iModule, {"main", 76}, "Unexpected signal caught");
 }
 
+/// What our parent has us ignore stays ignored, as the end of a terminal with nohup.
+void catchUnlessIgnored(int a_iSignal, const struct sigaction& a_oAction)
+{
+    struct sigaction oInherited
+    {
+    };
+    if (::sigaction(a_iSignal, nullptr, &oInherited) == 0 && oInherited.sa_handler != SIG_IGN) {
+        ::sigaction(a_iSignal, &a_oAction, nullptr);
+    }
+}
+
+/// Signals that have no meaning here end the process, as they do by default, but not before all is saved and
+/// removed as at any other end. SIGALRM is left to who waits for the bus.
 void installSignalHandlers()
 {
     struct sigaction oAction
@@ -101,6 +123,13 @@ void installSignalHandlers()
     oAction.sa_handler = &onTermination;
     for (const int iSignal : {SIGINT, SIGTERM, SIGQUIT}) {
         ::sigaction(iSignal, &oAction, nullptr);
+    }
+    oAction.sa_handler = &onEnd;
+    for (int iSignal = SIGRTMIN; iSignal <= SIGRTMAX; ++iSignal) {
+        catchUnlessIgnored(iSignal, oAction);
+    }
+    for (const int iSignal : {SIGHUP, SIGUSR1, SIGUSR2, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGSTKFLT}) {
+        catchUnlessIgnored(iSignal, oAction);
     }
     oAction.sa_handler = &onPipe;
     ::sigaction(SIGPIPE, &oAction, nullptr);
@@ -305,6 +334,10 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread, const std::func
         ZEL_Sysloglevel_info(s_iModule, {"main", 512}, "run: started and running");
         oLoop.run();
     }
+    if (const int iSignal = s_iEndSignal; iSignal != 0) {
+        ZEL_Sysloglevel_error(s_iModule, zel::here(), "Signal %d (%s) ends the daemon", iSignal,
+                              ::strsignal(iSignal));
+    }
     oServiceManager->closeConnections(); // or clients would wait for an answer while the last save runs
     oServerEvents->emit(ServerEvents::Shutdown);
     oPersistScript->process(true);
@@ -469,6 +502,7 @@ int main(int a_iArgc, char* a_pArgv[])
     bool bEnded = false;
     guard(oOptions, [&] {
         checkDirectories(oOptions);
+        systema::net::UnixSocketServer::checkPath(oOptions.m_sSocketFile);
         Instance oInstance(oOptions);
         raiseDescriptorLimit();
         installSignalHandlers();
@@ -476,6 +510,10 @@ int main(int a_iArgc, char* a_pArgv[])
         Part<FlashThread> oFlashThread("flash thread", s_iModule);
         bEnded = guard(oOptions, [&] { run(oOptions, *oFlashThread, [&] { oInstance.reportStart(); }); });
     });
+    if (const int iSignal = s_iEndSignal; iSignal != 0) { // whoever waits for us sees it
+        std::signal(iSignal, SIG_DFL);
+        std::raise(iSignal);
+    }
     if (!bEnded) {
         return EXIT_FAILURE; // what started it is to start it again
     }

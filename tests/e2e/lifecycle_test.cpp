@@ -1,4 +1,5 @@
 // How ledgerd starts, refuses to start, and ends.
+#include "systema/unixsocketserver.h"
 #include "tests/e2e/daemontest.h"
 #include "tests/logdaemon.h"
 
@@ -74,9 +75,53 @@ TEST_F(Lifecycle, ASignalEndsTheDaemonWithStatus0AndItTidiesUp)
     }
 }
 
+TEST_F(Lifecycle, ASignalWithoutAMeaningEndsTheDaemonWithALineAndLeavesNothing)
+{
+    for (const int iSignal : {SIGHUP, SIGUSR1, SIGPROF, SIGRTMAX}) {
+        const std::string sKept = std::to_string(iSignal);
+        start();
+        EXPECT_EQ(0U, client().code(setNote(sKept)));
+        daemon().signal(iSignal);
+        const auto oStatus = daemon().wait();
+        EXPECT_TRUE(oStatus && WIFSIGNALED(*oStatus) && WTERMSIG(*oStatus) == iSignal);
+        EXPECT_THAT(daemon().errors(), HasSubstr("Signal " + sKept + " (" + ::strsignal(iSignal) + ") ends"));
+        EXPECT_FALSE(exists(socket()) || exists(m_oSandbox.pidFile()));
+        EXPECT_THAT(readFile(m_oSandbox.path("flash/sql/persistent-common.db.sql")), HasSubstr(sKept));
+    }
+    start({}, [] { std::signal(SIGHUP, SIG_IGN); }); // as nohup does
+    daemon().signal(SIGHUP);
+    EXPECT_EQ(0U, client().code(request::Ping{}));
+}
+
+// As who cleans /tmp up does.
+TEST_F(Lifecycle, ASocketOrFifoThatWasRemovedIsMadeAgainAndAnothersIsLeftAlone)
+{
+    const std::string sFifo = m_oSandbox.path("tmp/ledgerd.fifo");
+    start();
+    fs::remove(socket());
+    fs::remove(sFifo);
+    ASSERT_TRUE(eventually([&] { return exists(socket()) && exists(sFifo); }));
+    EXPECT_EQ(fs::perms(0666), fs::status(socket()).permissions());
+    EXPECT_EQ(fs::perms(0666), fs::status(sFifo).permissions());
+    EXPECT_EQ(0U, Client(socket()).code(setNote("new")));
+    EXPECT_EQ("new", note()) << "by the connection that was there before";
+    command("waittime 0");
+
+    fs::remove(socket());
+    systema::net::UnixSocketServer oOther;
+    oOther.bind(socket(), 0600);
+    oOther.listen(1);
+    EXPECT_TRUE(
+        eventually([&] { return daemon().errors().find("The FIFO was removed") != std::string::npos; }));
+    stop();
+    EXPECT_EQ(fs::perms(0600), fs::status(socket()).permissions()) << "the other's";
+    EXPECT_THAT(daemon().errors(), HasSubstr("The socket was removed and is made again"));
+    EXPECT_THAT(daemon().errors(), HasSubstr("The FIFO was removed and is made again"));
+}
+
 TEST_F(Lifecycle, AKilledDaemonLosesItsOpenTransactionOnlyAndTheNextFindsItsWay)
 {
-    for (const int iSignal : {SIGHUP, SIGKILL}) {
+    for (const int iSignal : {SIGKILL, SIGSEGV}) {
         const std::string sKept = std::to_string(iSignal);
         start();
         EXPECT_THAT(client().codes(setNote(sKept), request::Begin{}, setNote("lost")), Each(0U));
@@ -228,6 +273,7 @@ TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
     const std::string sDatabases = m_oSandbox.path("copies");
     fs::copy(m_oSandbox.path("tmp/db"), sDatabases);
     writeFile(sFile, "mine");
+    ASSERT_EQ(0, ::geteuid() != 0 ? 0 : ::chown(sFile.c_str(), 65534, 65534)); // no place of everybody's
     fs::create_symlink(sMissing, sLink);
     fs::create_directory(sPidPath);
     struct
@@ -238,7 +284,7 @@ TEST_F(Lifecycle, WhatKeepsTheDaemonFromStartingIsLoggedAndLeavesNothing)
         {{"-s", socket()}, socket() + ": Address already in use"},
         {{"-s", sFile}, sFile + " is no socket: File exists"},
         {{"-s", sLink}, sLink + " is no socket: File exists"},
-        {{"-s", sLongPath}, sLongPath + ": File name too long"},
+        {{"-s", sLongPath}, sLongPath + ": a socket's path has at most 107 bytes"},
         {{"-s", sMissing}, sMissing + ": No such file"},
         {{"-s", sFree, "-d", sMissing}, sMissing + ": No such file"},
         {{"-s", sFree, "-d", sFile}, sFile + ": Not a directory"},

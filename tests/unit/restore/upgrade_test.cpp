@@ -151,7 +151,7 @@ TEST_F(UpgradeTest, passesOverWhatIsNoMigration)
     EXPECT_EQ(text(), "saved|");
     EXPECT_EQ(sql("SELECT Version FROM SchemaVersionPersistentWeb"), "3|");
     EXPECT_THAT(getLog(), HasSubstr("003-b.sql is passed over: has the number of 003-a.sql"));
-    EXPECT_THAT(getLog(), HasSubstr("but \"-- Database: persistent-web.db\\x0D\""));
+    EXPECT_THAT(getLog(), HasSubstr("but \"-- Database: persistent-web.db\\x0d\""));
     for (const char* pFile : {"000-a.sql", "4-a.sql", "004-a.sql.orig", "005-a.sql", "006-a.sql"}) {
         EXPECT_THAT(getLog(), HasSubstr(std::string(pFile) + " is passed over: "));
     }
