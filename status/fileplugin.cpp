@@ -7,6 +7,8 @@
 #include "zel/log.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <sstream>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -64,10 +66,14 @@ bool FilePlugin::File::read()
             setColumns(std::move(a_lTexts));
         }
     };
+    m_sFault.clear();
     FileParser oParser;
+    errno = 0;
     const bool bRead = oParser.parse(FileParser::EMode::File, m_sPath, "", ' ', oTake);
     m_bCut = bRead && oParser.isCut();
     if (!bRead) {
+        m_sFault = errno != 0 ? std::strerror(errno) : "not a regular file";
+        m_sFault += ": the table is empty";
         iLines = 0;
     } else if (!bNamed) {
         setColumns({});
@@ -80,15 +86,30 @@ bool FilePlugin::File::read()
     return m_bChanged;
 }
 
+/// Keeps the first, which a file of many is like.
+void FilePlugin::File::addFault(const std::string& a_sFault)
+{
+    if (m_sFault.empty()) {
+        m_sFault = a_sFault;
+    }
+}
+
 void FilePlugin::File::setColumns(Names a_lColumns)
 {
     m_bChanged = m_bChanged || (a_lColumns != m_lColumns && !m_lLines.empty());
+    for (auto it = a_lColumns.begin(); it != a_lColumns.end(); ++it) {
+        if (*it == c_pId || std::find(a_lColumns.begin(), it, *it) != it) {
+            addFault("the column " + *it + " cannot be asked for, there is another of that name");
+        }
+    }
     m_lColumns = std::move(a_lColumns);
 }
 
 void FilePlugin::File::setLine(std::size_t a_iPosition, Names a_lTexts)
 {
     if (a_lTexts.size() > m_lColumns.size()) {
+        addFault("lines such as that with Id " + std::to_string(a_iPosition + 1) +
+                 " have more words than there are columns; they are left out");
         a_lTexts.resize(m_lColumns.size());
     }
     Line oLine{static_cast<std::int32_t>(a_iPosition + 1), std::move(a_lTexts)};
@@ -169,7 +190,13 @@ FilePlugin::File FilePlugin::createFile(const std::string& a_sPath, const std::s
 
 void FilePlugin::addFile(const std::string& a_sPath, const File& a_oFile)
 {
-    m_mFiles.try_emplace(a_sPath, a_oFile);
+    if (!m_mFiles.try_emplace(a_sPath, a_oFile).second) {
+        ZEL_Sysloglevel_warning(m_iModule, here(), "%s is given twice", a_sPath.c_str());
+    } else if (!a_sPath.starts_with('/')) {
+        ZEL_Sysloglevel_warning(m_iModule, here(),
+                                "%s is no absolute path: which file it is depends on the directory",
+                                a_sPath.c_str());
+    }
 }
 
 void FilePlugin::init()
@@ -274,11 +301,15 @@ bool FilePlugin::refresh(const std::string& a_sPath, Mapped& a_oMapped, Clock::t
     return bReadable;
 }
 
-/// Reads the file; that it is too long is logged when it became so, not each time it is written.
+/// Reads the file; what is wrong with it is logged when it became so, not each time it is written.
 void FilePlugin::read(const std::string& a_sPath, File& a_oFile)
 {
     const bool bWasCut = a_oFile.isCut();
+    const std::string sFault = a_oFile.getFault();
     a_oFile.read();
+    if (!a_oFile.getFault().empty() && a_oFile.getFault() != sFault) {
+        ZEL_Sysloglevel_warning(m_iModule, here(), "%s: %s", a_sPath.c_str(), a_oFile.getFault().c_str());
+    }
     if (a_oFile.isCut() && !bWasCut) {
         ZEL_Sysloglevel_error(m_iModule, here(), "%s is too long, only its first %u lines are served",
                               a_sPath.c_str(), a_oFile.getLineCount());

@@ -49,6 +49,8 @@ public:
         bool isChanged() const { return m_bChanged; }
         /// To be called when whoever must know of the change knows of it.
         void settle() { m_bOutdated = m_bChanged = false; }
+        /// What of the file is not in the table, and why, empty when all is.
+        const std::string& getFault() const { return m_sFault; }
         /// True when the file has more than is read of one; what comes after that is left out.
         bool isCut() const { return m_bCut; }
 
@@ -63,6 +65,7 @@ public:
                                          const systema::NameList& a_lWanted) const;
 
     private:
+        void addFault(const std::string& a_sFault);
         void setColumns(Names a_lColumns);
         void setLine(std::size_t a_iPosition, Names a_lTexts);
 
@@ -70,6 +73,7 @@ public:
         const bool m_bFixedColumns;
         Names m_lColumns;
         std::vector<Line> m_lLines;
+        std::string m_sFault;
         bool m_bCut = false;
         bool m_bOutdated = true;
         bool m_bChanged = false;

@@ -6,6 +6,8 @@
 #include "zel/fileparser.h"
 #include "zel/uniquefd.h"
 
+#include <gmock/gmock.h>
+
 #include <chrono>
 #include <fcntl.h>
 #include <poll.h>
@@ -102,6 +104,31 @@ TEST_F(FilePlugin, IsAnnouncedWhenItsContentDiffers)
     EXPECT_EQ(updateAfter("Name\na\n"), m_lTable);
     EXPECT_EQ(updateAfter(""), m_lTable);
     EXPECT_EQ(schema(), "Id# ");
+}
+
+TEST_F(FilePlugin, WhatIsNotInTheTableIsLoggedOnce)
+{
+    const std::string sLine = "warning FilePlug " + m_sPath + ": ";
+    const std::string sTwice = "cannot be asked for, there is another of that name\n";
+    EXPECT_EQ(logOf([&] { serve("A B\n1 2 3\n1 2 3 4\n"); }),
+              sLine +
+                  "lines such as that with Id 1 have more words than there are columns; they are left out\n");
+    EXPECT_EQ(logOf([&] { updateAfter("A B\n1 2 3\n"); }), "info FilePlug " + m_sPath + " has changed\n");
+    EXPECT_EQ(logOf([&] { updateAfter("A B\n1 2\n"); }), "");
+    EXPECT_THAT(logOf([&] { updateAfter("A A\n"); }), testing::StartsWith(sLine + "the column A " + sTwice));
+    EXPECT_EQ(logOf([&] { updateAfter("Id\n"); }), sLine + "the column Id " + sTwice);
+    std::filesystem::remove(m_sPath);
+    EXPECT_EQ(logOf([&] { m_oRead.update(); }), sLine + "No such file or directory: the table is empty\n");
+    std::filesystem::create_directory(m_sPath);
+    EXPECT_EQ(logOf([&] { m_oRead.update(); }), sLine + "not a regular file: the table is empty\n");
+    EXPECT_THAT(
+        logOf([&] {
+            for (const char* pPath : {m_sPath.c_str(), "etc/leds"}) {
+                m_oFiles.addFile(pPath, zel::FilePlugin::createFile(pPath, ""));
+            }
+        }),
+        testing::MatchesRegex("warning FilePlug " + m_sPath +
+                              " is given twice\nwarning FilePlug etc/leds is no absolute path: .*\n"));
 }
 
 TEST_F(FilePlugin, ServesTheBeginOfAFileThatIsTooLong)
