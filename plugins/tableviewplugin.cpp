@@ -66,7 +66,7 @@ bool TableViewPlugin::initialize()
     if (std::exchange(m_bLoaded, true)) {
         return true;
     }
-    // Subscribed only to have it logged when they do not exist: later changes of definitions have no effect.
+    // Subscribed only to have it logged when they do not exist, or change, which has no effect.
     subscribe({TableViewDefinitions::c_pViewNames, TableViewDefinitions::c_pViewColumns});
     for (auto& oDefinition : TableViewDefinitions(m_oDispatcher, m_iModule).read()) {
         View oView{.m_oSource = {std::move(oDefinition)}};
@@ -229,6 +229,14 @@ void TableViewPlugin::subscribe(const NameList& a_lTables)
 
 void TableViewPlugin::markChanged(const NameList& a_lTables)
 {
+    const bool bDefined = a_lTables.hasName(TableViewDefinitions::c_pViewNames) ||
+                          a_lTables.hasName(TableViewDefinitions::c_pViewColumns);
+    if (const auto oNow = Clock::now(); bDefined && oNow >= m_oNextDefinitionLog) {
+        m_oNextDefinitionLog = oNow + std::chrono::minutes(1);
+        ZEL_Sysloglevel_warning(
+            m_iModule, here(),
+            "The definitions of views have changed: the next start makes the views of them");
+    }
     for (const auto& sTable : a_lTables) {
         for (auto& oView : findTableByRefTable(sTable)) {
             oView.m_bChanged = true;

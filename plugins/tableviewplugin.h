@@ -153,6 +153,7 @@ private:
     const int m_iModule;
     configmanager::serverlib::GenericSubscriber m_oSubscriber;
     bool m_bLoaded = false;
+    Clock::time_point m_oNextDefinitionLog = {}; // no change of the definitions is logged before
     bool m_bCheckDue = false;   // the databases were closed, so other programs may have changed them
     std::vector<View> m_lViews; // fixed once loaded, as cursors refer to its elements
     std::unordered_map<std::string, std::size_t> m_mViews; // by name

@@ -661,8 +661,12 @@ TEST_F(TableViewPlugin, AnnouncesAViewOnceForAllChangesOfItsSources)
     EXPECT_EQ(update("Line", "Name", "FXS8"), EResultCode::Success);
     EXPECT_EQ(pass(), Rows{"Lines"});
     EXPECT_EQ(pass(), Rows{});
-    EXPECT_EQ(update("ViewNames", "Name", "Renamed"), EResultCode::Success);
-    EXPECT_EQ(pass(), Rows{"Definitions"});
+    EXPECT_EQ(
+        logOf([&] {
+            EXPECT_EQ(update("ViewNames", "Name", "Renamed"), EResultCode::Success);
+            EXPECT_EQ(pass(), Rows{"Definitions"});
+        }),
+        "warning TableView The definitions of views have changed: the next start makes the views of them\n");
     m_oDispatcher.initialize();
     EXPECT_EQ(row("Lines", 0), "'FXS8' '031' "); // the definitions are those of the start
 }
