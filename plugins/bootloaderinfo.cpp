@@ -2,7 +2,6 @@
 
 #include "zel/assert.h"
 #include "zel/convert.h"
-#include "zel/log.h"
 
 #include <array>
 
@@ -23,10 +22,6 @@ std::optional<Setting> BootLoader::parse(std::string_view a_sLine)
         return std::nullopt;
     }
     const std::string_view sQuoted = aParts[1];
-    if (!sQuoted.starts_with('"')) {
-        ZEL_Sysloglevel_error(ZEL_Sysloglevel_registerModul("DeviceInfo"), here(),
-                              "The value of %s does not begin with a double quote", aParts[0]);
-    }
     error::Assert(sQuoted.starts_with('"'), "/etc/bootloader.conf: '\"' == value[0]");
     const std::string_view sValue = sQuoted.substr(1);
     return Setting{aParts[0], std::string(sValue.substr(0, sValue.find('"')))};

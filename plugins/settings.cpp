@@ -8,9 +8,27 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 namespace zel {
+
+namespace {
+
+/// What the assertion says of a line is in the log already; who starts the daemon wants to know where.
+std::optional<Setting> parseLine(std::string_view a_sLine, std::size_t a_iLine, SettingParser a_pParse,
+                                 const std::string& a_sSource)
+{
+    try {
+        return a_pParse(a_sLine);
+    } catch (const error::AssertionError&) {
+        const std::string sName(a_sLine.substr(0, a_sLine.find('=')));
+        throw std::runtime_error(a_sSource + ": line " + std::to_string(a_iLine) +
+                                 ": the value is not in double quotes, as in " + sName + "=\"VALUE\"");
+    }
+}
+
+} // namespace
 
 std::vector<Setting> parseSettings(std::string_view a_sText, SettingParser a_pParse,
                                    const std::string& a_sSource)
@@ -21,10 +39,10 @@ std::vector<Setting> parseSettings(std::string_view a_sText, SettingParser a_pPa
         a_sText = a_sText.substr(0, a_sText.rfind('\n', c_iMostSettingsBytes - 1) + 1);
     }
     bool bUnnamed = false;
-    while (!a_sText.empty()) {
+    for (std::size_t iLine = 1; !a_sText.empty(); ++iLine) {
         const auto sLine = a_sText.substr(0, a_sText.find('\n'));
         a_sText.remove_prefix(std::min(sLine.size() + 1, a_sText.size()));
-        auto oSetting = a_pParse(sLine.substr(0, sLine.find('\0')));
+        auto oSetting = parseLine(sLine.substr(0, sLine.find('\0')), iLine, a_pParse, a_sSource);
         if (!oSetting) {
             continue;
         }
@@ -58,7 +76,9 @@ std::vector<Setting> readSettings(const char* a_pPath, SettingParser a_pParse, c
     errno = 0;
     const auto oText = readFile(sPath, c_iMostSettingsBytes + 1); // one more tells that there is more
     error::Resource(oText.has_value(), a_pExpression,
-                    sPath + ": " + (errno != 0 ? std::strerror(errno) : "not a regular file"), a_oSource);
+                    sPath + ": " + (errno != 0 ? std::strerror(errno) : "not a regular file") +
+                        ": the daemon does not start without this file, which may be empty",
+                    a_oSource);
     return parseSettings(*oText, a_pParse, sPath);
 }
 

@@ -21,7 +21,7 @@ struct Setting
     bool operator==(const Setting&) const = default;
 };
 
-/// A setting of a line, nothing when the line is none. It may throw.
+/// A setting of a line, nothing when the line is none, an assertion when the line is wrong.
 using SettingParser = std::optional<Setting> (*)(std::string_view a_sLine);
 
 // What is beyond is left out, with an error in the log. A row of such settings fits into one answer.
@@ -29,7 +29,8 @@ constexpr std::size_t c_iMostSettings = 1024;
 constexpr std::size_t c_iMostSettingsBytes = 256U << 10U;
 
 /// The settings of the text in its order; a line ends at its first NUL. One without a name, or with that of
-/// the key "Id", is left out, with an error in the log that names the source.
+/// the key "Id", is left out, with an error in the log that names the source. A wrong line throws
+/// std::runtime_error, with the source and the line's number.
 std::vector<Setting> parseSettings(std::string_view a_sText, SettingParser a_pParse,
                                    const std::string& a_sSource);
 

@@ -133,16 +133,17 @@ TEST_F(DeviceInfo, AFileThatCannotBeReadOrTrustedEndsTheStartAndLeavesNothing)
             EXPECT_FALSE(fs::exists(sLeft)) << sLeft;
         }
     };
-    writeFile(sBootLoader, "BOARD=gulls\n");
-    expectEnd("[^\n]* The value of BOARD does not begin with a double quote\n"
-              "[^\n]* Assertion failed: /etc/bootloader.conf: [^\n]*\n"
-              "[^\n]* ledgerd main:577: /etc/bootloader.conf: [^\n]*\n");
+    writeFile(sBootLoader, "no setting\nBOARD=gulls\n");
+    expectEnd("[^\n]* Assertion failed: /etc/bootloader.conf: [^\n]*\n"
+              "[^\n]* ledgerd main:577: " +
+              sBootLoader + ": line 2: the value is not in double quotes, as in BOARD=\"VALUE\"\n");
     fs::remove(sBootLoader);
-    expectEnd("[^\n]* ledgerd main:577: true == oFile.is_open\\(\\) \\(bootloaderinfo:[0-9]+\\): " +
-              sBootLoader + ": No such file or directory\n");
+    expectEnd(
+        "[^\n]* ledgerd main:577: true == oFile.is_open\\(\\) \\(bootloaderinfo:[0-9]+\\): " + sBootLoader +
+        ": No such file or directory: the daemon does not start without this file[^\n]*\n");
     fs::remove(sValues);
     expectEnd("[^\n]* ledgerd main:577: true == oEtlFile.is_open\\(\\) \\(etlwrapper:[0-9]+\\): " + sValues +
-              ": No such file or directory\n");
+              ": No such file or directory: the daemon does not start without this file[^\n]*\n");
 }
 
 } // namespace
