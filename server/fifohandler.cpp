@@ -125,11 +125,14 @@ void FifoHandler::reopen()
 {
     m_oTimer.reset();
     if (m_oFifo.reopen()) {
+        m_bFailureLogged = false;
         listen();
         return;
     }
     // The old descriptor would tell of its writers' end without end, so it is not listened to meanwhile.
-    ZEL_Sysloglevel_error(m_iModule, here(), "Could not reopen the FIFO: %s", std::strerror(errno));
+    if (!std::exchange(m_bFailureLogged, true)) {
+        ZEL_Sysloglevel_error(m_iModule, here(), "Could not reopen the FIFO: %s", std::strerror(errno));
+    }
     m_oTimer = m_oEvents.startTimer(c_oReopenRetry, [this] { reopen(); });
 }
 

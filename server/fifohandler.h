@@ -67,6 +67,7 @@ private:
     Clock::time_point m_oNextDump; // not before
     std::optional<systema::net::EventDispatcher::TimerId> m_oDumpTimer;
     std::optional<systema::net::EventDispatcher::TimerId> m_oCheck;
+    bool m_bFailureLogged = false;  // since the FIFO could be opened
     bool m_bDumpPersistent = false; // asked for
     bool m_bDumpTransient = false;
 };

@@ -44,7 +44,7 @@ std::string moveAside(const std::string& a_sName, bool a_bDirectory)
     if (::mkdtemp(sDirectory.data()) == nullptr) {
         return {};
     }
-    const std::string sAside = a_bDirectory ? sDirectory : sDirectory + "/moved";
+    std::string sAside = a_bDirectory ? sDirectory : sDirectory + "/moved";
     if (::rename(a_sName.c_str(), sAside.c_str()) != 0) {
         const int iErrno = errno;
         ::rmdir(sDirectory.c_str());
