@@ -87,7 +87,7 @@ ERestored DatabaseRestore::run()
         const ERestored eRestored = make();
         putInPlace();
         // Without its factory a database cannot follow the firmware, nor survive the loss of what is saved.
-        return m_bFactory ? eRestored : std::max(eRestored, ERestored::FellBack);
+        return std::max({eRestored, judgeLoss(), m_bFactory ? ERestored::Current : ERestored::FellBack});
     } catch (const std::exception& oError) {
         ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s cannot be made: %s", m_oFile.m_pName,
                               oError.what());
@@ -156,6 +156,14 @@ void DatabaseRestore::loadFactory()
     }
 }
 
+/// Throws when the database is empty and should not be.
+void DatabaseRestore::requireTables(const SqliteFile& a_oDatabase) const
+{
+    if (findTables(a_oDatabase).empty() && m_oFactory && !findTables(*m_oFactory).empty()) {
+        throw std::runtime_error("holds no table");
+    }
+}
+
 /// Throws when the dump is one of another database: its rows would be dropped as unknown, and the settings be
 /// those of the factory. The table of the schema version names the database; a dump without one, as older
 /// firmware wrote it, has tables of its own factory. Tables that no factory has tell nothing: they may be a
@@ -197,34 +205,60 @@ bool DatabaseRestore::hasFactorySchema(const SqliteFile& a_oDatabase) const
 
 bool DatabaseRestore::isKept()
 {
+    if (!fs::exists(m_sPath)) {
+        m_eExisting = EExisting::Missing;
+        return false;
+    }
+    std::string sFault = "its schema is not the current one";
     try {
-        return confined(m_sPath, [this] {
-            const auto oExisting = lockExisting();
-            if (!oExisting) {
-                return 0;
+        const bool bCurrent = confined(m_sPath, [this] {
+            SqliteFile oExisting(m_sPath, SqliteFile::EOpen::Existing);
+            if (!oExisting.lock()) {
+                throw std::runtime_error("in use by another process");
+            }
+            if (const auto oDamage = oExisting.findDamage()) {
+                throw std::runtime_error(*oDamage);
             }
             loadFactory();
-            requireCurrent(*oExisting);
-            return 1;
+            requireTables(oExisting);
+            return isCurrent(oExisting) ? 1 : 0;
         });
+        if (bCurrent) {
+            return true;
+        }
+        m_eExisting = EExisting::Outdated;
     } catch (const SqliteError& oError) {
         if (oError.isOfMachine()) {
             throw;
         }
-        ZEL_Sysloglevel_warning(m_iModule, zel::here(), "%s is not kept: %s", m_oFile.m_pName, oError.what());
-        return false;
+        m_eExisting = EExisting::Damaged;
+        sFault = oError.what();
     }
+    ZEL_Sysloglevel_warning(m_iModule, zel::here(), "%s is not kept: %s", m_oFile.m_pName, sFault.c_str());
+    return false;
 }
 
-void DatabaseRestore::requireCurrent(const SqliteFile& a_oDatabase) const
+bool DatabaseRestore::isCurrent(const SqliteFile& a_oDatabase) const
 {
-    if (const auto oDamage = a_oDatabase.findDamage()) {
-        throw std::runtime_error(*oDamage);
+    return hasFactorySchema(a_oDatabase) &&
+           (!m_oFile.m_bPersistent || m_oVersion.read(a_oDatabase) == m_oMigrations.getLatest());
+}
+
+/// FellBack when --keep finds that the database had what was made does not have. The daemon's mark tells that
+/// not everything was saved; at a boot there is none, and no database. Without it nothing is lost with a
+/// database of which the current generation has a dump.
+ERestored DatabaseRestore::judgeLoss() const
+{
+    const bool bUnsaved = fs::exists(fs::path(m_oSettings.m_sDatabaseDirectory) / systema::c_pUnsavedMark);
+    if (m_eExisting == EExisting::Unknown || (!bUnsaved && (m_eExisting != EExisting::Damaged || m_bSaved))) {
+        return ERestored::Current;
     }
-    if (!hasFactorySchema(a_oDatabase) ||
-        (m_oFile.m_bPersistent && m_oVersion.read(a_oDatabase) != m_oMigrations.getLatest())) {
-        throw std::runtime_error("its schema is not the current one");
-    }
+    ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s was %s: what was not saved of it is lost",
+                          m_oFile.m_pName,
+                          m_eExisting == EExisting::Missing   ? "missing"
+                          : m_eExisting == EExisting::Damaged ? "damaged"
+                                                              : "of another schema");
+    return ERestored::FellBack;
 }
 
 ERestored DatabaseRestore::make()
@@ -240,6 +274,7 @@ ERestored DatabaseRestore::make()
         if (const auto oRestored = takeDump(sDump)) {
             m_sSource = "generation " + std::to_string(m_lGenerations[i].m_iNumber);
             if (i == 0) {
+                m_bSaved = true;
                 return *oRestored;
             }
             m_sSource += " (previous)";
@@ -292,9 +327,7 @@ ERestored DatabaseRestore::makeConfined(const std::string& a_sDump, bool a_bMigr
         loadFactory();
         SqliteFile oSaved(m_oSettings.m_oLimits.m_iDatabase);
         loadDump(oSaved, a_sDump, m_oSettings.m_oLimits);
-        if (findTables(oSaved).empty() && m_oFactory && !findTables(*m_oFactory).empty()) {
-            throw std::runtime_error("holds no table");
-        }
+        requireTables(oSaved);
         requireOwn(oSaved);
         const ERestored eRestored = upgrade(oSaved, a_bMigrate);
         if (a_bWrite) {

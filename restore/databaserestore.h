@@ -37,13 +37,23 @@ public:
     const std::string& getSource() const { return m_sSource; }
 
 private:
+    enum class EExisting
+    {
+        Unknown, // nobody asked for what there is
+        Missing,
+        Damaged,
+        Outdated // sound, but of another schema
+    };
+
     int confined(const std::string& a_sFile, const std::function<int()>& a_oWork) const;
     std::optional<systema::SqliteFile> lockExisting() const;
     std::string factoryOf(const systema::DatabaseFile& a_oFile) const;
     std::optional<std::string> findFactory();
     void loadFactory();
     bool isKept();
-    void requireCurrent(const systema::SqliteFile& a_oDatabase) const;
+    bool isCurrent(const systema::SqliteFile& a_oDatabase) const;
+    ERestored judgeLoss() const;
+    void requireTables(const systema::SqliteFile& a_oDatabase) const;
     void requireOwn(const systema::SqliteFile& a_oSaved) const;
     bool hasFactorySchema(const systema::SqliteFile& a_oDatabase) const;
     ERestored make();
@@ -66,6 +76,8 @@ private:
     const SchemaVersion m_oVersion;
     bool m_bFactory = false;                       // it is there and loads
     std::optional<systema::SqliteFile> m_oFactory; // loaded by each process that needs it
+    EExisting m_eExisting = EExisting::Unknown;
+    bool m_bSaved = false; // what was made is what was saved last
     std::string m_sSource;
 };
 

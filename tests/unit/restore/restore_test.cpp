@@ -236,6 +236,35 @@ TEST_F(RestoreTest, keepsWhatIsSoundAndCurrent)
     EXPECT_EQ(getSource("transient.db"), "factory");
 }
 
+TEST_F(RestoreTest, aDatabaseThatHadMoreThanWasSavedIsNotReplacedWithoutAWord)
+{
+    const std::string sMark = m_oDir.file("db/") + systema::c_pUnsavedMark;
+    const auto lose = [&](const char* a_pName) {
+        const std::string sFile = database(a_pName);
+        return std::pair(std::string(a_pName), [sFile](int a_iHow) {
+            a_iHow == 0 ? void(std::filesystem::remove(sFile))
+                        : writeFile(sFile, a_iHow == 1 ? c_sNoise : std::string());
+        });
+    };
+    const std::string aLost[] = {" was missing: ", " was damaged: ", " was damaged: "};
+    save(1, dumpOf("saved"));
+    EXPECT_EQ(restore(true), ERestored::Current) << "a boot";
+    for (int iHow = 0; iHow < 3; ++iHow) {
+        for (const auto& [sName, oLose] : {lose(c_pName), lose("services.db"), lose("transient.db")}) {
+            writeFile(sMark, "");
+            oLose(iHow);
+            EXPECT_EQ(restore(true), ERestored::FellBack) << sName << iHow;
+            EXPECT_THAT(getLog(), HasSubstr(sName + aLost[iHow] + "what was not saved of it is lost"));
+            EXPECT_EQ(restore(true), ERestored::Current) << getLog();
+
+            std::filesystem::remove(sMark);
+            oLose(iHow);
+            const bool bSaved = sName == c_pName || iHow == 0;
+            EXPECT_EQ(restore(true), bSaved ? ERestored::Current : ERestored::FellBack) << sName << iHow;
+        }
+    }
+}
+
 constexpr const char* c_pEndless =
     "CREATE TABLE N (I INTEGER);\nINSERT INTO N VALUES(1),(2),(3),(4),(5),(6),(7),(8),(9);\n"
     "CREATE VIEW V AS SELECT a.I FROM N a, N b, N c, N d, N e, N f, N g, N h, N i, N j, N k, N l;\n"
