@@ -1,12 +1,14 @@
 #include "restore/backup.h"
 
 #include "restore/backuparchive.h"
+#include "restore/dumpset.h"
 #include "restore/generations.h"
 #include "restore/saveclaim.h"
 #include "zel/uniquefd.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -106,6 +108,21 @@ void requireSpace(const std::string& a_sStore, std::uint64_t a_iSize)
     }
 }
 
+/// Has the list of the dumps on disk; see c_pContents.
+void writeContents(const std::string& a_sDirectory)
+{
+    std::string sNames;
+    for (const std::string& sName : dumpNames()) {
+        sNames += sName + "\n";
+    }
+    const UniqueFd oFile(::open((a_sDirectory + "/" + c_pContents).c_str(),
+                                O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!oFile || ::write(oFile.get(), sNames.data(), sNames.size()) != static_cast<ssize_t>(sNames.size()) ||
+        ::fsync(oFile.get()) != 0) {
+        throw std::runtime_error(std::string("cannot write ") + c_pContents + ": " + std::strerror(errno));
+    }
+}
+
 } // namespace
 
 std::uint64_t storeBackup(const std::string& a_sFile, const std::string& a_sStore, const Limits& a_oLimits,
@@ -125,6 +142,7 @@ std::uint64_t storeBackup(const std::string& a_sFile, const std::string& a_sStor
             throw std::runtime_error(oDump.path().filename().string() + ": " + oError.what());
         }
     }
+    writeContents(oNew.directory());
     return oNew.finish();
 }
 

@@ -265,12 +265,19 @@ ERestored DatabaseRestore::make()
 {
     bool bSaved = false;
     for (std::size_t i = 0; i < std::min(m_lGenerations.size(), c_iGenerationsTried); ++i) {
-        const std::string sDump = m_lGenerations[i].m_sDirectory + "/" + m_oFile.m_pName + ".sql";
+        const std::string sName = std::string(m_oFile.m_pName) + ".sql";
+        const std::string sDump = m_lGenerations[i].m_sDirectory + "/" + sName;
         std::error_code oUnreadable; // which is no reason to take it for one that was never saved
-        if (!m_oFile.m_bPersistent || (!fs::exists(sDump, oUnreadable) && !oUnreadable)) {
+        const bool bMissing = !fs::exists(sDump, oUnreadable) && !oUnreadable;
+        if (!m_oFile.m_bPersistent || (bMissing && !lists(m_lGenerations[i], sName))) {
             continue;
         }
         bSaved = true;
+        if (bMissing) {
+            ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s: is missing, though it was saved",
+                                  sDump.c_str());
+            continue;
+        }
         if (const auto oRestored = takeDump(sDump)) {
             m_sSource = "generation " + std::to_string(m_lGenerations[i].m_iNumber);
             if (i == 0) {

@@ -1,5 +1,7 @@
 #include "restore/generations.h"
 
+#include "zel/lines.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <optional>
@@ -43,6 +45,16 @@ std::vector<Generation> findGenerations(const std::string& a_sStore)
     }
     std::ranges::sort(lGenerations, std::ranges::greater(), &Generation::m_iNumber);
     return lGenerations;
+}
+
+bool lists(const Generation& a_oGeneration, const std::string& a_sDump)
+{
+    constexpr std::size_t c_iLineSize = 256;
+    constexpr std::size_t c_iMostBytes = 4096;
+    bool bListed = false;
+    readLines(a_oGeneration.m_sDirectory + "/" + c_pContents, c_iLineSize, c_iMostBytes,
+              [&](std::string_view a_sLine) { bListed = bListed || a_sLine == a_sDump; });
+    return bListed;
 }
 
 } // namespace zel::cfg

@@ -17,4 +17,11 @@ struct Generation
 /// in it is passed over, like a save that was interrupted. Throws std::filesystem::filesystem_error.
 std::vector<Generation> findGenerations(const std::string& a_sStore);
 
+/// In the directory of a generation: the names of its dumps, one a line. A generation of older firmware has
+/// none, and may lack the dump of a database that came later.
+inline constexpr const char* c_pContents = "contents";
+
+/// True when the list of the generation names the dump.
+bool lists(const Generation& a_oGeneration, const std::string& a_sDump);
+
 } // namespace zel::cfg

@@ -136,7 +136,7 @@ TEST_F(Backup, ComesUpOnADeviceWhereNothingWasEverSaved)
     shell(oB.path("tmp"), "mkdir d; tar -C d -xzf \"" + sOdd + "\"; tar -C d -czf whole.tgz .; rm -r d");
     fs::remove_all(oB.path("flash"));
     EXPECT_EQ(0, restore(oB, {"--from", oB.path("tmp/whole.tgz")}).m_iStatus);
-    EXPECT_EQ("7\n", shell(oB.path("flash/store/generation.1"), "ls | wc -l"));
+    EXPECT_EQ("7\n", shell(oB.path("flash/store/generation.1"), "ls -- $(cat contents) | wc -l"));
 
     // A boot finds the same, the same backup is stored already, and others leave two generations.
     fs::remove_all(oB.path("tmp/db"));
@@ -290,7 +290,7 @@ TEST_F(Backup, LeavesTheOldGenerationOrTheNewOneWhereverItIsKilled)
         ++iKills;
         EXPECT_EQ(sOld, content(sStore + "/generation.4")) << iCall;
         if (fs::exists(sStore + "/generation.5")) {
-            EXPECT_EQ(sDumps, shell(sStore + "/generation.5", "cat *")) << iCall;
+            EXPECT_EQ(sDumps, shell(sStore + "/generation.5", "cat *.sql")) << iCall;
             fs::remove_all(sStore + "/generation.5");
             ++iOfNewGeneration;
         }

@@ -2,6 +2,7 @@
 // and that a generation survives whatever happens to a save.
 #include "tests/e2e/daemontest.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -277,7 +278,7 @@ TEST_P(SaveCommand, LeftoversOfAKilledSaveAreNoHindrance)
 TEST_P(SaveCommand, FullOrReadOnlyStoreKeepsItsGeneration)
 {
     fs::create_directory(store());
-    if (!mountSmallDisk(store(), "48k")) { // seen by this process alone, with which it goes at the latest
+    if (!mountSmallDisk(store(), "52k")) { // seen by this process alone, with which it goes at the latest
         GTEST_SKIP() << "mounting a small file system is not allowed here";
     }
     const auto remount = [this](unsigned long a_iFlags, const char* a_pOptions) {
@@ -289,8 +290,9 @@ TEST_P(SaveCommand, FullOrReadOnlyStoreKeepsItsGeneration)
     remount(MS_RDONLY, "");
     expectRefusal(2, "Read-only file system");
 
-    remount(0, "size=100k");
+    remount(0, "size=200k");
     EXPECT_THAT(save(), StartsWith("saved generation 2: 1 of 7 ")) << "no second copies without room";
+    EXPECT_EQ(7, std::ranges::count(readFile(saved(2, "contents")), '\n')) << "what a restore will look for";
     remount(MS_RDONLY, "");
     EXPECT_EQ("unchanged: generation 2", save());
 

@@ -81,6 +81,31 @@ TEST_F(RestoreTest, whatIsDamagedOrMissingFallsBackAndKeepsNothingOfIt)
     EXPECT_EQ(getSource(), "generation 2 (previous)");
 }
 
+TEST_F(RestoreTest, aDumpThatHasGoneFromItsGenerationIsDamage)
+{
+    const auto list = [this](int a_iGeneration) {
+        writeFile(m_oDir.file("store/generation." + std::to_string(a_iGeneration) + "/contents"),
+                  "persistent-area.db.sql\npersistent-web.db.sql\n");
+    };
+    save(1, dumpOf("other"), "persistent-area.db");
+    EXPECT_EQ(restore(), ERestored::Current) << "of older firmware, which had no such database";
+    EXPECT_EQ(getSource(), "factory");
+
+    list(1);
+    EXPECT_EQ(restore(), ERestored::FellBack);
+    EXPECT_EQ(getSource(), "factory");
+    EXPECT_EQ(getSource("persistent-area.db"), "generation 1");
+    EXPECT_EQ(getSource("services.db"), "factory");
+    EXPECT_THAT(getLog(), HasSubstr("generation.1/persistent-web.db.sql: is missing, though it was saved"));
+    EXPECT_THAT(getLog(), testing::Not(HasSubstr("services.db")));
+
+    save(1, dumpOf("previous"));
+    save(2, dumpOf("other"), "persistent-area.db");
+    list(2);
+    EXPECT_EQ(restore(), ERestored::FellBack);
+    EXPECT_EQ(getSource(), "generation 1 (previous)");
+}
+
 TEST_F(RestoreTest, aDumpOfAnotherDatabaseUnderTheNameIsDamaged)
 {
     const auto setUp = [this](const std::string& a_sSaved) {
