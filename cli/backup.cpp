@@ -1,16 +1,20 @@
 #include "cli/commands.h"
 #include "cli/control.h"
 #include "cli/dumpwatch.h"
+#include "cli/nearest.h"
 #include "cli/newfile.h"
 #include "restore/dumpcheck.h"
 #include "restore/dumpset.h"
 #include "zel/execute.h"
+#include "zel/lines.h"
 #include "zel/systempath.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
+#include <string_view>
 #include <system_error>
 #include <unistd.h>
 
@@ -93,46 +97,90 @@ Outcome copyDumps(const std::string& a_sFrom, const std::string& a_sTo)
     return {};
 }
 
-Outcome pack(const std::string& a_sDirectory, const std::string& a_sFile)
+/// Packs the dumps of the directory. What tar says is told only when it fails.
+Outcome pack(const std::string& a_sDirectory, const std::string& a_sFile, bool a_bZipped,
+             const std::function<bool(std::string_view)>& a_oWrite)
+{
+    const std::string sSaid = a_sDirectory + "/said";
+    std::string sCommand = "tar -C " + quoted(a_sDirectory) + (a_bZipped ? " -czf -" : " -cf -");
+    for (const std::string& sName : dumpNames()) {
+        sCommand += ' ';
+        sCommand += quoted(sName);
+    }
+    std::error_code oError;
+    const int iResult =
+        zel::executeCommand(sCommand + " 2> " + quoted(sSaid), [&](std::string_view a_sPiece) {
+            if (!oError && !a_oWrite(a_sPiece)) {
+                oError = lastError();
+            }
+        });
+    if (oError) {
+        return failure("cannot write " + a_sFile, oError);
+    }
+    if (iResult != 0) {
+        constexpr std::size_t c_iLongestLine = 256;
+        return failure("tar failed: " + std::to_string(iResult) + " (" +
+                       zel::readFirstLine(sSaid, c_iLongestLine).value_or("") + ")");
+    }
+    return {};
+}
+
+/// Whole and on disk, or not at all.
+Outcome packFile(const std::string& a_sDirectory, const std::string& a_sFile)
 {
     NewFile oFile(a_sFile);
     if (!oFile.ok()) {
         return failure("cannot write " + a_sFile, lastError());
     }
     const bool bZipped = a_sFile.ends_with(".gz") || a_sFile.ends_with(".tgz");
-    std::string sCommand = "tar -C " + quoted(a_sDirectory) + (bZipped ? " -czf -" : " -cf -");
-    for (const std::string& sName : dumpNames()) {
-        sCommand += ' ';
-        sCommand += quoted(sName);
+    Outcome oPacked = pack(a_sDirectory, a_sFile, bZipped,
+                           [&](std::string_view a_sPiece) { return oFile.write(a_sPiece); });
+    if (oPacked.ok() && !oFile.finish()) {
+        return failure("cannot write " + a_sFile, lastError());
     }
-    sCommand += " > " + quoted(oFile.path());
-    char aOutput[256];
-    if (const int iResult = ZEL_Execute_Command(sCommand.c_str(), aOutput, sizeof aOutput); iResult != 0) {
-        const std::string sText(aOutput);
-        return failure("tar failed: " + std::to_string(iResult) + " (" + sText.substr(0, sText.find('\n')) +
-                       ")");
-    }
-    return oFile.finish() ? Outcome() : failure("cannot write " + a_sFile, lastError());
+    return oPacked;
 }
 
-/// How long the dumps may have to wait for the end of a client's transaction, which is said. A daemon that
-/// does not answer counts as one without a transaction.
-std::chrono::seconds findTransaction(Session& a_oSession)
+Outcome packOutput(const std::string& a_sDirectory, int a_iOutput)
+{
+    protectRedirection(a_iOutput);
+    return pack(a_sDirectory, "the output", true,
+                [=](std::string_view a_sPiece) { return writeAll(a_iOutput, a_sPiece); });
+}
+
+/// What the name promises and the archive would not be; empty for a good name.
+std::string foreignForm(const std::string& a_sFile)
+{
+    const std::string sName = lowerCase(a_sFile);
+    for (const char* pEnd : {".zip", ".bz2", ".tbz2", ".tbz", ".xz", ".txz", ".zst", ".7z", ".rar"}) {
+        if (sName.ends_with(pEnd)) {
+            return pEnd;
+        }
+    }
+    return {};
+}
+
+/// How long the dumps may have to wait for the end of a client's transaction, which is said. A daemon whose
+/// socket is another one counts as one without a transaction; one that does not answer fails.
+Outcome findTransaction(Session& a_oSession, std::chrono::seconds& a_oMost)
 {
     auto& oConnection = a_oSession.m_oConnection;
-    if (!oConnection.connect().ok()) {
-        return {};
+    const auto iBefore = oConnection.generation();
+    if (const auto oConnected = oConnection.connect(); !oConnected.ok()) {
+        return oConnection.generation() == iBefore ? Outcome() : Outcome(oConnected); // nobody, or no answer
     }
     const auto oInfo = oConnection.call(client::request::Info{});
+    if (!oInfo.ok() || oInfo->getValue("TransactionOpen").getUnsigned() == 0) {
+        return oInfo;
+    }
     const auto oTimeouts =
         oConnection.call(client::request::SelectRow{"ConfigServerConfig", 0, {"TransactionTimeout"}});
-    if (!oInfo.ok() || !oTimeouts.ok() || oInfo->getValue("TransactionOpen").getUnsigned() == 0) {
-        return {};
+    if (oTimeouts.ok()) {
+        a_oMost = std::chrono::seconds(oTimeouts->getValue("TransactionTimeout").getInteger());
+        a_oSession.m_oErrors << "ledgerctl: the dumps wait for the end of another client's transaction, "
+                             << a_oMost.count() << " s at most" << std::endl;
     }
-    const std::chrono::seconds oMost(oTimeouts->getValue("TransactionTimeout").getInteger());
-    a_oSession.m_oErrors << "ledgerctl: the dumps wait for the end of another client's transaction, "
-                         << oMost.count() << " s at most" << std::endl;
-    return oMost;
+    return oTimeouts;
 }
 
 } // namespace
@@ -141,22 +189,31 @@ Outcome runBackup(Session& a_oSession, const Arguments& a_oArguments)
 {
     const std::string& sFile = a_oArguments.m_sFile;
     const std::string& sDumps = a_oArguments.m_sDumpDirectory;
-    if (sFile == "-") {
-        return Outcome::usage("a backup goes to a file, not to standard output; ./- is a file of that name");
+    const bool bOutput = sFile == "-";
+    if (bOutput && ::isatty(a_oSession.m_iOutput) == 1) {
+        return Outcome::usage("a backup is nothing for a terminal; name a file, or redirect the output");
     }
-    if (!NewFile::isReplaceable(sFile)) {
+    if (const std::string sForm = foreignForm(sFile); !sForm.empty()) {
+        return Outcome::usage(sFile + ": a backup is a tar archive, not a " + sForm +
+                              "; the name may end in .tar, .tgz or .gz");
+    }
+    if (!bOutput && !NewFile::isReplaceable(sFile)) {
         return Outcome::usage(sFile + " is not a regular file");
     }
     DumpWatch oWatch(sDumps, dumpNames());
     if (!oWatch.ok()) {
         return Outcome::usage("cannot watch the dump directory " + sDumps + ": " + lastError().message());
     }
+    const auto oStart = Clock::now();
+    std::chrono::seconds oTransaction{0};
+    if (Outcome oAnswered = findTransaction(a_oSession, oTransaction); !oAnswered.ok()) {
+        return oAnswered;
+    }
     if (Outcome oSent = sendControl(a_oArguments.m_sFifo, "dump -p"); !oSent.ok()) {
         return oSent;
     }
-    const auto oTransaction = findTransaction(a_oSession);
     const auto oTimeout = a_oArguments.m_oTimeout.value_or(c_oTimeout + oTransaction);
-    auto oDeadline = Clock::now() + oTimeout;
+    auto oDeadline = oStart + oTimeout;
     Outcome oOutcome = client::Status::disconnected("the daemon has not written its dumps to " + sDumps +
                                                     " within " + std::to_string(oTimeout.count()) + " s");
     while (oWatch.waitForDumps(oDeadline)) {
@@ -169,7 +226,8 @@ Outcome runBackup(Session& a_oSession, const Arguments& a_oArguments)
             continue; // the copies may be of two times
         }
         if (oCopied.ok()) {
-            return pack(oCopies.path(), sFile);
+            return bOutput ? packOutput(oCopies.path(), a_oSession.m_iOutput)
+                           : packFile(oCopies.path(), sFile);
         }
         oOutcome = std::move(oCopied);
         oDeadline = std::min(oDeadline, Clock::now() + c_oRetry);

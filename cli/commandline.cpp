@@ -249,7 +249,8 @@ void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
 
 void declareBackup(CLI::App& a_oApp, Arguments& a_oArguments)
 {
-    addFile(a_oApp, "FILE", a_oArguments.m_sFile, "the archive to write, zipped if it ends in .gz or .tgz")
+    addFile(a_oApp, "FILE", a_oArguments.m_sFile,
+            "the archive to write, zipped if it ends in .gz or .tgz; - for\nstandard output, zipped")
         ->required();
     declareFifo(a_oApp, a_oArguments);
     addFile(a_oApp, "-x,--dump-path", a_oArguments.m_sDumpDirectory, "where the daemon writes its dumps")

@@ -16,8 +16,6 @@
 #include <ranges>
 #include <set>
 #include <sstream>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <variant>
 
 namespace systema::cli {
@@ -115,17 +113,6 @@ void writeTable(std::ostream& a_oStream, const std::string& a_sTable, const Tabl
         writeRow(a_oStream, a_oTable.m_oRows[i], bFirst);
     }
     a_oStream << "\n  ]\n }";
-}
-
-/// The shell makes the file of a redirection as readable as any. It is empty so far.
-void protectRedirection(int a_iOutput)
-{
-    struct stat oStatus
-    {
-    };
-    if (::fstat(a_iOutput, &oStatus) == 0 && S_ISREG(oStatus.st_mode) && oStatus.st_uid == ::geteuid()) {
-        ::fchmod(a_iOutput, S_IRUSR | S_IWUSR);
-    }
 }
 
 Outcome writeFile(const std::string& a_sFile, std::string_view a_sText)

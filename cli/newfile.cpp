@@ -36,14 +36,7 @@ bool NewFile::isReplaceable(const std::string& a_sTarget)
 
 bool NewFile::write(std::string_view a_sText)
 {
-    while (!a_sText.empty()) {
-        const ssize_t iWritten = ::write(m_oFile.get(), a_sText.data(), a_sText.size());
-        if (iWritten < 0 && errno != EINTR) {
-            return false;
-        }
-        a_sText.remove_prefix(iWritten > 0 ? static_cast<std::size_t>(iWritten) : 0);
-    }
-    return true;
+    return writeAll(m_oFile.get(), a_sText);
 }
 
 bool NewFile::finish()
@@ -60,6 +53,28 @@ bool NewFile::finish()
         ::open(oParent.empty() ? "." : oParent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (oDirectory) {
         ::fsync(oDirectory.get());
+    }
+    return true;
+}
+
+void protectRedirection(int a_iOutput)
+{
+    struct stat oStatus
+    {
+    };
+    if (::fstat(a_iOutput, &oStatus) == 0 && S_ISREG(oStatus.st_mode) && oStatus.st_uid == ::geteuid()) {
+        ::fchmod(a_iOutput, S_IRUSR | S_IWUSR);
+    }
+}
+
+bool writeAll(int a_iFile, std::string_view a_sText)
+{
+    while (!a_sText.empty()) {
+        const ssize_t iWritten = ::write(a_iFile, a_sText.data(), a_sText.size());
+        if (iWritten < 0 && errno != EINTR) {
+            return false;
+        }
+        a_sText.remove_prefix(iWritten > 0 ? static_cast<std::size_t>(iWritten) : 0);
     }
     return true;
 }

@@ -38,4 +38,11 @@ private:
     zel::UniqueFd m_oFile;
 };
 
+/// Has only its owner read the file of a redirection, which the shell makes as readable as any. Nothing
+/// happens to what is no file of the process's own user.
+void protectRedirection(int a_iOutput);
+
+/// Writes all of it. False, with errno, when that fails.
+bool writeAll(int a_iFile, std::string_view a_sText);
+
 } // namespace systema::cli

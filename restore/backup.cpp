@@ -3,11 +3,13 @@
 #include "restore/backuparchive.h"
 #include "restore/dumpset.h"
 #include "restore/generations.h"
+#include "restore/regularfile.h"
 #include "restore/saveclaim.h"
 #include "zel/uniquefd.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -16,6 +18,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <unistd.h>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -23,6 +26,7 @@ namespace zel::cfg {
 
 namespace {
 
+constexpr std::size_t c_iPieceSize = 65536;
 constexpr std::uint64_t c_iHighestNumber = 999'999'999'999'999'999; // see findGenerations()
 
 void syncDirectory(const std::string& a_sDirectory)
@@ -108,6 +112,43 @@ void requireSpace(const std::string& a_sStore, std::uint64_t a_iSize)
     }
 }
 
+/// tar reads an archive several times, which no pipe allows. The copy has no name, so that it goes with this
+/// process however that ends, and it is in RAM: it may take what a database may.
+UniqueFd copyInput(const std::string& a_sScratch, const Limits& a_oLimits)
+{
+    if (::isatty(STDIN_FILENO) == 1) {
+        throw std::runtime_error("a terminal");
+    }
+    std::string sName = a_sScratch + "/backup.XXXXXX";
+    UniqueFd oCopy(::mkostemp(sName.data(), O_CLOEXEC));
+    if (!oCopy || ::unlink(sName.c_str()) != 0) {
+        throw std::runtime_error("no copy of it in " + a_sScratch + ": " + std::strerror(errno));
+    }
+    std::vector<char> lPiece(c_iPieceSize);
+    for (std::uint64_t iCopied = 0;;) {
+        const ssize_t iRead = ::read(STDIN_FILENO, lPiece.data(), lPiece.size());
+        if (iRead < 0 && errno != EINTR) {
+            throwSystemError();
+        }
+        if (iRead == 0) {
+            return oCopy;
+        }
+        for (ssize_t iWritten = 0; iWritten < iRead;) {
+            const ssize_t iPart =
+                ::write(oCopy.get(), lPiece.data() + iWritten, static_cast<std::size_t>(iRead - iWritten));
+            if (iPart < 0) {
+                throw std::runtime_error("no copy of it in " + a_sScratch + ": " + std::strerror(errno));
+            }
+            iWritten += iPart;
+        }
+        iCopied += static_cast<std::uint64_t>(std::max<ssize_t>(iRead, 0));
+        if (iCopied > a_oLimits.m_iDatabase) {
+            throw std::runtime_error("larger than " + std::to_string(a_oLimits.m_iDatabase / c_iMiB) +
+                                     " MiB");
+        }
+    }
+}
+
 /// Has the list of the dumps on disk; see c_pContents.
 void writeContents(const std::string& a_sDirectory)
 {
@@ -125,10 +166,12 @@ void writeContents(const std::string& a_sDirectory)
 
 } // namespace
 
-std::uint64_t storeBackup(const std::string& a_sFile, const std::string& a_sStore, const Limits& a_oLimits,
+std::uint64_t storeBackup(const std::string& a_sFile, const std::string& a_sStore,
+                          const std::string& a_sScratch, const Limits& a_oLimits,
                           const std::function<void(const std::string&)>& a_oCheck)
 {
-    const BackupArchive oArchive(a_sFile, a_oLimits);
+    const BackupArchive oArchive(
+        a_sFile == "-" ? copyInput(a_sScratch, a_oLimits) : openRegularFile(a_sFile).m_oFile, a_oLimits);
     makePrivateDirectory(a_sStore);
     const SaveClaim oClaim;
     oClaim.requireAlone();

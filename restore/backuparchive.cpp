@@ -82,8 +82,7 @@ std::string faultOf(int a_iResult, const std::string& a_sComplaint)
 
 } // namespace
 
-BackupArchive::BackupArchive(const std::string& a_sFile, const Limits& a_oLimits)
-    : m_oFile(openRegularFile(a_sFile).m_oFile)
+BackupArchive::BackupArchive(UniqueFd a_oFile, const Limits& a_oLimits) : m_oFile(std::move(a_oFile))
 {
     std::array<unsigned char, 2> aBegin{};
     if (::pread(m_oFile.get(), aBegin.data(), aBegin.size(), 0) < 0) {

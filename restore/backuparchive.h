@@ -18,9 +18,9 @@ namespace zel::cfg {
 class BackupArchive
 {
 public:
-    /// Opens and lists it. Throws unless it holds each dump once, as a file of a bounded size, and nothing
-    /// else but the directory "./".
-    BackupArchive(const std::string& a_sFile, const Limits& a_oLimits);
+    /// Lists the file, which is read from its begin. Throws unless it holds each dump once, as a file of a
+    /// bounded size, and nothing else but the directory "./".
+    BackupArchive(UniqueFd a_oFile, const Limits& a_oLimits);
 
     /// The bytes of all dumps.
     std::uint64_t size() const;

@@ -70,9 +70,10 @@ void declare(CLI::App& a_oApp, RestoreSettings& a_oSettings, Request& a_oRequest
                        ->type_name("FILE...");
     a_oApp
         .add_option("--from", a_oSettings.m_sBackup,
-                    "store this file of ledgerctl backup as the next generation, and restore that")
+                    "store this file of ledgerctl backup, - for standard input, as the next generation,\n"
+                    "and restore that")
         ->type_name("FILE")
-        ->check(CLI::ExistingFile)
+        ->check([](const std::string& a_sFile) { return a_sFile.empty() ? "the name is empty" : ""; })
         ->excludes(pKeep)
         ->excludes(pCheck);
     a_oApp.footer(

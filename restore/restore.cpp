@@ -35,10 +35,11 @@ void checkDump(const RestoreSettings& a_oSettings, const Migrations& a_oMigratio
 bool takeBackup(const RestoreSettings& a_oSettings, const Migrations& a_oMigrations, std::ostream& a_oReport,
                 int a_iModule)
 {
-    const std::string& sBackup = a_oSettings.m_sBackup;
+    const std::string sBackup = a_oSettings.m_sBackup == "-" ? "standard input" : a_oSettings.m_sBackup;
     try {
         const auto iNumber = storeBackup(
-            sBackup, a_oSettings.m_sStoreDirectory, a_oSettings.m_oLimits,
+            a_oSettings.m_sBackup, a_oSettings.m_sStoreDirectory, a_oSettings.m_sDatabaseDirectory,
+            a_oSettings.m_oLimits,
             [&](const std::string& a_sDump) { checkDump(a_oSettings, a_oMigrations, a_sDump, a_iModule); });
         a_oReport << sBackup << ": stored as generation " << iNumber << std::endl;
     } catch (const std::exception& oError) {

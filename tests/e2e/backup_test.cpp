@@ -1,6 +1,7 @@
 // A backup on its way: made on one device, brought to another, and what is no backup kept out.
 #include "tests/e2e/daemontest.h"
 
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
@@ -150,9 +151,54 @@ TEST_F(Backup, ComesUpOnADeviceWhereNothingWasEverSaved)
     }
     EXPECT_EQ("generation.2\ngeneration.3\n", shell(oB.path("flash/store"), "ls"));
     EXPECT_EQ(64, restore(oB, {"--from", sOdd, "--keep"}).m_iStatus);
-    EXPECT_EQ(64, ledgerctl({"backup", "-"}).m_iStatus);
-    EXPECT_FALSE(fs::exists("-"));
-    EXPECT_EQ(64, restore(oB, {"--from", oB.path("none.tgz")}).m_iStatus);
+    EXPECT_EQ(3, restore(oB, {"--from", oB.path("none.tgz")}).m_iStatus);
+    EXPECT_EQ(64, restore(oB, {"--from", ""}).m_iStatus);
+    for (const char* pName : {"gateway.zip", "gateway.tar.XZ", "gateway.bz2"}) {
+        const auto oRefused = ledgerctl({"backup", m_oSandbox.path(pName)});
+        EXPECT_EQ(64, oRefused.m_iStatus);
+        EXPECT_THAT(oRefused.m_sErrors, HasSubstr("a backup is a tar archive, not a ."));
+    }
+}
+
+TEST_F(Backup, GoesThroughAPipe)
+{
+    start();
+    EXPECT_EQ(0, ledgerctl({"set", "DhcpStaticLease", "--row", "0", "HostName=from A"}).m_iStatus);
+    const Sandbox oB;
+    const std::string sBackup = LEDGERCTL_BINARY " -s " + socket() + " backup - ";
+    const std::string sFile = m_oSandbox.path("piped");
+    const auto inA = [&](const std::string& a_sLine) {
+        return run("/bin/sh", {.m_lArguments = {"-c", a_sLine}, .m_lEnvironment = m_oSandbox.environment()});
+    };
+    EXPECT_EQ("", inA("umask 0; " + sBackup + "> " + sFile).m_sErrors);
+    EXPECT_EQ(fs::perms(0600), fs::status(sFile).permissions());
+    EXPECT_EQ(1, inA(sBackup + "> /dev/full").m_iStatus);
+
+    const std::string sRestore = "LEDGERD_ROOT=" + oB.path("") +
+                                 " " LEDGER_RESTORE_BINARY " --factory-directory " LEDGERD_FACTORY
+                                 " --from -";
+    const auto oPiped = inA(sBackup + " | cat | " + sRestore);
+    EXPECT_EQ(0, oPiped.m_iStatus) << oPiped.m_sErrors;
+    EXPECT_THAT(oPiped.m_sOutput, StartsWith("standard input: stored as generation 1\n"));
+    EXPECT_EQ(std::vector<std::string>{"from A"},
+              oB.sql("persistent-network.db", "SELECT HostName FROM DhcpStaticLease WHERE Id = 1"));
+    const auto oCut = inA("head -c 700 " + sFile + " | " + sRestore);
+    EXPECT_EQ(3, oCut.m_iStatus);
+    EXPECT_THAT(oCut.m_sErrors, HasSubstr("standard input is not restored, nothing has changed: "));
+    EXPECT_EQ("", shell(oB.path("tmp/db"), "ls | grep backup || :"));
+}
+
+TEST_F(Backup, OfAHungDaemonEndsAfterItsTimeOut)
+{
+    start();
+    daemon().signal(SIGSTOP);
+    const auto oBegin = std::chrono::steady_clock::now();
+    const auto oHung = ledgerctl({"-t", "2", "backup", m_oSandbox.path("hung.tgz")});
+    const auto oTook = std::chrono::steady_clock::now() - oBegin;
+    daemon().signal(SIGCONT);
+    EXPECT_EQ(69, oHung.m_iStatus);
+    EXPECT_THAT(oHung.m_sErrors, HasSubstr("no answer within 2000 ms"));
+    EXPECT_LT(oTook, std::chrono::milliseconds(3500)) << "one time-out, not two";
 }
 
 TEST_F(Backup, ExportIsForItsOwnerAlone)

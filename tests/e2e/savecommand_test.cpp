@@ -290,7 +290,7 @@ TEST_P(SaveCommand, FullOrReadOnlyStoreKeepsItsGeneration)
     remount(MS_RDONLY, "");
     expectRefusal(2, "Read-only file system");
 
-    remount(0, "size=200k");
+    remount(0, "size=104k");
     EXPECT_THAT(save(), StartsWith("saved generation 2: 1 of 7 ")) << "no second copies without room";
     EXPECT_EQ(7, std::ranges::count(readFile(saved(2, "contents")), '\n')) << "what a restore will look for";
     remount(MS_RDONLY, "");
