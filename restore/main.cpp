@@ -25,6 +25,28 @@ using zel::cfg::RestoreSettings;
 constexpr const char* c_pProgram = "ledger-restore";
 constexpr int c_iExitUsage = 64;
 
+/// An empty word, as a script's variable that is not set makes of it, is no file and no directory.
+std::string requireName(const std::string& a_sName)
+{
+    return a_sName.empty() ? "the name is empty" : "";
+}
+
+/// What is wrong with the command line, in the words of the manual page.
+std::string describe(const CLI::App& a_oApp, const CLI::Error& a_oError)
+{
+    std::string sText = a_oError.what();
+    if (const auto lWords = a_oApp.remaining(); !lWords.empty()) {
+        const std::string& sWord = *std::ranges::find_if(
+            lWords.begin(), lWords.end() - 1, [](const auto& a_sWord) { return a_sWord.starts_with('-'); });
+        sText = sWord.starts_with('-')
+                    ? "no option \"" + sWord + "\""
+                    : "no option goes with \"" + sWord + "\"; did you mean \"--from " + sWord + "\"?";
+    } else if (a_oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) {
+        sText = sText.substr(0, sText.find(':')) + " wants a name, and is given once";
+    }
+    return sText + "; see " + c_pProgram + " --help";
+}
+
 CLI::Option& addDirectory(CLI::App& a_oApp, const std::string& a_sName, std::string& a_sDirectory,
                           const char* a_pDefault, const std::string& a_sHelp)
 {
@@ -32,6 +54,7 @@ CLI::Option& addDirectory(CLI::App& a_oApp, const std::string& a_sName, std::str
     return *a_oApp.add_option(a_sName, a_sDirectory, a_sHelp)
                 ->type_name("DIRECTORY")
                 ->default_str(a_sDirectory)
+                ->check(requireName)
                 ->take_last();
 }
 
@@ -46,7 +69,7 @@ struct Request
 void declare(CLI::App& a_oApp, RestoreSettings& a_oSettings, Request& a_oRequest)
 {
     a_oApp.set_help_flag("-h,--help", "print this help and exit");
-    a_oApp.set_version_flag("--version", std::string(c_pProgram) + " " LEDGERD_VERSION,
+    a_oApp.set_version_flag("-V,--version", std::string(c_pProgram) + " " LEDGERD_VERSION,
                             "print the version and exit");
     a_oApp
         .add_option("--config", a_oRequest.m_sConfiguration,
@@ -73,7 +96,7 @@ void declare(CLI::App& a_oApp, RestoreSettings& a_oSettings, Request& a_oRequest
                     "store this file of ledgerctl backup, - for standard input, as the next generation,\n"
                     "and restore that")
         ->type_name("FILE")
-        ->check([](const std::string& a_sFile) { return a_sFile.empty() ? "the name is empty" : ""; })
+        ->check(requireName)
         ->excludes(pKeep)
         ->excludes(pCheck);
     a_oApp.footer(
@@ -145,6 +168,9 @@ int main(int a_iCount, char** a_pArguments)
             oApp.parse(a_iCount, a_pArguments);
         } catch (const CLI::Success& oAnswer) {
             return oApp.exit(oAnswer);
+        } catch (const CLI::Error& oError) {
+            std::cerr << c_pProgram << ": " << describe(oApp, oError) << " [" << c_iExitUsage << "]\n";
+            return c_iExitUsage;
         }
         const StoreConfiguration oConfiguration(oRequest.m_sConfiguration);
         if (!oRequest.m_sSetting.empty()) {

@@ -87,6 +87,23 @@ TEST_F(RestoreProgramTest, aFaultyConfigurationIsNoSilentFactory)
     }
 }
 
+TEST_F(RestoreProgramTest, namesWhatIsWrongWithItsCommandLine)
+{
+    const std::pair<std::vector<std::string>, const char*> aCases[] = {
+        {{"--form", "f"}, "no option \"--form\""},
+        {{"x.tgz"}, "no option goes with \"x.tgz\"; did you mean \"--from x.tgz\"?"},
+        {{"-d", ""}, "the name is empty"},
+        {{"--from", ""}, "the name is empty"},
+    };
+    for (const auto& [lWords, pText] : aCases) {
+        const Finished oWrong = restore(lWords);
+        EXPECT_EQ(oWrong.m_iStatus, 64) << pText;
+        EXPECT_THAT(oWrong.m_sErrors, HasSubstr(pText));
+        EXPECT_THAT(oWrong.m_sErrors, HasSubstr("; see ledger-restore --help [64]\n"));
+    }
+    EXPECT_EQ(restore({"-V"}).m_sOutput, restore({"--version"}).m_sOutput);
+}
+
 TEST_F(RestoreProgramTest, aFullDiskIsNoReasonToFallBack)
 {
     save("1", m_sGood);
