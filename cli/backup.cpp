@@ -10,11 +10,15 @@
 #include "zel/systempath.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <string_view>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -55,6 +59,28 @@ std::string quoted(const std::string& a_sText)
     }
     return sQuoted + "'";
 }
+
+/// Signals that end the program, held back for the life of the object: they come with its end, when copies of
+/// passwords are no longer left behind.
+class HeldSignals
+{
+public:
+    HeldSignals()
+    {
+        sigset_t oHeld;
+        sigemptyset(&oHeld);
+        for (const int iSignal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE}) {
+            sigaddset(&oHeld, iSignal);
+        }
+        ::sigprocmask(SIG_BLOCK, &oHeld, &m_oBefore);
+    }
+    ~HeldSignals() { ::sigprocmask(SIG_SETMASK, &m_oBefore, nullptr); }
+    HeldSignals(const HeldSignals&) = delete;
+    HeldSignals& operator=(const HeldSignals&) = delete;
+
+private:
+    sigset_t m_oBefore{};
+};
 
 /// A directory that nobody else may look into, removed with its object.
 class PrivateDirectory
@@ -141,11 +167,29 @@ Outcome packFile(const std::string& a_sDirectory, const std::string& a_sFile)
     return oPacked;
 }
 
-Outcome packOutput(const std::string& a_sDirectory, int a_iOutput)
+/// Into a file that goes with the directory, but for its descriptor.
+Outcome packUnnamed(const std::string& a_sDirectory, zel::UniqueFd& a_oArchive)
+{
+    const std::string sFile = a_sDirectory + "/archive";
+    a_oArchive.reset(::open(sFile.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    return pack(a_sDirectory, sFile, true,
+                [&](std::string_view a_sPiece) { return writeAll(a_oArchive.get(), a_sPiece); });
+}
+
+Outcome print(int a_iArchive, int a_iOutput)
 {
     protectRedirection(a_iOutput);
-    return pack(a_sDirectory, "the output", true,
-                [=](std::string_view a_sPiece) { return writeAll(a_iOutput, a_sPiece); });
+    std::array<char, 65536> aPiece;
+    for (off_t iDone = 0;;) {
+        const ssize_t iSize = ::pread(a_iArchive, aPiece.data(), aPiece.size(), iDone);
+        if (iSize == 0) {
+            return {};
+        }
+        if (iSize < 0 || !writeAll(a_iOutput, {aPiece.data(), static_cast<std::size_t>(iSize)})) {
+            return failure("cannot write the output", lastError());
+        }
+        iDone += iSize;
+    }
 }
 
 /// What the name promises and the archive would not be; empty for a good name.
@@ -217,20 +261,29 @@ Outcome runBackup(Session& a_oSession, const Arguments& a_oArguments)
     Outcome oOutcome = client::Status::disconnected("the daemon has not written its dumps to " + sDumps +
                                                     " within " + std::to_string(oTimeout.count()) + " s");
     while (oWatch.waitForDumps(oDeadline)) {
-        const PrivateDirectory oCopies;
-        if (!oCopies.ok()) {
-            return failure("cannot make " + oCopies.path(), lastError());
+        zel::UniqueFd oArchive;
+        {
+            const HeldSignals oHeld;
+            const PrivateDirectory oCopies;
+            if (!oCopies.ok()) {
+                return failure("cannot make " + oCopies.path(), lastError());
+            }
+            Outcome oCopied = copyDumps(sDumps, oCopies.path());
+            if (oWatch.touched()) {
+                continue; // the copies may be of two times
+            }
+            if (!oCopied.ok()) {
+                oOutcome = std::move(oCopied);
+                oDeadline = std::min(oDeadline, Clock::now() + c_oRetry);
+                continue;
+            }
+            Outcome oPacked =
+                bOutput ? packUnnamed(oCopies.path(), oArchive) : packFile(oCopies.path(), sFile);
+            if (!bOutput || !oPacked.ok()) {
+                return oPacked;
+            }
         }
-        Outcome oCopied = copyDumps(sDumps, oCopies.path());
-        if (oWatch.touched()) {
-            continue; // the copies may be of two times
-        }
-        if (oCopied.ok()) {
-            return bOutput ? packOutput(oCopies.path(), a_oSession.m_iOutput)
-                           : packFile(oCopies.path(), sFile);
-        }
-        oOutcome = std::move(oCopied);
-        oDeadline = std::min(oDeadline, Clock::now() + c_oRetry);
+        return print(oArchive.get(), a_oSession.m_iOutput);
     }
     return oOutcome;
 }

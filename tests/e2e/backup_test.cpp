@@ -188,6 +188,20 @@ TEST_F(Backup, GoesThroughAPipe)
     EXPECT_EQ("", shell(oB.path("tmp/db"), "ls | grep backup || :"));
 }
 
+TEST_F(Backup, ThatIsInterruptedLeavesNoCopiesOfPasswords)
+{
+    start();
+    m_oSandbox.setProgram("tar", "/bin/echo > " + m_oSandbox.path("started") +
+                                     "\n/bin/sleep 1\nexec /bin/tar \"$@\"");
+    Process oBackup(LEDGERCTL_BINARY, {.m_lArguments = {"-s", socket(), "backup", m_oSandbox.path("cut.tgz")},
+                                       .m_lEnvironment = m_oSandbox.environment()});
+    EXPECT_TRUE(eventually([this] { return fs::exists(m_oSandbox.path("started")); }));
+    EXPECT_EQ(0, ::kill(oBackup.pid(), SIGTERM));
+    const int iStatus = oBackup.wait().value_or(0);
+    EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGTERM);
+    EXPECT_EQ("", shell(m_oSandbox.path(""), "ls -d tmp/ledgerctl.* cut.tgz.* 2> /dev/null || :"));
+}
+
 TEST_F(Backup, OfAHungDaemonEndsAfterItsTimeOut)
 {
     start();
