@@ -406,7 +406,7 @@ TEST_F(Ledgerctl, BackupThatFailsLeavesTheFileAlone)
     fs::create_directory(m_oSandbox.path("backups"));
     writeFile(sFile, "older");
     daemon().signal(SIGSTOP);
-    expectError(69, "the daemon has not written its dumps to ", {"-t", "1", "backup", sFile});
+    expectError(69, "no answer within 1000 ms", {"-t", "1", "backup", sFile});
     stop();
     expectError(69, "no daemon listens on " + m_oSandbox.path("tmp/ledgerd.fifo"), {"backup", sFile});
     expectError(64, "/dev/null is not a regular file", {"backup", "/dev/null"});
