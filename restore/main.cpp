@@ -159,29 +159,24 @@ int main(int a_iCount, char** a_pArguments)
     std::signal(SIGPIPE, SIG_IGN); // whoever stops reading the report: the daemon needs every database
     ::umask(S_IRWXG | S_IRWXO);    // whoever starts it: settings are for their owner, who can read them
     ZEL_Sysloglevel_construct2(c_pProgram);
+    CLI::App oApp("Makes the databases of ledgerd from what was saved, before it starts.", c_pProgram);
+    RestoreSettings oSettings;
+    Request oRequest;
+    declare(oApp, oSettings, oRequest);
     try {
-        CLI::App oApp("Makes the databases of ledgerd from what was saved, before it starts.", c_pProgram);
-        RestoreSettings oSettings;
-        Request oRequest;
-        declare(oApp, oSettings, oRequest);
-        try {
-            oApp.parse(a_iCount, a_pArguments);
-        } catch (const CLI::Success& oAnswer) {
-            return oApp.exit(oAnswer);
-        } catch (const CLI::Error& oError) {
-            std::cerr << c_pProgram << ": " << describe(oApp, oError) << " [" << c_iExitUsage << "]\n";
-            return c_iExitUsage;
-        }
-        const StoreConfiguration oConfiguration(oRequest.m_sConfiguration);
-        if (!oRequest.m_sSetting.empty()) {
-            return printSetting(oConfiguration, oRequest.m_sSetting);
-        }
-        configure(oApp, oConfiguration, oSettings);
-        return oRequest.m_lChecked.empty()
-                   ? restore(oConfiguration, oSettings)
-                   : static_cast<int>(zel::cfg::checkDumps(oSettings, oRequest.m_lChecked, std::cout));
+        oApp.parse(a_iCount, a_pArguments);
+    } catch (const CLI::Success& oAnswer) {
+        return oApp.exit(oAnswer);
     } catch (const CLI::Error& oError) {
-        std::cerr << c_pProgram << ": " << oError.what() << " [" << c_iExitUsage << "]\n";
+        std::cerr << c_pProgram << ": " << describe(oApp, oError) << " [" << c_iExitUsage << "]\n";
         return c_iExitUsage;
     }
+    const StoreConfiguration oConfiguration(oRequest.m_sConfiguration);
+    if (!oRequest.m_sSetting.empty()) {
+        return printSetting(oConfiguration, oRequest.m_sSetting);
+    }
+    configure(oApp, oConfiguration, oSettings);
+    return oRequest.m_lChecked.empty()
+               ? restore(oConfiguration, oSettings)
+               : static_cast<int>(zel::cfg::checkDumps(oSettings, oRequest.m_lChecked, std::cout));
 }
