@@ -125,11 +125,12 @@ CLI::App& declareTarget(CLI::App& a_oApp, Arguments& a_oArguments, bool a_bRequi
     return oTarget;
 }
 
-void declareAllMatching(CLI::App& a_oApp, Arguments& a_oArguments, CLI::App& a_oTarget)
+void declareAllMatching(CLI::App& a_oApp, Arguments& a_oArguments, CLI::App& a_oTarget,
+                        const std::string& a_sAlone)
 {
     a_oApp
         .add_flag("--all-matching", a_oArguments.m_bAllMatching,
-                  "every row whose column has the value, where --key alone refuses more than one")
+                  "every row whose column has the value, where --key alone " + a_sAlone)
         ->needs(a_oTarget.get_option("--key"));
 }
 
@@ -140,13 +141,14 @@ void declareGet(CLI::App& a_oApp, Arguments& a_oArguments)
     a_oApp.add_flag("-v,--value", a_oArguments.m_bValues, "write bare values, one a line")
         ->excludes(a_oApp.get_parent()->get_option("--json"))
         ->excludes(a_oApp.get_parent()->get_option("--csv"));
-    declareTarget(a_oApp, a_oArguments, false);
+    declareAllMatching(a_oApp, a_oArguments, declareTarget(a_oApp, a_oArguments, false), "shows the first");
 }
 
 void declareSet(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     declareTable(a_oApp, a_oArguments);
-    declareAllMatching(a_oApp, a_oArguments, declareTarget(a_oApp, a_oArguments, true));
+    declareAllMatching(a_oApp, a_oArguments, declareTarget(a_oApp, a_oArguments, true),
+                       "refuses more than one");
     declareAssignments(a_oApp, a_oArguments);
 }
 
@@ -161,7 +163,7 @@ void declareDel(CLI::App& a_oApp, Arguments& a_oArguments)
     declareTable(a_oApp, a_oArguments);
     CLI::App& oTarget = declareTarget(a_oApp, a_oArguments, true);
     oTarget.add_flag("--all", a_oArguments.m_bAll, "every row");
-    declareAllMatching(a_oApp, a_oArguments, oTarget);
+    declareAllMatching(a_oApp, a_oArguments, oTarget, "refuses more than one");
 }
 
 void declareWatch(CLI::App& a_oApp, Arguments& a_oArguments)

@@ -1,10 +1,13 @@
 #include "cli/commands.h"
 
+#include "cli/cell.h"
 #include "cli/commandline.h"
 #include "cli/input.h"
 #include "cli/keycheck.h"
 #include "cli/namecheck.h"
+#include "cli/nearest.h"
 #include "cli/readerwatch.h"
+#include "cli/utf8.h"
 #include "cli/words.h"
 #include "cli/write.h"
 #include "cli/writebatch.h"
@@ -12,6 +15,8 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
+#include <limits>
 #include <type_traits>
 
 namespace systema::cli {
@@ -57,14 +62,19 @@ client::ResultOf<Request> writeInTransaction(client::Connection& a_oConnection, 
 /// nothing. Any other write is made without a transaction: some tables can be written at any time, and the
 /// end of a transaction resets its time-out.
 template<typename Request>
-client::ResultOf<Request> write(client::Connection& a_oConnection, const Request& a_oRequest,
-                                const Arguments& a_oArguments)
+client::ResultOf<Request> write(client::Connection& a_oConnection, Request a_oRequest, Arguments a_oArguments)
 {
     const std::chrono::milliseconds oWait = a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout);
     KeyCheck oKeys(a_oConnection);
     if (oKeys.concerns(a_oArguments)) {
-        return writeInTransaction(a_oConnection, a_oRequest, oWait,
-                                  [&] { return oKeys.check(a_oArguments); });
+        return writeInTransaction(a_oConnection, a_oRequest, oWait, [&] {
+            const client::Status oChecked = oKeys.check(a_oArguments);
+            if constexpr (requires { a_oRequest.m_sKeyColumn; }) { // the check may have found another key
+                a_oRequest.m_sKeyColumn = a_oArguments.m_oKey->m_sColumn;
+                a_oRequest.m_sKeyValue = *a_oArguments.m_oKey->m_oText;
+            }
+            return oChecked;
+        });
     }
     auto oAnswer = a_oConnection.call(a_oRequest);
     return oAnswer.code() == EResultCode::Busy
@@ -129,10 +139,51 @@ Outcome runCount(Session& a_oSession, const Arguments& a_oArguments)
 
 namespace {
 
+constexpr std::size_t c_iAllRows = std::numeric_limits<std::size_t>::max();
+
+/// The rows that show the value of the key, with the wanted columns; found here, not by the daemon.
+client::Result<client::Rows> readMatchingRows(client::Connection& a_oConnection,
+                                              const Arguments& a_oArguments, std::size_t a_iMost = c_iAllRows)
+{
+    const std::string& sTable = a_oArguments.m_sTable;
+    const auto& [sKey, oText] = *a_oArguments.m_oKey;
+    NameList lRead(a_oArguments.m_lNames);
+    if (!lRead.empty()) {
+        lRead.add(sKey);
+    }
+    const auto oRows = a_oConnection.call(request::SelectRows{sTable, lRead});
+    if (!oRows.ok()) {
+        return client::Status(oRows);
+    }
+    const NameList& lColumns = oRows->columns();
+    const auto itKey =
+        std::ranges::find_if(lColumns, [&](const auto& a_sName) { return sameIgnoringCase(a_sName, sKey); });
+    if (itKey == lColumns.end()) { // the daemon says with which code the table refuses it
+        const client::Status oRefused = a_oConnection.call(request::SelectRows{sTable, {sKey}});
+        return oRefused.ok() ? client::Status::refused(EResultCode::NoKey) : oRefused;
+    }
+    const auto iKey = static_cast<std::size_t>(itKey - lColumns.begin());
+    const std::size_t iWanted = lRead.empty() ? lColumns.size() : lColumns.size() - 1;
+    client::Rows oFound(NameList(std::vector(lColumns.begin(), lColumns.begin() + std::ptrdiff_t(iWanted))));
+    for (std::size_t i = 0; i < oRows->size() && oFound.size() < a_iMost; ++i) {
+        const auto lCells = (*oRows)[i].m_lCells;
+        if (!isNull(lCells[iKey]) && cellText(lCells[iKey]) == *oText) {
+            std::vector<Value> lValues;
+            std::ranges::transform(lCells.first(iWanted), std::back_inserter(lValues), &wire::Cell::toValue);
+            oFound.add(lValues);
+        }
+    }
+    return {oFound.empty() ? client::Status::refused(EResultCode::NoRow) : client::Status(),
+            std::move(oFound)};
+}
+
 client::Result<client::Rows> readWantedRows(client::Connection& a_oConnection, const Arguments& a_oArguments)
 {
     const std::string& sTable = a_oArguments.m_sTable;
     const NameList lColumns(a_oArguments.m_lNames);
+    if (a_oArguments.m_bAllMatching || KeyCheck(a_oConnection).isQuoted(a_oArguments)) {
+        return readMatchingRows(a_oConnection, a_oArguments, a_oArguments.m_bAllMatching ? c_iAllRows : 1);
+    }
     if (!a_oArguments.m_oRow && !a_oArguments.m_oKey) {
         return a_oConnection.call(request::SelectRows{sTable, lColumns});
     }
@@ -141,6 +192,23 @@ client::Result<client::Rows> readWantedRows(client::Connection& a_oConnection, c
                           : a_oConnection.call(request::SelectKey{sTable, a_oArguments.m_oKey->m_sColumn,
                                                                   *a_oArguments.m_oKey->m_oText, lColumns});
     return {client::Status(oRow), oRow.ok() ? client::Rows(*oRow) : client::Rows()};
+}
+
+/// Says that a read by key has left rows out. An Id is taken for that of one row.
+void warnOfOthers(Session& a_oSession, const Arguments& a_oArguments)
+{
+    if (!a_oArguments.m_oKey || a_oArguments.m_bAllMatching ||
+        sameIgnoringCase(a_oArguments.m_oKey->m_sColumn, "Id")) {
+        return;
+    }
+    Arguments oAll = a_oArguments;
+    oAll.m_lNames = {oAll.m_oKey->m_sColumn};
+    const std::size_t iRows = readMatchingRows(a_oSession.m_oConnection, oAll)->size();
+    if (iRows > 1) {
+        a_oSession.m_oErrors << "ledgerctl: the first of " << iRows << " rows with "
+                             << printable(oAll.m_lNames.front() + "=" + *oAll.m_oKey->m_oText)
+                             << "; --all-matching shows them all" << std::endl;
+    }
 }
 
 Outcome printRows(Printer& a_oPrinter, const Arguments& a_oArguments, const client::Rows& a_oRows)
@@ -165,7 +233,11 @@ Outcome runGet(Session& a_oSession, const Arguments& a_oArguments)
     const auto oColumns =
         NameCheck(oConnection)
             .checkColumns(a_oArguments.m_sTable, NameList(a_oArguments.m_lNames), oRows->columns());
-    return oColumns.ok() ? printRows(a_oSession.m_oPrinter, a_oArguments, *oRows) : Outcome(oColumns);
+    if (!oColumns.ok()) {
+        return oColumns;
+    }
+    warnOfOthers(a_oSession, a_oArguments);
+    return printRows(a_oSession.m_oPrinter, a_oArguments, *oRows);
 }
 
 Outcome runInfo(Session& a_oSession, const Arguments&)
@@ -316,7 +388,7 @@ void submitLines(client::Connection& a_oConnection, WriteBatch& a_oBatch, std::v
 {
     KeyCheck oKeys(a_oConnection);
     for (auto it = a_lLines.begin(); it != a_lLines.end() && a_oFailed.m_pLine == nullptr; ++it) {
-        const Arguments& oArguments = it->m_oArguments;
+        Arguments& oArguments = it->m_oArguments;
         const auto oChecked = oKeys.concerns(oArguments) ? oKeys.check(oArguments) : client::Status();
         if (!a_oFailed.take(*it, oChecked)) {
             a_oBatch.fail(oChecked);

@@ -21,17 +21,59 @@ std::string folded(const std::string& a_sText)
 
 bool KeyCheck::concerns(const Arguments& a_oArguments)
 {
-    if (!a_oArguments.m_oKey || a_oArguments.m_bAllMatching) {
-        return false;
-    }
+    return isQuoted(a_oArguments) ||
+           (a_oArguments.m_oKey && !a_oArguments.m_bAllMatching && isStored(a_oArguments.m_sTable));
+}
+
+bool KeyCheck::isQuoted(const Arguments& a_oArguments)
+{
+    return a_oArguments.m_oKey && a_oArguments.m_oKey->m_oText->find('\'') != std::string::npos &&
+           isStored(a_oArguments.m_sTable);
+}
+
+bool KeyCheck::isStored(const std::string& a_sTable)
+{
     if (!m_oStored) {
         m_oStored = std::move(*m_oConnection.call(request::GetTables{wire::ETableFilter::Stored}));
     }
-    return m_oStored->hasName(a_oArguments.m_sTable);
+    return m_oStored->hasName(a_sTable);
 }
 
-Status KeyCheck::check(const Arguments& a_oArguments)
+Status KeyCheck::replaceQuoted(Arguments& a_oArguments)
 {
+    auto& [sColumn, oText] = *a_oArguments.m_oKey;
+    const auto oRows = m_oConnection.call(request::SelectRows{a_oArguments.m_sTable, {"Id", sColumn}});
+    if (!oRows.ok()) {
+        return oRows;
+    }
+    std::vector<std::string> lIds;
+    for (std::size_t i = 0; i < oRows->size(); ++i) {
+        const auto lCells = (*oRows)[i].m_lCells;
+        if (!isNull(lCells[1]) && cellText(lCells[1]) == *oText) {
+            lIds.push_back(cellText(lCells[0]));
+        }
+    }
+    if (lIds.empty()) {
+        return Status::refused(EResultCode::NoRow);
+    }
+    if (lIds.size() > 1) {
+        std::string sIds = lIds.front();
+        std::for_each(lIds.begin() + 1, lIds.end(), [&](const auto& a_sId) { sIds += ", " + a_sId; });
+        return Status::refused(EResultCode::Failure, std::to_string(lIds.size()) + " rows have " + sColumn +
+                                                         "=" + *oText +
+                                                         ", which has a quote; use each one's Id: " + sIds);
+    }
+    a_oArguments.m_oKey = Assignment{"Id", lIds.front()};
+    return {};
+}
+
+Status KeyCheck::check(Arguments& a_oArguments)
+{
+    if (isQuoted(a_oArguments)) {
+        if (Status oFound = replaceQuoted(a_oArguments); !oFound.ok()) {
+            return oFound;
+        }
+    }
     const auto& [sColumn, oText] = *a_oArguments.m_oKey;
     Column& oColumn = m_mColumns[{a_oArguments.m_sTable, sColumn}];
     if (isSurelyAlone(oColumn, *oText)) {

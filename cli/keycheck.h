@@ -1,4 +1,5 @@
-// Refuses a set or del by key when several rows of a stored table have the key's value.
+// Refuses a set or del by key when several rows of a stored table have the key's value, and finds the row of
+// a key with a quote, which the daemon refuses in these tables.
 //
 // Made by a command, which checks within the transaction of the write, so that the count still holds when the
 // write is made. Virtual tables are not checked: their writes act on one row.
@@ -20,11 +21,15 @@ class KeyCheck
 public:
     explicit KeyCheck(client::Connection& a_oConnection) : m_oConnection(a_oConnection) {}
 
-    /// Whether the write is to be checked: a set or del by key, not of all matching rows, of a stored table.
+    /// Whether the write is to be checked: a set or del by key of a stored table, not of all matching rows
+    /// unless the key has a quote.
     bool concerns(const Arguments& a_oArguments);
-    /// 0: at most one row has the value. 1: more have, or what the column holds cannot be read. 10: none has,
-    /// or the database takes it for a value that is shown otherwise; 8: no such column.
-    client::Status check(const Arguments& a_oArguments);
+    /// Whether the daemon refuses the key for a quote in its value.
+    bool isQuoted(const Arguments& a_oArguments);
+    /// 0: at most one row has the value; a key with a quote is replaced by the Id of that row. 1: more have,
+    /// or what the column holds cannot be read. 10: none has, or the database takes it for a value that is
+    /// shown otherwise; 8: no such column.
+    client::Status check(Arguments& a_oArguments);
     /// Drops the counts that the next write may change.
     void forget(const Arguments& a_oArguments);
 
@@ -33,6 +38,8 @@ private:
     /// By the text in lower case without blanks at its end, which no collation of the database tells apart.
     using Column = std::map<std::string, Texts>;
 
+    bool isStored(const std::string& a_sTable);
+    client::Status replaceQuoted(Arguments& a_oArguments);
     static bool isSurelyAlone(const Column& a_oColumn, const std::string& a_sText);
     client::Result<Column> readColumn(const std::string& a_sTable, const std::string& a_sColumn);
     client::Result<std::optional<std::string>> readFirst(const Arguments& a_oArguments,

@@ -55,7 +55,8 @@ std::string describeForm(const std::string& a_sColumn)
 
 Names namesOf(const Arguments& a_oArguments)
 {
-    Names oNames{a_oArguments.m_sTable, {}, std::nullopt, a_oArguments.m_eWrite != EWrite::None};
+    Names oNames{
+        a_oArguments.m_sTable, {}, std::nullopt, a_oArguments.m_eWrite != EWrite::None, a_oArguments.m_oRow};
     if (a_oArguments.m_oKey) {
         oNames.m_oKeyValue = *a_oArguments.m_oKey->m_oText;
         oNames.m_lColumns.push_back(a_oArguments.m_oKey->m_sColumn);
@@ -85,7 +86,7 @@ Status NameCheck::explain(Status a_oStatus, const NameList& a_lTables)
 Status NameCheck::explain(Status a_oStatus, const Names& a_oNames)
 {
     if (isUnexplained(a_oStatus) && a_oNames.m_bWrite && a_oStatus.code() == EResultCode::ReadOnly) {
-        return Status::refused(a_oStatus.code(), describeReadOnly(a_oNames.m_sTable));
+        return Status::refused(a_oStatus.code(), describeReadOnly(a_oNames));
     }
     if (!mayBeAName(a_oStatus, a_oNames)) {
         return a_oStatus;
@@ -100,6 +101,9 @@ Status NameCheck::explain(Status a_oStatus, const Names& a_oNames)
     std::string sText = describeUnknown(a_oNames, columnNames(*oSchema));
     if (sText.empty() && a_oNames.m_oKeyValue) {
         sText = describeKey(a_oStatus, a_oNames);
+    } else if (sText.empty() && a_oStatus.code() == EResultCode::NoRow && a_oNames.m_oRow) {
+        sText =
+            "no such row: " + a_oNames.m_sTable + " has none at position " + std::to_string(*a_oNames.m_oRow);
     } else if (sText.empty() && a_oStatus.code() == EResultCode::NoKey && !a_oNames.m_bWrite) {
         sText = "view " + a_oNames.m_sTable + " has a column that its table lacks";
     }
@@ -140,7 +144,12 @@ std::string NameCheck::describeKey(const Status& a_oStatus, const Names& a_oName
     const std::string& sTable = a_oNames.m_sTable;
     const std::string& sKey = a_oNames.m_lColumns.front();
     const bool bOfKeys = a_oStatus.code() == EResultCode::NoKey || a_oStatus.code() == EResultCode::NoRow;
-    if ((a_oNames.m_bWrite && !bOfKeys) || isStored(sTable)) {
+    if (isStored(sTable)) {
+        return a_oStatus.code() == EResultCode::NoRow
+                   ? "no row of " + sTable + " has " + sKey + "=" + *a_oNames.m_oKeyValue
+                   : std::string();
+    }
+    if (a_oNames.m_bWrite && !bOfKeys) {
         return {};
     }
     if (a_oNames.m_bWrite &&
@@ -161,12 +170,16 @@ std::string NameCheck::describeKey(const Status& a_oStatus, const Names& a_oName
     return "no row of " + sTable + " has that " + sKey;
 }
 
-std::string NameCheck::describeReadOnly(const std::string& a_sTable)
+std::string NameCheck::describeReadOnly(const Names& a_oNames)
 {
-    const auto oDescription = m_oConnection.call(request::Describe{a_sTable});
+    const std::string& sTable = a_oNames.m_sTable;
+    if (a_oNames.m_oKeyValue == "0" && isStored(sTable)) {
+        return "read-only: the row of " + sTable + " with Id 0, which holds defaults";
+    }
+    const auto oDescription = m_oConnection.call(request::Describe{sTable});
     return oDescription.ok() && !oDescription->m_bWritable
-               ? a_sTable + " is read-only"
-               : EResultCode(EResultCode::ReadOnly).strerror() + (": " + a_sTable);
+               ? sTable + " is read-only"
+               : EResultCode(EResultCode::ReadOnly).strerror() + (": " + sTable);
 }
 
 bool NameCheck::isStored(const std::string& a_sTable)

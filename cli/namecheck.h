@@ -18,6 +18,7 @@ struct Names
     std::vector<std::string> m_lColumns{};    // the key's column before those read or written
     std::optional<std::string> m_oKeyValue{}; // nothing without a key
     bool m_bWrite = false;
+    std::optional<std::uint32_t> m_oRow{};
 };
 
 /// Those of a get, set, add or del.
@@ -44,7 +45,7 @@ private:
     std::string describeUnknown(const Names& a_oNames, const std::vector<std::string>& a_lSchema);
     /// Why a request with a key that names nothing unknown fails, empty where that cannot be said.
     std::string describeKey(const client::Status& a_oStatus, const Names& a_oNames);
-    std::string describeReadOnly(const std::string& a_sTable);
+    std::string describeReadOnly(const Names& a_oNames);
     bool isStored(const std::string& a_sTable);
 
     client::Connection& m_oConnection;

@@ -82,7 +82,7 @@ _ledgerctl() {
         words='-s --socket -t --timeout --json --csv -h --help'
         case $command in
             '') words+=' --version' ;;
-            get) words+=' --row --key -v --value' ;;
+            get) words+=' --row --key --all-matching -v --value' ;;
             set) words+=' --row --key --all-matching' ;;
             del) words+=' --row --key --all-matching --all' ;;
             watch) words+=' --rows' ;;

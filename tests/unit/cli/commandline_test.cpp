@@ -90,7 +90,7 @@ TEST_F(CommandLineTest, WrongUsageIs64)
                               "del T --all --row 1",
                               "del T --all --all-matching",
                               "set T --row 1 --all-matching A=1",
-                              "get T --key Id=1 --all-matching",
+                              "get T --row 1 --all-matching",
                               "batch --wait x",
                               "batch ''",
                               "export -o ''",
