@@ -5,7 +5,10 @@
 #include "cli/utf8.h"
 #include "client/connection.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <iostream>
+#include <system_error>
 #include <unistd.h>
 
 namespace systema::cli {
@@ -17,7 +20,7 @@ Outcome execute(const Command& a_oCommand, const Arguments& a_oArguments, std::i
 {
     client::Connection oConnection(
         {a_oArguments.m_sSocket, "ledgerctl", a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout), true});
-    if (a_oCommand.m_bConnects) {
+    if (a_oCommand.m_bConnects && !a_oArguments.m_bReconnect) {
         if (const auto oStatus = oConnection.connect(); !oStatus.ok()) {
             return oStatus;
         }
@@ -45,6 +48,11 @@ int run(std::vector<std::string> a_lWords, std::istream& a_oInput, std::ostream&
     if (const Command* pCommand = oCommandLine.command()) {
         oOutcome = execute(*pCommand, oCommandLine.arguments(), a_oInput, a_oOutput, a_oErrors, a_bTerminal,
                            a_eReader);
+        const int iError = errno; // of the write, if that is what has failed
+        if (constexpr int aFull[] = {ENOSPC, EDQUOT, EFBIG, EIO};
+            !oOutcome.ok() && !a_oOutput && std::ranges::count(aFull, iError) > 0) {
+            oOutcome.m_sText += ": " + std::generic_category().message(iError);
+        }
     }
     if (!oOutcome.ok()) {
         a_oErrors << "ledgerctl: " << printable(oOutcome.m_sText) << " [" << oOutcome.m_iExit << "]\n";

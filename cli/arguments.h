@@ -38,6 +38,10 @@ struct Arguments
     bool m_bAll = false;
     bool m_bAllMatching = false; // the rows of the key, however many
     bool m_bRows = false;
+    std::vector<std::string> m_lColumns; // whose changes are to be shown, empty for all
+    bool m_bInitial = false;             // show also what there is at the start
+    bool m_bReconnect = false;           // wait for a daemon that is not there
+    bool m_bLong = false;
     bool m_bValues = false; // bare ones
     std::string m_sFile;    // when it is read, empty or "-" for standard input
     std::string m_sOutput;  // the file to write, empty for standard output

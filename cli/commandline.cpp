@@ -82,6 +82,12 @@ CLI::Option* addFile(CLI::App& a_oApp, const std::string& a_sName, std::string& 
 
 void declareNothing(CLI::App&, Arguments&) {}
 
+void declareTables(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_flag("-l,--long", a_oArguments.m_bLong,
+                    "show also the kind of each, and whether it is writable");
+}
+
 void declareTable(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     a_oApp.add_option("TABLE", a_oArguments.m_sTable, "name of the table")->required();
@@ -169,7 +175,22 @@ void declareDel(CLI::App& a_oApp, Arguments& a_oArguments)
 void declareWatch(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     a_oApp.add_option("TABLE", a_oArguments.m_lNames, "the tables to watch")->required();
-    a_oApp.add_flag("--rows", a_oArguments.m_bRows, "show also what changed in the rows");
+    a_oApp.add_flag("--rows", a_oArguments.m_bRows, "show what changed in the rows");
+    a_oApp
+        .add_option_function<std::string>(
+            "--column",
+            [&](const std::string& a_sColumn) {
+                a_oArguments.m_bRows = true;
+                a_oArguments.m_lColumns.push_back(a_sColumn);
+            },
+            "--rows, but of changed rows only this column; may be repeated")
+        ->type_name("COLUMN")
+        ->trigger_on_parse()
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    a_oApp.add_flag("--initial", a_oArguments.m_bInitial,
+                    "once changes are told, show each table as if it had changed");
+    a_oApp.add_flag("--reconnect", a_oArguments.m_bReconnect,
+                    "wait for a daemon that is not there or restarts");
 }
 
 /// A file of writes, and how long they may wait for their transaction.
@@ -267,7 +288,7 @@ void declareRestoreCheck(CLI::App& a_oApp, Arguments& a_oArguments)
 }
 
 constexpr std::array c_aCommands = {
-    Command{"tables", "names of all tables", declareNothing, runTables},
+    Command{"tables", "names of all tables", declareTables, runTables},
     Command{"schema", "columns of a table, and what they demand", declareTable, runSchema},
     Command{"count", "number of rows of a table", declareTable, runCount},
     Command{"get", "rows of a table", declareGet, runGet},
@@ -415,6 +436,46 @@ void addOptions(const CLI::App& a_oApp, std::vector<std::string>& a_lNames)
     }
 }
 
+/// The command that does what other programs call by the word; empty for other words.
+std::string synonym(const CLI::App& a_oProgram, const std::string& a_sWord)
+{
+    static constexpr std::pair<std::string_view, const char*> c_aSynonyms[] = {
+        {"delete", "del"},
+        {"remove", "del"},
+        {"rm", "del"},
+        {"insert", "add"},
+        {"new", "add"},
+        {"update", "set"},
+        {"put", "set"},
+        {"ls", "tables"},
+        {"list", "tables"},
+        {"describe", "schema"},
+        {"show", "get"},
+        {"select", "get"},
+        {"read", "get"},
+        {"status", "info"},
+        {"monitor", "watch"},
+        {"subscribe", "watch"},
+        {"save", "ctl trigger"},
+        {"persist", "ctl trigger"},
+        {"check", "restore-check"},
+        {"restore", "import\" or \"ledger-restore --from"},
+    };
+    const auto* const itSynonym = std::ranges::find(c_aSynonyms, std::string_view(a_sWord),
+                                                    &std::pair<std::string_view, const char*>::first);
+    if (itSynonym != std::end(c_aSynonyms)) {
+        return itSynonym->second;
+    }
+    for (const CLI::App* pCommand : partsOf(a_oProgram, true)) {
+        for (const CLI::App* pPart : partsOf(*pCommand, true)) {
+            if (pPart->get_name() == a_sWord) {
+                return pCommand->get_name() + " " + a_sWord;
+            }
+        }
+    }
+    return {};
+}
+
 /// Says that a command or an option does not exist; empty when the line has another fault.
 std::string describeUnknownWord(const CLI::App& a_oApp, std::string a_sWhere)
 {
@@ -454,6 +515,10 @@ std::string describeUnknownWord(const CLI::App& a_oApp, std::string a_sWhere)
     if (bOther) {
         return "\"" + sWord + "\" is no command of " + a_sWhere + ", which has " +
                CLI::detail::join(lCommands, ", ");
+    }
+    const std::string sSynonym = pApp == &a_oApp ? synonym(a_oApp, lowerCase(sWord)) : std::string();
+    if (!sSynonym.empty() && (a_sWhere.empty() || std::ranges::count(lCommands, sSynonym) > 0)) {
+        return unknownName("command", sWord, a_sWhere, {}) + "; did you mean \"" + sSynonym + "\"?";
     }
     return lCommands.empty() ? std::string() : unknownName("command", sWord, a_sWhere, lCommands);
 }
@@ -496,12 +561,18 @@ std::string seeHelp(const CLI::App& a_oApp)
     return "; see " + commandOf(*pApp) + " --help";
 }
 
-/// "help" and "version" as commands, for those who try these words first.
+/// "help" and "version" as commands, for those who try these words first; options may stand before them.
 void takeWordsForHelp(std::vector<std::string>& a_lWords)
 {
-    if (!a_lWords.empty() && (a_lWords.front() == "help" || a_lWords.front() == "version")) {
-        const std::string sOption = "--" + a_lWords.front();
-        a_lWords.erase(a_lWords.begin());
+    static const std::vector<std::string> lWithValue{"-s", "--socket", "-t", "--timeout"};
+    auto it = a_lWords.begin();
+    while (it != a_lWords.end() && it->starts_with('-')) {
+        const bool bValue = std::ranges::count(lWithValue, *it) > 0;
+        it += bValue && it + 1 != a_lWords.end() ? 2 : 1;
+    }
+    if (it != a_lWords.end() && (*it == "help" || *it == "version")) {
+        const std::string sOption = "--" + *it;
+        a_lWords.erase(it);
         a_lWords.push_back(sOption);
     }
 }

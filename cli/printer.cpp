@@ -14,11 +14,19 @@ Value text(std::string a_sText)
     return Value(EDataType::Text, std::move(a_sText));
 }
 
-/// "Id=3", which is how a row is told from the others; nothing in tables without that column.
-std::string rowName(const client::RowView& a_oRow)
+/// Id=3 Name="br0", which is how a row is told from the others; nothing of a column that is not there, or
+/// that is shown as changed anyway.
+std::string rowName(const RowChange& a_oChange)
 {
-    const wire::Cell* pId = a_oRow.find("Id");
-    return pId != nullptr ? " Id=" + literal(*pId) : std::string();
+    std::string sName;
+    for (const char* pColumn : {"Id", "Name"}) {
+        const wire::Cell* pCell = a_oChange.m_oAfter.find(pColumn);
+        const bool bId = sName.empty() && std::string_view(pColumn) == "Id";
+        if (pCell != nullptr && (bId || sameCell(*pCell, *a_oChange.m_oBefore.find(pColumn)))) {
+            sName += std::string(" ") + pColumn + "=" + literal(*pCell);
+        }
+    }
+    return sName;
 }
 
 void writeWholeRow(std::ostream& a_oStream, char a_cMark, const client::RowView& a_oRow)
@@ -30,12 +38,12 @@ void writeWholeRow(std::ostream& a_oStream, char a_cMark, const client::RowView&
     a_oStream << '\n';
 }
 
-void writeChangedRow(std::ostream& a_oStream, const RowChange& a_oChange)
+void writeChangedRow(std::ostream& a_oStream, const RowChange& a_oChange, const RowDiff& a_oDiff)
 {
     const auto& [oBefore, oAfter] = a_oChange;
-    a_oStream << "  ~" << rowName(oAfter);
+    a_oStream << "  ~" << rowName(a_oChange);
     for (std::size_t i = 0; i < oAfter.m_lCells.size(); ++i) {
-        if (!sameCell(oBefore.m_lCells[i], oAfter.m_lCells[i])) {
+        if (a_oDiff.differs(a_oChange, i)) {
             a_oStream << ' ' << printable(oAfter.m_lColumns[i]) << '=' << literal(oBefore.m_lCells[i]) << "->"
                       << literal(oAfter.m_lCells[i]);
         }
@@ -43,24 +51,18 @@ void writeChangedRow(std::ostream& a_oStream, const RowChange& a_oChange)
     a_oStream << '\n';
 }
 
-/// A row per cell that differs; a null pointer stands for a row that is not there.
-void addCsvCells(client::Rows& a_oLines, const std::string& a_sTable, const char* a_pChange,
-                 const client::RowView* a_pBefore, const client::RowView* a_pAfter)
+/// A line of CSV for a cell; a null pointer stands for a row that is not there.
+void addCsvCell(client::Rows& a_oLines, const std::string& a_sTable, const char* a_pChange,
+                const client::RowView* a_pBefore, const client::RowView* a_pAfter, std::size_t a_iColumn)
 {
     // cppcheck-suppress nullPointerRedundantCheck ; one of the two is always there
     const client::RowView& oRow = a_pAfter != nullptr ? *a_pAfter : *a_pBefore;
-    const auto oCell = [](const client::RowView* a_pRow, std::size_t a_iColumn) {
+    const auto oCell = [=](const client::RowView* a_pRow) {
         return a_pRow != nullptr ? a_pRow->m_lCells[a_iColumn].toValue() : Value(EDataType::Null);
     };
     const wire::Cell* pId = oRow.find("Id");
-    const Value oId = pId != nullptr ? pId->toValue() : Value(EDataType::Null);
-    for (std::size_t i = 0; i < oRow.m_lCells.size(); ++i) {
-        if (a_pBefore == nullptr || a_pAfter == nullptr ||
-            !sameCell(a_pBefore->m_lCells[i], a_pAfter->m_lCells[i])) {
-            a_oLines.add({text(a_sTable), text(a_pChange), oId, text(oRow.m_lColumns[i]), oCell(a_pBefore, i),
-                          oCell(a_pAfter, i)});
-        }
-    }
+    a_oLines.add({text(a_sTable), text(a_pChange), pId != nullptr ? pId->toValue() : Value(EDataType::Null),
+                  text(oRow.m_lColumns[a_iColumn]), oCell(a_pBefore), oCell(a_pAfter)});
 }
 
 NameList changeColumns(bool a_bRows)
@@ -71,15 +73,23 @@ NameList changeColumns(bool a_bRows)
 void addDiff(client::Rows& a_oLines, const std::string& a_sTable, const RowDiff& a_oDiff)
 {
     for (const auto& oRow : a_oDiff.m_lRemoved) {
-        addCsvCells(a_oLines, a_sTable, "removed", &oRow, nullptr);
+        for (std::size_t i = 0; i < oRow.m_lCells.size(); ++i) {
+            addCsvCell(a_oLines, a_sTable, "removed", &oRow, nullptr, i);
+        }
     }
     for (const auto& oChange : a_oDiff.m_lChanged) {
-        addCsvCells(a_oLines, a_sTable, "changed", &oChange.m_oBefore, &oChange.m_oAfter);
+        for (std::size_t i = 0; i < oChange.m_oAfter.m_lCells.size(); ++i) {
+            if (a_oDiff.differs(oChange, i)) {
+                addCsvCell(a_oLines, a_sTable, "changed", &oChange.m_oBefore, &oChange.m_oAfter, i);
+            }
+        }
     }
     for (const auto& oRow : a_oDiff.m_lAdded) {
-        addCsvCells(a_oLines, a_sTable, "added", nullptr, &oRow);
+        for (std::size_t i = 0; i < oRow.m_lCells.size(); ++i) {
+            addCsvCell(a_oLines, a_sTable, "added", nullptr, &oRow, i);
+        }
     }
-    if (a_oLines.empty()) { // changed and changed back: still a line for the change
+    if (a_oLines.empty()) { // an empty table at the start, or rows that could not be compared
         const Value oNull(EDataType::Null);
         a_oLines.add({text(a_sTable), oNull, oNull, oNull, oNull, oNull});
     }
@@ -91,7 +101,7 @@ void writeTextDiff(std::ostream& a_oStream, const RowDiff& a_oDiff)
         writeWholeRow(a_oStream, '-', oRow);
     }
     for (const auto& oChange : a_oDiff.m_lChanged) {
-        writeChangedRow(a_oStream, oChange);
+        writeChangedRow(a_oStream, oChange, a_oDiff);
     }
     for (const auto& oRow : a_oDiff.m_lAdded) {
         writeWholeRow(a_oStream, '+', oRow);

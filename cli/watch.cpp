@@ -1,14 +1,18 @@
 #include "cli/commands.h"
 #include "cli/namecheck.h"
+#include "cli/nearest.h"
 #include "cli/readerwatch.h"
 #include "cli/rowdiff.h"
+#include "cli/utf8.h"
 #include "zel/uniquefd.h"
 
+#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <map>
 #include <optional>
 #include <poll.h>
+#include <set>
 #include <sys/signalfd.h>
 
 namespace systema::cli {
@@ -54,33 +58,159 @@ private:
     zel::UniqueFd m_oDescriptor;
 };
 
-/// The rows of the watched tables as they were read last.
-class Snapshots
+constexpr int c_iRetryMs = 500; // between attempts to connect, and to read what was changed meanwhile
+
+/// Tells the changes of tables.
+class Watch
 {
 public:
-    explicit Snapshots(client::Connection& a_oConnection) : m_oConnection(a_oConnection) {}
-
-    /// Reads the table again and hands the difference to the function. A table that is changed faster than it
-    /// can be read (2) shows its difference with a later change, an empty one while it was never read.
-    template<typename Show>
-    client::Status update(const std::string& a_sTable, Show a_oShow)
+    Watch(Session& a_oSession, const Arguments& a_oArguments)
+        : m_oSession(a_oSession),
+          m_oConnection(a_oSession.m_oConnection),
+          m_oArguments(a_oArguments)
     {
-        auto oRows = m_oConnection.call(request::SelectRows{a_sTable});
-        auto& oBefore = m_mRows[a_sTable];
-        if (oRows.ok()) {
-            a_oShow(oBefore ? diffRows(*oBefore, *oRows) : RowDiff{});
-            oBefore = std::move(*oRows);
-        } else if (oRows.code() == EResultCode::Busy) {
-            a_oShow({});
-        } else {
-            return oRows;
+    }
+
+    /// Until a signal comes, the output fails, or the connection, where that is not made again.
+    client::Status run()
+    {
+        client::Status oStatus = start();
+        for (bool bStopped = m_bStopped; oStatus.ok() && !bStopped && m_oSession.m_oPrinter.stream();) {
+            const auto oChange = m_oConnection.waitForChange({});
+            const bool bAgain = !m_lUnread.empty();
+            oStatus = oChange;
+            if (oChange->has_value()) {
+                oStatus = tell(**oChange, true);
+            } else if (oStatus.ok() && !m_lUnread.empty()) {
+                oStatus = tell(std::string(*m_lUnread.begin()), false);
+            }
+            // An answer since may have brought changes with it, for which the socket does not wake anybody.
+            int iWait = oChange->has_value() ? 0 : m_lUnread.empty() && !bAgain ? -1 : c_iRetryMs;
+            if (oStatus.isConnectionError() && m_oArguments.m_bReconnect) {
+                oStatus = reconnect(oStatus);
+                iWait = 0;
+            }
+            bStopped = m_bStopped || (oStatus.ok() && m_oStop.came(m_oConnection.descriptor(), iWait));
+        }
+        return oStatus;
+    }
+
+private:
+    struct Table
+    {
+        RowIdentity m_oIdentity;
+        std::optional<client::Rows> m_oRows; // as they were read last
+    };
+
+    client::Status start()
+    {
+        const NameList lTables(m_oArguments.m_lNames);
+        client::Status oStatus;
+        if (!m_oConnection.isConnected()) {
+            oStatus = m_oConnection.connect();
+            oStatus = oStatus.isConnectionError() ? reconnect(oStatus) : oStatus;
+        }
+        if (oStatus.ok() && !m_bStopped) {
+            oStatus = NameCheck(m_oConnection).explain(m_oConnection.subscribe(lTables), lTables);
+        }
+        if (!oStatus.ok() || m_bStopped) {
+            return oStatus;
+        }
+        if (m_oArguments.m_bInitial) {
+            m_oSession.m_oPrinter.printChangeHead(m_oArguments.m_bRows);
+        }
+        for (auto it = lTables.begin(); it != lTables.end() && oStatus.ok(); ++it) {
+            if (m_oArguments.m_bRows) {
+                const auto oDescription = m_oConnection.call(request::Describe{*it});
+                m_mTables[*it].m_oIdentity = {oDescription.ok() && oDescription->m_eKind == ETableKind::Live,
+                                              m_oArguments.m_lColumns};
+            }
+            if (m_oArguments.m_bRows || m_oArguments.m_bInitial) {
+                oStatus = tell(*it, m_oArguments.m_bInitial);
+            }
+        }
+        oStatus = oStatus.ok() ? checkColumns() : oStatus;
+        if (oStatus.ok() && !m_oArguments.m_bInitial) {
+            m_oSession.m_oPrinter.printChangeHead(m_oArguments.m_bRows);
+        }
+        return oStatus;
+    }
+
+    /// 9: none of the tables has a column whose changes are wanted.
+    client::Status checkColumns() const
+    {
+        std::vector<std::string> lColumns;
+        for (const auto& [sTable, oTable] : m_mTables) {
+            if (!oTable.m_oRows) {
+                return {}; // cannot be told
+            }
+            lColumns.insert(lColumns.end(), oTable.m_oRows->columns().begin(),
+                            oTable.m_oRows->columns().end());
+        }
+        for (const std::string& sWanted : m_oArguments.m_lColumns) {
+            if (std::ranges::none_of(
+                    lColumns, [&](const auto& a_sName) { return sameIgnoringCase(a_sName, sWanted); })) {
+                return client::Status::refused(EResultCode::NoKey,
+                                               unknownName("column", sWanted, {}, lColumns));
+            }
         }
         return {};
     }
 
-private:
+    /// Shows a table, with the rows that differ since it was read last; nothing when none does. A table that
+    /// is changed faster than it can be read (2) is read again later.
+    client::Status tell(const std::string& a_sTable, bool a_bAnnounced)
+    {
+        if (!m_oArguments.m_bRows) {
+            m_oSession.m_oPrinter.printChange(a_sTable);
+            return {};
+        }
+        Table& oTable = m_mTables[a_sTable];
+        auto oRows = m_oConnection.call(request::SelectRows{a_sTable});
+        if (!oRows.ok()) {
+            const bool bLater = oRows.code() == EResultCode::Busy;
+            if (bLater) {
+                m_lUnread.insert(a_sTable);
+            }
+            return bLater ? client::Status() : client::Status(oRows);
+        }
+        const bool bFirst = !oTable.m_oRows;
+        if (bFirst && m_oArguments.m_bInitial) {
+            oTable.m_oRows.emplace(oRows->columns());
+        }
+        const RowDiff oDiff =
+            oTable.m_oRows ? diffRows(*oTable.m_oRows, *oRows, oTable.m_oIdentity) : RowDiff{};
+        if (!oDiff.empty() || (bFirst && a_bAnnounced)) {
+            m_oSession.m_oPrinter.printChange(a_sTable, &oDiff);
+        }
+        oTable.m_oRows = std::move(*oRows);
+        m_lUnread.erase(a_sTable);
+        return {};
+    }
+
+    /// Connects again until it works or a signal comes. The daemon then tells of each table at once.
+    client::Status reconnect(client::Status a_oStatus)
+    {
+        m_oSession.m_oErrors << "ledgerctl: " << printable(a_oStatus.text()) << "; waiting for the daemon"
+                             << std::endl;
+        while (a_oStatus.isConnectionError() || a_oStatus.code() == EResultCode::Busy) {
+            if (m_oStop.came(-1, c_iRetryMs)) {
+                m_bStopped = true;
+                return {};
+            }
+            a_oStatus = m_oConnection.connect();
+        }
+        return a_oStatus;
+    }
+
+    Session& m_oSession;
     client::Connection& m_oConnection;
-    std::map<std::string, std::optional<client::Rows>> m_mRows;
+    const Arguments& m_oArguments;
+    const StopSignals m_oStop;
+    const ReaderWatch m_oReader{m_oSession.m_iOutput}; // after the signals are blocked, or it would get them
+    std::map<std::string, Table> m_mTables;            // where rows are wanted
+    std::set<std::string> m_lUnread;                   // tables that could not be read
+    bool m_bStopped = false;                           // by a signal while there was no connection
 };
 
 } // namespace
@@ -91,31 +221,7 @@ Outcome runWatch(Session& a_oSession, const Arguments& a_oArguments)
     if (a_oSession.m_iOutput >= 0 && (::fcntl(a_oSession.m_iOutput, F_GETFL) & O_ACCMODE) == O_RDONLY) {
         return client::Status::refused(EResultCode::Failure, "cannot write the output");
     }
-    client::Connection& oConnection = a_oSession.m_oConnection;
-    Printer& oPrinter = a_oSession.m_oPrinter;
-    const StopSignals oStop;
-    const ReaderWatch oReader(a_oSession.m_iOutput); // after the signals are blocked, or it would get them
-    const NameList lTables(a_oArguments.m_lNames);
-    client::Status oStatus = NameCheck(oConnection).explain(oConnection.subscribe(lTables), lTables);
-    Snapshots oSnapshots(oConnection);
-    for (auto it = lTables.begin(); a_oArguments.m_bRows && it != lTables.end() && oStatus.ok(); ++it) {
-        oStatus = oSnapshots.update(*it, [](const RowDiff&) {});
-    }
-    if (oStatus.ok()) {
-        oPrinter.printChangeHead(a_oArguments.m_bRows);
-    }
-    for (bool bStopped = false; oStatus.ok() && !bStopped && oPrinter.stream();) {
-        const auto oChange = oConnection.waitForChange({});
-        oStatus = oChange;
-        if (oChange->has_value() && a_oArguments.m_bRows) {
-            oStatus = oSnapshots.update(
-                **oChange, [&](const RowDiff& a_oDiff) { oPrinter.printChange(**oChange, &a_oDiff); });
-        } else if (oChange->has_value()) {
-            oPrinter.printChange(**oChange);
-        }
-        bStopped = oStatus.ok() && oStop.came(oConnection.descriptor(), oChange->has_value() ? 0 : -1);
-    }
-    return oStatus;
+    return Watch(a_oSession, a_oArguments).run();
 }
 
 } // namespace systema::cli

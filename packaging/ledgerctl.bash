@@ -82,10 +82,11 @@ _ledgerctl() {
         words='-s --socket -t --timeout --json --csv -h --help'
         case $command in
             '') words+=' --version' ;;
+            tables) words+=' -l --long' ;;
             get) words+=' --row --key --all-matching -v --value' ;;
             set) words+=' --row --key --all-matching' ;;
             del) words+=' --row --key --all-matching --all' ;;
-            watch) words+=' --rows' ;;
+            watch) words+=' --rows --column --initial --reconnect' ;;
             batch | import) words+=' --wait' ;;
             ctl)
                 words+=' -f --fifo'
