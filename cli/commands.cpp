@@ -7,6 +7,7 @@
 #include "cli/namecheck.h"
 #include "cli/nearest.h"
 #include "cli/readerwatch.h"
+#include "cli/schemaform.h"
 #include "cli/utf8.h"
 #include "cli/words.h"
 #include "cli/write.h"
@@ -34,6 +35,17 @@ void addId(std::vector<std::int32_t>& a_lIds, const Answer& a_oAnswer)
     }
 }
 
+/// A write or commit whose answer does not come has perhaps been made.
+template<typename Answer>
+Answer unlessUnanswered(Answer a_oAnswer)
+{
+    if (!a_oAnswer.isConnectionError()) {
+        return a_oAnswer;
+    }
+    return client::Status::disconnected(std::string(a_oAnswer.text()) +
+                                        "; it may be written or not: read before writing it again");
+}
+
 /// Makes a write in a transaction of its own, once the check has allowed it.
 template<typename Request>
 client::ResultOf<Request> writeInTransaction(client::Connection& a_oConnection, const Request& a_oRequest,
@@ -42,6 +54,11 @@ client::ResultOf<Request> writeInTransaction(client::Connection& a_oConnection, 
 {
     client::Transaction oTransaction(a_oConnection); // rolls back unless it is committed
     client::Status oStatus = oTransaction.begin(a_oWait);
+    if (oStatus.code() == EResultCode::Busy) {
+        return client::Status::refused(
+            EResultCode::Busy, "busy: another client's transaction has not ended within " +
+                                   std::to_string(a_oWait / std::chrono::seconds(1)) + " s; -t waits longer");
+    }
     if (oStatus.ok()) {
         oStatus = a_oCheck();
     }
@@ -51,7 +68,7 @@ client::ResultOf<Request> writeInTransaction(client::Connection& a_oConnection, 
     auto oAnswer = a_oConnection.call(a_oRequest);
     if (oAnswer.ok()) {
         if (auto oCommitted = oTransaction.commit(); !oCommitted.ok()) {
-            return oCommitted;
+            return unlessUnanswered(oCommitted);
         }
     }
     return oAnswer;
@@ -76,7 +93,7 @@ client::ResultOf<Request> write(client::Connection& a_oConnection, Request a_oRe
             return oChecked;
         });
     }
-    auto oAnswer = a_oConnection.call(a_oRequest);
+    auto oAnswer = unlessUnanswered(a_oConnection.call(a_oRequest));
     return oAnswer.code() == EResultCode::Busy
                ? writeInTransaction(a_oConnection, a_oRequest, oWait, [] { return client::Status(); })
                : oAnswer;
@@ -98,10 +115,22 @@ client::Result<std::uint32_t> countRows(client::Connection& a_oConnection, const
 
 } // namespace
 
-Outcome runTables(Session& a_oSession, const Arguments&)
+Outcome runTables(Session& a_oSession, const Arguments& a_oArguments)
 {
-    const auto oTables = a_oSession.m_oConnection.call(request::GetTables{});
-    if (oTables.ok()) {
+    auto& oConnection = a_oSession.m_oConnection;
+    const auto oTables = oConnection.call(request::GetTables{});
+    if (oTables.ok() && a_oArguments.m_bLong) {
+        client::Rows oRows(NameList{"table", "kind", "access"});
+        for (const std::string& sTable : *oTables) {
+            const auto oDescription = oConnection.call(request::Describe{sTable});
+            if (!oDescription.ok()) {
+                return oDescription;
+            }
+            oRows.add({Value(EDataType::Text, sTable), Value(EDataType::Text, kindName(*oDescription)),
+                       Value(EDataType::Text, accessName(*oDescription))});
+        }
+        a_oSession.m_oPrinter.printRows(oRows);
+    } else if (oTables.ok()) {
         a_oSession.m_oPrinter.printNames("table", *oTables);
     }
     return oTables;

@@ -16,7 +16,12 @@ constexpr std::size_t c_iColumnGap = 2;
 
 std::string shown(const wire::Cell& a_oCell)
 {
-    return isNull(a_oCell) ? "NULL" : isNumber(a_oCell) ? cellText(a_oCell) : printable(a_oCell.m_sText);
+    if (isNull(a_oCell)) {
+        return "NULL";
+    }
+    return isNumber(a_oCell)           ? cellText(a_oCell)
+           : a_oCell.m_sText == "NULL" ? "\"NULL\"" // or it would look like a real one
+                                       : printable(a_oCell.m_sText);
 }
 
 struct TableColumn

@@ -2,9 +2,9 @@
 // and as bare values. Free functions; each writes to a stream and leaves its failures there.
 //
 // JSON replaces bytes that are not UTF-8 by U+FFFD, the table shows control characters and invalid bytes as
-// \xNN and NULL as NULL. CSV and bare values give all bytes as they are, except to a terminal, which would
-// obey some: for that they are shown as in the table. NULL is an empty field in CSV and an empty text a
-// quoted one; as bare values both are empty.
+// \xNN, NULL as NULL and the text NULL in double quotes. CSV and bare values give all bytes as they are,
+// except to a terminal, which would obey some: for that they are shown as in the table. NULL is an empty
+// field in CSV and an empty text a quoted one; as bare values both are empty.
 #pragma once
 
 #include "client/rows.h"

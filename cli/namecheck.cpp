@@ -55,8 +55,9 @@ std::string describeForm(const std::string& a_sColumn)
 
 Names namesOf(const Arguments& a_oArguments)
 {
-    Names oNames{
-        a_oArguments.m_sTable, {}, std::nullopt, a_oArguments.m_eWrite != EWrite::None, a_oArguments.m_oRow};
+    Names oNames{a_oArguments.m_sTable, {},
+                 std::nullopt,          a_oArguments.m_eWrite != EWrite::None,
+                 a_oArguments.m_oRow,   a_oArguments.m_lAssignments};
     if (a_oArguments.m_oKey) {
         oNames.m_oKeyValue = *a_oArguments.m_oKey->m_oText;
         oNames.m_lColumns.push_back(a_oArguments.m_oKey->m_sColumn);
@@ -87,6 +88,10 @@ Status NameCheck::explain(Status a_oStatus, const Names& a_oNames)
 {
     if (isUnexplained(a_oStatus) && a_oNames.m_bWrite && a_oStatus.code() == EResultCode::ReadOnly) {
         return Status::refused(a_oStatus.code(), describeReadOnly(a_oNames));
+    }
+    if (a_oStatus.code() == EResultCode::Constraint && a_oNames.m_bWrite && !isUnexplained(a_oStatus)) {
+        const std::string sText(a_oStatus.text());
+        return Status::refused(a_oStatus.code(), sText + describeConstraint(sText, a_oNames));
     }
     if (!mayBeAName(a_oStatus, a_oNames)) {
         return a_oStatus;
@@ -168,6 +173,46 @@ std::string NameCheck::describeKey(const Status& a_oStatus, const Names& a_oName
         }
     }
     return "no row of " + sTable + " has that " + sKey;
+}
+
+std::string NameCheck::describeConstraint(const std::string& a_sText, const Names& a_oNames)
+{
+    const std::string& sTable = a_oNames.m_sTable;
+    if (a_sText.find("UNIQUE constraint failed") != std::string::npos) {
+        const auto oHidden = m_oConnection.call(request::SelectKey{sTable, "Id", "0"});
+        for (const auto& [sColumn, oText] : a_oNames.m_lValues) {
+            const Value* pValue = oHidden->find(sColumn);
+            if (oText && pValue != nullptr && pValue->toText() == *oText &&
+                a_sText.ends_with(sTable + "." + sColumn)) {
+                return "; the row with Id 0, which holds defaults, has " + sColumn + "=" + *oText;
+            }
+        }
+        return {};
+    }
+    return a_sText.find("FOREIGN KEY constraint failed") != std::string::npos && a_oNames.m_lValues.empty()
+               ? describeReferrers(sTable)
+               : std::string();
+}
+
+std::string NameCheck::describeReferrers(const std::string& a_sTable)
+{
+    std::string sReferrers;
+    const auto oStored = m_oConnection.call(request::GetTables{wire::ETableFilter::Stored});
+    for (const std::string& sOther : *oStored) {
+        const auto oDescription = m_oConnection.call(request::Describe{sOther});
+        for (const ColumnFact& oFact : oDescription->m_lFacts) {
+            const bool bRefers = oFact.m_eKind == ColumnFact::EKind::Reference && !oFact.m_lColumns.empty() &&
+                                 (oFact.m_sText + "(").starts_with(a_sTable + "(");
+            const auto iAction = oFact.m_sText.find("on delete ");
+            const bool bInTheWay = iAction == std::string::npos ||
+                                   oFact.m_sText.substr(iAction).starts_with("on delete RESTRICT");
+            if (bRefers && bInTheWay) {
+                sReferrers += (sReferrers.empty() ? "; referred to by " : ", ") + sOther + "." +
+                              *oFact.m_lColumns.begin();
+            }
+        }
+    }
+    return sReferrers;
 }
 
 std::string NameCheck::describeReadOnly(const Names& a_oNames)

@@ -19,6 +19,7 @@ struct Names
     std::optional<std::string> m_oKeyValue{}; // nothing without a key
     bool m_bWrite = false;
     std::optional<std::uint32_t> m_oRow{};
+    std::vector<Assignment> m_lValues{};
 };
 
 /// Those of a get, set, add or del.
@@ -45,6 +46,10 @@ private:
     std::string describeUnknown(const Names& a_oNames, const std::vector<std::string>& a_lSchema);
     /// Why a request with a key that names nothing unknown fails, empty where that cannot be said.
     std::string describeKey(const client::Status& a_oStatus, const Names& a_oNames);
+    /// More about a violated constraint whose text the daemon gives, beginning with "; ", if there is more.
+    std::string describeConstraint(const std::string& a_sText, const Names& a_oNames);
+    /// The columns that keep a row of the table from being deleted.
+    std::string describeReferrers(const std::string& a_sTable);
     std::string describeReadOnly(const Names& a_oNames);
     bool isStored(const std::string& a_sTable);
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <system_error>
@@ -27,6 +28,11 @@ bool isRefusal(const wire::Header& a_oHeader)
 {
     return a_oHeader.m_eKind == wire::EKind::Reply && a_oHeader.m_eOperation == wire::EOperation::Hello &&
            a_oHeader.m_iId == 0 && a_oHeader.m_iCode == EResultCode::Busy;
+}
+
+std::string timeText(milliseconds a_oTime)
+{
+    return a_oTime % 1s == 0ms ? std::to_string(a_oTime / 1s) + " s" : std::to_string(a_oTime / 1ms) + " ms";
 }
 
 void setSendTimeout(int a_iSocket, milliseconds a_oTimeout)
@@ -83,6 +89,12 @@ Status Connection::connect()
     const auto* pAddress = reinterpret_cast<const sockaddr*>(&oAddress);
     while (::connect(oSocket.get(), pAddress, sizeof oAddress) < 0) {
         if (const int iError = errno; iError != EINTR) {
+            struct stat oFile
+            {
+            };
+            if (iError == ECONNREFUSED && ::stat(sPath.c_str(), &oFile) == 0 && !S_ISSOCK(oFile.st_mode)) {
+                return Status::disconnected(sPath + " is not a socket");
+            }
             return Status::disconnected("cannot connect to " + sPath + ": " + systemText(iError));
         }
     }
@@ -244,7 +256,7 @@ void Connection::exchange(Deadline& a_oDeadline)
     if (waitForSocket(*a_oDeadline)) {
         receive();
     } else {
-        fail(Status::disconnected("no answer within " + std::to_string(answerTimeout() / 1ms) + " ms"));
+        fail(Status::disconnected("no answer within " + timeText(answerTimeout())));
     }
 }
 

@@ -134,9 +134,12 @@ TEST_F(Ledgerctl, ErrorsHaveTheTextAndTheCodeOfTheResult)
     expectOutput({"--version"}, "ledgerctl 2.13.0\n");
     EXPECT_THAT(ledgerctl({"--help"}).m_sOutput, HasSubstr("export"));
 
-    expectError(69, "cannot connect to " + m_oSandbox.pidFile(), {"-s", m_oSandbox.pidFile(), "tables"});
+    expectError(69, m_oSandbox.pidFile() + " is not a socket", {"-s", m_oSandbox.pidFile(), "tables"});
+    EXPECT_THAT(
+        ledgerctl({"--csv", "tables", "--long"}).m_sOutput,
+        AllOf(HasSubstr("\nItem,stored,writable\n"), HasSubstr("\nStatusNetifWatch,live,read-only\n")));
     daemon().signal(SIGSTOP);
-    expectError(69, "no answer within 1000 ms", {"-t", "1", "tables"});
+    expectError(69, "no answer within 1 s", {"-t", "1", "tables"});
 }
 
 TEST_F(Ledgerctl, BatchIsOneTransaction)
@@ -196,7 +199,8 @@ TEST_F(Ledgerctl, BatchWaitsForTheTransactionOfAnother)
 TEST_F(Ledgerctl, SetAddAndDelWaitForTheTransactionOfAnother)
 {
     EXPECT_THAT(client().codes(request::Begin{}, setNote("before it")), Each(0U));
-    expectError(2, "busy", {"-t", "1", "set", "Item", "--key", "Id=1", "Note=in vain"});
+    expectError(2, "busy: another client's transaction has not ended within 1 s; -t waits longer",
+                {"-t", "1", "set", "Item", "--key", "Id=1", "Note=in vain"});
     expectOutput({"set", "ConfigServerConfig", "--row", "0", "TransactionTimeout=600"}, "");
     EXPECT_EQ("600", client().cell("ConfigServerConfig", 1, "TransactionTimeout"));
 
@@ -267,6 +271,33 @@ TEST_F(Ledgerctl, WatchTellsEachChangeUntilItIsInterrupted)
     const auto oStatus = pCsv->wait();
     EXPECT_TRUE(oStatus && WIFEXITED(*oStatus) && WEXITSTATUS(*oStatus) == 69);
     EXPECT_EQ("ledgerctl: the daemon closed the connection [69]\n", pCsv->errors());
+}
+
+TEST_F(Ledgerctl, AWatchTellsWhenItListensAndOutlivesTheDaemon)
+{
+    Process oWatch(LEDGERCTL_BINARY,
+                   {{"watch", "Twins", "LedConfig", "--rows", "--column", "Text", "--initial", "--reconnect"},
+                    m_oSandbox.environment()});
+    const auto expectShown = [&](const std::string& a_sOutput) {
+        eventually([&] { return oWatch.output().size() >= a_sOutput.size(); });
+        EXPECT_EQ(a_sOutput, oWatch.output()) << oWatch.errors();
+    };
+    const std::string sTwins = "Twins\n  + Id=1 Text=\"a\"\n  + Id=2 Text=\"b\"\n  + Id=2 Text=\"b\"\n";
+    eventually([&] { return oWatch.output().find("\"phone\"") != std::string::npos; });
+    EXPECT_THAT(oWatch.output(), StartsWith(sTwins + "LedConfig\n  + Id=1 "));
+    std::string sOutput = oWatch.output();
+    expectOutput({"set", "LedConfig", "--key", "Id=1", "NightOff=1"}, ""); // no column that is wanted
+    expectOutput({"set", "Twins", "--key", "Id=1", "Text=a"}, "");         // no row differs: nothing is shown
+    expectOutput({"set", "Twins", "--key", "Id=1", "Text=c"}, "");
+    expectShown(sOutput += "Twins\n  ~ Id=1 Text=\"a\"->\"c\"\n");
+    stop();
+    EXPECT_TRUE(eventually([&] { return !oWatch.errors().empty(); }));
+    EXPECT_EQ("ledgerctl: the daemon closed the connection; waiting for the daemon\n", oWatch.errors());
+    m_oSandbox.sql("transient.db", "DELETE FROM Twins WHERE Id = 1"); // told all the same
+    start();
+    expectShown(sOutput += "Twins\n  - Id=1 Text=\"c\"\n");
+    oWatch.signal(SIGTERM);
+    EXPECT_EQ(0, oWatch.wait()) << oWatch.errors();
 }
 
 TEST_F(Ledgerctl, ImportBringsBackWhatWasExported)

@@ -102,7 +102,14 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
         {8, R"(no table "scratch"; did you mean "Scratch"?)", {"import"}, R"({"scratch":{"rows":[]}})"},
         // The words of ledgerctl
         {64, R"(no command "gte"; did you mean "get"?)", {"gte", "Item"}},
-        {64, R"(no command "list"; see ledgerctl --help)", {"list"}},
+        {64, R"(no command "frobnicate"; see ledgerctl --help)", {"frobnicate"}},
+        {64, R"(no command "list"; did you mean "tables"?)", {"list"}},
+        {64, R"(no command "lock"; did you mean "ctl lock"?)", {"lock"}},
+        {64, R"(no command "delete"; did you mean "del"?)", {"delete", "Item", "--key", "Id=1"}},
+        {64, R"(line 1: no command "remove" in a batch; did you mean "del"?)", {"batch"}, "remove Item"},
+        {64,
+         R"(no command "restore"; did you mean "import" or "ledger-restore --from"?)",
+         {"restore", "backup.tgz"}},
         {64, R"(no command "tirgger" in ctl; did you mean "trigger"?)", {"ctl", "tirgger"}},
         {64, R"(no option "--rwo" in get; did you mean "--row"?)", {"get", "Item", "--rwo=1"}},
         {64, R"(no option "--rw" in set; did you mean "--row"?)", {"set", "Item", "--rw", "0", "Name=a"}},
@@ -145,6 +152,13 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
         {10, "no row of Item has Name=O'Nobody", {"del", "Item", "--key", "Name=O'Nobody"}},
         {10, "line 1: no such row: Item has none at position 77", {"batch"}, "set Item --row 77 Note=x"},
         {6, "constraint violated: UNIQUE constraint failed: Item.Name", {"add", "Item", "name=pear"}},
+        {6,
+         "constraint violated: UNIQUE constraint failed: Item.Name;"
+         " the row with Id 0, which holds defaults, has Name=default",
+         {"add", "Item", "Name=default"}},
+        {6,
+         "constraint violated: FOREIGN KEY constraint failed; referred to by PhoneLine.AccountId",
+         {"del", "PhoneAccount", "--row", "0"}},
     };
     const std::string sBefore = exported();
     for (const char* pMode : {"--json", "--csv", ""}) {

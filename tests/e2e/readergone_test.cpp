@@ -111,6 +111,10 @@ TEST_F(ReaderGone, AClosedStandardFileIsNotTheSocketOfTheDaemon)
     // Who repeats it adds another one.
     EXPECT_EQ("ledgerctl: the rows are written, but the output cannot be [1]\n",
               runWithout(STDOUT_FILENO, {"add", "Scratch", "Text=x"}).m_sErrors);
+    const auto oFull = run(LEDGERCTL_BINARY, {{"get", "Item"}, m_oSandbox.environment(), {}, [] {
+                                                  ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO);
+                                              }});
+    EXPECT_EQ("ledgerctl: cannot write the output: No space left on device [1]\n", oFull.m_sErrors);
     for (const char* const pCommand : {"batch", "import"}) { // they waited for the daemon to say something
         const auto oRead = runWithout(STDIN_FILENO, {pCommand});
         EXPECT_EQ("ledgerctl: cannot read the input [64]\n", oRead.m_sErrors);

@@ -93,6 +93,16 @@ TEST_F(CommandsTest, SchemaOfAnOlderServerHasNamesAndTypes)
     EXPECT_EQ(m_oOutput.str(), "name  type\nId    integer\nName  text\n");
 }
 
+TEST_F(CommandsTest, AWriteWithoutAnAnswerMayBeMade)
+{
+    m_oServer.reply(0, writeSchema);
+    m_oServer.hangUp();
+    const Outcome oOutcome = run({"add", "T", "Name=x"});
+    EXPECT_EQ(oOutcome.m_iExit, c_iExitUnreachable);
+    EXPECT_TRUE(oOutcome.m_sText.ends_with("; it may be written or not: read before writing it again"))
+        << oOutcome.m_sText;
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // batch
 
@@ -166,7 +176,8 @@ TEST_F(CommandsTest, ImportWritesWhatAConstraintRefusedAgainOnceTheOthersAreWrit
 TEST_F(CommandsTest, WatchShowsNoRowsAsAddedWhenTheFirstReadWasOvertaken)
 {
     m_oServer.event(EOperation::TableChanged, "T");
-    m_oServer.reply(); // subscribe
+    m_oServer.reply();                      // subscribe
+    m_oServer.reply(EResultCode::Protocol); // an older daemon does not describe tables
     for (int i = 0; i < client::Connection::c_iBulkAttempts; ++i) {
         m_oServer.reply(EResultCode::Busy);
     }

@@ -117,6 +117,51 @@ TEST(RowDiff, ComparesWholeRowsWithoutId)
     EXPECT_EQ(diffRows(oAfter, oOther).m_lRemoved.size(), 2u);
 }
 
+TEST(Format, ATextNullLooksLikeNoValue)
+{
+    client::Rows oRows(NameList{"Id", "Name"});
+    oRows.add({integer(1), text("NULL")});
+    oRows.add({integer(2), c_oNull});
+    EXPECT_EQ(printed(EFormat::Table, [&](Printer& a_oPrinter) { a_oPrinter.printRows(oRows); }),
+              "Id  Name\n 1  \"NULL\"\n 2  NULL\n");
+}
+
+TEST(RowDiff, ARouteThatComesDoesNotLookAsIfTheOthersHadChanged)
+{
+    const auto routes = [](const std::vector<const char*>& a_lDestinations) {
+        client::Rows oRoutes(NameList{"Id", "Destination"});
+        for (const char* pDestination : a_lDestinations) {
+            oRoutes.add({integer(static_cast<int>(oRoutes.size()) + 1), text(pDestination)});
+        }
+        return oRoutes;
+    };
+    const auto oBefore = routes({"default", "lan", "guest"});
+    const auto oAfter = routes({"default", "vpn", "lan", "guest"});
+    const RowDiff oCame = diffRows(oBefore, oAfter, {true});
+    ASSERT_EQ(oCame.m_lAdded.size(), 1u);
+    EXPECT_EQ(oCame.m_lAdded[0].m_lCells[1].m_sText, "vpn");
+    EXPECT_TRUE(oCame.m_lChanged.empty() && oCame.m_lRemoved.empty());
+    EXPECT_EQ(diffRows(oAfter, oBefore, {true}).m_lRemoved.size(), 1u);
+    const auto oOther = routes({"default", "lan", "wan"});
+    EXPECT_EQ(diffRows(oBefore, oOther, {true}).m_lChanged.size(), 1u) << "no row has moved";
+}
+
+TEST(RowDiff, TheClocksOfDevicesBuryWhatChanged)
+{
+    const auto devices = [](int a_iClock, int a_iUp) {
+        client::Rows oRows(NameList{"Id", "Name", "IsUp", "OnlineTime"});
+        oRows.add({integer(1), text("br0"), integer(a_iUp), integer(a_iClock)});
+        oRows.add({integer(2), text("eth0"), integer(1), integer(a_iClock)});
+        return oRows;
+    };
+    const auto oBefore = devices(5, 0);
+    const auto oAfter = devices(9, 1);
+    const RowDiff oDiff = diffRows(oBefore, oAfter, {true, {"isup"}});
+    EXPECT_EQ(printed(EFormat::Table, [&](Printer& a_oPrinter) { a_oPrinter.printChange("T", &oDiff); }),
+              "T\n  ~ Id=1 Name=\"br0\" IsUp=0->1\n");
+    EXPECT_TRUE(diffRows(oBefore, devices(9, 0), {true, {"IsUp"}}).empty());
+}
+
 TEST(Printer, ShowsWhatChanged)
 {
     client::Rows oBefore(NameList{"Id", "Name"});
