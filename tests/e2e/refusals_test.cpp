@@ -38,8 +38,9 @@ TEST_F(RefusedWrite, SaysWhichConstraintIsViolated)
               errorOf({"add", "Item", "Name=pear"}));
     EXPECT_EQ("ledgerctl: constraint violated: NOT NULL constraint failed: Item.Name [6]\n",
               errorOf({"set", "Item", "--key", "Id=1", "Name:null"}));
-    EXPECT_EQ("ledgerctl: constraint violated: FOREIGN KEY constraint failed [6]\n",
-              errorOf({"del", "Item", "--key", "Id=2"}));
+    EXPECT_EQ(
+        "ledgerctl: constraint violated: FOREIGN KEY constraint failed; referred to by ItemPart.ItemId [6]\n",
+        errorOf({"del", "Item", "--key", "Id=2"}));
     EXPECT_EQ("ledgerctl: constraint violated: CHECK constraint failed: known_port [6]\n",
               errorOf({"add", "Bound", "Port=65536"}));
     EXPECT_EQ("ledgerctl: constraint violated: Id has to be a number other than 0 [6]\n",
