@@ -56,7 +56,7 @@ Outcome readConnections(const Effort& a_oEffort)
             check(oKernel.splitConnections() == c_iConnections, "the kernel has other connections");
         };
         const auto timeOfFirstRead = [&] {
-            const Ledger oLedger([](const auto&) {});
+            const Ledger oLedger(createDatabase);
             const auto pConnection = oLedger.connect();
             check(pConnection->call(request::Ping{}));
             return timeOf([&] {
