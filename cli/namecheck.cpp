@@ -218,9 +218,6 @@ std::string NameCheck::describeReferrers(const std::string& a_sTable)
 std::string NameCheck::describeReadOnly(const Names& a_oNames)
 {
     const std::string& sTable = a_oNames.m_sTable;
-    if (a_oNames.m_oKeyValue == "0" && isStored(sTable)) {
-        return "read-only: the row of " + sTable + " with Id 0, which holds defaults";
-    }
     const auto oDescription = m_oConnection.call(request::Describe{sTable});
     return oDescription.ok() && !oDescription->m_bWritable
                ? sTable + " is read-only"

@@ -455,7 +455,7 @@ EResultCode SqliteWrapper::changeByKey(const char* a_pOperation, SqlText& a_oCha
     }
     if (isZeroId(a_keyColumn, a_keyValue)) {
         return logError(a_pOperation,
-                        noteRefusal(EResultCode::ReadOnly, "the row with Id 0 cannot be changed"));
+                        noteRefusal(EResultCode::ReadOnly, "the row with Id 0 holds defaults and cannot be changed"));
     }
     a_oChange.sql(" WHERE ").key(a_keyColumn, a_keyValue).sql(c_sNotZeroId);
     if (eTable == ELookup::Found) {

@@ -373,9 +373,11 @@ TEST_F(Ledgerctl, ImportOfWhatIsNoExportChangesNothing)
 
 TEST_F(Ledgerctl, AFailureSaysWhatNoRollbackUndoes)
 {
-    expectError(
-        10, "line 3: no such row; written for good, in tables that no rollback undoes: line 1; nothing",
-        {"batch"}, "add Job Name=kept\nadd Item Name=undone\nset Item --row 99 Note=x\nadd Job Name=no\n");
+    expectError(10,
+                "line 3: no such row: Item has none at position 99; written for good, in tables that no "
+                "rollback undoes: line 1; nothing",
+                {"batch"},
+                "add Job Name=kept\nadd Item Name=undone\nset Item --row 99 Note=x\nadd Job Name=no\n");
     EXPECT_EQ(3U, client().count("Item"));
     EXPECT_EQ(2U, client().count("Job"));
     expectError(
@@ -437,7 +439,7 @@ TEST_F(Ledgerctl, BackupThatFailsLeavesTheFileAlone)
     fs::create_directory(m_oSandbox.path("backups"));
     writeFile(sFile, "older");
     daemon().signal(SIGSTOP);
-    expectError(69, "no answer within 1000 ms", {"-t", "1", "backup", sFile});
+    expectError(69, "no answer within 1 s", {"-t", "1", "backup", sFile});
     stop();
     expectError(69, "no daemon listens on " + m_oSandbox.path("tmp/ledgerd.fifo"), {"backup", sFile});
     expectError(64, "/dev/null is not a regular file", {"backup", "/dev/null"});
