@@ -345,6 +345,8 @@ bool readCommand(std::istream& a_oInput, unsigned& a_iLines, WordSplitter& a_oWo
     if (eState == WordSplitter::EState::Operator) {
         a_sFault = "\"" + a_oWords.words().back() +
                    "\": a line has one command; quote what belongs to a value, like ';'";
+    } else if (eState == WordSplitter::EState::BadEscape) {
+        a_sFault = "$'text' is not closed, or has an escape that is not known";
     } else if (bAny && eState == WordSplitter::EState::WantsLine) {
         a_sFault = "a quote is not closed, or nothing follows a backslash";
     }

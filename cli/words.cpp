@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <system_error>
 #include <utility>
 
 namespace systema::cli {
@@ -15,6 +17,41 @@ bool WordSplitter::endsWithOperator() const
     const std::string& sWord = m_lWords.back();
     return (m_bPlainLast && sWord.ends_with(';')) ||
            (m_bPlain && std::ranges::find(c_aOperators, sWord) != c_aOperators.end());
+}
+
+/// Appends the text that begins behind "$'" to the word. Returns its length with the closing quote, 0 for a
+/// fault.
+std::size_t WordSplitter::addEscaped(std::string_view a_sText)
+{
+    static constexpr std::string_view c_sLetters = "abeEfnrtv\\'\"?";
+    static constexpr std::string_view c_sBytes = "\a\b\x1b\x1b\f\n\r\t\v\\'\"?";
+    for (std::size_t i = 0; i < a_sText.size(); ++i) {
+        if (a_sText[i] == '\'') {
+            return i + 1;
+        }
+        if (a_sText[i] != '\\') {
+            m_lWords.back() += a_sText[i];
+            continue;
+        }
+        const std::string_view sEscape = a_sText.substr(i + 1);
+        if (const auto iLetter = c_sLetters.find(sEscape.substr(0, 1));
+            !sEscape.empty() && iLetter < c_sLetters.size()) {
+            m_lWords.back() += c_sBytes[iLetter];
+            ++i;
+            continue;
+        }
+        const bool bHex = sEscape.starts_with('x');
+        const std::string_view sDigits = sEscape.substr(bHex ? 1 : 0, bHex ? 2 : 3);
+        unsigned char iByte = 0;
+        const auto [pEnd, eError] =
+            std::from_chars(sDigits.data(), sDigits.data() + sDigits.size(), iByte, bHex ? 16 : 8);
+        if (eError != std::errc() || iByte == 0) {
+            return 0;
+        }
+        m_lWords.back() += static_cast<char>(iByte);
+        i += static_cast<std::size_t>(pEnd - sEscape.data());
+    }
+    return 0;
 }
 
 WordSplitter::EState WordSplitter::add(std::string_view a_sLine)
@@ -43,6 +80,15 @@ WordSplitter::EState WordSplitter::add(std::string_view a_sLine)
             m_lWords.emplace_back();
             m_bInWord = true;
             m_bPlain = true;
+        }
+        if (m_cQuote == 0 && a_sLine.substr(i).starts_with("$'")) {
+            const std::size_t iLength = addEscaped(a_sLine.substr(i + 2));
+            if (iLength == 0) {
+                return EState::BadEscape;
+            }
+            i += 1 + iLength;
+            m_bPlain = m_bPlainLast = false;
+            continue;
         }
         const bool bOpens = m_cQuote == 0 && (cByte == '\'' || cByte == '"');
         if (bOpens || (m_cQuote != 0 && cByte == m_cQuote)) {

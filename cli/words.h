@@ -1,6 +1,7 @@
 // Splits lines into words as a shell does: blanks separate, 'quotes' and "quotes" hold together, also over
 // the ends of lines, a backslash takes the next character as it is, and at the end of a line the next line,
-// and # at the start of a word begins a comment. What would be an operator of a shell is a fault.
+// and # at the start of a word begins a comment. $'text' has escapes (\t, \n, \001, \x01), as bash's printf
+// %q writes them. What would be an operator of a shell is a fault.
 #pragma once
 
 #include <optional>
@@ -17,7 +18,8 @@ public:
     {
         Complete,
         WantsLine, // a quote is not closed, or the line ended with a backslash
-        Operator   // ; or the like, outside of quotes
+        Operator,  // ; or the like, outside of quotes
+        BadEscape  // $'text' that is not closed on its line, or has another escape
     };
 
     /// Takes a line, without its end; it continues the lines before it as long as the state is WantsLine.
@@ -27,6 +29,7 @@ public:
 
 private:
     bool endsWithOperator() const;
+    std::size_t addEscaped(std::string_view a_sText);
 
     std::vector<std::string> m_lWords;
     bool m_bInWord = false;

@@ -55,6 +55,11 @@ TEST(SplitWords, QuotesAsAShell)
                 ElementsAre("add", "T", R"(Name=a "b" \c)", R"(Note=d 'e' "f" \ \n)", "X=g h"));
     EXPECT_THAT(*splitWords("a '' \"\""), ElementsAre("a", "", ""));
     EXPECT_THAT(*splitWords("a'b'\"c\""), ElementsAre("abc"));
+    EXPECT_THAT(*splitWords(R"(Name=$'a\tb\n\'\001\x41B'c $'' $x)"),
+                ElementsAre("Name=a\tb\n'\001ABc", "", "$x"));
+    for (const char* pWrong : {"$'a", R"($'\q')", R"($'\0')", R"($'\x')", R"($'\)"}) {
+        EXPECT_FALSE(splitWords(pWrong)) << pWrong;
+    }
     EXPECT_THAT(*splitWords("# nothing 'here"), IsEmpty());
     EXPECT_THAT(*splitWords("del T#1 '#2' \\#3 # rest"), ElementsAre("del", "T#1", "#2", "#3"));
     for (const char* pOpen : {"a 'b", "a \"b\\\"", "a\\"}) {
