@@ -114,7 +114,7 @@ void FifoHandler::handle(const Command& a_aCommand)
 void FifoHandler::checkName()
 {
     m_oCheck = m_oEvents.startTimer(c_oNameCheck, [this] { checkName(); });
-    if (!m_oTimer && m_oFifo.isRemoved()) { // else it is about to be opened anyway
+    if (!m_oTimer && m_oFifo.hasLostName()) { // else it is about to be opened anyway
         ZEL_Sysloglevel_warning(m_iModule, here(), "The FIFO was removed and is made again");
         m_oEvents.unregisterHandler(m_oFifo.getFd());
         reopen();

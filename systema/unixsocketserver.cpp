@@ -148,10 +148,9 @@ void UnixSocketServer::bind(const std::string& a_sPath, mode_t a_iMode)
     }
 }
 
-bool UnixSocketServer::isRemoved() const
+bool UnixSocketServer::hasLostPath() const
 {
-    struct stat oStat;
-    return !m_sName.empty() && ::lstat(m_sName.c_str(), &oStat) != 0 && errno == ENOENT;
+    return !m_sName.empty() && !hasName(m_sName);
 }
 
 zel::UniqueFd UnixSocketServer::makeAgain()
@@ -231,7 +230,7 @@ bool UnixSocketAcceptor::hasSpareDescriptors() const
 void UnixSocketAcceptor::checkName()
 {
     m_oCheck = m_oEventDispatcher.startTimer(c_oNameCheck, [this] { checkName(); });
-    if (!m_oServer.isRemoved()) {
+    if (!m_oServer.hasLostPath()) {
         m_bRemovalLogged = false;
         return;
     }

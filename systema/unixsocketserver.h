@@ -30,8 +30,8 @@ public:
     /// Listens, and then gives the socket the path: who finds it there can connect.
     void listen(int a_iBacklog);
     int getFd() const { return m_oSocket.get(); }
-    /// True when it listened and nothing has its path any more. What comes there later is not looked at.
-    bool isRemoved() const;
+    /// True when it listened and its path is no longer its own: nothing is there, or something else.
+    bool hasLostPath() const;
     /// Binds another socket to the path and listens, as at first. Returns the old one, which its clients may
     /// still be connected to; when it throws, nothing has changed.
     zel::UniqueFd makeAgain();

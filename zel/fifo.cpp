@@ -91,15 +91,7 @@ bool Fifo::reopen()
     return true;
 }
 
-bool Fifo::isRemoved() const
-{
-    struct stat oStatus
-    {
-    };
-    return ::lstat(m_sName.c_str(), &oStatus) != 0 && errno == ENOENT;
-}
-
-bool Fifo::unlink()
+bool Fifo::hasLostName() const
 {
     struct stat oOurs
     {
@@ -108,13 +100,16 @@ bool Fifo::unlink()
     {
     };
     if (::fstat(m_oFd.get(), &oOurs) != 0 || ::lstat(m_sName.c_str(), &oNamed) != 0) {
-        return false;
+        return true;
     }
-    if (oOurs.st_dev != oNamed.st_dev || oOurs.st_ino != oNamed.st_ino) {
-        errno = EEXIST;
-        return false;
-    }
-    return ::unlink(m_sName.c_str()) == 0;
+    const bool bSame = oOurs.st_dev == oNamed.st_dev && oOurs.st_ino == oNamed.st_ino;
+    errno = bSame ? 0 : EEXIST;
+    return !bSame;
+}
+
+bool Fifo::unlink()
+{
+    return !hasLostName() && ::unlink(m_sName.c_str()) == 0;
 }
 
 } // namespace zel::sys

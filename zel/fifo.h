@@ -36,8 +36,8 @@ public:
     /// descriptor: what they have written stays to be read. False (with errno) when it cannot be opened;
     /// the old descriptor is then kept.
     [[nodiscard]] bool reopen();
-    /// True when nothing has its name any more. What comes under the name later is not looked at.
-    bool isRemoved() const;
+    /// True when its name is no longer its own: nothing has it, or something else.
+    bool hasLostName() const;
     /// Removes its name. False with errno; EEXIST when the name is another file's by now, which stays.
     bool unlink();
 

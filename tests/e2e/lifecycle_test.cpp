@@ -107,8 +107,21 @@ TEST_F(Lifecycle, ASocketOrFifoThatWasRemovedIsMadeAgainAndAnothersIsLeftAlone)
     EXPECT_EQ("new", note()) << "by the connection that was there before";
     command("waittime 0");
 
-    fs::remove(socket());
+    // Another user is quicker, before anything is missed.
+    const bool bRoot = ::geteuid() == 0;
+    const std::string sForeign = m_oSandbox.path("tmp/foreign");
+    fs::permissions(m_oSandbox.path("tmp"), fs::perms(01777));
+    for (const auto& sName : bRoot ? std::vector{socket(), sFifo} : std::vector<std::string>()) {
+        writeFile(sForeign, "");
+        ASSERT_EQ(0, ::lchown(sForeign.c_str(), 1000, 1000));
+        fs::rename(sForeign, sName);
+    }
+    ASSERT_TRUE(eventually([&] { return fs::is_socket(socket()) && fs::is_fifo(sFifo); }));
+    EXPECT_EQ(0U, Client(socket()).code(request::Ping{}));
+    command("waittime 0");
+
     systema::net::UnixSocketServer oOther;
+    fs::remove(socket());
     oOther.bind(socket(), 0600);
     oOther.listen(1);
     daemon().signal(SIGTERM);
