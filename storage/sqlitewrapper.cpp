@@ -454,8 +454,8 @@ EResultCode SqliteWrapper::changeByKey(const char* a_pOperation, SqlText& a_oCha
         return logError(a_pOperation, EResultCode::NoTable);
     }
     if (isZeroId(a_keyColumn, a_keyValue)) {
-        return logError(a_pOperation,
-                        noteRefusal(EResultCode::ReadOnly, "the row with Id 0 holds defaults and cannot be changed"));
+        return logError(a_pOperation, noteRefusal(EResultCode::ReadOnly,
+                                                  "the row with Id 0 holds defaults and cannot be changed"));
     }
     a_oChange.sql(" WHERE ").key(a_keyColumn, a_keyValue).sql(c_sNotZeroId);
     if (eTable == ELookup::Found) {
