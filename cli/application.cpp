@@ -49,8 +49,8 @@ int run(std::vector<std::string> a_lWords, std::istream& a_oInput, std::ostream&
         oOutcome = execute(*pCommand, oCommandLine.arguments(), a_oInput, a_oOutput, a_oErrors, a_bTerminal,
                            a_eReader);
         const int iError = errno; // of the write, if that is what has failed
-        if (constexpr int aFull[] = {ENOSPC, EDQUOT, EFBIG, EIO};
-            !oOutcome.ok() && !a_oOutput && std::ranges::count(aFull, iError) > 0) {
+        if (constexpr int c_aFull[] = {ENOSPC, EDQUOT, EFBIG, EIO};
+            !oOutcome.ok() && !a_oOutput && std::ranges::count(c_aFull, iError) > 0) {
             oOutcome.m_sText += ": " + std::generic_category().message(iError);
         }
     }

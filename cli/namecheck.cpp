@@ -137,11 +137,18 @@ std::string NameCheck::describeUnknown(const Names& a_oNames, const std::vector<
         const bool bThere = std::ranges::any_of(a_lSchema, [&](const std::string& a_sName) {
             return bStored ? sameIgnoringCase(a_sName, sColumn) : a_sName == sColumn;
         });
-        if (!bThere) {
+        if (!bThere && (bStored || !isShown(a_oNames.m_sTable, sColumn))) {
             return unknownName("column", sColumn, a_oNames.m_sTable, a_lSchema) + describeForm(sColumn);
         }
     }
     return {};
+}
+
+/// Some live tables show a column that is not in their schema.
+bool NameCheck::isShown(const std::string& a_sTable, const std::string& a_sColumn)
+{
+    const auto oRow = m_oConnection.call(request::SelectRow{a_sTable, 0, {a_sColumn}});
+    return oRow.ok() && oRow->hasValue(a_sColumn);
 }
 
 std::string NameCheck::describeKey(const Status& a_oStatus, const Names& a_oNames)

@@ -52,6 +52,7 @@ private:
     std::string describeReferrers(const std::string& a_sTable);
     std::string describeReadOnly(const Names& a_oNames);
     bool isStored(const std::string& a_sTable);
+    bool isShown(const std::string& a_sTable, const std::string& a_sColumn);
 
     client::Connection& m_oConnection;
 };

@@ -142,6 +142,9 @@ TEST_F(Status, LeasesFollowTheirSignals)
     settle();
     EXPECT_THAT(leases(), ElementsAre("192.0.2.5 phone 200", "192.0.2.6  300"));
     EXPECT_EQ("300", at("DhcpServerClients", "MacAddress", "02:00:00:00:00:06", "Expires"));
+    EXPECT_EQ(
+        "ledgerctl: no row of DhcpLeases has that Acked [10]\n", // a column that its schema does not have
+        ledgerctl({"get", "DhcpLeases", "--key", "Acked=none"}).m_sErrors);
 
     tell("emit DhcpLeaseDeleted 192.0.2.5 02:00:00:00:00:05 '' '' 0");
     tell("emit DhcpLeaseDeleted 192.0.2.6 02:00:00:00:00:06 '' '' 0");
