@@ -37,13 +37,13 @@ void syncDirectory(const std::string& a_sDirectory)
     }
 }
 
-/// True when the generation has all files of the other one, and they are equal.
+/// True when the dumps of the generations are equal. Their lists may differ: the save command sorts its own,
+/// and a generation of older firmware has none.
 bool isSame(const std::string& a_sOne, const std::string& a_sOther)
 {
-    const fs::directory_iterator oFiles(a_sOne);
-    return std::all_of(begin(oFiles), end(oFiles), [&](const fs::directory_entry& a_oEntry) {
-        std::ifstream oOne(a_oEntry.path(), std::ios::binary);
-        std::ifstream oOther(fs::path(a_sOther) / a_oEntry.path().filename(), std::ios::binary);
+    return std::ranges::all_of(dumpNames(), [&](const std::string& a_sName) {
+        std::ifstream oOne(fs::path(a_sOne) / a_sName, std::ios::binary);
+        std::ifstream oOther(fs::path(a_sOther) / a_sName, std::ios::binary);
         using Bytes = std::istreambuf_iterator<char>;
         return oOne && oOther && std::equal(Bytes(oOne), Bytes(), Bytes(oOther), Bytes());
     });

@@ -160,6 +160,19 @@ TEST_F(Backup, ComesUpOnADeviceWhereNothingWasEverSaved)
     }
 }
 
+TEST_F(Backup, EqualToWhatIsStoredMakesNoGenerationWhateverItsListIs)
+{
+    start();
+    const std::string sBackup = makeBackup("gateway.tgz");
+    const Sandbox oB;
+    for (const char* pChange : {"true", "LC_ALL=C sort -o contents contents", "rm contents"}) {
+        EXPECT_THAT(restore(oB, {"--from", sBackup}).m_sOutput, HasSubstr(": stored as generation 1\n"));
+        EXPECT_EQ("generation.1\n", shell(oB.path("flash/store"), "ls"));
+        shell(oB.path("flash/store/generation.1"), std::string(pChange));
+    }
+    EXPECT_THAT(restore(oB, {"--from", sBackup}).m_sOutput, HasSubstr(": stored as generation 1\n"));
+}
+
 TEST_F(Backup, GoesThroughAPipe)
 {
     start();
