@@ -26,9 +26,10 @@ std::optional<std::string> findFault(const fs::path& a_oDump)
         {.m_sDatabaseDirectory = {}, .m_sStoreDirectory = {}, .m_sFactoryDirectory = sFactory}, a_oDump);
 }
 
-/// Adds what is found in a directory of dumps, and which of them is missing. False when there is none. Throws
-/// fs::filesystem_error.
-bool checkDumps(const fs::path& a_oDirectory, const fs::path& a_oShown, std::vector<Finding>& a_lFindings)
+/// Adds what is found in a directory of dumps, and which of the wanted ones is missing. False when there is
+/// no dump. Throws fs::filesystem_error.
+bool checkDumps(const fs::path& a_oDirectory, const fs::path& a_oShown,
+                const std::vector<std::string>& a_lWanted, std::vector<Finding>& a_lFindings)
 {
     std::vector<std::string> lNames;
     for (const auto& oEntry : fs::directory_iterator(a_oDirectory)) {
@@ -43,7 +44,7 @@ bool checkDumps(const fs::path& a_oDirectory, const fs::path& a_oShown, std::vec
     for (const std::string& sName : lNames) {
         a_lFindings.push_back({a_oShown / sName, findFault(a_oDirectory / sName)});
     }
-    for (const std::string& sName : zel::cfg::dumpNames()) {
+    for (const std::string& sName : a_lWanted) {
         if (!std::ranges::binary_search(lNames, sName)) {
             a_lFindings.push_back({a_oShown / sName, "is missing"});
         }
@@ -51,14 +52,22 @@ bool checkDumps(const fs::path& a_oDirectory, const fs::path& a_oShown, std::vec
     return true;
 }
 
+/// As a boot judges it: of a generation of older firmware, which has no list, none is missing.
+std::vector<std::string> listedDumps(const zel::cfg::Generation& a_oGeneration)
+{
+    auto lNames = zel::cfg::dumpNames();
+    std::erase_if(lNames, [&](const std::string& a_sName) { return !lists(a_oGeneration, a_sName); });
+    return lNames;
+}
+
 std::vector<Finding> checkDirectory(const std::string& a_sDirectory)
 {
     std::vector<Finding> lFindings;
-    checkDumps(a_sDirectory, {}, lFindings);
+    checkDumps(a_sDirectory, {}, zel::cfg::dumpNames(), lFindings);
     for (const auto& oGeneration : zel::cfg::findGenerations(a_sDirectory)) {
         const fs::path oDirectory(oGeneration.m_sDirectory);
         const fs::path oShown = oDirectory.filename();
-        if (!checkDumps(oDirectory, oShown, lFindings)) {
+        if (!checkDumps(oDirectory, oShown, listedDumps(oGeneration), lFindings)) {
             lFindings.push_back({oShown, "no dump in it"});
         }
     }

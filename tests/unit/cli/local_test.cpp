@@ -128,6 +128,7 @@ TEST_F(LocalTest, RestoreCheckJudgesEveryDumpAndWhetherTheSetIsWhole)
     EXPECT_EQ(m_iExit, 0);
 
     fs::remove(path("generation.10/persistent-area.db.sql"));
+    write("generation.10/contents", "persistent-area.db.sql\npersistent-common.db.sql\n");
     write("generation.10/persistent-common.db.sql", sBegin);
     write("generation.10/foo.db.sql", sBegin + "COMMIT;\n");
     write("generation.010/foo.db.sql", "no generation");
@@ -146,6 +147,17 @@ TEST_F(LocalTest, RestoreCheckJudgesEveryDumpAndWhetherTheSetIsWhole)
     EXPECT_EQ(m_iExit, 1);
     ledgerctl("restore-check " + path("missing"));
     EXPECT_EQ(m_iExit, c_iExitUsage);
+}
+
+TEST_F(LocalTest, RestoreCheckMissesNothingThatOlderFirmwareNeverSaved)
+{
+    write("generation.1/services.db.sql", "PRAGMA foreign_keys=OFF;\nBEGIN TRANSACTION;\n"
+                                          "CREATE TABLE T (Id INTEGER);\nCOMMIT;\n");
+    EXPECT_EQ(ledgerctl("restore-check " + path("")), "generation.1/services.db.sql: ok\n");
+    EXPECT_EQ(m_iExit, 0);
+    write("generation.1/contents", "services.db.sql\npersistent-area.db.sql\n");
+    EXPECT_THAT(ledgerctl("restore-check " + path("")),
+                testing::HasSubstr("generation.1/persistent-area.db.sql: is missing\n"));
 }
 
 TEST_F(LocalTest, DumpsCountOnceAllAreWrittenInOneRun)
