@@ -12,49 +12,39 @@
 #include "server/fifohandler.h"
 #include "server/flashbackuphook.h"
 #include "server/flashthread.h"
+#include "server/instance.h"
 #include "server/mainloop.h"
 #include "server/options.h"
+#include "server/signals.h"
 #include "server/sqlitedump.h"
+#include "server/unsavedmark.h"
 #include "status/statusinfoplugin.h"
 #include "storage/databasefiles.h"
 #include "storage/databaselimit.h"
-#include "storage/directorylock.h"
 #include "storage/sqliteplugin.h"
 #include "systema/configdispatcher.h"
 #include "systema/eventdispatcher.h"
 #include "systema/unixsocketserver.h"
 #include "zel/assert.h"
-#include "zel/daemon.h"
 #include "zel/execute.h"
 #include "zel/log.h"
 #include "zel/memory.h"
 #include "zel/standardfiles.h"
 #include "zel/stopflag.h"
-#include "zel/uniquefd.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cctype>
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <fcntl.h>
 #include <filesystem>
 #include <functional>
-#include <iostream>
 #include <iterator>
 #include <list>
-#include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <syslog.h>
-#include <system_error>
-#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -76,66 +66,6 @@ constexpr mode_t c_iSocketMode = 0666;
 constexpr rlim_t c_iDescriptors = 4096;
 
 int s_iModule = 0;
-
-std::atomic<int> s_iEndSignal = 0; // that ends the process in the end, 0 for none
-
-void onTermination(int a_iSignal)
-{
-    std::signal(a_iSignal, SIG_IGN);
-    zel::requestStop();
-    if (std::signal(a_iSignal, &onTermination) == SIG_ERR) {
-        ::syslog(LOG_USER | LOG_ERR,
-                 "ledgerd[%d] Failed to reregister Signal Handler SIGTERM for Signal %d!\n",
-                 static_cast<int>(::getpid()), a_iSignal);
-    }
-}
-
-void onEnd(int a_iSignal)
-{
-    s_iEndSignal = a_iSignal;
-    zel::requestStop();
-}
-
-void onPipe(int)
-{
-    ZEL_Sysloglevel_error(s_iModule, {"main", 76}, "Unexpected signal caught");
-}
-
-/// What our parent has us ignore stays ignored, as the end of a terminal with nohup.
-void catchUnlessIgnored(int a_iSignal, const struct sigaction& a_oAction)
-{
-    struct sigaction oInherited
-    {
-    };
-    if (::sigaction(a_iSignal, nullptr, &oInherited) == 0 && oInherited.sa_handler != SIG_IGN) {
-        ::sigaction(a_iSignal, &a_oAction, nullptr);
-    }
-}
-
-/// Signals that have no meaning here end the process, as they do by default, but not before all is saved and
-/// removed as at any other end. SIGALRM is left to who waits for the bus.
-void installSignalHandlers()
-{
-    struct sigaction oAction
-    {
-    };
-    sigemptyset(&oAction.sa_mask);
-    oAction.sa_handler = &onTermination;
-    for (const int iSignal : {SIGINT, SIGTERM, SIGQUIT}) {
-        ::sigaction(iSignal, &oAction, nullptr);
-    }
-    oAction.sa_handler = &onEnd;
-    for (int iSignal = SIGRTMIN; iSignal <= SIGRTMAX; ++iSignal) {
-        catchUnlessIgnored(iSignal, oAction);
-    }
-    for (const int iSignal : {SIGHUP, SIGUSR1, SIGUSR2, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGSTKFLT}) {
-        catchUnlessIgnored(iSignal, oAction);
-    }
-    oAction.sa_handler = &onPipe;
-    ::sigaction(SIGPIPE, &oAction, nullptr);
-    oAction.sa_handler = SIG_DFL; // when ignored by our parent, the status of a command would be lost
-    ::sigaction(SIGCHLD, &oAction, nullptr);
-}
 
 /// Room for every connection that the service manager admits, and for our own files.
 void raiseDescriptorLimit()
@@ -253,29 +183,6 @@ private:
     std::list<PluginPart<systema::SqlitePlugin>> m_lPlugins;
 };
 
-/// A file beside the databases while they may hold what is not saved. A daemon that is killed leaves it, and
-/// the next one saves what it finds: nobody else knows of those changes, and no later one may ever come. A
-/// power cut takes file and databases together.
-class UnsavedMark
-{
-public:
-    explicit UnsavedMark(const std::string& a_sDirectory)
-        : m_sFile(a_sDirectory + "/" + systema::c_pUnsavedMark)
-    {
-        m_bFound = ::access(m_sFile.c_str(), F_OK) == 0;
-        if (!zel::UniqueFd(::open(m_sFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR))) {
-            ZEL_Sysloglevel_error(s_iModule, zel::here(), "%s: %s", m_sFile.c_str(), std::strerror(errno));
-        }
-    }
-
-    bool wasFound() const { return m_bFound; }
-    void remove() const { ::unlink(m_sFile.c_str()); }
-
-private:
-    const std::string m_sFile;
-    bool m_bFound = false;
-};
-
 /// Builds the daemon, tells when clients can connect, runs it until a termination signal and takes it apart.
 /// What is declared later is destroyed earlier; the order of the declarations is the order of the start.
 void run(const Options& a_oOptions, FlashThread& a_oFlashThread, const std::function<void()>& a_oStarted)
@@ -309,7 +216,7 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread, const std::func
     Part<PersistScript> oPersistScript("persistence trigger", *oHook, a_oOptions.m_iFlashWaitSeconds,
                                        PersistScript::c_ePersistDefault);
 
-    const UnsavedMark oUnsaved(a_oOptions.m_sDatabasePath);
+    const zel::cfg::UnsavedMark oUnsaved(a_oOptions.m_sDatabasePath, s_iModule);
     if (oUnsaved.wasFound()) {
         oPersistScript->markChanged();
     }
@@ -334,7 +241,7 @@ void run(const Options& a_oOptions, FlashThread& a_oFlashThread, const std::func
         ZEL_Sysloglevel_info(s_iModule, {"main", 512}, "run: started and running");
         oLoop.run();
     }
-    if (const int iSignal = s_iEndSignal; iSignal != 0) {
+    if (const int iSignal = zel::cfg::getEndSignal(); iSignal != 0) {
         ZEL_Sysloglevel_error(s_iModule, zel::here(), "Signal %d (%s) ends the daemon", iSignal,
                               ::strsignal(iSignal));
     }
@@ -386,78 +293,6 @@ void checkDirectories(const Options& a_oOptions)
     ::setenv("LEDGERD_DUMP_DIRECTORY", std::filesystem::absolute(a_oOptions.m_sDumpPath).c_str(), 1);
 }
 
-/// Says why the daemon does not start. With -b the log goes to syslog, so the terminal is told here; once in
-/// the background it is /dev/null.
-void tellStarter(const Options& a_oOptions, const std::string& a_sText)
-{
-    if (a_oOptions.m_bBackground) {
-        std::cerr << a_sText << std::endl;
-    }
-}
-
-/// The one daemon of its PID file and of its databases, for as long as it lives. Exits the process when there
-/// is another, before anything is touched.
-class Instance
-{
-public:
-    explicit Instance(const Options& a_oOptions)
-        : m_oDaemon(ZEL_Daemon_construct(c_pProgram, a_oOptions.m_sPidPath))
-    {
-        if (ZEL_Daemon_occupiedPidFile(m_oDaemon)) {
-            exitSecond(a_oOptions);
-        }
-        lockDatabases(a_oOptions);
-        if (a_oOptions.m_bBackground && !ZEL_Daemon_daemonize(m_oDaemon)) {
-            throw std::system_error(errno, std::generic_category(), "Could not daemonize");
-        }
-        if (!ZEL_Daemon_createPidFile(m_oDaemon)) {
-            if (errno == EEXIST) {
-                exitSecond(a_oOptions); // started at the same moment, and was quicker
-            }
-            ZEL_Sysloglevel_error(s_iModule, zel::here(), "Could not create PID file %s: %s",
-                                  m_oDaemon.m_sPidFile.c_str(), std::strerror(errno));
-        }
-    }
-
-    ~Instance() { ZEL_Daemon_deletePidFile(m_oDaemon); }
-
-    /// With -b: what was started ends now, with status 0.
-    void reportStart() { ZEL_Daemon_reportStart(m_oDaemon); }
-
-    Instance(const Instance&) = delete;
-    Instance& operator=(const Instance&) = delete;
-
-private:
-    [[noreturn]] void exitSecond(const Options& a_oOptions) const
-    {
-        std::ostringstream oText;
-        oText << "Another process is already running. Exiting..." << std::endl;
-        ZEL_Sysloglevel_error(s_iModule, {"main", 361}, "%s", oText.str().c_str());
-        tellStarter(a_oOptions,
-                    "ledgerd already runs with PID " + std::to_string(ZEL_Daemon_readPid(m_oDaemon)));
-        std::exit(EXIT_FAILURE);
-    }
-
-    void lockDatabases(const Options& a_oOptions)
-    {
-        const std::string& sPath = a_oOptions.m_sDatabasePath;
-        try {
-            m_oDatabases.emplace(sPath);
-        } catch (const std::system_error& oError) {
-            if (oError.code().value() != EWOULDBLOCK) {
-                throw;
-            }
-            ZEL_Sysloglevel_error(s_iModule, zel::here(),
-                                  "Another process uses the databases in %s. Exiting...", sPath.c_str());
-            tellStarter(a_oOptions, "ledgerd: another process uses the databases in " + sPath);
-            std::exit(EXIT_FAILURE);
-        }
-    }
-
-    std::optional<systema::DirectoryLock> m_oDatabases;
-    ZEL_Daemon m_oDaemon;
-};
-
 /// Calls a function; what it throws is logged and goes no further. False when it threw.
 template<class Function>
 bool guard(const Options& a_oOptions, Function a_oFunction)
@@ -467,7 +302,7 @@ bool guard(const Options& a_oOptions, Function a_oFunction)
         return true;
     } catch (const std::exception& oException) {
         ZEL_Sysloglevel_error(s_iModule, {"main", 577}, "%s", oException.what());
-        tellStarter(a_oOptions, std::string("ledgerd: ") + oException.what());
+        zel::cfg::tellStarter(a_oOptions, std::string("ledgerd: ") + oException.what());
     } catch (...) {
         ZEL_Sysloglevel_error(s_iModule, {"main", 582}, "Unknown exception");
     }
@@ -503,17 +338,14 @@ int main(int a_iArgc, char* a_pArgv[])
     guard(oOptions, [&] {
         checkDirectories(oOptions);
         systema::net::UnixSocketServer::checkPath(oOptions.m_sSocketFile);
-        Instance oInstance(oOptions);
+        zel::cfg::Instance oInstance(c_pProgram, oOptions, s_iModule);
         raiseDescriptorLimit();
-        installSignalHandlers();
+        zel::cfg::installSignalHandlers(s_iModule);
         zel::watchMemory();
         Part<FlashThread> oFlashThread("flash thread", s_iModule);
         bEnded = guard(oOptions, [&] { run(oOptions, *oFlashThread, [&] { oInstance.reportStart(); }); });
     });
-    if (const int iSignal = s_iEndSignal; iSignal != 0) { // whoever waits for us sees it
-        std::signal(iSignal, SIG_DFL);
-        std::raise(iSignal);
-    }
+    zel::cfg::raiseEndSignal();
     if (!bEnded) {
         return EXIT_FAILURE; // what started it is to start it again
     }
