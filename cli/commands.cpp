@@ -85,7 +85,7 @@ client::ResultOf<Request> write(client::Connection& a_oConnection, Request a_oRe
     KeyCheck oKeys(a_oConnection);
     if (oKeys.concerns(a_oArguments)) {
         return writeInTransaction(a_oConnection, a_oRequest, oWait, [&] {
-            const client::Status oChecked = oKeys.check(a_oArguments);
+            client::Status oChecked = oKeys.check(a_oArguments);
             if constexpr (requires { a_oRequest.m_sKeyColumn; }) { // the check may have found another key
                 a_oRequest.m_sKeyColumn = a_oArguments.m_oKey->m_sColumn;
                 a_oRequest.m_sKeyValue = *a_oArguments.m_oKey->m_oText;
