@@ -175,6 +175,9 @@ void ClientSession::handleEvent(int)
 
 void ClientSession::takeTurn()
 {
+    if (m_oPause) { // a turn asked for before the pause: one more pause would outlive the session
+        return;
+    }
     const bool bGoesOn = std::exchange(m_bYields, false);
     run([this, bGoesOn] {
         if (!bGoesOn && (interest() & systema::net::c_iReadable)) {

@@ -149,6 +149,22 @@ TEST_F(ClientSessionTest, AnAnswerThatIsPendingHoldsBackNobodyElse)
     EXPECT_EQ(sReplies, hexBlock("select-reply") + hexBlock("subscribe-reply"));
 }
 
+TEST_F(ClientSessionTest, ATurnBeforeTheEndOfAPauseLosesNoTimer)
+{
+    std::array<int, 2> aFds{-1, -1};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, aFds.data()), 0);
+    m_oClient = zel::UniqueFd(aFds[0]);
+    zel::cfg::ClientSession oSession(m_oManager, zel::UniqueFd(aFds[1]), ::getuid());
+    oSession.start();
+    zones().m_oPlugin.m_mResults["selectKey"] = systema::EResultCode::Pending;
+    exchange(hexBlock("hello") + hexBlock("select"));
+    const auto iCalls = zones().m_lCalls.size();
+    EXPECT_GT(iCalls, 0U);
+    oSession.takeTurn(); // as one that it has queued for before; asking again would start a second pause
+    EXPECT_EQ(zones().m_lCalls.size(), iCalls);
+    zones().m_oPlugin.m_mResults.clear();
+}
+
 TEST_F(ClientSessionTest, APingDoesNotWaitForTheBulkReadsOfAllOthers)
 {
     constexpr int c_iReaders = 100;
