@@ -2,7 +2,7 @@
 #include "restore/dumpset.h"
 #include "restore/generations.h"
 #include "restore/restore.h"
-#include "zel/systempath.h"
+#include "storage/storeconfiguration.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -21,7 +21,7 @@ std::optional<std::string> findFault(const fs::path& a_oDump)
     if (!zel::cfg::isDumpName(a_oDump.filename())) {
         return "not a dump of a persistent database";
     }
-    static const std::string sFactory = zel::systemPath("/usr/share/ledgerd/factory");
+    static const std::string sFactory = StoreConfiguration().directory(StoreConfiguration::c_pFactory);
     return zel::cfg::findFault(
         {.m_sDatabaseDirectory = {}, .m_sStoreDirectory = {}, .m_sFactoryDirectory = sFactory}, a_oDump);
 }

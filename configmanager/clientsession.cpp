@@ -146,6 +146,9 @@ void ClientSession::run(Function a_oFunction)
     }
     if (!bRoom || m_bGone || (m_bClosing && m_sOutput.empty())) {
         close();
+    } else if (m_oPause) {
+        // Input or a hang-up that waits until the pause is over would keep the event loop busy.
+        m_oManager.getEventDispatcher().unregisterHandler(m_oSocket.get());
     } else if (!m_bYields &&
                !m_oManager.getEventDispatcher().registerHandler(m_oSocket.get(), interest(), this)) {
         ZEL_Sysloglevel_error(m_oManager.getModule(), zel::here(), "The connection of %s is closed: %s",
