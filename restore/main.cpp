@@ -151,14 +151,8 @@ int restore(const StoreConfiguration& a_oConfiguration, const RestoreSettings& a
     return static_cast<int>(bFaulty ? std::max(eRestored, ERestored::FellBack) : eRestored);
 }
 
-} // namespace
-
-int main(int a_iCount, char** a_pArguments)
+int run(int a_iCount, char** a_pArguments)
 {
-    zel::openStandardFiles();
-    std::signal(SIGPIPE, SIG_IGN); // whoever stops reading the report: the daemon needs every database
-    ::umask(S_IRWXG | S_IRWXO);    // whoever starts it: settings are for their owner, who can read them
-    ZEL_Sysloglevel_construct2(c_pProgram);
     CLI::App oApp("Makes the databases of ledgerd from what was saved, before it starts.", c_pProgram);
     RestoreSettings oSettings;
     Request oRequest;
@@ -179,4 +173,20 @@ int main(int a_iCount, char** a_pArguments)
     return oRequest.m_lChecked.empty()
                ? restore(oConfiguration, oSettings)
                : static_cast<int>(zel::cfg::checkDumps(oSettings, oRequest.m_lChecked, std::cout));
+}
+
+} // namespace
+
+int main(int a_iCount, char** a_pArguments)
+{
+    zel::openStandardFiles();
+    std::signal(SIGPIPE, SIG_IGN); // whoever stops reading the report: the daemon needs every database
+    ::umask(S_IRWXG | S_IRWXO);    // whoever starts it: settings are for their owner, who can read them
+    ZEL_Sysloglevel_construct2(c_pProgram);
+    try {
+        return run(a_iCount, a_pArguments);
+    } catch (const std::exception& oError) {
+        std::cerr << c_pProgram << ": " << oError.what() << '\n';
+        return static_cast<int>(ERestored::Failed);
+    }
 }
