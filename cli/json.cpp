@@ -5,6 +5,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace systema::cli {
 
@@ -39,6 +43,44 @@ std::string placeOf(std::string_view a_sBefore)
     const auto iLine = std::ranges::count(a_sBefore, '\n') + 1;
     const std::size_t iColumn = a_sBefore.size() - (a_sBefore.rfind('\n') + 1) + 1;
     return "line " + std::to_string(iLine) + ", column " + std::to_string(iColumn) + ": ";
+}
+
+/// Where the second member of one name in one object begins, npos if there is none. The parser keeps the last
+/// one of them without a word. The text must be JSON; names are compared as they are written.
+std::size_t findRepeatedMember(std::string_view a_sText)
+{
+    std::vector<std::set<std::string_view>> lNames; // of the objects and arrays that are open
+    bool bNameIsNext = false;
+    for (std::size_t i = 0; i < a_sText.size(); ++i) {
+        switch (a_sText[i]) {
+        case '{':
+        case '[':
+            lNames.emplace_back();
+            bNameIsNext = a_sText[i] == '{';
+            break;
+        case '}':
+        case ']':
+            lNames.pop_back();
+            break;
+        case ',':
+            bNameIsNext = !lNames.back().empty(); // an array has no names
+            break;
+        case '"': {
+            const std::size_t iBegin = i + 1;
+            while (a_sText[++i] != '"') {
+                i += a_sText[i] == '\\' ? 1 : 0;
+            }
+            if (std::exchange(bNameIsNext, false) &&
+                !lNames.back().insert(a_sText.substr(iBegin, i - iBegin)).second) {
+                return iBegin - 1;
+            }
+            break;
+        }
+        default:
+            break;
+        }
+    }
+    return std::string_view::npos;
 }
 
 } // namespace
@@ -110,6 +152,10 @@ JsonPtr parseJson(std::string_view a_sText, std::string& a_sError)
     if (a_sText.find_first_not_of(" \t\r\n", iEnd) != std::string_view::npos) {
         a_sError =
             placeOf(a_sText.substr(0, a_sText.find_first_not_of(" \t\r\n", iEnd))) + "something follows it";
+        return nullptr;
+    }
+    if (const auto iRepeated = findRepeatedMember(a_sText); iRepeated != std::string_view::npos) {
+        a_sError = placeOf(a_sText.substr(0, iRepeated)) + "the second member of that name";
         return nullptr;
     }
     return oJson;

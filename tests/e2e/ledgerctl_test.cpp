@@ -341,6 +341,8 @@ TEST_F(Ledgerctl, ImportOfWhatIsNoExportChangesNothing)
     const std::tuple<int, std::string, std::string> aCases[] = {
         {64, "the input is not an export: line 1, column 1: it is not complete", ""},
         {64, "the input is not an export: it is not an object", "[]"},
+        {64, "the input is not an export: line 1, column 47: the second member of that name",
+         R"({"Item":{"rows":[{"Id":1,"a":["\\\"","Id"]}]},"Item":{}})"},
         {64, "the input is not an export: line 2, column 9: unexpected character",
          "{\"Item\":\n{\"rows\":x}}"},
         {64, "the input is not an export: line ", sBefore.substr(0, sBefore.size() / 2)},
