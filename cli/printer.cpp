@@ -55,7 +55,7 @@ void writeChangedRow(std::ostream& a_oStream, const RowChange& a_oChange, const 
 void addCsvCell(client::Rows& a_oLines, const std::string& a_sTable, const char* a_pChange,
                 const client::RowView* a_pBefore, const client::RowView* a_pAfter, std::size_t a_iColumn)
 {
-    // cppcheck-suppress nullPointerRedundantCheck ; one of the two is always there
+    // cppcheck-suppress [nullPointer, nullPointerRedundantCheck] ; one of the two is always there
     const client::RowView& oRow = a_pAfter != nullptr ? *a_pAfter : *a_pBefore;
     const auto oCell = [=](const client::RowView* a_pRow) {
         return a_pRow != nullptr ? a_pRow->m_lCells[a_iColumn].toValue() : Value(EDataType::Null);

@@ -32,7 +32,9 @@ bool isRefusal(const wire::Header& a_oHeader)
 
 std::string timeText(milliseconds a_oTime)
 {
-    return a_oTime % 1s == 0ms ? std::to_string(a_oTime / 1s) + " s" : std::to_string(a_oTime / 1ms) + " ms";
+    const auto oSeconds = std::chrono::duration_cast<std::chrono::seconds>(a_oTime);
+    return oSeconds == a_oTime ? std::to_string(oSeconds.count()) + " s"
+                               : std::to_string(a_oTime.count()) + " ms";
 }
 
 void setSendTimeout(int a_iSocket, milliseconds a_oTimeout)

@@ -93,12 +93,13 @@ TurnTaker& TurnQueue::choose(const TurnUser& a_oUser)
 void TurnQueue::runNext()
 {
     TurnUser& oUser = nextUser();
-    m_pRunning = &choose(oUser);
-    const bool bGoesBefore = m_pRunning != oUser.m_lWaiting.front();
-    dequeue(*m_pRunning);
+    TurnTaker& oTaker = choose(oUser);
+    m_pRunning = &oTaker;
+    const bool bGoesBefore = &oTaker != oUser.m_lWaiting.front();
+    dequeue(oTaker);
 
     const Clock::time_point oStart = m_oEvents.now();
-    m_pRunning->takeTurn();
+    oTaker.takeTurn();
     const Clock::time_point oEnd = m_oEvents.now();
     if (m_pRunning != nullptr) {
         m_pRunning->m_oUsed += oEnd - oStart;

@@ -42,7 +42,7 @@ std::string describe(const CLI::App& a_oApp, const CLI::Error& a_oError)
                     ? "no option \"" + sWord + "\""
                     : "no option goes with \"" + sWord + "\"; did you mean \"--from " + sWord + "\"?";
     } else if (a_oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) {
-        sText = sText.substr(0, sText.find(':')) + " wants a name, and is given once";
+        sText.erase(std::min(sText.find(':'), sText.size())) += " wants a name, and is given once";
     }
     return sText + "; see " + c_pProgram + " --help";
 }
