@@ -49,7 +49,8 @@ Assignment assignmentOr(const std::string& a_sOption, const std::string& a_sText
 {
     auto oAssignment = parseAssignment(a_sText);
     if (!oAssignment) {
-        throw CLI::ValidationError(a_sOption, "\"" + a_sText + "\" is not of the form COLUMN=VALUE" +
+        throw CLI::ValidationError(a_sOption, "\"" + a_sText +
+                                                  "\" is not of the form COLUMN=VALUE, without blanks" +
                                                   (a_sOption == "--key" ? "" : ", nor COLUMN:null"));
     }
     return std::move(*oAssignment);
@@ -620,6 +621,10 @@ Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oO
     if (m_sWhere.empty()) {
         takeWordsForHelp(a_lWords);
     }
+    const std::vector<std::string> lWords = a_lWords;
+    const auto itKey = std::ranges::find_if(lWords, [](const std::string& a_sWord) {
+        return !a_sWord.starts_with('-') && a_sWord.find('=') != std::string::npos;
+    });
     std::ranges::reverse(a_lWords); // which is how they are wanted
     try {
         m_pApp->parse(std::move(a_lWords));
@@ -639,6 +644,9 @@ Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oO
                             iError == CLI::ExitCodes::ArgumentMismatch;
         if (sText.empty()) {
             sText = reworded(oError.what());
+            if (sText.starts_with("exactly one of --row,--key,--all") && itKey != lWords.end()) {
+                sText += "; did you mean \"--key " + *itKey + "\"?";
+            }
         }
         const bool bSuggests = sText.ends_with('?');
         if (m_sWhere.empty() && bHelps && !bSuggests) {

@@ -53,12 +53,7 @@ client::ResultOf<Request> writeInTransaction(client::Connection& a_oConnection, 
                                              const std::function<client::Status()>& a_oCheck)
 {
     client::Transaction oTransaction(a_oConnection); // rolls back unless it is committed
-    client::Status oStatus = oTransaction.begin(a_oWait);
-    if (oStatus.code() == EResultCode::Busy) {
-        return client::Status::refused(
-            EResultCode::Busy, "busy: another client's transaction has not ended within " +
-                                   std::to_string(a_oWait / std::chrono::seconds(1)) + " s; -t waits longer");
-    }
+    client::Status oStatus = explainBusy(oTransaction.begin(a_oWait), a_oWait, "-t");
     if (oStatus.ok()) {
         oStatus = a_oCheck();
     }
@@ -464,7 +459,7 @@ Outcome runBatch(Session& a_oSession, const Arguments& a_oArguments)
     WriteBatch oBatch(a_oSession.m_oConnection);
     if (const auto oBegun = beginForReader(oBatch, a_oArguments.m_oWait, a_oSession.m_iOutput);
         !oBegun.ok()) {
-        return oBegun;
+        return explainBusy(oBegun, a_oArguments.m_oWait, "--wait");
     }
     FailedLine oFailed;
     std::vector<std::int32_t> lIds;

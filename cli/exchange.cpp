@@ -469,7 +469,7 @@ Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
     WriteBatch oBatch(a_oSession.m_oConnection);
     if (const auto oBegun = beginForReader(oBatch, a_oArguments.m_oWait, a_oSession.m_iOutput);
         !oBegun.ok()) {
-        return oBegun;
+        return explainBusy(oBegun, a_oArguments.m_oWait, "--wait");
     }
     std::vector<TableImport> lImports;
     if (Outcome oPlanned = planTables(a_oSession, oFile.get(), lImports); !oPlanned.ok()) {

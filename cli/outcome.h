@@ -3,6 +3,7 @@
 
 #include "client/result.h"
 
+#include <chrono>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -11,6 +12,21 @@ namespace systema::cli {
 
 constexpr int c_iExitUsage = 64;
 constexpr int c_iExitUnreachable = 69;
+
+/// A begin that was refused because of another client's transaction, with what may help; any other status as
+/// it is.
+inline client::Status explainBusy(client::Status a_oStatus, std::chrono::milliseconds a_oWait,
+                                  const std::string& a_sOption)
+{
+    if (a_oStatus.code() != EResultCode::Busy) {
+        return a_oStatus;
+    }
+    const std::string sWait = a_oWait.count() % 1000 == 0 ? std::to_string(a_oWait.count() / 1000) + " s"
+                                                          : std::to_string(a_oWait.count()) + " ms";
+    return client::Status::refused(EResultCode::Busy, "busy: another client's transaction has not ended" +
+                                                          (a_oWait.count() > 0 ? " within " + sWait : "") +
+                                                          "; " + a_sOption + " waits longer");
+}
 
 struct [[nodiscard]] Outcome
 {

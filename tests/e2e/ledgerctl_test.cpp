@@ -187,8 +187,9 @@ TEST_F(Ledgerctl, BatchWaitsForTheTransactionOfAnother)
     const std::string sFile = m_oSandbox.path("batch");
     writeFile(sFile, "set Item --key Id=1 Note=batched\n");
     EXPECT_EQ(0U, client().code(request::Begin{}));
-    expectError(2, "busy", {"batch", sFile});
-    expectError(2, "busy", {"batch", sFile, "--wait", "20"});
+    expectError(2, "busy: another client's transaction has not ended; --wait waits longer", {"batch", sFile});
+    expectError(2, "busy: another client's transaction has not ended within 20 ms; --wait waits longer",
+                {"batch", sFile, "--wait", "20"});
     Process oBatch(LEDGERCTL_BINARY, {{"batch", "--wait", "3600000", sFile}, m_oSandbox.environment()});
     ASSERT_TRUE(eventually([this] { return client().info("TransactionsWaiting") == 1; }));
     EXPECT_THAT(client().codes(setNote("before it"), request::Commit{}), Each(0U));
