@@ -14,8 +14,8 @@ Value text(std::string a_sText)
     return Value(EDataType::Text, std::move(a_sText));
 }
 
-/// Id=3 Name="br0", which is how a row is told from the others; nothing of a column that is not there, or
-/// that is shown as changed anyway.
+/// The identity of a row, such as Id=3 Name="br0". Leaves out a column that the table does not have, and one
+/// that is shown as changed.
 std::string rowName(const RowChange& a_oChange)
 {
     std::string sName;

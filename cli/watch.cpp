@@ -188,7 +188,8 @@ private:
         return {};
     }
 
-    /// Connects again until it works or a signal comes. The daemon then tells of each table at once.
+    /// Retries the connection until it succeeds or a signal arrives. The daemon then announces each table at
+    /// once.
     client::Status reconnect(client::Status a_oStatus)
     {
         m_oSession.m_oErrors << "ledgerctl: " << printable(a_oStatus.text()) << "; waiting for the daemon"

@@ -29,7 +29,7 @@ struct TurnUser
     std::size_t m_iTakers = 0;
 };
 
-constexpr std::chrono::milliseconds c_oAheadTime{5};  // that others may go before who waits longest
+constexpr std::chrono::milliseconds c_oAheadTime{5};  // by which the longest-waiting taker can be delayed
 constexpr std::chrono::milliseconds c_oLongTurn{10};  // what a bulk read that begins is taken for
 constexpr std::chrono::milliseconds c_oShortTurns{1}; // used lately: the search for less ends here
 constexpr std::chrono::milliseconds c_oIdleTime{100}; // without a request, then half of the used time counts
@@ -48,7 +48,7 @@ public:
     uid_t getUser() const { return m_iUser; }
 
 protected:
-    /// Queues for a turn, which takes no memory; who waits already keeps the place.
+    /// Queues for a turn. Allocates no memory; a taker that is queued already keeps its place.
     void awaitTurn();
     /// As awaitTurn, for a turn that is going to take long.
     void awaitLongTurn();

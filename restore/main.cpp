@@ -181,7 +181,7 @@ int main(int a_iCount, char** a_pArguments)
 {
     zel::openStandardFiles();
     std::signal(SIGPIPE, SIG_IGN); // whoever stops reading the report: the daemon needs every database
-    ::umask(S_IRWXG | S_IRWXO);    // whoever starts it: settings are for their owner, who can read them
+    ::umask(S_IRWXG | S_IRWXO);    // whatever was inherited: the owner alone may read settings
     ZEL_Sysloglevel_construct2(c_pProgram);
     try {
         return run(a_iCount, a_pArguments);

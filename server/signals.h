@@ -8,7 +8,7 @@ namespace zel::cfg {
 
 /// SIGINT, SIGTERM and SIGQUIT request the stop. Signals that have no meaning here do so, too, but end the
 /// process as they do by default once all is saved and removed; what our parent has us ignore stays ignored.
-/// SIGALRM is left to who waits for the bus. SIGPIPE is logged for the module.
+/// SIGALRM is reserved for the wait for the bus. SIGPIPE is logged for the module.
 void installSignalHandlers(int a_iModule);
 
 /// The signal without a meaning that ends the process, 0 for none.

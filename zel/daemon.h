@@ -26,9 +26,9 @@ ZEL_Daemon ZEL_Daemon_construct(const char* a_pName, const std::string& a_sPidPa
 bool ZEL_Daemon_occupiedPidFile(const ZEL_Daemon& a_oDaemon);
 
 /// Detaches from terminal and session: the child of the calling process goes on, with "/" as directory and
-/// /dev/null as standard input and output. The calling process waits until it is told of the start, and ends
-/// with status 0; with 1 when the child has ended before. Until then the child can say on standard error why.
-/// False (with errno) when it failed.
+/// /dev/null as standard input and output. The calling process waits until the child reports its start, and
+/// exits with status 0, or with 1 if the child exits first. Until then the child can write the reason to
+/// standard error. False (with errno) when it failed.
 bool ZEL_Daemon_daemonize(ZEL_Daemon& a_oDaemon);
 
 /// Ends the process that waits for the start, and discards standard error. Does nothing in the foreground.

@@ -114,7 +114,7 @@ TEST_F(SqliteWrapperTest, aStatementOverItsLimitGivesOneAndOneLine)
         const Lines lLines = logged([&] { EXPECT_EQ(oRun(sFits + "x"), 1U) << sAround; });
         EXPECT_THAT(lLines, testing::Contains(limitLine(iLimit))) << sAround;
         EXPECT_THAT(takeRefusal(EResultCode::Failure), testing::HasSubstr(std::to_string(iLimit) + " bytes"))
-            << "the client is told of the limit";
+            << "the client learns the limit";
         EXPECT_TRUE(lLines.size() == 1 || iLimit == 512) << "a long table name is no table either";
     }
     // A doubled quote counts twice.
