@@ -21,11 +21,10 @@ inline client::Status explainBusy(client::Status a_oStatus, std::chrono::millise
     if (a_oStatus.code() != EResultCode::Busy) {
         return a_oStatus;
     }
-    const std::string sWait = a_oWait.count() % 1000 == 0 ? std::to_string(a_oWait.count() / 1000) + " s"
-                                                          : std::to_string(a_oWait.count()) + " ms";
-    return client::Status::refused(EResultCode::Busy, "busy: another client's transaction has not ended" +
-                                                          (a_oWait.count() > 0 ? " within " + sWait : "") +
-                                                          "; " + a_sOption + " waits longer");
+    return client::Status::refused(EResultCode::Busy,
+                                   "busy: another client's transaction has not ended" +
+                                       (a_oWait.count() > 0 ? " within " + client::timeText(a_oWait) : "") +
+                                       "; " + a_sOption + " waits longer");
 }
 
 struct [[nodiscard]] Outcome

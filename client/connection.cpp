@@ -30,13 +30,6 @@ bool isRefusal(const wire::Header& a_oHeader)
            a_oHeader.m_iId == 0 && a_oHeader.m_iCode == EResultCode::Busy;
 }
 
-std::string timeText(milliseconds a_oTime)
-{
-    const auto oSeconds = std::chrono::duration_cast<std::chrono::seconds>(a_oTime);
-    return oSeconds == a_oTime ? std::to_string(oSeconds.count()) + " s"
-                               : std::to_string(a_oTime.count()) + " ms";
-}
-
 void setSendTimeout(int a_iSocket, milliseconds a_oTimeout)
 {
     const auto oSeconds = std::chrono::duration_cast<std::chrono::seconds>(a_oTimeout);

@@ -5,11 +5,20 @@
 
 #include "systema/protocol.h"
 
+#include <chrono>
 #include <string>
 #include <string_view>
 #include <utility>
 
 namespace systema::client {
+
+/// A duration as messages show it: whole seconds as "2 s", any other as "1500 ms".
+inline std::string timeText(std::chrono::milliseconds a_oTime)
+{
+    const auto oSeconds = std::chrono::duration_cast<std::chrono::seconds>(a_oTime);
+    return oSeconds == a_oTime ? std::to_string(oSeconds.count()) + " s"
+                               : std::to_string(a_oTime.count()) + " ms";
+}
 
 class [[nodiscard]] Status
 {
