@@ -31,6 +31,12 @@ inline std::string cellText(const wire::Cell& a_oCell)
     return isNumber(a_oCell) ? std::to_string(cellNumber(a_oCell)) : std::string(a_oCell.m_sText);
 }
 
+/// The cell shows the text; NULL shows none.
+inline bool showsText(const wire::Cell& a_oCell, std::string_view a_sText)
+{
+    return !isNull(a_oCell) && cellText(a_oCell) == a_sText;
+}
+
 /// Same type and same content.
 inline bool sameCell(const wire::Cell& a_oLeft, const wire::Cell& a_oRight)
 {

@@ -191,7 +191,7 @@ client::Result<client::Rows> readMatchingRows(client::Connection& a_oConnection,
     client::Rows oFound(NameList(std::vector(lColumns.begin(), lColumns.begin() + std::ptrdiff_t(iWanted))));
     for (std::size_t i = 0; i < oRows->size() && oFound.size() < a_iMost; ++i) {
         const auto lCells = (*oRows)[i].m_lCells;
-        if (!isNull(lCells[iKey]) && cellText(lCells[iKey]) == *oText) {
+        if (showsText(lCells[iKey], *oText)) {
             std::vector<Value> lValues;
             std::ranges::transform(lCells.first(iWanted), std::back_inserter(lValues), &wire::Cell::toValue);
             oFound.add(lValues);
@@ -306,17 +306,6 @@ struct Line
     bool m_bImmediate = false; // the write holds at once, and no rollback undoes it
 };
 
-/// What no line may begin with although it is a word of ledgerctl; empty for any other.
-std::string describeNoWrite(const std::string& a_sWord)
-{
-    const auto lCommands = commands();
-    const auto it = std::ranges::find(lCommands, a_sWord, &Command::m_pName);
-    if (a_sWord != "ledgerctl" && (it == lCommands.end() || it->m_eWrite != EWrite::None)) {
-        return {};
-    }
-    return "\"" + a_sWord + "\" is no command of a batch, which has set, add, del";
-}
-
 /// The words of the next command, which may go over several lines. False at the end of the input.
 bool readCommand(std::istream& a_oInput, unsigned& a_iLines, WordSplitter& a_oWords, std::string& a_sFault)
 {
@@ -362,8 +351,8 @@ Outcome parseLines(std::istream& a_oInput, std::ostream& a_oErrors, std::vector<
         if (sFault.empty() && oWords.words().empty()) {
             continue;
         }
-        if (sFault.empty()) {
-            sFault = describeNoWrite(oWords.words().front());
+        if (sFault.empty() && oWords.words().front() == "ledgerctl") { // which the grammar would skip
+            sFault = R"("ledgerctl" is no command of a batch, which has set, add, del)";
         }
         const Outcome oParsed =
             sFault.empty() ? oGrammar.parse(oWords.words(), a_oErrors) : Outcome::usage(sFault);

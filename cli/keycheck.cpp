@@ -49,7 +49,7 @@ Status KeyCheck::replaceQuoted(Arguments& a_oArguments)
     std::vector<std::string> lIds;
     for (std::size_t i = 0; i < oRows->size(); ++i) {
         const auto lCells = (*oRows)[i].m_lCells;
-        if (!isNull(lCells[1]) && cellText(lCells[1]) == *oText) {
+        if (showsText(lCells[1], *oText)) {
             lIds.push_back(cellText(lCells[0]));
         }
     }

@@ -175,7 +175,7 @@ std::string NameCheck::describeKey(const Status& a_oStatus, const Names& a_oName
     }
     for (std::size_t i = 0; i < oRows->size(); ++i) {
         const auto lCells = (*oRows)[i].m_lCells;
-        if (!lCells.empty() && !isNull(lCells.front()) && cellText(lCells.front()) == *a_oNames.m_oKeyValue) {
+        if (!lCells.empty() && showsText(lCells.front(), *a_oNames.m_oKeyValue)) {
             return bOfKeys ? sKey + " is no key of " + sTable : std::string();
         }
     }
