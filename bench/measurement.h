@@ -46,27 +46,27 @@ struct Measurement
 /// Measures one thing and its limit in turn, so that whatever else the machine does hits both alike, and
 /// gives the medians of the rounds.
 template<typename Limit, typename Ours>
-Outcome compare(const Effort& a_oEffort, Limit a_limit, Ours a_ours)
+Outcome compare(const Effort& a_oEffort, Limit a_iLimit, Ours a_sOurs)
 {
     std::vector<double> lLimits;
     std::vector<double> lOurs;
     lLimits.reserve(static_cast<std::size_t>(a_oEffort.m_iRounds));
     lOurs.reserve(static_cast<std::size_t>(a_oEffort.m_iRounds));
     for (int i = 0; i < a_oEffort.m_iRounds; ++i) {
-        lLimits.push_back(a_limit());
-        lOurs.push_back(a_ours());
+        lLimits.push_back(a_iLimit());
+        lOurs.push_back(a_sOurs());
     }
     return {median(std::move(lLimits)), median(std::move(lOurs))};
 }
 
 /// The same without a limit.
 template<typename Ours>
-Outcome repeat(const Effort& a_oEffort, Ours a_ours)
+Outcome repeat(const Effort& a_oEffort, Ours a_sOurs)
 {
     std::vector<double> lOurs;
     lOurs.reserve(static_cast<std::size_t>(a_oEffort.m_iRounds));
     for (int i = 0; i < a_oEffort.m_iRounds; ++i) {
-        lOurs.push_back(a_ours());
+        lOurs.push_back(a_sOurs());
     }
     return {{}, median(std::move(lOurs))};
 }

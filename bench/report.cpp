@@ -87,8 +87,8 @@ void printTable(std::ostream& a_oStream, const std::vector<Result>& a_lResults, 
 
 void printJson(std::ostream& a_oStream, const std::vector<Result>& a_lResults)
 {
-    const auto optional = [](const auto& a_oValue, auto a_make) {
-        return a_oValue ? a_make(*a_oValue) : nullptr;
+    const auto optional = [](const auto& a_oValue, auto a_oMake) {
+        return a_oValue ? a_oMake(*a_oValue) : nullptr;
     };
     const std::unique_ptr<json_object, decltype(&json_object_put)> pList(json_object_new_array(),
                                                                          &json_object_put);

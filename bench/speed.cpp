@@ -86,12 +86,12 @@ Outcome compareBulkReads(const Effort& a_oEffort, const Ledger& a_oLedger)
 
 /// What a server could do at best that runs one SQLite statement for each request.
 template<typename Work>
-Outcome compareBareLoop(const Effort& a_oEffort, Work a_work)
+Outcome compareBareLoop(const Effort& a_oEffort, Work a_oWork)
 {
     const EchoServer oEcho;
     const DatabaseFiles oFiles;
     const EchoServer oLoop([&]() -> EchoServer::Work {
-        return [a_work, pTable = std::make_shared<SqliteTable>(oFiles)] { a_work(*pTable); };
+        return [a_oWork, pTable = std::make_shared<SqliteTable>(oFiles)] { a_oWork(*pTable); };
     });
     EchoClient oEchoClient(oEcho.socket());
     EchoClient oLoopClient(oLoop.socket());

@@ -24,30 +24,30 @@ inline double median(std::vector<double> a_lValues)
 
 /// The time of the work, in microseconds.
 template<typename Work>
-double timeOf(Work a_work)
+double timeOf(Work a_oWork)
 {
     const auto oStart = Clock::now();
-    a_work();
+    a_oWork();
     return microsecondsSince(oStart);
 }
 
 /// Asks for so many figures and returns their median.
 template<typename Figure>
-double medianOf(int a_iTimes, Figure a_figure)
+double medianOf(int a_iTimes, Figure a_sFigure)
 {
     std::vector<double> lFigures;
     lFigures.reserve(static_cast<std::size_t>(a_iTimes));
     for (int i = 0; i < a_iTimes; ++i) {
-        lFigures.push_back(a_figure());
+        lFigures.push_back(a_sFigure());
     }
     return median(std::move(lFigures));
 }
 
 /// Does the work so many times and returns the median time of one, in microseconds.
 template<typename Work>
-double medianTime(int a_iTimes, Work a_work)
+double medianTime(int a_iTimes, Work a_oWork)
 {
-    return medianOf(a_iTimes, [&] { return timeOf(a_work); });
+    return medianOf(a_iTimes, [&] { return timeOf(a_oWork); });
 }
 
 } // namespace bench

@@ -159,7 +159,7 @@ void ClientSession::run(Function a_oFunction)
 
 unsigned ClientSession::interest() const
 {
-    const bool bReads = !isHeldBack() && !m_bClosing;
+    const bool bReads = !isBlocked() && !m_bClosing;
     const unsigned iFlags =
         (bReads ? systema::net::c_iReadable : 0U) | (m_sOutput.empty() ? 0U : systema::net::c_iWritable);
     return systema::net::c_iForTurn | (iFlags != 0 ? iFlags : systema::net::c_iHangUpOnly);
@@ -176,7 +176,7 @@ void ClientSession::handleEvent(int)
     awaitTurn();
 }
 
-void ClientSession::takeTurn()
+void ClientSession::onTurn()
 {
     if (m_oPause) { // a turn asked for before the pause: one more pause would outlive the session
         return;
@@ -216,8 +216,8 @@ void ClientSession::advance()
         if (m_pRows) {
             sendRowsPart();
         } else if (!m_lChanges.empty() && unsent() < c_iEventOutput) {
-            tellChanges();
-        } else if (isHeldBack() || m_bClosing || !serveInput({})) {
+            sendChangeEvents();
+        } else if (isBlocked() || m_bClosing || !serveInput({})) {
             return;
         }
     }
@@ -283,7 +283,7 @@ bool ClientSession::serveInput(std::string_view a_sInput)
 std::size_t ClientSession::serveFrames(std::string_view a_sInput)
 {
     std::size_t iServed = 0;
-    while (!isHeldBack() && !m_bClosing && unsent() <= c_iOutputLimit) {
+    while (!isBlocked() && !m_bClosing && unsent() <= c_iOutputLimit) {
         const std::string_view sRest = a_sInput.substr(iServed);
         const auto oHeader = systema::wire::readHeader(sRest);
         if (!oHeader) {
@@ -341,7 +341,7 @@ bool ClientSession::serve(std::string_view a_sBody)
         waitToBegin(*oAnswer.m_oWait);
     }
     EResultCode eResult = oAnswer.m_eResult;
-    if (eResult == EResultCode::Success && !isHeldBack()) {
+    if (eResult == EResultCode::Success && !isBlocked()) {
         if (!isTooLarge(oReply)) {
             return true;
         }
@@ -428,7 +428,7 @@ void ClientSession::sendRowsPart()
     }
 }
 
-void ClientSession::tellChanges()
+void ClientSession::sendChangeEvents()
 {
     for (const auto& sTable : m_lChanges) {
         Writer oEvent(m_sOutput);
@@ -439,15 +439,15 @@ void ClientSession::tellChanges()
     m_lChanges.clear();
 }
 
-void ClientSession::notify(const NameList& a_changedTables)
+void ClientSession::notify(const NameList& a_lChangedTables)
 {
-    m_lChanges.insert(a_changedTables.begin(), a_changedTables.end());
+    m_lChanges.insert(a_lChangedTables.begin(), a_lChangedTables.end());
     if (!m_pRows && !m_bDraining && !m_bYields) { // or they are told in the session's own turn
         run([] {});
     }
 }
 
-void ClientSession::tellTransactionLost(std::string_view a_sReason)
+void ClientSession::sendTransactionLost(std::string_view a_sReason)
 {
     run([&] {
         Writer oEvent(m_sOutput);

@@ -46,13 +46,13 @@ public:
     /// Begins to serve; the session may be gone when it returns.
     void start();
 
-    void handleEvent(int a_handle) override;
+    void handleEvent(int a_iFd) override;
     /// Reads and serves what has come, or goes on with what is under way.
-    void takeTurn() override;
-    void notify(const systema::NameList& a_changedTables) override;
+    void onTurn() override;
+    void notify(const systema::NameList& a_lChangedTables) override;
 
     /// Tells the client that its transaction was rolled back.
-    void tellTransactionLost(std::string_view a_sReason);
+    void sendTransactionLost(std::string_view a_sReason);
     /// Answers a begin that waited, and goes on with the requests behind it.
     void finishBegin(systema::EResultCode a_eResult);
 
@@ -77,7 +77,7 @@ private:
     void flush();
     void close();
     /// Later requests wait for something that is under way.
-    bool isHeldBack() const { return m_pRows || m_oWaitEnd || m_bYields || m_bDraining; }
+    bool isBlocked() const { return m_pRows || m_oWaitEnd || m_bYields || m_bDraining; }
 
     std::size_t unsent() const { return m_sOutput.size() - m_iSent; }
 
@@ -90,7 +90,7 @@ private:
     bool isTooLarge(Writer& a_oFrame) const;
     void refuse(const char* a_pWhat);
     void sendRowsPart();
-    void tellChanges();
+    void sendChangeEvents();
     void waitToBegin(std::chrono::milliseconds a_oWait);
 
     ConfigServiceManager& m_oManager;

@@ -85,22 +85,22 @@ constexpr auto findColumn(const auto& a_aColumns, std::string_view a_sName) -> d
     return nullptr;
 }
 
-void appendSchema(systema::ColumnList& a_columns, const auto& a_aColumns)
+void appendSchema(systema::ColumnList& a_lColumns, const auto& a_aColumns)
 {
     for (const auto& oColumn : a_aColumns) {
-        a_columns.add(oColumn.m_pName, oColumn.m_iType);
+        a_lColumns.add(oColumn.m_pName, oColumn.m_iType);
     }
 }
 
 /// Appends the wanted columns of the row in the order wanted, all in table order when none is named.
 /// 0; 9 at the first column that the table lacks, and those before it stay appended.
 template<class Row>
-systema::EResultCode selectColumns(systema::ValueList& a_row, const Row& a_oRow, const auto& a_aColumns,
+systema::EResultCode selectColumns(systema::ValueList& a_lRow, const Row& a_oRow, const auto& a_aColumns,
                                    const systema::NameList& a_lWanted)
 {
     if (a_lWanted.empty()) {
         for (const auto& oColumn : a_aColumns) {
-            a_row.add(oColumn.m_pName, oColumn.m_pGet(a_oRow));
+            a_lRow.add(oColumn.m_pName, oColumn.m_pGet(a_oRow));
         }
     }
     for (const auto& sName : a_lWanted) {
@@ -108,22 +108,22 @@ systema::EResultCode selectColumns(systema::ValueList& a_row, const Row& a_oRow,
         if (pColumn == nullptr) {
             return systema::EResultCode::NoKey;
         }
-        a_row.add(sName, pColumn->m_pGet(a_oRow));
+        a_lRow.add(sName, pColumn->m_pGet(a_oRow));
     }
     return systema::EResultCode::Success;
 }
 
 /// The same, but names that the table lacks are left out.
 template<class Row>
-void selectKnownColumns(systema::ValueList& a_row, const Row& a_oRow, const auto& a_aColumns,
+void selectKnownColumns(systema::ValueList& a_lRow, const Row& a_oRow, const auto& a_aColumns,
                         const systema::NameList& a_lWanted)
 {
     if (a_lWanted.empty()) {
-        selectColumns(a_row, a_oRow, a_aColumns, a_lWanted);
+        selectColumns(a_lRow, a_oRow, a_aColumns, a_lWanted);
     }
     for (const auto& sName : a_lWanted) {
         if (const auto* pColumn = findColumn(a_aColumns, sName)) {
-            a_row.add(sName, pColumn->m_pGet(a_oRow));
+            a_lRow.add(sName, pColumn->m_pGet(a_oRow));
         }
     }
 }

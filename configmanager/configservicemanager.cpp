@@ -27,7 +27,7 @@ uid_t peerUser(int a_iSocket)
     return iError == 0 ? oCredentials.uid : static_cast<uid_t>(-1);
 }
 
-void tellBusy(int a_iSocket)
+void sendBusy(int a_iSocket)
 {
     std::string sFrame;
     systema::wire::Writer oWriter(sFrame);
@@ -71,7 +71,7 @@ void ConfigServiceManager::takeConnection(zel::UniqueFd a_oSocket)
         const LogClient oMark(iUser);
         ZEL_Sysloglevel_warning(m_iModule, zel::here(), "Connection of user %u refused: too many",
                                 static_cast<unsigned>(iUser));
-        tellBusy(a_oSocket.get());
+        sendBusy(a_oSocket.get());
         return;
     }
     auto pSession = std::make_unique<ClientSession>(*this, std::move(a_oSocket), iUser);
@@ -100,11 +100,11 @@ bool ConfigServiceManager::keep(uid_t a_iUser, std::size_t a_iBefore, std::size_
     return a_iNow <= a_iBefore || bRoom;
 }
 
-void ConfigServiceManager::transactionLost(const void* a_handle, const char* a_pReason)
+void ConfigServiceManager::transactionLost(const void* a_pHandle, const char* a_pReason)
 {
-    auto it = m_mSessions.find(static_cast<const ClientSession*>(a_handle));
+    auto it = m_mSessions.find(static_cast<const ClientSession*>(a_pHandle));
     if (it != m_mSessions.end()) {
-        it->second->tellTransactionLost(a_pReason);
+        it->second->sendTransactionLost(a_pReason);
     }
 }
 

@@ -45,7 +45,7 @@ public:
     /// Closes every connection, as its end does; an open transaction is rolled back. No other may come then.
     void closeConnections();
 
-    void transactionLost(const void* a_handle, const char* a_pReason) override;
+    void transactionLost(const void* a_pHandle, const char* a_pReason) override;
     void transactionEnded() override;
     void transactionFree() override;
     void transactionLocked() override;

@@ -14,85 +14,85 @@ GenericConfigPlugin::GenericConfigPlugin(EResultCode a_eRefusal, zel::SourceTag 
 {
 }
 
-void GenericConfigPlugin::assertCall(const void* a_handle, zel::SourceTag a_oSource) const
+void GenericConfigPlugin::assertCall(const void* a_pHandle, zel::SourceTag a_oSource) const
 {
-    Assert(0 != a_handle, "0 != a_handle", a_oSource);
+    Assert(0 != a_pHandle, "0 != a_handle", a_oSource);
     Assert(classInvariant(), "classInvariant()", a_oSource);
 }
 
-EResultCode GenericConfigPlugin::refuse(const void* a_handle) const
+EResultCode GenericConfigPlugin::refuse(const void* a_pHandle) const
 {
-    assertCall(a_handle, m_oSource);
+    assertCall(a_pHandle, m_oSource);
     return m_eRefusal;
 }
 
-EResultCode GenericConfigPlugin::accept(const void* a_handle) const
+EResultCode GenericConfigPlugin::accept(const void* a_pHandle) const
 {
-    assertCall(a_handle, m_oSource);
+    assertCall(a_pHandle, m_oSource);
     return EResultCode::Success;
 }
 
-void GenericConfigPlugin::open(const void* a_handle)
+void GenericConfigPlugin::open(const void* a_pHandle)
 {
-    assertCall(a_handle, m_oSource);
+    assertCall(a_pHandle, m_oSource);
 }
 
-void GenericConfigPlugin::close(const void* a_handle)
+void GenericConfigPlugin::close(const void* a_pHandle)
 {
-    assertCall(a_handle, m_oSource);
+    assertCall(a_pHandle, m_oSource);
 }
 
-EResultCode GenericConfigPlugin::insertRow(const void* a_handle, const std::string&, const ValueList&)
+EResultCode GenericConfigPlugin::insertRow(const void* a_pHandle, const std::string&, const ValueList&)
 {
-    return refuse(a_handle);
+    return refuse(a_pHandle);
 }
 
-EResultCode GenericConfigPlugin::insertKey(int&, const void* a_handle, const std::string&, const ValueList&)
+EResultCode GenericConfigPlugin::insertKey(int&, const void* a_pHandle, const std::string&, const ValueList&)
 {
-    return refuse(a_handle);
+    return refuse(a_pHandle);
 }
 
-EResultCode GenericConfigPlugin::updateRow(const void* a_handle, const std::string&, unsigned int,
+EResultCode GenericConfigPlugin::updateRow(const void* a_pHandle, const std::string&, unsigned int,
                                            const ValueList&)
 {
-    return refuse(a_handle);
+    return refuse(a_pHandle);
 }
 
-EResultCode GenericConfigPlugin::updateKey(const void* a_handle, const std::string&, const std::string&,
+EResultCode GenericConfigPlugin::updateKey(const void* a_pHandle, const std::string&, const std::string&,
                                            const std::string&, const ValueList&)
 {
-    return refuse(a_handle);
+    return refuse(a_pHandle);
 }
 
-EResultCode GenericConfigPlugin::deleteRow(const void* a_handle, const std::string&, unsigned int)
+EResultCode GenericConfigPlugin::deleteRow(const void* a_pHandle, const std::string&, unsigned int)
 {
-    return refuse(a_handle);
+    return refuse(a_pHandle);
 }
 
-EResultCode GenericConfigPlugin::deleteKey(const void* a_handle, const std::string&, const std::string&,
+EResultCode GenericConfigPlugin::deleteKey(const void* a_pHandle, const std::string&, const std::string&,
                                            const std::string&)
 {
-    return refuse(a_handle);
+    return refuse(a_pHandle);
 }
 
-EResultCode GenericConfigPlugin::deleteAll(const void* a_handle, const std::string&)
+EResultCode GenericConfigPlugin::deleteAll(const void* a_pHandle, const std::string&)
 {
-    return refuse(a_handle);
+    return refuse(a_pHandle);
 }
 
-EResultCode GenericConfigPlugin::startTransaction(const void* a_handle)
+EResultCode GenericConfigPlugin::startTransaction(const void* a_pHandle)
 {
-    return accept(a_handle);
+    return accept(a_pHandle);
 }
 
-EResultCode GenericConfigPlugin::commitTransaction(const void* a_handle)
+EResultCode GenericConfigPlugin::commitTransaction(const void* a_pHandle)
 {
-    return accept(a_handle);
+    return accept(a_pHandle);
 }
 
-EResultCode GenericConfigPlugin::rollbackTransaction(const void* a_handle)
+EResultCode GenericConfigPlugin::rollbackTransaction(const void* a_pHandle)
 {
-    return accept(a_handle);
+    return accept(a_pHandle);
 }
 
 } // namespace configmanager::serverlib

@@ -14,28 +14,28 @@ namespace configmanager::serverlib {
 class GenericConfigPlugin : public systema::ConfigPluginBase
 {
 public:
-    void open(const void* a_handle) override;
-    void close(const void* a_handle) override;
-    systema::EResultCode insertRow(const void* a_handle, const std::string& a_table,
-                                   const systema::ValueList& a_values) override;
-    systema::EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
-                                   const systema::ValueList& a_values) override;
-    systema::EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
-                                   const systema::ValueList& a_values) override;
-    systema::EResultCode updateKey(const void* a_handle, const std::string& a_table,
-                                   const std::string& a_keyColumn, const std::string& a_keyValue,
-                                   const systema::ValueList& a_values) override;
-    systema::EResultCode deleteRow(const void* a_handle, const std::string& a_table,
-                                   unsigned int a_index) override;
-    systema::EResultCode deleteKey(const void* a_handle, const std::string& a_table,
-                                   const std::string& a_keyColumn, const std::string& a_keyValue) override;
-    systema::EResultCode deleteAll(const void* a_handle, const std::string& a_table) override;
+    void open(const void* a_pHandle) override;
+    void close(const void* a_pHandle) override;
+    systema::EResultCode insertRow(const void* a_pHandle, const std::string& a_sTable,
+                                   const systema::ValueList& a_lValues) override;
+    systema::EResultCode insertKey(int& a_iId, const void* a_pHandle, const std::string& a_sTable,
+                                   const systema::ValueList& a_lValues) override;
+    systema::EResultCode updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex,
+                                   const systema::ValueList& a_lValues) override;
+    systema::EResultCode updateKey(const void* a_pHandle, const std::string& a_sTable,
+                                   const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                   const systema::ValueList& a_lValues) override;
+    systema::EResultCode deleteRow(const void* a_pHandle, const std::string& a_sTable,
+                                   unsigned int a_iIndex) override;
+    systema::EResultCode deleteKey(const void* a_pHandle, const std::string& a_sTable,
+                                   const std::string& a_sKeyColumn, const std::string& a_sKeyValue) override;
+    systema::EResultCode deleteAll(const void* a_pHandle, const std::string& a_sTable) override;
     void tick(systema::NameList&) override {}
     bool initialize() override { return true; }
     bool isPersistent() const override { return false; }
-    systema::EResultCode startTransaction(const void* a_handle) override;
-    systema::EResultCode commitTransaction(const void* a_handle) override;
-    systema::EResultCode rollbackTransaction(const void* a_handle) override;
+    systema::EResultCode startTransaction(const void* a_pHandle) override;
+    systema::EResultCode commitTransaction(const void* a_pHandle) override;
+    systema::EResultCode rollbackTransaction(const void* a_pHandle) override;
 
 protected:
     /// a_eRefusal answers every write that the plugin does not override, whatever the table.
@@ -46,16 +46,16 @@ protected:
     virtual bool classInvariant() const { return true; }
 
     /// The first line of every operation that takes a handle: asserts the handle, then the invariant.
-    void assertCall(const void* a_handle, zel::SourceTag a_oSource = zel::here()) const;
+    void assertCall(const void* a_pHandle, zel::SourceTag a_oSource = zel::here()) const;
 
     /// What a write that the plugin does not override answers.
-    virtual systema::EResultCode refuse(const void* a_handle) const;
+    virtual systema::EResultCode refuse(const void* a_pHandle) const;
 
     /// The place that is shown for an operation that the plugin inherits.
     const zel::SourceTag m_oSource;
 
 private:
-    systema::EResultCode accept(const void* a_handle) const;
+    systema::EResultCode accept(const void* a_pHandle) const;
 
     const systema::EResultCode m_eRefusal;
 };

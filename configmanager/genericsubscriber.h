@@ -26,7 +26,7 @@ public:
 
     const std::string& getName() const { return m_sName; }
 
-    void notify(const systema::NameList& a_changedTables) override { m_oCallback(a_changedTables); }
+    void notify(const systema::NameList& a_lChangedTables) override { m_oCallback(a_lChangedTables); }
 
 private:
     systema::IConfigPublisher& m_oPublisher;

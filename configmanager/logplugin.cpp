@@ -41,29 +41,30 @@ void LogPlugin::tick(systema::NameList&)
     ZEL_Sysloglevel_flush();
 }
 
-EResultCode LogPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                 const std::string& a_table)
+EResultCode LogPlugin::getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                 const std::string& a_sTable)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
-    a_columns.add(c_pId, EDataType::Integer);
+    a_lColumns.add(c_pId, EDataType::Integer);
     for (const auto& [sName, iLevel] : m_mLevels) {
-        a_columns.add(sName, EDataType::Integer);
+        a_lColumns.add(sName, EDataType::Integer);
     }
     return EResultCode::Success;
 }
 
-EResultCode LogPlugin::selectRow(systema::ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                 unsigned int, const systema::NameList& a_columns)
+EResultCode LogPlugin::selectRow(systema::ValueList& a_lRow, const void* a_pHandle,
+                                 const std::string& a_sTable, unsigned int,
+                                 const systema::NameList& a_lColumns)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
     // The list only filters: a client may ask for a module that has not registered yet.
     const auto addWanted = [&](const std::string& a_sName, int a_iNumber) {
-        if (a_columns.empty() || a_columns.hasName(a_sName)) {
-            a_row.add(a_sName, integer(a_iNumber));
+        if (a_lColumns.empty() || a_lColumns.hasName(a_sName)) {
+            a_lRow.add(a_sName, integer(a_iNumber));
         }
     };
     addWanted(c_pId, 1);
@@ -73,34 +74,34 @@ EResultCode LogPlugin::selectRow(systema::ValueList& a_row, const void* a_handle
     return EResultCode::Success;
 }
 
-EResultCode LogPlugin::selectKey(systema::ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                 const std::string& a_keyColumn, const std::string& a_keyValue,
-                                 const systema::NameList& a_columns)
+EResultCode LogPlugin::selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                 const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                 const std::string& a_sKeyValue, const systema::NameList& a_lColumns)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
-    const auto it = m_mLevels.find(a_keyColumn);
-    const bool bFound = (a_keyColumn == c_pId && matchesKey(integer(1), a_keyValue)) ||
-                        (it != m_mLevels.end() && matchesKey(integer(it->second), a_keyValue));
+    const auto it = m_mLevels.find(a_sKeyColumn);
+    const bool bFound = (a_sKeyColumn == c_pId && matchesKey(integer(1), a_sKeyValue)) ||
+                        (it != m_mLevels.end() && matchesKey(integer(it->second), a_sKeyValue));
     // A module that has not registered is a row that is not there yet, so 10 and not 9.
-    return bFound ? selectRow(a_row, a_handle, a_table, 0, a_columns) : EResultCode(EResultCode::NoRow);
+    return bFound ? selectRow(a_lRow, a_pHandle, a_sTable, 0, a_lColumns) : EResultCode(EResultCode::NoRow);
 }
 
-EResultCode LogPlugin::refuse(const void* a_handle) const
+EResultCode LogPlugin::refuse(const void* a_pHandle) const
 {
     return systema::noteRefusal(
-        OneRowPlugin::refuse(a_handle),
+        OneRowPlugin::refuse(a_pHandle),
         "the one row can be changed, by its position, but is neither added nor deleted");
 }
 
-EResultCode LogPlugin::updateRow(const void* a_handle, const std::string& a_table, unsigned int,
-                                 const systema::ValueList& a_values)
+EResultCode LogPlugin::updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int,
+                                 const systema::ValueList& a_lValues)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
-    for (const auto& [sName, oValue] : a_values) {
+    for (const auto& [sName, oValue] : a_lValues) {
         const auto it = m_mLevels.find(sName);
         if (it == m_mLevels.end()) {
             return EResultCode::NoKey; // "Id" too: it is a column, but no module

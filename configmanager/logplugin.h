@@ -25,27 +25,27 @@ public:
     void changeLogLevel(const std::string& a_sName, LogLevel a_iLevel) const;
 
     /// Writes what the logger has held back.
-    void tick(systema::NameList& a_changedTables) override;
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                   const std::string& a_table) override;
+    void tick(systema::NameList& a_lChangedTables) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                   const std::string& a_sTable) override;
     /// The one row, whatever the position. The columns come in table order, names that match nothing are
     /// left out. 0, 8.
-    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, unsigned int a_index,
-                                   const systema::NameList& a_columns) override;
+    systema::EResultCode selectRow(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, unsigned int a_iIndex,
+                                   const systema::NameList& a_lColumns) override;
     /// 0; 8; 10 also for a key column that is not there.
-    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, const std::string& a_keyColumn,
-                                   const std::string& a_keyValue,
-                                   const systema::NameList& a_columns) override;
+    systema::EResultCode selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                   const std::string& a_sKeyValue,
+                                   const systema::NameList& a_lColumns) override;
     /// Sets the levels in the order given, whatever the position. 0; 8; 9 at the first name that is no
     /// module, 6 at the first value that is no number or beyond those of the column, and the levels before it
     /// stay set. A level is a number of 0 to 1023.
-    systema::EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
-                                   const systema::ValueList& a_values) override;
+    systema::EResultCode updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex,
+                                   const systema::ValueList& a_lValues) override;
 
 private:
-    systema::EResultCode refuse(const void* a_handle) const override;
+    systema::EResultCode refuse(const void* a_pHandle) const override;
 
     std::map<std::string, LogLevel> m_mLevels;
 };

@@ -13,17 +13,17 @@ namespace configmanager::serverlib {
 class OneRowPlugin : public GenericConfigPlugin
 {
 public:
-    void getTables(systema::NameList& a_tables, const void* a_handle) override
+    void getTables(systema::NameList& a_lTables, const void* a_pHandle) override
     {
-        assertCall(a_handle, m_oSource);
-        a_tables.add(m_sTable);
+        assertCall(a_pHandle, m_oSource);
+        a_lTables.add(m_sTable);
     }
-    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
-                                 const std::string& a_table) override
+    systema::EResultCode getSize(unsigned int& a_iSize, const void* a_pHandle,
+                                 const std::string& a_sTable) override
     {
-        const systema::EResultCode eCode = check(a_handle, a_table, m_oSource);
+        const systema::EResultCode eCode = check(a_pHandle, a_sTable, m_oSource);
         if (eCode == systema::EResultCode::Success) {
-            a_size = 1;
+            a_iSize = 1;
         }
         return eCode;
     }
@@ -38,11 +38,11 @@ protected:
     }
 
     /// assertCall() for an operation on a table. 0; 8 for a table of another name.
-    systema::EResultCode check(const void* a_handle, const std::string& a_table,
+    systema::EResultCode check(const void* a_pHandle, const std::string& a_sTable,
                                zel::SourceTag a_oSource = zel::here()) const
     {
-        assertCall(a_handle, a_oSource);
-        return a_table == m_sTable ? systema::EResultCode::Success : systema::EResultCode::NoTable;
+        assertCall(a_pHandle, a_oSource);
+        return a_sTable == m_sTable ? systema::EResultCode::Success : systema::EResultCode::NoTable;
     }
 
 private:

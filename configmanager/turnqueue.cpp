@@ -99,7 +99,7 @@ void TurnQueue::runNext()
     dequeue(oTaker);
 
     const Clock::time_point oStart = m_oEvents.now();
-    oTaker.takeTurn();
+    oTaker.onTurn();
     const Clock::time_point oEnd = m_oEvents.now();
     if (m_pRunning != nullptr) {
         m_pRunning->m_oUsed += oEnd - oStart;

@@ -43,7 +43,7 @@ public:
     TurnTaker(const TurnTaker&) = delete;
     TurnTaker& operator=(const TurnTaker&) = delete;
 
-    virtual void takeTurn() = 0;
+    virtual void onTurn() = 0;
 
     uid_t getUser() const { return m_iUser; }
 

@@ -11,7 +11,7 @@ struct CallResult
     {
         Done,
         Refused,    // answered with an error, or the arguments cannot be sent
-        Late,       // the service did not answer in time
+        TimedOut,   // the service did not answer in time
         Unreachable // there is no bus, or no process owns the service's name
     };
 

@@ -46,11 +46,11 @@ CallResult RemoteObject::call(const std::function<void()>& a_oCall)
         a_oCall();
         return {};
     } catch (const NoAnswer& oError) {
-        return pause(m_oConnection.isOpen() ? EState::Late : EState::Unreachable, oError.what());
+        return pause(m_oConnection.isOpen() ? EState::TimedOut : EState::Unreachable, oError.what());
     } catch (const DBus::Error& oError) {
         const std::string_view sName = oError.name();
         if (sName == DBUS_ERROR_NO_REPLY || sName == DBUS_ERROR_TIMEOUT) {
-            return pause(EState::Late, oError.message());
+            return pause(EState::TimedOut, oError.message());
         }
         if (sName == DBUS_ERROR_SERVICE_UNKNOWN || sName == DBUS_ERROR_NAME_HAS_NO_OWNER) {
             return pause(EState::Unreachable, oError.message());

@@ -56,7 +56,7 @@ void checkTable(const std::string& a_sFile)
 {
     auto oFile = zel::FilePlugin::createFile(a_sFile, "");
     require(oFile.read() == (oFile.getLineCount() > 0));
-    oFile.settle();
+    oFile.markClean();
     require(!oFile.read());
     systema::ColumnList lColumns;
     oFile.getSchema(lColumns);

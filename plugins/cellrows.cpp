@@ -18,14 +18,14 @@ void CellRows::setColumns(const systema::NameList& a_lColumns)
     }
 }
 
-void CellRows::add(const systema::ValueList& a_oRow)
+void CellRows::add(const systema::ValueList& a_lRow)
 {
     systema::NameList lNames;
-    for (const auto& [sName, oValue] : a_oRow) {
+    for (const auto& [sName, oValue] : a_lRow) {
         lNames.add(sName);
     }
     setColumns(lNames);
-    for (const auto& [sName, oValue] : a_oRow) {
+    for (const auto& [sName, oValue] : a_lRow) {
         addValue(oValue);
     }
     endRow();

@@ -35,7 +35,7 @@ public:
     /// The columns of the rows that come from now on.
     void setColumns(const systema::NameList& a_lColumns);
     /// Adds a row with the names that it has.
-    void add(const systema::ValueList& a_oRow);
+    void add(const systema::ValueList& a_lRow);
     /// Adds a row of the same wanted columns.
     void add(Row a_oRow);
 

@@ -81,104 +81,104 @@ ConfigServerConfigPlugin::ConfigServerConfigPlugin(ConfigDispatcher& a_oDispatch
 }
 
 EResultCode ConfigServerConfigPlugin::describe(systema::TableDescription& a_oDescription,
-                                               const std::string& a_table)
+                                               const std::string& a_sTable)
 {
-    a_oDescription.m_bWritable = a_table != c_oLimits.m_pName;
+    a_oDescription.m_bWritable = a_sTable != c_oLimits.m_pName;
     return EResultCode::Success;
 }
 
-void ConfigServerConfigPlugin::getTables(systema::NameList& a_tables, const void* a_handle)
+void ConfigServerConfigPlugin::getTables(systema::NameList& a_lTables, const void* a_pHandle)
 {
-    assertCall(a_handle);
+    assertCall(a_pHandle);
     for (const auto& oTable : c_aTables) {
-        a_tables.add(oTable.m_pName);
+        a_lTables.add(oTable.m_pName);
     }
 }
 
-EResultCode ConfigServerConfigPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                                const std::string& a_table)
+EResultCode ConfigServerConfigPlugin::getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                                const std::string& a_sTable)
 {
-    assertCall(a_handle);
-    const Table* pTable = find(c_aTables, a_table);
+    assertCall(a_pHandle);
+    const Table* pTable = find(c_aTables, a_sTable);
     if (pTable == nullptr) {
         return EResultCode::NoTable;
     }
-    appendSchema(a_columns, pTable->m_lColumns);
+    appendSchema(a_lColumns, pTable->m_lColumns);
     return EResultCode::Success;
 }
 
-EResultCode ConfigServerConfigPlugin::getSize(unsigned int& a_size, const void* a_handle,
-                                              const std::string& a_table)
+EResultCode ConfigServerConfigPlugin::getSize(unsigned int& a_iSize, const void* a_pHandle,
+                                              const std::string& a_sTable)
 {
-    assertCall(a_handle);
-    if (find(c_aTables, a_table) == nullptr) {
+    assertCall(a_pHandle);
+    if (find(c_aTables, a_sTable) == nullptr) {
         return EResultCode::NoTable;
     }
-    a_size = 1;
+    a_iSize = 1;
     return EResultCode::Success;
 }
 
-EResultCode ConfigServerConfigPlugin::selectRow(systema::ValueList& a_row, const void* a_handle,
-                                                const std::string& a_table, unsigned int a_index,
-                                                const systema::NameList& a_columns)
+EResultCode ConfigServerConfigPlugin::selectRow(systema::ValueList& a_lRow, const void* a_pHandle,
+                                                const std::string& a_sTable, unsigned int a_iIndex,
+                                                const systema::NameList& a_lColumns)
 {
-    assertCall(a_handle);
-    const Table* pTable = find(c_aTables, a_table);
+    assertCall(a_pHandle);
+    const Table* pTable = find(c_aTables, a_sTable);
     if (pTable == nullptr) {
         return EResultCode::NoTable;
     }
-    if (a_index != 0) {
+    if (a_iIndex != 0) {
         return EResultCode::NoRow;
     }
-    return selectColumns(a_row, m_oDispatcher, pTable->m_lColumns, a_columns);
+    return selectColumns(a_lRow, m_oDispatcher, pTable->m_lColumns, a_lColumns);
 }
 
-EResultCode ConfigServerConfigPlugin::selectKey(systema::ValueList& a_row, const void* a_handle,
-                                                const std::string& a_table, const std::string& a_keyColumn,
-                                                const std::string& a_keyValue,
-                                                const systema::NameList& a_columns)
+EResultCode ConfigServerConfigPlugin::selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                                const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                                const std::string& a_sKeyValue,
+                                                const systema::NameList& a_lColumns)
 {
-    assertCall(a_handle);
-    const Table* pTable = find(c_aTables, a_table);
+    assertCall(a_pHandle);
+    const Table* pTable = find(c_aTables, a_sTable);
     if (pTable == nullptr) {
         return EResultCode::NoTable;
     }
-    const auto* pColumn = findColumn(pTable->m_lColumns, a_keyColumn);
+    const auto* pColumn = findColumn(pTable->m_lColumns, a_sKeyColumn);
     if (pColumn == nullptr) {
         return EResultCode::NoKey;
     }
     // 1 where other tables answer 10: what the clients of these two know.
-    return matchesKey(pColumn->m_pGet(m_oDispatcher), a_keyValue)
-               ? selectRow(a_row, a_handle, a_table, 0, a_columns)
+    return matchesKey(pColumn->m_pGet(m_oDispatcher), a_sKeyValue)
+               ? selectRow(a_lRow, a_pHandle, a_sTable, 0, a_lColumns)
                : EResultCode(EResultCode::Failure);
 }
 
-EResultCode ConfigServerConfigPlugin::updateRow(const void* a_handle, const std::string& a_table,
-                                                unsigned int a_index, const systema::ValueList& a_values)
+EResultCode ConfigServerConfigPlugin::updateRow(const void* a_pHandle, const std::string& a_sTable,
+                                                unsigned int a_iIndex, const systema::ValueList& a_lValues)
 {
-    assertCall(a_handle);
-    const Table* pTable = find(c_aTables, a_table);
+    assertCall(a_pHandle);
+    const Table* pTable = find(c_aTables, a_sTable);
     if (pTable == nullptr) {
         return EResultCode::NoTable;
     }
     if (pTable == &c_oLimits) {
         return EResultCode::ReadOnly;
     }
-    if (a_index != 0) {
+    if (a_iIndex != 0) {
         return EResultCode::NoRow;
     }
-    for (const auto& [sName, oValue] : a_values) {
+    for (const auto& [sName, oValue] : a_lValues) {
         if (findColumn(pTable->m_lColumns, sName) == nullptr) {
             return EResultCode::NoKey;
         }
     }
-    for (const auto& [sName, oValue] : a_values) {
+    for (const auto& [sName, oValue] : a_lValues) {
         if (find(c_aSetters, sName) != nullptr && !numberOf(oValue)) {
             return systema::noteRefusal(EResultCode::Constraint, sName + " has to be a number");
         }
     }
     bool bApplied = false;
-    for (const auto& [sName, oValue] : a_values) {
+    for (const auto& [sName, oValue] : a_lValues) {
         const Setter* pSetter = find(c_aSetters, sName);
         if (pSetter == nullptr) {
             continue;
@@ -198,22 +198,23 @@ EResultCode ConfigServerConfigPlugin::updateRow(const void* a_handle, const std:
     return bApplied ? EResultCode::Success : EResultCode::ReadOnly;
 }
 
-EResultCode ConfigServerConfigPlugin::updateKey(const void* a_handle, const std::string& a_table,
-                                                const std::string& a_keyColumn, const std::string& a_keyValue,
-                                                const systema::ValueList& a_values)
+EResultCode ConfigServerConfigPlugin::updateKey(const void* a_pHandle, const std::string& a_sTable,
+                                                const std::string& a_sKeyColumn,
+                                                const std::string& a_sKeyValue,
+                                                const systema::ValueList& a_lValues)
 {
-    assertCall(a_handle);
+    assertCall(a_pHandle);
     // The key is tested before the table is looked at, and clients may name the row by a column of either
     // table, all but the minimum.
-    const auto* pColumn = findColumn(c_aSettings, a_keyColumn);
+    const auto* pColumn = findColumn(c_aSettings, a_sKeyColumn);
     if (pColumn == nullptr) {
-        pColumn = findColumn(c_aLimits, a_keyColumn);
+        pColumn = findColumn(c_aLimits, a_sKeyColumn);
     }
-    if (pColumn == nullptr || a_keyColumn == c_pMinimum ||
-        !matchesKey(pColumn->m_pGet(m_oDispatcher), a_keyValue)) {
+    if (pColumn == nullptr || a_sKeyColumn == c_pMinimum ||
+        !matchesKey(pColumn->m_pGet(m_oDispatcher), a_sKeyValue)) {
         return EResultCode::NoRow;
     }
-    return updateRow(a_handle, a_table, 0, a_values);
+    return updateRow(a_pHandle, a_sTable, 0, a_lValues);
 }
 
 } // namespace zel::cfg

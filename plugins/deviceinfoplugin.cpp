@@ -21,49 +21,51 @@ DeviceInfoPlugin::DeviceInfoPlugin(systema::ConfigPluginBase& a_oDispatcher)
     m_lProviders.push_back(std::make_unique<VersionInfo>());
 }
 
-void DeviceInfoPlugin::getTables(systema::NameList& a_tables, const void* a_handle)
+void DeviceInfoPlugin::getTables(systema::NameList& a_lTables, const void* a_pHandle)
 {
-    assertCall(a_handle);
+    assertCall(a_pHandle);
     for (const auto& pProvider : m_lProviders) {
-        pProvider->getTables(a_tables);
+        pProvider->getTables(a_lTables);
     }
 }
 
-EResultCode DeviceInfoPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                        const std::string& a_table)
+EResultCode DeviceInfoPlugin::getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                        const std::string& a_sTable)
 {
-    assertCall(a_handle);
-    const auto* pProvider = find(a_table);
-    return pProvider == nullptr ? EResultCode(EResultCode::NoTable) : pProvider->getSchema(a_columns);
+    assertCall(a_pHandle);
+    const auto* pProvider = find(a_sTable);
+    return pProvider == nullptr ? EResultCode(EResultCode::NoTable) : pProvider->getSchema(a_lColumns);
 }
 
-EResultCode DeviceInfoPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
+EResultCode DeviceInfoPlugin::getSize(unsigned int& a_iSize, const void* a_pHandle,
+                                      const std::string& a_sTable)
 {
-    assertCall(a_handle);
-    const auto* pProvider = find(a_table);
-    return pProvider == nullptr ? EResultCode(EResultCode::NoTable) : pProvider->getSize(a_size);
+    assertCall(a_pHandle);
+    const auto* pProvider = find(a_sTable);
+    return pProvider == nullptr ? EResultCode(EResultCode::NoTable) : pProvider->getSize(a_iSize);
 }
 
-EResultCode DeviceInfoPlugin::selectRow(systema::ValueList& a_row, const void* a_handle,
-                                        const std::string& a_table, unsigned int a_index,
-                                        const systema::NameList& a_columns)
+EResultCode DeviceInfoPlugin::selectRow(systema::ValueList& a_lRow, const void* a_pHandle,
+                                        const std::string& a_sTable, unsigned int a_iIndex,
+                                        const systema::NameList& a_lColumns)
 {
-    assertCall(a_handle);
-    const auto* pProvider = find(a_table);
+    assertCall(a_pHandle);
+    const auto* pProvider = find(a_sTable);
     return pProvider == nullptr ? EResultCode(EResultCode::NoTable)
-                                : pProvider->selectRow(a_row, a_index, a_columns);
+                                : pProvider->selectRow(a_lRow, a_iIndex, a_lColumns);
 }
 
-EResultCode DeviceInfoPlugin::selectKey(systema::ValueList& a_row, const void* a_handle,
-                                        const std::string& a_table, const std::string& a_keyColumn,
-                                        const std::string& a_keyValue, const systema::NameList& a_columns)
+EResultCode DeviceInfoPlugin::selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                        const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                        const std::string& a_sKeyValue, const systema::NameList& a_lColumns)
 {
     systema::ValueList lKey;
-    if (const EResultCode eCode = selectRow(lKey, a_handle, a_table, 0, {a_keyColumn})) {
+    if (const EResultCode eCode = selectRow(lKey, a_pHandle, a_sTable, 0, {a_sKeyColumn})) {
         return eCode;
     }
-    return matchesKey(lKey.begin()->second, a_keyValue) ? selectRow(a_row, a_handle, a_table, 0, a_columns)
-                                                        : EResultCode(EResultCode::NoRow);
+    return matchesKey(lKey.begin()->second, a_sKeyValue)
+               ? selectRow(a_lRow, a_pHandle, a_sTable, 0, a_lColumns)
+               : EResultCode(EResultCode::NoRow);
 }
 
 bool DeviceInfoPlugin::initialize()

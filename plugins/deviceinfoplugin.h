@@ -19,21 +19,21 @@ public:
     /// The dispatcher, which must outlive the plugin, serves the tables that factory values go to.
     explicit DeviceInfoPlugin(systema::ConfigPluginBase& a_oDispatcher);
 
-    void getTables(systema::NameList& a_tables, const void* a_handle) override;
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                   const std::string& a_table) override;
-    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
-                                 const std::string& a_table) override;
+    void getTables(systema::NameList& a_lTables, const void* a_pHandle) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                   const std::string& a_sTable) override;
+    systema::EResultCode getSize(unsigned int& a_iSize, const void* a_pHandle,
+                                 const std::string& a_sTable) override;
     /// 0, 8, 9, 10.
-    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, unsigned int a_index,
-                                   const systema::NameList& a_columns) override;
+    systema::EResultCode selectRow(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, unsigned int a_iIndex,
+                                   const systema::NameList& a_lColumns) override;
     /// Every column is a key. 0; 8; 9 for an unknown column, wanted or key; 10 when the row does not show the
     /// key.
-    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, const std::string& a_keyColumn,
-                                   const std::string& a_keyValue,
-                                   const systema::NameList& a_columns) override;
+    systema::EResultCode selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                   const std::string& a_sKeyValue,
+                                   const systema::NameList& a_lColumns) override;
     bool initialize() override;
 
 private:

@@ -24,37 +24,37 @@ void DeviceInfoRow::load()
     Assert(true == loaded(), "true == loaded()");
 }
 
-EResultCode DeviceInfoRow::getSchema(systema::ColumnList& a_columns) const
+EResultCode DeviceInfoRow::getSchema(systema::ColumnList& a_lColumns) const
 {
     for (const auto& [sName, oValue] : m_lRow) {
-        a_columns.add(sName, oValue.getType());
+        a_lColumns.add(sName, oValue.getType());
     }
     return EResultCode::Success;
 }
 
-EResultCode DeviceInfoRow::getSize(unsigned int& a_size) const
+EResultCode DeviceInfoRow::getSize(unsigned int& a_iSize) const
 {
-    a_size = 1;
+    a_iSize = 1;
     return EResultCode::Success;
 }
 
-EResultCode DeviceInfoRow::selectRow(ValueList& a_row, unsigned int a_index,
-                                     const systema::NameList& a_columns) const
+EResultCode DeviceInfoRow::selectRow(ValueList& a_lRow, unsigned int a_iIndex,
+                                     const systema::NameList& a_lColumns) const
 {
-    if (a_index != 0) {
+    if (a_iIndex != 0) {
         return EResultCode::NoRow;
     }
-    if (a_columns.empty()) {
+    if (a_lColumns.empty()) {
         for (const auto& [sName, oValue] : m_lRow) {
-            a_row.add(sName, oValue);
+            a_lRow.add(sName, oValue);
         }
     }
-    for (const auto& sName : a_columns) {
+    for (const auto& sName : a_lColumns) {
         const Value* pValue = findValue(sName);
         if (pValue == nullptr) {
             return EResultCode::NoKey;
         }
-        a_row.add(sName, *pValue);
+        a_lRow.add(sName, *pValue);
     }
     return EResultCode::Success;
 }

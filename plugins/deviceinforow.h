@@ -12,12 +12,12 @@ class DeviceInfoRow : public IDeviceInfoPlugin
 public:
     bool loaded() const override { return !m_lRow.empty(); }
     void load() override;
-    bool hasTable(const std::string& a_table) const override { return a_table == m_sTable; }
-    void getTables(systema::NameList& a_tables) const override { a_tables.add(m_sTable); }
-    systema::EResultCode getSchema(systema::ColumnList& a_columns) const override;
-    systema::EResultCode getSize(unsigned int& a_size) const override;
-    systema::EResultCode selectRow(systema::ValueList& a_row, unsigned int a_index,
-                                   const systema::NameList& a_columns) const override;
+    bool hasTable(const std::string& a_sTable) const override { return a_sTable == m_sTable; }
+    void getTables(systema::NameList& a_lTables) const override { a_lTables.add(m_sTable); }
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns) const override;
+    systema::EResultCode getSize(unsigned int& a_iSize) const override;
+    systema::EResultCode selectRow(systema::ValueList& a_lRow, unsigned int a_iIndex,
+                                   const systema::NameList& a_lColumns) const override;
 
     /// The value of the first column of the name, null when the row has none.
     const systema::Value* findValue(const std::string& a_sName) const { return m_lRow.find(a_sName); }

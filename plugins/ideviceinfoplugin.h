@@ -20,17 +20,17 @@ public:
     /// Reads the row, which must not have been read yet. Throws what keeps the daemon from going on.
     virtual void load() = 0;
     /// True for the table's name.
-    virtual bool hasTable(const std::string& a_table) const = 0;
+    virtual bool hasTable(const std::string& a_sTable) const = 0;
     /// Appends the table's name.
-    virtual void getTables(systema::NameList& a_tables) const = 0;
+    virtual void getTables(systema::NameList& a_lTables) const = 0;
     /// Appends the columns of the row with their types. 0.
-    virtual systema::EResultCode getSchema(systema::ColumnList& a_columns) const = 0;
+    virtual systema::EResultCode getSchema(systema::ColumnList& a_lColumns) const = 0;
     /// Always 1. 0.
-    virtual systema::EResultCode getSize(unsigned int& a_size) const = 0;
+    virtual systema::EResultCode getSize(unsigned int& a_iSize) const = 0;
     /// Appends the wanted columns in the order wanted, the whole row when none is named. 0; 9 at the first
     /// column that the row lacks, and those before it stay appended; 10 for an index other than 0.
-    virtual systema::EResultCode selectRow(systema::ValueList& a_row, unsigned int a_index,
-                                           const systema::NameList& a_columns) const = 0;
+    virtual systema::EResultCode selectRow(systema::ValueList& a_lRow, unsigned int a_iIndex,
+                                           const systema::NameList& a_lColumns) const = 0;
 };
 
 } // namespace zel

@@ -20,39 +20,40 @@ public:
 
     void add(std::string a_sView) { m_lNames.add(std::move(a_sView)); }
 
-    void getTables(systema::NameList& a_tables, const void*) override { a_tables.add(c_pTable); }
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void*, const std::string&) override
+    void getTables(systema::NameList& a_lTables, const void*) override { a_lTables.add(c_pTable); }
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const void*, const std::string&) override
     {
-        configmanager::serverlib::appendSchema(a_columns, c_aColumns);
+        configmanager::serverlib::appendSchema(a_lColumns, c_aColumns);
         return systema::EResultCode::Success;
     }
-    systema::EResultCode getSize(unsigned int& a_size, const void*, const std::string&) override
+    systema::EResultCode getSize(unsigned int& a_iSize, const void*, const std::string&) override
     {
-        a_size = static_cast<unsigned int>(m_lNames.size());
+        a_iSize = static_cast<unsigned int>(m_lNames.size());
         return systema::EResultCode::Success;
     }
     /// 0, 9, 10.
-    systema::EResultCode selectRow(systema::ValueList& a_row, const void*, const std::string&,
-                                   unsigned int a_index, const systema::NameList& a_columns) override
+    systema::EResultCode selectRow(systema::ValueList& a_lRow, const void*, const std::string&,
+                                   unsigned int a_iIndex, const systema::NameList& a_lColumns) override
     {
         using namespace configmanager::serverlib;
         systema::ValueList lNone; // an unknown column is one without a row, too
-        if (const auto eCode = selectColumns(lNone, std::string(), c_aColumns, a_columns)) {
+        if (const auto eCode = selectColumns(lNone, std::string(), c_aColumns, a_lColumns)) {
             return eCode;
         }
-        return a_index < m_lNames.size() ? selectColumns(a_row, m_lNames[a_index], c_aColumns, a_columns)
-                                         : systema::EResultCode(systema::EResultCode::NoRow);
+        return a_iIndex < m_lNames.size() ? selectColumns(a_lRow, m_lNames[a_iIndex], c_aColumns, a_lColumns)
+                                          : systema::EResultCode(systema::EResultCode::NoRow);
     }
     /// 0, 9, 10.
-    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, const std::string& a_keyColumn,
-                                   const std::string& a_keyValue, const systema::NameList& a_columns) override
+    systema::EResultCode selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                   const std::string& a_sKeyValue,
+                                   const systema::NameList& a_lColumns) override
     {
-        if (configmanager::serverlib::findColumn(c_aColumns, a_keyColumn) == nullptr) {
+        if (configmanager::serverlib::findColumn(c_aColumns, a_sKeyColumn) == nullptr) {
             return systema::EResultCode::NoKey;
         }
-        const auto iIndex = std::ranges::find(m_lNames, a_keyValue) - m_lNames.begin();
-        return selectRow(a_row, a_handle, a_table, static_cast<unsigned int>(iIndex), a_columns);
+        const auto iIndex = std::ranges::find(m_lNames, a_sKeyValue) - m_lNames.begin();
+        return selectRow(a_lRow, a_pHandle, a_sTable, static_cast<unsigned int>(iIndex), a_lColumns);
     }
 
 private:

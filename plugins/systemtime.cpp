@@ -29,20 +29,20 @@ constexpr Column<std::int32_t> c_aColumns[] = {
 
 SystemTime::SystemTime() : OneRowPlugin("SystemTime"), m_iModule(ZEL_Sysloglevel_registerModul("SysTime")) {}
 
-EResultCode SystemTime::getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                  const std::string& a_table)
+EResultCode SystemTime::getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                  const std::string& a_sTable)
 {
-    const EResultCode eCode = check(a_handle, a_table);
+    const EResultCode eCode = check(a_pHandle, a_sTable);
     if (eCode == EResultCode::Success) {
-        appendSchema(a_columns, c_aColumns);
+        appendSchema(a_lColumns, c_aColumns);
     }
     return eCode;
 }
 
-EResultCode SystemTime::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
+EResultCode SystemTime::selectRow(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
                                   unsigned int, const systema::NameList&)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
     const std::time_t iNow = std::time(nullptr);
@@ -51,61 +51,61 @@ EResultCode SystemTime::selectRow(ValueList& a_row, const void* a_handle, const 
         ZEL_Sysloglevel_error(m_iModule, {"systemtime", 303}, "Failed to get system time.");
         return EResultCode::Failure;
     }
-    return selectColumns(a_row, m_iTime, c_aColumns, {});
+    return selectColumns(a_lRow, m_iTime, c_aColumns, {});
 }
 
-EResultCode SystemTime::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                  const std::string& a_keyColumn, const std::string& a_keyValue,
-                                  const systema::NameList& a_columns)
+EResultCode SystemTime::selectKey(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                  const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                  const systema::NameList& a_lColumns)
 {
     ValueList lRow;
-    if (const EResultCode eCode = selectRow(lRow, a_handle, a_table, 0, a_columns)) {
+    if (const EResultCode eCode = selectRow(lRow, a_pHandle, a_sTable, 0, a_lColumns)) {
         return eCode;
     }
-    const systema::Value* pKey = lRow.find(a_keyColumn);
+    const systema::Value* pKey = lRow.find(a_sKeyColumn);
     if (pKey == nullptr) {
         return EResultCode::NoKey;
     }
-    if (!configmanager::serverlib::matchesKey(*pKey, a_keyValue)) {
+    if (!configmanager::serverlib::matchesKey(*pKey, a_sKeyValue)) {
         return EResultCode::NoRow;
     }
-    a_row = std::move(lRow);
+    a_lRow = std::move(lRow);
     return EResultCode::Success;
 }
 
-EResultCode SystemTime::insertRow(const void* a_handle, const std::string& a_table, const ValueList&)
+EResultCode SystemTime::insertRow(const void* a_pHandle, const std::string& a_sTable, const ValueList&)
 {
-    return check(a_handle, a_table);
+    return check(a_pHandle, a_sTable);
 }
 
-EResultCode SystemTime::insertKey(int&, const void* a_handle, const std::string& a_table, const ValueList&)
+EResultCode SystemTime::insertKey(int&, const void* a_pHandle, const std::string& a_sTable, const ValueList&)
 {
-    return check(a_handle, a_table);
+    return check(a_pHandle, a_sTable);
 }
 
-EResultCode SystemTime::deleteRow(const void* a_handle, const std::string& a_table, unsigned int)
+EResultCode SystemTime::deleteRow(const void* a_pHandle, const std::string& a_sTable, unsigned int)
 {
-    return check(a_handle, a_table);
+    return check(a_pHandle, a_sTable);
 }
 
-EResultCode SystemTime::deleteKey(const void* a_handle, const std::string& a_table, const std::string&,
+EResultCode SystemTime::deleteKey(const void* a_pHandle, const std::string& a_sTable, const std::string&,
                                   const std::string&)
 {
-    return check(a_handle, a_table);
+    return check(a_pHandle, a_sTable);
 }
 
-EResultCode SystemTime::deleteAll(const void* a_handle, const std::string& a_table)
+EResultCode SystemTime::deleteAll(const void* a_pHandle, const std::string& a_sTable)
 {
-    return check(a_handle, a_table);
+    return check(a_pHandle, a_sTable);
 }
 
-EResultCode SystemTime::updateRow(const void* a_handle, const std::string& a_table, unsigned int,
-                                  const ValueList& a_values)
+EResultCode SystemTime::updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int,
+                                  const ValueList& a_lValues)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
-    const systema::Value* pTime = a_values.find("Time");
+    const systema::Value* pTime = a_lValues.find("Time");
     if (pTime == nullptr) {
         return EResultCode::Failure;
     }
@@ -122,15 +122,15 @@ EResultCode SystemTime::updateRow(const void* a_handle, const std::string& a_tab
     return EResultCode::Success;
 }
 
-EResultCode SystemTime::updateKey(const void* a_handle, const std::string& a_table,
-                                  const std::string& a_keyColumn, const std::string& a_keyValue,
-                                  const ValueList& a_values)
+EResultCode SystemTime::updateKey(const void* a_pHandle, const std::string& a_sTable,
+                                  const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                  const ValueList& a_lValues)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
-    const bool bIsRow = a_keyColumn == "Time" || (a_keyColumn == "Id" && a_keyValue == "1");
-    return bIsRow ? updateRow(a_handle, a_table, 0, a_values) : EResultCode(EResultCode::NoKey);
+    const bool bIsRow = a_sKeyColumn == "Time" || (a_sKeyColumn == "Id" && a_sKeyValue == "1");
+    return bIsRow ? updateRow(a_pHandle, a_sTable, 0, a_lValues) : EResultCode(EResultCode::NoKey);
 }
 
 void SystemTime::tick(systema::NameList&)

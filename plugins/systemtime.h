@@ -18,39 +18,39 @@ class SystemTime : public configmanager::serverlib::OneRowPlugin, public systema
 public:
     SystemTime();
 
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                   const std::string& a_table) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                   const std::string& a_sTable) override;
     /// 0, 1, 8. Position and columns are not looked at: always the whole row.
-    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, unsigned int a_index,
-                                   const systema::NameList& a_columns) override;
+    systema::EResultCode selectRow(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, unsigned int a_iIndex,
+                                   const systema::NameList& a_lColumns) override;
     /// The same, whatever the key.
-    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, const std::string& a_keyColumn,
-                                   const std::string& a_keyValue,
-                                   const systema::NameList& a_columns) override;
+    systema::EResultCode selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                   const std::string& a_sKeyValue,
+                                   const systema::NameList& a_lColumns) override;
 
     // Inserts and deletes change nothing. 0, 8.
-    systema::EResultCode insertRow(const void* a_handle, const std::string& a_table,
-                                   const systema::ValueList& a_values) override;
-    systema::EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
-                                   const systema::ValueList& a_values) override;
-    systema::EResultCode deleteRow(const void* a_handle, const std::string& a_table,
-                                   unsigned int a_index) override;
-    systema::EResultCode deleteKey(const void* a_handle, const std::string& a_table,
-                                   const std::string& a_keyColumn, const std::string& a_keyValue) override;
-    systema::EResultCode deleteAll(const void* a_handle, const std::string& a_table) override;
+    systema::EResultCode insertRow(const void* a_pHandle, const std::string& a_sTable,
+                                   const systema::ValueList& a_lValues) override;
+    systema::EResultCode insertKey(int& a_iId, const void* a_pHandle, const std::string& a_sTable,
+                                   const systema::ValueList& a_lValues) override;
+    systema::EResultCode deleteRow(const void* a_pHandle, const std::string& a_sTable,
+                                   unsigned int a_iIndex) override;
+    systema::EResultCode deleteKey(const void* a_pHandle, const std::string& a_sTable,
+                                   const std::string& a_sKeyColumn, const std::string& a_sKeyValue) override;
+    systema::EResultCode deleteAll(const void* a_pHandle, const std::string& a_sTable) override;
 
     /// 0; 8; 1 when there is no "Time" or it is no signed integer. Other values are not looked at.
-    systema::EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
-                                   const systema::ValueList& a_values) override;
+    systema::EResultCode updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex,
+                                   const systema::ValueList& a_lValues) override;
     /// The same; 9 when the key is neither "Id", with exactly "1", nor "Time", with any value.
-    systema::EResultCode updateKey(const void* a_handle, const std::string& a_table,
-                                   const std::string& a_keyColumn, const std::string& a_keyValue,
-                                   const systema::ValueList& a_values) override;
+    systema::EResultCode updateKey(const void* a_pHandle, const std::string& a_sTable,
+                                   const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                   const systema::ValueList& a_lValues) override;
 
     /// Sets the clock if a new time waits.
-    void tick(systema::NameList& a_changedTables) override;
+    void tick(systema::NameList& a_lChangedTables) override;
 
 private:
     void setClock() const;

@@ -13,12 +13,12 @@ bool TableViewColumns::isOfTable1() const
     return m_iIndex == 1;
 }
 
-TableView::TableView(const systema::ValueList& a_oDefinition)
-    : m_sName(a_oDefinition.toText("Name")),
-      m_sTable1(a_oDefinition.toText("Table1")),
-      m_sColumn1(a_oDefinition.toText("Col1")),
-      m_sTable2(a_oDefinition.toText("Table2")),
-      m_sColumn2(a_oDefinition.toText("Col2"))
+TableView::TableView(const systema::ValueList& a_lDefinition)
+    : m_sName(a_lDefinition.toText("Name")),
+      m_sTable1(a_lDefinition.toText("Table1")),
+      m_sColumn1(a_lDefinition.toText("Col1")),
+      m_sTable2(a_lDefinition.toText("Table2")),
+      m_sColumn2(a_lDefinition.toText("Col2"))
 {
 }
 

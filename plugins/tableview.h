@@ -28,7 +28,7 @@ class TableView
 public:
     /// Of a row of "ViewNames". Table 2 is walked; the value of its column 2 is looked up in column 1 of
     /// table 1.
-    explicit TableView(const systema::ValueList& a_oDefinition);
+    explicit TableView(const systema::ValueList& a_lDefinition);
 
     const std::string& getName() const { return m_sName; }
     const std::string& getTable1() const { return m_sTable1; }

@@ -263,16 +263,16 @@ bool TableViewCursor::join()
 void TableViewCursor::lookUp(std::string_view a_sKey)
 {
     ++m_iLookUps;
-    ValueList oRow;
+    ValueList lRow;
     const EResultCode eResult = query([&] {
-        return m_oDispatcher.selectKey(oRow, this, view().getTable1(), view().getColumn1(),
+        return m_oDispatcher.selectKey(lRow, this, view().getTable1(), view().getColumn1(),
                                        std::string(a_sKey), m_lAsked1);
     });
     m_bKeyed = m_bKeyed || eResult == EResultCode::Success || eResult == EResultCode::NoRow;
     m_pFound->clear();
     m_oRow1 = {};
     if (eResult == EResultCode::Success) {
-        m_pFound->add(oRow);
+        m_pFound->add(lRow);
         m_oRow1 = (*m_pFound)[0];
     }
     if (eResult != EResultCode::Pending) {
@@ -310,13 +310,13 @@ bool TableViewCursor::isComplete()
     return true;
 }
 
-EResultCode TableViewCursor::fillResult(ValueList& a_oRow)
+EResultCode TableViewCursor::fillResult(ValueList& a_lRow)
 {
     if (!isComplete()) {
         return EResultCode::NoKey;
     }
     for (const auto& oShown : m_lShown) {
-        a_oRow.add(oShown.m_pColumn->m_sName, find(oShown).toValue());
+        a_lRow.add(oShown.m_pColumn->m_sName, find(oShown).toValue());
     }
     return EResultCode::Success;
 }

@@ -92,7 +92,7 @@ public:
     /// False when the joined row lacks a column because its source row does. Logs that once in a read.
     bool isComplete();
     /// Appends the columns of the joined row. 0; 9 when it is not complete.
-    systema::EResultCode fillResult(systema::ValueList& a_oRow);
+    systema::EResultCode fillResult(systema::ValueList& a_lRow);
     /// A number that differs after every change of one of the tables.
     static unsigned long getVersion(const systema::ConfigDispatcher& a_oDispatcher,
                                     const systema::NameList& a_lTables);

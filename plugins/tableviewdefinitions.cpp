@@ -15,19 +15,19 @@ using systema::ValueList;
 
 namespace {
 
-int numberOf(const ValueList& a_oRow, const char* a_pColumn)
+int numberOf(const ValueList& a_lRow, const char* a_pColumn)
 {
-    const Value* pValue = a_oRow.find(a_pColumn);
+    const Value* pValue = a_lRow.find(a_pColumn);
     return pValue == nullptr ? 0 : pValue->getInteger();
 }
 
 /// Memory that the objects made of one definition row take, without its texts.
 constexpr std::size_t c_iRowBytes = 128;
 
-std::size_t bytesOf(const ValueList& a_oRow)
+std::size_t bytesOf(const ValueList& a_lRow)
 {
     std::size_t iBytes = c_iRowBytes;
-    for (const auto& [sName, oValue] : a_oRow) {
+    for (const auto& [sName, oValue] : a_lRow) {
         iBytes += oValue.getText().size();
     }
     return iBytes;
@@ -37,8 +37,8 @@ std::size_t bytesOf(const ValueList& a_oRow)
 
 std::vector<TableView> TableViewDefinitions::read()
 {
-    readRows(c_pViewNames, [this](const ValueList& a_oRow) { addView(a_oRow); });
-    readRows(c_pViewColumns, [this](const ValueList& a_oRow) { addColumn(a_oRow); });
+    readRows(c_pViewNames, [this](const ValueList& a_lRow) { addView(a_lRow); });
+    readRows(c_pViewColumns, [this](const ValueList& a_lRow) { addColumn(a_lRow); });
     std::vector<TableView> lViews;
     for (std::size_t i = 0; i < m_lViews.size(); ++i) {
         TableView& oView = m_lViews[i].m_oView;
@@ -62,10 +62,10 @@ void TableViewDefinitions::readRows(const char* a_pTable, const std::function<vo
 {
     std::unique_ptr<systema::IRowCursor> pRows;
     EResultCode eResult = m_oDispatcher.openRows(pRows, this, a_pTable, 0, systema::c_iAllRows, {});
-    for (ValueList oRow; eResult == EResultCode::Success;) {
-        eResult = systema::readRow(oRow, *pRows);
+    for (ValueList lRow; eResult == EResultCode::Success;) {
+        eResult = systema::readRow(lRow, *pRows);
         if (eResult == EResultCode::Success) {
-            a_oAdd(oRow);
+            a_oAdd(lRow);
         }
     }
     if (eResult != EResultCode::NoRow && eResult != EResultCode::NoTable) { // which is logged already
@@ -80,28 +80,28 @@ bool TableViewDefinitions::take(std::size_t a_iBytes)
     return bRoom;
 }
 
-void TableViewDefinitions::addView(const ValueList& a_oDefinition)
+void TableViewDefinitions::addView(const ValueList& a_lDefinition)
 {
-    if (m_iBeyond > 0 || !take(sizeof(Entry) + bytesOf(a_oDefinition))) {
+    if (m_iBeyond > 0 || !take(sizeof(Entry) + bytesOf(a_lDefinition))) {
         ++m_iBeyond;
         return;
     }
-    const int iId = numberOf(a_oDefinition, "Id");
+    const int iId = numberOf(a_lDefinition, "Id");
     m_mById.emplace(iId, m_lViews.size());
-    m_mLastOfName[a_oDefinition.toText("Name")] = m_lViews.size();
-    m_lViews.push_back({TableView(a_oDefinition), iId});
+    m_mLastOfName[a_lDefinition.toText("Name")] = m_lViews.size();
+    m_lViews.push_back({TableView(a_lDefinition), iId});
 }
 
-void TableViewDefinitions::addColumn(const ValueList& a_oDefinition)
+void TableViewDefinitions::addColumn(const ValueList& a_lDefinition)
 {
-    const auto [itFirst, itEnd] = m_mById.equal_range(numberOf(a_oDefinition, "ViewNamesId"));
+    const auto [itFirst, itEnd] = m_mById.equal_range(numberOf(a_lDefinition, "ViewNamesId"));
     for (auto it = itFirst; it != itEnd; ++it) {
         Entry& oEntry = m_lViews[it->second];
-        oEntry.m_bWhole = oEntry.m_bWhole && take(bytesOf(a_oDefinition));
+        oEntry.m_bWhole = oEntry.m_bWhole && take(bytesOf(a_lDefinition));
         if (oEntry.m_bWhole) {
-            oEntry.m_oView.addColumn(a_oDefinition.toText("ColName"),
-                                     numberOf(a_oDefinition, "SrcTableIndex"),
-                                     a_oDefinition.toText("SrcCol"));
+            oEntry.m_oView.addColumn(a_lDefinition.toText("ColName"),
+                                     numberOf(a_lDefinition, "SrcTableIndex"),
+                                     a_lDefinition.toText("SrcCol"));
         }
     }
 }

@@ -46,8 +46,8 @@ private:
     };
 
     void readRows(const char* a_pTable, const std::function<void(const systema::ValueList&)>& a_oAdd);
-    void addView(const systema::ValueList& a_oDefinition);
-    void addColumn(const systema::ValueList& a_oDefinition);
+    void addView(const systema::ValueList& a_lDefinition);
+    void addColumn(const systema::ValueList& a_lDefinition);
     bool take(std::size_t a_iBytes);
     /// Why the view at the position is left out, empty when it is not.
     std::string findObstacle(std::size_t a_iView);

@@ -245,7 +245,7 @@ void TableViewPlugin::markChanged(const NameList& a_lTables)
     }
 }
 
-void TableViewPlugin::tick(NameList& a_changedTables)
+void TableViewPlugin::tick(NameList& a_lChangedTables)
 {
     const bool bAppeared = std::ranges::any_of(m_lViews, [this](const View& a_oView) {
         return std::ranges::any_of(a_oView.m_lMissing,
@@ -260,14 +260,14 @@ void TableViewPlugin::tick(NameList& a_changedTables)
             oView.m_pPosition.reset();
         }
         if (std::exchange(oView.m_bChanged, false)) {
-            a_changedTables.add(oView.m_oSource.m_oDefinition.getName());
+            a_lChangedTables.add(oView.m_oSource.m_oDefinition.getName());
         }
     }
 }
 
-void TableViewPlugin::close(const void* a_handle)
+void TableViewPlugin::close(const void* a_pHandle)
 {
-    assertCall(a_handle);
+    assertCall(a_pHandle);
     for (auto& oView : m_lViews) {
         oView.m_pPosition.reset();
         oView.m_oSize.reset();
@@ -278,23 +278,23 @@ void TableViewPlugin::close(const void* a_handle)
 // ---------------------------------------------------------------------------------------------------------
 // Tables
 
-void TableViewPlugin::getTables(NameList& a_tables, const void* a_handle)
+void TableViewPlugin::getTables(NameList& a_lTables, const void* a_pHandle)
 {
-    assertCall(a_handle);
-    m_oRegistered.getTables(a_tables, a_handle);
+    assertCall(a_pHandle);
+    m_oRegistered.getTables(a_lTables, a_pHandle);
     for (const auto& oView : m_lViews) {
-        a_tables.add(oView.m_oSource.m_oDefinition.getName());
+        a_lTables.add(oView.m_oSource.m_oDefinition.getName());
     }
 }
 
-EResultCode TableViewPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                       const std::string& a_table)
+EResultCode TableViewPlugin::getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                       const std::string& a_sTable)
 {
-    assertCall(a_handle);
-    if (a_table == RegisteredViews::c_pTable) {
-        return m_oRegistered.getSchema(a_columns, a_handle, a_table);
+    assertCall(a_pHandle);
+    if (a_sTable == RegisteredViews::c_pTable) {
+        return m_oRegistered.getSchema(a_lColumns, a_pHandle, a_sTable);
     }
-    View* pView = findTable(a_table);
+    View* pView = findTable(a_sTable);
     if (pView == nullptr) {
         return EResultCode::NoTable;
     }
@@ -307,7 +307,7 @@ EResultCode TableViewPlugin::getSchema(systema::ColumnList& a_columns, const voi
     for (const auto& [sName, iIndex, sSourceColumn] : oView) {
         error::Assert(1 == iIndex || 2 == iIndex, "1 == a_index || 2 == a_index");
         if (const auto* pColumn = lSchemas[iIndex - 1].getColumn(sSourceColumn)) {
-            a_columns.add(sName, pColumn->second);
+            a_lColumns.add(sName, pColumn->second);
         }
     }
     return EResultCode::Success;
@@ -383,28 +383,29 @@ EResultCode TableViewPlugin::openRead(TableViewCursor& a_oRows, const std::strin
     return eResult;
 }
 
-EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
+EResultCode TableViewPlugin::getSize(unsigned int& a_iSize, const void* a_pHandle,
+                                     const std::string& a_sTable)
 {
-    assertCall(a_handle);
-    a_size = 0;
-    if (a_table == RegisteredViews::c_pTable) {
+    assertCall(a_pHandle);
+    a_iSize = 0;
+    if (a_sTable == RegisteredViews::c_pTable) {
         return EResultCode::Success;
     }
     const Deadline oDeadline(*this);
     std::unique_ptr<TableViewCursor> pRows;
-    if (const EResultCode eResult = makeCursor(pRows, a_table, {})) {
+    if (const EResultCode eResult = makeCursor(pRows, a_sTable, {})) {
         return eResult;
     }
-    View& oView = *findTable(a_table);
-    const unsigned long iVersion = TableViewCursor::getVersion(m_oDispatcher, basesOf(a_table));
+    View& oView = *findTable(a_sTable);
+    const unsigned long iVersion = TableViewCursor::getVersion(m_oDispatcher, basesOf(a_sTable));
     if (oView.m_oSize && oView.m_oSize->m_iVersion == iVersion) {
-        a_size = oView.m_oSize->m_iRows;
+        a_iSize = oView.m_oSize->m_iRows;
         return EResultCode::Success;
     }
-    const bool bOpened = openRead(*pRows, a_table) == EResultCode::Success;
+    const bool bOpened = openRead(*pRows, a_sTable) == EResultCode::Success;
     while (pRows->nextJoined(oDeadline.end())) {
         if (pRows->isComplete()) {
-            ++a_size;
+            ++a_iSize;
         }
     }
     const EResultCode eEnd = pRows->getEnd();
@@ -412,40 +413,40 @@ EResultCode TableViewPlugin::getSize(unsigned int& a_size, const void* a_handle,
         return eEnd;
     }
     if (eEnd == EResultCode::Success) {
-        return tookTooLong(a_table);
+        return tookTooLong(a_sTable);
     }
     if (bOpened && oView.m_bStored && eEnd == EResultCode::NoRow) {
-        oView.m_oSize = Size{iVersion, a_size};
+        oView.m_oSize = Size{iVersion, a_iSize};
     }
     return EResultCode::Success;
 }
 
-EResultCode TableViewPlugin::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                       unsigned int a_index, const NameList& a_columns)
+EResultCode TableViewPlugin::selectRow(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                       unsigned int a_iIndex, const NameList& a_lColumns)
 {
-    assertCall(a_handle);
-    if (a_table == RegisteredViews::c_pTable) {
-        return m_oRegistered.selectRow(a_row, a_handle, a_table, a_index, a_columns);
+    assertCall(a_pHandle);
+    if (a_sTable == RegisteredViews::c_pTable) {
+        return m_oRegistered.selectRow(a_lRow, a_pHandle, a_sTable, a_iIndex, a_lColumns);
     }
     const Deadline oDeadline(*this);
-    View* pView = findTable(a_table);
+    View* pView = findTable(a_sTable);
     std::unique_ptr<Position> pPosition = pView == nullptr ? nullptr : std::move(pView->m_pPosition);
-    if (pPosition != nullptr && (pPosition->m_lColumns != a_columns || pPosition->m_iNext > a_index ||
+    if (pPosition != nullptr && (pPosition->m_lColumns != a_lColumns || pPosition->m_iNext > a_iIndex ||
                                  !pPosition->m_pRows->isCurrent())) {
         pPosition.reset();
     }
     for (;;) {
         const bool bGoesOn = pPosition != nullptr;
         if (!bGoesOn) {
-            pPosition = std::make_unique<Position>(a_columns);
-            if (const EResultCode eResult = makeCursor(pPosition->m_pRows, a_table, a_columns)) {
+            pPosition = std::make_unique<Position>(a_lColumns);
+            if (const EResultCode eResult = makeCursor(pPosition->m_pRows, a_sTable, a_lColumns)) {
                 return eResult;
             }
-            openRead(*pPosition->m_pRows, a_table);
+            openRead(*pPosition->m_pRows, a_sTable);
         }
         TableViewCursor& oRows = *pPosition->m_pRows;
-        oRows.setRange(a_index - std::exchange(pPosition->m_iNext, a_index + 1), 1);
-        systema::RowFiller oRow(a_row, oRows.getColumns());
+        oRows.setRange(a_iIndex - std::exchange(pPosition->m_iNext, a_iIndex + 1), 1);
+        systema::RowFiller oRow(a_lRow, oRows.getColumns());
         const EResultCode eResult = oRows.fetch(oRow, oDeadline.end());
         if (oRow.isComplete()) {
             if (pView->m_bStored) { // live tables change without a new version
@@ -455,35 +456,35 @@ EResultCode TableViewPlugin::selectRow(ValueList& a_row, const void* a_handle, c
             return eResult;
         }
         if (!bGoesOn || eResult != EResultCode::Busy) {
-            return eResult == EResultCode::Success ? tookTooLong(a_table) : eResult;
+            return eResult == EResultCode::Success ? tookTooLong(a_sTable) : eResult;
         }
         pPosition.reset(); // another table of the database has changed
     }
 }
 
-EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                       const std::string& a_keyColumn, const std::string& a_keyValue,
-                                       const NameList& a_columns)
+EResultCode TableViewPlugin::selectKey(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                       const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                       const NameList& a_lColumns)
 {
-    assertCall(a_handle);
-    if (a_table == RegisteredViews::c_pTable) {
-        return m_oRegistered.selectKey(a_row, a_handle, a_table, a_keyColumn, a_keyValue, a_columns);
+    assertCall(a_pHandle);
+    if (a_sTable == RegisteredViews::c_pTable) {
+        return m_oRegistered.selectKey(a_lRow, a_pHandle, a_sTable, a_sKeyColumn, a_sKeyValue, a_lColumns);
     }
     const Deadline oDeadline(*this);
     std::unique_ptr<TableViewCursor> pRows;
-    EResultCode eResult = makeCursor(pRows, a_table, a_columns);
+    EResultCode eResult = makeCursor(pRows, a_sTable, a_lColumns);
     if (eResult == EResultCode::Success) {
-        eResult = pRows->setKey(a_keyColumn, a_keyValue);
+        eResult = pRows->setKey(a_sKeyColumn, a_sKeyValue);
     }
     if (eResult != EResultCode::Success) {
         return eResult;
     }
     const auto find = [&] {
-        openRead(*pRows, a_table);
+        openRead(*pRows, a_sTable);
         while (pRows->nextJoined(oDeadline.end())) {
-            ValueList oRow;
-            if (pRows->fillResult(oRow) == EResultCode::Success) {
-                a_row = std::move(oRow);
+            ValueList lRow;
+            if (pRows->fillResult(lRow) == EResultCode::Success) {
+                a_lRow = std::move(lRow);
                 return true;
             }
         }
@@ -492,31 +493,31 @@ EResultCode TableViewPlugin::selectKey(ValueList& a_row, const void* a_handle, c
     if (find() || (pRows->getEnd() == EResultCode::NoRow && pRows->translateKey() && find())) {
         return EResultCode::Success;
     }
-    return pRows->getEnd() == EResultCode::Success ? tookTooLong(a_table) : pRows->getEnd();
+    return pRows->getEnd() == EResultCode::Success ? tookTooLong(a_sTable) : pRows->getEnd();
 }
 
-EResultCode TableViewPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const void* a_handle,
-                                      const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                                      const NameList& a_columns)
+EResultCode TableViewPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_pCursor, const void* a_pHandle,
+                                      const std::string& a_sTable, unsigned int a_iFirst,
+                                      unsigned int a_iCount, const NameList& a_lColumns)
 {
-    assertCall(a_handle);
-    if (a_table == RegisteredViews::c_pTable) {
-        return systema::PositionCursor::open(a_cursor, m_oRegistered, a_handle, a_table, a_first, a_count,
-                                             a_columns, RegisteredViews::c_iVersion);
+    assertCall(a_pHandle);
+    if (a_sTable == RegisteredViews::c_pTable) {
+        return systema::PositionCursor::open(a_pCursor, m_oRegistered, a_pHandle, a_sTable, a_iFirst,
+                                             a_iCount, a_lColumns, RegisteredViews::c_iVersion);
     }
     const Deadline oDeadline(*this);
     std::unique_ptr<TableViewCursor> pRows;
-    if (const EResultCode eResult = makeCursor(pRows, a_table, a_columns)) {
+    if (const EResultCode eResult = makeCursor(pRows, a_sTable, a_lColumns)) {
         return eResult;
     }
-    pRows->setRange(a_first, a_count);
-    if (const EResultCode eResult = openRead(*pRows, a_table)) {
+    pRows->setRange(a_iFirst, a_iCount);
+    if (const EResultCode eResult = openRead(*pRows, a_sTable)) {
         return eResult;
     }
     if (pRows->getEnd() != EResultCode::Success && pRows->getEnd() != EResultCode::NoRow) {
         return pRows->getEnd();
     }
-    a_cursor = std::move(pRows);
+    a_pCursor = std::move(pRows);
     return EResultCode::Success;
 }
 

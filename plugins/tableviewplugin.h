@@ -36,40 +36,40 @@ public:
                     std::chrono::milliseconds a_oCeiling = c_oCeiling,
                     std::size_t a_iPartnerBytes = c_iPartnerBytes);
 
-    void close(const void* a_handle) override;
+    void close(const void* a_pHandle) override;
     /// "RegisteredViews", then the views in the order of their definition.
-    void getTables(systema::NameList& a_tables, const void* a_handle) override;
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                   const std::string& a_table) override;
+    void getTables(systema::NameList& a_lTables, const void* a_pHandle) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                   const std::string& a_sTable) override;
     /// 0 with the number of rows up to one that cannot be read; 8; 1 when it takes too long. The size of
     /// "RegisteredViews" is 0 whatever it holds.
-    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
-                                 const std::string& a_table) override;
+    systema::EResultCode getSize(unsigned int& a_iSize, const void* a_pHandle,
+                                 const std::string& a_sTable) override;
     /// 0; 8; 9 also when a source table lacks a column; 10; 1 when it takes too long; else the code with
     /// which table 2 refuses to be read.
-    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, unsigned int a_index,
-                                   const systema::NameList& a_columns) override;
+    systema::EResultCode selectRow(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, unsigned int a_iIndex,
+                                   const systema::NameList& a_lColumns) override;
     /// The first complete row of the view that shows the key, or else one that shows what the source table
     /// finds by the key. The codes of selectRow; 8 also when the source table does not exist.
-    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, const std::string& a_keyColumn,
-                                   const std::string& a_keyValue,
-                                   const systema::NameList& a_columns) override;
-    systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const void* a_handle,
-                                  const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                                  const systema::NameList& a_columns) override;
+    systema::EResultCode selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                   const std::string& a_sKeyValue,
+                                   const systema::NameList& a_lColumns) override;
+    systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_pCursor, const void* a_pHandle,
+                                  const std::string& a_sTable, unsigned int a_iFirst, unsigned int a_iCount,
+                                  const systema::NameList& a_lColumns) override;
     /// "RegisteredViews" is live, all others are views.
     systema::EResultCode describe(systema::TableDescription& a_oDescription,
-                                  const std::string& a_table) override
+                                  const std::string& a_sTable) override
     {
-        if (a_table != RegisteredViews::c_pTable) {
+        if (a_sTable != RegisteredViews::c_pTable) {
             a_oDescription.m_eKind = systema::ETableKind::View;
         }
         return systema::EResultCode::Success;
     }
     /// Announces the views whose source tables changed, or have appeared.
-    void tick(systema::NameList& a_changedTables) override;
+    void tick(systema::NameList& a_lChangedTables) override;
     /// Loads the definitions; later calls do nothing. True.
     bool initialize() override;
 

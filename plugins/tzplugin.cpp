@@ -100,90 +100,92 @@ bool isLine(const std::string& a_sText)
 
 TzPlugin::TzPlugin() : OneRowPlugin("Tz"), m_iModule(ZEL_Sysloglevel_registerModul("TzPlugin")) {}
 
-EResultCode TzPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                const std::string& a_table)
+EResultCode TzPlugin::getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                const std::string& a_sTable)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
-    appendSchema(a_columns, c_aColumns);
+    appendSchema(a_lColumns, c_aColumns);
     return EResultCode::Success;
 }
 
-EResultCode TzPlugin::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                unsigned int, const systema::NameList& a_columns)
+EResultCode TzPlugin::selectRow(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                unsigned int, const systema::NameList& a_lColumns)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
-    return read() ? selectColumns(a_row, m_oRule, c_aColumns, a_columns) : EResultCode(EResultCode::Failure);
+    return read() ? selectColumns(a_lRow, m_oRule, c_aColumns, a_lColumns)
+                  : EResultCode(EResultCode::Failure);
 }
 
-EResultCode TzPlugin::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                const std::string& a_keyColumn, const std::string& a_keyValue,
-                                const systema::NameList& a_columns)
+EResultCode TzPlugin::selectKey(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                const systema::NameList& a_lColumns)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
     if (!read()) {
         return EResultCode::Failure;
     }
-    return hasKey(a_keyColumn, a_keyValue) ? selectColumns(a_row, m_oRule, c_aColumns, a_columns)
-                                           : EResultCode(EResultCode::NoKey);
+    return hasKey(a_sKeyColumn, a_sKeyValue) ? selectColumns(a_lRow, m_oRule, c_aColumns, a_lColumns)
+                                             : EResultCode(EResultCode::NoKey);
 }
 
-EResultCode TzPlugin::insertRow(const void* a_handle, const std::string& a_table, const ValueList& a_values)
+EResultCode TzPlugin::insertRow(const void* a_pHandle, const std::string& a_sTable,
+                                const ValueList& a_lValues)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
     Rule oRule;
-    if (const EResultCode eCode = assign(oRule, a_values)) {
+    if (const EResultCode eCode = assign(oRule, a_lValues)) {
         return eCode;
     }
-    if (!std::ranges::all_of(c_lTexts, [&](auto& a_oText) { return a_values.hasValue(a_oText.m_pName); })) {
+    if (!std::ranges::all_of(c_lTexts, [&](auto& a_oText) { return a_lValues.hasValue(a_oText.m_pName); })) {
         return systema::noteRefusal(EResultCode::Constraint, "a new rule has to name every column");
     }
     m_oRule = oRule;
     return write();
 }
 
-EResultCode TzPlugin::insertKey(int& a_id, const void* a_handle, const std::string& a_table,
-                                const ValueList& a_values)
+EResultCode TzPlugin::insertKey(int& a_iId, const void* a_pHandle, const std::string& a_sTable,
+                                const ValueList& a_lValues)
 {
-    assertCall(a_handle);
-    a_id = 1;
-    return insertRow(a_handle, a_table, a_values);
+    assertCall(a_pHandle);
+    a_iId = 1;
+    return insertRow(a_pHandle, a_sTable, a_lValues);
 }
 
-EResultCode TzPlugin::updateRow(const void* a_handle, const std::string& a_table, unsigned int,
-                                const ValueList& a_values)
+EResultCode TzPlugin::updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int,
+                                const ValueList& a_lValues)
 {
-    if (const EResultCode eCode = check(a_handle, a_table)) {
+    if (const EResultCode eCode = check(a_pHandle, a_sTable)) {
         return eCode;
     }
     if (!read()) {
         return EResultCode::Failure;
     }
-    if (const EResultCode eCode = assign(m_oRule, a_values)) {
+    if (const EResultCode eCode = assign(m_oRule, a_lValues)) {
         return eCode;
     }
     return write();
 }
 
-EResultCode TzPlugin::updateKey(const void* a_handle, const std::string& a_table,
-                                const std::string& a_keyColumn, const std::string& a_keyValue,
-                                const ValueList& a_values)
+EResultCode TzPlugin::updateKey(const void* a_pHandle, const std::string& a_sTable,
+                                const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                const ValueList& a_lValues)
 {
-    assertCall(a_handle);
-    return hasKey(a_keyColumn, a_keyValue) ? updateRow(a_handle, a_table, 0, a_values)
-                                           : EResultCode(EResultCode::NoKey);
+    assertCall(a_pHandle);
+    return hasKey(a_sKeyColumn, a_sKeyValue) ? updateRow(a_pHandle, a_sTable, 0, a_lValues)
+                                             : EResultCode(EResultCode::NoKey);
 }
 
-EResultCode TzPlugin::deleteRow(const void* a_handle, const std::string& a_table, unsigned int)
+EResultCode TzPlugin::deleteRow(const void* a_pHandle, const std::string& a_sTable, unsigned int)
 {
-    const EResultCode eCode = check(a_handle, a_table);
+    const EResultCode eCode = check(a_pHandle, a_sTable);
     m_oRule = {}; // whatever the table, as its users know it
     if (eCode != EResultCode::Success) {
         return eCode;
@@ -191,17 +193,17 @@ EResultCode TzPlugin::deleteRow(const void* a_handle, const std::string& a_table
     return writeLine("");
 }
 
-EResultCode TzPlugin::deleteKey(const void* a_handle, const std::string& a_table,
-                                const std::string& a_keyColumn, const std::string& a_keyValue)
+EResultCode TzPlugin::deleteKey(const void* a_pHandle, const std::string& a_sTable,
+                                const std::string& a_sKeyColumn, const std::string& a_sKeyValue)
 {
-    assertCall(a_handle);
-    return hasKey(a_keyColumn, a_keyValue) ? deleteRow(a_handle, a_table, 0)
-                                           : EResultCode(EResultCode::NoKey);
+    assertCall(a_pHandle);
+    return hasKey(a_sKeyColumn, a_sKeyValue) ? deleteRow(a_pHandle, a_sTable, 0)
+                                             : EResultCode(EResultCode::NoKey);
 }
 
-EResultCode TzPlugin::deleteAll(const void* a_handle, const std::string& a_table)
+EResultCode TzPlugin::deleteAll(const void* a_pHandle, const std::string& a_sTable)
 {
-    return deleteRow(a_handle, a_table, 0);
+    return deleteRow(a_pHandle, a_sTable, 0);
 }
 
 /// True when the key is that of the row in memory; "01" is none.

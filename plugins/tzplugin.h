@@ -24,40 +24,40 @@ public:
 
     TzPlugin();
 
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                   const std::string& a_table) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                   const std::string& a_sTable) override;
     /// 0, 1, 8, 9. Any position has the one row.
-    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, unsigned int a_index,
-                                   const systema::NameList& a_columns) override;
+    systema::EResultCode selectRow(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, unsigned int a_iIndex,
+                                   const systema::NameList& a_lColumns) override;
     /// The same; 9 also for a key that is not the row's.
-    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, const std::string& a_keyColumn,
-                                   const std::string& a_keyValue,
-                                   const systema::NameList& a_columns) override;
+    systema::EResultCode selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                   const std::string& a_sKeyValue,
+                                   const systema::NameList& a_lColumns) override;
     /// 0; 8; 9 for a name that is none of the three texts; 6 when one of them is missing or is no text; 1
     /// when the file cannot be written or the texts make no line of it.
-    systema::EResultCode insertRow(const void* a_handle, const std::string& a_table,
-                                   const systema::ValueList& a_values) override;
+    systema::EResultCode insertRow(const void* a_pHandle, const std::string& a_sTable,
+                                   const systema::ValueList& a_lValues) override;
     /// The same; the id is 1 in any case.
-    systema::EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
-                                   const systema::ValueList& a_values) override;
+    systema::EResultCode insertKey(int& a_iId, const void* a_pHandle, const std::string& a_sTable,
+                                   const systema::ValueList& a_lValues) override;
     /// As insertRow, but nothing need be given; 1 also when the file cannot be read. Texts before a refused
     /// one stay replaced in memory.
-    systema::EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
-                                   const systema::ValueList& a_values) override;
+    systema::EResultCode updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex,
+                                   const systema::ValueList& a_lValues) override;
     /// The same; 9 first of all for a key that is not the row's as it is in memory.
-    systema::EResultCode updateKey(const void* a_handle, const std::string& a_table,
-                                   const std::string& a_keyColumn, const std::string& a_keyValue,
-                                   const systema::ValueList& a_values) override;
+    systema::EResultCode updateKey(const void* a_pHandle, const std::string& a_sTable,
+                                   const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                   const systema::ValueList& a_lValues) override;
     /// Leaves a single newline in the file; the kernel keeps its zone. 0, 1, 8; the texts in memory are
     /// cleared whatever the table.
-    systema::EResultCode deleteRow(const void* a_handle, const std::string& a_table,
-                                   unsigned int a_index) override;
+    systema::EResultCode deleteRow(const void* a_pHandle, const std::string& a_sTable,
+                                   unsigned int a_iIndex) override;
     /// The same; 9 first of all for a key that is not the row's as it is in memory.
-    systema::EResultCode deleteKey(const void* a_handle, const std::string& a_table,
-                                   const std::string& a_keyColumn, const std::string& a_keyValue) override;
-    systema::EResultCode deleteAll(const void* a_handle, const std::string& a_table) override;
+    systema::EResultCode deleteKey(const void* a_pHandle, const std::string& a_sTable,
+                                   const std::string& a_sKeyColumn, const std::string& a_sKeyValue) override;
+    systema::EResultCode deleteAll(const void* a_pHandle, const std::string& a_sTable) override;
 
 private:
     bool hasKey(const std::string& a_sKeyColumn, const std::string& a_sKeyValue) const;

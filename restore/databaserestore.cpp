@@ -216,7 +216,7 @@ bool DatabaseRestore::isKept()
             if (!oExisting.lock()) {
                 throw std::runtime_error("in use by another process");
             }
-            if (const auto oDamage = oExisting.findDamage()) {
+            if (const auto oDamage = oExisting.checkIntegrity()) {
                 throw std::runtime_error(*oDamage);
             }
             loadFactory();
@@ -363,7 +363,7 @@ ERestored DatabaseRestore::upgrade(SqliteFile& a_oSaved, bool a_bMigrate) const
         m_oFactory->copyTo(oMerged);
         mergeRows(oMerged, a_oSaved, pName, m_oVersion.getTable(), m_iModule);
         a_oSaved = std::move(oMerged);
-        if (const auto oDamage = a_oSaved.findDamage()) {
+        if (const auto oDamage = a_oSaved.checkIntegrity()) {
             throw std::runtime_error(*oDamage);
         }
     }

@@ -89,7 +89,7 @@ void loadDump(SqliteFile& a_oDatabase, const std::string& a_sFile, const Limits&
     SqliteFile::Transaction oTransaction(a_oDatabase);
     Statements(a_oDatabase, oFile, a_oLimits).run();
     oTransaction.commit();
-    if (const auto oDamage = a_oDatabase.findDamage()) {
+    if (const auto oDamage = a_oDatabase.checkIntegrity()) {
         throw std::runtime_error(*oDamage);
     }
 }

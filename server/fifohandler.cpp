@@ -79,9 +79,9 @@ void FifoHandler::listen()
     }
 }
 
-void FifoHandler::handleEvent(int a_handle)
+void FifoHandler::handleEvent(int a_iFd)
 {
-    error::Assert(a_handle == m_oFifo.getFd(), "a_handle == m_oFifo.getFd()", tag(59));
+    error::Assert(a_iFd == m_oFifo.getFd(), "a_handle == m_oFifo.getFd()", tag(59));
     handle(read().value_or(Command()));
 }
 

@@ -38,7 +38,7 @@ public:
 
     /// Carries out one command, which ends the pass; a descriptor that is not the FIFO's is an assertion
     /// failure.
-    void handleEvent(int a_handle) override;
+    void handleEvent(int a_iFd) override;
 
 private:
     using Command = std::array<char, sys::c_iFifoCommandSize + 1>; // one byte more, so that it always ends

@@ -11,7 +11,7 @@
 
 namespace zel::cfg {
 
-void tellStarter(const Options& a_oOptions, const std::string& a_sText)
+void reportToStarter(const Options& a_oOptions, const std::string& a_sText)
 {
     if (a_oOptions.m_bBackground) {
         std::cerr << a_sText << std::endl;
@@ -53,7 +53,8 @@ void Instance::exitSecond(const Options& a_oOptions) const
     std::ostringstream oText;
     oText << "Another process is already running. Exiting..." << std::endl;
     ZEL_Sysloglevel_error(m_iModule, {"main", 361}, "%s", oText.str().c_str());
-    tellStarter(a_oOptions, "ledgerd already runs with PID " + std::to_string(ZEL_Daemon_readPid(m_oDaemon)));
+    reportToStarter(a_oOptions,
+                    "ledgerd already runs with PID " + std::to_string(ZEL_Daemon_readPid(m_oDaemon)));
     std::exit(EXIT_FAILURE);
 }
 
@@ -68,7 +69,7 @@ void Instance::lockDatabases(const Options& a_oOptions)
         }
         ZEL_Sysloglevel_error(m_iModule, zel::here(), "Another process uses the databases in %s. Exiting...",
                               sPath.c_str());
-        tellStarter(a_oOptions, "ledgerd: another process uses the databases in " + sPath);
+        reportToStarter(a_oOptions, "ledgerd: another process uses the databases in " + sPath);
         std::exit(EXIT_FAILURE);
     }
 }

@@ -15,7 +15,7 @@ namespace zel::cfg {
 
 /// Says why the daemon does not start. With -b the log goes to syslog, so the terminal is told here; once in
 /// the background it is /dev/null.
-void tellStarter(const Options& a_oOptions, const std::string& a_sText);
+void reportToStarter(const Options& a_oOptions, const std::string& a_sText);
 
 class Instance
 {

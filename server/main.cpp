@@ -302,7 +302,7 @@ bool guard(const Options& a_oOptions, Function a_oFunction)
         return true;
     } catch (const std::exception& oException) {
         ZEL_Sysloglevel_error(s_iModule, {"main", 577}, "%s", oException.what());
-        zel::cfg::tellStarter(a_oOptions, std::string("ledgerd: ") + oException.what());
+        zel::cfg::reportToStarter(a_oOptions, std::string("ledgerd: ") + oException.what());
     } catch (...) {
         ZEL_Sysloglevel_error(s_iModule, {"main", 582}, "Unknown exception");
     }

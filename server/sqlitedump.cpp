@@ -58,29 +58,29 @@ std::optional<std::pair<time_t, long>> lastChange(const char* a_pPath)
 
 } // namespace
 
-SqliteDump::SqliteDump(const char* a_dumppath, const char* a_databasepath, bool a_bVerbose,
+SqliteDump::SqliteDump(const char* a_pDumpPath, const char* a_pDatabasePath, bool a_bVerbose,
                        std::chrono::milliseconds a_oCeiling)
     : m_iModule(ZEL_Sysloglevel_registerModul(c_pModule)),
-      m_pDumpPath(a_dumppath),
-      m_pDatabasePath(a_databasepath),
+      m_pDumpPath(a_pDumpPath),
+      m_pDatabasePath(a_pDatabasePath),
       m_oCeiling(a_oCeiling)
 {
-    Assert(nullptr != a_dumppath, "0 != a_dumppath", tag(46));
-    Assert(nullptr != a_databasepath, "0 != a_databasepath", tag(47));
+    Assert(nullptr != a_pDumpPath, "0 != a_dumppath", tag(46));
+    Assert(nullptr != a_pDatabasePath, "0 != a_databasepath", tag(47));
     ZEL_Sysloglevel_changeTracelevel(c_pModule, a_bVerbose ? c_iTraceLevelVerbose : c_iTraceLevelNormal);
 }
 
-bool SqliteDump::hasPlugin(const systema::SqlitePlugin* a_plugin) const
+bool SqliteDump::hasPlugin(const systema::SqlitePlugin* a_pPlugin) const
 {
-    Assert(nullptr != a_plugin, "0 != a_plugin", tag(66));
-    return std::ranges::find(m_lPlugins, a_plugin) != m_lPlugins.end();
+    Assert(nullptr != a_pPlugin, "0 != a_plugin", tag(66));
+    return std::ranges::find(m_lPlugins, a_pPlugin) != m_lPlugins.end();
 }
 
-void SqliteDump::addPlugin(const systema::SqlitePlugin* a_plugin)
+void SqliteDump::addPlugin(const systema::SqlitePlugin* a_pPlugin)
 {
-    Assert(false == hasPlugin(a_plugin), "false == hasPlugin( a_plugin)", tag(76));
-    m_lPlugins.push_back(a_plugin);
-    Assert(true == hasPlugin(a_plugin), "true == hasPlugin( a_plugin)", tag(80));
+    Assert(false == hasPlugin(a_pPlugin), "false == hasPlugin( a_plugin)", tag(76));
+    m_lPlugins.push_back(a_pPlugin);
+    Assert(true == hasPlugin(a_pPlugin), "true == hasPlugin( a_plugin)", tag(80));
 }
 
 bool SqliteDump::dump(bool a_bPersistent, bool a_bTransient, int a_iRetries)

@@ -25,12 +25,12 @@ public:
 
     /// The paths must live as long as this object. They become part of a shell command as they are. A null
     /// path is an assertion failure.
-    SqliteDump(const char* a_dumppath, const char* a_databasepath, bool a_bVerbose,
+    SqliteDump(const char* a_pDumpPath, const char* a_pDatabasePath, bool a_bVerbose,
                std::chrono::milliseconds a_oCeiling = c_oCeiling);
 
-    bool hasPlugin(const systema::SqlitePlugin* a_plugin) const;
+    bool hasPlugin(const systema::SqlitePlugin* a_pPlugin) const;
     /// Registers a plugin, which is not owned. One that is null or registered is an assertion failure.
-    void addPlugin(const systema::SqlitePlugin* a_plugin);
+    void addPlugin(const systema::SqlitePlugin* a_pPlugin);
 
     /// Dumps the persistent databases, the others, or both, in order of registration, each with up to
     /// a_iRetries further tries while its dump is not complete. True when all of them are. A dump directory

@@ -34,9 +34,9 @@ std::vector<std::string> DefaultPppHelper::getPppInterfaces()
     return lInterfaces;
 }
 
-int DefaultPppHelper::getPppStatus(const std::string& a_interface)
+int DefaultPppHelper::getPppStatus(const std::string& a_sInterface)
 {
-    m_iStatus = ZEL_DeviceInfoPPPAPI_getPPPStatus(std::atoi(pppUnit(a_interface).c_str()));
+    m_iStatus = ZEL_DeviceInfoPPPAPI_getPPPStatus(std::atoi(pppUnit(a_sInterface).c_str()));
     return m_iStatus;
 }
 
@@ -45,10 +45,10 @@ std::string DefaultPppHelper::getPppStatusString()
     return ZEL_DeviceInfoPPPAPI_getPPPStatusString(m_iStatus);
 }
 
-std::string DefaultPppHelper::getPostAuthMessage(const std::string& a_interface)
+std::string DefaultPppHelper::getPostAuthMessage(const std::string& a_sInterface)
 {
     std::array<char, c_iMessageSize> aMessage{};
-    ZEL_DeviceInfoPPPAPI_getPostAuthMessageByName(a_interface.c_str(), aMessage.data(), aMessage.size());
+    ZEL_DeviceInfoPPPAPI_getPostAuthMessageByName(a_sInterface.c_str(), aMessage.data(), aMessage.size());
     return aMessage.data();
 }
 

@@ -22,9 +22,9 @@ public:
 
     /// Reads the table. None when it cannot be counted.
     std::vector<std::string> getPppInterfaces() override;
-    int getPppStatus(const std::string& a_interface) override;
+    int getPppStatus(const std::string& a_sInterface) override;
     std::string getPppStatusString() override;
-    std::string getPostAuthMessage(const std::string& a_interface) override;
+    std::string getPostAuthMessage(const std::string& a_sInterface) override;
 
 private:
     systema::ConfigPluginBase& m_oConfig;

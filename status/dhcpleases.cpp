@@ -85,9 +85,9 @@ DhcpLeases::DhcpLeases(systema::ConfigPluginBase&, configmanager::serverlib::ILo
     }
 }
 
-bool DhcpLeases::hasTable(const std::string& a_table) const
+bool DhcpLeases::hasTable(const std::string& a_sTable) const
 {
-    return a_table == c_pClients || a_table == c_pLeases;
+    return a_sTable == c_pClients || a_sTable == c_pLeases;
 }
 
 bool DhcpLeases::hasHiddenColumn(const std::string& a_sColumn) const
@@ -95,43 +95,43 @@ bool DhcpLeases::hasHiddenColumn(const std::string& a_sColumn) const
     return findColumn(std::span(c_aColumns).subspan(c_aSchema.size()), a_sColumn) != nullptr;
 }
 
-void DhcpLeases::getTableNames(systema::NameList& a_tables) const
+void DhcpLeases::getTableNames(systema::NameList& a_lTables) const
 {
-    a_tables.add(c_pClients);
-    a_tables.add(c_pLeases);
+    a_lTables.add(c_pClients);
+    a_lTables.add(c_pLeases);
 }
 
-EResultCode DhcpLeases::getSchema(systema::ColumnList& a_columns, const std::string&)
+EResultCode DhcpLeases::getSchema(systema::ColumnList& a_lColumns, const std::string&)
 {
-    a_columns.clear();
-    configmanager::serverlib::appendSchema(a_columns, c_aSchema);
+    a_lColumns.clear();
+    configmanager::serverlib::appendSchema(a_lColumns, c_aSchema);
     return EResultCode::Success;
 }
 
-EResultCode DhcpLeases::getRowCount(const std::string& a_table, unsigned int& a_count)
+EResultCode DhcpLeases::getRowCount(const std::string& a_sTable, unsigned int& a_iCount)
 {
-    a_count = static_cast<unsigned int>(rowsOf(a_table).size());
+    a_iCount = static_cast<unsigned int>(rowsOf(a_sTable).size());
     return EResultCode::Success;
 }
 
-EResultCode DhcpLeases::getRow(const std::string& a_table, systema::ValueList& a_row, unsigned int a_position,
-                               const systema::NameList& a_columns)
+EResultCode DhcpLeases::getRow(const std::string& a_sTable, systema::ValueList& a_lRow,
+                               unsigned int a_iPosition, const systema::NameList& a_lColumns)
 {
-    return selectPosition(a_row, rowsOf(a_table), c_aColumns, a_position, a_columns);
+    return selectPosition(a_lRow, rowsOf(a_sTable), c_aColumns, a_iPosition, a_lColumns);
 }
 
-EResultCode DhcpLeases::getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                    const std::string& a_keyColumn, const std::string& a_keyValue,
-                                    const systema::NameList& a_columns)
+EResultCode DhcpLeases::getRowByKey(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                    const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                    const systema::NameList& a_lColumns)
 {
-    return selectKey(a_row, rowsOf(a_table), c_aColumns, c_aSchema, a_keyColumn, a_keyValue, a_columns);
+    return selectKey(a_lRow, rowsOf(a_sTable), c_aColumns, c_aSchema, a_sKeyColumn, a_sKeyValue, a_lColumns);
 }
 
-void DhcpLeases::update(systema::NameList& a_changedTables)
+void DhcpLeases::update(systema::NameList& a_lChangedTables)
 {
     // The clients are never announced, whatever becomes of them.
     if (std::exchange(m_bChanged, false)) {
-        a_changedTables.add(c_pLeases);
+        a_lChangedTables.add(c_pLeases);
     }
 }
 

@@ -85,18 +85,18 @@ bool DnsCache::refresh()
     }
     bool bDone = false; // whatever the forwarder says: the files are what counts
     const auto oResult = m_oDnsMasq.DumpCache(bDone);
-    const bool bLate = oResult.m_eState == CallResult::EState::Late;
+    const bool bTimedOut = oResult.m_eState == CallResult::EState::TimedOut;
     if (!oResult.isDone()) {
         m_oRetry.restart();
-        if (!bLate || oResult.m_bAsked) {
+        if (!bTimedOut || oResult.m_bAsked) {
             ZEL_Sysloglevel_error(m_iModule, here(), "Could not dump cache: %s", oResult.m_sError.c_str());
         }
-        if (!bLate) {
+        if (!bTimedOut) {
             return true;
         }
     }
     const bool bRead = readFiles();
-    if (bRead && !bLate) {
+    if (bRead && !bTimedOut) {
         m_oInterval
             .restart(); // a late dump may be complete at any moment, so that the files are read soon again
     }

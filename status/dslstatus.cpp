@@ -39,50 +39,50 @@ void DslStatus::init()
     update(lUnannounced);
 }
 
-bool DslStatus::hasTable(const std::string& a_table) const
+bool DslStatus::hasTable(const std::string& a_sTable) const
 {
-    return a_table == getTableName() || a_table == getTableNameRealtime();
+    return a_sTable == getTableName() || a_sTable == getTableNameRealtime();
 }
 
-void DslStatus::getTableNames(systema::NameList& a_tables) const
+void DslStatus::getTableNames(systema::NameList& a_lTables) const
 {
-    a_tables.add(getTableName());
-    a_tables.add(getTableNameRealtime());
+    a_lTables.add(getTableName());
+    a_lTables.add(getTableNameRealtime());
 }
 
-EResultCode DslStatus::getSchema(systema::ColumnList& a_columns, const std::string&)
+EResultCode DslStatus::getSchema(systema::ColumnList& a_lColumns, const std::string&)
 {
-    configmanager::serverlib::appendSchema(a_columns, c_aColumns);
+    configmanager::serverlib::appendSchema(a_lColumns, c_aColumns);
     return EResultCode::Success;
 }
 
-EResultCode DslStatus::getRowCount(const std::string&, unsigned int& a_count)
+EResultCode DslStatus::getRowCount(const std::string&, unsigned int& a_iCount)
 {
-    a_count = 1;
+    a_iCount = 1;
     return EResultCode::Success;
 }
 
-EResultCode DslStatus::getRow(const std::string& a_table, systema::ValueList& a_row, unsigned int a_position,
-                              const systema::NameList& a_columns)
+EResultCode DslStatus::getRow(const std::string& a_sTable, systema::ValueList& a_lRow,
+                              unsigned int a_iPosition, const systema::NameList& a_lColumns)
 {
-    if (a_position != 0) {
+    if (a_iPosition != 0) {
         return EResultCode::NoRow;
     }
-    const Row& oRow = a_table == getTableNameRealtime() ? m_oCurrent : m_oReported;
-    return configmanager::serverlib::selectColumns(a_row, oRow, c_aColumns, a_columns);
+    const Row& oRow = a_sTable == getTableNameRealtime() ? m_oCurrent : m_oReported;
+    return configmanager::serverlib::selectColumns(a_lRow, oRow, c_aColumns, a_lColumns);
 }
 
-EResultCode DslStatus::getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                   const std::string& a_keyColumn, const std::string& a_keyValue,
-                                   const systema::NameList& a_columns)
+EResultCode DslStatus::getRowByKey(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                   const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                   const systema::NameList& a_lColumns)
 {
-    if (a_keyColumn != "Id") {
+    if (a_sKeyColumn != "Id") {
         return EResultCode::NoKey;
     }
-    return a_keyValue == "1" ? getRow(a_table, a_row, 0, a_columns) : EResultCode(EResultCode::NoRow);
+    return a_sKeyValue == "1" ? getRow(a_sTable, a_lRow, 0, a_lColumns) : EResultCode(EResultCode::NoRow);
 }
 
-void DslStatus::update(systema::NameList& a_changedTables)
+void DslStatus::update(systema::NameList& a_lChangedTables)
 {
     const Row oCurrent = readLine();
     Row oReported = oCurrent;
@@ -90,10 +90,10 @@ void DslStatus::update(systema::NameList& a_changedTables)
         oReported.m_iLineState = m_oReported.m_iLineState;
     }
     if (std::exchange(m_oReported, oReported) != oReported) {
-        a_changedTables.add(getTableName());
+        a_lChangedTables.add(getTableName());
     }
     if (std::exchange(m_oCurrent, oCurrent) != oCurrent) {
-        a_changedTables.add(getTableNameRealtime());
+        a_lChangedTables.add(getTableNameRealtime());
     }
 }
 

@@ -39,11 +39,11 @@ Value text(const FilePlugin::Line& a_oLine, std::size_t a_iColumn)
 }
 
 /// Appends the wanted columns of the line; 10 when it is null.
-EResultCode select(ValueList& a_row, const FilePlugin::File& a_oFile, const FilePlugin::Line* a_pLine,
+EResultCode select(ValueList& a_lRow, const FilePlugin::File& a_oFile, const FilePlugin::Line* a_pLine,
                    const NameList& a_lWanted)
 {
     return a_pLine == nullptr ? EResultCode(EResultCode::NoRow)
-                              : a_oFile.toValueList(a_row, *a_pLine, a_lWanted);
+                              : a_oFile.toValueList(a_lRow, *a_pLine, a_lWanted);
 }
 
 } // namespace
@@ -122,11 +122,11 @@ void FilePlugin::File::setLine(std::size_t a_iPosition, Names a_lTexts)
     }
 }
 
-void FilePlugin::File::getSchema(systema::ColumnList& a_columns) const
+void FilePlugin::File::getSchema(systema::ColumnList& a_lColumns) const
 {
-    a_columns.add(c_pId, EDataType::Integer);
+    a_lColumns.add(c_pId, EDataType::Integer);
     for (const auto& sColumn : m_lColumns) {
-        a_columns.add(sColumn, EDataType::Text);
+        a_lColumns.add(sColumn, EDataType::Text);
     }
 }
 
@@ -154,21 +154,21 @@ const FilePlugin::Line* FilePlugin::File::getLine(const std::string& a_sKeyColum
     return itLine == m_lLines.end() ? nullptr : &*itLine;
 }
 
-EResultCode FilePlugin::File::toValueList(ValueList& a_row, const Line& a_oLine,
+EResultCode FilePlugin::File::toValueList(ValueList& a_lRow, const Line& a_oLine,
                                           const NameList& a_lWanted) const
 {
     if (a_lWanted.empty()) {
-        a_row.add(c_pId, number(a_oLine));
+        a_lRow.add(c_pId, number(a_oLine));
         for (std::size_t iColumn = 0; iColumn < m_lColumns.size(); ++iColumn) {
-            a_row.add(m_lColumns[iColumn], text(a_oLine, iColumn));
+            a_lRow.add(m_lColumns[iColumn], text(a_oLine, iColumn));
         }
     }
     for (const auto& sName : a_lWanted) {
         const auto itColumn = std::ranges::find(m_lColumns, sName);
         if (sName == c_pId) {
-            a_row.add(sName, number(a_oLine));
+            a_lRow.add(sName, number(a_oLine));
         } else if (itColumn != m_lColumns.end()) {
-            a_row.add(sName, text(a_oLine, static_cast<std::size_t>(itColumn - m_lColumns.begin())));
+            a_lRow.add(sName, text(a_oLine, static_cast<std::size_t>(itColumn - m_lColumns.begin())));
         } else {
             return EResultCode::NoKey;
         }
@@ -204,52 +204,52 @@ void FilePlugin::init()
     const auto oEnd = Clock::now() + c_oCeiling;
     for (auto& [sPath, oMapped] : m_mFiles) {
         if (refresh(sPath, oMapped, oEnd)) {
-            oMapped.m_oFile.settle();
+            oMapped.m_oFile.markClean();
         }
     }
 }
 
-void FilePlugin::getTableNames(NameList& a_tables) const
+void FilePlugin::getTableNames(NameList& a_lTables) const
 {
     for (const auto& [sPath, oMapped] : m_mFiles) {
-        a_tables.add(sPath);
+        a_lTables.add(sPath);
     }
 }
 
-EResultCode FilePlugin::getSchema(systema::ColumnList& a_columns, const std::string& a_table)
+EResultCode FilePlugin::getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable)
 {
-    return withFile(a_table, [&](const File& a_oFile) {
-        a_oFile.getSchema(a_columns);
+    return withFile(a_sTable, [&](const File& a_oFile) {
+        a_oFile.getSchema(a_lColumns);
         return EResultCode();
     });
 }
 
-EResultCode FilePlugin::getRowCount(const std::string& a_table, unsigned int& a_count)
+EResultCode FilePlugin::getRowCount(const std::string& a_sTable, unsigned int& a_iCount)
 {
-    return withFile(a_table, [&](const File& a_oFile) {
-        a_count = a_oFile.getLineCount();
+    return withFile(a_sTable, [&](const File& a_oFile) {
+        a_iCount = a_oFile.getLineCount();
         return EResultCode();
     });
 }
 
-EResultCode FilePlugin::getRow(const std::string& a_table, ValueList& a_row, unsigned int a_position,
-                               const NameList& a_columns)
+EResultCode FilePlugin::getRow(const std::string& a_sTable, ValueList& a_lRow, unsigned int a_iPosition,
+                               const NameList& a_lColumns)
 {
-    return withFile(a_table, [&](const File& a_oFile) {
-        return select(a_row, a_oFile, a_oFile.getLine(a_position), a_columns);
+    return withFile(a_sTable, [&](const File& a_oFile) {
+        return select(a_lRow, a_oFile, a_oFile.getLine(a_iPosition), a_lColumns);
     });
 }
 
-EResultCode FilePlugin::getRowByKey(const std::string& a_table, ValueList& a_row,
-                                    const std::string& a_keyColumn, const std::string& a_keyValue,
-                                    const NameList& a_columns)
+EResultCode FilePlugin::getRowByKey(const std::string& a_sTable, ValueList& a_lRow,
+                                    const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                    const NameList& a_lColumns)
 {
-    return withFile(a_table, [&](const File& a_oFile) {
-        return select(a_row, a_oFile, a_oFile.getLine(a_keyColumn, a_keyValue), a_columns);
+    return withFile(a_sTable, [&](const File& a_oFile) {
+        return select(a_lRow, a_oFile, a_oFile.getLine(a_sKeyColumn, a_sKeyValue), a_lColumns);
     });
 }
 
-void FilePlugin::update(NameList& a_changedTables)
+void FilePlugin::update(NameList& a_lChangedTables)
 {
     const auto oEnd = Clock::now() + c_oCeiling;
     for (auto& [sPath, oMapped] : m_mFiles) {
@@ -260,11 +260,11 @@ void FilePlugin::update(NameList& a_changedTables)
         }
         oMapped.m_bLate = bLate;
         if (!bLate && oMapped.m_oFile.isChanged()) {
-            a_changedTables.add(sPath);
+            a_lChangedTables.add(sPath);
             ZEL_Sysloglevel_info(m_iModule, here(), "%s has changed", sPath.c_str());
         }
         if (!bLate) {
-            oMapped.m_oFile.settle(); // after all that can throw: else the next update finishes it
+            oMapped.m_oFile.markClean(); // after all that can throw: else the next update finishes it
         }
     }
 }

@@ -48,20 +48,20 @@ public:
         /// True when the table changed since it was last settled.
         bool isChanged() const { return m_bChanged; }
         /// To be called when whoever must know of the change knows of it.
-        void settle() { m_bOutdated = m_bChanged = false; }
+        void markClean() { m_bOutdated = m_bChanged = false; }
         /// What of the file is not in the table, and why, empty when all is.
         const std::string& getFault() const { return m_sFault; }
         /// True when the file has more than is read of one; what comes after that is left out.
         bool isCut() const { return m_bCut; }
 
-        void getSchema(systema::ColumnList& a_columns) const;
+        void getSchema(systema::ColumnList& a_lColumns) const;
         unsigned getLineCount() const { return static_cast<unsigned>(m_lLines.size()); }
         /// The line at a position, counted from 0; null past the end. It lives until the next read.
         const Line* getLine(unsigned a_iPosition) const;
         /// The first line whose key column has the value; null when none has, or the key is no column.
         const Line* getLine(const std::string& a_sKeyColumn, const std::string& a_sKeyValue) const;
         /// Appends the wanted columns of a line in the order wanted, all when none is named. 0; 9.
-        systema::EResultCode toValueList(systema::ValueList& a_row, const Line& a_oLine,
+        systema::EResultCode toValueList(systema::ValueList& a_lRow, const Line& a_oLine,
                                          const systema::NameList& a_lWanted) const;
 
     private:
@@ -90,20 +90,20 @@ public:
     void addFile(const std::string& a_sPath, const File& a_oFile);
 
     void init() override;
-    bool hasTable(const std::string& a_table) const override { return m_mFiles.contains(a_table); }
-    void getTableNames(systema::NameList& a_tables) const override;
+    bool hasTable(const std::string& a_sTable) const override { return m_mFiles.contains(a_sTable); }
+    void getTableNames(systema::NameList& a_lTables) const override;
     /// 0, 8.
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
-    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable) override;
+    systema::EResultCode getRowCount(const std::string& a_sTable, unsigned int& a_iCount) override;
     /// 0; 8; 9 for an unknown column; 10.
-    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                unsigned int a_position, const systema::NameList& a_columns) override;
+    systema::EResultCode getRow(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                unsigned int a_iPosition, const systema::NameList& a_lColumns) override;
     /// The same; 10 for an unknown key column too.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
+    systema::EResultCode getRowByKey(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                     const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                     const systema::NameList& a_lColumns) override;
     bool announcesEveryChange() const override { return true; }
-    void update(systema::NameList& a_changedTables) override;
+    void update(systema::NameList& a_lChangedTables) override;
 
 private:
     using Clock = std::chrono::steady_clock;

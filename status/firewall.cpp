@@ -59,15 +59,15 @@ void Firewall::init()
     m_oNextRound = {};
 }
 
-EResultCode Firewall::getSchema(systema::ColumnList& a_columns, const std::string& a_table)
+EResultCode Firewall::getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable)
 {
-    a_columns.clear();
-    return SingleTable::getSchema(a_columns, a_table);
+    a_lColumns.clear();
+    return SingleTable::getSchema(a_lColumns, a_sTable);
 }
 
-EResultCode Firewall::fill(ValueList& a_row, ChainCount& a_oRow, const NameList& a_columns)
+EResultCode Firewall::fill(ValueList& a_lRow, ChainCount& a_oRow, const NameList& a_lColumns)
 {
-    configmanager::serverlib::selectKnownColumns(a_row, a_oRow, c_aColumns, a_columns);
+    configmanager::serverlib::selectKnownColumns(a_lRow, a_oRow, c_aColumns, a_lColumns);
     return EResultCode::Success;
 }
 

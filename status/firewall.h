@@ -50,7 +50,7 @@ public:
     /// Runs one round, for one turn of the tool at most.
     void init() override;
     /// Replaces what is in the list. 0.
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable) override;
     /// Stops a round for which no request has come since the last update.
     void update(systema::NameList&) override;
 
@@ -67,8 +67,8 @@ private:
     };
 
     /// 0, for unknown columns too, which are left out.
-    systema::EResultCode fill(systema::ValueList& a_row, ChainCount& a_oRow,
-                              const systema::NameList& a_columns) override;
+    systema::EResultCode fill(systema::ValueList& a_lRow, ChainCount& a_oRow,
+                              const systema::NameList& a_lColumns) override;
     /// 0 when all zones are listed, Pending until then, 1 when they cannot be.
     systema::EResultCode prepare() override;
     bool beginRound();

@@ -72,17 +72,17 @@ void InterfaceCounter::init()
     }
 }
 
-EResultCode InterfaceCounter::getRowByKey(const std::string&, systema::ValueList& a_row,
-                                          const std::string& a_keyColumn, const std::string& a_keyValue,
-                                          const systema::NameList& a_columns)
+EResultCode InterfaceCounter::getRowByKey(const std::string&, systema::ValueList& a_lRow,
+                                          const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                          const systema::NameList& a_lColumns)
 {
-    return selectKey(a_row, m_lRows, c_aColumns, c_aKeys, a_keyColumn, a_keyValue, a_columns);
+    return selectKey(a_lRow, m_lRows, c_aColumns, c_aKeys, a_sKeyColumn, a_sKeyValue, a_lColumns);
 }
 
-void InterfaceCounter::update(systema::NameList& a_changedTables)
+void InterfaceCounter::update(systema::NameList& a_lChangedTables)
 {
     if (std::exchange(m_bChanged, false)) {
-        a_changedTables.add(getTableName());
+        a_lChangedTables.add(getTableName());
     }
 }
 

@@ -55,10 +55,10 @@ public:
 
     void init() override;
     /// Only "Name" is a key. 0; 9 for an unknown column; 10 for any other key too.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
-    void update(systema::NameList& a_changedTables) override;
+    systema::EResultCode getRowByKey(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                     const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                     const systema::NameList& a_lColumns) override;
+    void update(systema::NameList& a_lChangedTables) override;
 
     void StatusChange(const std::string& a_sDevice, bool a_bUp) override;
     void LinkStatusChange(const std::string& a_sDevice, bool a_bLinkUp) override;

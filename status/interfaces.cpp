@@ -108,23 +108,23 @@ void Interfaces::init()
     }
 }
 
-EResultCode Interfaces::getRowByKey(const std::string&, ValueList& a_row, const std::string& a_keyColumn,
-                                    const std::string& a_keyValue, const NameList& a_columns)
+EResultCode Interfaces::getRowByKey(const std::string&, ValueList& a_lRow, const std::string& a_sKeyColumn,
+                                    const std::string& a_sKeyValue, const NameList& a_lColumns)
 {
-    if (a_keyColumn != "Id" && a_keyColumn != "Name") {
+    if (a_sKeyColumn != "Id" && a_sKeyColumn != "Name") {
         return EResultCode::NoKey;
     }
-    return read(a_row, rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue), a_columns);
+    return read(a_lRow, rowOf(m_lRows, c_aColumns, a_sKeyColumn, a_sKeyValue), a_lColumns);
 }
 
-void Interfaces::update(NameList& a_changedTables)
+void Interfaces::update(NameList& a_lChangedTables)
 {
     const net::AddressLists oAddresses;
     // A query that is never answered must not keep the other devices from being queried.
     const std::size_t iFirst = m_iFirstAsked;
     for (std::size_t i = 0; i < m_lRows.size(); ++i) {
         const std::size_t iRow = (iFirst + i) % m_lRows.size();
-        if (!m_lRows[iRow].refresh(m_oInterfaceStatus, oAddresses, a_changedTables)) {
+        if (!m_lRows[iRow].refresh(m_oInterfaceStatus, oAddresses, a_lChangedTables)) {
             m_iFirstAsked = iRow + 1;
         }
     }
@@ -168,11 +168,11 @@ void Interfaces::RemovedIPv6Address(const std::string& a_sDevice, const std::str
     onChanged(a_sDevice);
 }
 
-EResultCode Interfaces::fill(ValueList& a_row, NetDeviceCheck& a_oRow, const NameList& a_columns)
+EResultCode Interfaces::fill(ValueList& a_lRow, NetDeviceCheck& a_oRow, const NameList& a_lColumns)
 {
     a_oRow.refreshPacketStats();
     // Unlike in other tables, a column that is not there is no error: it is left out.
-    configmanager::serverlib::selectKnownColumns(a_row, a_oRow, c_aColumns, a_columns);
+    configmanager::serverlib::selectKnownColumns(a_lRow, a_oRow, c_aColumns, a_lColumns);
     return EResultCode::Success;
 }
 

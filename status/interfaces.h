@@ -44,13 +44,13 @@ public:
     /// and marks it. Subscribes to the table the first time.
     void init() override;
     /// "Name" and "Id" are keys. 0; 9 for another key column; 10.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
+    systema::EResultCode getRowByKey(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                     const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                     const systema::NameList& a_lColumns) override;
     /// Asks for the marked devices again, and for the links that are not known.
-    void update(systema::NameList& a_changedTables) override;
+    void update(systema::NameList& a_lChangedTables) override;
 
-    void notify(const systema::NameList& a_changedTables) override;
+    void notify(const systema::NameList& a_lChangedTables) override;
 
     void StatusChange(const std::string& a_sDevice, bool a_bUp) override;
     void LinkStatusChange(const std::string& a_sDevice, bool a_bLinkUp) override;
@@ -65,8 +65,8 @@ public:
 
 private:
     /// Asks for the counters. 0: unknown columns are skipped.
-    systema::EResultCode fill(systema::ValueList& a_row, NetDeviceCheck& a_oRow,
-                              const systema::NameList& a_columns) override;
+    systema::EResultCode fill(systema::ValueList& a_lRow, NetDeviceCheck& a_oRow,
+                              const systema::NameList& a_lColumns) override;
     void onChanged(const std::string& a_sDevice);
     void onMissed();
     void logIPv6Address(const std::string& a_sDevice, const std::string& a_sAddress);

@@ -107,62 +107,62 @@ void IpConntrack::init()
     }
 }
 
-EResultCode IpConntrack::getSchema(systema::ColumnList& a_columns, const std::string&)
+EResultCode IpConntrack::getSchema(systema::ColumnList& a_lColumns, const std::string&)
 {
-    configmanager::serverlib::appendSchema(a_columns, c_aColumns);
+    configmanager::serverlib::appendSchema(a_lColumns, c_aColumns);
     return EResultCode::Success;
 }
 
-EResultCode IpConntrack::getRowCount(const std::string&, unsigned int& a_count)
+EResultCode IpConntrack::getRowCount(const std::string&, unsigned int& a_iCount)
 {
     const EResultCode eResult = refresh();
-    a_count = static_cast<unsigned>(m_pList->size());
+    a_iCount = static_cast<unsigned>(m_pList->size());
     return eResult;
 }
 
-EResultCode IpConntrack::getRow(const std::string&, ValueList& a_row, unsigned int a_position,
-                                const NameList& a_columns)
+EResultCode IpConntrack::getRow(const std::string&, ValueList& a_lRow, unsigned int a_iPosition,
+                                const NameList& a_lColumns)
 {
     const EResultCode eResult = refresh();
-    return eResult == EResultCode::Success ? read(a_row, a_position, a_columns) : eResult;
+    return eResult == EResultCode::Success ? read(a_lRow, a_iPosition, a_lColumns) : eResult;
 }
 
-EResultCode IpConntrack::getRowByKey(const std::string&, ValueList& a_row, const std::string& a_keyColumn,
-                                     const std::string& a_keyValue, const NameList& a_columns)
+EResultCode IpConntrack::getRowByKey(const std::string&, ValueList& a_lRow, const std::string& a_sKeyColumn,
+                                     const std::string& a_sKeyValue, const NameList& a_lColumns)
 {
     if (const EResultCode eResult = refresh(); eResult != EResultCode::Success) {
         return eResult;
     }
-    const auto* pKey = configmanager::serverlib::findColumn(c_aColumns, a_keyColumn);
+    const auto* pKey = configmanager::serverlib::findColumn(c_aColumns, a_sKeyColumn);
     if (pKey == nullptr) {
         return EResultCode::NoKey;
     }
     std::size_t iPosition = 0;
     while (iPosition < m_pList->size() &&
-           !configmanager::serverlib::matchesKey(pKey->m_pGet(Row(*m_pList, iPosition)), a_keyValue)) {
+           !configmanager::serverlib::matchesKey(pKey->m_pGet(Row(*m_pList, iPosition)), a_sKeyValue)) {
         ++iPosition;
     }
-    return read(a_row, iPosition, a_columns);
+    return read(a_lRow, iPosition, a_lColumns);
 }
 
-EResultCode IpConntrack::openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const std::string&,
-                                  unsigned int a_first, unsigned int a_count, const NameList& a_columns)
+EResultCode IpConntrack::openRows(std::unique_ptr<systema::IRowCursor>& a_pCursor, const std::string&,
+                                  unsigned int a_iFirst, unsigned int a_iCount, const NameList& a_lColumns)
 {
     if (const EResultCode eResult = refresh(); eResult != EResultCode::Success) {
         return eResult;
     }
-    auto pCursor = std::make_unique<Cursor>(m_pList, a_first, a_count);
-    if (a_columns.empty()) {
+    auto pCursor = std::make_unique<Cursor>(m_pList, a_iFirst, a_iCount);
+    if (a_lColumns.empty()) {
         for (const auto& oColumn : c_aColumns) {
             pCursor->addColumn(oColumn.m_pName);
         }
     }
-    for (const auto& sName : a_columns) {
+    for (const auto& sName : a_lColumns) {
         if (!pCursor->addColumn(sName)) {
             return EResultCode::NoKey;
         }
     }
-    a_cursor = std::move(pCursor);
+    a_pCursor = std::move(pCursor);
     return EResultCode::Success;
 }
 
@@ -237,10 +237,10 @@ void IpConntrack::discardList()
 }
 
 /// Appends the wanted columns of the row at a position. 0; 9 for an unknown column; 10 past the end.
-EResultCode IpConntrack::read(ValueList& a_row, std::size_t a_iPosition, const NameList& a_columns) const
+EResultCode IpConntrack::read(ValueList& a_lRow, std::size_t a_iPosition, const NameList& a_lColumns) const
 {
     return a_iPosition < m_pList->size() ? configmanager::serverlib::selectColumns(
-                                               a_row, Row(*m_pList, a_iPosition), c_aColumns, a_columns)
+                                               a_lRow, Row(*m_pList, a_iPosition), c_aColumns, a_lColumns)
                                          : EResultCode(EResultCode::NoRow);
 }
 

@@ -42,28 +42,28 @@ public:
 
     /// Subscribes to "StatusNetifWatch", once.
     void init() override;
-    bool hasTable(const std::string& a_table) const override { return a_table == c_pTable; }
-    void getTableNames(systema::NameList& a_tables) const override { a_tables.add(std::string(c_pTable)); }
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
+    bool hasTable(const std::string& a_sTable) const override { return a_sTable == c_pTable; }
+    void getTableNames(systema::NameList& a_lTables) const override { a_lTables.add(std::string(c_pTable)); }
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable) override;
 
     // Each of the reads gives 1, which is logged, when the list cannot be read, and is pending until it was.
     /// 0.
-    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
+    systema::EResultCode getRowCount(const std::string& a_sTable, unsigned int& a_iCount) override;
     /// 0; 9 for an unknown column; 10 past the end.
-    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                unsigned int a_position, const systema::NameList& a_columns) override;
+    systema::EResultCode getRow(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                unsigned int a_iPosition, const systema::NameList& a_lColumns) override;
     /// Every column is a key, "Id" that of the position. 0; 9 for an unknown column, key or not; 10.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
+    systema::EResultCode getRowByKey(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                     const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                     const systema::NameList& a_lColumns) override;
     /// 0; 9 for an unknown column.
-    systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const std::string& a_table,
-                                  unsigned int a_first, unsigned int a_count,
-                                  const systema::NameList& a_columns) override;
+    systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_pCursor,
+                                  const std::string& a_sTable, unsigned int a_iFirst, unsigned int a_iCount,
+                                  const systema::NameList& a_lColumns) override;
     /// Gives back what nobody reads any more. Connections come and go all the time: no change is announced.
-    void update(systema::NameList& a_changedTables) override;
+    void update(systema::NameList& a_lChangedTables) override;
 
-    void notify(const systema::NameList& a_changedTables) override;
+    void notify(const systema::NameList& a_lChangedTables) override;
     /// The list is read anew when the table is.
     void dropCache() override;
 
@@ -72,8 +72,8 @@ private:
 
     systema::EResultCode refresh();
     void discardList();
-    systema::EResultCode read(systema::ValueList& a_row, std::size_t a_iPosition,
-                              const systema::NameList& a_columns) const;
+    systema::EResultCode read(systema::ValueList& a_lRow, std::size_t a_iPosition,
+                              const systema::NameList& a_lColumns) const;
     void getInterfaces();
     bool readRow(systema::ValueList& a_lRow, const char* a_pTable, const std::string& a_sName,
                  const systema::NameList& a_lColumns);

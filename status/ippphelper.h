@@ -16,11 +16,11 @@ public:
     /// The names of the PPP interfaces.
     virtual std::vector<std::string> getPppInterfaces() = 0;
     /// The state of the interface, which the next operation then knows.
-    virtual int getPppStatus(const std::string& a_interface) = 0;
+    virtual int getPppStatus(const std::string& a_sInterface) = 0;
     /// The text of the state that was given last.
     virtual std::string getPppStatusString() = 0;
     /// The last message of the interface's server, an empty text when there is none.
-    virtual std::string getPostAuthMessage(const std::string& a_interface) = 0;
+    virtual std::string getPostAuthMessage(const std::string& a_sInterface) = 0;
 };
 
 /// The unit of an interface, as text: the one character after "ppp", so that of "ppp12" is "1". Empty when

@@ -43,57 +43,58 @@ void IPRoute::init()
     }
 }
 
-bool IPRoute::hasTable(const std::string& a_table) const
+bool IPRoute::hasTable(const std::string& a_sTable) const
 {
     return std::ranges::any_of(m_aFamilies,
-                               [&](const auto& a_oFamily) { return a_oFamily.m_sTable == a_table; });
+                               [&](const auto& a_oFamily) { return a_oFamily.m_sTable == a_sTable; });
 }
 
-void IPRoute::getTableNames(systema::NameList& a_tables) const
+void IPRoute::getTableNames(systema::NameList& a_lTables) const
 {
     for (const auto& oFamily : m_aFamilies) {
-        a_tables.add(std::string(oFamily.m_sTable));
+        a_lTables.add(std::string(oFamily.m_sTable));
     }
 }
 
-EResultCode IPRoute::getSchema(systema::ColumnList& a_columns, const std::string& a_table)
+EResultCode IPRoute::getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable)
 {
-    if (!hasTable(a_table)) {
+    if (!hasTable(a_sTable)) {
         return EResultCode::NoTable;
     }
-    configmanager::serverlib::appendSchema(a_columns, c_aColumns);
+    configmanager::serverlib::appendSchema(a_lColumns, c_aColumns);
     return EResultCode::Success;
 }
 
-EResultCode IPRoute::getRowCount(const std::string& a_table, unsigned int& a_count)
+EResultCode IPRoute::getRowCount(const std::string& a_sTable, unsigned int& a_iCount)
 {
-    const Family* pFamily = find(a_table);
+    const Family* pFamily = find(a_sTable);
     if (pFamily == nullptr) {
         return EResultCode::NoTable;
     }
-    a_count = static_cast<unsigned int>(pFamily->m_lRoutes.size());
+    a_iCount = static_cast<unsigned int>(pFamily->m_lRoutes.size());
     return EResultCode::Success;
 }
 
-EResultCode IPRoute::getRow(const std::string& a_table, systema::ValueList& a_row, unsigned int a_position,
-                            const systema::NameList& a_columns)
+EResultCode IPRoute::getRow(const std::string& a_sTable, systema::ValueList& a_lRow, unsigned int a_iPosition,
+                            const systema::NameList& a_lColumns)
 {
-    Family* pFamily = find(a_table);
-    return pFamily == nullptr ? EResultCode(EResultCode::NoTable)
-                              : selectPosition(a_row, pFamily->m_lRoutes, c_aColumns, a_position, a_columns);
+    Family* pFamily = find(a_sTable);
+    return pFamily == nullptr
+               ? EResultCode(EResultCode::NoTable)
+               : selectPosition(a_lRow, pFamily->m_lRoutes, c_aColumns, a_iPosition, a_lColumns);
 }
 
-EResultCode IPRoute::getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                 const std::string& a_keyColumn, const std::string& a_keyValue,
-                                 const systema::NameList& a_columns)
+EResultCode IPRoute::getRowByKey(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                 const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                 const systema::NameList& a_lColumns)
 {
-    Family* pFamily = find(a_table);
+    Family* pFamily = find(a_sTable);
     return pFamily == nullptr ? EResultCode(EResultCode::NoTable)
-                              : selectKey(a_row, pFamily->m_lRoutes, c_aColumns, c_aColumns, a_keyColumn,
-                                          a_keyValue, a_columns);
+                              : selectKey(a_lRow, pFamily->m_lRoutes, c_aColumns, c_aColumns, a_sKeyColumn,
+                                          a_sKeyValue, a_lColumns);
 }
 
-void IPRoute::update(systema::NameList& a_changedTables)
+void IPRoute::update(systema::NameList& a_lChangedTables)
 {
     m_oTool.begin();
     const std::size_t iFirst = std::exchange(m_iFirst, 0);
@@ -109,7 +110,7 @@ void IPRoute::update(systema::NameList& a_changedTables)
             return;
         }
         if (read(oFamily)) {
-            a_changedTables.add(std::string(oFamily.m_sTable));
+            a_lChangedTables.add(std::string(oFamily.m_sTable));
         }
     }
 }

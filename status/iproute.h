@@ -32,18 +32,18 @@ public:
     explicit IPRoute(Tool a_oTool = Tool());
 
     void init() override;
-    bool hasTable(const std::string& a_table) const override;
-    void getTableNames(systema::NameList& a_tables) const override;
+    bool hasTable(const std::string& a_sTable) const override;
+    void getTableNames(systema::NameList& a_lTables) const override;
     // Every read: 8 for an unknown table.
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
-    systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) override;
-    systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                unsigned int a_position, const systema::NameList& a_columns) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable) override;
+    systema::EResultCode getRowCount(const std::string& a_sTable, unsigned int& a_iCount) override;
+    systema::EResultCode getRow(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                unsigned int a_iPosition, const systema::NameList& a_lColumns) override;
     /// 0; 9 for an unknown column; 10 for an unknown key column too.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
-    void update(systema::NameList& a_changedTables) override;
+    systema::EResultCode getRowByKey(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                     const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                     const systema::NameList& a_lColumns) override;
+    void update(systema::NameList& a_lChangedTables) override;
     /// Both families are read at the next update.
     void setChanged() { m_oIPv4.m_bChanged = m_oIPv6.m_bChanged = true; }
 

@@ -22,22 +22,23 @@ constexpr Column<Row> c_aColumns[] = {
 
 IPv6Addresses::IPv6Addresses() : SingleTable("StatusNetIfIPv6Addresses", c_aColumns) {}
 
-EResultCode IPv6Addresses::getRowByKey(const std::string&, systema::ValueList& a_row,
-                                       const std::string& a_keyColumn, const std::string& a_keyValue,
-                                       const systema::NameList& a_columns)
+EResultCode IPv6Addresses::getRowByKey(const std::string&, systema::ValueList& a_lRow,
+                                       const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                       const systema::NameList& a_lColumns)
 {
-    const bool bById = a_keyColumn == "Id";
+    const bool bById = a_sKeyColumn == "Id";
     Row* pRow =
-        bById || a_keyColumn == "Name" ? rowOf(m_lRows, c_aColumns, a_keyColumn, a_keyValue) : nullptr;
+        bById || a_sKeyColumn == "Name" ? rowOf(m_lRows, c_aColumns, a_sKeyColumn, a_sKeyValue) : nullptr;
     if (pRow != nullptr) {
-        return fill(a_row, *pRow, a_columns);
+        return fill(a_lRow, *pRow, a_lColumns);
     }
     // A device without addresses counts as an unknown key, too, not as a row that is not there.
-    const bool bNumber = !a_keyValue.empty() && std::isdigit(static_cast<unsigned char>(a_keyValue[0])) != 0;
+    const bool bNumber =
+        !a_sKeyValue.empty() && std::isdigit(static_cast<unsigned char>(a_sKeyValue[0])) != 0;
     return bById && bNumber ? EResultCode::NoRow : EResultCode::NoKey;
 }
 
-void IPv6Addresses::update(systema::NameList& a_changedTables)
+void IPv6Addresses::update(systema::NameList& a_lChangedTables)
 {
     const auto lBefore = m_oAddresses.getIPv6Addresses();
     m_oAddresses.refresh();
@@ -48,7 +49,7 @@ void IPv6Addresses::update(systema::NameList& a_changedTables)
     for (const auto& oAddress : m_oAddresses.getIPv6Addresses()) {
         m_lRows.push_back({static_cast<unsigned>(m_lRows.size() + 1), oAddress});
     }
-    a_changedTables.add(getTableName());
+    a_lChangedTables.add(getTableName());
 }
 
 } // namespace zel

@@ -25,10 +25,10 @@ public:
     void init() override {}
     /// "Id" and "Name" are keys. 0; 9 for another key column, an "Id" that is no number and a "Name" that no
     /// row has; 10 for the number of no row.
-    systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override;
-    void update(systema::NameList& a_changedTables) override;
+    systema::EResultCode getRowByKey(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                     const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                     const systema::NameList& a_lColumns) override;
+    void update(systema::NameList& a_lChangedTables) override;
 
     /// No change of a stored table concerns it so far; it is subscribed to none.
     void notify(const systema::NameList&) override {}

@@ -19,22 +19,22 @@ public:
     /// One-time start, before the first update: reads configuration tables and subscribes to them.
     virtual void init() = 0;
     /// True for a table that is served; letter case counts.
-    virtual bool hasTable(const std::string& a_table) const = 0;
+    virtual bool hasTable(const std::string& a_sTable) const = 0;
     /// Appends the names of all tables served.
-    virtual void getTableNames(systema::NameList& a_tables) const = 0;
+    virtual void getTableNames(systema::NameList& a_lTables) const = 0;
     /// Appends the table's columns with their types. 0.
-    virtual systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) = 0;
+    virtual systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable) = 0;
     /// Number of rows. 0.
-    virtual systema::EResultCode getRowCount(const std::string& a_table, unsigned int& a_count) = 0;
+    virtual systema::EResultCode getRowCount(const std::string& a_sTable, unsigned int& a_iCount) = 0;
     /// The wanted columns of the row at a position, counted from 0; all columns when none is named. 0; 10
     /// past the end; what becomes of an unknown column is the table's own.
-    virtual systema::EResultCode getRow(const std::string& a_table, systema::ValueList& a_row,
-                                        unsigned int a_position, const systema::NameList& a_columns) = 0;
+    virtual systema::EResultCode getRow(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                        unsigned int a_iPosition, const systema::NameList& a_lColumns) = 0;
     /// The same of the first row whose key column has the value. 0; 10 when no row has it; which columns are
     /// keys, and whether another one gives 9 or 10, is the table's own.
-    virtual systema::EResultCode getRowByKey(const std::string& a_table, systema::ValueList& a_row,
-                                             const std::string& a_keyColumn, const std::string& a_keyValue,
-                                             const systema::NameList& a_columns) = 0;
+    virtual systema::EResultCode getRowByKey(const std::string& a_sTable, systema::ValueList& a_lRow,
+                                             const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                             const systema::NameList& a_lColumns) = 0;
     /// True for a column that the rows have and the schema lacks.
     virtual bool hasHiddenColumn(const std::string&) const { return false; }
     /// True when a read leaves out columns that the table lacks; else they give 9.
@@ -53,7 +53,7 @@ public:
         return {};
     }
     /// Periodic refresh: appends the name of every table whose content changed.
-    virtual void update(systema::NameList& a_changedTables) = 0;
+    virtual void update(systema::NameList& a_lChangedTables) = 0;
 };
 
 } // namespace zel

@@ -29,10 +29,10 @@ Passwd::Passwd(BootClock a_oNow)
 {
 }
 
-EResultCode Passwd::getSchema(systema::ColumnList& a_columns, const std::string& a_table)
+EResultCode Passwd::getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable)
 {
-    a_columns.clear();
-    return SingleTable::getSchema(a_columns, a_table);
+    a_lColumns.clear();
+    return SingleTable::getSchema(a_lColumns, a_sTable);
 }
 
 /// Reads the accounts anew when it is time to.

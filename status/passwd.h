@@ -35,7 +35,7 @@ public:
 
     void init() override {}
     /// Replaces what is in the list. 0.
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string& a_table) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable) override;
     void update(systema::NameList&) override {}
 
 private:

@@ -67,7 +67,7 @@ void PppStatus::init()
     m_lInterfaces.insert(m_lInterfaces.end(), lInterfaces.begin(), lInterfaces.end());
 }
 
-void PppStatus::update(NameList& a_changedTables)
+void PppStatus::update(NameList& a_lChangedTables)
 {
     if (!m_oCheck.isOver()) {
         return;
@@ -78,7 +78,7 @@ void PppStatus::update(NameList& a_changedTables)
         refresh();
     }
     if (std::exchange(m_bChanged, false) && bSubscribed) {
-        a_changedTables.add(getTableName());
+        a_lChangedTables.add(getTableName());
     }
 }
 

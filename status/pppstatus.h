@@ -48,7 +48,7 @@ public:
     void init() override;
     /// Looks for changes while the table has a subscriber. A change that a read has already seen is
     /// announced, too.
-    void update(systema::NameList& a_changedTables) override;
+    void update(systema::NameList& a_lChangedTables) override;
 
 private:
     bool refresh() override;

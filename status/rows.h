@@ -47,13 +47,13 @@ void numberNewRows(auto& a_lRows)
 /// Appends the wanted columns of the row at a position, which it numbers.
 /// 0; 9 for an unknown column; 10 past the end.
 template<class Row>
-systema::EResultCode selectPosition(systema::ValueList& a_row, std::vector<Row>& a_lRows,
+systema::EResultCode selectPosition(systema::ValueList& a_lRow, std::vector<Row>& a_lRows,
                                     const auto& a_aColumns, unsigned a_iPosition,
                                     const systema::NameList& a_lWanted)
 {
     const Row* pRow = rowAt(a_lRows, a_iPosition);
     return pRow == nullptr ? systema::EResultCode(systema::EResultCode::NoRow)
-                           : configmanager::serverlib::selectColumns(a_row, *pRow, a_aColumns, a_lWanted);
+                           : configmanager::serverlib::selectColumns(a_lRow, *pRow, a_aColumns, a_lWanted);
 }
 
 /// The first row whose key column has the value; null when no row has it, and for an unknown key column.
@@ -75,13 +75,13 @@ auto* rowOf(auto& a_lRows, const auto& a_aKeys, const std::string& a_sKeyColumn,
 /// Appends the wanted columns of the first row whose key column has the value.
 /// 0; 9 for an unknown wanted column; 10 when no row has it, and for an unknown key column.
 template<class Row>
-systema::EResultCode selectKey(systema::ValueList& a_row, std::vector<Row>& a_lRows, const auto& a_aColumns,
+systema::EResultCode selectKey(systema::ValueList& a_lRow, std::vector<Row>& a_lRows, const auto& a_aColumns,
                                const auto& a_aKeys, const std::string& a_sKeyColumn,
                                const std::string& a_sKeyValue, const systema::NameList& a_lWanted)
 {
     const Row* pRow = rowOf(a_lRows, a_aKeys, a_sKeyColumn, a_sKeyValue);
     return pRow == nullptr ? systema::EResultCode(systema::EResultCode::NoRow)
-                           : configmanager::serverlib::selectColumns(a_row, *pRow, a_aColumns, a_lWanted);
+                           : configmanager::serverlib::selectColumns(a_lRow, *pRow, a_aColumns, a_lWanted);
 }
 
 } // namespace zel

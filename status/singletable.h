@@ -21,35 +21,35 @@ public:
 
     const std::string& getTableName() const { return m_sName; }
 
-    bool hasTable(const std::string& a_table) const override { return a_table == m_sName; }
-    void getTableNames(systema::NameList& a_tables) const override { a_tables.add(m_sName); }
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const std::string&) override
+    bool hasTable(const std::string& a_sTable) const override { return a_sTable == m_sName; }
+    void getTableNames(systema::NameList& a_lTables) const override { a_lTables.add(m_sName); }
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const std::string&) override
     {
-        configmanager::serverlib::appendSchema(a_columns, m_lColumns);
+        configmanager::serverlib::appendSchema(a_lColumns, m_lColumns);
         return systema::EResultCode::Success;
     }
     // Each read first calls prepare() and ends with its code when that is not 0. Otherwise:
     /// 0.
-    systema::EResultCode getRowCount(const std::string&, unsigned int& a_count) override
+    systema::EResultCode getRowCount(const std::string&, unsigned int& a_iCount) override
     {
         return whenCurrent([&] {
-            a_count = static_cast<unsigned int>(m_lRows.size());
+            a_iCount = static_cast<unsigned int>(m_lRows.size());
             return systema::EResultCode();
         });
     }
     /// 0; 9 for an unknown column; 10 past the end.
-    systema::EResultCode getRow(const std::string&, systema::ValueList& a_row, unsigned int a_position,
-                                const systema::NameList& a_columns) override
+    systema::EResultCode getRow(const std::string&, systema::ValueList& a_lRow, unsigned int a_iPosition,
+                                const systema::NameList& a_lColumns) override
     {
-        return whenCurrent([&] { return read(a_row, rowAt(m_lRows, a_position), a_columns); });
+        return whenCurrent([&] { return read(a_lRow, rowAt(m_lRows, a_iPosition), a_lColumns); });
     }
     /// Every column is a key. 0; 9 for an unknown column; 10 for an unknown key column too.
-    systema::EResultCode getRowByKey(const std::string&, systema::ValueList& a_row,
-                                     const std::string& a_keyColumn, const std::string& a_keyValue,
-                                     const systema::NameList& a_columns) override
+    systema::EResultCode getRowByKey(const std::string&, systema::ValueList& a_lRow,
+                                     const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                     const systema::NameList& a_lColumns) override
     {
         return whenCurrent(
-            [&] { return read(a_row, rowOf(m_lRows, m_lColumns, a_keyColumn, a_keyValue), a_columns); });
+            [&] { return read(a_lRow, rowOf(m_lRows, m_lColumns, a_sKeyColumn, a_sKeyValue), a_lColumns); });
     }
     void hold(bool a_bHeld) override { m_bHeld = a_bHeld; }
 
@@ -69,17 +69,17 @@ protected:
     virtual bool refresh() { return true; }
 
     /// Appends the wanted columns of the row; 10 when there is none.
-    systema::EResultCode read(systema::ValueList& a_row, Row* a_pRow, const systema::NameList& a_columns)
+    systema::EResultCode read(systema::ValueList& a_lRow, Row* a_pRow, const systema::NameList& a_lColumns)
     {
         return a_pRow == nullptr ? systema::EResultCode(systema::EResultCode::NoRow)
-                                 : fill(a_row, *a_pRow, a_columns);
+                                 : fill(a_lRow, *a_pRow, a_lColumns);
     }
 
     /// Appends the wanted columns of a row.
-    virtual systema::EResultCode fill(systema::ValueList& a_row, Row& a_oRow,
-                                      const systema::NameList& a_columns)
+    virtual systema::EResultCode fill(systema::ValueList& a_lRow, Row& a_oRow,
+                                      const systema::NameList& a_lColumns)
     {
-        return configmanager::serverlib::selectColumns(a_row, a_oRow, m_lColumns, a_columns);
+        return configmanager::serverlib::selectColumns(a_lRow, a_oRow, m_lColumns, a_lColumns);
     }
 
     std::vector<Row> m_lRows;

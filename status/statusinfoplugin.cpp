@@ -57,7 +57,7 @@ private:
 };
 
 /// Opens a bulk read of a table without rows. Unknown columns become what they become when there are rows.
-EResultCode openNoRows(std::unique_ptr<systema::IRowCursor>& a_cursor, IStatusInfoSubPlugin& a_oPlugin,
+EResultCode openNoRows(std::unique_ptr<systema::IRowCursor>& a_pCursor, IStatusInfoSubPlugin& a_oPlugin,
                        const std::string& a_sTable, const NameList& a_lWanted)
 {
     systema::ColumnList lSchema;
@@ -75,7 +75,7 @@ EResultCode openNoRows(std::unique_ptr<systema::IRowCursor>& a_cursor, IStatusIn
             lColumns.add(sName);
         }
     }
-    a_cursor = std::make_unique<NoRows>(std::move(lColumns));
+    a_pCursor = std::make_unique<NoRows>(std::move(lColumns));
     return eResult;
 }
 
@@ -138,10 +138,10 @@ StatusInfoPlugin::~StatusInfoPlugin()
     m_oEvents.clear();
 }
 
-IStatusInfoSubPlugin* StatusInfoPlugin::findPlugin(const std::string& a_table) const
+IStatusInfoSubPlugin* StatusInfoPlugin::findPlugin(const std::string& a_sTable) const
 {
     for (const auto& pPlugin : m_oPluginList) {
-        if (pPlugin->hasTable(a_table)) {
+        if (pPlugin->hasTable(a_sTable)) {
             return pPlugin.get();
         }
     }
@@ -166,66 +166,67 @@ void StatusInfoPlugin::callAll(const char* a_pName, Operation a_oOperation) cons
 }
 
 template<typename Operation>
-EResultCode StatusInfoPlugin::route(const void* a_handle, const std::string& a_table, Operation a_oOperation,
-                                    SourceTag a_oSource)
+EResultCode StatusInfoPlugin::route(const void* a_pHandle, const std::string& a_sTable,
+                                    Operation a_oOperation, SourceTag a_oSource)
 {
-    assertCall(a_handle, a_oSource);
-    IStatusInfoSubPlugin* pPlugin = findPlugin(a_table);
+    assertCall(a_pHandle, a_oSource);
+    IStatusInfoSubPlugin* pPlugin = findPlugin(a_sTable);
     return pPlugin == nullptr ? EResultCode(EResultCode::NoTable) : a_oOperation(*pPlugin);
 }
 
-void StatusInfoPlugin::getTables(NameList& a_tables, const void* a_handle)
+void StatusInfoPlugin::getTables(NameList& a_lTables, const void* a_pHandle)
 {
-    assertCall(a_handle);
+    assertCall(a_pHandle);
     for (const auto& pPlugin : m_oPluginList) {
-        pPlugin->getTableNames(a_tables);
+        pPlugin->getTableNames(a_lTables);
     }
 }
 
-EResultCode StatusInfoPlugin::getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                        const std::string& a_table)
+EResultCode StatusInfoPlugin::getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                        const std::string& a_sTable)
 {
-    return route(a_handle, a_table,
-                 [&](IStatusInfoSubPlugin& a_oPlugin) { return a_oPlugin.getSchema(a_columns, a_table); });
+    return route(a_pHandle, a_sTable,
+                 [&](IStatusInfoSubPlugin& a_oPlugin) { return a_oPlugin.getSchema(a_lColumns, a_sTable); });
 }
 
-EResultCode StatusInfoPlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
+EResultCode StatusInfoPlugin::getSize(unsigned int& a_iSize, const void* a_pHandle,
+                                      const std::string& a_sTable)
 {
-    return route(a_handle, a_table,
-                 [&](IStatusInfoSubPlugin& a_oPlugin) { return a_oPlugin.getRowCount(a_table, a_size); });
+    return route(a_pHandle, a_sTable,
+                 [&](IStatusInfoSubPlugin& a_oPlugin) { return a_oPlugin.getRowCount(a_sTable, a_iSize); });
 }
 
-EResultCode StatusInfoPlugin::selectRow(systema::ValueList& a_row, const void* a_handle,
-                                        const std::string& a_table, unsigned int a_index,
-                                        const NameList& a_columns)
+EResultCode StatusInfoPlugin::selectRow(systema::ValueList& a_lRow, const void* a_pHandle,
+                                        const std::string& a_sTable, unsigned int a_iIndex,
+                                        const NameList& a_lColumns)
 {
-    return route(a_handle, a_table, [&](IStatusInfoSubPlugin& a_oPlugin) {
-        return a_oPlugin.getRow(a_table, a_row, a_index, a_columns);
+    return route(a_pHandle, a_sTable, [&](IStatusInfoSubPlugin& a_oPlugin) {
+        return a_oPlugin.getRow(a_sTable, a_lRow, a_iIndex, a_lColumns);
     });
 }
 
-EResultCode StatusInfoPlugin::selectKey(systema::ValueList& a_row, const void* a_handle,
-                                        const std::string& a_table, const std::string& a_keyColumn,
-                                        const std::string& a_keyValue, const NameList& a_columns)
+EResultCode StatusInfoPlugin::selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                        const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                        const std::string& a_sKeyValue, const NameList& a_lColumns)
 {
-    return route(a_handle, a_table, [&](IStatusInfoSubPlugin& a_oPlugin) {
-        return a_oPlugin.getRowByKey(a_table, a_row, a_keyColumn, a_keyValue, a_columns);
+    return route(a_pHandle, a_sTable, [&](IStatusInfoSubPlugin& a_oPlugin) {
+        return a_oPlugin.getRowByKey(a_sTable, a_lRow, a_sKeyColumn, a_sKeyValue, a_lColumns);
     });
 }
 
-EResultCode StatusInfoPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const void* a_handle,
-                                       const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                                       const NameList& a_columns)
+EResultCode StatusInfoPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_pCursor, const void* a_pHandle,
+                                       const std::string& a_sTable, unsigned int a_iFirst,
+                                       unsigned int a_iCount, const NameList& a_lColumns)
 {
-    return route(a_handle, a_table, [&](IStatusInfoSubPlugin& a_oPlugin) {
-        EResultCode eResult = a_oPlugin.openRows(a_cursor, a_table, a_first, a_count, a_columns);
-        if (eResult != EResultCode::Success || a_cursor) {
+    return route(a_pHandle, a_sTable, [&](IStatusInfoSubPlugin& a_oPlugin) {
+        EResultCode eResult = a_oPlugin.openRows(a_pCursor, a_sTable, a_iFirst, a_iCount, a_lColumns);
+        if (eResult != EResultCode::Success || a_pCursor) {
             return eResult;
         }
         unsigned int iSize = 0;
-        eResult = a_oPlugin.getRowCount(a_table, iSize); // reads the source, before it is held
+        eResult = a_oPlugin.getRowCount(a_sTable, iSize); // reads the source, before it is held
         if (eResult == EResultCode::Success && iSize == 0) {
-            return openNoRows(a_cursor, a_oPlugin, a_table, a_columns);
+            return openNoRows(a_pCursor, a_oPlugin, a_sTable, a_lColumns);
         }
         if (eResult == EResultCode::Success && a_oPlugin.announcesEveryChange()) {
             return eResult;
@@ -233,21 +234,21 @@ EResultCode StatusInfoPlugin::openRows(std::unique_ptr<systema::IRowCursor>& a_c
         const Hold oHold(a_oPlugin);
         std::unique_ptr<systema::IRowCursor> pRows;
         if (eResult == EResultCode::Success) {
-            eResult = systema::PositionCursor::open(pRows, *this, a_handle, a_table, a_first, a_count,
-                                                    a_columns, c_iNoVersion);
+            eResult = systema::PositionCursor::open(pRows, *this, a_pHandle, a_sTable, a_iFirst, a_iCount,
+                                                    a_lColumns, c_iNoVersion);
         }
-        return eResult == EResultCode::Success ? systema::RowSnapshot::take(a_cursor, *pRows) : eResult;
+        return eResult == EResultCode::Success ? systema::RowSnapshot::take(a_pCursor, *pRows) : eResult;
     });
 }
 
-void StatusInfoPlugin::tick(NameList& a_changedTables)
+void StatusInfoPlugin::tick(NameList& a_lChangedTables)
 {
     const std::time_t iNow = m_oNow();
     if (iNow - m_iLastUpdate < c_iUpdateSeconds) {
         return;
     }
     m_oBus.iterate();
-    callAll("update", [&](IStatusInfoSubPlugin& a_oPlugin) { a_oPlugin.update(a_changedTables); });
+    callAll("update", [&](IStatusInfoSubPlugin& a_oPlugin) { a_oPlugin.update(a_lChangedTables); });
     m_iLastUpdate = iNow;
 }
 
@@ -260,9 +261,9 @@ bool StatusInfoPlugin::initialize()
     return true;
 }
 
-EResultCode StatusInfoPlugin::startTransaction(const void* a_handle)
+EResultCode StatusInfoPlugin::startTransaction(const void* a_pHandle)
 {
-    assertCall(a_handle);
+    assertCall(a_pHandle);
     for (const auto& pPlugin : m_oPluginList) {
         const EResultCode eResult = pPlugin->startTransaction();
         if (eResult != EResultCode::Success) {
@@ -272,18 +273,18 @@ EResultCode StatusInfoPlugin::startTransaction(const void* a_handle)
     return EResultCode::Success;
 }
 
-EResultCode StatusInfoPlugin::commitTransaction(const void* a_handle)
+EResultCode StatusInfoPlugin::commitTransaction(const void* a_pHandle)
 {
-    assertCall(a_handle);
+    assertCall(a_pHandle);
     for (const auto& pPlugin : m_oPluginList) {
         pPlugin->commitTransaction();
     }
     return EResultCode::Success;
 }
 
-EResultCode StatusInfoPlugin::rollbackTransaction(const void* a_handle)
+EResultCode StatusInfoPlugin::rollbackTransaction(const void* a_pHandle)
 {
-    assertCall(a_handle);
+    assertCall(a_pHandle);
     for (const auto& pPlugin : m_oPluginList) {
         pPlugin->rollbackTransaction();
     }

@@ -53,42 +53,42 @@ public:
         m_oPluginList.push_back(std::move(a_pPlugin));
     }
     /// The sub-plugin that serves the table, null when none does.
-    IStatusInfoSubPlugin* findPlugin(const std::string& a_table) const;
+    IStatusInfoSubPlugin* findPlugin(const std::string& a_sTable) const;
     /// Tells the sub-plugins that the server stops.
     void shutdown() const { m_oEvents.emit(configmanager::serverlib::ServerEvents::Shutdown); }
 
     // 8 for a table that nobody serves; else what the sub-plugin answers.
-    void getTables(systema::NameList& a_tables, const void* a_handle) override;
-    systema::EResultCode getSchema(systema::ColumnList& a_columns, const void* a_handle,
-                                   const std::string& a_table) override;
-    systema::EResultCode getSize(unsigned int& a_size, const void* a_handle,
-                                 const std::string& a_table) override;
-    systema::EResultCode selectRow(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, unsigned int a_index,
-                                   const systema::NameList& a_columns) override;
-    systema::EResultCode selectKey(systema::ValueList& a_row, const void* a_handle,
-                                   const std::string& a_table, const std::string& a_keyColumn,
-                                   const std::string& a_keyValue,
-                                   const systema::NameList& a_columns) override;
-    systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_cursor, const void* a_handle,
-                                  const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                                  const systema::NameList& a_columns) override;
+    void getTables(systema::NameList& a_lTables, const void* a_pHandle) override;
+    systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const void* a_pHandle,
+                                   const std::string& a_sTable) override;
+    systema::EResultCode getSize(unsigned int& a_iSize, const void* a_pHandle,
+                                 const std::string& a_sTable) override;
+    systema::EResultCode selectRow(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, unsigned int a_iIndex,
+                                   const systema::NameList& a_lColumns) override;
+    systema::EResultCode selectKey(systema::ValueList& a_lRow, const void* a_pHandle,
+                                   const std::string& a_sTable, const std::string& a_sKeyColumn,
+                                   const std::string& a_sKeyValue,
+                                   const systema::NameList& a_lColumns) override;
+    systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_pCursor, const void* a_pHandle,
+                                  const std::string& a_sTable, unsigned int a_iFirst, unsigned int a_iCount,
+                                  const systema::NameList& a_lColumns) override;
     /// Delivers the signals and lets every sub-plugin refresh, at most every two seconds of the clock; not
     /// while the clock is before the last update.
-    void tick(systema::NameList& a_changedTables) override;
+    void tick(systema::NameList& a_lChangedTables) override;
     /// Starts every sub-plugin, once. True.
     bool initialize() override;
     /// 0, or the first other result; the sub-plugins after that one are then not told.
-    systema::EResultCode startTransaction(const void* a_handle) override;
+    systema::EResultCode startTransaction(const void* a_pHandle) override;
     /// Told to all. 0.
-    systema::EResultCode commitTransaction(const void* a_handle) override;
-    systema::EResultCode rollbackTransaction(const void* a_handle) override;
+    systema::EResultCode commitTransaction(const void* a_pHandle) override;
+    systema::EResultCode rollbackTransaction(const void* a_pHandle) override;
 
 private:
     template<typename Operation>
     void callAll(const char* a_pName, Operation a_oOperation) const;
     template<typename Operation>
-    systema::EResultCode route(const void* a_handle, const std::string& a_table, Operation a_oOperation,
+    systema::EResultCode route(const void* a_pHandle, const std::string& a_sTable, Operation a_oOperation,
                                zel::SourceTag a_oSource = zel::here());
 
     const int m_iModule;

@@ -55,12 +55,12 @@ constexpr std::uint64_t c_iMiB = 1024 * 1024;
 
 } // namespace
 
-SqliteConnection::SqliteConnection(const std::string& a_name, const std::string& a_path, bool a_exclusive,
+SqliteConnection::SqliteConnection(const std::string& a_sName, const std::string& a_sPath, bool a_bExclusive,
                                    std::uint64_t a_iLimit)
     : m_iModule(ZEL_Sysloglevel_registerModul("SQLiteWrap")),
-      m_bExclusive(a_exclusive),
-      m_sName(a_name),
-      m_sPath(a_path),
+      m_bExclusive(a_bExclusive),
+      m_sName(a_sName),
+      m_sPath(a_sPath),
       m_iLimit(a_iLimit)
 {
     open();
@@ -138,10 +138,10 @@ void SqliteConnection::dropCache()
     }
 }
 
-int SqliteConnection::readNumber(const char* a_sql) const
+int SqliteConnection::readNumber(const char* a_pSql) const
 {
     sqlite3_stmt* pPrepared = nullptr;
-    const int iCode = query(a_sql, &pPrepared);
+    const int iCode = query(a_pSql, &pPrepared);
     SqliteStatement oStatement(pPrepared);
     return iCode == SQLITE_OK && oStatement.step() == SQLITE_ROW ? oStatement.readNumber() : 0;
 }
@@ -197,22 +197,22 @@ SqliteState SqliteConnection::getState() const
     return {m_iConnection, m_iRollbacks, isOpen() ? sqlite3_total_changes64(m_pDatabase) : 0};
 }
 
-EResultCode SqliteConnection::exec(const char* a_sql) const
+EResultCode SqliteConnection::exec(const char* a_pSql) const
 {
     return getResultCode(
-        isOpen() ? sqlite3_exec(m_pDatabase, a_sql, nullptr, nullptr, nullptr) : SQLITE_MISUSE, "exec");
+        isOpen() ? sqlite3_exec(m_pDatabase, a_pSql, nullptr, nullptr, nullptr) : SQLITE_MISUSE, "exec");
 }
 
-int SqliteConnection::query(const char* a_sql, sqlite3_stmt** a_statement) const
+int SqliteConnection::query(const char* a_pSql, sqlite3_stmt** a_pStatement) const
 {
-    Assert(nullptr != a_sql, "0 != a_sql");
-    Assert(nullptr != a_statement, "0 != a_statement");
-    return isOpen() ? sqlite3_prepare_v2(m_pDatabase, a_sql, -1, a_statement, nullptr) : SQLITE_MISUSE;
+    Assert(nullptr != a_pSql, "0 != a_sql");
+    Assert(nullptr != a_pStatement, "0 != a_statement");
+    return isOpen() ? sqlite3_prepare_v2(m_pDatabase, a_pSql, -1, a_pStatement, nullptr) : SQLITE_MISUSE;
 }
 
-EResultCode SqliteConnection::getResultCode(int a_iSqliteCode, const char* a_message) const
+EResultCode SqliteConnection::getResultCode(int a_iSqliteCode, const char* a_pMessage) const
 {
-    Assert(nullptr != a_message, "0 != a_message");
+    Assert(nullptr != a_pMessage, "0 != a_message");
     if (a_iSqliteCode == SQLITE_OK || a_iSqliteCode >= SQLITE_ROW) {
         return EResultCode::Success;
     }
@@ -223,7 +223,7 @@ EResultCode SqliteConnection::getResultCode(int a_iSqliteCode, const char* a_mes
     if (isShownToClients(a_iSqliteCode)) {
         noteRefusal(mapCode(a_iSqliteCode), sDetail);
     }
-    return logSqliteError(a_iSqliteCode, sDetail.c_str(), a_message);
+    return logSqliteError(a_iSqliteCode, sDetail.c_str(), a_pMessage);
 }
 
 std::string SqliteConnection::describe(int a_iSqliteCode) const
@@ -251,18 +251,19 @@ bool SqliteConnection::isEnded(int a_iSqliteCode)
 }
 
 EResultCode SqliteConnection::logSqliteError(int a_iSqliteCode, const char* a_pDetail,
-                                             const char* a_message) const
+                                             const char* a_pMessage) const
 {
     ZEL_Sysloglevel_error(m_iModule, zel::here(), "Error %d (%s)", a_iSqliteCode, a_pDetail);
-    return logError(a_message, mapCode(a_iSqliteCode));
+    return logError(a_pMessage, mapCode(a_iSqliteCode));
 }
 
-EResultCode SqliteConnection::logError(const char* a_message, const EResultCode& a_code) const
+EResultCode SqliteConnection::logError(const char* a_pMessage, const EResultCode& a_eCode) const
 {
     std::ostringstream oCode;
-    a_code.put(oCode);
-    ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s failed with error: %s", a_message, oCode.str().c_str());
-    return a_code;
+    a_eCode.put(oCode);
+    ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s failed with error: %s", a_pMessage,
+                          oCode.str().c_str());
+    return a_eCode;
 }
 
 EResultCode SqliteConnection::logSyntaxError(const std::string& a_sRefused, const char* a_pOperation) const
@@ -314,24 +315,24 @@ EResultCode SqliteConnection::prepare(const SqlText& a_oText, RunningStatement& 
                                          : getResultCode(prepare(a_oText, a_pStatement), a_pOperation);
 }
 
-EResultCode SqliteConnection::readFirst(ValueList& a_row, SqliteStatement& a_oStatement) const
+EResultCode SqliteConnection::readFirst(ValueList& a_lRow, SqliteStatement& a_oStatement) const
 {
     const int iCode = a_oStatement.step();
     if (iCode != SQLITE_ROW) {
         return isEnded(iCode) ? getResultCode(iCode, "selectSql") : EResultCode(EResultCode::NoRow);
     }
-    RowFiller oSink(a_row, a_oStatement.getColumns());
+    RowFiller oSink(a_lRow, a_oStatement.getColumns());
     a_oStatement.readRow(oSink);
     return EResultCode::Success;
 }
 
-EResultCode SqliteConnection::select(ValueList& a_row, const SqlText& a_oText,
+EResultCode SqliteConnection::select(ValueList& a_lRow, const SqlText& a_oText,
                                      std::vector<StoredCell>* a_pCells) const
 {
     RunningStatement pStatement;
     EResultCode eCode = prepare(a_oText, pStatement, "selectSql");
     if (eCode == EResultCode::Success) {
-        eCode = readFirst(a_row, *pStatement);
+        eCode = readFirst(a_lRow, *pStatement);
     }
     if (eCode == EResultCode::Success && a_pCells != nullptr) {
         *a_pCells = pStatement->copyCells();
@@ -339,12 +340,12 @@ EResultCode SqliteConnection::select(ValueList& a_row, const SqlText& a_oText,
     return eCode;
 }
 
-EResultCode SqliteConnection::selectSql(ValueList& a_row, const char* a_sql) const
+EResultCode SqliteConnection::selectSql(ValueList& a_lRow, const char* a_pSql) const
 {
     sqlite3_stmt* pPrepared = nullptr;
-    const EResultCode eCode = getResultCode(query(a_sql, &pPrepared), "selectSql");
+    const EResultCode eCode = getResultCode(query(a_pSql, &pPrepared), "selectSql");
     SqliteStatement oStatement(pPrepared);
-    return eCode != EResultCode::Success ? eCode : readFirst(a_row, oStatement);
+    return eCode != EResultCode::Success ? eCode : readFirst(a_lRow, oStatement);
 }
 
 EResultCode SqliteConnection::execute(const SqlText& a_oText) const

@@ -42,11 +42,11 @@ struct SqliteState
 class SqliteConnection : public zel::Cache
 {
 public:
-    /// Opens the database <path>/<name>; a_exclusive keeps the file locked from the first use of the
+    /// Opens the database <path>/<name>; a_bExclusive keeps the file locked from the first use of the
     /// connection to its end, leaves writing to the disk to the system's own time, and keeps some disk space
     /// with which what does not grow can be changed on a full disk. The file does not grow beyond a_iLimit
     /// bytes, 0 for no limit.
-    SqliteConnection(const std::string& a_name, const std::string& a_path, bool a_exclusive,
+    SqliteConnection(const std::string& a_sName, const std::string& a_sPath, bool a_bExclusive,
                      std::uint64_t a_iLimit = 0);
     ~SqliteConnection() override;
     SqliteConnection(const SqliteConnection&) = delete;
@@ -69,24 +69,24 @@ public:
     bool takeTouched(NameList& a_lTables) noexcept { return m_oTouched.take(a_lTables); }
 
     /// Runs a text of the program's own, never one with a part from outside. 0 to 8.
-    EResultCode exec(const char* a_sql) const;
+    EResultCode exec(const char* a_pSql) const;
     /// Prepares the first statement of such a text; returns SQLite's code (21 while closed). On success the
     /// caller finalizes the statement, but not after close().
-    int query(const char* a_sql, sqlite3_stmt** a_statement) const;
+    int query(const char* a_pSql, sqlite3_stmt** a_pStatement) const;
     /// Appends the first row of the result of such a text. 0; 10 when no row comes; 1 when it was ended; else
     /// getResultCode.
-    EResultCode selectSql(ValueList& a_row, const char* a_sql) const;
+    EResultCode selectSql(ValueList& a_lRow, const char* a_pSql) const;
     EResultCode startTransaction() { return exec("BEGIN IMMEDIATE"); }
     EResultCode commitTransaction() { return exec("COMMIT"); }
     EResultCode rollbackTransaction() { return exec("ROLLBACK"); }
 
     /// Maps a code of SQLite: 0, and 100 and above, is success; any other is logged with SQLite's message
-    /// and then, mapped, under a_message. Where SQLite's message leaves open what to do about it the log has
+    /// and then, mapped, under a_pMessage. Where SQLite's message leaves open what to do about it the log has
     /// our own: after the deadline, at the limit, and on a full disk. These messages, and those
     /// of SQLite about constraints and wrong types, are noted as the reason of the refusal.
-    EResultCode getResultCode(int a_iSqliteCode, const char* a_message) const;
+    EResultCode getResultCode(int a_iSqliteCode, const char* a_pMessage) const;
     /// Logs "<message> failed with error: <code>" and returns the code.
-    EResultCode logError(const char* a_message, const EResultCode& a_code) const;
+    EResultCode logError(const char* a_pMessage, const EResultCode& a_eCode) const;
 
 protected:
     struct Reset
@@ -123,7 +123,7 @@ protected:
                         const char* a_pOperation) const;
     /// Appends the first row, and its cells as they are stored. 0; 10; 1 when it was ended, or what prevents
     /// the preparation, logged as "selectSql".
-    EResultCode select(ValueList& a_row, const SqlText& a_oText,
+    EResultCode select(ValueList& a_lRow, const SqlText& a_oText,
                        std::vector<StoredCell>* a_pCells = nullptr) const;
     /// Runs a change; failures are logged as "exec".
     EResultCode execute(const SqlText& a_oText) const;
@@ -132,10 +132,10 @@ private:
     static void onRollback(void* a_pConnection);
 
     void limitSize();
-    int readNumber(const char* a_sql) const;
-    EResultCode readFirst(ValueList& a_row, SqliteStatement& a_oStatement) const;
+    int readNumber(const char* a_pSql) const;
+    EResultCode readFirst(ValueList& a_lRow, SqliteStatement& a_oStatement) const;
     std::string describe(int a_iSqliteCode) const;
-    EResultCode logSqliteError(int a_iSqliteCode, const char* a_pDetail, const char* a_message) const;
+    EResultCode logSqliteError(int a_iSqliteCode, const char* a_pDetail, const char* a_pMessage) const;
 
     int m_iModule;
     sqlite3* m_pDatabase = nullptr; // null while closed

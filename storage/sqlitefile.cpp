@@ -297,7 +297,7 @@ std::vector<SqliteFile::Row> SqliteFile::select(const std::string& a_sSql) const
     return lRows;
 }
 
-std::optional<std::string> SqliteFile::findDamage() const
+std::optional<std::string> SqliteFile::checkIntegrity() const
 {
     try {
         const std::string sFirst = select("PRAGMA integrity_check(1)").at(0).at(0);

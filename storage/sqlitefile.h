@@ -89,7 +89,7 @@ public:
     static void limitMemory(std::uint64_t a_iMostBytes);
     std::vector<Row> select(const std::string& a_sSql) const;
     /// What the integrity check finds first.
-    std::optional<std::string> findDamage() const;
+    std::optional<std::string> checkIntegrity() const;
 
     /// Runs a_sInsert, with a parameter for each column, for every row of a_sSelect in the source.
     Copied copyRows(const SqliteFile& a_oSource, const std::string& a_sSelect, const std::string& a_sInsert);

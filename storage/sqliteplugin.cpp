@@ -6,137 +6,139 @@ using zel::error::Assert;
 
 namespace systema {
 
-SqlitePlugin::SqlitePlugin(const std::string& a_directory, const std::string& a_fileName,
-                           bool a_useTransactions, bool a_persistent, bool a_exclusive,
+SqlitePlugin::SqlitePlugin(const std::string& a_sDirectory, const std::string& a_sFileName,
+                           bool a_bUseTransactions, bool a_bPersistent, bool a_bExclusive,
                            std::uint64_t a_iLimit)
-    : m_oDatabase(a_fileName, a_directory, a_exclusive, a_iLimit),
-      m_bUseTransactions(a_useTransactions),
-      m_bPersistent(a_persistent)
+    : m_oDatabase(a_sFileName, a_sDirectory, a_bExclusive, a_iLimit),
+      m_bUseTransactions(a_bUseTransactions),
+      m_bPersistent(a_bPersistent)
 {
 }
 
-bool SqlitePlugin::canWrite(const void* a_handle) const
+bool SqlitePlugin::canWrite(const void* a_pHandle) const
 {
-    return m_pWriteOwner == nullptr || m_pWriteOwner == a_handle;
+    return m_pWriteOwner == nullptr || m_pWriteOwner == a_pHandle;
 }
 
 template<typename Change>
-EResultCode SqlitePlugin::write(const void* a_handle, Change a_oChange)
+EResultCode SqlitePlugin::write(const void* a_pHandle, Change a_oChange)
 {
-    Assert(0 != a_handle, "0 != a_handle");
-    if (!canWrite(a_handle)) {
+    Assert(0 != a_pHandle, "0 != a_handle");
+    if (!canWrite(a_pHandle)) {
         return EResultCode::Busy;
     }
     // What follows must not be written as if the transaction had never begun.
     return hasLostTransaction() ? EResultCode(EResultCode::Failure) : a_oChange();
 }
 
-void SqlitePlugin::open(const void* a_handle)
+void SqlitePlugin::open(const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
+    Assert(0 != a_pHandle, "0 != a_handle");
     m_oDatabase.open();
 }
 
-void SqlitePlugin::close(const void* a_handle)
+void SqlitePlugin::close(const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
+    Assert(0 != a_pHandle, "0 != a_handle");
     m_oDatabase.close();
 }
 
-void SqlitePlugin::getTables(NameList& a_tables, const void* a_handle)
+void SqlitePlugin::getTables(NameList& a_lTables, const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
-    m_oDatabase.getTables(a_tables);
+    Assert(0 != a_pHandle, "0 != a_handle");
+    m_oDatabase.getTables(a_lTables);
 }
 
-EResultCode SqlitePlugin::getSchema(ColumnList& a_columns, const void* a_handle, const std::string& a_table)
+EResultCode SqlitePlugin::getSchema(ColumnList& a_lColumns, const void* a_pHandle,
+                                    const std::string& a_sTable)
 {
-    Assert(0 != a_handle, "0 != a_handle");
-    return m_oDatabase.getSchema(a_columns, a_table);
+    Assert(0 != a_pHandle, "0 != a_handle");
+    return m_oDatabase.getSchema(a_lColumns, a_sTable);
 }
 
-EResultCode SqlitePlugin::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
+EResultCode SqlitePlugin::getSize(unsigned int& a_iSize, const void* a_pHandle, const std::string& a_sTable)
 {
-    Assert(0 != a_handle, "0 != a_handle");
-    return m_oDatabase.getSize(a_size, a_table);
+    Assert(0 != a_pHandle, "0 != a_handle");
+    return m_oDatabase.getSize(a_iSize, a_sTable);
 }
 
-EResultCode SqlitePlugin::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                    unsigned int a_index, const NameList& a_columns)
+EResultCode SqlitePlugin::selectRow(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                    unsigned int a_iIndex, const NameList& a_lColumns)
 {
-    Assert(0 != a_handle, "0 != a_handle");
-    return m_oDatabase.selectRow(a_row, a_table, a_index, a_columns);
+    Assert(0 != a_pHandle, "0 != a_handle");
+    return m_oDatabase.selectRow(a_lRow, a_sTable, a_iIndex, a_lColumns);
 }
 
-EResultCode SqlitePlugin::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                    const std::string& a_keyColumn, const std::string& a_keyValue,
-                                    const NameList& a_columns)
+EResultCode SqlitePlugin::selectKey(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                    const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                    const NameList& a_lColumns)
 {
-    Assert(0 != a_handle, "0 != a_handle");
-    return m_oDatabase.selectKey(a_row, a_table, a_keyColumn, a_keyValue, a_columns);
+    Assert(0 != a_pHandle, "0 != a_handle");
+    return m_oDatabase.selectKey(a_lRow, a_sTable, a_sKeyColumn, a_sKeyValue, a_lColumns);
 }
 
-EResultCode SqlitePlugin::insertRow(const void* a_handle, const std::string& a_table,
-                                    const ValueList& a_values)
+EResultCode SqlitePlugin::insertRow(const void* a_pHandle, const std::string& a_sTable,
+                                    const ValueList& a_lValues)
 {
-    return write(a_handle, [&] { return m_oDatabase.insertRow(a_table, a_values); });
+    return write(a_pHandle, [&] { return m_oDatabase.insertRow(a_sTable, a_lValues); });
 }
 
-EResultCode SqlitePlugin::insertKey(int& a_id, const void* a_handle, const std::string& a_table,
-                                    const ValueList& a_values)
+EResultCode SqlitePlugin::insertKey(int& a_iId, const void* a_pHandle, const std::string& a_sTable,
+                                    const ValueList& a_lValues)
 {
-    return write(a_handle, [&] { return m_oDatabase.insertKey(a_id, a_table, a_values); });
+    return write(a_pHandle, [&] { return m_oDatabase.insertKey(a_iId, a_sTable, a_lValues); });
 }
 
-EResultCode SqlitePlugin::updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
-                                    const ValueList& a_values)
+EResultCode SqlitePlugin::updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex,
+                                    const ValueList& a_lValues)
 {
-    return write(a_handle, [&] { return m_oDatabase.updateRow(a_table, a_index, a_values); });
+    return write(a_pHandle, [&] { return m_oDatabase.updateRow(a_sTable, a_iIndex, a_lValues); });
 }
 
-EResultCode SqlitePlugin::updateKey(const void* a_handle, const std::string& a_table,
-                                    const std::string& a_keyColumn, const std::string& a_keyValue,
-                                    const ValueList& a_values)
+EResultCode SqlitePlugin::updateKey(const void* a_pHandle, const std::string& a_sTable,
+                                    const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                    const ValueList& a_lValues)
 {
-    return write(a_handle, [&] { return m_oDatabase.updateKey(a_table, a_keyColumn, a_keyValue, a_values); });
+    return write(a_pHandle,
+                 [&] { return m_oDatabase.updateKey(a_sTable, a_sKeyColumn, a_sKeyValue, a_lValues); });
 }
 
-EResultCode SqlitePlugin::deleteRow(const void* a_handle, const std::string& a_table, unsigned int a_index)
+EResultCode SqlitePlugin::deleteRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex)
 {
-    return write(a_handle, [&] { return m_oDatabase.deleteRow(a_table, a_index); });
+    return write(a_pHandle, [&] { return m_oDatabase.deleteRow(a_sTable, a_iIndex); });
 }
 
-EResultCode SqlitePlugin::deleteKey(const void* a_handle, const std::string& a_table,
-                                    const std::string& a_keyColumn, const std::string& a_keyValue)
+EResultCode SqlitePlugin::deleteKey(const void* a_pHandle, const std::string& a_sTable,
+                                    const std::string& a_sKeyColumn, const std::string& a_sKeyValue)
 {
-    return write(a_handle, [&] { return m_oDatabase.deleteKey(a_table, a_keyColumn, a_keyValue); });
+    return write(a_pHandle, [&] { return m_oDatabase.deleteKey(a_sTable, a_sKeyColumn, a_sKeyValue); });
 }
 
-EResultCode SqlitePlugin::deleteAll(const void* a_handle, const std::string& a_table)
+EResultCode SqlitePlugin::deleteAll(const void* a_pHandle, const std::string& a_sTable)
 {
-    return write(a_handle, [&] { return m_oDatabase.deleteAll(a_table); });
+    return write(a_pHandle, [&] { return m_oDatabase.deleteAll(a_sTable); });
 }
 
-EResultCode SqlitePlugin::startTransaction(const void* a_handle)
+EResultCode SqlitePlugin::startTransaction(const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
+    Assert(0 != a_pHandle, "0 != a_handle");
     const EResultCode eResult = m_bUseTransactions ? m_oDatabase.startTransaction() : EResultCode();
     m_bBegun = m_bUseTransactions && eResult == EResultCode::Success;
     return eResult;
 }
 
-EResultCode SqlitePlugin::commitTransaction(const void* a_handle)
+EResultCode SqlitePlugin::commitTransaction(const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
+    Assert(0 != a_pHandle, "0 != a_handle");
     if (endsLost()) {
         return EResultCode::Failure;
     }
     return m_bUseTransactions ? m_oDatabase.commitTransaction() : EResultCode();
 }
 
-EResultCode SqlitePlugin::rollbackTransaction(const void* a_handle)
+EResultCode SqlitePlugin::rollbackTransaction(const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
+    Assert(0 != a_pHandle, "0 != a_handle");
     return m_bUseTransactions && !endsLost() ? m_oDatabase.rollbackTransaction() : EResultCode();
 }
 
@@ -148,12 +150,12 @@ bool SqlitePlugin::endsLost()
     return bLost;
 }
 
-EResultCode SqlitePlugin::openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
-                                   const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                                   const NameList& a_columns)
+EResultCode SqlitePlugin::openRows(std::unique_ptr<IRowCursor>& a_pCursor, const void* a_pHandle,
+                                   const std::string& a_sTable, unsigned int a_iFirst, unsigned int a_iCount,
+                                   const NameList& a_lColumns)
 {
-    Assert(0 != a_handle, "0 != a_handle");
-    return m_oDatabase.openRows(a_cursor, a_table, a_first, a_count, a_columns);
+    Assert(0 != a_pHandle, "0 != a_handle");
+    return m_oDatabase.openRows(a_pCursor, a_sTable, a_iFirst, a_iCount, a_lColumns);
 }
 
 } // namespace systema

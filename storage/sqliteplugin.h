@@ -21,59 +21,60 @@ namespace systema {
 class SqlitePlugin : public ConfigPluginBase, public IRowSource, public IStoredTables, public IDescribedTables
 {
 public:
-    /// Opens the database file at once. Without a_useTransactions each write is committed on its own. The
+    /// Opens the database file at once. Without a_bUseTransactions each write is committed on its own. The
     /// file does not grow beyond a_iLimit bytes, 0 for no limit.
-    SqlitePlugin(const std::string& a_directory, const std::string& a_fileName, bool a_useTransactions,
-                 bool a_persistent, bool a_exclusive, std::uint64_t a_iLimit = 0);
+    SqlitePlugin(const std::string& a_sDirectory, const std::string& a_sFileName, bool a_bUseTransactions,
+                 bool a_bPersistent, bool a_bExclusive, std::uint64_t a_iLimit = 0);
 
     /// The file name.
     const std::string& getName() const { return m_oDatabase.getName(); }
     /// True when no connection holds the write lock or the handle is the one that does.
-    bool canWrite(const void* a_handle) const;
+    bool canWrite(const void* a_pHandle) const;
     /// The database, as long as the plugin lives.
     SqliteWrapper& getDatabase() { return m_oDatabase; }
     const SqliteWrapper& getDatabase() const { return m_oDatabase; }
 
-    void open(const void* a_handle) override;
-    void close(const void* a_handle) override;
-    void getTables(NameList& a_tables, const void* a_handle) override;
-    EResultCode getSchema(ColumnList& a_columns, const void* a_handle, const std::string& a_table) override;
-    EResultCode getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table) override;
-    EResultCode selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                          unsigned int a_index, const NameList& a_columns) override;
-    EResultCode selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                          const std::string& a_keyColumn, const std::string& a_keyValue,
-                          const NameList& a_columns) override;
-    EResultCode insertRow(const void* a_handle, const std::string& a_table,
-                          const ValueList& a_values) override;
-    EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
-                          const ValueList& a_values) override;
-    EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
-                          const ValueList& a_values) override;
-    EResultCode updateKey(const void* a_handle, const std::string& a_table, const std::string& a_keyColumn,
-                          const std::string& a_keyValue, const ValueList& a_values) override;
-    EResultCode deleteRow(const void* a_handle, const std::string& a_table, unsigned int a_index) override;
-    EResultCode deleteKey(const void* a_handle, const std::string& a_table, const std::string& a_keyColumn,
-                          const std::string& a_keyValue) override;
-    EResultCode deleteAll(const void* a_handle, const std::string& a_table) override;
+    void open(const void* a_pHandle) override;
+    void close(const void* a_pHandle) override;
+    void getTables(NameList& a_lTables, const void* a_pHandle) override;
+    EResultCode getSchema(ColumnList& a_lColumns, const void* a_pHandle,
+                          const std::string& a_sTable) override;
+    EResultCode getSize(unsigned int& a_iSize, const void* a_pHandle, const std::string& a_sTable) override;
+    EResultCode selectRow(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                          unsigned int a_iIndex, const NameList& a_lColumns) override;
+    EResultCode selectKey(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                          const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                          const NameList& a_lColumns) override;
+    EResultCode insertRow(const void* a_pHandle, const std::string& a_sTable,
+                          const ValueList& a_lValues) override;
+    EResultCode insertKey(int& a_iId, const void* a_pHandle, const std::string& a_sTable,
+                          const ValueList& a_lValues) override;
+    EResultCode updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex,
+                          const ValueList& a_lValues) override;
+    EResultCode updateKey(const void* a_pHandle, const std::string& a_sTable, const std::string& a_sKeyColumn,
+                          const std::string& a_sKeyValue, const ValueList& a_lValues) override;
+    EResultCode deleteRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex) override;
+    EResultCode deleteKey(const void* a_pHandle, const std::string& a_sTable, const std::string& a_sKeyColumn,
+                          const std::string& a_sKeyValue) override;
+    EResultCode deleteAll(const void* a_pHandle, const std::string& a_sTable) override;
     void tick(NameList&) override {}
     bool initialize() override { return true; }
     bool isPersistent() const override { return m_bPersistent; }
-    EResultCode startTransaction(const void* a_handle) override;
-    EResultCode commitTransaction(const void* a_handle) override;
-    EResultCode rollbackTransaction(const void* a_handle) override;
+    EResultCode startTransaction(const void* a_pHandle) override;
+    EResultCode commitTransaction(const void* a_pHandle) override;
+    EResultCode rollbackTransaction(const void* a_pHandle) override;
 
-    EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
-                         const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                         const NameList& a_columns) override;
-    EResultCode describe(TableDescription& a_oDescription, const std::string& a_table) override
+    EResultCode openRows(std::unique_ptr<IRowCursor>& a_pCursor, const void* a_pHandle,
+                         const std::string& a_sTable, unsigned int a_iFirst, unsigned int a_iCount,
+                         const NameList& a_lColumns) override;
+    EResultCode describe(TableDescription& a_oDescription, const std::string& a_sTable) override
     {
-        return describeTable(a_oDescription, m_oDatabase, a_table);
+        return describeTable(a_oDescription, m_oDatabase, a_sTable);
     }
-    EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const std::string& a_table,
-                            const NameList& a_columns) override
+    EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_pCursor, const std::string& a_sTable,
+                            const NameList& a_lColumns) override
     {
-        return m_oDatabase.openKeyRows(a_cursor, a_table, a_columns);
+        return m_oDatabase.openKeyRows(a_pCursor, a_sTable, a_lColumns);
     }
     bool usesTransactions() const override { return m_bUseTransactions; }
     bool hasLostTransaction() const override { return m_bBegun && !m_oDatabase.isInTransaction(); }
@@ -82,7 +83,7 @@ public:
 private:
     bool endsLost();
     template<typename Change>
-    EResultCode write(const void* a_handle, Change a_oChange);
+    EResultCode write(const void* a_pHandle, Change a_oChange);
 
     SqliteWrapper m_oDatabase;
     bool m_bUseTransactions;

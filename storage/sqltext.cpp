@@ -121,12 +121,12 @@ SqlText& SqlText::value(const Value& a_oValue)
 }
 
 template<typename List, typename Put>
-SqlText& SqlText::join(const List& a_lList, std::string_view a_sSeparator, Put a_put)
+SqlText& SqlText::join(const List& a_lList, std::string_view a_sSeparator, Put a_oPut)
 {
     std::string_view sSeparator;
     for (const auto& oEntry : a_lList) {
         sql(sSeparator);
-        a_put(oEntry);
+        a_oPut(oEntry);
         sSeparator = a_sSeparator;
     }
     return *this;

@@ -76,7 +76,7 @@ private:
     SqlText& bind(std::size_t a_iLength, Binding a_oBinding);
     SqlText& value(const Value& a_oValue);
     template<typename List, typename Put>
-    SqlText& join(const List& a_lList, std::string_view a_sSeparator, Put a_put);
+    SqlText& join(const List& a_lList, std::string_view a_sSeparator, Put a_oPut);
 
     std::size_t m_iLimit;
     std::size_t m_iLength = 0;

@@ -129,12 +129,12 @@ bool ConfigDispatcher::initialize()
     return true;
 }
 
-void ConfigDispatcher::tick(NameList& a_changedTables)
+void ConfigDispatcher::tick(NameList& a_lChangedTables)
 {
     for (const auto& oPlugin : m_lPlugins) {
         const unsigned long iFailures = zel::countMemoryFailures();
         guarded("tick", [&] {
-            oPlugin.m_pPlugin->tick(a_changedTables);
+            oPlugin.m_pPlugin->tick(a_lChangedTables);
             return EResultCode();
         });
         if (zel::countMemoryFailures() != iFailures) {
@@ -142,12 +142,12 @@ void ConfigDispatcher::tick(NameList& a_changedTables)
             forEachTable(oPlugin, [this](Table& a_oTable) { recordChange(a_oTable); });
         }
     }
-    for (const auto& sTable : a_changedTables) {
+    for (const auto& sTable : a_lChangedTables) {
         if (Table* pTable = find(sTable)) {
             recordChange(*pTable);
         }
     }
-    a_changedTables.clear();
+    a_lChangedTables.clear();
     if (!isTransactionOpen() && m_pObserver != nullptr) {
         m_pObserver->transactionFree();
     }
@@ -156,38 +156,38 @@ void ConfigDispatcher::tick(NameList& a_changedTables)
 // ---------------------------------------------------------------------------------------------------------
 // Hold and release
 
-void ConfigDispatcher::open(const void* a_handle)
+void ConfigDispatcher::open(const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
+    Assert(0 != a_pHandle, "0 != a_handle");
     for (const auto& oPlugin : m_lPlugins) {
         guarded("open", [&] {
-            oPlugin.m_pPlugin->open(a_handle);
+            oPlugin.m_pPlugin->open(a_pHandle);
             return EResultCode();
         });
     }
     m_bOpened = true;
 }
 
-void ConfigDispatcher::close(const void* a_handle)
+void ConfigDispatcher::close(const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
+    Assert(0 != a_pHandle, "0 != a_handle");
     if (isTransactionOpen()) {
         loseTransaction("the databases are held for a dump");
-        tellLosses();
+        notifyLostOwners();
     }
     for (const auto& oPlugin : m_lPlugins) {
         guarded("close", [&] {
-            oPlugin.m_pPlugin->close(a_handle);
+            oPlugin.m_pPlugin->close(a_pHandle);
             return EResultCode();
         });
     }
     m_bOpened = false;
 }
 
-void ConfigDispatcher::disconnect(const void* a_handle)
+void ConfigDispatcher::disconnect(const void* a_pHandle)
 {
-    m_mLost.erase(a_handle);
-    if (m_pTransactionOwner == a_handle && a_handle != nullptr) {
+    m_mLost.erase(a_pHandle);
+    if (m_pTransactionOwner == a_pHandle && a_pHandle != nullptr) {
         rollback();
     }
 }
@@ -195,21 +195,21 @@ void ConfigDispatcher::disconnect(const void* a_handle)
 // ---------------------------------------------------------------------------------------------------------
 // Tables
 
-bool ConfigDispatcher::isLost(const void* a_handle) const
+bool ConfigDispatcher::isLost(const void* a_pHandle) const
 {
-    return !m_mLost.empty() && m_mLost.contains(a_handle);
+    return !m_mLost.empty() && m_mLost.contains(a_pHandle);
 }
 
 template<typename Operation>
-EResultCode ConfigDispatcher::access(const void* a_handle, const std::string& a_sTable,
+EResultCode ConfigDispatcher::access(const void* a_pHandle, const std::string& a_sTable,
                                      Operation a_oOperation)
 {
-    Assert(0 != a_handle, "0 != a_handle");
+    Assert(0 != a_pHandle, "0 != a_handle");
     Table* pTable = find(a_sTable);
     if (pTable == nullptr) {
         return EResultCode::NoTable;
     }
-    if (isLost(a_handle)) {
+    if (isLost(a_pHandle)) {
         return EResultCode::Failure;
     }
     const EResultCode eResult = a_oOperation(*pTable);
@@ -220,29 +220,30 @@ EResultCode ConfigDispatcher::access(const void* a_handle, const std::string& a_
 }
 
 template<typename Operation>
-EResultCode ConfigDispatcher::read(const void* a_handle, const std::string& a_sTable, Operation a_oOperation)
+EResultCode ConfigDispatcher::read(const void* a_pHandle, const std::string& a_sTable, Operation a_oOperation)
 {
-    return access(a_handle, a_sTable,
+    return access(a_pHandle, a_sTable,
                   [&](Table& a_oTable) { return a_oOperation(*pluginOf(a_oTable).m_pPlugin); });
 }
 
 template<typename Operation>
-EResultCode ConfigDispatcher::write(const void* a_handle, const std::string& a_sTable, Operation a_oOperation)
+EResultCode ConfigDispatcher::write(const void* a_pHandle, const std::string& a_sTable,
+                                    Operation a_oOperation)
 {
-    return access(a_handle, a_sTable, [&](Table& a_oTable) -> EResultCode {
+    return access(a_pHandle, a_sTable, [&](Table& a_oTable) -> EResultCode {
         if (m_bLocked) {
             return EResultCode::Locked;
         }
         try {
             const EResultCode eResult = a_oOperation(*pluginOf(a_oTable).m_pPlugin);
             if (eResult == EResultCode::Success) {
-                recordWrite(a_handle, a_oTable);
+                recordWrite(a_pHandle, a_oTable);
             }
-            recordTouched(a_handle, pluginOf(a_oTable));
+            recordTouched(a_pHandle, pluginOf(a_oTable));
             return eResult;
         } catch (...) {
-            recordWrite(a_handle, a_oTable); // it may have been done before memory was out
-            recordTouched(a_handle, pluginOf(a_oTable));
+            recordWrite(a_pHandle, a_oTable); // it may have been done before memory was out
+            recordTouched(a_pHandle, pluginOf(a_oTable));
             throw;
         }
     });
@@ -261,166 +262,169 @@ EResultCode ConfigDispatcher::guarded(const char* a_pWhat, Operation a_oOperatio
     }
 }
 
-void ConfigDispatcher::getTables(NameList& a_tables, const void* a_handle)
+void ConfigDispatcher::getTables(NameList& a_lTables, const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
+    Assert(0 != a_pHandle, "0 != a_handle");
     for (const Table* pTable : m_lTables) {
-        a_tables.add(pTable->m_sName);
+        a_lTables.add(pTable->m_sName);
     }
 }
 
-EResultCode ConfigDispatcher::getSchema(ColumnList& a_columns, const void* a_handle,
-                                        const std::string& a_table)
+EResultCode ConfigDispatcher::getSchema(ColumnList& a_lColumns, const void* a_pHandle,
+                                        const std::string& a_sTable)
 {
-    return read(a_handle, a_table,
-                [&](auto& a_oPlugin) { return a_oPlugin.getSchema(a_columns, a_handle, a_table); });
+    return read(a_pHandle, a_sTable,
+                [&](auto& a_oPlugin) { return a_oPlugin.getSchema(a_lColumns, a_pHandle, a_sTable); });
 }
 
-EResultCode ConfigDispatcher::describe(TableDescription& a_oDescription, const void* a_handle,
-                                       const std::string& a_table)
+EResultCode ConfigDispatcher::describe(TableDescription& a_oDescription, const void* a_pHandle,
+                                       const std::string& a_sTable)
 {
-    if (isStored(a_table)) {
+    if (isStored(a_sTable)) {
         a_oDescription.m_eKind = ETableKind::Stored;
         a_oDescription.m_bWritable = true;
     }
-    const auto eResult = read(a_handle, a_table, [&](auto& a_oPlugin) {
+    const auto eResult = read(a_pHandle, a_sTable, [&](auto& a_oPlugin) {
         auto* pDescribed = dynamic_cast<IDescribedTables*>(&a_oPlugin);
-        return pDescribed != nullptr ? pDescribed->describe(a_oDescription, a_table) : EResultCode();
+        return pDescribed != nullptr ? pDescribed->describe(a_oDescription, a_sTable) : EResultCode();
     });
-    const Table* pTable = find(a_table);
+    const Table* pTable = find(a_sTable);
     if (a_oDescription.m_bWritable && pTable != nullptr && !pluginOf(*pTable).isUndoneByRollback()) {
         a_oDescription.m_lFacts.push_back({ColumnFact::EKind::Immediate, {}, {}});
     }
     return eResult;
 }
 
-EResultCode ConfigDispatcher::getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table)
+EResultCode ConfigDispatcher::getSize(unsigned int& a_iSize, const void* a_pHandle,
+                                      const std::string& a_sTable)
 {
-    return read(a_handle, a_table,
-                [&](auto& a_oPlugin) { return a_oPlugin.getSize(a_size, a_handle, a_table); });
+    return read(a_pHandle, a_sTable,
+                [&](auto& a_oPlugin) { return a_oPlugin.getSize(a_iSize, a_pHandle, a_sTable); });
 }
 
-EResultCode ConfigDispatcher::selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                        unsigned int a_index, const NameList& a_columns)
+EResultCode ConfigDispatcher::selectRow(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                        unsigned int a_iIndex, const NameList& a_lColumns)
 {
-    return read(a_handle, a_table, [&](auto& a_oPlugin) {
-        return a_oPlugin.selectRow(a_row, a_handle, a_table, a_index, a_columns);
+    return read(a_pHandle, a_sTable, [&](auto& a_oPlugin) {
+        return a_oPlugin.selectRow(a_lRow, a_pHandle, a_sTable, a_iIndex, a_lColumns);
     });
 }
 
-EResultCode ConfigDispatcher::selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                        const std::string& a_keyColumn, const std::string& a_keyValue,
-                                        const NameList& a_columns)
+EResultCode ConfigDispatcher::selectKey(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                        const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                        const NameList& a_lColumns)
 {
-    return read(a_handle, a_table, [&](auto& a_oPlugin) {
-        return a_oPlugin.selectKey(a_row, a_handle, a_table, a_keyColumn, a_keyValue, a_columns);
+    return read(a_pHandle, a_sTable, [&](auto& a_oPlugin) {
+        return a_oPlugin.selectKey(a_lRow, a_pHandle, a_sTable, a_sKeyColumn, a_sKeyValue, a_lColumns);
     });
 }
 
-EResultCode ConfigDispatcher::openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
-                                       const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                                       const NameList& a_columns)
+EResultCode ConfigDispatcher::openRows(std::unique_ptr<IRowCursor>& a_pCursor, const void* a_pHandle,
+                                       const std::string& a_sTable, unsigned int a_iFirst,
+                                       unsigned int a_iCount, const NameList& a_lColumns)
 {
-    return access(a_handle, a_table, [&](Table& a_oTable) {
+    return access(a_pHandle, a_sTable, [&](Table& a_oTable) {
         const Plugin& oPlugin = pluginOf(a_oTable);
         if (oPlugin.m_pRows != nullptr) {
             const EResultCode eResult =
-                oPlugin.m_pRows->openRows(a_cursor, a_handle, a_table, a_first, a_count, a_columns);
-            if (eResult != EResultCode::Success || a_cursor) {
+                oPlugin.m_pRows->openRows(a_pCursor, a_pHandle, a_sTable, a_iFirst, a_iCount, a_lColumns);
+            if (eResult != EResultCode::Success || a_pCursor) {
                 return eResult;
             }
         }
-        return PositionCursor::open(a_cursor, *oPlugin.m_pPlugin, a_handle, a_table, a_first, a_count,
-                                    a_columns, a_oTable.m_iVersion);
+        return PositionCursor::open(a_pCursor, *oPlugin.m_pPlugin, a_pHandle, a_sTable, a_iFirst, a_iCount,
+                                    a_lColumns, a_oTable.m_iVersion);
     });
 }
 
-EResultCode ConfigDispatcher::openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
-                                          const std::string& a_table, const NameList& a_columns)
+EResultCode ConfigDispatcher::openKeyRows(std::unique_ptr<IRowCursor>& a_pCursor, const void* a_pHandle,
+                                          const std::string& a_sTable, const NameList& a_lColumns)
 {
-    if (!isStored(a_table)) {
-        return openRows(a_cursor, a_handle, a_table, 0, c_iAllRows, a_columns);
+    if (!isStored(a_sTable)) {
+        return openRows(a_pCursor, a_pHandle, a_sTable, 0, c_iAllRows, a_lColumns);
     }
-    return access(a_handle, a_table, [&](Table& a_oTable) {
-        return pluginOf(a_oTable).m_pStored->openKeyRows(a_cursor, a_table, a_columns);
+    return access(a_pHandle, a_sTable, [&](Table& a_oTable) {
+        return pluginOf(a_oTable).m_pStored->openKeyRows(a_pCursor, a_sTable, a_lColumns);
     });
 }
 
-EResultCode ConfigDispatcher::insertRow(const void* a_handle, const std::string& a_table,
-                                        const ValueList& a_values)
+EResultCode ConfigDispatcher::insertRow(const void* a_pHandle, const std::string& a_sTable,
+                                        const ValueList& a_lValues)
 {
-    return write(a_handle, a_table,
-                 [&](auto& a_oPlugin) { return a_oPlugin.insertRow(a_handle, a_table, a_values); });
+    return write(a_pHandle, a_sTable,
+                 [&](auto& a_oPlugin) { return a_oPlugin.insertRow(a_pHandle, a_sTable, a_lValues); });
 }
 
-EResultCode ConfigDispatcher::insertKey(int& a_id, const void* a_handle, const std::string& a_table,
-                                        const ValueList& a_values)
+EResultCode ConfigDispatcher::insertKey(int& a_iId, const void* a_pHandle, const std::string& a_sTable,
+                                        const ValueList& a_lValues)
 {
-    return write(a_handle, a_table,
-                 [&](auto& a_oPlugin) { return a_oPlugin.insertKey(a_id, a_handle, a_table, a_values); });
+    return write(a_pHandle, a_sTable,
+                 [&](auto& a_oPlugin) { return a_oPlugin.insertKey(a_iId, a_pHandle, a_sTable, a_lValues); });
 }
 
-EResultCode ConfigDispatcher::updateRow(const void* a_handle, const std::string& a_table,
-                                        unsigned int a_index, const ValueList& a_values)
+EResultCode ConfigDispatcher::updateRow(const void* a_pHandle, const std::string& a_sTable,
+                                        unsigned int a_iIndex, const ValueList& a_lValues)
 {
-    return write(a_handle, a_table,
-                 [&](auto& a_oPlugin) { return a_oPlugin.updateRow(a_handle, a_table, a_index, a_values); });
-}
-
-EResultCode ConfigDispatcher::updateKey(const void* a_handle, const std::string& a_table,
-                                        const std::string& a_keyColumn, const std::string& a_keyValue,
-                                        const ValueList& a_values)
-{
-    return write(a_handle, a_table, [&](auto& a_oPlugin) {
-        return a_oPlugin.updateKey(a_handle, a_table, a_keyColumn, a_keyValue, a_values);
+    return write(a_pHandle, a_sTable, [&](auto& a_oPlugin) {
+        return a_oPlugin.updateRow(a_pHandle, a_sTable, a_iIndex, a_lValues);
     });
 }
 
-EResultCode ConfigDispatcher::deleteRow(const void* a_handle, const std::string& a_table,
-                                        unsigned int a_index)
+EResultCode ConfigDispatcher::updateKey(const void* a_pHandle, const std::string& a_sTable,
+                                        const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                        const ValueList& a_lValues)
 {
-    return write(a_handle, a_table,
-                 [&](auto& a_oPlugin) { return a_oPlugin.deleteRow(a_handle, a_table, a_index); });
-}
-
-EResultCode ConfigDispatcher::deleteKey(const void* a_handle, const std::string& a_table,
-                                        const std::string& a_keyColumn, const std::string& a_keyValue)
-{
-    return write(a_handle, a_table, [&](auto& a_oPlugin) {
-        return a_oPlugin.deleteKey(a_handle, a_table, a_keyColumn, a_keyValue);
+    return write(a_pHandle, a_sTable, [&](auto& a_oPlugin) {
+        return a_oPlugin.updateKey(a_pHandle, a_sTable, a_sKeyColumn, a_sKeyValue, a_lValues);
     });
 }
 
-EResultCode ConfigDispatcher::deleteAll(const void* a_handle, const std::string& a_table)
+EResultCode ConfigDispatcher::deleteRow(const void* a_pHandle, const std::string& a_sTable,
+                                        unsigned int a_iIndex)
 {
-    return write(a_handle, a_table, [&](auto& a_oPlugin) { return a_oPlugin.deleteAll(a_handle, a_table); });
+    return write(a_pHandle, a_sTable,
+                 [&](auto& a_oPlugin) { return a_oPlugin.deleteRow(a_pHandle, a_sTable, a_iIndex); });
+}
+
+EResultCode ConfigDispatcher::deleteKey(const void* a_pHandle, const std::string& a_sTable,
+                                        const std::string& a_sKeyColumn, const std::string& a_sKeyValue)
+{
+    return write(a_pHandle, a_sTable, [&](auto& a_oPlugin) {
+        return a_oPlugin.deleteKey(a_pHandle, a_sTable, a_sKeyColumn, a_sKeyValue);
+    });
+}
+
+EResultCode ConfigDispatcher::deleteAll(const void* a_pHandle, const std::string& a_sTable)
+{
+    return write(a_pHandle, a_sTable,
+                 [&](auto& a_oPlugin) { return a_oPlugin.deleteAll(a_pHandle, a_sTable); });
 }
 
 // ---------------------------------------------------------------------------------------------------------
 // Transactions
 
-EResultCode ConfigDispatcher::startTransaction(const void* a_handle)
+EResultCode ConfigDispatcher::startTransaction(const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
-    m_mLost.erase(a_handle); // a new beginning ends what was lost
+    Assert(0 != a_pHandle, "0 != a_handle");
+    m_mLost.erase(a_pHandle); // a new beginning ends what was lost
     if (isTransactionOpen()) {
-        return m_pTransactionOwner == a_handle ? EResultCode::Failure : EResultCode::Busy;
+        return m_pTransactionOwner == a_pHandle ? EResultCode::Failure : EResultCode::Busy;
     }
     if (m_bLocked) {
         return EResultCode::Locked;
     }
-    m_pTransactionOwner = a_handle;
+    m_pTransactionOwner = a_pHandle;
     m_oTransactionStart = m_oNow();
     for (const auto& oPlugin : m_lPlugins) {
-        oPlugin.m_pPlugin->setWriteOwner(a_handle);
+        oPlugin.m_pPlugin->setWriteOwner(a_pHandle);
     }
     for (std::size_t i = 0; i < m_lPlugins.size(); ++i) {
         const EResultCode eResult =
-            guarded("startTransaction", [&] { return m_lPlugins[i].m_pPlugin->startTransaction(a_handle); });
+            guarded("startTransaction", [&] { return m_lPlugins[i].m_pPlugin->startTransaction(a_pHandle); });
         if (eResult != EResultCode::Success) {
             while (i-- > 0) {
                 guarded("rollbackTransaction",
-                        [&] { return m_lPlugins[i].m_pPlugin->rollbackTransaction(a_handle); });
+                        [&] { return m_lPlugins[i].m_pPlugin->rollbackTransaction(a_pHandle); });
             }
             releaseOwner();
             return eResult;
@@ -430,18 +434,18 @@ EResultCode ConfigDispatcher::startTransaction(const void* a_handle)
     return EResultCode::Success;
 }
 
-EResultCode ConfigDispatcher::commitTransaction(const void* a_handle)
+EResultCode ConfigDispatcher::commitTransaction(const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
+    Assert(0 != a_pHandle, "0 != a_handle");
     loseUndoneTransaction();
-    if (m_mLost.erase(a_handle) > 0 || m_pTransactionOwner != a_handle) {
+    if (m_mLost.erase(a_pHandle) > 0 || m_pTransactionOwner != a_pHandle) {
         return EResultCode::Failure;
     }
     EResultCode eResult;
     std::size_t iCommitted = 0;
     for (; iCommitted < m_lPlugins.size() && eResult == EResultCode::Success; ++iCommitted) {
         eResult = guarded("commitTransaction",
-                          [&] { return m_lPlugins[iCommitted].m_pPlugin->commitTransaction(a_handle); });
+                          [&] { return m_lPlugins[iCommitted].m_pPlugin->commitTransaction(a_pHandle); });
     }
     if (eResult != EResultCode::Success) {
         --iCommitted; // the one that failed is rolled back like those after it
@@ -451,7 +455,7 @@ EResultCode ConfigDispatcher::commitTransaction(const void* a_handle)
                               static_cast<unsigned>(eResult));
         for (std::size_t i = iCommitted; i < m_lPlugins.size(); ++i) {
             guarded("rollbackTransaction",
-                    [&] { return m_lPlugins[i].m_pPlugin->rollbackTransaction(a_handle); });
+                    [&] { return m_lPlugins[i].m_pPlugin->rollbackTransaction(a_pHandle); });
         }
     }
     for (Table* pTable : m_lWritten) {
@@ -465,10 +469,10 @@ EResultCode ConfigDispatcher::commitTransaction(const void* a_handle)
     return eResult;
 }
 
-EResultCode ConfigDispatcher::rollbackTransaction(const void* a_handle)
+EResultCode ConfigDispatcher::rollbackTransaction(const void* a_pHandle)
 {
-    Assert(0 != a_handle, "0 != a_handle");
-    if (m_mLost.erase(a_handle) > 0 || m_pTransactionOwner != a_handle) {
+    Assert(0 != a_pHandle, "0 != a_handle");
+    if (m_mLost.erase(a_pHandle) > 0 || m_pTransactionOwner != a_pHandle) {
         return EResultCode::Failure;
     }
     return rollback();
@@ -519,7 +523,7 @@ void ConfigDispatcher::loseTransaction(const char* a_pReason)
     rollback();
 }
 
-void ConfigDispatcher::tellLosses()
+void ConfigDispatcher::notifyLostOwners()
 {
     std::vector<std::pair<const void*, const char*>> lUntold; // for whoever is told may be gone after that
     for (auto& [pOwner, pReason] : m_mLost) {
@@ -547,7 +551,7 @@ void ConfigDispatcher::checkTransactionTimeout()
     if (isTransactionOpen() &&
         m_oNow() - m_oTransactionStart >= std::chrono::seconds(getTransactionTimeout())) {
         loseTransaction("it lasted longer than the transaction time-out");
-        tellLosses();
+        notifyLostOwners();
     }
 }
 
@@ -579,7 +583,7 @@ void ConfigDispatcher::processLocks()
     if (m_bLocked && m_pObserver != nullptr) {
         m_pObserver->transactionLocked();
     }
-    tellLosses();
+    notifyLostOwners();
 }
 
 bool ConfigDispatcher::isPassEndAwaited() const
@@ -591,10 +595,10 @@ bool ConfigDispatcher::isPassEndAwaited() const
 // ---------------------------------------------------------------------------------------------------------
 // Changes
 
-void ConfigDispatcher::recordWrite(const void* a_handle, Table& a_oTable)
+void ConfigDispatcher::recordWrite(const void* a_pHandle, Table& a_oTable)
 {
     // What a rollback cannot undo has changed now, whatever becomes of the transaction.
-    if (m_pTransactionOwner == a_handle && pluginOf(a_oTable).isUndoneByRollback()) {
+    if (m_pTransactionOwner == a_pHandle && pluginOf(a_oTable).isUndoneByRollback()) {
         ++a_oTable.m_iVersion;
         if (std::ranges::find(m_lWritten, &a_oTable) == m_lWritten.end()) {
             m_lWritten.push_back(&a_oTable);
@@ -604,18 +608,18 @@ void ConfigDispatcher::recordWrite(const void* a_handle, Table& a_oTable)
     }
 }
 
-void ConfigDispatcher::recordTouched(const void* a_handle, const Plugin& a_oPlugin)
+void ConfigDispatcher::recordTouched(const void* a_pHandle, const Plugin& a_oPlugin)
 {
     NameList lTouched;
     const bool bComplete = a_oPlugin.m_pStored == nullptr || a_oPlugin.m_pStored->takeTouched(lTouched);
     for (const auto& sTable : lTouched) {
         Table* pTable = find(sTable);
         if (pTable != nullptr && &pluginOf(*pTable) == &a_oPlugin) { // not the table of another store
-            recordWrite(a_handle, *pTable);
+            recordWrite(a_pHandle, *pTable);
         }
     }
     if (!bComplete) {
-        forEachTable(a_oPlugin, [&](Table& a_oTable) { recordWrite(a_handle, a_oTable); });
+        forEachTable(a_oPlugin, [&](Table& a_oTable) { recordWrite(a_pHandle, a_oTable); });
     }
 }
 
@@ -645,10 +649,10 @@ void ConfigDispatcher::forEachTable(const Plugin& a_oPlugin, Action a_oAction)
     }
 }
 
-bool ConfigDispatcher::subscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_tables)
+bool ConfigDispatcher::subscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_lTables)
 {
     bool bAllKnown = true;
-    for (const auto& sName : a_tables) {
+    for (const auto& sName : a_lTables) {
         Table& oTable = m_mTables[sName];
         bAllKnown = bAllKnown && oTable.m_bAttached;
         if (!oTable.hasSubscriber(&a_oSubscriber)) {
@@ -658,9 +662,9 @@ bool ConfigDispatcher::subscribe(IConfigSubscriber& a_oSubscriber, const NameLis
     return bAllKnown;
 }
 
-void ConfigDispatcher::unsubscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_tables)
+void ConfigDispatcher::unsubscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_lTables)
 {
-    for (const auto& sName : a_tables) {
+    for (const auto& sName : a_lTables) {
         if (auto it = m_mTables.find(sName); it != m_mTables.end()) {
             std::erase(it->second.m_lSubscribers, &a_oSubscriber);
         }

@@ -39,7 +39,7 @@ public:
     virtual ~ITransactionObserver() = default;
 
     /// The owner's transaction was rolled back over its head.
-    virtual void transactionLost(const void* a_handle, const char* a_pReason) = 0;
+    virtual void transactionLost(const void* a_pHandle, const char* a_pReason) = 0;
     /// A transaction has ended, however it ended.
     virtual void transactionEnded() = 0;
     /// Once a pass, after the notifications and with no transaction open: someone who waits may begin.
@@ -86,53 +86,55 @@ public:
     bool initialize() override;
     /// The per-pass service operation: ticks every plugin, then takes the names out of the list and records
     /// each as changed.
-    void tick(NameList& a_changedTables) override;
+    void tick(NameList& a_lChangedTables) override;
 
     /// Release: opens every plugin's connection again after a hold. A plugin that cannot be opened is logged
     /// and answers with 1 until the next release.
-    void open(const void* a_handle) override;
+    void open(const void* a_pHandle) override;
     /// Hold: closes every plugin's connection, so that other processes can read the databases. A transaction
     /// that is open is rolled back.
-    void close(const void* a_handle) override;
+    void close(const void* a_pHandle) override;
     /// True while the plugins are open, that is not held.
     bool connectionOpened() const { return m_bOpened; }
     /// A connection is gone: its transaction is rolled back and its handle forgotten.
-    void disconnect(const void* a_handle);
+    void disconnect(const void* a_pHandle);
 
     // Tables.
-    void getTables(NameList& a_tables, const void* a_handle) override;
-    EResultCode getSchema(ColumnList& a_columns, const void* a_handle, const std::string& a_table) override;
+    void getTables(NameList& a_lTables, const void* a_pHandle) override;
+    EResultCode getSchema(ColumnList& a_lColumns, const void* a_pHandle,
+                          const std::string& a_sTable) override;
     /// Describes the table beyond its columns and their types. 0; 8; the codes of getSchema.
-    EResultCode describe(TableDescription& a_oDescription, const void* a_handle, const std::string& a_table);
-    EResultCode getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table) override;
-    EResultCode selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                          unsigned int a_index, const NameList& a_columns) override;
-    EResultCode selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                          const std::string& a_keyColumn, const std::string& a_keyValue,
-                          const NameList& a_columns) override;
-    EResultCode insertRow(const void* a_handle, const std::string& a_table,
-                          const ValueList& a_values) override;
-    EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
-                          const ValueList& a_values) override;
-    EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
-                          const ValueList& a_values) override;
-    EResultCode updateKey(const void* a_handle, const std::string& a_table, const std::string& a_keyColumn,
-                          const std::string& a_keyValue, const ValueList& a_values) override;
-    EResultCode deleteRow(const void* a_handle, const std::string& a_table, unsigned int a_index) override;
-    EResultCode deleteKey(const void* a_handle, const std::string& a_table, const std::string& a_keyColumn,
-                          const std::string& a_keyValue) override;
-    EResultCode deleteAll(const void* a_handle, const std::string& a_table) override;
+    EResultCode describe(TableDescription& a_oDescription, const void* a_pHandle,
+                         const std::string& a_sTable);
+    EResultCode getSize(unsigned int& a_iSize, const void* a_pHandle, const std::string& a_sTable) override;
+    EResultCode selectRow(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                          unsigned int a_iIndex, const NameList& a_lColumns) override;
+    EResultCode selectKey(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                          const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                          const NameList& a_lColumns) override;
+    EResultCode insertRow(const void* a_pHandle, const std::string& a_sTable,
+                          const ValueList& a_lValues) override;
+    EResultCode insertKey(int& a_iId, const void* a_pHandle, const std::string& a_sTable,
+                          const ValueList& a_lValues) override;
+    EResultCode updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex,
+                          const ValueList& a_lValues) override;
+    EResultCode updateKey(const void* a_pHandle, const std::string& a_sTable, const std::string& a_sKeyColumn,
+                          const std::string& a_sKeyValue, const ValueList& a_lValues) override;
+    EResultCode deleteRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex) override;
+    EResultCode deleteKey(const void* a_pHandle, const std::string& a_sTable, const std::string& a_sKeyColumn,
+                          const std::string& a_sKeyValue) override;
+    EResultCode deleteAll(const void* a_pHandle, const std::string& a_sTable) override;
     /// Reads many rows; a plugin that is no row source is read position by position.
-    EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
-                         const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                         const NameList& a_columns) override;
-    /// Replaces many calls of selectKey with one key column, the first of a_columns: reads, in table order,
+    EResultCode openRows(std::unique_ptr<IRowCursor>& a_pCursor, const void* a_pHandle,
+                         const std::string& a_sTable, unsigned int a_iFirst, unsigned int a_iCount,
+                         const NameList& a_lColumns) override;
+    /// Replaces many calls of selectKey with one key column, the first of a_lColumns: reads, in table order,
     /// the rows that selectKey finds by the text of this column. Of several rows with one text selectKey
     /// finds the first. In a stored table selectKey finds nothing by a text that no row shows, with two
     /// exceptions: 0, and, in a column of numbers, a text that is not a plain decimal. 0, without a cursor
     /// when the column does not compare texts byte by byte; else the codes of openRows.
-    EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
-                            const std::string& a_table, const NameList& a_columns);
+    EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_pCursor, const void* a_pHandle,
+                            const std::string& a_sTable, const NameList& a_lColumns);
     bool isPersistent() const override { return false; }
 
     // Transactions: one at a time over all plugins.
@@ -140,12 +142,12 @@ public:
     /// Who serves clients asks isPassEndAwaited first.
     /// 0; 1 when the handle has one open already; 2; 3; or the code of the plugin that could not start one,
     /// after those that could were undone.
-    EResultCode startTransaction(const void* a_handle) override;
+    EResultCode startTransaction(const void* a_pHandle) override;
     /// 0; 1 without a transaction of the handle; or the code of the first plugin that failed to commit: it
     /// and the plugins after it are rolled back, those before it stay committed.
-    EResultCode commitTransaction(const void* a_handle) override;
+    EResultCode commitTransaction(const void* a_pHandle) override;
     /// 0; 1 without a transaction of the handle; or the first code of a plugin that failed to roll back.
-    EResultCode rollbackTransaction(const void* a_handle) override;
+    EResultCode rollbackTransaction(const void* a_pHandle) override;
 
     bool isTransactionOpen() const { return m_pTransactionOwner != nullptr; }
     /// Rolls the open transaction back when it has lasted for the current time-out.
@@ -175,8 +177,8 @@ public:
     bool isPassEndAwaited() const;
 
     // Notifications.
-    bool subscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_tables) override;
-    void unsubscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_tables) override;
+    bool subscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_lTables) override;
+    void unsubscribe(IConfigSubscriber& a_oSubscriber, const NameList& a_lTables) override;
     void unsubscribeAll(IConfigSubscriber& a_oSubscriber) override;
     bool hasSubscriber(const std::string& a_sTable) const override;
     bool hasNotifications() const { return !m_lChanged.empty(); }
@@ -236,30 +238,30 @@ private:
     const Plugin& pluginOf(const Table& a_oTable) const { return m_lPlugins[a_oTable.m_iPlugin]; }
     std::size_t pluginIndex(ConfigPluginBase& a_oPlugin);
     template<typename Operation>
-    EResultCode access(const void* a_handle, const std::string& a_sTable, Operation a_oOperation);
+    EResultCode access(const void* a_pHandle, const std::string& a_sTable, Operation a_oOperation);
     template<typename Operation>
-    EResultCode read(const void* a_handle, const std::string& a_sTable, Operation a_oOperation);
+    EResultCode read(const void* a_pHandle, const std::string& a_sTable, Operation a_oOperation);
     template<typename Operation>
-    EResultCode write(const void* a_handle, const std::string& a_sTable, Operation a_oOperation);
+    EResultCode write(const void* a_pHandle, const std::string& a_sTable, Operation a_oOperation);
     template<typename Operation>
     EResultCode guarded(const char* a_pWhat, Operation a_oOperation);
-    void recordWrite(const void* a_handle, Table& a_oTable);
+    void recordWrite(const void* a_pHandle, Table& a_oTable);
     /// Records the tables in which a write to the plugin's store has changed rows, whether or not the write
     /// succeeded.
-    void recordTouched(const void* a_handle, const Plugin& a_oPlugin);
+    void recordTouched(const void* a_pHandle, const Plugin& a_oPlugin);
     void addChanged(Table& a_oTable);
     void recordChange(Table& a_oTable);
     template<typename Action>
     void forEachTable(const Plugin& a_oPlugin, Action a_oAction);
     void deliver(const Delivery& a_oDelivery);
-    bool isLost(const void* a_handle) const;
+    bool isLost(const void* a_pHandle) const;
     EResultCode rollback();
-    /// The owner is told by tellLosses.
+    /// The owner is told by notifyLostOwners.
     void loseTransaction(const char* a_pReason);
     /// Gives up the open transaction when a plugin has undone its part by itself. Its owner is told after the
     /// request that is being answered.
     void loseUndoneTransaction();
-    void tellLosses();
+    void notifyLostOwners();
     void endTransaction();
     void releaseOwner();
     void applyLock();

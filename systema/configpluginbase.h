@@ -18,58 +18,60 @@ public:
     virtual ~ConfigPluginBase() = default;
 
     /// A connection begins to use the plugin.
-    virtual void open(const void* a_handle) = 0;
+    virtual void open(const void* a_pHandle) = 0;
     /// The connection stops using it.
-    virtual void close(const void* a_handle) = 0;
+    virtual void close(const void* a_pHandle) = 0;
     /// Appends the names of all tables served.
-    virtual void getTables(NameList& a_tables, const void* a_handle) = 0;
+    virtual void getTables(NameList& a_lTables, const void* a_pHandle) = 0;
     /// Appends the table's columns with their types. 0, 8.
-    virtual EResultCode getSchema(ColumnList& a_columns, const void* a_handle,
-                                  const std::string& a_table) = 0;
+    virtual EResultCode getSchema(ColumnList& a_lColumns, const void* a_pHandle,
+                                  const std::string& a_sTable) = 0;
     /// Number of rows. 0, 8.
-    virtual EResultCode getSize(unsigned int& a_size, const void* a_handle, const std::string& a_table) = 0;
+    virtual EResultCode getSize(unsigned int& a_iSize, const void* a_pHandle,
+                                const std::string& a_sTable) = 0;
     /// Reads the row at a position, counted from 0. An empty column list means all columns. 0, 8, 9, 10.
-    virtual EResultCode selectRow(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                  unsigned int a_index, const NameList& a_columns) = 0;
+    virtual EResultCode selectRow(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                  unsigned int a_iIndex, const NameList& a_lColumns) = 0;
     /// Reads the row whose key column has the value. 0, 8, 9, 10.
-    virtual EResultCode selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                                  const std::string& a_keyColumn, const std::string& a_keyValue,
-                                  const NameList& a_columns) = 0;
+    virtual EResultCode selectKey(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                                  const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                  const NameList& a_lColumns) = 0;
     /// Adds a row.
-    virtual EResultCode insertRow(const void* a_handle, const std::string& a_table,
-                                  const ValueList& a_values) = 0;
+    virtual EResultCode insertRow(const void* a_pHandle, const std::string& a_sTable,
+                                  const ValueList& a_lValues) = 0;
     /// Adds a row and reports its id.
-    virtual EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
-                                  const ValueList& a_values) = 0;
+    virtual EResultCode insertKey(int& a_iId, const void* a_pHandle, const std::string& a_sTable,
+                                  const ValueList& a_lValues) = 0;
     /// Changes the named columns of the row at a position.
-    virtual EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int a_index,
-                                  const ValueList& a_values) = 0;
+    virtual EResultCode updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int a_iIndex,
+                                  const ValueList& a_lValues) = 0;
     /// Changes the named columns of the row or rows with the key value.
-    virtual EResultCode updateKey(const void* a_handle, const std::string& a_table,
-                                  const std::string& a_keyColumn, const std::string& a_keyValue,
-                                  const ValueList& a_values) = 0;
+    virtual EResultCode updateKey(const void* a_pHandle, const std::string& a_sTable,
+                                  const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                                  const ValueList& a_lValues) = 0;
     /// Removes the row at a position.
-    virtual EResultCode deleteRow(const void* a_handle, const std::string& a_table, unsigned int a_index) = 0;
+    virtual EResultCode deleteRow(const void* a_pHandle, const std::string& a_sTable,
+                                  unsigned int a_iIndex) = 0;
     /// Removes the row or rows with the key value.
-    virtual EResultCode deleteKey(const void* a_handle, const std::string& a_table,
-                                  const std::string& a_keyColumn, const std::string& a_keyValue) = 0;
+    virtual EResultCode deleteKey(const void* a_pHandle, const std::string& a_sTable,
+                                  const std::string& a_sKeyColumn, const std::string& a_sKeyValue) = 0;
     /// Empties the table.
-    virtual EResultCode deleteAll(const void* a_handle, const std::string& a_table) = 0;
+    virtual EResultCode deleteAll(const void* a_pHandle, const std::string& a_sTable) = 0;
     /// Periodic call: refreshes what is cached and appends the names of the tables whose content changed.
-    virtual void tick(NameList& a_changedTables) = 0;
+    virtual void tick(NameList& a_lChangedTables) = 0;
     /// One-time set-up before the first use; true when the plugin is set up.
     virtual bool initialize() = 0;
     /// True when the contents are to be kept across restarts.
     virtual bool isPersistent() const = 0;
     /// Begins a transaction for the connection.
-    virtual EResultCode startTransaction(const void* a_handle) = 0;
+    virtual EResultCode startTransaction(const void* a_pHandle) = 0;
     /// Makes its changes permanent.
-    virtual EResultCode commitTransaction(const void* a_handle) = 0;
+    virtual EResultCode commitTransaction(const void* a_pHandle) = 0;
     /// Discards them.
-    virtual EResultCode rollbackTransaction(const void* a_handle) = 0;
+    virtual EResultCode rollbackTransaction(const void* a_pHandle) = 0;
 
     /// Names the connection that alone may write, null for none. Set by the dispatcher.
-    void setWriteOwner(const void* a_handle) { m_pWriteOwner = a_handle; }
+    void setWriteOwner(const void* a_pHandle) { m_pWriteOwner = a_pHandle; }
 
 protected:
     const void* m_pWriteOwner = nullptr;

@@ -22,7 +22,7 @@ public:
     virtual ~IEventHandler() = default;
 
     /// The descriptor is ready for what it was registered for, or has failed: read or write to find out.
-    virtual void handleEvent(int a_handle) = 0;
+    virtual void handleEvent(int a_iFd) = 0;
 };
 
 /// What a handler waits for; no flag at all means readable. A hang-up or failure is told whatever the flags.

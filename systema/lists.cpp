@@ -42,10 +42,10 @@ bool NameList::hasName(std::string_view a_sName) const
     return std::ranges::find(m_lNames, a_sName) != m_lNames.end();
 }
 
-void NameList::splice(NameList& a_oOther)
+void NameList::splice(NameList& a_lOther)
 {
-    std::ranges::move(a_oOther.m_lNames, std::back_inserter(m_lNames));
-    a_oOther.clear();
+    std::ranges::move(a_lOther.m_lNames, std::back_inserter(m_lNames));
+    a_lOther.clear();
 }
 
 void NameList::put(std::ostream& a_oStream) const

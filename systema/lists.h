@@ -51,7 +51,7 @@ public:
     void add(std::string a_sName) { m_lNames.push_back(std::move(a_sName)); }
     bool hasName(std::string_view a_sName) const;
     /// Moves all names of the other list to the end of this one.
-    void splice(NameList& a_oOther);
+    void splice(NameList& a_lOther);
     std::size_t size() const { return m_lNames.size(); }
     bool empty() const { return m_lNames.empty(); }
     void clear() { m_lNames.clear(); }

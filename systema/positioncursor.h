@@ -13,8 +13,8 @@ class PositionCursor : public IRowCursor
 {
 public:
     /// Opens a read; the first row is read at once. 0, or the code of its selectRow (10 is an empty range).
-    static EResultCode open(std::unique_ptr<IRowCursor>& a_cursor, ConfigPluginBase& a_oPlugin,
-                            const void* a_handle, const std::string& a_sTable, unsigned int a_iFirst,
+    static EResultCode open(std::unique_ptr<IRowCursor>& a_pCursor, ConfigPluginBase& a_oPlugin,
+                            const void* a_pHandle, const std::string& a_sTable, unsigned int a_iFirst,
                             unsigned int a_iCount, const NameList& a_lColumns,
                             const unsigned long& a_iVersion);
 
@@ -22,7 +22,7 @@ public:
     EResultCode fetch(IRowSink& a_oSink) override;
 
 private:
-    PositionCursor(ConfigPluginBase& a_oPlugin, const void* a_handle, const std::string& a_sTable,
+    PositionCursor(ConfigPluginBase& a_oPlugin, const void* a_pHandle, const std::string& a_sTable,
                    unsigned int a_iFirst, unsigned int a_iCount, const NameList& a_lWanted,
                    const unsigned long& a_iVersion);
 
@@ -36,7 +36,7 @@ private:
     NameList m_lColumns;
     unsigned int m_iPosition;
     unsigned int m_iLeft; // rows still to be handed over, at most
-    ValueList m_oRow;     // the row at m_iPosition
+    ValueList m_lRow;     // the row at m_iPosition
     EResultCode m_eRow;   // the result of reading it
     const unsigned long& m_iVersion;
     const unsigned long m_iVersionAtOpen;

@@ -12,9 +12,9 @@ template<class Columns>
 class RowFiller final : public IRowSink
 {
 public:
-    RowFiller(ValueList& a_oRow, const Columns& a_lColumns) : m_oRow(a_oRow), m_itColumn(a_lColumns.begin())
+    RowFiller(ValueList& a_lRow, const Columns& a_lColumns) : m_lRow(a_lRow), m_itColumn(a_lColumns.begin())
     {
-        m_oRow.reserve(m_oRow.size() + a_lColumns.size());
+        m_lRow.reserve(m_lRow.size() + a_lColumns.size());
     }
 
     void addNull() override { add(Value(EDataType::Null)); }
@@ -35,19 +35,19 @@ public:
 private:
     static const std::string& nameOf(const std::string& a_sName) { return a_sName; }
     static const std::string& nameOf(const ColumnList::Entry& a_oColumn) { return a_oColumn.first; }
-    void add(Value&& a_oValue) { m_oRow.add(nameOf(*m_itColumn++), std::move(a_oValue)); }
+    void add(Value&& a_oValue) { m_lRow.add(nameOf(*m_itColumn++), std::move(a_oValue)); }
 
-    ValueList& m_oRow;
+    ValueList& m_lRow;
     decltype(std::declval<const Columns&>().begin()) m_itColumn;
     bool m_bComplete = false;
 };
 
 /// Reads the next row, which takes the place of what the list holds. 0; 10 after the last row; else the code
 /// of the cursor.
-inline EResultCode readRow(ValueList& a_oRow, IRowCursor& a_oRows)
+inline EResultCode readRow(ValueList& a_lRow, IRowCursor& a_oRows)
 {
-    a_oRow.clear();
-    RowFiller oSink(a_oRow, a_oRows.getColumns());
+    a_lRow.clear();
+    RowFiller oSink(a_lRow, a_oRows.getColumns());
     EResultCode eResult;
     while (eResult == EResultCode::Success && !oSink.isComplete()) { // its time may be over before the row
         eResult = a_oRows.fetch(oSink);

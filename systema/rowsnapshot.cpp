@@ -5,7 +5,7 @@
 
 namespace systema {
 
-EResultCode RowSnapshot::take(std::unique_ptr<IRowCursor>& a_cursor, IRowCursor& a_oRows)
+EResultCode RowSnapshot::take(std::unique_ptr<IRowCursor>& a_pCursor, IRowCursor& a_oRows)
 {
     std::unique_ptr<RowSnapshot> pSnapshot(new RowSnapshot(a_oRows.getColumns()));
     EResultCode eResult;
@@ -15,7 +15,7 @@ EResultCode RowSnapshot::take(std::unique_ptr<IRowCursor>& a_cursor, IRowCursor&
     if (eResult != EResultCode::NoRow) {
         return eResult;
     }
-    a_cursor = std::move(pSnapshot);
+    a_pCursor = std::move(pSnapshot);
     return EResultCode::Success;
 }
 

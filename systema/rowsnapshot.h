@@ -17,7 +17,7 @@ class RowSnapshot : public IRowCursor, private IRowSink
 {
 public:
     /// Reads all rows of a_oRows. 0 with the cursor; else the code with which a_oRows failed, and no cursor.
-    static EResultCode take(std::unique_ptr<IRowCursor>& a_cursor, IRowCursor& a_oRows);
+    static EResultCode take(std::unique_ptr<IRowCursor>& a_pCursor, IRowCursor& a_oRows);
 
     const NameList& getColumns() const override { return m_lColumns; }
     EResultCode fetch(IRowSink& a_oSink) override;

@@ -63,13 +63,13 @@ class IRowSource
 public:
     virtual ~IRowSource() = default;
 
-    /// Opens a read of at most a_count rows from position a_first; a range beyond the end is empty, with 0.
+    /// Opens a read of at most a_iCount rows from position a_iFirst; a range beyond the end is empty, with 0.
     /// 0: the cursor is set; it may outlive the call but not the plugin. 0 without a cursor: read this table
     /// position by position. 8: no such table, or, in a stored one, no such column. 9: no such column. Else
     /// the code with which the source refuses to be read.
-    virtual EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
-                                 const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                                 const NameList& a_columns) = 0;
+    virtual EResultCode openRows(std::unique_ptr<IRowCursor>& a_pCursor, const void* a_pHandle,
+                                 const std::string& a_sTable, unsigned int a_iFirst, unsigned int a_iCount,
+                                 const NameList& a_lColumns) = 0;
 };
 
 } // namespace systema

@@ -24,8 +24,8 @@ public:
     /// write itself, by a reference, or by a trigger. False when memory ran out and names are missing.
     virtual bool takeTouched(NameList& a_lTables) noexcept = 0;
     /// See ConfigDispatcher::openKeyRows.
-    virtual EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_cursor, const std::string& a_table,
-                                    const NameList& a_columns) = 0;
+    virtual EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_pCursor, const std::string& a_sTable,
+                                    const NameList& a_lColumns) = 0;
 };
 
 } // namespace systema

@@ -63,7 +63,7 @@ public:
 
     /// Corrects a description, which comes as that of a stored writable table if the plugin's tables are
     /// stored, else as that of a live read-only one. 0, or the code that getSchema would give.
-    virtual EResultCode describe(TableDescription& a_oDescription, const std::string& a_table) = 0;
+    virtual EResultCode describe(TableDescription& a_oDescription, const std::string& a_sTable) = 0;
 };
 
 /// Offered by plugins whose tables are all live and writable.

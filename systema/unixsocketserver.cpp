@@ -198,14 +198,14 @@ UnixSocketAcceptor::~UnixSocketAcceptor()
     }
 }
 
-void UnixSocketAcceptor::handleEvent(int a_handle)
+void UnixSocketAcceptor::handleEvent(int a_iFd)
 {
     for (int i = 0; i < c_iAcceptsPerEvent; ++i) {
         if (!hasSpareDescriptors()) {
             pause(EMFILE);
             return;
         }
-        zel::UniqueFd oSocket(::accept4(a_handle, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        zel::UniqueFd oSocket(::accept4(a_iFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (oSocket) {
             m_bPauseLogged = false;
             m_oSink.takeConnection(std::move(oSocket));

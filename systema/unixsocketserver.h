@@ -78,7 +78,7 @@ public:
     UnixSocketAcceptor(const UnixSocketAcceptor&) = delete;
     UnixSocketAcceptor& operator=(const UnixSocketAcceptor&) = delete;
 
-    void handleEvent(int a_handle) override;
+    void handleEvent(int a_iFd) override;
 
 private:
     bool hasSpareDescriptors() const;

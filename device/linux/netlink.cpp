@@ -67,7 +67,7 @@ EAnswer ask(nl_sock& a_oSocket, nl_msg& a_oQuestion, const Receiver& a_oReceiver
         std::rethrow_exception(std::exchange(oAnswer.m_pException, nullptr));
     }
     if (iResult == -NLE_AGAIN) {
-        return EAnswer::Late;
+        return EAnswer::TimedOut;
     }
     // What changed while it was told is told all the same.
     const bool bWhole = !oAnswer.m_bRefused && (iResult >= 0 || iResult == -NLE_DUMP_INTR);

@@ -22,7 +22,7 @@ enum class EAnswer
 {
     Whole,
     Refused, // some of it may have been told
-    Late     // may still come, and would be taken for that of the next question
+    TimedOut // may still come, and would be taken for that of the next question
 };
 
 /// Waits as long as the socket lets it.

@@ -141,7 +141,7 @@ bool Nl80211::ask(Message a_pQuestion, const Receiver& a_oReceiver)
     const auto eAnswer = device::ask(*m_pSocket, *a_pQuestion, [&](Bytes a_lMessage) {
         a_oReceiver(a_lMessage.subspan(std::min<std::size_t>(GENL_HDRLEN, a_lMessage.size())));
     });
-    if (eAnswer == EAnswer::Late) {
+    if (eAnswer == EAnswer::TimedOut) {
         m_iFamily = -1;
         nextQuestion() = Clock::now() + c_oLatePause;
     }

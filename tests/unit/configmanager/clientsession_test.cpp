@@ -160,7 +160,7 @@ TEST_F(ClientSessionTest, ATurnBeforeTheEndOfAPauseLosesNoTimer)
     exchange(hexBlock("hello") + hexBlock("select"));
     const auto iCalls = zones().m_lCalls.size();
     EXPECT_GT(iCalls, 0U);
-    oSession.takeTurn(); // as one that it has queued for before; asking again would start a second pause
+    oSession.onTurn(); // as one that it has queued for before; asking again would start a second pause
     EXPECT_EQ(zones().m_lCalls.size(), iCalls);
     zones().m_oPlugin.m_mResults.clear();
 }

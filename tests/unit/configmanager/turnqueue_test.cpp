@@ -27,7 +27,7 @@ protected:
             awaitTurn();
         }
 
-        void takeTurn() override
+        void onTurn() override
         {
             m_oTest.m_oNow += m_oTime;
             ++m_iTurns;
@@ -104,7 +104,7 @@ TEST_F(TurnQueueTest, ATakerMayEndInItsTurnOrWhileItWaits)
     {
     public:
         using Taker::Taker;
-        void takeTurn() override { m_oEnd(); }
+        void onTurn() override { m_oEnd(); }
         std::function<void()> m_oEnd;
     };
     std::unique_ptr<Last> pFirst = std::make_unique<Last>(*this, 1, milliseconds(0));

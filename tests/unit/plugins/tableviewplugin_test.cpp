@@ -30,10 +30,10 @@ namespace {
 using Rows = std::vector<std::string>;
 
 /// As the same row in bulk.
-std::string textOf(const ValueList& a_oRow)
+std::string textOf(const ValueList& a_lRow)
 {
     RowTexts oTexts;
-    for (const auto& [sName, oValue] : a_oRow) {
+    for (const auto& [sName, oValue] : a_lRow) {
         oTexts.addValue(oValue);
     }
     oTexts.endRow();
@@ -49,19 +49,19 @@ public:
     unsigned int m_iLookUps = 0;
     unsigned int m_iReads = 0;
 
-    EResultCode selectKey(ValueList& a_row, const void* a_handle, const std::string& a_table,
-                          const std::string& a_keyColumn, const std::string& a_keyValue,
-                          const NameList& a_columns) override
+    EResultCode selectKey(ValueList& a_lRow, const void* a_pHandle, const std::string& a_sTable,
+                          const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                          const NameList& a_lColumns) override
     {
         ++m_iLookUps;
-        return SqlitePlugin::selectKey(a_row, a_handle, a_table, a_keyColumn, a_keyValue, a_columns);
+        return SqlitePlugin::selectKey(a_lRow, a_pHandle, a_sTable, a_sKeyColumn, a_sKeyValue, a_lColumns);
     }
-    EResultCode openRows(std::unique_ptr<IRowCursor>& a_cursor, const void* a_handle,
-                         const std::string& a_table, unsigned int a_first, unsigned int a_count,
-                         const NameList& a_columns) override
+    EResultCode openRows(std::unique_ptr<IRowCursor>& a_pCursor, const void* a_pHandle,
+                         const std::string& a_sTable, unsigned int a_iFirst, unsigned int a_iCount,
+                         const NameList& a_lColumns) override
     {
         ++m_iReads;
-        return SqlitePlugin::openRows(a_cursor, a_handle, a_table, a_first, a_count, a_columns);
+        return SqlitePlugin::openRows(a_pCursor, a_pHandle, a_sTable, a_iFirst, a_iCount, a_lColumns);
     }
 };
 
@@ -127,18 +127,18 @@ protected:
     /// The row, or the code.
     std::string row(const std::string& a_sTable, unsigned int a_iPosition, const NameList& a_lColumns = {})
     {
-        ValueList oRow;
-        return answer(m_oDispatcher.selectRow(oRow, this, a_sTable, a_iPosition, a_lColumns), oRow);
+        ValueList lRow;
+        return answer(m_oDispatcher.selectRow(lRow, this, a_sTable, a_iPosition, a_lColumns), lRow);
     }
     std::string rowOf(const std::string& a_sTable, const std::string& a_sColumn, const std::string& a_sKey,
                       const NameList& a_lColumns = {})
     {
-        ValueList oRow;
-        return answer(m_oDispatcher.selectKey(oRow, this, a_sTable, a_sColumn, a_sKey, a_lColumns), oRow);
+        ValueList lRow;
+        return answer(m_oDispatcher.selectKey(lRow, this, a_sTable, a_sColumn, a_sKey, a_lColumns), lRow);
     }
-    static std::string answer(EResultCode a_eCode, const ValueList& a_oRow)
+    static std::string answer(EResultCode a_eCode, const ValueList& a_lRow)
     {
-        return a_eCode == EResultCode::Success ? textOf(a_oRow) : std::to_string(a_eCode);
+        return a_eCode == EResultCode::Success ? textOf(a_lRow) : std::to_string(a_eCode);
     }
     /// The rows read position by position, up to the end or the first failure, which is the last then.
     Rows rowByRow(const std::string& a_sTable)

@@ -30,15 +30,15 @@ protected:
     std::optional<bool> getResult(bool) override { return true; }
 
     /// An event takes its time; it comes again and again.
-    void handleEvent(int a_handle) override
+    void handleEvent(int a_iFd) override
     {
         m_oNow += m_oEventTime;
-        m_lHandled.push_back(a_handle);
+        m_lHandled.push_back(a_iFd);
         if (m_bEventsEndPass) {
             m_oEvents.endPass();
         }
         if (m_lHandled.size() >= static_cast<std::size_t>(m_iMostEvents)) {
-            m_oEvents.unregisterHandler(a_handle);
+            m_oEvents.unregisterHandler(a_iFd);
         }
     }
 

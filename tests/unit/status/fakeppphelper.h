@@ -25,16 +25,16 @@ public:
         }
         return lNames;
     }
-    int getPppStatus(const std::string& a_interface) override
+    int getPppStatus(const std::string& a_sInterface) override
     {
         ++m_iQuestions;
-        m_iStatus = m_mLinks[a_interface].m_iStatus;
+        m_iStatus = m_mLinks[a_sInterface].m_iStatus;
         return m_iStatus;
     }
     std::string getPppStatusString() override { return "state " + std::to_string(m_iStatus); }
-    std::string getPostAuthMessage(const std::string& a_interface) override
+    std::string getPostAuthMessage(const std::string& a_sInterface) override
     {
-        return m_mLinks[a_interface].m_sMessage;
+        return m_mLinks[a_sInterface].m_sMessage;
     }
 
 private:

@@ -79,10 +79,10 @@ public:
     {
         return call("key");
     }
-    void update(NameList& a_changedTables) override
+    void update(NameList& a_lChangedTables) override
     {
         callOrThrow("update");
-        a_changedTables.add(getTableName());
+        a_lChangedTables.add(getTableName());
     }
     EResultCode startTransaction() override { return call("start"); }
     EResultCode commitTransaction() override { return call("commit"); }

@@ -99,7 +99,7 @@ TEST_F(TransactionTest, ALossIsToldThoughTheLockThatWaitedForItHoldsThen)
 {
     struct Observer : systema::ITransactionObserver
     {
-        void transactionLost(const void* a_handle, const char*) override { m_lLost.push_back(a_handle); }
+        void transactionLost(const void* a_pHandle, const char*) override { m_lLost.push_back(a_pHandle); }
         void transactionEnded() override {}
         void transactionFree() override {}
         void transactionLocked() override {}

@@ -17,9 +17,9 @@
 class Subscriber : public systema::IConfigSubscriber
 {
 public:
-    void notify(const systema::NameList& a_changedTables) override
+    void notify(const systema::NameList& a_lChangedTables) override
     {
-        m_lTold.push_back(a_changedTables);
+        m_lTold.push_back(a_lChangedTables);
         if (m_oWhenTold) {
             m_oWhenTold();
         }

@@ -21,11 +21,11 @@ class Handler : public systema::net::IEventHandler
 public:
     explicit Handler(std::function<void(int)> a_oFunction = {}) : m_oFunction(std::move(a_oFunction)) {}
 
-    void handleEvent(int a_handle) override
+    void handleEvent(int a_iFd) override
     {
         ++m_iEvents;
         if (m_oFunction) {
-            m_oFunction(a_handle);
+            m_oFunction(a_iFd);
         }
     }
 

@@ -41,83 +41,83 @@ public:
 
     void open(const void*) override { call("open"); }
     void close(const void*) override { call("close"); }
-    void getTables(NameList& a_tables, const void*) override
+    void getTables(NameList& a_lTables, const void*) override
     {
         for (const auto& sTable : m_lTables) {
-            a_tables.add(sTable);
+            a_lTables.add(sTable);
         }
     }
-    EResultCode getSchema(systema::ColumnList& a_columns, const void*, const std::string& a_table) override
+    EResultCode getSchema(systema::ColumnList& a_lColumns, const void*, const std::string& a_sTable) override
     {
-        a_columns.add("Id", systema::EDataType::Integer);
-        a_columns.add("Name", systema::EDataType::Text);
-        return call("getSchema", a_table);
+        a_lColumns.add("Id", systema::EDataType::Integer);
+        a_lColumns.add("Name", systema::EDataType::Text);
+        return call("getSchema", a_sTable);
     }
-    EResultCode getSize(unsigned int& a_size, const void*, const std::string& a_table) override
+    EResultCode getSize(unsigned int& a_iSize, const void*, const std::string& a_sTable) override
     {
-        a_size = static_cast<unsigned>(m_lRows.size());
-        return call("getSize", a_table);
+        a_iSize = static_cast<unsigned>(m_lRows.size());
+        return call("getSize", a_sTable);
     }
-    EResultCode selectRow(ValueList& a_row, const void*, const std::string& a_table, unsigned int a_index,
+    EResultCode selectRow(ValueList& a_lRow, const void*, const std::string& a_sTable, unsigned int a_iIndex,
                           const NameList&) override
     {
-        const EResultCode eResult = call("selectRow", a_table);
-        if (eResult != EResultCode::Success || a_index >= m_lRows.size() || a_index == m_iMissingRow) {
+        const EResultCode eResult = call("selectRow", a_sTable);
+        if (eResult != EResultCode::Success || a_iIndex >= m_lRows.size() || a_iIndex == m_iMissingRow) {
             return eResult != EResultCode::Success ? eResult : EResultCode(EResultCode::NoRow);
         }
-        a_row = m_lRows[a_index];
+        a_lRow = m_lRows[a_iIndex];
         return EResultCode::Success;
     }
-    EResultCode selectKey(ValueList& a_row, const void*, const std::string& a_table,
-                          const std::string& a_keyColumn, const std::string& a_keyValue,
-                          const NameList& a_columns) override
+    EResultCode selectKey(ValueList& a_lRow, const void*, const std::string& a_sTable,
+                          const std::string& a_sKeyColumn, const std::string& a_sKeyValue,
+                          const NameList& a_lColumns) override
     {
         if (!m_lRows.empty()) {
-            a_row = m_lRows.front();
+            a_lRow = m_lRows.front();
         }
         std::ostringstream oArguments;
-        oArguments << a_table << " " << a_keyColumn << " " << a_keyValue << " ";
-        a_columns.put(oArguments);
+        oArguments << a_sTable << " " << a_sKeyColumn << " " << a_sKeyValue << " ";
+        a_lColumns.put(oArguments);
         return call("selectKey", oArguments.str());
     }
-    EResultCode insertRow(const void* a_handle, const std::string& a_table, const ValueList&) override
+    EResultCode insertRow(const void* a_pHandle, const std::string& a_sTable, const ValueList&) override
     {
-        return write(a_handle, "insertRow", a_table);
+        return write(a_pHandle, "insertRow", a_sTable);
     }
-    EResultCode insertKey(int& a_id, const void* a_handle, const std::string& a_table,
+    EResultCode insertKey(int& a_iId, const void* a_pHandle, const std::string& a_sTable,
                           const ValueList&) override
     {
-        a_id = 42;
-        return write(a_handle, "insertKey", a_table);
+        a_iId = 42;
+        return write(a_pHandle, "insertKey", a_sTable);
     }
-    EResultCode updateRow(const void* a_handle, const std::string& a_table, unsigned int,
+    EResultCode updateRow(const void* a_pHandle, const std::string& a_sTable, unsigned int,
                           const ValueList&) override
     {
-        return write(a_handle, "updateRow", a_table);
+        return write(a_pHandle, "updateRow", a_sTable);
     }
-    EResultCode updateKey(const void* a_handle, const std::string& a_table, const std::string&,
+    EResultCode updateKey(const void* a_pHandle, const std::string& a_sTable, const std::string&,
                           const std::string&, const ValueList&) override
     {
-        return write(a_handle, "updateKey", a_table);
+        return write(a_pHandle, "updateKey", a_sTable);
     }
-    EResultCode deleteRow(const void* a_handle, const std::string& a_table, unsigned int) override
+    EResultCode deleteRow(const void* a_pHandle, const std::string& a_sTable, unsigned int) override
     {
-        return write(a_handle, "deleteRow", a_table);
+        return write(a_pHandle, "deleteRow", a_sTable);
     }
-    EResultCode deleteKey(const void* a_handle, const std::string& a_table, const std::string&,
+    EResultCode deleteKey(const void* a_pHandle, const std::string& a_sTable, const std::string&,
                           const std::string&) override
     {
-        return write(a_handle, "deleteKey", a_table);
+        return write(a_pHandle, "deleteKey", a_sTable);
     }
-    EResultCode deleteAll(const void* a_handle, const std::string& a_table) override
+    EResultCode deleteAll(const void* a_pHandle, const std::string& a_sTable) override
     {
-        return write(a_handle, "deleteAll", a_table);
+        return write(a_pHandle, "deleteAll", a_sTable);
     }
-    void tick(NameList& a_changedTables) override
+    void tick(NameList& a_lChangedTables) override
     {
         call("tick");
         NameList lTicked = m_lTicked;
-        a_changedTables.splice(lTicked);
+        a_lChangedTables.splice(lTicked);
     }
     bool initialize() override
     {
@@ -145,9 +145,9 @@ protected:
     }
 
 private:
-    EResultCode write(const void* a_handle, const std::string& a_sOperation, const std::string& a_sTable)
+    EResultCode write(const void* a_pHandle, const std::string& a_sOperation, const std::string& a_sTable)
     {
-        if (m_pWriteOwner != nullptr && m_pWriteOwner != a_handle) {
+        if (m_pWriteOwner != nullptr && m_pWriteOwner != a_pHandle) {
             return EResultCode::Busy;
         }
         return call(a_sOperation, a_sTable);

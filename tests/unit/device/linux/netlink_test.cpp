@@ -68,7 +68,7 @@ TEST_F(Netlink, AListThatEndsWithAnErrorIsARefusal)
 TEST_F(Netlink, WhatIsNotAnsweredInTimeIsLate)
 {
     nl_socket_disable_auto_ack(m_pSocket.get());
-    EXPECT_EQ(zel::device::ask(*m_pSocket, *question(NLMSG_NOOP, 0), m_oReceiver), EAnswer::Late);
+    EXPECT_EQ(zel::device::ask(*m_pSocket, *question(NLMSG_NOOP, 0), m_oReceiver), EAnswer::TimedOut);
 }
 
 TEST_F(Netlink, AnExceptionOfTheReceiverComesOutAndLeavesTheSocketUsable)

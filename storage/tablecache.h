@@ -14,15 +14,15 @@
 
 namespace systema {
 
-class TableFacts
+class TableCache
 {
 public:
-    bool isKnown(const std::string& a_table, const SqliteState& a_oNow);
-    void setKnown(const std::string& a_table) { m_mTables.try_emplace(a_table); }
+    bool isKnown(const std::string& a_sTable, const SqliteState& a_oNow);
+    void setKnown(const std::string& a_sTable) { m_mTables.try_emplace(a_sTable); }
     /// Whether the table has a row with Id 0; nothing when that is not known for now.
-    std::optional<bool> getZeroIdRow(const std::string& a_table, const SqliteState& a_oNow) const;
+    std::optional<bool> getZeroIdRow(const std::string& a_sTable, const SqliteState& a_oNow) const;
     /// Has no effect for a table that is not known.
-    void setZeroIdRow(const std::string& a_table, const SqliteState& a_oNow, bool a_bExists);
+    void setZeroIdRow(const std::string& a_sTable, const SqliteState& a_oNow, bool a_bExists);
 
 private:
     std::uint64_t m_iConnection = 0;
