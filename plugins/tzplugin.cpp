@@ -228,26 +228,48 @@ bool TzPlugin::read()
 }
 
 /// Writes the rule to the file and makes it the zone. 1 when it has one of start and end alone, makes no
-/// line, or cannot be written; before the file is touched but for the last.
+/// line, or cannot be written, 6 when it is no POSIX zone; before the file is touched but for the failure to
+/// write.
 EResultCode TzPlugin::write() const
 {
     if (m_oRule.m_sStart.empty() != m_oRule.m_sEnd.empty()) {
-        return systema::noteRefusal(EResultCode::Failure, "Start and End need each other");
+        return refuse(EResultCode::Failure, "Start and End need each other");
     }
-    std::string sLine = m_oRule.m_sName;
-    if (!m_oRule.m_sStart.empty()) {
-        sLine += "," + m_oRule.m_sStart + "," + m_oRule.m_sEnd;
-    }
+    const bool bDates = !m_oRule.m_sStart.empty();
+    const std::string sLine =
+        m_oRule.m_sName + (bDates ? "," + m_oRule.m_sStart + "," + m_oRule.m_sEnd : std::string());
     if (!isLine(sLine)) {
-        ZEL_Sysloglevel_error(m_iModule, here(),
-                              "Could not write timezone: too long, or with control characters");
-        return systema::noteRefusal(EResultCode::Failure, "the rule is too long, or has control characters");
+        return refuse(EResultCode::Failure, "the rule is too long, or has control characters");
+    }
+    const auto oNames = parseZoneNames(m_oRule.m_sName);
+    if (!oNames) {
+        return refuse(EResultCode::Constraint,
+                      "Name is no POSIX time zone such as CET-1CEST or <+03>-3: \"" + m_oRule.m_sName + "\"");
+    }
+    if (bDates && !oNames->m_bDaylight) {
+        return refuse(EResultCode::Constraint,
+                      "Start and End have to be empty: " + m_oRule.m_sName + " has no daylight saving time");
+    }
+    for (const auto& oColumn : c_lTexts.subspan(1)) {
+        const std::string& sDate = m_oRule.*oColumn.m_pText;
+        if (bDates && !isZoneDate(sDate)) {
+            return refuse(EResultCode::Constraint, std::string(oColumn.m_pName) +
+                                                       " is no date such as M3.5.0/2, J60 or 59: \"" + sDate +
+                                                       "\"");
+        }
     }
     const EResultCode eWritten = writeLine(sLine);
     if (eWritten == EResultCode::Success) {
-        setZone(sLine);
+        setZone(*oNames);
     }
     return eWritten;
+}
+
+/// Gives the code, with the reason for the client and the log.
+EResultCode TzPlugin::refuse(EResultCode a_eCode, const std::string& a_sReason) const
+{
+    ZEL_Sysloglevel_error(m_iModule, here(), "Could not write timezone: %s", a_sReason.c_str());
+    return systema::noteRefusal(a_eCode, a_sReason);
 }
 
 EResultCode TzPlugin::writeLine(const std::string& a_sLine) const
@@ -262,7 +284,7 @@ EResultCode TzPlugin::writeLine(const std::string& a_sLine) const
 }
 
 /// Tells the kernel the zone, and the time that it is.
-void TzPlugin::setZone(const std::string& a_sRule) const
+void TzPlugin::setZone(const ZoneNames& a_oNames) const
 {
     const auto logFailure = [this](unsigned a_iLine, const char* a_pCall) {
         ZEL_Sysloglevel_error(m_iModule, {"tzplugin", a_iLine}, "%s() failed: %s", a_pCall,
@@ -271,7 +293,7 @@ void TzPlugin::setZone(const std::string& a_sRule) const
     timeval oNow;
     if (::gettimeofday(&oNow, nullptr) != 0) {
         logFailure(609, "gettimeofday");
-    } else if (!setKernelZone(oNow, kernelZoneOf(a_sRule))) {
+    } else if (!setKernelZone(oNow, kernelZoneOf(a_oNames))) {
         logFailure(622, "settimeofday");
     }
 }

@@ -9,6 +9,7 @@
 
 #include "configmanager/onerowplugin.h"
 #include "systema/tabledescription.h"
+#include "zel/zonerule.h"
 
 namespace zel {
 
@@ -35,8 +36,9 @@ public:
                                    const std::string& a_sTable, const std::string& a_sKeyColumn,
                                    const std::string& a_sKeyValue,
                                    const systema::NameList& a_lColumns) override;
-    /// 0; 8; 9 for a name that is none of the three texts; 6 when one of them is missing or is no text; 1
-    /// when the file cannot be written or the texts make no line of it.
+    /// 0; 8; 9 for a name that is none of the three texts; 6 when one of them is missing, is no text or makes
+    /// no POSIX zone of the row; 1 when the file cannot be written, one of start and end is given alone, or
+    /// the texts make no line of the file. The log has the reason of a refused rule.
     systema::EResultCode insertRow(const void* a_pHandle, const std::string& a_sTable,
                                    const systema::ValueList& a_lValues) override;
     /// The same; the id is 1 in any case.
@@ -63,8 +65,9 @@ private:
     bool hasKey(const std::string& a_sKeyColumn, const std::string& a_sKeyValue) const;
     bool read();
     systema::EResultCode write() const;
+    systema::EResultCode refuse(systema::EResultCode a_eCode, const std::string& a_sReason) const;
     systema::EResultCode writeLine(const std::string& a_sLine) const;
-    void setZone(const std::string& a_sRule) const;
+    void setZone(const ZoneNames& a_oNames) const;
 
     const int m_iModule;
     Rule m_oRule;

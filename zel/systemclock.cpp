@@ -2,16 +2,10 @@
 
 #include "zel/systempath.h"
 
-#include <algorithm>
-#include <cctype>
-#include <charconv>
 #include <fstream>
-#include <optional>
 #include <string>
 #include <sys/syscall.h>
-#include <system_error>
 #include <unistd.h>
-#include <utility>
 
 namespace zel {
 
@@ -25,47 +19,6 @@ bool isOtherRoot()
 bool note(std::string_view a_sPath, const std::string& a_sText)
 {
     return static_cast<bool>(std::ofstream(systemPath(a_sPath)) << a_sText << std::endl);
-}
-
-bool isNamePart(unsigned char a_iByte, bool a_bQuoted)
-{
-    return std::isalpha(a_iByte) != 0 ||
-           (a_bQuoted && (std::isdigit(a_iByte) != 0 || a_iByte == '+' || a_iByte == '-'));
-}
-
-/// Takes the name of a zone from the start: three characters or more, which may be in angle brackets.
-bool takeName(std::string_view& a_sRule)
-{
-    const bool bQuoted = a_sRule.starts_with('<');
-    a_sRule.remove_prefix(bQuoted ? 1 : 0);
-    const auto itEnd = std::ranges::find_if_not(a_sRule, [&](char a_c) { return isNamePart(a_c, bQuoted); });
-    const auto iLength = static_cast<std::size_t>(itEnd - a_sRule.begin());
-    a_sRule.remove_prefix(iLength);
-    const bool bClosed = !bQuoted || a_sRule.starts_with('>');
-    a_sRule.remove_prefix(bQuoted && bClosed ? 1 : 0);
-    return iLength >= 3 && bClosed;
-}
-
-/// Takes hours, minutes and seconds ("-5:30") from the start; nothing when there are no hours.
-std::optional<int> takeSeconds(std::string_view& a_sRule)
-{
-    const int iSign = a_sRule.starts_with('-') ? -1 : 1;
-    a_sRule.remove_prefix(a_sRule.starts_with('-') || a_sRule.starts_with('+') ? 1 : 0);
-    std::optional<int> oSeconds;
-    for (const auto& [iUnit, iMost] : {std::pair(3600, 24), std::pair(60, 59), std::pair(1, 59)}) {
-        int iNumber = 0;
-        const auto [pEnd, eError] = std::from_chars(a_sRule.data(), a_sRule.data() + a_sRule.size(), iNumber);
-        if (eError == std::errc::invalid_argument || iNumber < 0) {
-            break;
-        }
-        oSeconds = oSeconds.value_or(0) + iSign * std::min(iNumber, iMost) * iUnit;
-        a_sRule.remove_prefix(static_cast<std::size_t>(pEnd - a_sRule.data()));
-        if (!a_sRule.starts_with(':')) {
-            break;
-        }
-        a_sRule.remove_prefix(1);
-    }
-    return oSeconds;
 }
 
 } // namespace
@@ -90,12 +43,10 @@ bool setKernelZone(const timeval& a_oNow, const struct timezone& a_oZone)
     return ::syscall(SYS_settimeofday, aNow, &a_oZone) == 0;
 }
 
-struct timezone kernelZoneOf(std::string_view a_sRule)
+struct timezone kernelZoneOf(const ZoneNames& a_oNames)
 {
-    const bool bNamed = takeName(a_sRule);
-    const auto oSeconds = bNamed ? takeSeconds(a_sRule) : std::nullopt;
-    const int iDaylight = oSeconds && takeName(a_sRule) ? 1 : 0;
-    return {oSeconds.value_or(0) / 60 - 60 * iDaylight, iDaylight};
+    const int iDaylight = a_oNames.m_bDaylight ? 1 : 0;
+    return {a_oNames.m_iSecondsWest / 60 - 60 * iDaylight, iDaylight};
 }
 
 } // namespace zel

@@ -5,6 +5,8 @@
 // Main thread only. A failure is false, with errno.
 #pragma once
 
+#include "zel/zonerule.h"
+
 #include <ctime>
 #include <string_view>
 #include <sys/time.h>
@@ -18,10 +20,9 @@ bool setSystemClock(std::time_t a_iSeconds);
 /// first zone that it is told for a correction of its clock.
 bool setKernelZone(const timeval& a_oNow, const struct timezone& a_oZone);
 
-/// What the kernel is to be told of a POSIX rule such as "CET-1CEST,M3.5.0,M10.5.0/3": the minutes west of
-/// UTC, less an hour in a zone that has daylight saving, whatever the season, and whether it has. Anything
-/// else is UTC. The zone of this process, which its log lines have and its commands inherit, is the system's
-/// to set.
-struct timezone kernelZoneOf(std::string_view a_sRule);
+/// What the kernel is to be told of a zone: the minutes west of UTC, less an hour in a zone that has daylight
+/// saving, whatever the season, and whether it has. The zone of this process, which its log lines have and
+/// its commands inherit, is the system's to set.
+struct timezone kernelZoneOf(const ZoneNames& a_oNames);
 
 } // namespace zel
