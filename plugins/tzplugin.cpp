@@ -233,29 +233,30 @@ bool TzPlugin::read()
 EResultCode TzPlugin::write() const
 {
     if (m_oRule.m_sStart.empty() != m_oRule.m_sEnd.empty()) {
-        return refuse(EResultCode::Failure, "Start and End need each other");
+        return refuseRule(EResultCode::Failure, "Start and End need each other");
     }
     const bool bDates = !m_oRule.m_sStart.empty();
     const std::string sLine =
         m_oRule.m_sName + (bDates ? "," + m_oRule.m_sStart + "," + m_oRule.m_sEnd : std::string());
     if (!isLine(sLine)) {
-        return refuse(EResultCode::Failure, "the rule is too long, or has control characters");
+        return refuseRule(EResultCode::Failure, "the rule is too long, or has control characters");
     }
     const auto oNames = parseZoneNames(m_oRule.m_sName);
     if (!oNames) {
-        return refuse(EResultCode::Constraint,
-                      "Name is no POSIX time zone such as CET-1CEST or <+03>-3: \"" + m_oRule.m_sName + "\"");
+        return refuseRule(EResultCode::Constraint,
+                          "Name is no POSIX time zone such as CET-1CEST or <+03>-3: \"" + m_oRule.m_sName +
+                              "\"");
     }
     if (bDates && !oNames->m_bDaylight) {
-        return refuse(EResultCode::Constraint,
-                      "Start and End have to be empty: " + m_oRule.m_sName + " has no daylight saving time");
+        return refuseRule(EResultCode::Constraint, "Start and End have to be empty: " + m_oRule.m_sName +
+                                                       " has no daylight saving time");
     }
     for (const auto& oColumn : c_lTexts.subspan(1)) {
         const std::string& sDate = m_oRule.*oColumn.m_pText;
         if (bDates && !isZoneDate(sDate)) {
-            return refuse(EResultCode::Constraint, std::string(oColumn.m_pName) +
-                                                       " is no date such as M3.5.0/2, J60 or 59: \"" + sDate +
-                                                       "\"");
+            return refuseRule(EResultCode::Constraint, std::string(oColumn.m_pName) +
+                                                           " is no date such as M3.5.0/2, J60 or 59: \"" +
+                                                           sDate + "\"");
         }
     }
     const EResultCode eWritten = writeLine(sLine);
@@ -266,7 +267,7 @@ EResultCode TzPlugin::write() const
 }
 
 /// Gives the code, with the reason for the client and the log.
-EResultCode TzPlugin::refuse(EResultCode a_eCode, const std::string& a_sReason) const
+EResultCode TzPlugin::refuseRule(EResultCode a_eCode, const std::string& a_sReason) const
 {
     ZEL_Sysloglevel_error(m_iModule, here(), "Could not write timezone: %s", a_sReason.c_str());
     return systema::noteRefusal(a_eCode, a_sReason);

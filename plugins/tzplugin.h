@@ -65,7 +65,7 @@ private:
     bool hasKey(const std::string& a_sKeyColumn, const std::string& a_sKeyValue) const;
     bool read();
     systema::EResultCode write() const;
-    systema::EResultCode refuse(systema::EResultCode a_eCode, const std::string& a_sReason) const;
+    systema::EResultCode refuseRule(systema::EResultCode a_eCode, const std::string& a_sReason) const;
     systema::EResultCode writeLine(const std::string& a_sLine) const;
     void setZone(const ZoneNames& a_oNames) const;
 
