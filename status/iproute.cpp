@@ -184,7 +184,8 @@ bool IPRoute::read(Family& a_oFamily)
         ZEL_Sysloglevel_debug(m_iModule, hereWithExtension(), "Id:%d, Dest:%s, Gw:%s, Dev:%s , Metric:%d",
                               oRoute.m_iId, oRoute.m_sDestination.c_str(), oRoute.m_sGateway.c_str(),
                               oRoute.m_sInterface.c_str(), oRoute.m_iMetric);
-        if (!oRoute.m_sDestination.empty()) {
+        // The columns cannot show the kind: a blackhole would look like a route without a gateway.
+        if (!oRoute.m_sDestination.empty() && !oRoute.m_bDiscards) {
             a_oFamily.m_lRoutes.push_back(oRoute);
         }
     }

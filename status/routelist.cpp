@@ -28,6 +28,18 @@ std::string text(json_object* a_pObject, const char* a_pName)
     return pText == nullptr ? "" : json_object_get_string(pText);
 }
 
+/// A gateway of the other family stands in an object of its own.
+std::string gateway(json_object* a_pHop)
+{
+    const std::string sGateway = text(a_pHop, "gateway");
+    return sGateway.empty() ? text(member(a_pHop, "via", json_type_object), "host") : sGateway;
+}
+
+bool discards(const std::string& a_sType)
+{
+    return a_sType == "blackhole" || a_sType == "unreachable" || a_sType == "prohibit" || a_sType == "throw";
+}
+
 RouteElement element(json_object* a_pJson, int a_iId)
 {
     if (!json_object_is_type(a_pJson, json_type_object)) {
@@ -37,8 +49,12 @@ RouteElement element(json_object* a_pJson, int a_iId)
     json_object* pHops = member(a_pJson, "nexthops", json_type_array);
     json_object* pFirst = pHops == nullptr ? nullptr : json_object_array_get_idx(pHops, 0);
     json_object* pHop = json_object_is_type(pFirst, json_type_object) ? pFirst : a_pJson;
-    return RouteEntry{a_iId, text(a_pJson, "dst"), text(pHop, "gateway"), text(pHop, "dev"),
-                      json_object_get_int(member(a_pJson, "metric", json_type_int))};
+    return RouteEntry{a_iId,
+                      text(a_pJson, "dst"),
+                      gateway(pHop),
+                      text(pHop, "dev"),
+                      json_object_get_int(member(a_pJson, "metric", json_type_int)),
+                      discards(text(a_pJson, "type"))};
 }
 
 } // namespace

@@ -11,7 +11,8 @@
 namespace zel {
 
 /// A route; a text is empty and the metric 0 where the list does not say it, or not as a text and an integer.
-/// Gateway and interface of a route with several next hops are those of the first.
+/// Gateway and interface of a route with several next hops are those of the first; a gateway may be of the
+/// other family.
 struct RouteEntry
 {
     int m_iId = 0; // place in the list, counted from 1
@@ -19,6 +20,8 @@ struct RouteEntry
     std::string m_sGateway{};
     std::string m_sInterface{};
     int m_iMetric = 0; // a number beyond 32 bits is moved to the nearer end
+    bool m_bDiscards =
+        false; // it leads nowhere: what it matches is dropped, refused or left to another table
 
     bool operator==(const RouteEntry&) const = default;
 };

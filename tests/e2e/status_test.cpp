@@ -109,6 +109,12 @@ TEST_F(Status, RoutesAreReadAgainOnceWhateverTheNumberOfSignals)
     ip("address add 192.0.2.1/24 dev eth0");
     ip("route add 198.51.100.0/24 via 192.0.2.9 metric 7");
     ip("route add 2001:db8:1::/48 dev eth0");
+    ip("route add blackhole default");
+    ip("route add default via 192.0.2.9 metric 8");
+    for (const char* pNowhere : {"unreachable 10.1.0.0/16", "prohibit 10.2.0.0/16", "throw 10.3.0.0/16"}) {
+        ip(std::string("route add ") + pNowhere);
+    }
+    ip("-6 route add unreachable default");
     daemon().signal(SIGSTOP); // so that it finds the ten at once
     tell("storm 10 NewIPv4Route eth0 24 198.51.100.0 192.0.2.9 '' 7");
     tell("emit NewIPv6Route eth0 48 2001:db8:1:: ''");
@@ -117,6 +123,10 @@ TEST_F(Status, RoutesAreReadAgainOnceWhateverTheNumberOfSignals)
     await("192.0.2.9", [&] { return at("RouteIPv4", "Destination", "198.51.100.0/24", "Gateway"); });
     EXPECT_EQ("7", at("RouteIPv4", "Destination", "198.51.100.0/24", "Metric"));
     EXPECT_EQ("eth0", at("RouteIPv6", "Destination", "2001:db8:1::/48", "Interface"));
+    EXPECT_EQ("192.0.2.9", at("RouteIPv4", "Destination", "default", "Gateway"))
+        << "not that of the blackhole";
+    EXPECT_EQ("result 10", at("RouteIPv6", "Destination", "default", "Id"));
+    EXPECT_EQ(3U, client().count("RouteIPv4")) << "routes that lead nowhere are left out";
 
     ip("route del 198.51.100.0/24");
     tell("emit RemovedIPv4Route eth0 24 198.51.100.0 192.0.2.9 '' 7");

@@ -39,6 +39,9 @@ TEST(RouteList, ARouteWithSeveralNextHopsIsNotShownAsOneWithoutAny)
     EXPECT_EQ(parseRoute(R"("dst":"10.3.0.0/16","flags":[],"nexthops":[
                   {"gateway":"192.0.2.1","dev":"lan","weight":1,"flags":[]},{"dev":"wan","weight":1,"flags":[]}])"),
               (RouteEntry{1, "10.3.0.0/16", "192.0.2.1", "lan", 0}));
+    EXPECT_EQ(
+        parseRoute(R"("dst":"10.4.0.0/16","via":{"family":"inet6","host":"fe80::7"},"dev":"lan")").m_sGateway,
+        "fe80::7");
     EXPECT_EQ(parseRoute(R"("dst":"default","dev":"lan","nexthops":[])").m_sInterface, "lan");
     EXPECT_EQ(parseRoute(R"("dst":"default","dev":"lan","nexthops":["wan"])").m_sInterface, "lan");
 }
