@@ -28,6 +28,63 @@ std::optional<Setting> parseLine(std::string_view a_sLine, std::size_t a_iLine, 
     }
 }
 
+bool isUnnamed(const Setting& a_oSetting)
+{
+    return a_oSetting.m_sName.empty() || a_oSetting.m_sName == "Id";
+}
+
+/// What is wrong with a line that does not stop the daemon, null when nothing is. Never holds the value,
+/// which may be a secret. An empty line and a comment are no settings, and no faults.
+const char* faultOf(std::string_view a_sLine, const std::optional<Setting>& a_oSetting,
+                    const std::vector<Setting>& a_lBefore)
+{
+    if (!a_oSetting) {
+        const auto iFirst = a_sLine.find_first_not_of(" \t\r");
+        const bool bEmpty = iFirst == std::string_view::npos || a_sLine[iFirst] == '#';
+        return bEmpty ? nullptr : "is left out: it is not of the form NAME=\"VALUE\"";
+    }
+    if (isUnnamed(*a_oSetting)) {
+        return "is left out: it has no name, or the name Id";
+    }
+    if (std::ranges::count(a_sLine.substr(a_sLine.find('=')), '"') < 2) {
+        return "the value is not in two double quotes";
+    }
+    return std::ranges::find(a_lBefore, a_oSetting->m_sName, &Setting::m_sName) != a_lBefore.end()
+               ? "the name stands in a line before this one"
+               : nullptr;
+}
+
+/// Logs the faults of a file, each in a line: the first of them, and how many more there are.
+class FaultLog
+{
+public:
+    FaultLog(int a_iModule, const std::string& a_sSource) : m_iModule(a_iModule), m_sSource(a_sSource) {}
+    FaultLog(const FaultLog&) = delete;
+    FaultLog& operator=(const FaultLog&) = delete;
+    ~FaultLog()
+    {
+        if (m_iFaults > c_iMostLogged) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "%s: %zu more lines are wrong", m_sSource.c_str(),
+                                  m_iFaults - c_iMostLogged);
+        }
+    }
+
+    void add(std::size_t a_iLine, const char* a_pFault)
+    {
+        if (++m_iFaults <= c_iMostLogged) {
+            ZEL_Sysloglevel_error(m_iModule, here(), "%s: line %zu: %s", m_sSource.c_str(), a_iLine,
+                                  a_pFault);
+        }
+    }
+
+private:
+    static constexpr std::size_t c_iMostLogged = 20;
+
+    const int m_iModule;
+    const std::string& m_sSource;
+    std::size_t m_iFaults = 0;
+};
+
 } // namespace
 
 std::vector<Setting> parseSettings(std::string_view a_sText, SettingParser a_pParse,
@@ -38,28 +95,25 @@ std::vector<Setting> parseSettings(std::string_view a_sText, SettingParser a_pPa
     if (bCut) { // whole lines only: half a value is a wrong one
         a_sText = a_sText.substr(0, a_sText.rfind('\n', c_iMostSettingsBytes - 1) + 1);
     }
-    bool bUnnamed = false;
+    const int iModule = ZEL_Sysloglevel_registerModul("DeviceInfo");
+    FaultLog oFaults(iModule, a_sSource);
     for (std::size_t iLine = 1; !a_sText.empty(); ++iLine) {
-        const auto sLine = a_sText.substr(0, a_sText.find('\n'));
+        auto sLine = a_sText.substr(0, a_sText.find('\n'));
         a_sText.remove_prefix(std::min(sLine.size() + 1, a_sText.size()));
-        auto oSetting = parseLine(sLine.substr(0, sLine.find('\0')), iLine, a_pParse, a_sSource);
-        if (!oSetting) {
+        sLine = sLine.substr(0, sLine.find('\0'));
+        auto oSetting = parseLine(sLine, iLine, a_pParse, a_sSource);
+        if (const char* pFault = faultOf(sLine, oSetting, lSettings)) {
+            oFaults.add(iLine, pFault);
+        }
+        if (!oSetting || isUnnamed(*oSetting)) {
             continue;
         }
-        if (oSetting->m_sName.empty() || oSetting->m_sName == "Id") {
-            bUnnamed = true;
-        } else if (lSettings.size() == c_iMostSettings) {
+        if (lSettings.size() == c_iMostSettings) {
             bCut = true;
             break;
         } else {
             lSettings.push_back(std::move(*oSetting));
         }
-    }
-    const int iModule = ZEL_Sysloglevel_registerModul("DeviceInfo");
-    if (bUnnamed) {
-        ZEL_Sysloglevel_error(iModule, here(),
-                              "%s has settings without a name or with the name Id; they are left out",
-                              a_sSource.c_str());
     }
     if (bCut) {
         ZEL_Sysloglevel_error(iModule, here(),

@@ -29,8 +29,8 @@ constexpr std::size_t c_iMostSettings = 1024;
 constexpr std::size_t c_iMostSettingsBytes = 256U << 10U;
 
 /// The settings of the text in its order; a line ends at its first NUL. One without a name, or with that of
-/// the key "Id", is left out, with an error in the log that names the source. A wrong line throws
-/// std::runtime_error, with the source and the line's number.
+/// the key "Id", is left out. What is wrong with a line, but for its value, is logged as "SOURCE: line 3:
+/// ..."; a line for which the parser asserts throws std::runtime_error with the same text.
 std::vector<Setting> parseSettings(std::string_view a_sText, SettingParser a_pParse,
                                    const std::string& a_sSource);
 

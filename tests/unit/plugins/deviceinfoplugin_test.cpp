@@ -137,20 +137,29 @@ TEST_F(DeviceInfoPlugin, AFactoryValueIsWhatStandsBetweenTheQuotesOfItsOwnLine)
                                  {"LONG", sLong.c_str()}}));
 }
 
-TEST_F(DeviceInfoPlugin, ASettingNeedsANameThatIsNotOfTheKey)
+TEST_F(DeviceInfoPlugin, AFaultyLineIsLoggedWithItsNumberAndWithoutItsValue)
 {
-    write("etl.conf", "=\"a\"\nId=\"2\"\nA=\"b\"\nId=\"3\"\n");
+    write("etl.conf",
+          "=\"a\"\n\n # a comment\nId=\"2\"\nA=\"b\"\nsecret\nKEY=secret\nOPEN=\"secret\nA=\"c\"\n");
     ValueList lRow;
-    EXPECT_THAT(logOf([&] { lRow = rowOf("etl"); }),
-                testing::MatchesRegex("error DeviceInfo .*/etc/etl.conf has settings without a name .*\n"));
-    EXPECT_EQ(lRow, row({{"Id", 1}, {"A", "b"}}));
+    const std::string sLog = logOf([&] { lRow = rowOf("etl"); });
+    EXPECT_EQ(lRow, row({{"Id", 1}, {"A", "b"}, {"KEY", ""}, {"OPEN", "secret"}, {"A", "c"}}));
+    std::string sLines;
+    for (const char* pFault :
+         {"1: is left out: it has no name", "4: is left out: it has no name",
+          "6: is left out: it is not of the form", "7: the value is not in two double quotes",
+          "8: the value is not in two double quotes", "9: the name stands in a line before"}) {
+        sLines += std::string("error DeviceInfo [^\n]*/etc/etl.conf: line ") + pFault + "[^\n]*\n";
+    }
+    EXPECT_THAT(sLog, testing::MatchesRegex(sLines));
+    EXPECT_THAT(sLog, testing::Not(testing::HasSubstr("secret")));
 }
 
 TEST_F(DeviceInfoPlugin, KeepsABoundedPartOfWhatItReads)
 {
     std::string sSettings;
     for (int i = 0; i < 1025; ++i) {
-        sSettings += "A=\"b\"\n";
+        sSettings += "A" + std::to_string(i) + "=\"b\"\n";
     }
     const std::string sBytes = "A=\"b\"\nB=\"" + std::string(zel::c_iMostSettingsBytes, 'x');
     m_oDispatcher.m_lRows.assign(1025, row({{"EtlValue", "C"}}));
