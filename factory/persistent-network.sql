@@ -262,4 +262,124 @@ CREATE INDEX LanPortVlanId ON LanPort(VlanId);
 CREATE INDEX LanPortBridgeId ON LanPort(BridgeId);
 CREATE INDEX WanConnectionVlanId ON WanConnection(VlanId);
 CREATE INDEX WlanNetworkRadioId ON WlanNetwork(RadioId);
+CREATE TRIGGER LanBridgeUpdate BEFORE UPDATE OF Address, Netmask ON LanBridge BEGIN
+    SELECT RAISE(ABORT, 'Address or Netmask is no IPv4 address')
+        FROM (SELECT NEW.Address AS a UNION ALL SELECT NEW.Netmask)
+        WHERE a NOT GLOB '[0-9]*.[0-9]*.[0-9]*.[0-9]*' OR a GLOB '*[^.0-9]*' OR a GLOB '*.*.*.*.*'
+        OR a GLOB '*[0-9][0-9][0-9][0-9]*' OR a GLOB '*[3-9][0-9][0-9]*' OR a GLOB '*2[6-9][0-9]*'
+        OR a GLOB '*25[6-9]*' OR '.' || a GLOB '*.0[0-9]*';
+    SELECT RAISE(ABORT, 'Netmask is no netmask') FROM (SELECT NEW.Netmask AS a)
+        WHERE a GLOB '*[^5].255*' OR '.' || a GLOB '*.0.[1-9]*'
+        OR replace(replace('.' || a, '.255', ''), '.0', '')
+            NOT IN ('', '.128', '.192', '.224', '.240', '.248', '.252', '.254');
+END;
+CREATE TRIGGER LanBridgeInsert AFTER INSERT ON LanBridge BEGIN
+    UPDATE LanBridge SET Address = Address, Netmask = Netmask
+        WHERE Id = NEW.Id;
+END;
+CREATE TRIGGER DhcpServerConfigUpdate BEFORE UPDATE OF RangeStart, RangeEnd ON DhcpServerConfig BEGIN
+    SELECT RAISE(ABORT, 'RangeStart or RangeEnd is no IPv4 address')
+        FROM (SELECT NEW.RangeStart AS a UNION ALL SELECT NEW.RangeEnd)
+        WHERE a <> '' AND (
+            a NOT GLOB '[0-9]*.[0-9]*.[0-9]*.[0-9]*' OR a GLOB '*[^.0-9]*' OR a GLOB '*.*.*.*.*'
+            OR a GLOB '*[0-9][0-9][0-9][0-9]*' OR a GLOB '*[3-9][0-9][0-9]*' OR a GLOB '*2[6-9][0-9]*'
+            OR a GLOB '*25[6-9]*' OR '.' || a GLOB '*.0[0-9]*');
+END;
+CREATE TRIGGER DhcpServerConfigInsert AFTER INSERT ON DhcpServerConfig BEGIN
+    UPDATE DhcpServerConfig SET RangeStart = RangeStart, RangeEnd = RangeEnd
+        WHERE Id = NEW.Id;
+END;
+CREATE TRIGGER DhcpStaticLeaseUpdate BEFORE UPDATE OF MacAddress, IpAddress ON DhcpStaticLease BEGIN
+    SELECT RAISE(ABORT, 'MacAddress is no MAC address') FROM (SELECT NEW.MacAddress AS a)
+        WHERE a NOT GLOB '??:??:??:??:??:??' OR length(replace(a, ':', '')) <> 12
+        OR a GLOB '*[^:0-9A-Fa-f]*';
+    SELECT RAISE(ABORT, 'IpAddress is no IPv4 address')
+        FROM (SELECT NEW.IpAddress AS a)
+        WHERE a NOT GLOB '[0-9]*.[0-9]*.[0-9]*.[0-9]*' OR a GLOB '*[^.0-9]*' OR a GLOB '*.*.*.*.*'
+        OR a GLOB '*[0-9][0-9][0-9][0-9]*' OR a GLOB '*[3-9][0-9][0-9]*' OR a GLOB '*2[6-9][0-9]*'
+        OR a GLOB '*25[6-9]*' OR '.' || a GLOB '*.0[0-9]*';
+END;
+CREATE TRIGGER DhcpStaticLeaseInsert AFTER INSERT ON DhcpStaticLease BEGIN
+    UPDATE DhcpStaticLease SET MacAddress = MacAddress, IpAddress = IpAddress
+        WHERE Id = NEW.Id;
+END;
+CREATE TRIGGER DnsServerUpdate BEFORE UPDATE OF Address ON DnsServer BEGIN
+    SELECT RAISE(ABORT, 'Address is no IP address')
+        FROM (SELECT NEW.Address AS a)
+        WHERE a GLOB '*:*' AND (a NOT GLOB '*:*:*' OR a GLOB '*[^:.0-9A-Fa-f]*')
+        OR a NOT GLOB '*:*' AND (
+            a NOT GLOB '[0-9]*.[0-9]*.[0-9]*.[0-9]*' OR a GLOB '*[^.0-9]*' OR a GLOB '*.*.*.*.*'
+            OR a GLOB '*[0-9][0-9][0-9][0-9]*' OR a GLOB '*[3-9][0-9][0-9]*' OR a GLOB '*2[6-9][0-9]*'
+            OR a GLOB '*25[6-9]*' OR '.' || a GLOB '*.0[0-9]*');
+END;
+CREATE TRIGGER DnsServerInsert AFTER INSERT ON DnsServer BEGIN
+    UPDATE DnsServer SET Address = Address
+        WHERE Id = NEW.Id;
+END;
+CREATE TRIGGER DnsHostUpdate BEFORE UPDATE OF Address ON DnsHost BEGIN
+    SELECT RAISE(ABORT, 'Address is no IP address')
+        FROM (SELECT NEW.Address AS a)
+        WHERE a GLOB '*:*' AND (a NOT GLOB '*:*:*' OR a GLOB '*[^:.0-9A-Fa-f]*')
+        OR a NOT GLOB '*:*' AND (
+            a NOT GLOB '[0-9]*.[0-9]*.[0-9]*.[0-9]*' OR a GLOB '*[^.0-9]*' OR a GLOB '*.*.*.*.*'
+            OR a GLOB '*[0-9][0-9][0-9][0-9]*' OR a GLOB '*[3-9][0-9][0-9]*' OR a GLOB '*2[6-9][0-9]*'
+            OR a GLOB '*25[6-9]*' OR '.' || a GLOB '*.0[0-9]*');
+END;
+CREATE TRIGGER DnsHostInsert AFTER INSERT ON DnsHost BEGIN
+    UPDATE DnsHost SET Address = Address
+        WHERE Id = NEW.Id;
+END;
+CREATE TRIGGER IPv6ConfigUpdate BEFORE UPDATE OF Prefix ON IPv6Config BEGIN
+    SELECT RAISE(ABORT, 'Prefix is no IPv6 prefix')
+        WHERE NEW.Prefix <> '' AND (NEW.Prefix NOT GLOB '*:*:*' OR NEW.Prefix GLOB '*[^:.0-9A-Fa-f]*');
+END;
+CREATE TRIGGER IPv6ConfigInsert AFTER INSERT ON IPv6Config BEGIN
+    UPDATE IPv6Config SET Prefix = Prefix
+        WHERE Id = NEW.Id;
+END;
+CREATE TRIGGER StaticRouteUpdate BEFORE UPDATE OF Destination, Netmask, Gateway ON StaticRoute BEGIN
+    SELECT RAISE(ABORT, 'Destination, Netmask or Gateway is no IPv4 address')
+        FROM (SELECT NEW.Destination AS a UNION ALL SELECT NEW.Netmask UNION ALL SELECT NEW.Gateway)
+        WHERE a NOT GLOB '[0-9]*.[0-9]*.[0-9]*.[0-9]*' OR a GLOB '*[^.0-9]*' OR a GLOB '*.*.*.*.*'
+        OR a GLOB '*[0-9][0-9][0-9][0-9]*' OR a GLOB '*[3-9][0-9][0-9]*' OR a GLOB '*2[6-9][0-9]*'
+        OR a GLOB '*25[6-9]*' OR '.' || a GLOB '*.0[0-9]*';
+    SELECT RAISE(ABORT, 'Netmask is no netmask') FROM (SELECT NEW.Netmask AS a)
+        WHERE a GLOB '*[^5].255*' OR '.' || a GLOB '*.0.[1-9]*'
+        OR replace(replace('.' || a, '.255', ''), '.0', '')
+            NOT IN ('', '.128', '.192', '.224', '.240', '.248', '.252', '.254');
+END;
+CREATE TRIGGER StaticRouteInsert AFTER INSERT ON StaticRoute BEGIN
+    UPDATE StaticRoute SET Destination = Destination, Netmask = Netmask, Gateway = Gateway
+        WHERE Id = NEW.Id;
+END;
+CREATE TRIGGER FirewallRuleUpdate BEFORE UPDATE OF DestinationPort ON FirewallRule BEGIN
+    SELECT RAISE(ABORT, 'DestinationPort is no port') WHERE NEW.DestinationPort NOT BETWEEN 0 AND 65535;
+END;
+CREATE TRIGGER FirewallRuleInsert AFTER INSERT ON FirewallRule BEGIN
+    UPDATE FirewallRule SET DestinationPort = DestinationPort
+        WHERE Id = NEW.Id;
+END;
+CREATE TRIGGER PortForwardingUpdate BEFORE UPDATE OF ExternalPort, InternalAddress, InternalPort ON PortForwarding BEGIN
+    SELECT RAISE(ABORT, 'ExternalPort is no port') WHERE NEW.ExternalPort NOT BETWEEN 0 AND 65535;
+    SELECT RAISE(ABORT, 'InternalAddress is no IPv4 address')
+        FROM (SELECT NEW.InternalAddress AS a)
+        WHERE a <> '' AND (
+            a NOT GLOB '[0-9]*.[0-9]*.[0-9]*.[0-9]*' OR a GLOB '*[^.0-9]*' OR a GLOB '*.*.*.*.*'
+            OR a GLOB '*[0-9][0-9][0-9][0-9]*' OR a GLOB '*[3-9][0-9][0-9]*' OR a GLOB '*2[6-9][0-9]*'
+            OR a GLOB '*25[6-9]*' OR '.' || a GLOB '*.0[0-9]*');
+    SELECT RAISE(ABORT, 'InternalPort is no port') WHERE NEW.InternalPort NOT BETWEEN 0 AND 65535;
+END;
+CREATE TRIGGER PortForwardingInsert AFTER INSERT ON PortForwarding BEGIN
+    UPDATE PortForwarding SET ExternalPort = ExternalPort, InternalAddress = InternalAddress, InternalPort = InternalPort
+        WHERE Id = NEW.Id;
+END;
+CREATE TRIGGER WlanMacFilterUpdate BEFORE UPDATE OF MacAddress ON WlanMacFilter BEGIN
+    SELECT RAISE(ABORT, 'MacAddress is no MAC address') FROM (SELECT NEW.MacAddress AS a)
+        WHERE a NOT GLOB '??:??:??:??:??:??' OR length(replace(a, ':', '')) <> 12
+        OR a GLOB '*[^:0-9A-Fa-f]*';
+END;
+CREATE TRIGGER WlanMacFilterInsert AFTER INSERT ON WlanMacFilter BEGIN
+    UPDATE WlanMacFilter SET MacAddress = MacAddress
+        WHERE Id = NEW.Id;
+END;
 COMMIT;

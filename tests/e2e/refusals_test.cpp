@@ -29,6 +29,25 @@ protected:
     }
 };
 
+TEST_F(RefusedWrite, NoAddressOfTheNetworkIsAnyText)
+{
+    const auto expectRefused = [this](const std::vector<std::string>& a_lArguments,
+                                      const std::string& a_sFault) {
+        EXPECT_EQ("ledgerctl: constraint violated: " + a_sFault + " [6]\n", errorOf(a_lArguments));
+    };
+    expectRefused({"set", "DhcpStaticLease", "--row", "0", "IpAddress=not-an-ip"},
+                  "IpAddress is no IPv4 address");
+    expectRefused({"add", "DhcpStaticLease", "MacAddress=02:00:5e:10:00:2g", "IpAddress=192.168.1.9"},
+                  "MacAddress is no MAC address");
+    expectRefused({"set", "StaticRoute", "--row", "0", "Destination=999.1.1.1"},
+                  "Destination, Netmask or Gateway is no IPv4 address");
+    expectRefused({"set", "LanBridge", "--row", "0", "Netmask=255.0.255.0"}, "Netmask is no netmask");
+    expectRefused({"add", "DnsServer", "Address=foo"}, "Address is no IP address");
+    expectRefused({"add", "PortForwarding", "InternalAddress=1.2.3"}, "InternalAddress is no IPv4 address");
+    EXPECT_EQ(0, ledgerctl({"add", "DnsServer", "Address=2001:db8::54"}).m_iStatus);
+    EXPECT_EQ(0, ledgerctl({"set", "DhcpStaticLease", "--row", "0", "IpAddress=192.168.1.254"}).m_iStatus);
+}
+
 TEST_F(RefusedWrite, SaysWhichConstraintIsViolated)
 {
     const std::string sPolicy = "ledgerctl: constraint violated: CHECK constraint failed: DefaultPolicy IN "

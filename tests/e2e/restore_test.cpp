@@ -23,11 +23,12 @@ protected:
                                            .m_lEnvironment = m_oSandbox.environment(),
                                            .m_oInChild = std::move(a_oInChild)});
     }
-    void save(const std::string& a_sGeneration, const std::string& a_sDump) const
+    void save(const std::string& a_sGeneration, const std::string& a_sDump,
+              const std::string& a_sDatabase = "persistent-web.db") const
     {
         const std::string sDirectory = m_oSandbox.path("flash/store/generation.") + a_sGeneration;
         fs::create_directories(sDirectory);
-        writeFile(sDirectory + "/persistent-web.db.sql", a_sDump);
+        writeFile(sDirectory + "/" + a_sDatabase + ".sql", a_sDump);
     }
 
     const std::string m_sGood = readFile(LEDGERD_FACTORY "/persistent-web.sql");
@@ -54,6 +55,27 @@ TEST_F(RestoreProgramTest, tellsTheSourceOfWhatItFindsByItsConfiguration)
     EXPECT_THAT(oMistyped.m_sErrors, HasSubstr("There is no store /nonexistent"));
     EXPECT_EQ(restore({"--factory-directory"}).m_iStatus, 64);
     EXPECT_EQ(restore({"--config", m_oSandbox.path("none")}).m_iStatus, 64);
+}
+
+TEST_F(RestoreProgramTest, aRowFromBeforeAddressesWereCheckedSurvives)
+{
+    std::string sOld = readFile(LEDGERD_FACTORY "/persistent-network.sql");
+    const auto iTriggers = sOld.find("CREATE TRIGGER");
+    ASSERT_NE(std::string::npos, iTriggers);
+    sOld.erase(iTriggers, sOld.rfind("COMMIT;") - iTriggers);
+    const std::string sAddress = "'192.168.1.20','desk'";
+    sOld.replace(sOld.find(sAddress), sAddress.size(), "'foo','desk'");
+    save("1", sOld, "persistent-network.db");
+    const auto oRun = restore();
+    EXPECT_EQ(oRun.m_iStatus, 0) << oRun.m_sErrors;
+    EXPECT_THAT(oRun.m_sErrors, Not(HasSubstr("left out")));
+    const std::string sDatabase = m_oSandbox.database("persistent-network.db");
+    const auto oShell =
+        run("/bin/sh", {.m_lArguments = {"-c",
+                                         "sqlite3 $0 .dump | sqlite3 -bail $0.copy && sqlite3 $0.copy "
+                                         "'SELECT IpAddress FROM DhcpStaticLease WHERE Id = 1'",
+                                         sDatabase}});
+    EXPECT_EQ("foo\n", oShell.m_sOutput) << oShell.m_sErrors;
 }
 
 TEST_F(RestoreProgramTest, makesEveryDatabaseWhenNobodyReadsItsReport)
