@@ -134,7 +134,8 @@ TEST_F(DeviceInfo, AFileThatCannotBeReadOrTrustedEndsTheStartAndLeavesNothing)
         }
     };
     writeFile(sBootLoader, "no setting\nBOARD=gulls\n");
-    expectEnd("[^\n]* Assertion failed: /etc/bootloader.conf: [^\n]*\n"
+    expectEnd("[^\n]* DeviceInfo [^\n]*: line 1: is left out: it is not of the form NAME=\"VALUE\"\n"
+              "[^\n]* Assertion failed: /etc/bootloader.conf: [^\n]*\n"
               "[^\n]* ledgerd main:577: " +
               sBootLoader + ": line 2: the value is not in double quotes, as in BOARD=\"VALUE\"\n");
     fs::remove(sBootLoader);

@@ -43,7 +43,8 @@ TEST_F(RefusedWrite, NoAddressOfTheNetworkIsAnyText)
                   "Destination, Netmask or Gateway is no IPv4 address");
     expectRefused({"set", "LanBridge", "--row", "0", "Netmask=255.0.255.0"}, "Netmask is no netmask");
     expectRefused({"add", "DnsServer", "Address=foo"}, "Address is no IP address");
-    expectRefused({"add", "PortForwarding", "InternalAddress=1.2.3"}, "InternalAddress is no IPv4 address");
+    expectRefused({"set", "PortForwarding", "--row", "0", "InternalAddress=1.2.3"},
+                  "InternalAddress is no IPv4 address");
     EXPECT_EQ(0, ledgerctl({"add", "DnsServer", "Address=2001:db8::54"}).m_iStatus);
     EXPECT_EQ(0, ledgerctl({"set", "DhcpStaticLease", "--row", "0", "IpAddress=192.168.1.254"}).m_iStatus);
 }
