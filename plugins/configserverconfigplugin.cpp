@@ -84,6 +84,9 @@ EResultCode ConfigServerConfigPlugin::describe(systema::TableDescription& a_oDes
                                                const std::string& a_sTable)
 {
     a_oDescription.m_bWritable = a_sTable != c_oLimits.m_pName;
+    if (!a_oDescription.m_bWritable) { // its row is constant
+        systema::setUnannounced(a_oDescription);
+    }
     return EResultCode::Success;
 }
 

@@ -7,13 +7,15 @@
 
 #include "configmanager/genericconfigplugin.h"
 #include "plugins/ideviceinfoplugin.h"
+#include "systema/tabledescription.h"
 
 #include <memory>
 #include <vector>
 
 namespace zel {
 
-class DeviceInfoPlugin : public configmanager::serverlib::GenericConfigPlugin
+class DeviceInfoPlugin : public configmanager::serverlib::GenericConfigPlugin,
+                         public systema::UnannouncedTables
 {
 public:
     /// The dispatcher, which must outlive the plugin, serves the tables that factory values go to.

@@ -59,11 +59,13 @@ public:
     systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_pCursor, const void* a_pHandle,
                                   const std::string& a_sTable, unsigned int a_iFirst, unsigned int a_iCount,
                                   const systema::NameList& a_lColumns) override;
-    /// "RegisteredViews" is live, all others are views.
+    /// "RegisteredViews" is live and does not change, all others are views.
     systema::EResultCode describe(systema::TableDescription& a_oDescription,
                                   const std::string& a_sTable) override
     {
-        if (a_sTable != RegisteredViews::c_pTable) {
+        if (a_sTable == RegisteredViews::c_pTable) {
+            systema::setUnannounced(a_oDescription);
+        } else {
             a_oDescription.m_eKind = systema::ETableKind::View;
         }
         return systema::EResultCode::Success;

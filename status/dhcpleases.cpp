@@ -90,6 +90,11 @@ bool DhcpLeases::hasTable(const std::string& a_sTable) const
     return a_sTable == c_pClients || a_sTable == c_pLeases;
 }
 
+bool DhcpLeases::announces(const std::string& a_sTable) const
+{
+    return a_sTable != c_pClients;
+}
+
 bool DhcpLeases::hasHiddenColumn(const std::string& a_sColumn) const
 {
     return findColumn(std::span(c_aColumns).subspan(c_aSchema.size()), a_sColumn) != nullptr;

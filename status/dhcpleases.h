@@ -51,6 +51,8 @@ public:
 
     void init() override {}
     bool hasTable(const std::string& a_sTable) const override;
+    /// "DhcpServerClients" is not announced.
+    bool announces(const std::string& a_sTable) const override;
     bool hasHiddenColumn(const std::string& a_sColumn) const override;
     void getTableNames(systema::NameList& a_lTables) const override;
     /// The same columns for any table; replaces what is in the list. 0.

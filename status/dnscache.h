@@ -49,6 +49,7 @@ public:
 
     void init() override {}
     void update(systema::NameList&) override {}
+    bool announces(const std::string&) const override { return false; }
 
 private:
     /// False when the directory of the files cannot be read.

@@ -53,6 +53,7 @@ public:
     systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable) override;
     /// Stops a round for which no request has come since the last update.
     void update(systema::NameList&) override;
+    bool announces(const std::string&) const override { return false; }
 
     bool skipsUnknownColumns() const override { return true; }
 

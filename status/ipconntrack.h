@@ -62,6 +62,7 @@ public:
                                   const systema::NameList& a_lColumns) override;
     /// Gives back what nobody reads any more. Connections come and go all the time: no change is announced.
     void update(systema::NameList& a_lChangedTables) override;
+    bool announces(const std::string&) const override { return false; }
 
     void notify(const systema::NameList& a_lChangedTables) override;
     /// The list is read anew when the table is.

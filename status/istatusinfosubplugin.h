@@ -42,6 +42,8 @@ public:
     /// While held, a table does not read its source for each request, but serves the rows that it read last.
     /// The host holds it to copy all rows of one state.
     virtual void hold(bool) {}
+    /// False for a table whose changes are never announced.
+    virtual bool announces(const std::string&) const { return true; }
     /// True when rows change only during update(), which announces each change: a bulk read then needs no
     /// copy of the rows, as it ends with 2 after a change.
     virtual bool announcesEveryChange() const { return false; }

@@ -37,6 +37,7 @@ public:
     /// Replaces what is in the list. 0.
     systema::EResultCode getSchema(systema::ColumnList& a_lColumns, const std::string& a_sTable) override;
     void update(systema::NameList&) override {}
+    bool announces(const std::string&) const override { return false; }
 
 private:
     bool refresh() override;

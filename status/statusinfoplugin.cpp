@@ -189,6 +189,16 @@ EResultCode StatusInfoPlugin::getSchema(systema::ColumnList& a_lColumns, const v
                  [&](IStatusInfoSubPlugin& a_oPlugin) { return a_oPlugin.getSchema(a_lColumns, a_sTable); });
 }
 
+EResultCode StatusInfoPlugin::describe(systema::TableDescription& a_oDescription, const std::string& a_sTable)
+{
+    return route(this, a_sTable, [&](IStatusInfoSubPlugin& a_oPlugin) {
+        if (!a_oPlugin.announces(a_sTable)) {
+            systema::setUnannounced(a_oDescription);
+        }
+        return EResultCode();
+    });
+}
+
 EResultCode StatusInfoPlugin::getSize(unsigned int& a_iSize, const void* a_pHandle,
                                       const std::string& a_sTable)
 {

@@ -23,6 +23,7 @@
 #include "status/defaultppphelper.h"
 #include "status/istatusinfosubplugin.h"
 #include "systema/rowsource.h"
+#include "systema/tabledescription.h"
 
 #include <ctime>
 #include <list>
@@ -33,7 +34,9 @@
 
 namespace zel {
 
-class StatusInfoPlugin : public configmanager::serverlib::GenericConfigPlugin, public systema::IRowSource
+class StatusInfoPlugin : public configmanager::serverlib::GenericConfigPlugin,
+                         public systema::IRowSource,
+                         public systema::IDescribedTables
 {
 public:
     /// Seconds between two updates.
@@ -73,6 +76,8 @@ public:
     systema::EResultCode openRows(std::unique_ptr<systema::IRowCursor>& a_pCursor, const void* a_pHandle,
                                   const std::string& a_sTable, unsigned int a_iFirst, unsigned int a_iCount,
                                   const systema::NameList& a_lColumns) override;
+    systema::EResultCode describe(systema::TableDescription& a_oDescription,
+                                  const std::string& a_sTable) override;
     /// Delivers the signals and lets every sub-plugin refresh, at most every two seconds of the clock; not
     /// while the clock is before the last update.
     void tick(systema::NameList& a_lChangedTables) override;

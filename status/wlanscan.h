@@ -29,8 +29,8 @@ public:
     explicit WlanScan(BootClock a_oNow);
 
     void init() override {}
-    /// Never announces anything.
     void update(systema::NameList&) override {}
+    bool announces(const std::string&) const override { return false; }
 
 private:
     /// False without a radio that is up.

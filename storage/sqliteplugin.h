@@ -69,6 +69,7 @@ public:
                          const NameList& a_lColumns) override;
     EResultCode describe(TableDescription& a_oDescription, const std::string& a_sTable) override
     {
+        a_oDescription.m_lFacts.push_back({ColumnFact::EKind::Database, {}, getName()});
         return describeTable(a_oDescription, m_oDatabase, a_sTable);
     }
     EResultCode openKeyRows(std::unique_ptr<IRowCursor>& a_pCursor, const std::string& a_sTable,

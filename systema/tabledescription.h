@@ -30,7 +30,10 @@ struct ColumnFact
         Unique = 4,    // the columns together; the text, if any, limits it to some rows
         Check = 5,     // the text is the condition, after "name: " if the constraint has a name
         Reference = 6, // the text is the table and columns referred to, and the actions on a change there
-        Immediate = 7, // of no column: each write to the table holds at once, and no rollback undoes it
+        // Of no column:
+        Immediate = 7,   // each write to the table holds at once, and no rollback undoes it
+        Unannounced = 8, // no change of the table is ever announced
+        Database = 9,    // the text is the name of the database file that holds the table
     };
 
     EKind m_eKind;
@@ -47,12 +50,28 @@ struct TableDescription
     std::vector<ColumnFact> m_lFacts;
 };
 
+/// The first fact of the kind, null when there is none; lives as long as the description.
+inline const ColumnFact* findFact(const TableDescription& a_oDescription, ColumnFact::EKind a_eKind)
+{
+    const auto it = std::ranges::find(a_oDescription.m_lFacts, a_eKind, &ColumnFact::m_eKind);
+    return it == a_oDescription.m_lFacts.end() ? nullptr : &*it;
+}
+
 /// Whether each write to the table holds at once, and no rollback undoes it.
 inline bool isImmediate(const TableDescription& a_oDescription)
 {
-    return std::ranges::any_of(a_oDescription.m_lFacts, [](const ColumnFact& a_oFact) {
-        return a_oFact.m_eKind == ColumnFact::EKind::Immediate;
-    });
+    return findFact(a_oDescription, ColumnFact::EKind::Immediate) != nullptr;
+}
+
+/// Whether no change of the table is ever announced.
+inline bool isUnannounced(const TableDescription& a_oDescription)
+{
+    return findFact(a_oDescription, ColumnFact::EKind::Unannounced) != nullptr;
+}
+
+inline void setUnannounced(TableDescription& a_oDescription)
+{
+    a_oDescription.m_lFacts.push_back({ColumnFact::EKind::Unannounced, {}, {}});
 }
 
 /// Offered by plugins whose tables are not all live, read-only and without facts.
@@ -73,6 +92,17 @@ public:
     EResultCode describe(TableDescription& a_oDescription, const std::string&) override
     {
         a_oDescription.m_bWritable = true;
+        return EResultCode::Success;
+    }
+};
+
+/// Offered by plugins whose tables are all live and read-only, and do not change while the daemon runs.
+class UnannouncedTables : public IDescribedTables
+{
+public:
+    EResultCode describe(TableDescription& a_oDescription, const std::string&) override
+    {
+        setUnannounced(a_oDescription);
         return EResultCode::Success;
     }
 };
