@@ -120,8 +120,12 @@ private:
             m_oSession.m_oPrinter.printChangeHead(m_oArguments.m_bRows);
         }
         for (auto it = lTables.begin(); it != lTables.end() && oStatus.ok(); ++it) {
+            const auto oDescription = m_oConnection.call(request::Describe{*it});
+            if (isUnannounced(*oDescription)) {
+                m_oSession.m_oErrors << "ledgerctl: changes of " << printable(*it)
+                                     << " are never announced; read it again instead" << std::endl;
+            }
             if (m_oArguments.m_bRows) {
-                const auto oDescription = m_oConnection.call(request::Describe{*it});
                 m_mTables[*it].m_oIdentity = {oDescription.ok() && oDescription->m_eKind == ETableKind::Live,
                                               m_oArguments.m_lColumns};
             }
