@@ -133,16 +133,23 @@ Outcome runTables(Session& a_oSession, const Arguments& a_oArguments)
 
 Outcome runSchema(Session& a_oSession, const Arguments& a_oArguments)
 {
-    const auto oSchema = a_oSession.m_oConnection.call(request::GetSchema{a_oArguments.m_sTable});
-    if (!oSchema.ok()) {
-        return explained(a_oSession, oSchema, a_oArguments);
+    auto& oConnection = a_oSession.m_oConnection;
+    auto oColumns = oConnection.call(request::GetSchema{a_oArguments.m_sTable});
+    if (!oColumns.ok()) {
+        return explained(a_oSession, oColumns, a_oArguments);
     }
-    const auto oDescription = a_oSession.m_oConnection.call(request::Describe{a_oArguments.m_sTable});
-    const bool bTooOld = oDescription.code() == EResultCode::Protocol;
-    if (!oDescription.ok() && !bTooOld) {
+    TableSchema oSchema{std::move(*oColumns)};
+    auto oDescription = oConnection.call(request::Describe{a_oArguments.m_sTable});
+    if (!oDescription.ok() && oDescription.code() != EResultCode::Protocol) {
         return oDescription;
     }
-    a_oSession.m_oPrinter.printSchema(*oSchema, bTooOld ? std::nullopt : std::optional(*oDescription));
+    if (oDescription.ok()) {
+        if (oDescription->m_eKind == ETableKind::Stored) {
+            oSchema.m_lReferrers = referrersTo(a_oArguments.m_sTable, readReferences(oConnection));
+        }
+        oSchema.m_oDescription = std::move(*oDescription);
+    }
+    a_oSession.m_oPrinter.printSchema(oSchema);
     return {};
 }
 

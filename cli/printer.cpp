@@ -2,7 +2,6 @@
 
 #include "cli/cell.h"
 #include "cli/json.h"
-#include "cli/schemaform.h"
 #include "cli/utf8.h"
 
 namespace systema::cli {
@@ -178,15 +177,15 @@ void Printer::printNames(const std::string& a_sTitle, const NameList& a_lNames)
     printFlat(oRows, false);
 }
 
-void Printer::printSchema(const ColumnList& a_lSchema, const std::optional<TableDescription>& a_oDescription)
+void Printer::printSchema(const TableSchema& a_oSchema)
 {
     if (m_eFormat == EFormat::Json) {
-        writeSchemaJson(m_oStream, a_lSchema, a_oDescription);
+        writeSchemaJson(m_oStream, a_oSchema);
         return;
     }
-    printFlat(schemaRows(a_lSchema, a_oDescription, m_eFormat == EFormat::Csv), true);
-    if (m_eFormat == EFormat::Table && a_oDescription) {
-        m_oStream << '\n' << kindName(*a_oDescription) << ", " << accessName(*a_oDescription) << '\n';
+    printFlat(schemaRows(a_oSchema, m_eFormat == EFormat::Csv), true);
+    if (m_eFormat == EFormat::Table && a_oSchema.m_oDescription) {
+        m_oStream << '\n' << tableText(*a_oSchema.m_oDescription) << '\n';
     }
 }
 

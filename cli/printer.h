@@ -4,6 +4,7 @@
 #include "cli/format.h"
 #include "cli/outcome.h"
 #include "cli/rowdiff.h"
+#include "cli/schemaform.h"
 #include "client/rows.h"
 #include "systema/lists.h"
 #include "systema/tabledescription.h"
@@ -45,7 +46,7 @@ public:
     /// Names, one a line; in JSON an array of texts.
     void printNames(const std::string& a_sTitle, const NameList& a_lNames);
     /// The columns, and what else the daemon says of the table unless it is too old to.
-    void printSchema(const ColumnList& a_lSchema, const std::optional<TableDescription>& a_oDescription);
+    void printSchema(const TableSchema& a_oSchema);
     void printCount(std::uint32_t a_iCount);
     void printRows(const client::Rows& a_oRows);
     /// The values of rows, one a line. 1: a value of several lines among others.
