@@ -12,94 +12,16 @@
 #include "cli/words.h"
 #include "cli/write.h"
 #include "cli/writebatch.h"
-#include "client/transaction.h"
 
 #include <algorithm>
-#include <functional>
 #include <iterator>
 #include <limits>
-#include <type_traits>
 
 namespace systema::cli {
 
 namespace request = client::request;
 
 namespace {
-
-/// The ids that an answer gives: one for a new row, none for any other write.
-template<typename Answer>
-void addId(std::vector<std::int32_t>& a_lIds, const Answer& a_oAnswer)
-{
-    if constexpr (!std::is_same_v<Answer, client::Status>) {
-        a_lIds.push_back(*a_oAnswer);
-    }
-}
-
-/// A write or commit whose answer does not come has perhaps been made.
-template<typename Answer>
-Answer unlessUnanswered(Answer a_oAnswer)
-{
-    if (!a_oAnswer.isConnectionError()) {
-        return a_oAnswer;
-    }
-    return client::Status::disconnected(std::string(a_oAnswer.text()) +
-                                        "; it may be written or not: read before writing it again");
-}
-
-/// Makes a write in a transaction of its own, once the check has allowed it.
-template<typename Request>
-client::ResultOf<Request> writeInTransaction(client::Connection& a_oConnection, const Request& a_oRequest,
-                                             std::chrono::milliseconds a_oWait,
-                                             const std::function<client::Status()>& a_oCheck)
-{
-    client::Transaction oTransaction(a_oConnection); // rolls back unless it is committed
-    client::Status oStatus = explainBusy(oTransaction.begin(a_oWait), a_oWait, "-t");
-    if (oStatus.ok()) {
-        oStatus = a_oCheck();
-    }
-    if (!oStatus.ok()) {
-        return oStatus;
-    }
-    auto oAnswer = a_oConnection.call(a_oRequest);
-    if (oAnswer.ok()) {
-        if (auto oCommitted = oTransaction.commit(); !oCommitted.ok()) {
-            return unlessUnanswered(oCommitted);
-        }
-    }
-    return oAnswer;
-}
-
-/// Makes a write. One whose key is checked is made in a transaction of its own, as is one that is refused
-/// because another client has a transaction: it waits for the end of that, and the refusal has changed
-/// nothing. Any other write is made without a transaction: some tables can be written at any time, and the
-/// end of a transaction resets its time-out.
-template<typename Request>
-client::ResultOf<Request> write(client::Connection& a_oConnection, Request a_oRequest, Arguments a_oArguments)
-{
-    const std::chrono::milliseconds oWait = a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout);
-    KeyCheck oKeys(a_oConnection);
-    if (oKeys.concerns(a_oArguments)) {
-        return writeInTransaction(a_oConnection, a_oRequest, oWait, [&] {
-            client::Status oChecked = oKeys.check(a_oArguments);
-            if constexpr (requires { a_oRequest.m_sKeyColumn; }) { // the check may have found another key
-                a_oRequest.m_sKeyColumn = a_oArguments.m_oKey->m_sColumn;
-                a_oRequest.m_sKeyValue = *a_oArguments.m_oKey->m_oText;
-            }
-            return oChecked;
-        });
-    }
-    auto oAnswer = unlessUnanswered(a_oConnection.call(a_oRequest));
-    return oAnswer.code() == EResultCode::Busy
-               ? writeInTransaction(a_oConnection, a_oRequest, oWait, [] { return client::Status(); })
-               : oAnswer;
-}
-
-/// The failure, if it is one, with the name that is wrong.
-Outcome explained(Session& a_oSession, const client::Status& a_oStatus, const Arguments& a_oArguments,
-                  std::string_view a_sContext = {})
-{
-    return Outcome(NameCheck(a_oSession.m_oConnection).explain(a_oStatus, namesOf(a_oArguments)), a_sContext);
-}
 
 /// The rows that reading the table gives: some tables give their size as 0 whatever they hold.
 client::Result<std::uint32_t> countRows(client::Connection& a_oConnection, const std::string& a_sTable)
@@ -280,26 +202,6 @@ Outcome runInfo(Session& a_oSession, const Arguments&)
     return oInfo;
 }
 
-Outcome runWrite(Session& a_oSession, const Arguments& a_oArguments)
-{
-    auto oValues = Schemas(a_oSession.m_oConnection).typedValues(a_oArguments);
-    if (!oValues.ok()) {
-        return explained(a_oSession, oValues, a_oArguments);
-    }
-    const auto oCall = [&](const auto& a_oRequest) -> Outcome {
-        const auto oAnswer = write(a_oSession.m_oConnection, a_oRequest, a_oArguments);
-        std::vector<std::int32_t> lIds;
-        if (oAnswer.ok()) {
-            addId(lIds, oAnswer);
-        }
-        if (!lIds.empty()) {
-            a_oSession.m_oPrinter.printIds(lIds);
-        }
-        return explained(a_oSession, oAnswer, a_oArguments);
-    };
-    return std::visit(oCall, makeWrite(a_oArguments, std::move(*oValues)));
-}
-
 // ---------------------------------------------------------------------------------------------------------
 // batch
 
@@ -401,6 +303,16 @@ struct FailedLine
     }
 };
 
+/// The tables of the lines before one.
+NameList tablesBefore(const std::vector<Line>& a_lLines, const Line& a_oLine)
+{
+    NameList lTables;
+    for (auto it = a_lLines.begin(); &*it != &a_oLine; ++it) {
+        lTables.add(it->m_oArguments.m_sTable);
+    }
+    return lTables;
+}
+
 /// Submits the writes of the lines until one has failed. The lines, and what is written to, must outlive the
 /// batch's answers. Around a write that holds at once, the answers are awaited: it is not made after a
 /// failure.
@@ -464,7 +376,7 @@ Outcome runBatch(Session& a_oSession, const Arguments& a_oArguments)
     oOutcome = oBatch.finish();
     if (oFailed.m_pLine != nullptr) {
         oOutcome = explained(a_oSession, oFailed.m_oStatus, oFailed.m_pLine->m_oArguments,
-                             oFailed.m_pLine->m_sContext);
+                             oFailed.m_pLine->m_sContext, tablesBefore(lLines, *oFailed.m_pLine));
     }
     if (!oOutcome.ok() && !lStaying.empty()) {
         oOutcome.m_sText += "; written for good, in tables that no rollback undoes:";

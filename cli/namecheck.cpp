@@ -1,6 +1,7 @@
 #include "cli/namecheck.h"
 
 #include "cli/cell.h"
+#include "cli/constraintcheck.h"
 #include "cli/nearest.h"
 
 #include <algorithm>
@@ -91,7 +92,8 @@ Status NameCheck::explain(Status a_oStatus, const Names& a_oNames)
     }
     if (a_oStatus.code() == EResultCode::Constraint && a_oNames.m_bWrite && !isUnexplained(a_oStatus)) {
         const std::string sText(a_oStatus.text());
-        return Status::refused(a_oStatus.code(), sText + describeConstraint(sText, a_oNames));
+        return Status::refused(a_oStatus.code(),
+                               sText + ConstraintCheck(m_oConnection, a_oNames).describe(sText));
     }
     if (!mayBeAName(a_oStatus, a_oNames)) {
         return a_oStatus;
@@ -182,46 +184,6 @@ std::string NameCheck::describeKey(const Status& a_oStatus, const Names& a_oName
     return "no row of " + sTable + " has that " + sKey;
 }
 
-std::string NameCheck::describeConstraint(const std::string& a_sText, const Names& a_oNames)
-{
-    const std::string& sTable = a_oNames.m_sTable;
-    if (a_sText.find("UNIQUE constraint failed") != std::string::npos) {
-        const auto oHidden = m_oConnection.call(request::SelectKey{sTable, "Id", "0"});
-        for (const auto& [sColumn, oText] : a_oNames.m_lValues) {
-            const Value* pValue = oHidden->find(sColumn);
-            if (oText && pValue != nullptr && pValue->toText() == *oText &&
-                a_sText.ends_with(sTable + "." + sColumn)) {
-                return "; the row with Id 0, which holds defaults, has " + sColumn + "=" + *oText;
-            }
-        }
-        return {};
-    }
-    return a_sText.find("FOREIGN KEY constraint failed") != std::string::npos && a_oNames.m_lValues.empty()
-               ? describeReferrers(sTable)
-               : std::string();
-}
-
-std::string NameCheck::describeReferrers(const std::string& a_sTable)
-{
-    std::string sReferrers;
-    const auto oStored = m_oConnection.call(request::GetTables{wire::ETableFilter::Stored});
-    for (const std::string& sOther : *oStored) {
-        const auto oDescription = m_oConnection.call(request::Describe{sOther});
-        for (const ColumnFact& oFact : oDescription->m_lFacts) {
-            const bool bRefers = oFact.m_eKind == ColumnFact::EKind::Reference && !oFact.m_lColumns.empty() &&
-                                 (oFact.m_sText + "(").starts_with(a_sTable + "(");
-            const auto iAction = oFact.m_sText.find("on delete ");
-            const bool bInTheWay = iAction == std::string::npos ||
-                                   oFact.m_sText.substr(iAction).starts_with("on delete RESTRICT");
-            if (bRefers && bInTheWay) {
-                sReferrers += (sReferrers.empty() ? "; referred to by " : ", ") + sOther + "." +
-                              *oFact.m_lColumns.begin();
-            }
-        }
-    }
-    return sReferrers;
-}
-
 std::string NameCheck::describeReadOnly(const Names& a_oNames)
 {
     const std::string& sTable = a_oNames.m_sTable;
@@ -234,6 +196,14 @@ std::string NameCheck::describeReadOnly(const Names& a_oNames)
 bool NameCheck::isStored(const std::string& a_sTable)
 {
     return m_oConnection.call(request::GetTables{wire::ETableFilter::Stored})->hasName(a_sTable);
+}
+
+Outcome explained(Session& a_oSession, const Status& a_oStatus, const Arguments& a_oArguments,
+                  std::string_view a_sContext, NameList a_lUndone)
+{
+    Names oNames = namesOf(a_oArguments);
+    oNames.m_lUndone = std::move(a_lUndone);
+    return Outcome(NameCheck(a_oSession.m_oConnection).explain(a_oStatus, oNames), a_sContext);
 }
 
 } // namespace systema::cli

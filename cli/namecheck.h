@@ -3,10 +3,13 @@
 #pragma once
 
 #include "cli/arguments.h"
+#include "cli/outcome.h"
+#include "cli/session.h"
 #include "client/connection.h"
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace systema::cli {
@@ -20,6 +23,7 @@ struct Names
     bool m_bWrite = false;
     std::optional<std::uint32_t> m_oRow{};
     std::vector<Assignment> m_lValues{};
+    NameList m_lUndone{}; // tables written before in the same transaction, which was rolled back
 };
 
 /// Those of a get, set, add or del.
@@ -46,15 +50,15 @@ private:
     std::string describeUnknown(const Names& a_oNames, const std::vector<std::string>& a_lSchema);
     /// Why a request with a key that names nothing unknown fails, empty where that cannot be said.
     std::string describeKey(const client::Status& a_oStatus, const Names& a_oNames);
-    /// More about a violated constraint whose text the daemon gives, beginning with "; ", if there is more.
-    std::string describeConstraint(const std::string& a_sText, const Names& a_oNames);
-    /// The columns that keep a row of the table from being deleted.
-    std::string describeReferrers(const std::string& a_sTable);
     std::string describeReadOnly(const Names& a_oNames);
     bool isStored(const std::string& a_sTable);
     bool isShown(const std::string& a_sTable, const std::string& a_sColumn);
 
     client::Connection& m_oConnection;
 };
+
+/// The failure, if it is one, with the name that is wrong; the context stands in front of the text.
+Outcome explained(Session& a_oSession, const client::Status& a_oStatus, const Arguments& a_oArguments,
+                  std::string_view a_sContext = {}, NameList a_lUndone = {});
 
 } // namespace systema::cli

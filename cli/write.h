@@ -4,9 +4,12 @@
 #include "cli/arguments.h"
 #include "client/connection.h"
 
+#include <cstdint>
 #include <map>
 #include <string>
+#include <type_traits>
 #include <variant>
+#include <vector>
 
 namespace systema::cli {
 
@@ -16,6 +19,15 @@ using WriteRequest =
 
 /// The request of a set, add or del with its typed values; it refers to the arguments.
 WriteRequest makeWrite(const Arguments& a_oArguments, ValueList a_lValues);
+
+/// The ids that an answer gives: one for a new row, none for any other write.
+template<typename Answer>
+void addId(std::vector<std::int32_t>& a_lIds, const Answer& a_oAnswer)
+{
+    if constexpr (!std::is_same_v<Answer, client::Status>) {
+        a_lIds.push_back(*a_oAnswer);
+    }
+}
 
 /// The schemas and descriptions of tables, each asked for once.
 class Schemas

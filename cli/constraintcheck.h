@@ -1,0 +1,48 @@
+// Says more about a violated constraint than the daemon's text does: it reads the schema and the rows that
+// the write names, after the refusal. Made by NameCheck; uses its connection.
+#pragma once
+
+#include "cli/namecheck.h"
+#include "cli/references.h"
+#include "client/connection.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace systema::cli {
+
+class ConstraintCheck
+{
+public:
+    ConstraintCheck(client::Connection& a_oConnection, const Names& a_oNames)
+        : m_oConnection(a_oConnection),
+          m_oNames(a_oNames)
+    {
+    }
+
+    /// What there is to add to the daemon's text, beginning with "; "; empty where there is nothing.
+    std::string describe(const std::string& a_sText);
+
+private:
+    bool isAdd() const { return !m_oNames.m_lValues.empty() && !m_oNames.m_oRow && !m_oNames.m_oKeyValue; }
+    const Assignment* findGiven(const std::string& a_sColumn) const;
+    std::string describeUnique(const std::string& a_sText);
+    std::string describeNeeded(const std::string& a_sText);
+    std::string describeMissing();
+    /// The references that keep the table's rows from being deleted or changed.
+    std::string describeReferrers();
+    bool isInTheWay(const Reference& a_oReferrer, const NameList& a_lTarget) const;
+    /// The values that the refused row has in the columns; nothing where one is NULL or cannot be told.
+    std::optional<std::vector<std::string>> valuesOf(const NameList& a_lColumns,
+                                                     const TableDescription& a_oDescription);
+    std::optional<std::string> valueOf(const std::string& a_sColumn, const TableDescription& a_oDescription);
+    bool lacksRow(const Reference& a_oReference, const NameList& a_lTarget,
+                  const std::vector<std::string>& a_lValues);
+    NameList targetColumns(const Reference& a_oReference);
+
+    client::Connection& m_oConnection;
+    const Names& m_oNames;
+};
+
+} // namespace systema::cli

@@ -1,0 +1,114 @@
+#include "cli/cascade.h"
+#include "cli/commands.h"
+#include "cli/keycheck.h"
+#include "cli/namecheck.h"
+#include "cli/utf8.h"
+#include "cli/write.h"
+#include "client/transaction.h"
+
+#include <chrono>
+#include <functional>
+#include <utility>
+
+namespace systema::cli {
+
+namespace {
+
+/// A write or commit whose answer does not come has perhaps been made.
+template<typename Answer>
+Answer unlessUnanswered(Answer a_oAnswer)
+{
+    if (!a_oAnswer.isConnectionError()) {
+        return a_oAnswer;
+    }
+    return client::Status::disconnected(std::string(a_oAnswer.text()) +
+                                        "; it may be written or not: read before writing it again");
+}
+
+/// Makes a write in a transaction of its own, once the check has allowed it; what is to be seen before the
+/// transaction ends is taken by the last function.
+template<typename Request>
+client::ResultOf<Request> writeInTransaction(client::Connection& a_oConnection, const Request& a_oRequest,
+                                             std::chrono::milliseconds a_oWait,
+                                             const std::function<client::Status()>& a_oCheck,
+                                             const std::function<void()>& a_oDone)
+{
+    client::Transaction oTransaction(a_oConnection); // rolls back unless it is committed
+    client::Status oStatus = explainBusy(oTransaction.begin(a_oWait), a_oWait, "-t");
+    if (oStatus.ok()) {
+        oStatus = a_oCheck();
+    }
+    if (!oStatus.ok()) {
+        return oStatus;
+    }
+    auto oAnswer = a_oConnection.call(a_oRequest);
+    if (oAnswer.ok()) {
+        a_oDone();
+        if (auto oCommitted = oTransaction.commit(); !oCommitted.ok()) {
+            return unlessUnanswered(oCommitted);
+        }
+    }
+    return oAnswer;
+}
+
+/// Makes a write. One whose key is checked, and a deletion that takes rows of other tables with it, are made
+/// in a transaction of their own, as is one that is refused because another client has a transaction: it
+/// waits for the end of that, and the refusal has changed nothing. Any other write is made without a
+/// transaction: some tables can be written at any time, and the end of a transaction resets its time-out.
+/// Gives also what went with the deletion.
+template<typename Request>
+client::ResultOf<Request> write(client::Connection& a_oConnection, Request a_oRequest, Arguments a_oArguments,
+                                std::string& a_sGone)
+{
+    const std::chrono::milliseconds oWait = a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout);
+    KeyCheck oKeys(a_oConnection);
+    Cascade oCascade(a_oConnection);
+    const bool bKey = oKeys.concerns(a_oArguments);
+    const bool bCascade = oCascade.concerns(a_oArguments);
+    const auto check = [&] {
+        client::Status oChecked = bKey ? oKeys.check(a_oArguments) : client::Status();
+        if constexpr (requires { a_oRequest.m_sKeyColumn; }) { // the check may have found another key
+            a_oRequest.m_sKeyColumn = a_oArguments.m_oKey->m_sColumn;
+            a_oRequest.m_sKeyValue = *a_oArguments.m_oKey->m_oText;
+        }
+        oCascade.start();
+        return oChecked;
+    };
+    const auto inTransaction = [&] {
+        return writeInTransaction(a_oConnection, a_oRequest, oWait, check,
+                                  [&] { a_sGone = oCascade.describe(); });
+    };
+    if (bKey || bCascade) {
+        return inTransaction();
+    }
+    auto oAnswer = unlessUnanswered(a_oConnection.call(a_oRequest));
+    return oAnswer.code() == EResultCode::Busy ? inTransaction() : oAnswer;
+}
+
+} // namespace
+
+Outcome runWrite(Session& a_oSession, const Arguments& a_oArguments)
+{
+    auto oValues = Schemas(a_oSession.m_oConnection).typedValues(a_oArguments);
+    if (!oValues.ok()) {
+        return explained(a_oSession, oValues, a_oArguments);
+    }
+    const auto oCall = [&](const auto& a_oRequest) -> Outcome {
+        std::string sGone;
+        const auto oAnswer = write(a_oSession.m_oConnection, a_oRequest, a_oArguments, sGone);
+        std::vector<std::int32_t> lIds;
+        if (oAnswer.ok()) {
+            addId(lIds, oAnswer);
+        }
+        if (oAnswer.ok() && !sGone.empty()) {
+            a_oSession.m_oErrors << "ledgerctl: deleted with it: " << printable(sGone) << std::endl;
+        }
+        if (!lIds.empty()) {
+            a_oSession.m_oPrinter.printIds(lIds);
+        }
+        return explained(a_oSession, oAnswer, a_oArguments);
+    };
+    return std::visit(oCall, makeWrite(a_oArguments, std::move(*oValues)));
+}
+
+} // namespace systema::cli
