@@ -54,7 +54,8 @@ TEST_F(Ledgerctl, ShowsRowsAndWhatIsServedInEveryForm)
     expectOutput({"--json", "count", "Item"}, "3\n");
     expectOutput({"--csv", "count", "Item"}, "count\n3\n");
     expectOutput({"count", "RegisteredViews"}, "3\n"); // whose size the daemon gives as 0
-    expectOutput({"schema", "Twins"}, "name  type\nId    integer\nText  text\n\nstored, writable\n");
+    expectOutput({"schema", "Twins"},
+                 "name  type\nId    integer\nText  text\n\nstored in transient.db, writable\n");
     const auto oTables = client().call(request::GetTables{});
     std::string sNames;
     std::string sJson;
@@ -82,25 +83,34 @@ TEST_F(Ledgerctl, SchemaShowsWhatATableDemandsAndWhatItIs)
                  "Code          integer  not null, unique (DhcpServerId, Code), check (Code BETWEEN 1 AND "
                  "254)\n"
                  "Content       text\n"
-                 "\nstored, writable\n");
-    expectOutput({"--csv", "schema", "LanBridge"}, "name,type,default,constraints,table,access\n"
-                                                   "Id,integer,,primary key,stored,writable\n"
-                                                   "Name,text,,\"not null, unique\",stored,writable\n"
-                                                   "Address,text,'0.0.0.0',not null,stored,writable\n"
-                                                   "Netmask,text,'255.255.255.0',not null,stored,writable\n"
-                                                   "IsIsolated,integer,0,not null,stored,writable\n"
-                                                   "IsEnabled,integer,1,not null,stored,writable\n");
+                 "\nstored in persistent-network.db, writable\n");
+    EXPECT_THAT(ledgerctl({"--csv", "schema", "LanBridge"}).m_sOutput,
+                StartsWith("name,type,default,constraints,table,access,database,changes\n"
+                           "Id,integer,,\"primary key, referred to by LanPort.BridgeId\",stored,writable,"
+                           "persistent-network.db,\n"
+                           "Name,text,,\"not null, unique\",stored,writable,persistent-network.db,\n"
+                           "Address,text,'0.0.0.0',not null,stored,writable,persistent-network.db,\n"));
     expectOutput({"--json", "schema", "ItemPart"},
                  "[\n {\"name\":\"Id\",\"type\":\"integer\",\"primaryKey\":[\"Id\"],\"table\":\"stored\","
-                 "\"writable\":true},\n {\"name\":\"ItemId\",\"type\":\"integer\",\"notNull\":true,"
-                 "\"references\":[\"Item(Id)\"],\"table\":\"stored\",\"writable\":true}\n]\n");
+                 "\"writable\":true,\"database\":\"persistent-common.db\"},\n {\"name\":\"ItemId\",\"type\":"
+                 "\"integer\",\"notNull\":true,\"references\":[\"Item(Id)\"],\"table\":\"stored\","
+                 "\"writable\":true,\"database\":\"persistent-common.db\"}\n]\n");
+    EXPECT_THAT(ledgerctl({"--json", "schema", "Service"}).m_sOutput,
+                HasSubstr("\"referredToBy\":[\"ServiceDependency.ServiceId on delete cascade\","
+                          "\"ServiceDependency.NeedsId on delete cascade\"]"));
+    EXPECT_THAT(ledgerctl({"--json", "schema", "Passwd"}).m_sOutput, HasSubstr("\"neverAnnounced\":true"));
+    const std::string sSilent = "live, read-only, changes are never announced";
+    for (const char* pTable : {"ConfigServerLimits", "RegisteredViews", "etl", "DhcpServerClients",
+                               "DnsCache", "FirewallStatistic", "IpConntrack", "Passwd", "WlanScan"}) {
+        EXPECT_THAT(ledgerctl({"schema", pTable}).m_sOutput, EndsWith("\n\n" + sSilent + "\n")) << pTable;
+    }
     for (const auto& [pTable, pIs] : {std::pair("ConfigServerConfig", "live, writable"),
-                                      {"ConfigServerLimits", "live, read-only"},
+                                      {"DhcpLeases", "live, read-only"},
                                       {"ConfigmanagerLogging", "live, writable"},
                                       {"SystemTime", "live, writable"},
                                       {"Tz", "live, writable"},
                                       {"RouteIPv4", "live, read-only"},
-                                      {"ItemView", "view, read-only"},
+                                      {"ItemView", "view in persistent-common.db, read-only"},
                                       {"StatusNetifWatchLogical", "view, read-only"}}) {
         EXPECT_THAT(ledgerctl({"schema", pTable}).m_sOutput, EndsWith(std::string("\n\n") + pIs + "\n"))
             << pTable;
@@ -237,6 +247,36 @@ TEST_F(Ledgerctl, SetAddAndDelWaitForTheTransactionOfAnother)
     EXPECT_EQ(0U, client().info("TransactionOpen"));
 }
 
+TEST_F(Ledgerctl, ADeletionTellsWhichRowsOfOtherTablesWentWithIt)
+{
+    const auto gone = [&](const std::vector<std::string>& a_lArguments) {
+        const Finished oRun = ledgerctl(a_lArguments);
+        EXPECT_EQ("", oRun.m_sOutput);
+        EXPECT_EQ(0, oRun.m_iStatus) << oRun.m_sErrors;
+        return oRun.m_sErrors;
+    };
+    EXPECT_EQ("", gone({"del", "FirewallZones", "--key", "ZoneName=lan"})) << "which has no rules";
+    EXPECT_EQ("ledgerctl: deleted with it: 2 rows of FirewallRule\n",
+              gone({"del", "FirewallZones", "--key", "Id=2"}));
+    EXPECT_EQ("ledgerctl: deleted with it: 2 rows of ServiceDependency\n",
+              gone({"del", "Service", "--key", "Id=4"}))
+        << "which no rollback undoes";
+    EXPECT_EQ("ledgerctl: deleted with it: 1 row of WebPage\n", gone({"del", "WebPage", "--key", "Id=4"}));
+    EXPECT_EQ("", gone({"del", "WebPage", "--all"})) << "of the table itself, as asked for";
+
+    // A row that another client adds and one that it deletes meanwhile are counted as they are in the end.
+    EXPECT_THAT(client().codes(request::Begin{}, request::DeleteKey{"FirewallRule", "Id", "3"},
+                               request::InsertRow{"FirewallRule", row({{"ZoneId", 3}})},
+                               request::InsertRow{"FirewallRule", row({{"ZoneId", 3}})}),
+                Each(0U));
+    Process oDelete(LEDGERCTL_BINARY,
+                    {{"-t", "3600", "del", "FirewallZones", "--key", "Id=3"}, m_oSandbox.environment()});
+    ASSERT_TRUE(eventually([&] { return client().info("TransactionsWaiting") == 1; }));
+    EXPECT_EQ(0U, client().code(request::Commit{}));
+    oDelete.wait();
+    EXPECT_EQ("ledgerctl: deleted with it: 3 rows of FirewallRule\n", oDelete.errors());
+}
+
 TEST_F(Ledgerctl, WatchTellsEachChangeUntilItIsInterrupted)
 {
     // Starts a watch and returns when the daemon has served its two requests.
@@ -253,7 +293,7 @@ TEST_F(Ledgerctl, WatchTellsEachChangeUntilItIsInterrupted)
         eventually([&] { return a_oWatch.output().size() >= a_sOutput.size(); });
         EXPECT_EQ(a_sOutput, a_oWatch.output());
     };
-    const auto pPlain = watch({"watch", "Item", "Twins"});
+    const auto pPlain = watch({"watch", "Item", "Passwd", "Twins"});
     const auto pJson = watch({"watch", "--json", "Item"});
     const auto pCsv = watch({"--csv", "watch", "Item"});
     expectOutput({"set", "Item", "--row", "0", "Note=x"}, "");
@@ -264,6 +304,7 @@ TEST_F(Ledgerctl, WatchTellsEachChangeUntilItIsInterrupted)
     expectLine(*pPlain, "Item\nTwins\n");
     pPlain->signal(SIGINT);
     EXPECT_EQ(0, pPlain->wait());
+    EXPECT_EQ("ledgerctl: changes of Passwd are never announced; read it again instead\n", pPlain->errors());
     pJson->signal(SIGTERM);
     EXPECT_EQ(0, pJson->wait());
     expectError(8, "no table \"Nonsense\"", {"watch", "Item", "Nonsense"});

@@ -9,13 +9,22 @@ class RefusedWrite : public DaemonTest
 protected:
     RefusedWrite()
     {
-        m_oSandbox.sql("transient.db",
-                       "CREATE TABLE Bound (Id INTEGER PRIMARY KEY, Port INTEGER CONSTRAINT known_port CHECK "
-                       "(Port < 65536), Secret TEXT CHECK (Secret NOT IN ('" +
-                           repeat("ä", 400) +
-                           "')));"
-                           "CREATE TABLE Later (Id INTEGER PRIMARY KEY, BoundId INTEGER REFERENCES Bound(Id) "
-                           "DEFERRABLE INITIALLY DEFERRED);");
+        m_oSandbox.sql(
+            "transient.db",
+            "CREATE TABLE Bound (Id INTEGER PRIMARY KEY, Port INTEGER CONSTRAINT known_port CHECK "
+            "(Port < 65536), Secret TEXT CHECK (Secret NOT IN ('" +
+                repeat("ä", 400) +
+                "')));"
+                "CREATE TABLE Later (Id INTEGER PRIMARY KEY, BoundId INTEGER REFERENCES Bound(Id) "
+                "DEFERRABLE INITIALLY DEFERRED);"
+                "CREATE TABLE Needs (Id INTEGER PRIMARY KEY, A TEXT NOT NULL, B TEXT NOT NULL DEFAULT "
+                "'b', C INTEGER NOT NULL REFERENCES Parent(Id) ON DELETE RESTRICT, D TEXT);"
+                "CREATE TABLE Pair (Id INTEGER PRIMARY KEY, A INTEGER, B TEXT, UNIQUE (A, B));"
+                "CREATE TABLE OfPair (Id INTEGER PRIMARY KEY, PairA INTEGER, PairB TEXT DEFAULT "
+                "'none', FOREIGN KEY (PairA, PairB) REFERENCES Pair(A, B));"
+                "CREATE TABLE Parent (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO Parent VALUES (1, ''); "
+                "INSERT INTO Needs VALUES (1, 'a', 'b', 1, '');"
+                "INSERT INTO Pair VALUES (1, 5, 'x'); INSERT INTO OfPair VALUES (1, 5, 'x');");
         start();
     }
 
@@ -76,6 +85,40 @@ TEST_F(RefusedWrite, SaysWhichConstraintIsViolated)
     EXPECT_EQ("ledgerctl: table \"Bound\": rows[0], Id 7: constraint violated: CHECK constraint failed: "
               "known_port [6]\n",
               errorOf({"import"}, R"({"Bound":{"rows":[{"Id":7,"Port":70000}]}})"));
+}
+
+TEST_F(RefusedWrite, NamesEveryColumnWithoutAValueAndTheRowThatIsMissing)
+{
+    const std::string sEmpty = "NOT NULL constraint failed: ";
+    const std::string sForeign = "FOREIGN KEY constraint failed";
+    const std::string sNoZone = "FirewallRule.ZoneId=777: no such row in FirewallZones";
+    struct Case
+    {
+        std::string m_sText;
+        std::vector<std::string> m_lArguments;
+        const char* m_pInput = "";
+    };
+    const Case aCases[] = {
+        {sEmpty + "Needs.A; values are needed for A, C", {"add", "Needs", "D=d"}},
+        {sEmpty + "Needs.B; values are needed for B, C", {"add", "Needs", "A=a", "B:null"}},
+        {sEmpty + "Needs.C", {"add", "Needs", "A=a"}},
+        {sEmpty + "Needs.A; values are needed for A, B", {"set", "Needs", "--row", "0", "B:null", "A:null"}},
+        {sForeign + "; " + sNoZone, {"add", "FirewallRule", "ZoneId=777"}},
+        {sForeign + "; " + sNoZone, {"set", "FirewallRule", "--key", "Id=1", "ZoneId=777"}},
+        {sForeign + "; OfPair(PairA, PairB)=7, none: no such row in Pair", {"add", "OfPair", "PairA=7"}},
+        {sForeign + "; OfPair(PairA, PairB)=5, y: no such row in Pair",
+         {"set", "OfPair", "--row", "0", "PairB=y"}},
+        {sForeign + "; referred to by ItemPart.ItemId", {"set", "Item", "--key", "Id=2", "Id=20"}},
+        {sForeign + "; referred to by Needs.C", {"del", "Parent", "--key", "Id=1"}},
+        // A zone that the batch itself has made is there no more, but was.
+        {sForeign,
+         {"batch"},
+         "add FirewallZones Id=50 ZoneName=new\nadd FirewallRule ZoneId=50\nadd FirewallRule ZoneId=777\n"},
+        {sForeign + "; " + sNoZone, {"batch"}, "add Item Name=new\nadd FirewallRule ZoneId=777\n"},
+    };
+    for (const auto& [sText, lArguments, pInput] : aCases) {
+        EXPECT_THAT(errorOf(lArguments, pInput), EndsWith("constraint violated: " + sText + " [6]\n"));
+    }
 }
 
 TEST_F(RefusedWrite, TellsAClientOnlyWhatItAskedForAndOnlyOfItsOwn)
