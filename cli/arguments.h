@@ -34,7 +34,7 @@ struct Arguments
     std::vector<std::string> m_lNames; // tables or columns
     std::vector<Assignment> m_lAssignments;
     std::optional<std::uint32_t> m_oRow;
-    std::optional<Assignment> m_oKey; // with a text
+    std::optional<Assignment> m_oKey;
     bool m_bAll = false;
     bool m_bAllMatching = false; // the rows of the key, however many
     bool m_bRows = false;

@@ -39,6 +39,12 @@ std::optional<Assignment> parseAssignment(std::string_view a_sArgument)
     return {};
 }
 
+std::string textOf(const Assignment& a_oAssignment)
+{
+    const auto& [sColumn, oText] = a_oAssignment;
+    return sColumn + (oText ? "=" + *oText : std::string(c_sNull));
+}
+
 client::Result<ValueList> typedValues(const std::vector<Assignment>& a_lAssignments,
                                       const ColumnList& a_lSchema)
 {

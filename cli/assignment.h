@@ -22,6 +22,9 @@ struct Assignment
 /// Takes an argument apart at its first "="; nothing when it is not an assignment.
 std::optional<Assignment> parseAssignment(std::string_view a_sArgument);
 
+/// The assignment as it is typed.
+std::string textOf(const Assignment& a_oAssignment);
+
 /// The number that the whole text is; nothing when it is none or out of range.
 template<typename Int>
 std::optional<Int> parseNumber(std::string_view a_sText)

@@ -3,6 +3,7 @@
 
 #include "systema/wire.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -35,6 +36,12 @@ inline std::string cellText(const wire::Cell& a_oCell)
 inline bool showsText(const wire::Cell& a_oCell, std::string_view a_sText)
 {
     return !isNull(a_oCell) && cellText(a_oCell) == a_sText;
+}
+
+/// The cell shows what a key is to be: the text, or NULL where there is none.
+inline bool showsKey(const wire::Cell& a_oCell, const std::optional<std::string>& a_oText)
+{
+    return a_oText ? showsText(a_oCell, *a_oText) : isNull(a_oCell);
 }
 
 /// Same type and same content.

@@ -49,9 +49,9 @@ Assignment assignmentOr(const std::string& a_sOption, const std::string& a_sText
 {
     auto oAssignment = parseAssignment(a_sText);
     if (!oAssignment) {
-        throw CLI::ValidationError(a_sOption, "\"" + a_sText +
-                                                  "\" is not of the form COLUMN=VALUE, without blanks" +
-                                                  (a_sOption == "--key" ? "" : ", nor COLUMN:null"));
+        throw CLI::ValidationError(a_sOption,
+                                   "\"" + a_sText +
+                                       "\" is not of the form COLUMN=VALUE, without blanks, nor COLUMN:null");
     }
     return std::move(*oAssignment);
 }
@@ -120,14 +120,9 @@ CLI::App& declareTarget(CLI::App& a_oApp, Arguments& a_oArguments, bool a_bRequi
     oTarget
         .add_option_function<std::string>(
             "--key",
-            [&](const std::string& a_sText) {
-                a_oArguments.m_oKey = assignmentOr("--key", a_sText);
-                if (!a_oArguments.m_oKey->m_oText) {
-                    throw CLI::ValidationError("--key", "a key cannot be NULL");
-                }
-            },
-            a_bRequired ? "the only row whose column has the value"
-                        : "the first row whose column has the value")
+            [&](const std::string& a_sText) { a_oArguments.m_oKey = assignmentOr("--key", a_sText); },
+            (a_bRequired ? "the only row" : "the first row") +
+                std::string(" whose column has the value;\nCOLUMN:null for one whose column is NULL"))
         ->type_name("COLUMN=VALUE");
     return oTarget;
 }

@@ -120,21 +120,25 @@ client::Result<client::Rows> readMatchingRows(client::Connection& a_oConnection,
     client::Rows oFound(NameList(std::vector(lColumns.begin(), lColumns.begin() + std::ptrdiff_t(iWanted))));
     for (std::size_t i = 0; i < oRows->size() && oFound.size() < a_iMost; ++i) {
         const auto lCells = (*oRows)[i].m_lCells;
-        if (showsText(lCells[iKey], *oText)) {
+        if (showsKey(lCells[iKey], oText)) {
             std::vector<Value> lValues;
             std::ranges::transform(lCells.first(iWanted), std::back_inserter(lValues), &wire::Cell::toValue);
             oFound.add(lValues);
         }
     }
-    return {oFound.empty() ? client::Status::refused(EResultCode::NoRow) : client::Status(),
-            std::move(oFound)};
+    if (oFound.empty()) {
+        return client::Status::refused(EResultCode::NoRow, oText ? std::string()
+                                                                 : "no row of " + sTable + " has " +
+                                                                       textOf(*a_oArguments.m_oKey));
+    }
+    return {client::Status(), std::move(oFound)};
 }
 
 client::Result<client::Rows> readWantedRows(client::Connection& a_oConnection, const Arguments& a_oArguments)
 {
     const std::string& sTable = a_oArguments.m_sTable;
     const NameList lColumns(a_oArguments.m_lNames);
-    if (a_oArguments.m_bAllMatching || KeyCheck(a_oConnection).isQuoted(a_oArguments)) {
+    if (a_oArguments.m_bAllMatching || KeyCheck(a_oConnection).needsRows(a_oArguments)) {
         return readMatchingRows(a_oConnection, a_oArguments, a_oArguments.m_bAllMatching ? c_iAllRows : 1);
     }
     if (!a_oArguments.m_oRow && !a_oArguments.m_oKey) {
@@ -159,8 +163,8 @@ void warnOfOthers(Session& a_oSession, const Arguments& a_oArguments)
     const std::size_t iRows = readMatchingRows(a_oSession.m_oConnection, oAll)->size();
     if (iRows > 1) {
         a_oSession.m_oErrors << "ledgerctl: the first of " << iRows << " rows with "
-                             << printable(oAll.m_lNames.front() + "=" + *oAll.m_oKey->m_oText)
-                             << "; --all-matching shows them all" << std::endl;
+                             << printable(textOf(*oAll.m_oKey)) << "; --all-matching shows them all"
+                             << std::endl;
     }
 }
 
@@ -313,6 +317,23 @@ NameList tablesBefore(const std::vector<Line>& a_lLines, const Line& a_oLine)
     return lTables;
 }
 
+/// Submits the request for each of the keys, or as it is when there are none to be found.
+template<typename Request, typename Submit>
+void submitByKeys(Request a_oRequest, const std::vector<Assignment>* a_pKeys, const Submit& a_oSubmit)
+{
+    if constexpr (requires { a_oRequest.m_sKeyColumn; }) {
+        if (a_pKeys != nullptr) {
+            for (const auto& [sColumn, oText] : *a_pKeys) {
+                a_oRequest.m_sKeyColumn = sColumn;
+                a_oRequest.m_sKeyValue = *oText;
+                a_oSubmit(a_oRequest);
+            }
+            return;
+        }
+    }
+    a_oSubmit(a_oRequest);
+}
+
 /// Submits the writes of the lines until one has failed. The lines, and what is written to, must outlive the
 /// batch's answers. Around a write that holds at once, the answers are awaited: it is not made after a
 /// failure.
@@ -322,29 +343,31 @@ void submitLines(client::Connection& a_oConnection, WriteBatch& a_oBatch, std::v
 {
     KeyCheck oKeys(a_oConnection);
     for (auto it = a_lLines.begin(); it != a_lLines.end() && a_oFailed.m_pLine == nullptr; ++it) {
-        Arguments& oArguments = it->m_oArguments;
-        const auto oChecked = oKeys.concerns(oArguments) ? oKeys.check(oArguments) : client::Status();
-        if (!a_oFailed.take(*it, oChecked)) {
-            a_oBatch.fail(oChecked);
+        const Arguments& oArguments = it->m_oArguments;
+        const bool bByKeys = oKeys.concerns(oArguments);
+        const auto oFound =
+            bByKeys ? oKeys.find(oArguments) : client::Result<std::vector<Assignment>>(client::Status());
+        if (!a_oFailed.take(*it, oFound)) {
+            a_oBatch.fail(client::Status(oFound));
             break;
         }
         oKeys.forget(oArguments);
         if (it->m_bImmediate && !a_oBatch.wait()) {
             break;
         }
-        std::visit(
-            [&](const auto& a_oRequest) {
-                a_oBatch.add(a_oRequest, it->m_sContext, [&, pLine = &*it](const auto& a_oAnswer) {
-                    if (a_oAnswer.ok()) {
-                        addId(a_lIds, a_oAnswer);
-                    }
-                    if (a_oAnswer.ok() && pLine->m_bImmediate) {
-                        a_lStaying.push_back(pLine);
-                    }
-                    return a_oFailed.take(*pLine, a_oAnswer);
-                });
-            },
-            makeWrite(oArguments, std::move(it->m_lValues)));
+        const auto submit = [&](const auto& a_oRequest) {
+            a_oBatch.add(a_oRequest, it->m_sContext, [&, pLine = &*it](const auto& a_oAnswer) {
+                if (a_oAnswer.ok()) {
+                    addId(a_lIds, a_oAnswer);
+                }
+                if (a_oAnswer.ok() && pLine->m_bImmediate) {
+                    a_lStaying.push_back(pLine);
+                }
+                return a_oFailed.take(*pLine, a_oAnswer);
+            });
+        };
+        std::visit([&](auto a_oRequest) { submitByKeys(a_oRequest, bByKeys ? &*oFound : nullptr, submit); },
+                   makeWrite(oArguments, std::move(it->m_lValues)));
     }
 }
 

@@ -21,14 +21,17 @@ std::string folded(const std::string& a_sText)
 
 bool KeyCheck::concerns(const Arguments& a_oArguments)
 {
-    return isQuoted(a_oArguments) ||
+    return needsRows(a_oArguments) ||
            (a_oArguments.m_oKey && !a_oArguments.m_bAllMatching && isStored(a_oArguments.m_sTable));
 }
 
-bool KeyCheck::isQuoted(const Arguments& a_oArguments)
+bool KeyCheck::needsRows(const Arguments& a_oArguments)
 {
-    return a_oArguments.m_oKey && a_oArguments.m_oKey->m_oText->find('\'') != std::string::npos &&
-           isStored(a_oArguments.m_sTable);
+    if (!a_oArguments.m_oKey) {
+        return false;
+    }
+    const auto& oText = a_oArguments.m_oKey->m_oText;
+    return !oText || (oText->find('\'') != std::string::npos && isStored(a_oArguments.m_sTable));
 }
 
 bool KeyCheck::isStored(const std::string& a_sTable)
@@ -39,48 +42,78 @@ bool KeyCheck::isStored(const std::string& a_sTable)
     return m_oStored->hasName(a_sTable);
 }
 
-Status KeyCheck::replaceQuoted(Arguments& a_oArguments)
+/// Whether NULL in a row says that the column is NULL: of a column without a type the daemon returns nothing
+/// else.
+bool KeyCheck::canShowNull(const std::string& a_sTable, const std::string& a_sColumn)
 {
-    auto& [sColumn, oText] = *a_oArguments.m_oKey;
-    const auto oRows = m_oConnection.call(request::SelectRows{a_oArguments.m_sTable, {"Id", sColumn}});
-    if (!oRows.ok()) {
-        return oRows;
+    const auto oSchema = m_oConnection.call(request::GetSchema{a_sTable});
+    return std::ranges::none_of(*oSchema, [&](const auto& a_oColumn) {
+        return a_oColumn.second == EDataType::Null && sameIgnoringCase(a_oColumn.first, a_sColumn);
+    });
+}
+
+/// The Ids of the rows that show the key.
+client::Result<std::vector<Assignment>> KeyCheck::findIds(const Arguments& a_oArguments)
+{
+    const std::string& sTable = a_oArguments.m_sTable;
+    const auto& [sColumn, oText] = *a_oArguments.m_oKey;
+    const std::string sKey = textOf(*a_oArguments.m_oKey);
+    if (!oText && !canShowNull(sTable, sColumn)) {
+        return Status::refused(EResultCode::Failure,
+                               "which rows have " + sKey + " cannot be told: the column has no type");
     }
-    std::vector<std::string> lIds;
+    const auto oRows = m_oConnection.call(request::SelectRows{sTable, {"Id", sColumn}});
+    if (!oRows.ok()) {
+        return Status(oRows);
+    }
+    std::vector<Assignment> lIds;
     for (std::size_t i = 0; i < oRows->size(); ++i) {
         const auto lCells = (*oRows)[i].m_lCells;
-        if (showsText(lCells[1], *oText)) {
-            lIds.push_back(cellText(lCells[0]));
+        if (showsKey(lCells.back(), oText)) {
+            if (isNull(lCells.front())) {
+                return Status::refused(EResultCode::Failure,
+                                       "a row with " + sKey + " has no Id to write it by");
+            }
+            lIds.push_back({"Id", cellText(lCells.front())});
         }
     }
     if (lIds.empty()) {
-        return Status::refused(EResultCode::NoRow);
+        return Status::refused(EResultCode::NoRow, "no row of " + sTable + " has " + sKey);
     }
-    if (lIds.size() > 1) {
-        std::string sIds = lIds.front();
-        std::for_each(lIds.begin() + 1, lIds.end(), [&](const auto& a_sId) { sIds += ", " + a_sId; });
-        return Status::refused(EResultCode::Failure, std::to_string(lIds.size()) + " rows have " + sColumn +
-                                                         "=" + *oText +
-                                                         ", which has a quote; use each one's Id: " + sIds);
+    if (lIds.size() > 1 && !a_oArguments.m_bAllMatching) {
+        return Status::refused(EResultCode::Failure,
+                               std::to_string(lIds.size()) + " rows have " + sKey + "; use --all-matching");
     }
-    a_oArguments.m_oKey = Assignment{"Id", lIds.front()};
-    return {};
+    return {Status(), std::move(lIds)};
 }
 
-Status KeyCheck::check(Arguments& a_oArguments)
+client::Result<std::vector<Assignment>> KeyCheck::find(const Arguments& a_oArguments)
 {
-    if (isQuoted(a_oArguments)) {
-        if (Status oFound = replaceQuoted(a_oArguments); !oFound.ok()) {
-            return oFound;
+    const bool bRead = needsRows(a_oArguments);
+    auto oKeys = bRead ? findIds(a_oArguments)
+                       : client::Result<std::vector<Assignment>>(Status(), {*a_oArguments.m_oKey});
+    if (!isStored(a_oArguments.m_sTable)) {
+        return oKeys;
+    }
+    const char* pAdvice = bRead ? ", which does not tell them apart" : "; use --all-matching";
+    for (const Assignment& oKey : *oKeys) {
+        if (Status oAlone = checkAlone(a_oArguments.m_sTable, oKey, pAdvice); !oAlone.ok()) {
+            return oAlone;
         }
     }
-    const auto& [sColumn, oText] = *a_oArguments.m_oKey;
-    Column& oColumn = m_mColumns[{a_oArguments.m_sTable, sColumn}];
+    return oKeys;
+}
+
+/// Refuses a key that several rows have, with the advice.
+Status KeyCheck::checkAlone(const std::string& a_sTable, const Assignment& a_oKey, const char* a_pAdvice)
+{
+    const auto& [sColumn, oText] = a_oKey;
+    Column& oColumn = m_mColumns[{a_sTable, sColumn}];
     if (isSurelyAlone(oColumn, *oText)) {
         return {};
     }
     // The row tells how the value is stored: "01" in a column of integers is 1.
-    auto oFirst = readFirst(a_oArguments, *oText);
+    auto oFirst = readFirst(a_sTable, sColumn, *oText);
     if (!oFirst.ok()) {
         return oFirst;
     }
@@ -88,7 +121,7 @@ Status KeyCheck::check(Arguments& a_oArguments)
         return Status::refused(EResultCode::Failure, "how many rows have " + sColumn + "=" + *oText +
                                                          " cannot be told; use --all-matching");
     }
-    auto oRead = readColumn(a_oArguments.m_sTable, sColumn);
+    auto oRead = readColumn(a_sTable, sColumn);
     if (!oRead.ok()) {
         return oRead;
     }
@@ -96,12 +129,12 @@ Status KeyCheck::check(Arguments& a_oArguments)
     std::size_t iRows = 0;
     for (const auto& [sText, iCount] : oColumn[folded(**oFirst)]) {
         // Texts that the column's collation takes for the same have the same first row.
-        const bool bSame = sText == **oFirst || *readFirst(a_oArguments, sText) == *oFirst;
+        const bool bSame = sText == **oFirst || *readFirst(a_sTable, sColumn, sText) == *oFirst;
         iRows += bSame ? iCount : 0;
     }
     if (iRows > 1) {
-        return Status::refused(EResultCode::Failure, std::to_string(iRows) + " rows have " + sColumn + "=" +
-                                                         *oText + "; use --all-matching");
+        return Status::refused(EResultCode::Failure,
+                               std::to_string(iRows) + " rows have " + sColumn + "=" + *oText + a_pAdvice);
     }
     return **oFirst == *oText
                ? Status()
@@ -144,12 +177,10 @@ client::Result<KeyCheck::Column> KeyCheck::readColumn(const std::string& a_sTabl
 }
 
 /// The key's column of the first row with the value, nothing where it cannot be read.
-client::Result<std::optional<std::string>> KeyCheck::readFirst(const Arguments& a_oArguments,
-                                                               const std::string& a_sText)
+client::Result<std::optional<std::string>>
+KeyCheck::readFirst(const std::string& a_sTable, const std::string& a_sColumn, const std::string& a_sText)
 {
-    const std::string& sColumn = a_oArguments.m_oKey->m_sColumn;
-    const auto oRow =
-        m_oConnection.call(request::SelectKey{a_oArguments.m_sTable, sColumn, a_sText, {sColumn}});
+    const auto oRow = m_oConnection.call(request::SelectKey{a_sTable, a_sColumn, a_sText, {a_sColumn}});
     if (!oRow.ok() || oRow->empty() || oRow->begin()->second.getType() == EDataType::Null) {
         return {Status(oRow)};
     }

@@ -1,5 +1,6 @@
-// Refuses a set or del by key when several rows of a stored table have the key's value, and finds the row of
-// a key with a quote, which the daemon refuses in these tables.
+// Finds the keys by which the daemon makes a set or del by key. Refuses one when several rows of a stored
+// table have the key's value. The daemon takes no NULL as a key, nor a quote in a key of a stored table: such
+// rows are found by reading the table, and written by their Ids.
 //
 // Made by a command, which checks within the transaction of the write, so that the count still holds when the
 // write is made. Virtual tables are not checked: their writes act on one row.
@@ -13,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace systema::cli {
 
@@ -21,15 +23,15 @@ class KeyCheck
 public:
     explicit KeyCheck(client::Connection& a_oConnection) : m_oConnection(a_oConnection) {}
 
-    /// Whether the write is to be checked: a set or del by key of a stored table, not of all matching rows
-    /// unless the key has a quote.
+    /// Whether the keys of the write are to be found: a set or del by key of a stored table, not of all
+    /// matching rows unless the daemon does not take the key.
     bool concerns(const Arguments& a_oArguments);
-    /// Whether the daemon refuses the key for a quote in its value.
-    bool isQuoted(const Arguments& a_oArguments);
-    /// 0: at most one row has the value; a key with a quote is replaced by the Id of that row. 1: more have,
-    /// or what the column holds cannot be read. 10: none has, or the database takes it for a value that is
-    /// shown otherwise; 8: no such column.
-    client::Status check(Arguments& a_oArguments);
+    /// Whether the daemon does not take the key, so that its rows are found by reading.
+    bool needsRows(const Arguments& a_oArguments);
+    /// The keys of the write, each for one row. 1: several rows have the value and not all matching ones are
+    /// meant, or what the column holds cannot be read. 10: none has it, or the database takes it for a value
+    /// that is shown otherwise; 8: no such column.
+    client::Result<std::vector<Assignment>> find(const Arguments& a_oArguments);
     /// Drops the counts that the next write may change.
     void forget(const Arguments& a_oArguments);
 
@@ -39,11 +41,13 @@ private:
     using Column = std::map<std::string, Texts>;
 
     bool isStored(const std::string& a_sTable);
-    client::Status replaceQuoted(Arguments& a_oArguments);
+    client::Result<std::vector<Assignment>> findIds(const Arguments& a_oArguments);
+    bool canShowNull(const std::string& a_sTable, const std::string& a_sColumn);
+    client::Status checkAlone(const std::string& a_sTable, const Assignment& a_oKey, const char* a_pAdvice);
     static bool isSurelyAlone(const Column& a_oColumn, const std::string& a_sText);
     client::Result<Column> readColumn(const std::string& a_sTable, const std::string& a_sColumn);
-    client::Result<std::optional<std::string>> readFirst(const Arguments& a_oArguments,
-                                                         const std::string& a_sText);
+    client::Result<std::optional<std::string>>
+    readFirst(const std::string& a_sTable, const std::string& a_sColumn, const std::string& a_sText);
 
     client::Connection& m_oConnection;
     std::optional<NameList> m_oStored;

@@ -60,7 +60,7 @@ Names namesOf(const Arguments& a_oArguments)
                  std::nullopt,          a_oArguments.m_eWrite != EWrite::None,
                  a_oArguments.m_oRow,   a_oArguments.m_lAssignments};
     if (a_oArguments.m_oKey) {
-        oNames.m_oKeyValue = *a_oArguments.m_oKey->m_oText;
+        oNames.m_oKeyValue = a_oArguments.m_oKey->m_oText;
         oNames.m_lColumns.push_back(a_oArguments.m_oKey->m_sColumn);
     }
     for (const Assignment& oAssignment : a_oArguments.m_lAssignments) {

@@ -7,7 +7,6 @@
 #include "client/transaction.h"
 
 #include <chrono>
-#include <functional>
 #include <utility>
 
 namespace systema::cli {
@@ -25,64 +24,57 @@ Answer unlessUnanswered(Answer a_oAnswer)
                                         "; it may be written or not: read before writing it again");
 }
 
-/// Makes a write in a transaction of its own, once the check has allowed it; what is to be seen before the
-/// transaction ends is taken by the last function.
+/// Makes the write by each of the keys that are found for it.
 template<typename Request>
-client::ResultOf<Request> writeInTransaction(client::Connection& a_oConnection, const Request& a_oRequest,
-                                             std::chrono::milliseconds a_oWait,
-                                             const std::function<client::Status()>& a_oCheck,
-                                             const std::function<void()>& a_oDone)
+client::ResultOf<Request> writeByKeys(client::Connection& a_oConnection, Request a_oRequest,
+                                      const Arguments& a_oArguments, KeyCheck& a_oKeys)
 {
-    client::Transaction oTransaction(a_oConnection); // rolls back unless it is committed
-    client::Status oStatus = explainBusy(oTransaction.begin(a_oWait), a_oWait, "-t");
-    if (oStatus.ok()) {
-        oStatus = a_oCheck();
-    }
-    if (!oStatus.ok()) {
-        return oStatus;
-    }
-    auto oAnswer = a_oConnection.call(a_oRequest);
-    if (oAnswer.ok()) {
-        a_oDone();
-        if (auto oCommitted = oTransaction.commit(); !oCommitted.ok()) {
-            return unlessUnanswered(oCommitted);
+    const auto oKeys = a_oKeys.find(a_oArguments);
+    client::ResultOf<Request> oAnswer{client::Status(oKeys)};
+    if constexpr (requires { a_oRequest.m_sKeyColumn; }) {
+        for (auto it = oKeys->begin(); oAnswer.ok() && it != oKeys->end(); ++it) {
+            a_oRequest.m_sKeyColumn = it->m_sColumn;
+            a_oRequest.m_sKeyValue = *it->m_oText;
+            oAnswer = a_oConnection.call(a_oRequest);
         }
     }
     return oAnswer;
 }
 
-/// Makes a write. One whose key is checked, and a deletion that takes rows of other tables with it, are made
-/// in a transaction of their own, as is one that is refused because another client has a transaction: it
+/// Makes a write. One whose keys are to be found, and a deletion that takes rows of other tables with it, are
+/// made in a transaction of their own, as is one that is refused because another client has a transaction: it
 /// waits for the end of that, and the refusal has changed nothing. Any other write is made without a
 /// transaction: some tables can be written at any time, and the end of a transaction resets its time-out.
 /// Gives also what went with the deletion.
 template<typename Request>
-client::ResultOf<Request> write(client::Connection& a_oConnection, Request a_oRequest, Arguments a_oArguments,
-                                std::string& a_sGone)
+client::ResultOf<Request> write(client::Connection& a_oConnection, const Request& a_oRequest,
+                                const Arguments& a_oArguments, std::string& a_sGone)
 {
-    const std::chrono::milliseconds oWait = a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout);
     KeyCheck oKeys(a_oConnection);
     Cascade oCascade(a_oConnection);
-    const bool bKey = oKeys.concerns(a_oArguments);
+    const bool bByKeys = oKeys.concerns(a_oArguments);
     const bool bCascade = oCascade.concerns(a_oArguments);
-    const auto check = [&] {
-        client::Status oChecked = bKey ? oKeys.check(a_oArguments) : client::Status();
-        if constexpr (requires { a_oRequest.m_sKeyColumn; }) { // the check may have found another key
-            a_oRequest.m_sKeyColumn = a_oArguments.m_oKey->m_sColumn;
-            a_oRequest.m_sKeyValue = *a_oArguments.m_oKey->m_oText;
+    if (!bByKeys && !bCascade) {
+        auto oAnswer = unlessUnanswered(a_oConnection.call(a_oRequest));
+        if (oAnswer.code() != EResultCode::Busy) {
+            return oAnswer;
         }
-        oCascade.start();
-        return oChecked;
-    };
-    const auto inTransaction = [&] {
-        return writeInTransaction(a_oConnection, a_oRequest, oWait, check,
-                                  [&] { a_sGone = oCascade.describe(); });
-    };
-    if (bKey || bCascade) {
-        return inTransaction();
     }
-    auto oAnswer = unlessUnanswered(a_oConnection.call(a_oRequest));
-    return oAnswer.code() == EResultCode::Busy ? inTransaction() : oAnswer;
+    const std::chrono::milliseconds oWait = a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout);
+    client::Transaction oTransaction(a_oConnection); // rolls back unless it is committed
+    if (client::Status oBegun = explainBusy(oTransaction.begin(oWait), oWait, "-t"); !oBegun.ok()) {
+        return oBegun;
+    }
+    oCascade.start();
+    auto oAnswer = bByKeys ? writeByKeys(a_oConnection, a_oRequest, a_oArguments, oKeys)
+                           : a_oConnection.call(a_oRequest);
+    if (oAnswer.ok()) {
+        a_sGone = oCascade.describe();
+        if (auto oCommitted = oTransaction.commit(); !oCommitted.ok()) {
+            return unlessUnanswered(oCommitted);
+        }
+    }
+    return oAnswer;
 }
 
 } // namespace

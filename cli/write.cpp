@@ -19,8 +19,9 @@ WriteRequest makeWrite(const Arguments& a_oArguments, ValueList a_lValues)
     }
     if (a_oArguments.m_oKey) {
         const auto& [sColumn, oText] = *a_oArguments.m_oKey;
-        return bDelete ? WriteRequest(request::DeleteKey{sTable, sColumn, *oText})
-                       : WriteRequest(request::UpdateKey{sTable, sColumn, *oText, std::move(a_lValues)});
+        const std::string_view sText = oText ? std::string_view(*oText) : std::string_view();
+        return bDelete ? WriteRequest(request::DeleteKey{sTable, sColumn, sText})
+                       : WriteRequest(request::UpdateKey{sTable, sColumn, sText, std::move(a_lValues)});
     }
     return request::DeleteAll{sTable};
 }

@@ -17,7 +17,8 @@ using WriteRequest =
     std::variant<client::request::UpdateRow, client::request::UpdateKey, client::request::InsertKey,
                  client::request::DeleteRow, client::request::DeleteKey, client::request::DeleteAll>;
 
-/// The request of a set, add or del with its typed values; it refers to the arguments.
+/// The request of a set, add or del with its typed values; it refers to the arguments. For NULL as a key it
+/// has an empty text: the rows are to be found by KeyCheck.
 WriteRequest makeWrite(const Arguments& a_oArguments, ValueList a_lValues);
 
 /// The ids that an answer gives: one for a new row, none for any other write.

@@ -260,9 +260,10 @@ TEST_F(Mistakes, ARowCannotBeFoundNorWrittenByAKeyWithAQuote)
     expectDone({"set", "Scratch", "--key", "Text=O'Neil's laptop", "Text=desk's"});
     expectDone({"batch"}, "set Scratch --key \"Text=desk's\" Text=both\ndel Job --key \"Name=it's\"\n");
     EXPECT_THAT(client().rows("Scratch", {"Text"}), ElementsAre("both"));
-    expectError(1, "2 rows have Name=twin's, which has a quote; use each one's Id: 3, 4",
-                {"del", "Job", "--key", "Name=twin's", "--all-matching"});
+    expectError(1, "2 rows have Name=twin's; use --all-matching", {"del", "Job", "--key", "Name=twin's"});
     EXPECT_EQ(3U, client().count("Job"));
+    expectDone({"del", "Job", "--key", "Name=twin's", "--all-matching"});
+    EXPECT_EQ(1U, client().count("Job"));
 
     // The row is looked for within the transaction of the write.
     EXPECT_EQ(0U, client().code(request::Begin{}));
@@ -273,6 +274,35 @@ TEST_F(Mistakes, ARowCannotBeFoundNorWrittenByAKeyWithAQuote)
     oDel.wait();
     EXPECT_EQ("", oDel.errors());
     EXPECT_THAT(client().rows("Scratch", {"Text"}), ElementsAre("both"));
+}
+
+TEST_F(Mistakes, ARowCannotBeFoundNorWrittenByAColumnThatIsNull)
+{
+    start();
+    const auto csv = [this](const std::string& a_sKey) {
+        return ledgerctl({"--csv", "get", "Scratch", "--key", a_sKey, "--all-matching"}).m_sOutput;
+    };
+    expectDone({"batch"}, "add Scratch Text=:null\nadd Scratch Text:null\nadd Scratch Text=\n");
+    EXPECT_EQ("Id,Text\n1,:null\n", csv("Text=:null"));
+    EXPECT_EQ("Id,Text\n2,\n", csv("Text:null"));
+    EXPECT_EQ("Id,Text\n3,\"\"\n", csv("Text="));
+    expectDone({"set", "Scratch", "--key", "Text:null", "Text=found"});
+    expectError(10, "no row of Scratch has Text:null", {"get", "Scratch", "--key", "Text:null"});
+    expectError(8, R"(no column "Txt" in Scratch; did you mean "Text"?)",
+                {"del", "Scratch", "--key", "Txt:null"});
+    expectError(1, "which rows have Raw:null cannot be told: the column has no type",
+                {"del", "Item", "--key", "Raw:null", "--all-matching"});
+
+    expectDone({"batch"}, "set Scratch --key Id=1 Text:null\nset Scratch --key Id=3 Text:null\n");
+    EXPECT_EQ("ledgerctl: the first of 2 rows with Text:null; --all-matching shows them all\n",
+              ledgerctl({"get", "Scratch", "--key", "Text:null"}).m_sErrors);
+    expectError(1, "2 rows have Text:null; use --all-matching", {"del", "Scratch", "--key", "Text:null"});
+    expectError(1, "line 1: 2 rows have Text:null; use --all-matching", {"batch"},
+                "set Scratch --key Text:null Text=x\n");
+    expectDone({"batch"},
+               "set Scratch --key Text:null --all-matching Text=a\nset Scratch --key Id=1 Text:null\n"
+               "del Scratch --key Text:null\n");
+    EXPECT_THAT(client().rows("Scratch"), ElementsAre("2 found", "3 a"));
 }
 
 TEST_F(Mistakes, AReadByKeyLeavesRowsOutWithoutAWord)

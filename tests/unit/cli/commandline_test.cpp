@@ -76,7 +76,7 @@ TEST_F(CommandLineTest, WrongUsageIs64)
                               "get T --row -1",
                               "get T --row 4294967296",
                               "get T --key Id",
-                              "get T --key Id:null",
+                              "get T --key :null",
                               "get T --key Id=1 --row 1",
                               "get T --all",
                               "get T -v --csv",
