@@ -49,6 +49,9 @@ std::string describeForm(const std::string& a_sColumn)
     if (a_sColumn.find('=') != std::string::npos) {
         return "; rows with a value are found by --key " + a_sColumn;
     }
+    if (sameIgnoringCase(a_sColumn, "rowid")) {
+        return "; --key Id=N finds the row with an Id, --row N the one at a position";
+    }
     return a_sColumn.find(',') != std::string::npos ? "; columns are separated by blanks" : "";
 }
 
