@@ -1,5 +1,6 @@
 #include "cli/cell.h"
 #include "cli/commands.h"
+#include "cli/format.h"
 #include "cli/importplan.h"
 #include "cli/input.h"
 #include "cli/namecheck.h"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <ranges>
 #include <set>
@@ -127,6 +129,54 @@ Outcome writeFile(const std::string& a_sFile, std::string_view a_sText)
 
 } // namespace
 
+namespace {
+
+/// All rows of a table, the one with Id 0 first.
+client::Rows allRows(Table a_oTable)
+{
+    if (!a_oTable.m_oZeroRow || showsZeroRow(a_oTable.m_oRows)) {
+        return std::move(a_oTable.m_oRows);
+    }
+    client::Rows oAll(a_oTable.m_oRows.columns());
+    std::vector<Value> lValues;
+    for (const std::string& sColumn : oAll.columns()) {
+        const Value* pValue = a_oTable.m_oZeroRow->find(sColumn);
+        lValues.push_back(pValue != nullptr ? *pValue : Value(EDataType::Null));
+    }
+    oAll.add(lValues);
+    for (std::size_t i = 0; i < a_oTable.m_oRows.size(); ++i) {
+        lValues.clear();
+        std::ranges::transform(a_oTable.m_oRows[i].m_lCells, std::back_inserter(lValues),
+                               &wire::Cell::toValue);
+        oAll.add(lValues);
+    }
+    return oAll;
+}
+
+/// The one table that CSV can hold.
+Outcome exportCsv(Session& a_oSession, const Arguments& a_oArguments, const std::string& a_sFile)
+{
+    if (a_oArguments.m_lNames.size() != 1) {
+        return Outcome::usage("export --csv writes one table, which must be named; JSON holds several");
+    }
+    const std::string& sTable = a_oArguments.m_lNames.front();
+    Table oTable;
+    if (const auto oStatus = readTable(a_oSession.m_oConnection, sTable, oTable); !oStatus.ok()) {
+        return tableFailure(a_oSession.m_oConnection, oStatus, sTable);
+    }
+    const client::Rows oRows = allRows(std::move(oTable));
+    if (!a_sFile.empty()) {
+        std::ostringstream oCsv;
+        writeCsv(oCsv, oRows, EReader::Program);
+        return writeFile(a_sFile, oCsv.view());
+    }
+    protectRedirection(a_oSession.m_iOutput);
+    a_oSession.m_oPrinter.printRows(oRows);
+    return {};
+}
+
+} // namespace
+
 Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
 {
     const std::string sFile = a_oArguments.m_sOutput == "-" ? "" : a_oArguments.m_sOutput;
@@ -134,6 +184,9 @@ Outcome runExport(Session& a_oSession, const Arguments& a_oArguments)
         return Outcome::usage(sFile + " is not a regular file");
     }
     const ReaderWatch oReader(sFile.empty() ? a_oSession.m_iOutput : -1);
+    if (a_oArguments.m_eFormat == EFormat::Csv) {
+        return exportCsv(a_oSession, a_oArguments, sFile);
+    }
     auto& oConnection = a_oSession.m_oConnection;
     NameList lTables;
     for (const std::string& sTable : a_oArguments.m_lNames) {
@@ -454,6 +507,9 @@ Outcome writeAll(Session& a_oSession, json_object* a_pFile, const std::vector<Ta
 
 Outcome runImport(Session& a_oSession, const Arguments& a_oArguments)
 {
+    if (a_oArguments.m_eFormat == EFormat::Csv) {
+        return Outcome::usage("import reads JSON, no CSV");
+    }
     InputFile oInput(a_oSession.m_oInput, a_oArguments.m_sFile);
     const std::string sText = oInput.readAll();
     if (!oInput.ok()) {

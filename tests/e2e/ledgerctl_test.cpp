@@ -192,6 +192,21 @@ TEST_F(Ledgerctl, BatchIsOneTransaction)
     EXPECT_EQ("a;", client().cell("Item", 6, "Note"));
 }
 
+TEST_F(Ledgerctl, ExportsOneTableAsCsv)
+{
+    const std::string sCsv = "Id,Name\n0,default\n1,first\n";
+    expectOutput({"--csv", "export", "Job"}, sCsv);
+    const std::string sFile = m_oSandbox.path("job.csv");
+    expectOutput({"--csv", "export", "Job", "-o", sFile}, "");
+    EXPECT_EQ(sCsv, readFile(sFile));
+    expectError(64, "export --csv writes one table", {"--csv", "export"});
+    expectError(64, "export --csv writes one table", {"--csv", "export", "Job", "Item"});
+    expectError(8, "no table \"Jbo\"; did you mean \"Job\"?", {"--csv", "export", "Jbo"});
+    expectError(64, "import reads JSON", {"--csv", "import"}, sCsv);
+    expectError(9, "no column \"rowid\" in Job; --key Id=N finds the row with an Id, --row N",
+                {"get", "Job", "rowid"});
+}
+
 TEST_F(Ledgerctl, BatchWaitsForTheTransactionOfAnother)
 {
     const std::string sFile = m_oSandbox.path("batch");
