@@ -35,6 +35,7 @@ struct Arguments
     std::vector<Assignment> m_lAssignments;
     std::optional<std::uint32_t> m_oRow;
     std::optional<Assignment> m_oKey;
+    std::optional<std::string> m_oAs; // the name of a new row, for later lines of a batch
     bool m_bAll = false;
     bool m_bAllMatching = false; // the rows of the key, however many
     bool m_bRows = false;

@@ -160,6 +160,13 @@ void declareAdd(CLI::App& a_oApp, Arguments& a_oArguments)
     declareAssignments(a_oApp, a_oArguments);
 }
 
+/// What add takes in a batch alone.
+void declareAs(CLI::App& a_oApp, Arguments& a_oArguments)
+{
+    a_oApp.add_option("--as", a_oArguments.m_oAs, "the name by which later lines call the id")
+        ->type_name("NAME");
+}
+
 void declareDel(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     declareTable(a_oApp, a_oArguments);
@@ -599,6 +606,9 @@ CommandLine::CommandLine(EGrammar a_eGrammar)
             pSub->group("Commands");
             pSub->footer(""); // it would have the program's
             oCommand.m_pDeclare(*pSub, m_oArguments);
+            if (a_eGrammar == EGrammar::BatchLine && oCommand.m_eWrite == EWrite::Add) {
+                declareAs(*pSub, m_oArguments);
+            }
             pSub->final_callback([this, &oCommand] {
                 m_pCommand = &oCommand;
                 m_oArguments.m_eWrite = oCommand.m_eWrite;

@@ -130,6 +130,39 @@ void addDiff(const JsonPtr& a_oChange, const RowDiff& a_oDiff)
     addMember(a_oChange, "changed", std::move(oChanged));
 }
 
+const char* stateName(CommandResult::EState a_eState)
+{
+    using enum CommandResult::EState;
+    switch (a_eState) {
+    case NotRun:
+        return "not run";
+    case Done:
+        return "done";
+    case Undone:
+        return "undone";
+    case Failed:
+        return "failed";
+    case Unknown:
+        break;
+    }
+    return "unknown";
+}
+
+JsonPtr jsonResult(const CommandResult& a_oResult)
+{
+    JsonPtr oResult(json_object_new_object());
+    addMember(oResult, "line", JsonPtr(json_object_new_int64(a_oResult.m_iLine)));
+    addMember(oResult, "state", jsonText(stateName(a_oResult.m_eState)));
+    if (a_oResult.m_oId && a_oResult.m_eState == CommandResult::EState::Done) {
+        addMember(oResult, "id", JsonPtr(json_object_new_int64(*a_oResult.m_oId)));
+    }
+    if (a_oResult.m_oFailure) {
+        addMember(oResult, "error", jsonText(a_oResult.m_oFailure->m_sText));
+        addMember(oResult, "code", JsonPtr(json_object_new_int64(a_oResult.m_oFailure->m_iExit)));
+    }
+    return oResult;
+}
+
 } // namespace
 
 void Printer::printFlat(const client::Rows& a_oRows, bool a_bHeader)
@@ -211,6 +244,27 @@ void Printer::printIds(const std::vector<std::int32_t>& a_lIds)
     }
     for (std::size_t i = 0; i < oRows.size(); ++i) {
         m_oStream << jsonRow(oRows[i]) << '\n';
+    }
+}
+
+void Printer::printResults(const std::vector<CommandResult>& a_lResults, bool a_bDone)
+{
+    if (m_eFormat == EFormat::Json) {
+        m_oStream << '[';
+        for (const CommandResult& oResult : a_lResults) {
+            m_oStream << (&oResult == &a_lResults.front() ? "\n " : ",\n ") << jsonResult(oResult);
+        }
+        m_oStream << (a_lResults.empty() ? "]\n" : "\n]\n");
+        return;
+    }
+    std::vector<std::int32_t> lIds;
+    for (const CommandResult& oResult : a_lResults) {
+        if (oResult.m_oId) {
+            lIds.push_back(*oResult.m_oId);
+        }
+    }
+    if (a_bDone && !lIds.empty()) {
+        printIds(lIds);
     }
 }
 

@@ -31,6 +31,24 @@ struct Finding
     std::optional<std::string> m_oFault;
 };
 
+/// What became of a command of a batch.
+struct CommandResult
+{
+    enum class EState
+    {
+        NotRun,
+        Done,
+        Undone, // by the rollback after a failure
+        Failed,
+        Unknown // the connection broke
+    };
+
+    unsigned m_iLine; // where it begins
+    EState m_eState = EState::NotRun;
+    std::optional<std::int32_t> m_oId{}; // of the new row
+    std::optional<Outcome> m_oFailure{};
+};
+
 class Printer
 {
 public:
@@ -53,6 +71,9 @@ public:
     Outcome printValues(const client::Rows& a_oRows);
     /// The ids of new rows, one a line.
     void printIds(const std::vector<std::int32_t>& a_lIds);
+    /// What became of the commands of a batch; in JSON an array of an object for each, in other formats the
+    /// ids of new rows if all went well.
+    void printResults(const std::vector<CommandResult>& a_lResults, bool a_bDone);
     /// Names with values; in JSON an object.
     void printRecord(const ValueList& a_lRecord);
     /// Names with their faults, "ok" where there is none; in JSON and CSV NULL.

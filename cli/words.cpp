@@ -106,6 +106,9 @@ WordSplitter::EState WordSplitter::add(std::string_view a_sLine)
                 m_bPlainLast = false;
             }
         }
+        if (cByte == '$' && m_bPlainLast) {
+            m_mDollars.try_emplace(m_lWords.size() - 1, m_lWords.back().size());
+        }
         m_bPlain = m_bPlain && m_bPlainLast;
         m_lWords.back() += cByte;
     }

@@ -4,6 +4,7 @@
 // %q writes them. What would be an operator of a shell is a fault.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,11 +28,15 @@ public:
     /// The words of the lines so far; with Operator the last one is it.
     const std::vector<std::string>& words() const { return m_lWords; }
 
+    /// By the number of a word, where its first "$" outside of quotes stands that begins no $'text'.
+    const std::map<std::size_t, std::size_t>& dollars() const { return m_mDollars; }
+
 private:
     bool endsWithOperator() const;
     std::size_t addEscaped(std::string_view a_sText);
 
     std::vector<std::string> m_lWords;
+    std::map<std::size_t, std::size_t> m_mDollars;
     bool m_bInWord = false;
     bool m_bPlain = false;     // no character of the word was quoted
     bool m_bPlainLast = false; // its last one was not

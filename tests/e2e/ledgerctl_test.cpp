@@ -192,6 +192,53 @@ TEST_F(Ledgerctl, BatchIsOneTransaction)
     EXPECT_EQ("a;", client().cell("Item", 6, "Note"));
 }
 
+TEST_F(Ledgerctl, ALineOfABatchRefersToARowThatAnEarlierOneAdded)
+{
+    expectOutput({"batch"}, "4\n2\n5\n",
+                 "add Item Name=plum Number=9 --as plum\n"
+                 "add ItemPart ItemId=$plum --as part\n"
+                 "set Item --key Id=$plum Note='$plum' Number=$part\n"
+                 "add Item Name=\"\\$x\" Note=\\$plum\n"
+                 "set Item --key=Id=$plum Size=$plum\n");
+    EXPECT_EQ("4", client().cell("ItemPart", 2, "ItemId"));
+    EXPECT_EQ("$plum", client().cell("Item", 4, "Note"));
+    EXPECT_EQ("2", client().cell("Item", 4, "Number"));
+    EXPECT_EQ("4", client().cell("Item", 4, "Size"));
+    EXPECT_EQ("$plum", client().cell("Item", 5, "Note"));
+    expectOutput({"batch"}, "", "set Item --key Id=5 Note=$5\nset Item --key Id=4 Note=a$b\n");
+    EXPECT_EQ("$5", client().cell("Item", 5, "Note"));
+    const std::string sBefore = exported();
+    for (const auto& [pText, pLines] :
+         {std::pair("line 2: no line before has --as kiwi; quote '$kiwi' if it is a text",
+                    "add Item Name=a\nset Item --key Id=1 Note=$kiwi\n"),
+          {"line 2: a line before has --as a, too", "add Item Name=a --as a\nadd Item Name=b --as a\n"},
+          {"line 1: --as: \"1\" is not a name", "add Item Name=a --as 1\n"},
+          {"line 1: no option \"--as\" in ", "del Item --all --as a\n"}}) {
+        expectError(64, pText, {"batch"}, pLines);
+    }
+    EXPECT_EQ(sBefore, exported());
+}
+
+TEST_F(Ledgerctl, ResultsOfABatchAreOneJsonArrayAlsoAfterAFailure)
+{
+    expectOutput({"--json", "batch"}, "[]\n");
+    expectOutput({"--json", "batch"},
+                 "[\n {\"line\":2,\"state\":\"done\",\"id\":4},\n"
+                 " {\"line\":3,\"state\":\"done\"}\n]\n",
+                 "\nadd Item Name=plum\nset Item --key Id=4 Note=x\n");
+    const auto oFailed = ledgerctl({"--json", "batch"}, "add Item Name=fig\nadd Job Name=kept\n"
+                                                        "add Item Name=plum\nadd Item Name=kiwi\n");
+    EXPECT_EQ(6, oFailed.m_iStatus);
+    EXPECT_EQ("[\n {\"line\":1,\"state\":\"undone\"},\n {\"line\":2,\"state\":\"done\",\"id\":2},\n"
+              " {\"line\":3,\"state\":\"failed\",\"error\":\"constraint violated: UNIQUE constraint failed: "
+              "Item.Name\",\"code\":6},\n {\"line\":4,\"state\":\"undone\"}\n]\n",
+              oFailed.m_sOutput);
+    EXPECT_EQ(
+        "[\n {\"line\":1,\"state\":\"not run\"},\n {\"line\":2,\"state\":\"failed\",\"error\":\"Number=x is "
+        "not an integer of -2147483648 to 2147483647\",\"code\":7}\n]\n",
+        ledgerctl({"--json", "batch"}, "del Item --all\nadd Item Number=x\n").m_sOutput);
+}
+
 TEST_F(Ledgerctl, ExportsOneTableAsCsv)
 {
     const std::string sCsv = "Id,Name\n0,default\n1,first\n";
