@@ -140,10 +140,12 @@ client::Result<client::Rows> readWantedRows(client::Connection& a_oConnection, c
     if (!a_oArguments.m_oRow && !a_oArguments.m_oKey) {
         return a_oConnection.call(request::SelectRows{sTable, lColumns});
     }
-    const auto oRow = a_oArguments.m_oRow
-                          ? a_oConnection.call(request::SelectRow{sTable, *a_oArguments.m_oRow, lColumns})
-                          : a_oConnection.call(request::SelectKey{sTable, a_oArguments.m_oKey->m_sColumn,
-                                                                  *a_oArguments.m_oKey->m_oText, lColumns});
+    const auto oRow =
+        a_oArguments.m_oRow
+            ? a_oConnection.call(request::SelectRow{sTable, *a_oArguments.m_oRow, lColumns})
+            : a_oConnection.call(request::SelectKey{
+                  sTable, a_oArguments.m_oKey->m_sColumn,
+                  KeyCheck(a_oConnection).sentValue(sTable, *a_oArguments.m_oKey->m_oText), lColumns});
     return {client::Status(oRow), oRow.ok() ? client::Rows(*oRow) : client::Rows()};
 }
 

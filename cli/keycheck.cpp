@@ -22,16 +22,25 @@ std::string folded(const std::string& a_sText)
 bool KeyCheck::concerns(const Arguments& a_oArguments)
 {
     return needsRows(a_oArguments) ||
-           (a_oArguments.m_oKey && !a_oArguments.m_bAllMatching && isStored(a_oArguments.m_sTable));
+           (a_oArguments.m_oKey && isStored(a_oArguments.m_sTable) &&
+            (!a_oArguments.m_bAllMatching || a_oArguments.m_oKey->m_oText->find('\'') != std::string::npos));
 }
 
 bool KeyCheck::needsRows(const Arguments& a_oArguments)
 {
-    if (!a_oArguments.m_oKey) {
-        return false;
+    return a_oArguments.m_oKey && !a_oArguments.m_oKey->m_oText;
+}
+
+std::string KeyCheck::sentValue(const std::string& a_sTable, const std::string& a_sText)
+{
+    if (a_sText.find('\'') == std::string::npos || !isStored(a_sTable)) {
+        return a_sText;
     }
-    const auto& oText = a_oArguments.m_oKey->m_oText;
-    return !oText || (oText->find('\'') != std::string::npos && isStored(a_oArguments.m_sTable));
+    std::string sDoubled;
+    for (const char cByte : a_sText) {
+        sDoubled.append(cByte == '\'' ? 2 : 1, cByte);
+    }
+    return sDoubled;
 }
 
 bool KeyCheck::isStored(const std::string& a_sTable)
@@ -96,10 +105,13 @@ client::Result<std::vector<Assignment>> KeyCheck::find(const Arguments& a_oArgum
         return oKeys;
     }
     const char* pAdvice = bRead ? ", which does not tell them apart" : "; use --all-matching";
-    for (const Assignment& oKey : *oKeys) {
-        if (Status oAlone = checkAlone(a_oArguments.m_sTable, oKey, pAdvice); !oAlone.ok()) {
+    for (Assignment& oKey : *oKeys) {
+        const bool bChecked = bRead || !a_oArguments.m_bAllMatching;
+        if (Status oAlone = bChecked ? checkAlone(a_oArguments.m_sTable, oKey, pAdvice) : Status();
+            !oAlone.ok()) {
             return oAlone;
         }
+        oKey.m_oText = sentValue(a_oArguments.m_sTable, *oKey.m_oText);
     }
     return oKeys;
 }
@@ -180,7 +192,8 @@ client::Result<KeyCheck::Column> KeyCheck::readColumn(const std::string& a_sTabl
 client::Result<std::optional<std::string>>
 KeyCheck::readFirst(const std::string& a_sTable, const std::string& a_sColumn, const std::string& a_sText)
 {
-    const auto oRow = m_oConnection.call(request::SelectKey{a_sTable, a_sColumn, a_sText, {a_sColumn}});
+    const auto oRow = m_oConnection.call(
+        request::SelectKey{a_sTable, a_sColumn, sentValue(a_sTable, a_sText), {a_sColumn}});
     if (!oRow.ok() || oRow->empty() || oRow->begin()->second.getType() == EDataType::Null) {
         return {Status(oRow)};
     }

@@ -1,6 +1,6 @@
 // Finds the keys by which the daemon makes a set or del by key. Refuses one when several rows of a stored
-// table have the key's value. The daemon takes no NULL as a key, nor a quote in a key of a stored table: such
-// rows are found by reading the table, and written by their Ids.
+// table have the key's value. The daemon takes no NULL as a key: such rows are found by reading the table, and
+// written by their Ids. In a key of a stored table it takes quotes doubled.
 //
 // Made by a command, which checks within the transaction of the write, so that the count still holds when the
 // write is made. Virtual tables are not checked: their writes act on one row.
@@ -24,10 +24,12 @@ public:
     explicit KeyCheck(client::Connection& a_oConnection) : m_oConnection(a_oConnection) {}
 
     /// Whether the keys of the write are to be found: a set or del by key of a stored table, not of all
-    /// matching rows unless the daemon does not take the key.
+    /// matching rows unless the daemon takes the key only in another form.
     bool concerns(const Arguments& a_oArguments);
     /// Whether the daemon does not take the key, so that its rows are found by reading.
     bool needsRows(const Arguments& a_oArguments);
+    /// The value of a key as the daemon takes it: for a stored table with each single quote doubled.
+    std::string sentValue(const std::string& a_sTable, const std::string& a_sText);
     /// The keys of the write, each for one row. 1: several rows have the value and not all matching ones are
     /// meant, or what the column holds cannot be read. 10: none has it, or the database takes it for a value
     /// that is shown otherwise; 8: no such column.

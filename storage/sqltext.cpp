@@ -4,6 +4,7 @@
 #include "systema/refusal.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace systema {
 
@@ -21,6 +22,20 @@ bool isPlainName(std::string_view a_sName)
     return !a_sName.empty() && isNameStart(a_sName.front()) && std::ranges::all_of(a_sName, [](char a_c) {
         return isNameStart(a_c) || (a_c >= '0' && a_c <= '9') || a_c == '$';
     });
+}
+
+/// The text that stands between single quotes in SQL, with each doubled quote as one; nothing when a single
+/// quote ends it early.
+std::optional<std::string> unquoted(std::string_view a_sText)
+{
+    std::string sText;
+    for (std::size_t i = 0; i < a_sText.size(); ++i) {
+        if (a_sText[i] == '\'' && (++i == a_sText.size() || a_sText[i] != '\'')) {
+            return std::nullopt;
+        }
+        sText += a_sText[i];
+    }
+    return sText;
 }
 
 /// The text as C formatting would print it: up to a NUL byte.
@@ -86,12 +101,14 @@ SqlText& SqlText::key(std::string_view a_sColumn, const std::string& a_sKey)
 {
     name(a_sColumn).sql(" = ");
     const std::string_view sKey = printed(a_sKey);
-    if (!m_sRefused && sKey.find('\'') != std::string_view::npos) {
+    auto oText = unquoted(sKey);
+    if (!oText && !m_sRefused) {
         m_sRefused = "near the quote in the key value of " + std::string(a_sColumn);
-        noteRefusal(EResultCode::NoTable,
-                    "the value of the key " + std::string(a_sColumn) + " has a quote, which no key can have");
+        noteRefusal(EResultCode::NoTable, "the value of the key " + std::string(a_sColumn) +
+                                              " has a single quote, which must be doubled in a key");
     }
-    return bind(sKey.size() + 2, sKey);
+    m_lKeys.push_front(std::move(oText).value_or(""));
+    return bind(sKey.size() + 2, m_lKeys.front());
 }
 
 SqlText::Rendered SqlText::render(const Value& a_oValue)

@@ -12,6 +12,7 @@
 #include "systema/lists.h"
 
 #include <cstdint>
+#include <forward_list>
 #include <optional>
 #include <span>
 #include <string>
@@ -36,7 +37,8 @@ public:
     /// A table or column name.
     SqlText& name(std::string_view a_sName);
     SqlText& number(std::uint64_t a_iNumber);
-    /// "Name = 'one'"; a key value that holds a single quote itself is refused.
+    /// "Name = 'one'", with the key value as it is: in it a doubled quote stands for one, a single one is
+    /// refused.
     SqlText& key(std::string_view a_sColumn, const std::string& a_sKey);
     /// The wanted columns, "*" for none.
     SqlText& columns(const NameList& a_lNames);
@@ -81,6 +83,7 @@ private:
     std::size_t m_iLimit;
     std::size_t m_iLength = 0;
     std::string m_sPrepared;
+    std::forward_list<std::string> m_lKeys; // bound; their places do not change
     std::vector<Binding> m_lBindings;
     std::optional<std::string> m_sRefused;
 };

@@ -47,7 +47,7 @@ TEST_F(SmugglingTest, whatBreaksOutOfAStatementIsTheSyntaxErrorThatItWouldBe)
     using Texts = std::vector<std::string>;
     const Texts lColumns = {"T; DROP TABLE T; --", "(SELECT Secret FROM Hidden)", "Id AS Secret", "Id\n", ""};
     const Texts lKeys = {"1' OR '1'='1", "1'; ATTACH 'evil.db' AS e; --",
-                         "' UNION SELECT Secret FROM Hidden --", "1''", "'"};
+                         "' UNION SELECT Secret FROM Hidden --", "1'''", "''' OR '"};
     {
         SqliteWrapper d = open();
         ValueList lRow;
@@ -89,7 +89,8 @@ TEST_F(SmugglingTest, whatBreaksOutOfAStatementIsTheSyntaxErrorThatItWouldBe)
                         ElementsAre(HasSubstr("Error 1 (near"), failure("hasTable", 8),
                                     HasSubstr("Error 1 (near"), failure("selectSql", 8)));
         }
-        for (const char* pKey : {"1 OR 1", "1 --", "\" OR \"\" = \"", "?1"}) { // one text, no more
+        for (const char* pKey :
+             {"1 OR 1", "1 --", "\" OR \"\" = \"", "?1", "'' OR 1 --"}) { // one text, no more
             EXPECT_EQ(d.deleteKey("T", "Name", pKey), 10U) << pKey;
         }
         EXPECT_TRUE(lRow.empty());
@@ -104,6 +105,17 @@ TEST_F(SmugglingTest, aKeyValueWithAQuoteIsNotLogged)
     EXPECT_THAT(logged([&] { EXPECT_EQ(d.selectKey(lRow, "T", "Name", "it's secret", {}), 8U); }),
                 ElementsAre("Error 1 (near the quote in the key value of Name: syntax error)",
                             failure("selectSql", 8)));
+}
+
+TEST_F(SmugglingTest, aKeyValueWithADoubledQuoteIsThatOfTheTextWithOne)
+{
+    SqliteWrapper d = open();
+    ValueList lRow;
+    ASSERT_EQ(d.updateKey("T", "Id", "1", row({{"Name", "it's '' Tom's"}})), 0U);
+    EXPECT_EQ(d.selectKey(lRow, "T", "Name", "it''s '''' Tom''s", {"Id"}), 0U);
+    EXPECT_EQ(lRow, row({{"Id", 1}}));
+    EXPECT_EQ(d.selectKey(lRow, "T", "Name", "it''s '' Tom''s", {"Id"}), 10U);
+    EXPECT_EQ(d.deleteKey("T", "Name", "it''s '''' Tom''s"), 0U);
 }
 
 TEST_F(SmugglingTest, behindTheNamesSqliteItselfRefusesTheRest)
