@@ -33,7 +33,6 @@
 #include "zel/stopflag.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -42,7 +41,6 @@
 #include <iterator>
 #include <list>
 #include <stdexcept>
-#include <string_view>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <utility>
@@ -267,17 +265,14 @@ void makeAbsolute(Options& a_oOptions)
 /// Throws for a path that no dump can be made with. What may still become right, or has a default, is logged.
 void checkDirectories(const Options& a_oOptions)
 {
-    constexpr std::string_view c_sPlain = "._/+-,:=@%";
     for (const std::string& sPath : {a_oOptions.m_sDatabasePath, a_oOptions.m_sDumpPath}) {
-        if (!std::ranges::all_of(sPath, [&](unsigned char a_iByte) {
-                return std::isalnum(a_iByte) != 0 ||
-                       c_sPlain.find(static_cast<char>(a_iByte)) != c_sPlain.npos;
-            })) {
-            throw std::runtime_error("a directory of databases or dumps may have no blank, quote or other "
-                                     "character with a meaning in a shell: " +
-                                     sPath);
+        if (!systema::isPlainPath(sPath)) {
+            throw std::runtime_error(
+                std::string("a directory of databases or dumps may have letters, digits and ") +
+                systema::c_pPathCharacters + ": " + sPath);
         }
     }
+    SqliteDump::checkPath(a_oOptions.m_sDumpPath);
     for (const auto& oFault : a_oOptions.m_oStore.faults()) {
         ZEL_Sysloglevel_error(s_iModule, zel::here(), "%s", oFault.m_sText.c_str());
     }

@@ -1,5 +1,6 @@
 #include "server/sqlitedump.h"
 
+#include "storage/databasefiles.h"
 #include "storage/sqliteplugin.h"
 #include "zel/assert.h"
 #include "zel/execute.h"
@@ -13,6 +14,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -68,6 +70,19 @@ SqliteDump::SqliteDump(const char* a_pDumpPath, const char* a_pDatabasePath, boo
     Assert(nullptr != a_pDumpPath, "0 != a_dumppath", tag(46));
     Assert(nullptr != a_pDatabasePath, "0 != a_databasepath", tag(47));
     ZEL_Sysloglevel_changeTracelevel(c_pModule, a_bVerbose ? c_iTraceLevelVerbose : c_iTraceLevelNormal);
+}
+
+void SqliteDump::checkPath(const std::string& a_sDirectory)
+{
+    std::size_t iLongestName = 0;
+    for (const auto& oFile : systema::c_aDatabaseFiles) {
+        iLongestName = std::max(iLongestName, std::strlen(oFile.m_pName));
+    }
+    const std::size_t iMost = c_iPathSize - 1 - std::strlen("/.sql") - iLongestName;
+    if (a_sDirectory.size() > iMost) {
+        throw std::runtime_error(a_sDirectory + ": a dump directory's path has at most " +
+                                 std::to_string(iMost) + " bytes");
+    }
 }
 
 bool SqliteDump::hasPlugin(const systema::SqlitePlugin* a_pPlugin) const

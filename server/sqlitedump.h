@@ -28,6 +28,10 @@ public:
     SqliteDump(const char* a_pDumpPath, const char* a_pDatabasePath, bool a_bVerbose,
                std::chrono::milliseconds a_oCeiling = c_oCeiling);
 
+    /// Throws std::runtime_error for a directory in which the path of a dump is longer than can be checked:
+    /// such a dump counts as corrupt however good it is.
+    static void checkPath(const std::string& a_sDirectory);
+
     bool hasPlugin(const systema::SqlitePlugin* a_pPlugin) const;
     /// Registers a plugin, which is not owned. One that is null or registered is an assertion failure.
     void addPlugin(const systema::SqlitePlugin* a_pPlugin);

@@ -29,16 +29,15 @@ std::string unquoted(const std::string& a_sValue)
     return bQuoted ? a_sValue.substr(1, a_sValue.size() - 2) : a_sValue;
 }
 
-/// The paths become parts of shell commands.
-bool isPlain(const std::string& a_sPath)
+} // namespace
+
+bool isPlainPath(std::string_view a_sPath)
 {
     return std::ranges::all_of(a_sPath, [](char a_cOne) {
         return std::isalnum(static_cast<unsigned char>(a_cOne)) != 0 ||
-               std::string_view("._/+-").find(a_cOne) != std::string_view::npos;
+               std::string_view(c_pPathCharacters).find(a_cOne) != std::string_view::npos;
     });
 }
-
-} // namespace
 
 StoreConfiguration::StoreConfiguration(const std::string& a_sFile)
     : m_mDirectories{{c_pDumps, "/flash/sql"},
@@ -94,8 +93,9 @@ void StoreConfiguration::set(const std::string& a_sKey, const std::string& a_sVa
     if (!a_sValue.starts_with('/')) {
         throw std::runtime_error(a_sKey + " is no absolute path: " + a_sValue);
     }
-    if (!isPlain(a_sValue)) {
-        throw std::runtime_error(a_sKey + " is no path of letters, digits and ._/+-: " + a_sValue);
+    if (!isPlainPath(a_sValue)) {
+        throw std::runtime_error(a_sKey + " is no path of letters, digits and " + c_pPathCharacters + ": " +
+                                 a_sValue);
     }
     it->second = a_sValue;
 }

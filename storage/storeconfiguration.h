@@ -21,6 +21,11 @@ inline constexpr std::uint64_t c_iDefaultLimitMiB = 32;
 /// A boot makes no database of more than 512 MiB, and one may come back twice as large as it was.
 inline constexpr std::uint64_t c_iGreatestLimitMiB = 256;
 
+/// What a path may have beside letters and digits.
+inline constexpr const char* c_pPathCharacters = "._/+-,:=@%";
+/// True for a path that can become a part of a shell command unchanged.
+bool isPlainPath(std::string_view a_sPath);
+
 class StoreConfiguration
 {
 public:
