@@ -8,10 +8,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
@@ -73,6 +75,22 @@ bool discard(int a_iFile)
     return oNull && ::dup2(oNull.get(), a_iFile) == a_iFile;
 }
 
+/// Waits until the child is gone, with its locks, so that another start finds none of it. A child that a
+/// signal ended has told nothing.
+void awaitEnd(const ZEL_Daemon& a_oDaemon, pid_t a_iChild)
+{
+    int iStatus = 0;
+    while (::waitpid(a_iChild, &iStatus, 0) < 0) {
+        if (errno != EINTR) {
+            return;
+        }
+    }
+    if (WIFSIGNALED(iStatus)) {
+        ::dprintf(STDERR_FILENO, "%s: signal %d (%s) ended it before it was ready\n",
+                  a_oDaemon.m_sName.c_str(), WTERMSIG(iStatus), ::strsignal(WTERMSIG(iStatus)));
+    }
+}
+
 /// Gives a complete and locked file the PID file's name, when nobody holds the one that has it.
 bool publish(const std::string& a_sTemporary, const std::string& a_sPidFile)
 {
@@ -117,11 +135,16 @@ bool ZEL_Daemon_daemonize(ZEL_Daemon& a_oDaemon)
     }
     const zel::UniqueFd oStarter(aEnds[0]);
     zel::UniqueFd oDaemon(aEnds[1]);
+    std::signal(SIGCHLD, SIG_DFL); // when ignored by our parent, the child's end would be lost
     const pid_t iChild = ::fork();
     if (iChild > 0) {
         oDaemon.reset();
         char cStarted = 0;
-        ::_exit(TEMP_FAILURE_RETRY(::read(oStarter.get(), &cStarted, 1)) == 1 ? EXIT_SUCCESS : EXIT_FAILURE);
+        if (TEMP_FAILURE_RETRY(::read(oStarter.get(), &cStarted, 1)) == 1) {
+            ::_exit(EXIT_SUCCESS);
+        }
+        awaitEnd(a_oDaemon, iChild);
+        ::_exit(EXIT_FAILURE);
     }
     a_oDaemon.m_oStarter = std::move(oDaemon);
     return iChild == 0 && ::setsid() >= 0 && ::chdir("/") == 0 && discard(STDIN_FILENO) &&

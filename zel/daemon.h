@@ -27,8 +27,9 @@ bool ZEL_Daemon_occupiedPidFile(const ZEL_Daemon& a_oDaemon);
 
 /// Detaches from terminal and session: the child of the calling process goes on, with "/" as directory and
 /// /dev/null as standard input and output. The calling process waits until the child reports its start, and
-/// exits with status 0, or with 1 if the child exits first. Until then the child can write the reason to
-/// standard error. False (with errno) when it failed.
+/// exits with status 0, or with 1 when the child has ended first. Until then the child can write the reason
+/// to standard error; of a child that a signal has ended the calling process says so. False (with errno) when
+/// it failed.
 bool ZEL_Daemon_daemonize(ZEL_Daemon& a_oDaemon);
 
 /// Ends the process that waits for the start, and discards standard error. Does nothing in the foreground.

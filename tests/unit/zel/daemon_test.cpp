@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <new>
@@ -172,6 +173,23 @@ TEST_F(Daemon, whatStandsInTheWayOfThePidFileIsReplacedAndNeverWrittenTo)
     ZEL_Daemon oNowhere = ZEL_Daemon_construct("ledgerd", m_oDir.file("missing"));
     EXPECT_FALSE(ZEL_Daemon_createPidFile(oNowhere));
     EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(Daemon, aChildThatIsKilledBeforeItIsReadyIsTold)
+{
+    const std::string sErrors = m_oDir.file("errors");
+    const pid_t iStarter = ::fork();
+    if (iStarter == 0) {
+        if (std::freopen(sErrors.c_str(), "w", stderr) && ZEL_Daemon_daemonize(m_oDaemon) &&
+            ZEL_Daemon_createPidFile(m_oDaemon)) {
+            ::raise(SIGKILL);
+        }
+        ::_exit(0);
+    }
+    const int iStatus = waitFor(iStarter);
+    EXPECT_TRUE(WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 1);
+    EXPECT_EQ(readFile(sErrors), "ledgerd: signal 9 (Killed) ended it before it was ready\n");
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(m_oDaemon)) << "another start would be refused";
 }
 
 TEST_F(Daemon, whatWasPrintedBeforeItDetachesIsNotLost)
