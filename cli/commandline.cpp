@@ -224,7 +224,8 @@ void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     declareFifo(a_oApp, a_oArguments);
     a_oApp.footer(
-        "There is no answer: ledgerctl info shows mode, wait time and lock, the log what was done.");
+        "Ends when the daemon has taken it: ledgerctl info shows mode, wait time and lock, the log what was "
+        "done.");
     a_oApp.require_subcommand(1);
     constexpr std::pair<const char*, const char*> c_aPlain[] = {
         {"trigger", "save now"},

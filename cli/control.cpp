@@ -7,6 +7,8 @@
 #include <climits>
 #include <csignal>
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <system_error>
 
 namespace systema::cli {
@@ -46,9 +48,36 @@ client::Status failure(const std::string& a_sFifo, int a_iError)
     }
 }
 
+/// Waits until the FIFO is empty: then the daemon has read what was written last, too.
+Outcome waitUntilRead(const std::string& a_sFifo, int a_iFd, std::chrono::milliseconds a_oWait)
+{
+    constexpr int c_iPauseMs = 2;
+    const auto oDeadline = std::chrono::steady_clock::now() + a_oWait;
+    for (;;) {
+        pollfd oReader{.fd = a_iFd, .events = 0, .revents = 0};
+        const bool bGone = ::poll(&oReader, 1, c_iPauseMs) > 0;
+        int iUnread = 0;
+        if (::ioctl(a_iFd, FIONREAD, &iUnread) != 0) {
+            return failure(a_sFifo, errno);
+        }
+        if (iUnread == 0) {
+            return {};
+        }
+        if (bGone) {
+            return failure(a_sFifo, EPIPE);
+        }
+        if (std::chrono::steady_clock::now() >= oDeadline) {
+            return client::Status::disconnected(
+                "the daemon that listens on " + a_sFifo + " has not taken the command within " +
+                std::to_string(std::chrono::ceil<std::chrono::seconds>(a_oWait).count()) +
+                " s; it takes it when it goes on");
+        }
+    }
+}
+
 } // namespace
 
-Outcome sendControl(const std::string& a_sFifo, const std::string& a_sText)
+Outcome sendControl(const std::string& a_sFifo, const std::string& a_sText, std::chrono::milliseconds a_oWait)
 {
     const zel::UniqueFd oFifo = zel::sys::openFifo(a_sFifo, O_WRONLY | O_NONBLOCK);
     if (!oFifo) {
@@ -59,12 +88,16 @@ Outcome sendControl(const std::string& a_sFifo, const std::string& a_sText)
                    '\n'); // or two that stand in the pipe would be taken for one
     const IgnoredPipeSignal oIgnored;
     const ssize_t iWritten = ::write(oFifo.get(), sPadded.data(), sPadded.size());
-    return iWritten < 0 ? Outcome(failure(a_sFifo, errno)) : Outcome();
+    if (iWritten < 0) {
+        return failure(a_sFifo, errno);
+    }
+    return a_oWait.count() > 0 ? waitUntilRead(a_sFifo, oFifo.get(), a_oWait) : Outcome();
 }
 
 Outcome runControl(Session&, const Arguments& a_oArguments)
 {
-    return sendControl(a_oArguments.m_sFifo, a_oArguments.m_sControl);
+    return sendControl(a_oArguments.m_sFifo, a_oArguments.m_sControl,
+                       a_oArguments.m_oTimeout.value_or(c_oAnswerTimeout));
 }
 
 } // namespace systema::cli

@@ -222,7 +222,10 @@ TEST_F(Backup, OfAHungDaemonEndsAfterItsTimeOut)
     const auto oBegin = std::chrono::steady_clock::now();
     const auto oHung = ledgerctl({"-t", "2", "backup", m_oSandbox.path("hung.tgz")});
     const auto oTook = std::chrono::steady_clock::now() - oBegin;
+    EXPECT_EQ(69, ledgerctl({"-t", "1", "ctl", "lock"}).m_iStatus);
     daemon().signal(SIGCONT);
+    EXPECT_EQ(0, ledgerctl({"ctl", "unlock"}).m_iStatus);
+    EXPECT_EQ(0U, client().info("Locked")) << "ledgerctl ends when both were taken";
     EXPECT_EQ(69, oHung.m_iStatus);
     EXPECT_THAT(oHung.m_sErrors, HasSubstr("no answer within 2 s"));
     EXPECT_LT(oTook, std::chrono::milliseconds(3500)) << "one time-out, not two";
