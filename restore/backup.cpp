@@ -5,6 +5,7 @@
 #include "restore/generations.h"
 #include "restore/regularfile.h"
 #include "restore/saveclaim.h"
+#include "zel/stopflag.h"
 #include "zel/uniquefd.h"
 
 #include <algorithm>
@@ -28,6 +29,14 @@ namespace {
 
 constexpr std::size_t c_iPieceSize = 65536;
 constexpr std::uint64_t c_iHighestNumber = 999'999'999'999'999'999; // see findGenerations()
+
+/// Nothing has changed as long as this is asked; what was made so far goes with its objects.
+void requireNoStop()
+{
+    if (isStopRequested()) {
+        throw std::runtime_error("interrupted by a signal");
+    }
+}
 
 void syncDirectory(const std::string& a_sDirectory)
 {
@@ -127,6 +136,7 @@ UniqueFd copyInput(const std::string& a_sScratch, const Limits& a_oLimits)
     std::vector<char> lPiece(c_iPieceSize);
     for (std::uint64_t iCopied = 0;;) {
         const ssize_t iRead = ::read(STDIN_FILENO, lPiece.data(), lPiece.size());
+        requireNoStop();
         if (iRead < 0 && errno != EINTR) {
             throwSystemError();
         }
@@ -179,6 +189,7 @@ std::uint64_t storeBackup(const std::string& a_sFile, const std::string& a_sStor
     requireSpace(a_sStore, oArchive.size());
     oArchive.unpack(oNew.directory());
     for (const auto& oDump : fs::directory_iterator(oNew.directory())) {
+        requireNoStop();
         try {
             a_oCheck(oDump.path());
         } catch (const std::runtime_error& oError) {
@@ -186,6 +197,7 @@ std::uint64_t storeBackup(const std::string& a_sFile, const std::string& a_sStor
         }
     }
     writeContents(oNew.directory());
+    requireNoStop();
     return oNew.finish();
 }
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <ranges>
 #include <string_view>
 
@@ -67,6 +68,7 @@ DatabaseRestore::DatabaseRestore(const systema::DatabaseFile& a_oFile, const Res
       m_iModule(a_iLogModule),
       m_sPath(fs::path(a_oSettings.m_sDatabaseDirectory) / a_oFile.m_pName),
       m_sTemporary(m_sPath + ".restore"),
+      m_sUntold(m_sPath + ".untold"),
       m_sFactory(factoryOf(a_oFile)),
       m_oVersion(a_oFile.m_pName)
 {
@@ -76,18 +78,27 @@ ERestored DatabaseRestore::run()
 {
     try {
         removeDatabase(m_sTemporary);
+        const ERestored eUntold = tellUntold();
         if (const auto oFault = findFactory()) {
             ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s: %s", m_sFactory.c_str(), oFault->c_str());
         }
         if (m_oSettings.m_bKeep && isKept()) {
             m_sSource = "kept";
-            return m_bFactory ? ERestored::Current : ERestored::FellBack;
+            return std::max(eUntold, m_bFactory ? ERestored::Current : ERestored::FellBack);
         }
         const auto oExisting = lockExisting();
-        const ERestored eRestored = make();
+        const ERestored eMade = make();
+        const bool bLoss = losesUnsaved();
+        const ERestored eRestored = bLoss ? std::max(eMade, ERestored::FellBack) : eMade;
+        if (eRestored != ERestored::Current) {
+            const std::ofstream oMark(m_sUntold);
+        }
         putInPlace();
+        if (bLoss) {
+            tellLoss();
+        }
         // Without its factory a database cannot follow the firmware, nor survive the loss of what is saved.
-        return std::max({eRestored, judgeLoss(), m_bFactory ? ERestored::Current : ERestored::FellBack});
+        return std::max({eUntold, eRestored, m_bFactory ? ERestored::Current : ERestored::FellBack});
     } catch (const std::exception& oError) {
         ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s cannot be made: %s", m_oFile.m_pName,
                               oError.what());
@@ -244,21 +255,44 @@ bool DatabaseRestore::isCurrent(const SqliteFile& a_oDatabase) const
            (!m_oFile.m_bPersistent || m_oVersion.read(a_oDatabase) == m_oMigrations.getLatest());
 }
 
-/// FellBack when --keep finds that the database had what was made does not have. The daemon's mark tells that
-/// not everything was saved; at a boot there is none, and no database. Without it nothing is lost with a
-/// database of which the current generation has a dump.
-ERestored DatabaseRestore::judgeLoss() const
+/// FellBack when a run before put something else in the place of the database than what it had, and was
+/// killed before it could end with a status that tells.
+ERestored DatabaseRestore::tellUntold() const
 {
-    const bool bUnsaved = fs::exists(fs::path(m_oSettings.m_sDatabaseDirectory) / systema::c_pUnsavedMark);
-    if (m_eExisting == EExisting::Unknown || (!bUnsaved && (m_eExisting != EExisting::Damaged || m_bSaved))) {
+    if (!fs::exists(m_sUntold)) {
         return ERestored::Current;
     }
+    ZEL_Sysloglevel_error(
+        m_iModule, zel::here(),
+        "%s fell back to an older state in a run that was killed: what was not saved of it is "
+        "lost",
+        m_oFile.m_pName);
+    return ERestored::FellBack;
+}
+
+void DatabaseRestore::markTold() const
+{
+    std::error_code oIgnored;
+    fs::remove(m_sUntold, oIgnored);
+}
+
+/// True when --keep finds that the database had what was made does not have. The daemon's mark tells that not
+/// everything was saved; at a boot there is none, and no database. Without it nothing is lost with a database
+/// of which the current generation has a dump.
+bool DatabaseRestore::losesUnsaved() const
+{
+    const bool bUnsaved = fs::exists(fs::path(m_oSettings.m_sDatabaseDirectory) / systema::c_pUnsavedMark);
+    return m_eExisting != EExisting::Unknown &&
+           (bUnsaved || (m_eExisting == EExisting::Damaged && !m_bSaved));
+}
+
+void DatabaseRestore::tellLoss() const
+{
     ZEL_Sysloglevel_error(m_iModule, zel::here(), "%s was %s: what was not saved of it is lost",
                           m_oFile.m_pName,
                           m_eExisting == EExisting::Missing   ? "missing"
                           : m_eExisting == EExisting::Damaged ? "damaged"
                                                               : "of another schema");
-    return ERestored::FellBack;
 }
 
 ERestored DatabaseRestore::make()

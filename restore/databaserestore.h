@@ -33,6 +33,8 @@ public:
     /// wrong with the dump, or with the machine, in one line without the dump's name.
     /// Does not log what is wrong with the factory.
     void check(const std::string& a_sDump);
+    /// The status of the run is known to its caller: the next run need not tell it again.
+    void markTold() const;
     /// Where the database came from; empty when it could not be made.
     const std::string& getSource() const { return m_sSource; }
 
@@ -52,7 +54,9 @@ private:
     void loadFactory();
     bool isKept();
     bool isCurrent(const systema::SqliteFile& a_oDatabase) const;
-    ERestored judgeLoss() const;
+    ERestored tellUntold() const;
+    bool losesUnsaved() const;
+    void tellLoss() const;
     void requireTables(const systema::SqliteFile& a_oDatabase) const;
     void requireOwn(const systema::SqliteFile& a_oSaved) const;
     bool hasFactorySchema(const systema::SqliteFile& a_oDatabase) const;
@@ -72,6 +76,7 @@ private:
     const int m_iModule;
     const std::string m_sPath;
     const std::string m_sTemporary;
+    const std::string m_sUntold; // there while a run has replaced the database by less, and may be killed
     const std::string m_sFactory;
     const SchemaVersion m_oVersion;
     bool m_bFactory = false;                       // it is there and loads

@@ -4,6 +4,7 @@
 #include "storage/storeconfiguration.h"
 #include "zel/log.h"
 #include "zel/standardfiles.h"
+#include "zel/stopflag.h"
 #include "zel/systempath.h"
 
 #include <CLI/CLI.hpp>
@@ -135,6 +136,24 @@ int printSetting(const StoreConfiguration& a_oConfiguration, const std::string& 
     return 0;
 }
 
+/// A backup that is being stored is undone on a signal. Once it is stored the databases are made to the end.
+void catchSignals()
+{
+    struct sigaction oAction
+    {
+    };
+    sigemptyset(&oAction.sa_mask);
+    oAction.sa_handler = [](int) { zel::requestStop(); }; // not SA_RESTART: a read of standard input ends
+    for (const int iSignal : {SIGHUP, SIGINT, SIGTERM}) {
+        struct sigaction oInherited
+        {
+        };
+        if (::sigaction(iSignal, nullptr, &oInherited) == 0 && oInherited.sa_handler != SIG_IGN) {
+            ::sigaction(iSignal, &oAction, nullptr);
+        }
+    }
+}
+
 /// A device with the databases that a faulty configuration gives is of more use than one without any, and as
 /// nothing is saved until it is mended nothing is lost. But nobody's backup is stored where nobody meant.
 int restore(const StoreConfiguration& a_oConfiguration, const RestoreSettings& a_oSettings)
@@ -146,6 +165,9 @@ int restore(const StoreConfiguration& a_oConfiguration, const RestoreSettings& a
     }
     if (bFaulty && !a_oSettings.m_sBackup.empty()) {
         return static_cast<int>(ERestored::Refused);
+    }
+    if (!a_oSettings.m_sBackup.empty()) {
+        catchSignals();
     }
     const ERestored eRestored = zel::cfg::restoreDatabases(a_oSettings, std::cout);
     return static_cast<int>(bFaulty ? std::max(eRestored, ERestored::FellBack) : eRestored);

@@ -5,10 +5,12 @@
 #include "restore/dumpcheck.h"
 #include "storage/directorylock.h"
 #include "zel/log.h"
+#include "zel/stopflag.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <list>
 #include <ostream>
 #include <system_error>
 
@@ -44,7 +46,7 @@ bool takeBackup(const RestoreSettings& a_oSettings, const Migrations& a_oMigrati
         a_oReport << sBackup << ": stored as generation " << iNumber << std::endl;
     } catch (const std::exception& oError) {
         ZEL_Sysloglevel_error(a_iModule, zel::here(), "%s is not restored, nothing has changed: %s",
-                              sBackup.c_str(), oError.what());
+                              sBackup.c_str(), isStopRequested() ? "interrupted by a signal" : oError.what());
         return false;
     }
     // A board may keep its settings elsewhere than in this store: the daemon has them saved once more.
@@ -81,13 +83,16 @@ ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_o
             ZEL_Sysloglevel_error(iModule, zel::here(), "%s", oError.what());
             eWorst = ERestored::FellBack;
         }
+        std::list<DatabaseRestore> lDatabases;
         for (const auto& oFile : systema::c_aDatabaseFiles) {
-            DatabaseRestore oDatabase(oFile, a_oSettings, lGenerations, oMigrations, iModule);
+            DatabaseRestore& oDatabase =
+                lDatabases.emplace_back(oFile, a_oSettings, lGenerations, oMigrations, iModule);
             eWorst = std::max(eWorst, oDatabase.run());
             if (!oDatabase.getSource().empty()) {
                 a_oReport << oFile.m_pName << ": " << oDatabase.getSource() << std::endl;
             }
         }
+        std::ranges::for_each(lDatabases, &DatabaseRestore::markTold);
     } catch (const std::system_error& oError) {
         if (oError.code() == std::errc::operation_would_block) {
             ZEL_Sysloglevel_error(iModule, zel::here(), "%s is in use; ledgerd must be stopped first",

@@ -55,6 +55,8 @@ void SaveClaim::requireAlone() const
         if (const std::string sProcess = sPath.substr(sPrefix.size()); isStoring(sProcess)) {
             throw std::runtime_error("a save is under way, process " + sProcess);
         }
+        std::error_code oIgnored;
+        fs::remove_all(sPath, oIgnored); // of a process that was killed
     }
 }
 

@@ -374,6 +374,31 @@ TEST_F(Backup, LeavesTheOldGenerationOrTheNewOneWhereverItIsKilled)
     EXPECT_GT(iKills, 20) << "each dump is made and synced";
     EXPECT_EQ(0, restore(oB, {"--from", sFile}).m_iStatus);
     EXPECT_FALSE(fs::exists(sStore + "/new"));
+    EXPECT_EQ("", shell(oB.path("var/run"), "ls")) << "claims of the killed";
+}
+
+TEST_F(Backup, WhoseRestoreIsInterruptedLeavesNeitherClaimNorCopy)
+{
+    start();
+    const std::string sFile = makeBackup();
+    stop();
+    const Sandbox oB;
+    saveFactory(oB);
+    const std::string sBefore = content(oB.path("flash"));
+    const std::string sStarted = oB.path("started");
+    oB.setProgram("tar", "case \"$*\" in *-xO*) [ -e " + sStarted + " ] || { /bin/echo > " + sStarted +
+                             "; /bin/sleep 1; } ;; esac\nexec /bin/tar \"$@\"");
+    Process oRestore(LEDGER_RESTORE_BINARY,
+                     {.m_lArguments = {"--from", sFile, "--factory-directory", LEDGERD_FACTORY},
+                      .m_lEnvironment = oB.environment()});
+    ASSERT_TRUE(eventually([&] { return fs::exists(sStarted); })) << oRestore.errors();
+    EXPECT_TRUE(fs::exists(oB.path("flash/store/new")));
+    oRestore.signal(SIGTERM);
+    const int iStatus = oRestore.wait().value_or(0);
+    EXPECT_TRUE(WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 3) << iStatus;
+    EXPECT_THAT(oRestore.errors(), HasSubstr("nothing has changed: interrupted by a signal"));
+    EXPECT_EQ(sBefore, content(oB.path("flash")));
+    EXPECT_EQ("", shell(oB.path("var/run"), "ls"));
 }
 
 TEST_F(Backup, DiskThatIsFullKeepsTheOldGeneration)

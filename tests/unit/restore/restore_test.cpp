@@ -1,8 +1,11 @@
 #include "storage/directorylock.h"
 #include "tests/unit/restore/restorefixture.h"
 
+#include <csignal>
 #include <memory>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace zel::cfg {
 
@@ -288,6 +291,34 @@ TEST_F(RestoreTest, aDatabaseThatHadMoreThanWasSavedIsNotReplacedWithoutAWord)
             EXPECT_EQ(restore(true), bSaved ? ERestored::Current : ERestored::FellBack) << sName << iHow;
         }
     }
+}
+
+TEST_F(RestoreTest, whatAKilledRunHasReplacedIsToldByTheNext)
+{
+    struct Killer : std::stringbuf
+    {
+        int sync() override { return str().find(c_pName) == std::string::npos ? 0 : ::raise(SIGKILL); }
+    };
+    save(1, dumpOf("saved"));
+    EXPECT_EQ(restore(), ERestored::Current);
+    writeFile(m_oDir.file("db/") + systema::c_pUnsavedMark, "");
+    writeFile(database(), c_sNoise);
+    const pid_t iChild = ::fork();
+    if (iChild == 0) {
+        Killer oKiller;
+        std::ostream oReport(&oKiller);
+        zel::cfg::restoreDatabases(
+            {m_oDir.file("db"), m_oDir.file("store"), m_oDir.file("factory"), true, m_oLimits}, oReport);
+        ::_exit(0);
+    }
+    int iStatus = 0;
+    ASSERT_EQ(::waitpid(iChild, &iStatus, 0), iChild);
+    ASSERT_TRUE(WIFSIGNALED(iStatus));
+    EXPECT_EQ(restore(true), ERestored::FellBack);
+    EXPECT_EQ(getSource(), "kept");
+    EXPECT_THAT(getLog(),
+                HasSubstr(std::string(c_pName) + " fell back to an older state in a run that was killed"));
+    EXPECT_EQ(restore(true), ERestored::Current) << getLog();
 }
 
 constexpr const char* c_pEndless =
