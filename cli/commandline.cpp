@@ -1,7 +1,9 @@
 #include "cli/commandline.h"
 
 #include "cli/commands.h"
-#include "cli/nearest.h"
+#include "options/helptext.h"
+#include "options/nearest.h"
+#include "options/usage.h"
 #include "storage/storeconfiguration.h"
 #include "zel/systempath.h"
 
@@ -9,8 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
-#include <regex>
 
 namespace systema::cli {
 
@@ -223,9 +223,8 @@ void declareFifo(CLI::App& a_oApp, Arguments& a_oArguments)
 void declareControl(CLI::App& a_oApp, Arguments& a_oArguments)
 {
     declareFifo(a_oApp, a_oArguments);
-    a_oApp.footer(
-        "Ends when the daemon has taken it: ledgerctl info shows mode, wait time and lock, the log what was "
-        "done.");
+    a_oApp.footer("Ends when the daemon has taken it: ledgerctl info shows mode, wait time and lock, the log "
+                  "what was done.");
     a_oApp.require_subcommand(1);
     constexpr std::pair<const char*, const char*> c_aPlain[] = {
         {"trigger", "save now"},
@@ -312,20 +311,6 @@ constexpr std::array c_aCommands = {
             runRestoreCheck, EWrite::None, false},
 };
 
-/// The commands of a program or a command, or its groups of options.
-std::vector<const CLI::App*> partsOf(const CLI::App& a_oApp, bool a_bNamed)
-{
-    return a_oApp.get_subcommands(
-        [=](const CLI::App* a_pPart) { return a_pPart->get_name().empty() != a_bNamed; });
-}
-
-/// How a command is called: ledgerctl ctl dump.
-std::string commandOf(const CLI::App& a_oApp)
-{
-    const CLI::App* pParent = a_oApp.get_parent();
-    return pParent == nullptr ? "ledgerctl" : commandOf(*pParent) + " " + a_oApp.get_name();
-}
-
 constexpr const char* c_pFirstSteps = R"(
 First steps:
   ledgerctl tables                               which tables there are
@@ -340,66 +325,11 @@ constexpr const char* c_pExitStatus =
 4 read-only, 5 protocol error, 6 constraint, 7 type, 8 no such table or column,
 9 no such column or key of a live table, 10 no such row. 64 usage, 69 no daemon.)";
 
-/// Help in sentences; the options that exclude each other have a heading that says so. A command of commands
-/// says where the help on these is.
-class HelpText : public CLI::Formatter
-{
-public:
-    HelpText()
-    {
-        column_width(24);
-        label("SUBCOMMAND", "COMMAND");
-        label("Subcommands", "Commands");
-        label("Positionals", "Arguments");
-    }
-    std::string make_description(const CLI::App* a_pApp) const override
-    {
-        std::string sText = a_pApp->get_description();
-        sText.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(sText.front())));
-        return sText + (sText.ends_with('.') ? "\n" : ".\n");
-    }
-    std::string make_usage(const CLI::App* a_pApp, std::string a_sName) const override
-    {
-        return Formatter::make_usage(a_pApp, std::move(a_sName)) +
-               (a_pApp->get_parent() == nullptr ? c_pFirstSteps : "");
-    }
-    std::string make_footer(const CLI::App* a_pApp) const override
-    {
-        const bool bCommands = !partsOf(*a_pApp, true).empty();
-        return Formatter::make_footer(a_pApp) +
-               "More: " + (bCommands ? commandOf(*a_pApp) + " COMMAND" : std::string("ledgerctl")) +
-               " --help, man ledgerctl\n";
-    }
-    std::string make_option_opts(const CLI::Option* a_pOption) const override
-    {
-        const bool bUnit = a_pOption->nonpositional() && a_pOption->get_type_size() != 0;
-        return bUnit ? " " + a_pOption->get_type_name() : std::string();
-    }
-    std::string make_option_desc(const CLI::Option* a_pOption) const override
-    {
-        const std::string sDefault = a_pOption->get_default_str();
-        return a_pOption->get_description() + (sDefault.empty() ? "" : ", by default " + sDefault);
-    }
-    std::string make_help(const CLI::App* a_pApp, std::string a_sName,
-                          CLI::AppFormatMode a_eMode) const override
-    {
-        // Between two headings the formatter leaves two lines empty.
-        return CLI::detail::find_and_replace(Formatter::make_help(a_pApp, std::move(a_sName), a_eMode),
-                                             "\n\n\n", "\n\n");
-    }
-    std::string make_expanded(const CLI::App* a_pGroup) const override
-    {
-        return make_groups(a_pGroup, CLI::AppFormatMode::Normal);
-    }
-};
-
 void declareProgram(CLI::App& a_oApp, Arguments& a_oArguments)
 {
-    a_oApp.formatter(std::make_shared<HelpText>());
+    setUpProgram(a_oApp, "--version", c_pFirstSteps);
     a_oApp.footer(c_pExitStatus);
     a_oApp.description("Reads and writes the configuration tables of ledgerd.");
-    a_oApp.set_help_flag("-h,--help", "print this help and exit");
-    a_oApp.set_version_flag("--version", "ledgerctl " LEDGERD_VERSION, "print the version and exit");
     addFile(a_oApp, "-s,--socket", a_oArguments.m_sSocket, "the daemon's socket")
         ->type_name("SOCKET")
         ->default_str(a_oArguments.m_sSocket);
@@ -426,19 +356,6 @@ Arguments defaultArguments()
 
 // ---------------------------------------------------------------------------------------------------------
 // Words that nothing takes
-
-/// The options in their long forms, with those of the groups.
-void addOptions(const CLI::App& a_oApp, std::vector<std::string>& a_lNames)
-{
-    for (const CLI::Option* pOption : a_oApp.get_options()) {
-        for (const std::string& sName : pOption->get_lnames()) {
-            a_lNames.push_back("--" + sName);
-        }
-    }
-    for (const CLI::App* pGroup : partsOf(a_oApp, false)) {
-        addOptions(*pGroup, a_lNames);
-    }
-}
 
 /// The command that does what other programs call by the word; empty for other words.
 std::string synonym(const CLI::App& a_oProgram, const std::string& a_sWord)
@@ -481,50 +398,26 @@ std::string synonym(const CLI::App& a_oProgram, const std::string& a_sWord)
 }
 
 /// Says that a command or an option does not exist; empty when the line has another fault.
-std::string describeUnknownWord(const CLI::App& a_oApp, std::string a_sWhere)
+std::string describeUnknownWord(const CLI::App& a_oApp, const std::string& a_sWhere)
 {
-    const auto lWords = a_oApp.remaining(true);
-    if (lWords.empty()) {
+    const auto oUnknown = findUnknownWord(a_oApp, a_sWhere);
+    if (!oUnknown) {
         return {};
     }
-    std::vector<std::string> lOptions;
-    addOptions(a_oApp, lOptions);
-    const CLI::App* pApp = &a_oApp;
-    while (!pApp->get_subcommands().empty()) {
-        pApp = pApp->get_subcommands().front();
-        addOptions(*pApp, lOptions);
-        a_sWhere = pApp->get_name();
-    }
-    const bool bCommands = !partsOf(*pApp, true).empty();
-    // Behind the name of a command that does not exist stand its options. Otherwise an unknown option comes
-    // first: its value may be what the parser has taken for something else.
-    const auto itOption =
-        std::ranges::find_if(lWords, [](const auto& a_sOther) { return a_sOther.starts_with('-'); });
-    const std::string& sFirst = bCommands || itOption == lWords.end() ? lWords.front() : *itOption;
-    const std::string sWord = sFirst.substr(0, sFirst.find('='));
-    if (sWord.starts_with('-')) {
-        if (pApp->get_option_no_throw(sWord) != nullptr) {
-            return "option \"" + sWord + "\" must stand behind " + a_sWhere;
+    if (oUnknown->m_pCommand == &a_oApp && !oUnknown->isOption()) {
+        const std::string& sWord = oUnknown->m_sWord;
+        const auto lCommands = oUnknown->commands();
+        if (std::ranges::any_of(c_aCommands,
+                                [&](const Command& a_oCommand) { return a_oCommand.m_pName == sWord; })) {
+            return "\"" + sWord + "\" is no command of " + a_sWhere + ", which has " +
+                   CLI::detail::join(lCommands, ", ");
         }
-        return unknownName("option", sWord, a_sWhere,
-                           sWord.size() > 2 ? lOptions : std::vector<std::string>());
+        const std::string sSynonym = synonym(a_oApp, lowerCase(sWord));
+        if (!sSynonym.empty() && (a_sWhere.empty() || std::ranges::count(lCommands, sSynonym) > 0)) {
+            return unknownName("command", sWord, a_sWhere, {}) + "; did you mean \"" + sSynonym + "\"?";
+        }
     }
-    std::vector<std::string> lCommands;
-    for (const CLI::App* pCommand : partsOf(*pApp, true)) {
-        lCommands.push_back(pCommand->get_name());
-    }
-    const bool bOther = std::ranges::any_of(c_aCommands, [&](const Command& a_oCommand) {
-        return a_oCommand.m_pName == sWord && pApp == &a_oApp;
-    });
-    if (bOther) {
-        return "\"" + sWord + "\" is no command of " + a_sWhere + ", which has " +
-               CLI::detail::join(lCommands, ", ");
-    }
-    const std::string sSynonym = pApp == &a_oApp ? synonym(a_oApp, lowerCase(sWord)) : std::string();
-    if (!sSynonym.empty() && (a_sWhere.empty() || std::ranges::count(lCommands, sSynonym) > 0)) {
-        return unknownName("command", sWord, a_sWhere, {}) + "; did you mean \"" + sSynonym + "\"?";
-    }
-    return lCommands.empty() ? std::string() : unknownName("command", sWord, a_sWhere, lCommands);
+    return oUnknown->describe();
 }
 
 /// Whether help is asked for on a command that does not exist.
@@ -534,35 +427,6 @@ bool isHelpOnNothing(const CLI::App& a_oApp)
     const auto lParsed = a_oApp.get_subcommands();
     const CLI::App& oCommand = lParsed.empty() ? a_oApp : *lParsed.front();
     return !lWords.empty() && !lWords.front().starts_with('-') && !partsOf(oCommand, true).empty();
-}
-
-/// What the parser says of a line, in the words of the manual page.
-std::string reworded(std::string a_sText)
-{
-    static const std::pair<std::regex, const char*> aRewordings[] = {
-        {std::regex("^A subcommand is required$"), "a command is missing"},
-        {std::regex("^(.*): 1 required (.*) missing$"), "$1 wants $2"},
-        {std::regex("^(.*): At Most 1 required but received .*$"), "$1 is given more than once"},
-        {std::regex(R"(^Exactly 1 option from \[(.*)\] is required.*$)"), "exactly one of $1 is required"},
-        {std::regex(R"(^Requires at most 1 options be given from \[(.*)\]$)"),
-         "at most one of $1 can be given"},
-        {std::regex("^The following arguments? (was|were) not expected: (.*)$"),
-         "more words than wanted: $2"},
-    };
-    for (const auto& [oPattern, pWords] : aRewordings) {
-        a_sText = std::regex_replace(a_sText, oPattern, pWords);
-    }
-    return a_sText;
-}
-
-/// Where the help on a faulty line is.
-std::string seeHelp(const CLI::App& a_oApp)
-{
-    const CLI::App* pApp = &a_oApp;
-    while (!pApp->get_subcommands().empty()) {
-        pApp = pApp->get_subcommands().front();
-    }
-    return "; see " + commandOf(*pApp) + " --help";
 }
 
 /// "help" and "version" as commands, for those who try these words first; options may stand before them.

@@ -3,11 +3,11 @@
 #include "cli/cell.h"
 #include "cli/keycheck.h"
 #include "cli/namecheck.h"
-#include "cli/nearest.h"
 #include "cli/readerwatch.h"
 #include "cli/schemaform.h"
 #include "cli/utf8.h"
 #include "cli/write.h"
+#include "options/nearest.h"
 
 #include <algorithm>
 #include <iterator>

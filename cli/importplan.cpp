@@ -1,7 +1,7 @@
 #include "cli/importplan.h"
 
 #include "cli/cell.h"
-#include "cli/nearest.h"
+#include "options/nearest.h"
 
 #include <algorithm>
 #include <cctype>

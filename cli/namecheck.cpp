@@ -2,7 +2,7 @@
 
 #include "cli/cell.h"
 #include "cli/constraintcheck.h"
-#include "cli/nearest.h"
+#include "options/nearest.h"
 
 #include <algorithm>
 #include <iterator>

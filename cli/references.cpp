@@ -1,6 +1,6 @@
 #include "cli/references.h"
 
-#include "cli/nearest.h"
+#include "options/nearest.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,9 +1,9 @@
 #include "cli/commands.h"
 #include "cli/namecheck.h"
-#include "cli/nearest.h"
 #include "cli/readerwatch.h"
 #include "cli/rowdiff.h"
 #include "cli/utf8.h"
+#include "options/nearest.h"
 #include "zel/uniquefd.h"
 
 #include <algorithm>

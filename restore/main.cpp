@@ -1,5 +1,7 @@
 // ledger-restore: makes the databases from what was saved, at boot before ledgerd starts.
 
+#include "options/helptext.h"
+#include "options/usage.h"
 #include "restore/restore.h"
 #include "storage/storeconfiguration.h"
 #include "zel/log.h"
@@ -32,20 +34,13 @@ std::string requireName(const std::string& a_sName)
     return a_sName.empty() ? "the name is empty" : "";
 }
 
-/// What is wrong with the command line, in the words of the manual page.
+/// What is wrong with the command line.
 std::string describe(const CLI::App& a_oApp, const CLI::Error& a_oError)
 {
-    std::string sText = a_oError.what();
-    if (const auto lWords = a_oApp.remaining(); !lWords.empty()) {
-        const std::string& sWord = *std::ranges::find_if(
-            lWords.begin(), lWords.end() - 1, [](const auto& a_sWord) { return a_sWord.starts_with('-'); });
-        sText = sWord.starts_with('-')
-                    ? "no option \"" + sWord + "\""
-                    : "no option goes with \"" + sWord + "\"; did you mean \"--from " + sWord + "\"?";
-    } else if (a_oError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) {
-        sText.erase(std::min(sText.find(':'), sText.size())) += " wants a name, and is given once";
-    }
-    return sText + "; see " + c_pProgram + " --help";
+    const auto oUnknown = systema::findUnknownWord(a_oApp);
+    return oUnknown && !oUnknown->isOption() ? "no option goes with \"" + oUnknown->m_sWord +
+                                                   "\"; did you mean \"--from " + oUnknown->m_sWord + "\"?"
+                                             : systema::describeFault(a_oApp, a_oError);
 }
 
 CLI::Option& addDirectory(CLI::App& a_oApp, const std::string& a_sName, std::string& a_sDirectory,
@@ -69,15 +64,13 @@ struct Request
 
 void declare(CLI::App& a_oApp, RestoreSettings& a_oSettings, Request& a_oRequest)
 {
-    a_oApp.set_help_flag("-h,--help", "print this help and exit");
-    a_oApp.set_version_flag("-V,--version", std::string(c_pProgram) + " " LEDGERD_VERSION,
-                            "print the version and exit");
+    systema::setUpProgram(a_oApp, "-V,--version");
     a_oApp
         .add_option("--config", a_oRequest.m_sConfiguration,
                     "where to read the directories that are not given")
         ->type_name("FILE")
         ->default_str(a_oRequest.m_sConfiguration)
-        ->check(CLI::ExistingFile);
+        ->check(CLI::ExistingFile.description(""));
     a_oApp.add_option("--setting", a_oRequest.m_sSetting, "print this directory of the configuration")
         ->type_name("KEY");
     addDirectory(a_oApp, "-d,--database-directory", a_oSettings.m_sDatabaseDirectory, "/tmp/db",
@@ -86,16 +79,16 @@ void declare(CLI::App& a_oApp, RestoreSettings& a_oSettings, Request& a_oRequest
                  "the saved generations");
     addDirectory(a_oApp, "--factory-directory", a_oSettings.m_sFactoryDirectory, "/usr/share/ledgerd/factory",
                  "what the device comes with, and its migrations");
-    auto* pKeep =
-        a_oApp.add_flag("--keep", a_oSettings.m_bKeep, "leave databases alone that are sound and current");
+    auto* pKeep = a_oApp.add_flag("--keep", a_oSettings.m_bKeep,
+                                  "leave databases alone that are sound and current;\nnot with --from");
     auto* pCheck = a_oApp
                        .add_option("--check", a_oRequest.m_lChecked,
-                                   "report those of these dumps that a boot could not load")
+                                   "report those of these dumps that a boot could not load;\nnot with --from")
                        ->type_name("FILE...");
     a_oApp
         .add_option("--from", a_oSettings.m_sBackup,
-                    "store this file of ledgerctl backup, - for standard input, as the next generation,\n"
-                    "and restore that")
+                    "store this file of ledgerctl backup, - for standard input,\n"
+                    "as the next generation, and restore that")
         ->type_name("FILE")
         ->check(requireName)
         ->excludes(pKeep)

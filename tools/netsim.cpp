@@ -1,5 +1,7 @@
 #include "tools/netsim.h"
 
+#include "options/helptext.h"
+#include "options/usage.h"
 #include "tools/script.h"
 #include "tools/signals.h"
 #include "zel/uniquefd.h"
@@ -67,7 +69,8 @@ void declareServe(CLI::App& a_oApp, Arguments& a_oArguments)
         ->type_name("SERVICE")
         ->expected(1)
         ->take_all();
-    auto* pFails = a_oApp.add_flag("--dump-fails", oOptions.m_bDumpFails, "answer DumpCache with an error");
+    auto* pFails = a_oApp.add_flag("--dump-fails", oOptions.m_bDumpFails,
+                                   "answer DumpCache with an error; not with --dump");
     a_oApp
         .add_option("--dump", oOptions.m_lDumpFiles,
                     "a file that DumpCache copies, and where to; may be repeated")
@@ -149,16 +152,8 @@ int run(int a_iCount, char** a_pArguments)
 {
     Arguments oArguments;
     CLI::App oApp("Stands in for the network services on the system bus.", "ledger-netsim");
-    oApp.set_help_flag("-h,--help", "print this help and exit");
-    oApp.set_version_flag("--version", "ledger-netsim " LEDGERD_VERSION, "print the version and exit");
+    systema::setUpProgram(oApp, "--version");
     oApp.require_subcommand(1);
-    const auto pFormatter = oApp.get_formatter(); // its words are the parser's own
-    pFormatter->label("SUBCOMMAND", "COMMAND");
-    pFormatter->label("Subcommands", "Commands");
-    pFormatter->label("Positionals", "Arguments");
-    pFormatter->label("REQUIRED", "");
-    pFormatter->label("TEXT", "");
-    pFormatter->label("Excludes", "not with");
     CLI::App* pServe =
         oApp.add_subcommand("serve", "Own the services' names, answer, and carry out commands.");
     CLI::App* pEmit = oApp.add_subcommand("emit", "Send a signal.");
@@ -175,9 +170,8 @@ int run(int a_iCount, char** a_pArguments)
     try {
         oApp.parse(a_iCount, a_pArguments);
     } catch (const CLI::ParseError& oError) {
-        return oError.get_exit_code() == 0
-                   ? oApp.exit(oError) // prints the help or the version
-                   : fail(EX_USAGE, std::string(oError.what()) + "; see ledger-netsim --help");
+        return oError.get_exit_code() == 0 ? oApp.exit(oError) // prints the help or the version
+                                           : fail(EX_USAGE, systema::describeFault(oApp, oError));
     }
     return pServe->parsed()  ? serve(oArguments)
            : pEmit->parsed() ? sendSignal(oArguments, {})

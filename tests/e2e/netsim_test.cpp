@@ -40,6 +40,11 @@ TEST_F(Netsim, RefusesWhatItCannotDo)
         EXPECT_EQ(64, oRefused.m_iStatus) << testing::PrintToString(lWords);
         EXPECT_THAT(oRefused.m_sErrors, StartsWith("ledger-netsim: "));
     }
+    EXPECT_EQ("ledger-netsim: no command \"emt\"; did you mean \"emit\"?\n", netsim({"emt"}).m_sErrors);
+    EXPECT_EQ("ledger-netsim: SIGNAL is required; see ledger-netsim emit --help\n",
+              netsim({"emit"}).m_sErrors);
+    EXPECT_THAT(netsim({"serve", "--help"}).m_sOutput,
+                Not(testing::ContainsRegex("Excludes|not with:|TEXT|REQUIRED")));
     m_oBus.stop();
     EXPECT_EQ(69, netsim({"emit", "StatusChange", "eth0", "true"}).m_iStatus);
     EXPECT_EQ(69, netsim({"serve"}).m_iStatus);

@@ -1,9 +1,9 @@
-#include "cli/nearest.h"
+#include "options/nearest.h"
 
 #include <algorithm>
 #include <numeric>
 
-namespace systema::cli {
+namespace systema {
 
 namespace {
 
@@ -93,4 +93,4 @@ std::string unknownName(std::string_view a_sWhat, std::string_view a_sName, std:
     return sText + suggestion(a_sName, a_lNames);
 }
 
-} // namespace systema::cli
+} // namespace systema

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace systema::cli {
+namespace systema {
 
 /// The text with its ASCII letters in lower case.
 std::string lowerCase(std::string a_sText);
@@ -24,4 +24,4 @@ std::string suggestion(std::string_view a_sName, const std::vector<std::string>&
 std::string unknownName(std::string_view a_sWhat, std::string_view a_sName, std::string_view a_sWhere,
                         const std::vector<std::string>& a_lNames);
 
-} // namespace systema::cli
+} // namespace systema
