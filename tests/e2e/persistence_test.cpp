@@ -143,7 +143,7 @@ TEST_F(Persistence, TheSaveCommandTakesTheDumpsThatTheDaemonMakes)
     stop();
     const auto oRefused = runDaemon({"-x", m_oSandbox.path("a b")});
     EXPECT_EQ(1, oRefused.m_iStatus);
-    EXPECT_THAT(oRefused.m_sErrors, HasSubstr("may have no blank, quote or other character"));
+    EXPECT_THAT(oRefused.m_sErrors, HasSubstr("may have letters, digits and ._/+-,:=@%: "));
 }
 
 TEST_F(Persistence, OnlyATriggerSavesWithoutAWaitAndTransientChangesNeverDo)

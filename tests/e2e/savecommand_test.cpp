@@ -278,7 +278,7 @@ TEST_P(SaveCommand, LeftoversOfAKilledSaveAreNoHindrance)
 TEST_P(SaveCommand, FullOrReadOnlyStoreKeepsItsGeneration)
 {
     fs::create_directory(store());
-    if (!mountSmallDisk(store(), "52k")) { // seen by this process alone, with which it goes at the latest
+    if (!mountSmallDisk(store(), "56k")) { // seen by this process alone, with which it goes at the latest
         GTEST_SKIP() << "mounting a small file system is not allowed here";
     }
     const auto remount = [this](unsigned long a_iFlags, const char* a_pOptions) {
@@ -290,7 +290,7 @@ TEST_P(SaveCommand, FullOrReadOnlyStoreKeepsItsGeneration)
     remount(MS_RDONLY, "");
     expectRefusal(2, "Read-only file system");
 
-    remount(0, "size=104k");
+    remount(0, "size=112k");
     EXPECT_THAT(save(), StartsWith("saved generation 2: 1 of 7 ")) << "no second copies without room";
     EXPECT_EQ(7, std::ranges::count(readFile(saved(2, "contents")), '\n')) << "what a restore will look for";
     remount(MS_RDONLY, "");
