@@ -1,6 +1,6 @@
 // Finds the keys by which the daemon makes a set or del by key. Refuses one when several rows of a stored
-// table have the key's value. The daemon takes no NULL as a key: such rows are found by reading the table, and
-// written by their Ids. In a key of a stored table it takes quotes doubled.
+// table have the key's value. The daemon takes no NULL as a key: such rows are found by reading the table,
+// and written by their Ids. In a key of a stored table it takes quotes doubled.
 //
 // Made by a command, which checks within the transaction of the write, so that the count still holds when the
 // write is made. Virtual tables are not checked: their writes act on one row.
