@@ -327,7 +327,7 @@ constexpr const char* c_pExitStatus =
 
 void declareProgram(CLI::App& a_oApp, Arguments& a_oArguments)
 {
-    setUpProgram(a_oApp, "--version", c_pFirstSteps);
+    setUpProgram(a_oApp, "--version", true, c_pFirstSteps);
     a_oApp.footer(c_pExitStatus);
     a_oApp.description("Reads and writes the configuration tables of ledgerd.");
     addFile(a_oApp, "-s,--socket", a_oArguments.m_sSocket, "the daemon's socket")

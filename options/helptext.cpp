@@ -8,8 +8,9 @@
 
 namespace systema {
 
-HelpText::HelpText(std::string a_sManual, std::string a_sFirstSteps)
-    : m_sManual(std::move(a_sManual)),
+HelpText::HelpText(std::string a_sProgram, bool a_bManual, std::string a_sFirstSteps)
+    : m_sProgram(std::move(a_sProgram)),
+      m_sManual(a_bManual ? "man " + m_sProgram : std::string()),
       m_sFirstSteps(std::move(a_sFirstSteps))
 {
     column_width(24);
@@ -36,10 +37,10 @@ std::string HelpText::make_footer(const CLI::App* a_pApp) const
     std::string sFooter = Formatter::make_footer(a_pApp);
     const bool bCommands = !partsOf(*a_pApp, true).empty();
     if (!bCommands && a_pApp->get_parent() == nullptr) { // there is no other help
-        return sFooter + (sFooter.empty() ? "\n" : "") + "More: man " + m_sManual + "\n";
+        return sFooter + (sFooter.empty() ? "\n" : "") + "More: " + m_sManual + "\n";
     }
-    return sFooter + "More: " + (bCommands ? commandOf(*a_pApp) + " COMMAND" : m_sManual) + " --help, man " +
-           m_sManual + "\n";
+    return sFooter + "More: " + (bCommands ? commandOf(*a_pApp) + " COMMAND" : m_sProgram) + " --help" +
+           (m_sManual.empty() ? "" : ", " + m_sManual) + "\n";
 }
 
 std::string HelpText::make_option_opts(const CLI::Option* a_pOption) const
@@ -66,10 +67,11 @@ std::string HelpText::make_expanded(const CLI::App* a_pGroup) const
     return make_groups(a_pGroup, CLI::AppFormatMode::Normal);
 }
 
-void setUpProgram(CLI::App& a_oProgram, const std::string& a_sVersionNames, const std::string& a_sFirstSteps)
+void setUpProgram(CLI::App& a_oProgram, const std::string& a_sVersionNames, bool a_bManual,
+                  const std::string& a_sFirstSteps)
 {
     const std::string& sName = a_oProgram.get_name();
-    a_oProgram.formatter(std::make_shared<HelpText>(sName, a_sFirstSteps));
+    a_oProgram.formatter(std::make_shared<HelpText>(sName, a_bManual, a_sFirstSteps));
     a_oProgram.set_help_flag("-h,--help", "print this help and exit");
     a_oProgram.set_version_flag(a_sVersionNames, sName + " " LEDGERD_VERSION, "print the version and exit");
 }

@@ -12,8 +12,8 @@ namespace systema {
 class HelpText : public CLI::Formatter
 {
 public:
-    /// The manual page of the program; a text to stand between the usage and the options of the program.
-    explicit HelpText(std::string a_sManual, std::string a_sFirstSteps = {});
+    /// The program, and whether it has a manual page; a text to stand between its usage and its options.
+    HelpText(std::string a_sProgram, bool a_bManual, std::string a_sFirstSteps);
 
     std::string make_description(const CLI::App* a_pApp) const override;
     std::string make_usage(const CLI::App* a_pApp, std::string a_sName) const override;
@@ -25,12 +25,13 @@ public:
     std::string make_expanded(const CLI::App* a_pGroup) const override;
 
 private:
-    const std::string m_sManual;
+    const std::string m_sProgram;
+    const std::string m_sManual; // how the footer names the page, if there is one
     const std::string m_sFirstSteps;
 };
 
 /// Gives a program its help, with -h, and its version, with the names of that option.
-void setUpProgram(CLI::App& a_oProgram, const std::string& a_sVersionNames,
+void setUpProgram(CLI::App& a_oProgram, const std::string& a_sVersionNames, bool a_bManual,
                   const std::string& a_sFirstSteps = {});
 
 } // namespace systema

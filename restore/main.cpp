@@ -64,7 +64,7 @@ struct Request
 
 void declare(CLI::App& a_oApp, RestoreSettings& a_oSettings, Request& a_oRequest)
 {
-    systema::setUpProgram(a_oApp, "-V,--version");
+    systema::setUpProgram(a_oApp, "-V,--version", true);
     a_oApp
         .add_option("--config", a_oRequest.m_sConfiguration,
                     "where to read the directories that are not given")

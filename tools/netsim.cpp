@@ -152,7 +152,7 @@ int run(int a_iCount, char** a_pArguments)
 {
     Arguments oArguments;
     CLI::App oApp("Stands in for the network services on the system bus.", "ledger-netsim");
-    systema::setUpProgram(oApp, "--version");
+    systema::setUpProgram(oApp, "--version", false);
     oApp.require_subcommand(1);
     CLI::App* pServe =
         oApp.add_subcommand("serve", "Own the services' names, answer, and carry out commands.");
