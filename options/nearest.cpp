@@ -40,6 +40,42 @@ std::size_t mistypings(std::string_view a_sLeft, std::string_view a_sRight)
     return lRow.back();
 }
 
+/// Whether the letters of the first name stand in the second, in their order, from its first letter on.
+bool isShortened(std::string_view a_sShort, std::string_view a_sLong)
+{
+    if (a_sShort.empty() || a_sLong.empty() || lower(a_sShort.front()) != lower(a_sLong.front())) {
+        return false;
+    }
+    for (const char cLetter : a_sLong) {
+        if (!a_sShort.empty() && lower(cLetter) == lower(a_sShort.front())) {
+            a_sShort.remove_prefix(1);
+        }
+    }
+    return a_sShort.empty();
+}
+
+/// The shortest name of which the given one is a short form, at most half of its letters left out, or else
+/// the longest that the given one holds; names of one or two letters are in too many others.
+std::string relatedName(std::string_view a_sName, const std::vector<std::string>& a_lNames)
+{
+    constexpr std::size_t c_iLeast = 3;
+    const std::string sGiven = lowerCase(std::string(a_sName));
+    std::string sLonger;
+    std::string sPart;
+    for (const std::string& sName : a_lNames) {
+        if (sName.size() < c_iLeast || a_sName.size() < c_iLeast) {
+            continue;
+        }
+        if (sName.size() <= 2 * a_sName.size() && isShortened(a_sName, sName) &&
+            (sLonger.empty() || sName.size() < sLonger.size())) {
+            sLonger = sName;
+        } else if (sGiven.find(lowerCase(sName)) != std::string::npos && sName.size() > sPart.size()) {
+            sPart = sName;
+        }
+    }
+    return sLonger.empty() ? sPart : sLonger;
+}
+
 } // namespace
 
 std::string lowerCase(std::string a_sText)
@@ -73,7 +109,7 @@ std::string nearestName(std::string_view a_sName, const std::vector<std::string>
             sNearest = sName;
         }
     }
-    return sNearest;
+    return sNearest.empty() ? relatedName(a_sName, a_lNames) : sNearest;
 }
 
 std::string suggestion(std::string_view a_sName, const std::vector<std::string>& a_lNames)
