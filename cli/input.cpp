@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 
 namespace systema::cli {
@@ -12,8 +13,11 @@ InputFile::InputFile(std::istream& a_oStandardInput, const std::string& a_sName)
 {
     if (&m_oStream == &m_oFile) {
         m_oFile.open(a_sName);
+        std::error_code oIgnored;
         if (!m_oFile) {
             m_sError = "cannot open " + a_sName + ": " + std::generic_category().message(errno);
+        } else if (std::filesystem::is_directory(a_sName, oIgnored)) { // which only a read would tell
+            m_sError = "cannot read " + a_sName + ": " + std::generic_category().message(EISDIR);
         }
     }
 }
