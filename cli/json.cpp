@@ -145,6 +145,10 @@ JsonPtr parseJson(std::string_view a_sText, std::string& a_sError)
     const json_tokener_error eError = json_tokener_get_error(pTokener.get());
     if (eError != json_tokener_success) {
         a_sError = eError == json_tokener_continue ? "it is not complete" : json_tokener_error_desc(eError);
+        if (a_sText.find_first_not_of(" \t\r\n") == std::string_view::npos) {
+            a_sError = "it is empty";
+            return nullptr;
+        }
         a_sError.insert(0, placeOf(a_sText.substr(0, json_tokener_get_parse_end(pTokener.get()))));
         return nullptr;
     }
