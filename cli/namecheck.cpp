@@ -181,7 +181,9 @@ std::string NameCheck::describeKey(const Status& a_oStatus, const Names& a_oName
     for (std::size_t i = 0; i < oRows->size(); ++i) {
         const auto lCells = (*oRows)[i].m_lCells;
         if (!lCells.empty() && showsText(lCells.front(), *a_oNames.m_oKeyValue)) {
-            return bOfKeys ? sKey + " is no key of " + sTable : std::string();
+            return !bOfKeys ? std::string()
+                            : sKey + " is no key of " + sTable +
+                                  (a_oNames.m_bWrite ? "" : "; --all-matching finds rows by any column");
         }
     }
     return "no row of " + sTable + " has that " + sKey;

@@ -47,6 +47,13 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
         const char* m_pInput = "";
     };
     const Case aCases[] = {
+        // A short form, and a longer one than there is, are no typing mistakes
+        {9,
+         R"(no column "Broad" in StatusNetifWatch; did you mean "BroadAddr"?)",
+         {"get", "StatusNetifWatch", "Broad"}},
+        {8, R"(no column "DisplayName" in Item; did you mean "Name"?)", {"get", "Item", "DisplayName"}},
+        {64, "cannot read /: Is a directory", {"batch", "/"}},
+        {64, "the input is not an export: it is empty", {"import"}, "\n"},
         // Reads of every kind of table, with every code
         {9,
          R"(no column "name" in StatusNetifWatch; did you mean "Name"?)",
@@ -58,8 +65,12 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
          R"(no column "name" in StatusNetifWatch; did you mean "Name"?)",
          {"get", "StatusNetifWatch", "--key", "name=br0"}},
         {9, "no row of StatusNetifWatch has that Addr", {"get", "StatusNetifWatch", "--key", "Addr=x"}},
-        {9, "IsUp is no key of StatusNetifWatch", {"get", "StatusNetifWatch", "--key", "IsUp=0"}},
-        {10, "Id is no key of NetifCounter", {"get", "NetifCounter", "--key", "Id=1"}},
+        {9,
+         "IsUp is no key of StatusNetifWatch; --all-matching finds rows by any column",
+         {"get", "StatusNetifWatch", "--key", "IsUp=0"}},
+        {10,
+         "Id is no key of NetifCounter; --all-matching finds rows by any column",
+         {"get", "NetifCounter", "--key", "Id=1"}},
         {1, "no row of ConfigServerLimits has that Id", {"get", "ConfigServerLimits", "--key", "Id=01"}},
         {8, R"(no column "nam" in Item; did you mean "Name"?)", {"get", "Item", "--key", "nam=O'Neil"}},
         {9,
