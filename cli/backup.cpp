@@ -33,7 +33,8 @@ using Clock = DumpWatch::Clock;
 
 // Each database may take 5 s, and what it waits for may be a save's dumps.
 constexpr std::chrono::seconds c_oTimeout{90};
-constexpr std::chrono::seconds c_oRetry{2}; // the daemon repeats a dump that failed at once, or not at all
+constexpr std::chrono::seconds c_oSilence{5}; // until it is told what is waited for
+constexpr std::chrono::seconds c_oRetry{2};   // the daemon repeats a dump that failed at once, or not at all
 
 Outcome failure(const std::string& a_sText)
 {
@@ -260,7 +261,13 @@ Outcome runBackup(Session& a_oSession, const Arguments& a_oArguments)
     auto oDeadline = oStart + oTimeout;
     Outcome oOutcome = client::Status::disconnected("the daemon has not written its dumps to " + sDumps +
                                                     " within " + std::to_string(oTimeout.count()) + " s");
-    while (oWatch.waitForDumps(oDeadline)) {
+    bool bWritten = oWatch.waitForDumps(std::min(oDeadline, oStart + oTransaction + c_oSilence));
+    if (!bWritten && Clock::now() < oDeadline) {
+        a_oSession.m_oErrors << "ledgerctl: waiting for the daemon to write its dumps to " << sDumps << ", "
+                             << oTimeout.count() << " s at most" << std::endl;
+    }
+    for (bWritten = bWritten || oWatch.waitForDumps(oDeadline); bWritten;
+         bWritten = oWatch.waitForDumps(oDeadline)) {
         zel::UniqueFd oArchive;
         {
             const HeldSignals oHeld;
