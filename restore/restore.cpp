@@ -80,7 +80,8 @@ ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_o
         try {
             lGenerations = findGenerations(a_oSettings.m_sStoreDirectory);
         } catch (const fs::filesystem_error& oError) {
-            ZEL_Sysloglevel_error(iModule, zel::here(), "%s", oError.what());
+            ZEL_Sysloglevel_error(iModule, zel::here(), "cannot read the store %s: %s",
+                                  oError.path1().c_str(), oError.code().message().c_str());
             eWorst = ERestored::FellBack;
         }
         std::list<DatabaseRestore> lDatabases;
@@ -130,7 +131,10 @@ EChecked checkDumps(const RestoreSettings& a_oSettings, const std::vector<std::s
         try {
             checkDump(a_oSettings, oMigrations, sFile, iModule);
         } catch (const systema::SqliteError& oError) {
-            a_oReport << sFile << ": " << oError.what() << std::endl;
+            const bool bArchive =
+                sFile.ends_with(".tgz") || sFile.ends_with(".gz") || sFile.ends_with(".tar");
+            a_oReport << sFile << ": " << oError.what()
+                      << (bArchive ? "; a backup is checked and restored by --from" : "") << std::endl;
             eWorst = std::max(eWorst, oError.isOfMachine() ? EChecked::Unknown : EChecked::Bad);
         }
     }
