@@ -1,5 +1,6 @@
 #include "status/firewall.h"
 
+#include "systema/refusal.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -17,6 +18,7 @@ using systema::ValueList;
 namespace {
 
 constexpr const char* c_pZonesTable = "FirewallZones";
+constexpr const char* c_pNoList = "iptables fails or takes too long"; // the log says which
 constexpr std::size_t c_iLineBufferSize = 256;
 // The tool looks up the names of addresses, and a name server may be dead.
 constexpr const char* c_pCommand = "RES_OPTIONS='timeout:1 attempts:1' iptables -L ";
@@ -93,7 +95,7 @@ EResultCode Firewall::prepare()
         }
         if (!m_oTool.begin() || !beginRound()) {
             m_lRows.clear();
-            return EResultCode::Failure;
+            return systema::noteRefusal(EResultCode::Failure, c_pNoList);
         }
     }
     const EResultCode eResult = listChains();
@@ -175,7 +177,8 @@ EResultCode Firewall::failRound(int a_iResult)
     } else if (!bLogged) {
         ZEL_Sysloglevel_error(m_iModule, here(), "iptables fails with status %d", a_iResult);
     }
-    return a_iResult == c_iExecuteFailed ? EResultCode::Success : EResultCode::Failure;
+    return a_iResult == c_iExecuteFailed ? EResultCode::Success
+                                         : systema::noteRefusal(EResultCode::Failure, c_pNoList);
 }
 
 /// The plain names among those of the zones, if the zones can be read. Any client can write the others: they

@@ -1,6 +1,7 @@
 #include "status/ipconntrack.h"
 
 #include "configmanager/columntable.h"
+#include "systema/refusal.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -216,7 +217,7 @@ EResultCode IpConntrack::refresh()
     const auto pReading = std::move(m_pReading);
     if (eState == ConnectionReading::EState::Failed) {
         ZEL_Sysloglevel_error(m_iModule, hereWithExtension(), "Could not open file: %s", m_sPath.c_str());
-        return EResultCode::Failure;
+        return systema::noteRefusal(EResultCode::Failure, m_sPath + " cannot be read");
     }
     if (!std::exchange(m_bCut, pReading->isCut()) && m_bCut) {
         ZEL_Sysloglevel_error(m_iModule, hereWithExtension(),
