@@ -1,5 +1,7 @@
 #include "cli/assignment.h"
 
+#include "options/nearest.h"
+
 #include <cstdint>
 
 namespace systema::cli {
@@ -20,6 +22,13 @@ std::optional<Value> typedValue(std::string_view a_sText, unsigned a_iType)
         return iNumber ? std::optional(Value(a_iType, static_cast<int>(*iNumber))) : std::nullopt;
     }
     return Value(EDataType::Text, std::string(a_sText));
+}
+
+/// SQLite's own names of the number of a row: a write of one would change the Id unseen.
+bool isRowNumber(std::string_view a_sColumn)
+{
+    return sameIgnoringCase(a_sColumn, "rowid") || sameIgnoringCase(a_sColumn, "oid") ||
+           sameIgnoringCase(a_sColumn, "_rowid_");
 }
 
 } // namespace
@@ -51,6 +60,10 @@ client::Result<ValueList> typedValues(const std::vector<Assignment>& a_lAssignme
     client::Result<ValueList> oValues{client::Status()};
     for (const auto& [sColumn, oText] : a_lAssignments) {
         const auto* pColumn = a_lSchema.getColumn(sColumn);
+        if (pColumn == nullptr && isRowNumber(sColumn)) {
+            return client::Status::refused(EResultCode::NoTable,
+                                           "no column \"" + sColumn + "\"; the number of a row is its Id");
+        }
         const unsigned iType = pColumn != nullptr ? unsigned(pColumn->second) : unsigned(EDataType::Text);
         auto oValue = oText ? typedValue(*oText, iType) : Value(EDataType::Null);
         if (!oValue) {
