@@ -394,7 +394,7 @@ Outcome runBatch(Session& a_oSession, const Arguments& a_oArguments)
     std::vector<Line> lLines;
     Outcome oOutcome = parseLines(oInput.stream(), a_oSession.m_oErrors, lLines);
     if (!oInput.ok()) {
-        oOutcome = Outcome::usage(oInput.error());
+        return Outcome::usage(oInput.error());
     }
     if (oOutcome.ok()) {
         oOutcome = writeLines(a_oSession, a_oArguments, lLines);

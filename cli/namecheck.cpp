@@ -143,7 +143,10 @@ std::string NameCheck::describeUnknown(const Names& a_oNames, const std::vector<
             return bStored ? sameIgnoringCase(a_sName, sColumn) : a_sName == sColumn;
         });
         if (!bThere && (bStored || !isShown(a_oNames.m_sTable, sColumn))) {
-            return unknownName("column", sColumn, a_oNames.m_sTable, a_lSchema) + describeForm(sColumn);
+            const std::string sForm = describeForm(sColumn);
+            return unknownName("column", sColumn, a_oNames.m_sTable,
+                               sForm.empty() ? a_lSchema : std::vector<std::string>()) +
+                   sForm;
         }
     }
     return {};

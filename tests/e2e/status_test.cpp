@@ -122,7 +122,7 @@ TEST_F(Status, RoutesAreReadAgainOnceWhateverTheNumberOfSignals)
     daemon().signal(SIGCONT);
     await("192.0.2.9", [&] { return at("RouteIPv4", "Destination", "198.51.100.0/24", "Gateway"); });
     EXPECT_EQ("7", at("RouteIPv4", "Destination", "198.51.100.0/24", "Metric"));
-    EXPECT_EQ("eth0", at("RouteIPv6", "Destination", "2001:db8:1::/48", "Interface"));
+    await("eth0", [&] { return at("RouteIPv6", "Destination", "2001:db8:1::/48", "Interface"); });
     EXPECT_EQ("192.0.2.9", at("RouteIPv4", "Destination", "default", "Gateway"))
         << "not that of the blackhole";
     EXPECT_EQ("result 10", at("RouteIPv6", "Destination", "default", "Id"));
