@@ -514,7 +514,10 @@ Outcome CommandLine::parse(std::vector<std::string> a_lWords, std::ostream& a_oO
                             iError == CLI::ExitCodes::ArgumentMismatch;
         if (sText.empty()) {
             sText = reworded(oError.what());
-            if (sText.starts_with("exactly one of --row,--key,--all") && itKey != lWords.end()) {
+            const bool bKeyGiven = std::ranges::any_of(
+                lWords, [](const std::string& a_sWord) { return a_sWord.starts_with("--key"); });
+            if (sText.starts_with("exactly one of --row,--key,--all") && itKey != lWords.end() &&
+                !bKeyGiven) {
                 sText += "; did you mean \"--key " + *itKey + "\"?";
             }
         }
