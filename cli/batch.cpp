@@ -269,13 +269,14 @@ bool LineWriter::replaceReferences(Line& a_oLine)
     return check(a_oLine, oValues);
 }
 
-/// Fails the batch unless the status, of a check before a write of the line, is a success.
+/// Fails the batch unless the status, of a check before a write of the line, is a success. False also when
+/// a line before has failed meanwhile, whose answer came with that of the check: this one is not run then.
 bool LineWriter::check(Line& a_oLine, const client::Status& a_oStatus)
 {
-    if (!take(a_oLine, a_oStatus)) {
+    if (m_oBatch.failure().ok() && !take(a_oLine, a_oStatus)) {
         m_oBatch.fail(a_oStatus);
     }
-    return a_oStatus.ok();
+    return m_oBatch.failure().ok();
 }
 
 /// Submits a line. False when the batch has failed. Around a write that holds at once, the answers are
