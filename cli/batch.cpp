@@ -324,7 +324,8 @@ bool LineWriter::submit(Line& a_oLine)
 /// Notes what became of a write of the line. False when it has failed.
 bool LineWriter::take(Line& a_oLine, const client::Status& a_oStatus)
 {
-    if (a_oStatus.ok()) {
+    const bool bNotFirst = a_oLine.m_oResult.m_eState == CommandResult::EState::Done;
+    if (a_oStatus.ok() || (bNotFirst && isGoneBefore(a_oLine.m_oArguments, a_oStatus))) {
         return true;
     }
     a_oLine.m_oResult.m_eState =

@@ -36,6 +36,9 @@ client::ResultOf<Request> writeByKeys(client::Connection& a_oConnection, Request
             a_oRequest.m_sKeyColumn = it->m_sColumn;
             a_oRequest.m_sKeyValue = *it->m_oText;
             oAnswer = a_oConnection.call(a_oRequest);
+            if (it != oKeys->begin() && isGoneBefore(a_oArguments, oAnswer)) {
+                oAnswer = client::Status();
+            }
         }
     }
     return oAnswer;

@@ -21,6 +21,13 @@ using WriteRequest =
 /// has an empty text: the rows are to be found by KeyCheck.
 WriteRequest makeWrite(const Arguments& a_oArguments, ValueList a_lValues);
 
+/// Whether the answer to a deletion, other than the first of several rows', says that the row is not there:
+/// it went with one that was deleted before.
+inline bool isGoneBefore(const Arguments& a_oArguments, const client::Status& a_oAnswer)
+{
+    return a_oArguments.m_eWrite == EWrite::Del && a_oAnswer.code() == EResultCode::NoRow;
+}
+
 /// The ids that an answer gives: one for a new row, none for any other write.
 template<typename Answer>
 void addId(std::vector<std::int32_t>& a_lIds, const Answer& a_oAnswer)

@@ -286,6 +286,8 @@ TEST_F(Mistakes, ARowCannotBeFoundNorWrittenByAKeyWithAQuote)
 
 TEST_F(Mistakes, ARowCannotBeFoundNorWrittenByAColumnThatIsNull)
 {
+    m_oSandbox.sql("transient.db", "CREATE TABLE Tree (Id INTEGER PRIMARY KEY, Name TEXT, "
+                                   "Parent INTEGER REFERENCES Tree(Id) ON DELETE CASCADE);");
     start();
     const auto csv = [this](const std::string& a_sKey) {
         return ledgerctl({"--csv", "get", "Scratch", "--key", a_sKey, "--all-matching"}).m_sOutput;
@@ -311,6 +313,14 @@ TEST_F(Mistakes, ARowCannotBeFoundNorWrittenByAColumnThatIsNull)
                "set Scratch --key Text:null --all-matching Text=a\nset Scratch --key Id=1 Text:null\n"
                "del Scratch --key Text:null\n");
     EXPECT_THAT(client().rows("Scratch"), ElementsAre("2 found", "3 a"));
+
+    // One of the rows goes with the other.
+    const std::string sTree = "add Tree Parent:null --as root\nadd Tree Parent=$root\nadd Tree Name=kept\n";
+    const std::vector<std::string> lDelete{"del", "Tree", "--key", "Name:null", "--all-matching"};
+    EXPECT_EQ(0, ledgerctl({"batch"}, sTree).m_iStatus);
+    expectDone(lDelete);
+    EXPECT_EQ(0, ledgerctl({"batch"}, sTree + "del Tree --key Name:null --all-matching\n").m_iStatus);
+    EXPECT_EQ(2U, client().count("Tree"));
 }
 
 TEST_F(Mistakes, AReadByKeyLeavesRowsOutWithoutAWord)
