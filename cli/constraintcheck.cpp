@@ -1,6 +1,7 @@
 #include "cli/constraintcheck.h"
 
 #include "cli/cell.h"
+#include "cli/keycheck.h"
 #include "options/nearest.h"
 
 #include <algorithm>
@@ -17,13 +18,6 @@ bool hasFact(const TableDescription& a_oDescription, EKind a_eKind, const std::s
     return std::ranges::any_of(a_oDescription.m_lFacts, [&](const ColumnFact& a_oFact) {
         return a_oFact.m_eKind == a_eKind && a_oFact.m_lColumns.hasName(a_sColumn);
     });
-}
-
-/// The columns of the key that the table gives a number of its own when it is left out.
-bool isNumbered(const std::string& a_sColumn, const TableDescription& a_oDescription)
-{
-    const ColumnFact* pKey = findFact(a_oDescription, EKind::PrimaryKey);
-    return pKey != nullptr && pKey->m_lColumns == NameList{a_sColumn} && sameIgnoringCase(a_sColumn, "Id");
 }
 
 /// The value of a default in SQL; nothing for NULL and for an expression.
@@ -51,7 +45,7 @@ std::string ConstraintCheck::describe(const std::string& a_sText)
         return {};
     }
     const std::string sMissing = m_oNames.m_lValues.empty() ? std::string() : describeMissing();
-    return sMissing.empty() && !isAdd() ? describeReferrers() : sMissing;
+    return sMissing.empty() && !m_oNames.m_bAdd ? describeReferrers() : sMissing;
 }
 
 const Assignment* ConstraintCheck::findGiven(const std::string& a_sColumn) const
@@ -88,7 +82,7 @@ std::string ConstraintCheck::describeNeeded(const std::string& a_sText)
         }
         const std::string& sColumn = oFact.m_lColumns[0];
         const Assignment* pGiven = findGiven(sColumn);
-        const bool bLeftOut = pGiven == nullptr && isAdd() &&
+        const bool bLeftOut = pGiven == nullptr && m_oNames.m_bAdd &&
                               !hasFact(*oDescription, EKind::Default, sColumn) &&
                               !isNumbered(sColumn, *oDescription);
         if (bLeftOut || (pGiven != nullptr && !pGiven->m_oText)) {
@@ -106,7 +100,7 @@ std::string ConstraintCheck::describeMissing()
     for (const Reference& oReference : referencesOf(m_oNames.m_sTable, *oDescription)) {
         const bool bGiven = std::ranges::any_of(
             oReference.m_lColumns, [&](const auto& a_sColumn) { return findGiven(a_sColumn) != nullptr; });
-        if ((!bGiven && !isAdd()) || m_oNames.m_lUndone.hasName(oReference.m_sTarget)) {
+        if ((!bGiven && !m_oNames.m_bAdd) || m_oNames.m_lUndone.hasName(oReference.m_sTarget)) {
             continue;
         }
         const auto oValues = valuesOf(oReference.m_lColumns, *oDescription);
@@ -129,14 +123,19 @@ std::string ConstraintCheck::describeReferrers()
     return sReferrers;
 }
 
-bool ConstraintCheck::isInTheWay(const Reference& a_oReferrer, const NameList& a_lTarget) const
+/// True also where it cannot be told which rows refer to the one of the write.
+bool ConstraintCheck::isInTheWay(const Reference& a_oReferrer, const NameList& a_lTarget)
 {
     const bool bDelete = m_oNames.m_lValues.empty();
     const std::string sAction = bDelete ? a_oReferrer.onDelete() : a_oReferrer.onUpdate();
     const bool bConcerned = bDelete || std::ranges::any_of(a_lTarget, [&](const auto& a_sColumn) {
                                 return findGiven(a_sColumn) != nullptr;
                             });
-    return bConcerned && (sAction.empty() || sAction == "restrict");
+    if (!bConcerned || (!sAction.empty() && sAction != "restrict")) {
+        return false;
+    }
+    const auto oValue = a_lTarget.size() == 1 ? storedValue(a_lTarget[0]) : std::nullopt;
+    return !oValue || !lacksValue(a_oReferrer.m_sTable, a_oReferrer.m_lColumns[0], *oValue);
 }
 
 std::optional<std::vector<std::string>> ConstraintCheck::valuesOf(const NameList& a_lColumns,
@@ -159,7 +158,7 @@ std::optional<std::string> ConstraintCheck::valueOf(const std::string& a_sColumn
     if (const Assignment* pGiven = findGiven(a_sColumn)) {
         return pGiven->m_oText;
     }
-    if (isAdd()) {
+    if (m_oNames.m_bAdd) {
         for (const ColumnFact& oFact : a_oDescription.m_lFacts) {
             if (oFact.m_eKind == EKind::Default && oFact.m_lColumns.hasName(a_sColumn)) {
                 return literal(oFact.m_sText);
@@ -167,11 +166,21 @@ std::optional<std::string> ConstraintCheck::valueOf(const std::string& a_sColumn
         }
         return std::nullopt;
     }
+    return storedValue(a_sColumn);
+}
+
+/// What the row of the write has in the column; nothing for NULL and where it cannot be told which row it is.
+std::optional<std::string> ConstraintCheck::storedValue(const std::string& a_sColumn)
+{
     const std::string& sTable = m_oNames.m_sTable;
-    const auto oRow = m_oNames.m_oRow
-                          ? m_oConnection.call(request::SelectRow{sTable, *m_oNames.m_oRow, {a_sColumn}})
-                          : m_oConnection.call(request::SelectKey{
-                                sTable, m_oNames.m_lColumns.front(), *m_oNames.m_oKeyValue, {a_sColumn}});
+    if (!m_oNames.m_oRow && !m_oNames.m_oKeyValue) {
+        return std::nullopt;
+    }
+    const auto oRow =
+        m_oNames.m_oRow
+            ? m_oConnection.call(request::SelectRow{sTable, *m_oNames.m_oRow, {a_sColumn}})
+            : m_oConnection.call(request::SelectKey{
+                  sTable, m_oNames.m_lColumns.front(), doubledQuotes(*m_oNames.m_oKeyValue), {a_sColumn}});
     const bool bThere = oRow.ok() && !oRow->empty() && oRow->begin()->second.getType() != EDataType::Null;
     return bThere ? std::optional(oRow->begin()->second.toText()) : std::nullopt;
 }
@@ -195,10 +204,7 @@ bool ConstraintCheck::lacksRow(const Reference& a_oReference, const NameList& a_
     }
     const std::string& sTarget = a_oReference.m_sTarget;
     if (a_lTarget.size() == 1) {
-        const bool bZero = !a_lValues[0].empty() && a_lValues[0].find_first_not_of('0') == std::string::npos;
-        return m_oConnection
-                   .call(request::SelectKey{sTarget, a_lTarget[0], bZero ? "0" : a_lValues[0], a_lTarget})
-                   .code() == EResultCode::NoRow;
+        return lacksValue(sTarget, a_lTarget[0], a_lValues[0]);
     }
     const auto oRows = m_oConnection.call(request::SelectRows{sTarget, a_lTarget});
     const auto isIt = [&](const auto& a_lCells) {
@@ -211,6 +217,22 @@ bool ConstraintCheck::lacksRow(const Reference& a_oReference, const NameList& a_
     }
     return oRows.ok() &&
            m_oConnection.call(request::SelectKey{sTarget, "Id", "0"}).code() == EResultCode::NoRow;
+}
+
+/// Whether no row has the value, not even the one with Id 0, which only its Id finds. False also where that
+/// cannot be told.
+bool ConstraintCheck::lacksValue(const std::string& a_sTable, const std::string& a_sColumn,
+                                 const std::string& a_sValue)
+{
+    const bool bZero = !a_sValue.empty() && a_sValue.find_first_not_of('0') == std::string::npos;
+    const std::string sKey = bZero ? "0" : doubledQuotes(a_sValue);
+    if (m_oConnection.call(request::SelectKey{a_sTable, a_sColumn, sKey, {a_sColumn}}).code() !=
+        EResultCode::NoRow) {
+        return false;
+    }
+    const auto oHidden = m_oConnection.call(request::SelectKey{a_sTable, "Id", "0", {a_sColumn}});
+    return !oHidden.ok() || oHidden->empty() ||
+           !sameIgnoringCase(oHidden->begin()->second.toText(), a_sValue);
 }
 
 } // namespace systema::cli

@@ -25,18 +25,19 @@ public:
     std::string describe(const std::string& a_sText);
 
 private:
-    bool isAdd() const { return !m_oNames.m_lValues.empty() && !m_oNames.m_oRow && !m_oNames.m_oKeyValue; }
     const Assignment* findGiven(const std::string& a_sColumn) const;
     std::string describeUnique(const std::string& a_sText);
     std::string describeNeeded(const std::string& a_sText);
     std::string describeMissing();
-    /// The references that keep the table's rows from being deleted or changed.
+    /// The references that keep the row from being deleted or changed.
     std::string describeReferrers();
-    bool isInTheWay(const Reference& a_oReferrer, const NameList& a_lTarget) const;
+    bool isInTheWay(const Reference& a_oReferrer, const NameList& a_lTarget);
     /// The values that the refused row has in the columns; nothing where one is NULL or cannot be told.
     std::optional<std::vector<std::string>> valuesOf(const NameList& a_lColumns,
                                                      const TableDescription& a_oDescription);
     std::optional<std::string> valueOf(const std::string& a_sColumn, const TableDescription& a_oDescription);
+    std::optional<std::string> storedValue(const std::string& a_sColumn);
+    bool lacksValue(const std::string& a_sTable, const std::string& a_sColumn, const std::string& a_sValue);
     bool lacksRow(const Reference& a_oReference, const NameList& a_lTarget,
                   const std::vector<std::string>& a_lValues);
     NameList targetColumns(const Reference& a_oReference);

@@ -59,9 +59,11 @@ std::string describeForm(const std::string& a_sColumn)
 
 Names namesOf(const Arguments& a_oArguments)
 {
-    Names oNames{a_oArguments.m_sTable, {},
-                 std::nullopt,          a_oArguments.m_eWrite != EWrite::None,
-                 a_oArguments.m_oRow,   a_oArguments.m_lAssignments};
+    Names oNames{a_oArguments.m_sTable};
+    oNames.m_bWrite = a_oArguments.m_eWrite != EWrite::None;
+    oNames.m_bAdd = a_oArguments.m_eWrite == EWrite::Add;
+    oNames.m_oRow = a_oArguments.m_oRow;
+    oNames.m_lValues = a_oArguments.m_lAssignments;
     if (a_oArguments.m_oKey) {
         oNames.m_oKeyValue = a_oArguments.m_oKey->m_oText;
         oNames.m_lColumns.push_back(a_oArguments.m_oKey->m_sColumn);

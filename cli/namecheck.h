@@ -19,8 +19,9 @@ struct Names
 {
     std::string m_sTable;
     std::vector<std::string> m_lColumns{};    // the key's column before those read or written
-    std::optional<std::string> m_oKeyValue{}; // nothing without a key
+    std::optional<std::string> m_oKeyValue{}; // nothing without a key, and for NULL
     bool m_bWrite = false;
+    bool m_bAdd = false; // the write of a new row
     std::optional<std::uint32_t> m_oRow{};
     std::vector<Assignment> m_lValues{};
     NameList m_lUndone{}; // tables written before in the same transaction, which was rolled back

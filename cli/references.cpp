@@ -63,6 +63,13 @@ std::string Reference::action(const std::string& a_sEvent) const
     return m_sActions.substr(iBegin, m_sActions.find(" on ", iBegin) - iBegin);
 }
 
+bool isNumbered(const std::string& a_sColumn, const TableDescription& a_oDescription)
+{
+    const ColumnFact* pKey = findFact(a_oDescription, ColumnFact::EKind::PrimaryKey);
+    return pKey != nullptr && pKey->m_lColumns.size() == 1 && sameIgnoringCase(a_sColumn, "Id") &&
+           sameIgnoringCase(pKey->m_lColumns[0], a_sColumn);
+}
+
 std::vector<Reference> referencesOf(const std::string& a_sTable, const TableDescription& a_oDescription)
 {
     std::vector<Reference> lReferences;

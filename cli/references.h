@@ -29,6 +29,10 @@ private:
     std::string action(const std::string& a_sEvent) const;
 };
 
+/// Whether the column is the key by whose number others refer to the rows, all different; a new row gets one
+/// when it is left out.
+bool isNumbered(const std::string& a_sColumn, const TableDescription& a_oDescription);
+
 /// The references of a table to others and to itself.
 std::vector<Reference> referencesOf(const std::string& a_sTable, const TableDescription& a_oDescription);
 

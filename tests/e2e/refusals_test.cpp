@@ -23,7 +23,7 @@ protected:
                 "CREATE TABLE OfPair (Id INTEGER PRIMARY KEY, PairA INTEGER, PairB TEXT DEFAULT "
                 "'none', FOREIGN KEY (PairA, PairB) REFERENCES Pair(A, B));"
                 "CREATE TABLE Parent (Id INTEGER PRIMARY KEY, Text TEXT); INSERT INTO Parent VALUES (1, ''); "
-                "INSERT INTO Needs VALUES (1, 'a', 'b', 1, '');"
+                "INSERT INTO Needs VALUES (1, 'a', 'b', 1, ''), (2, 'a', 'b', 1, NULL);"
                 "INSERT INTO Pair VALUES (1, 5, 'x'); INSERT INTO OfPair VALUES (1, 5, 'x');");
         start();
     }
@@ -110,6 +110,9 @@ TEST_F(RefusedWrite, NamesEveryColumnWithoutAValueAndTheRowThatIsMissing)
          {"set", "OfPair", "--row", "0", "PairB=y"}},
         {sForeign + "; referred to by ItemPart.ItemId", {"set", "Item", "--key", "Id=2", "Id=20"}},
         {sForeign + "; referred to by Needs.C", {"del", "Parent", "--key", "Id=1"}},
+        {sEmpty + "Needs.A", {"set", "Needs", "--key", "D:null", "A:null"}},
+        {sForeign + "; referred to by WanConnection.VlanId",
+         {"del", "Vlan", "--key", "Id=1"}}, // not by ports
         // A zone that the batch itself has made is there no more, but was.
         {sForeign,
          {"batch"},
