@@ -138,13 +138,15 @@ Status KeyCheck::checkAlone(const std::string& a_sTable, const Assignment& a_oKe
         return Status::refused(EResultCode::Failure, "how many rows have " + sColumn + "=" + *oText +
                                                          " cannot be told; use --all-matching");
     }
-    auto oRead = readColumn(a_sTable, sColumn);
-    if (!oRead.ok()) {
-        return oRead;
+    if (!oColumn.m_bDistinct) {
+        auto oRead = readColumn(a_sTable, sColumn);
+        if (!oRead.ok()) {
+            return oRead;
+        }
+        oColumn = std::move(*oRead);
     }
-    oColumn = std::move(*oRead);
     std::size_t iRows = 0;
-    for (const auto& [sText, iCount] : oColumn[folded(**oFirst)]) {
+    for (const auto& [sText, iCount] : oColumn.m_mTexts[folded(**oFirst)]) {
         // Texts that the column's collation takes for the same have the same first row.
         const bool bSame = sText == **oFirst || *readFirst(a_sTable, sColumn, sText) == *oFirst;
         iRows += bSame ? iCount : 0;
@@ -162,20 +164,32 @@ Status KeyCheck::checkAlone(const std::string& a_sTable, const Assignment& a_oKe
 void KeyCheck::forget(const Arguments& a_oArguments)
 {
     // A row that goes makes no value more frequent, but a new one may, and one that gets another value.
-    std::erase_if(m_mColumns, [&](const auto& a_oEntry) {
-        const auto& [sTable, sColumn] = a_oEntry.first;
-        return sTable == a_oArguments.m_sTable &&
-               (a_oArguments.m_eWrite == EWrite::Add ||
-                std::ranges::any_of(a_oArguments.m_lAssignments, [&](const Assignment& a_oAssignment) {
-                    return sameIgnoringCase(a_oAssignment.m_sColumn, sColumn);
-                }));
-    });
+    const auto changes = [&](const std::string& a_sColumn, Column& a_oColumn) {
+        if (a_oArguments.m_eWrite == EWrite::Add) {
+            a_oColumn.m_bDistinct = a_oColumn.m_bDistinct || isDistinct(a_oArguments.m_sTable, a_sColumn);
+            return !a_oColumn.m_bDistinct;
+        }
+        return std::ranges::any_of(a_oArguments.m_lAssignments, [&](const Assignment& a_oAssignment) {
+            return sameIgnoringCase(a_oAssignment.m_sColumn, a_sColumn);
+        });
+    };
+    for (auto it = m_mColumns.begin(); it != m_mColumns.end();) {
+        const auto& [sTable, sColumn] = it->first;
+        const bool bChanges = sTable == a_oArguments.m_sTable && changes(sColumn, it->second);
+        it = bChanges ? m_mColumns.erase(it) : std::next(it);
+    }
+}
+
+bool KeyCheck::isDistinct(const std::string& a_sTable, const std::string& a_sColumn)
+{
+    return sameIgnoringCase(a_sColumn, "Id") &&
+           isNumbered(a_sColumn, *m_oConnection.call(request::Describe{a_sTable}));
 }
 
 bool KeyCheck::isSurelyAlone(const Column& a_oColumn, const std::string& a_sText)
 {
-    const auto it = a_oColumn.find(folded(a_sText));
-    return it != a_oColumn.end() && it->second == Texts{{a_sText, 1}};
+    const auto it = a_oColumn.m_mTexts.find(folded(a_sText));
+    return it != a_oColumn.m_mTexts.end() && it->second == Texts{{a_sText, 1}};
 }
 
 client::Result<KeyCheck::Column> KeyCheck::readColumn(const std::string& a_sTable,
@@ -187,7 +201,7 @@ client::Result<KeyCheck::Column> KeyCheck::readColumn(const std::string& a_sTabl
         const wire::Cell& oCell = (*oRows)[i].m_lCells.front();
         if (!isNull(oCell)) {
             const std::string sText = cellText(oCell);
-            ++(*oColumn)[folded(sText)][sText];
+            ++oColumn->m_mTexts[folded(sText)][sText];
         }
     }
     return oColumn;

@@ -42,13 +42,19 @@ public:
 
 private:
     using Texts = std::map<std::string, std::size_t>; // with the number of rows that have it
-    /// By the text in lower case without blanks at its end, which no collation of the database tells apart.
-    using Column = std::map<std::string, Texts>;
+    struct Column
+    {
+        /// By the text in lower case without blanks at its end, which no collation of the database tells
+        /// apart.
+        std::map<std::string, Texts> m_mTexts;
+        bool m_bDistinct = false; // no two rows have the same, also of those that are not in the texts
+    };
 
     bool isStored(const std::string& a_sTable);
     client::Result<std::vector<Assignment>> findIds(const Arguments& a_oArguments);
     bool canShowNull(const std::string& a_sTable, const std::string& a_sColumn);
     client::Status checkAlone(const std::string& a_sTable, const Assignment& a_oKey, const char* a_pAdvice);
+    bool isDistinct(const std::string& a_sTable, const std::string& a_sColumn);
     static bool isSurelyAlone(const Column& a_oColumn, const std::string& a_sText);
     client::Result<Column> readColumn(const std::string& a_sTable, const std::string& a_sColumn);
     client::Result<std::optional<std::string>>
