@@ -84,16 +84,28 @@ ERestored restoreDatabases(const RestoreSettings& a_oSettings, std::ostream& a_o
                                   oError.path1().c_str(), oError.code().message().c_str());
             eWorst = ERestored::FellBack;
         }
+        // What a run that was killed has left is a mixture, and not to be kept.
+        const std::string sMark = a_oSettings.m_sDatabaseDirectory + "/" + systema::c_pRestoringMark;
+        RestoreSettings oSettings = a_oSettings;
+        oSettings.m_bKeep = a_oSettings.m_bKeep && !fs::exists(sMark);
+        if (oSettings.m_bKeep != a_oSettings.m_bKeep) {
+            ZEL_Sysloglevel_warning(iModule, zel::here(),
+                                    "A restore was killed before it was done: every database is made anew");
+        }
+        if (!oSettings.m_bKeep) {
+            const std::ofstream oMark(sMark);
+        }
         std::list<DatabaseRestore> lDatabases;
         for (const auto& oFile : systema::c_aDatabaseFiles) {
             DatabaseRestore& oDatabase =
-                lDatabases.emplace_back(oFile, a_oSettings, lGenerations, oMigrations, iModule);
+                lDatabases.emplace_back(oFile, oSettings, lGenerations, oMigrations, iModule);
             eWorst = std::max(eWorst, oDatabase.run());
             if (!oDatabase.getSource().empty()) {
                 a_oReport << oFile.m_pName << ": " << oDatabase.getSource() << std::endl;
             }
         }
         std::ranges::for_each(lDatabases, &DatabaseRestore::markTold);
+        fs::remove(sMark);
     } catch (const std::system_error& oError) {
         if (oError.code() == std::errc::operation_would_block) {
             ZEL_Sysloglevel_error(iModule, zel::here(), "%s is in use; ledgerd must be stopped first",

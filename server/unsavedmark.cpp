@@ -19,6 +19,11 @@ UnsavedMark::UnsavedMark(const std::string& a_sDirectory, int a_iModule)
     if (!UniqueFd(::open(m_sFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR))) {
         ZEL_Sysloglevel_error(a_iModule, here(), "%s: %s", m_sFile.c_str(), std::strerror(errno));
     }
+    if (::unlink((a_sDirectory + "/" + systema::c_pRestoringMark).c_str()) == 0) {
+        ZEL_Sysloglevel_error(
+            a_iModule, here(),
+            "A restore was killed before it was done: databases may be of different states");
+    }
 }
 
 void UnsavedMark::remove() const

@@ -2,7 +2,8 @@
 // the next one saves what it finds: nobody else knows of those changes, and no later one may ever come. A
 // power cut takes file and databases together.
 //
-// Made by main; main thread only. A file that cannot be made is logged.
+// It also ends the restore of a run of ledger-restore that was killed: what this daemon changes is not to be
+// replaced by the next run. Made by main; main thread only. A file that cannot be made is logged.
 #pragma once
 
 #include <string>

@@ -25,6 +25,11 @@ inline constexpr DatabaseFile c_aDatabaseFiles[] = {
 /// saves.
 inline constexpr const char* c_pUnsavedMark = "unsaved";
 
+/// Beside the databases while all of them are made anew, and after a run that was killed meanwhile: then some
+/// are of one state and some of another. The next run makes them all, and a daemon that starts before that
+/// makes them its own.
+inline constexpr const char* c_pRestoringMark = "restoring";
+
 /// The names of those that are not in the directory, or are there without a byte: to open such a file makes a
 /// database without tables. A file that cannot be looked at is not missing.
 std::vector<std::string> findMissingDatabases(const std::string& a_sDirectory);

@@ -293,32 +293,61 @@ TEST_F(RestoreTest, aDatabaseThatHadMoreThanWasSavedIsNotReplacedWithoutAWord)
     }
 }
 
-TEST_F(RestoreTest, whatAKilledRunHasReplacedIsToldByTheNext)
+class KilledRestoreTest : public RestoreTest
 {
-    struct Killer : std::stringbuf
+protected:
+    /// Runs a restore that is killed when it has reported the database.
+    void kill(bool a_bKeep)
     {
-        int sync() override { return str().find(c_pName) == std::string::npos ? 0 : ::raise(SIGKILL); }
-    };
+        struct Killer : std::stringbuf
+        {
+            int sync() override { return str().find(c_pName) == std::string::npos ? 0 : ::raise(SIGKILL); }
+        };
+        const pid_t iChild = ::fork();
+        if (iChild == 0) {
+            Killer oKiller;
+            std::ostream oReport(&oKiller);
+            zel::cfg::restoreDatabases(
+                {m_oDir.file("db"), m_oDir.file("store"), m_oDir.file("factory"), a_bKeep, m_oLimits},
+                oReport);
+            ::_exit(0);
+        }
+        int iStatus = 0;
+        ASSERT_EQ(::waitpid(iChild, &iStatus, 0), iChild);
+        ASSERT_TRUE(WIFSIGNALED(iStatus));
+    }
+};
+
+TEST_F(KilledRestoreTest, whatItHasReplacedIsToldByTheNext)
+{
     save(1, dumpOf("saved"));
     EXPECT_EQ(restore(), ERestored::Current);
     writeFile(m_oDir.file("db/") + systema::c_pUnsavedMark, "");
     writeFile(database(), c_sNoise);
-    const pid_t iChild = ::fork();
-    if (iChild == 0) {
-        Killer oKiller;
-        std::ostream oReport(&oKiller);
-        zel::cfg::restoreDatabases(
-            {m_oDir.file("db"), m_oDir.file("store"), m_oDir.file("factory"), true, m_oLimits}, oReport);
-        ::_exit(0);
-    }
-    int iStatus = 0;
-    ASSERT_EQ(::waitpid(iChild, &iStatus, 0), iChild);
-    ASSERT_TRUE(WIFSIGNALED(iStatus));
+    kill(true);
     EXPECT_EQ(restore(true), ERestored::FellBack);
     EXPECT_EQ(getSource(), "kept");
     EXPECT_THAT(getLog(),
                 HasSubstr(std::string(c_pName) + " fell back to an older state in a run that was killed"));
     EXPECT_EQ(restore(true), ERestored::Current) << getLog();
+}
+
+TEST_F(KilledRestoreTest, noMixtureOfTwoGenerationsIsKept)
+{
+    constexpr const char* c_pLater = "services.db";
+    for (const int iGeneration : {1, 2}) {
+        for (const char* pName : {c_pName, c_pLater}) {
+            save(iGeneration, dumpOf(std::to_string(iGeneration)), pName);
+        }
+        iGeneration == 1 ? void(restore()) : kill(false);
+    }
+    EXPECT_EQ(text(), "2|");
+    EXPECT_EQ(sql("SELECT Text FROM T", c_pLater), "1|") << "not reached";
+    EXPECT_EQ(restore(true), ERestored::Current);
+    EXPECT_EQ(sql("SELECT Text FROM T", c_pLater), "2|");
+    EXPECT_THAT(getLog(), HasSubstr("every database is made anew"));
+    EXPECT_EQ(restore(true), ERestored::Current);
+    EXPECT_EQ(getSource(c_pLater), "kept");
 }
 
 constexpr const char* c_pEndless =
