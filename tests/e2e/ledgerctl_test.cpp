@@ -233,9 +233,9 @@ TEST_F(Ledgerctl, ResultsOfABatchAreOneJsonArrayAlsoAfterAFailure)
               " {\"line\":3,\"state\":\"failed\",\"error\":\"constraint violated: UNIQUE constraint failed: "
               "Item.Name\",\"code\":6},\n {\"line\":4,\"state\":\"undone\"}\n]\n",
               oFailed.m_sOutput);
-    EXPECT_THAT(ledgerctl({"--json", "batch"}, "add Item Name=plum\nset Item --key Id=1 Note=x\n").m_sOutput,
+    EXPECT_THAT(ledgerctl({"--json", "batch"}, "add Item Name=plum\nset Item --key Id=77 Note=x\n").m_sOutput,
                 EndsWith(",\n {\"line\":2,\"state\":\"not run\"}\n]\n"))
-        << "its check, not it, was under way";
+        << "its key was looked for, in vain, and it was not sent";
     EXPECT_EQ(
         "[\n {\"line\":1,\"state\":\"not run\"},\n {\"line\":2,\"state\":\"failed\",\"error\":\"Number=x is "
         "not an integer of -2147483648 to 2147483647\",\"code\":7}\n]\n",
