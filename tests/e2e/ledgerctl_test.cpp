@@ -446,7 +446,7 @@ TEST_F(Ledgerctl, ImportOfWhatIsNoExportChangesNothing)
 {
     const std::string sBefore = exported();
     const std::tuple<int, std::string, std::string> aCases[] = {
-        {64, "the input is not an export: line 1, column 1: it is not complete", ""},
+        {64, "the input is not an export: it is empty", ""},
         {64, "the input is not an export: it is not an object", "[]"},
         {64, "the input is not an export: line 1, column 47: the second member of that name",
          R"({"Item":{"rows":[{"Id":1,"a":["\\\"","Id"]}]},"Item":{}})"},
