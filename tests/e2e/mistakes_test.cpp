@@ -53,7 +53,7 @@ TEST_F(Mistakes, AWrongNameIsNamedWithTheNearestInEveryOutputMode)
          {"get", "StatusNetifWatch", "Broad"}},
         {8, R"(no column "DisplayName" in Item; did you mean "Name"?)", {"get", "Item", "DisplayName"}},
         {8, R"(no column "rowid"; the number of a row is its Id)", {"set", "Item", "--row", "0", "rowid=7"}},
-        {64, "cannot read /: Is a directory", {"batch", "/"}},
+        {64, "cannot read /: Is a directory", {"import", "/"}},
         // Reads of every kind of table, with every code
         {9,
          R"(no column "name" in StatusNetifWatch; did you mean "Name"?)",
