@@ -3,6 +3,7 @@
 #include "cli/cell.h"
 #include "cli/keycheck.h"
 #include "options/nearest.h"
+#include "systema/storedkey.h"
 
 #include <algorithm>
 
@@ -180,7 +181,7 @@ std::optional<std::string> ConstraintCheck::storedValue(const std::string& a_sCo
         m_oNames.m_oRow
             ? m_oConnection.call(request::SelectRow{sTable, *m_oNames.m_oRow, {a_sColumn}})
             : m_oConnection.call(request::SelectKey{
-                  sTable, m_oNames.m_lColumns.front(), doubledQuotes(*m_oNames.m_oKeyValue), {a_sColumn}});
+                  sTable, m_oNames.m_lColumns.front(), storedKey(*m_oNames.m_oKeyValue), {a_sColumn}});
     const bool bThere = oRow.ok() && !oRow->empty() && oRow->begin()->second.getType() != EDataType::Null;
     return bThere ? std::optional(oRow->begin()->second.toText()) : std::nullopt;
 }
@@ -225,7 +226,7 @@ bool ConstraintCheck::lacksValue(const std::string& a_sTable, const std::string&
                                  const std::string& a_sValue)
 {
     const bool bZero = !a_sValue.empty() && a_sValue.find_first_not_of('0') == std::string::npos;
-    const std::string sKey = bZero ? "0" : doubledQuotes(a_sValue);
+    const std::string sKey = bZero ? "0" : storedKey(a_sValue);
     if (m_oConnection.call(request::SelectKey{a_sTable, a_sColumn, sKey, {a_sColumn}}).code() !=
         EResultCode::NoRow) {
         return false;

@@ -3,6 +3,7 @@
 #include "cli/cell.h"
 #include "cli/references.h"
 #include "options/nearest.h"
+#include "systema/storedkey.h"
 
 #include <algorithm>
 #include <iterator>
@@ -21,15 +22,6 @@ std::string folded(const std::string& a_sText)
 
 } // namespace
 
-std::string doubledQuotes(const std::string& a_sText)
-{
-    std::string sDoubled;
-    for (const char cByte : a_sText) {
-        sDoubled.append(cByte == '\'' ? 2 : 1, cByte);
-    }
-    return sDoubled;
-}
-
 bool KeyCheck::concerns(const Arguments& a_oArguments)
 {
     return needsRows(a_oArguments) ||
@@ -44,8 +36,7 @@ bool KeyCheck::needsRows(const Arguments& a_oArguments)
 
 std::string KeyCheck::sentValue(const std::string& a_sTable, const std::string& a_sText)
 {
-    const bool bQuote = a_sText.find('\'') != std::string::npos;
-    return bQuote && isStored(a_sTable) ? doubledQuotes(a_sText) : a_sText;
+    return a_sText.find('\'') != std::string::npos && isStored(a_sTable) ? storedKey(a_sText) : a_sText;
 }
 
 bool KeyCheck::isStored(const std::string& a_sTable)

@@ -18,9 +18,6 @@
 
 namespace systema::cli {
 
-/// The value of a key as the daemon takes it for a stored table.
-std::string doubledQuotes(const std::string& a_sText);
-
 class KeyCheck
 {
 public:

@@ -1,5 +1,6 @@
 #include "plugins/tableviewcursor.h"
 
+#include "systema/storedkey.h"
 #include "zel/log.h"
 
 #include <algorithm>
@@ -51,12 +52,19 @@ EResultCode TableViewCursor::setKey(const std::string& a_sColumn, const std::str
     return lSchema.getColumn(m_pKey->m_sSourceColumn) != nullptr ? EResultCode::Success : EResultCode::NoKey;
 }
 
+/// The key value that finds the text in the table.
+std::string TableViewCursor::keyFor(const std::string& a_sTable, std::string_view a_sText) const
+{
+    return m_oDispatcher.isStored(a_sTable) ? systema::storedKey(a_sText) : std::string(a_sText);
+}
+
 bool TableViewCursor::translateKey()
 {
     const std::string& sColumn = m_pKey->m_sSourceColumn;
     ValueList oFound;
     const EResultCode eResult = query([&] {
-        return m_oDispatcher.selectKey(oFound, this, view().getTable(*m_pKey), sColumn, m_sKey, {sColumn});
+        const std::string& sTable = view().getTable(*m_pKey);
+        return m_oDispatcher.selectKey(oFound, this, sTable, sColumn, keyFor(sTable, m_sKey), {sColumn});
     });
     if (eResult != EResultCode::Success || oFound.toText(sColumn) == m_sKey) {
         return false;
@@ -266,7 +274,7 @@ void TableViewCursor::lookUp(std::string_view a_sKey)
     ValueList lRow;
     const EResultCode eResult = query([&] {
         return m_oDispatcher.selectKey(lRow, this, view().getTable1(), view().getColumn1(),
-                                       std::string(a_sKey), m_lAsked1);
+                                       keyFor(view().getTable1(), a_sKey), m_lAsked1);
     });
     m_bKeyed = m_bKeyed || eResult == EResultCode::Success || eResult == EResultCode::NoRow;
     m_pFound->clear();

@@ -127,6 +127,7 @@ private:
     void readTable1();
     bool join();
     void lookUp(std::string_view a_sKey);
+    std::string keyFor(const std::string& a_sTable, std::string_view a_sText) const;
     bool mayShowKey(int a_iIndex) const;
     const CellRows::Cell& find(const Shown& a_oShown) const
     {

@@ -25,7 +25,7 @@ bool isPlainDecimal(std::string_view a_sText)
 /// False for keys that a stored table may refuse.
 bool isTakenAsKey(std::string_view a_sText)
 {
-    return a_sText.size() <= c_iLongestKey && a_sText.find('\'') == std::string_view::npos;
+    return a_sText.size() <= c_iLongestKey;
 }
 
 } // namespace
