@@ -33,7 +33,7 @@ using Clock = DumpWatch::Clock;
 
 // Each database may take 5 s, and what it waits for may be a save's dumps.
 constexpr std::chrono::seconds c_oTimeout{90};
-constexpr std::chrono::seconds c_oSilence{5}; // until it is told what is waited for
+constexpr std::chrono::seconds c_oSilence{5}; // before the progress message
 constexpr std::chrono::seconds c_oRetry{2};   // the daemon repeats a dump that failed at once, or not at all
 
 Outcome failure(const std::string& a_sText)

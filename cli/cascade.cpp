@@ -26,7 +26,7 @@ bool Cascade::concerns(const Arguments& a_oArguments)
             }
         }
     }
-    // Of several rows of the table itself nobody can tell which were asked for and which went with them.
+    // Rows of the table itself that a cascade deletes are counted only if one row was to be deleted.
     if (a_oArguments.m_bAll || a_oArguments.m_bAllMatching) {
         m_mRows.erase(m_sTable);
     }

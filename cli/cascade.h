@@ -23,7 +23,7 @@ public:
     /// Counts the rows that there are before the deletion.
     void start();
     /// The rows that have gone since, "2 rows of FirewallRule, 1 row of X"; empty when none has, or when
-    /// their number cannot be told.
+    /// their number cannot be determined.
     std::string describe();
 
 private:

@@ -124,7 +124,7 @@ std::string ConstraintCheck::describeReferrers()
     return sReferrers;
 }
 
-/// True also where it cannot be told which rows refer to the one of the write.
+/// Also true if the rows that refer to the written row cannot be determined.
 bool ConstraintCheck::isInTheWay(const Reference& a_oReferrer, const NameList& a_lTarget)
 {
     const bool bDelete = m_oNames.m_lValues.empty();
@@ -170,7 +170,7 @@ std::optional<std::string> ConstraintCheck::valueOf(const std::string& a_sColumn
     return storedValue(a_sColumn);
 }
 
-/// What the row of the write has in the column; nothing for NULL and where it cannot be told which row it is.
+/// The value of the column in the written row; nullopt for NULL and if the row cannot be determined.
 std::optional<std::string> ConstraintCheck::storedValue(const std::string& a_sColumn)
 {
     const std::string& sTable = m_oNames.m_sTable;

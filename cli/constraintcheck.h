@@ -32,7 +32,7 @@ private:
     /// The references that keep the row from being deleted or changed.
     std::string describeReferrers();
     bool isInTheWay(const Reference& a_oReferrer, const NameList& a_lTarget);
-    /// The values that the refused row has in the columns; nothing where one is NULL or cannot be told.
+    /// The values that the refused row has in the columns; nullopt if one is NULL or cannot be determined.
     std::optional<std::vector<std::string>> valuesOf(const NameList& a_lColumns,
                                                      const TableDescription& a_oDescription);
     std::optional<std::string> valueOf(const std::string& a_sColumn, const TableDescription& a_oDescription);

@@ -36,7 +36,7 @@ public:
                                    const std::string& a_sTable, const std::string& a_sKeyColumn,
                                    const std::string& a_sKeyValue,
                                    const systema::NameList& a_lColumns) override;
-    /// 0; 8; 9 for a name that is none of the three texts; 6 when one of them is missing, is no text or makes
+    /// 0; 8; 9 for a column other than the three texts; 6 if one of them is missing, is not a text or makes
     /// no POSIX zone of the row; 1 when the file cannot be written, one of start and end is given alone, or
     /// the texts make no line of the file. The log has the reason of a refused rule.
     systema::EResultCode insertRow(const void* a_pHandle, const std::string& a_sTable,

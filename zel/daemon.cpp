@@ -76,7 +76,7 @@ bool discard(int a_iFile)
 }
 
 /// Waits until the child is gone, with its locks, so that another start finds none of it. A child that a
-/// signal ended has told nothing.
+/// signal ended has not reported the reason, so this does.
 void awaitEnd(const ZEL_Daemon& a_oDaemon, pid_t a_iChild)
 {
     int iStatus = 0;

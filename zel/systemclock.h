@@ -20,9 +20,9 @@ bool setSystemClock(std::time_t a_iSeconds);
 /// first zone that it is told for a correction of its clock.
 bool setKernelZone(const timeval& a_oNow, const struct timezone& a_oZone);
 
-/// What the kernel is to be told of a zone: the minutes west of UTC, less an hour in a zone that has daylight
-/// saving, whatever the season, and whether it has. The zone of this process, which its log lines have and
-/// its commands inherit, is the system's to set.
+/// The zone in the form that the kernel takes: the minutes west of UTC, less an hour in a zone that has
+/// daylight saving, whatever the season, and whether it has. The zone of this process, which its log lines
+/// have and its commands inherit, is the system's to set.
 struct timezone kernelZoneOf(const ZoneNames& a_oNames);
 
 } // namespace zel

@@ -1,7 +1,7 @@
 // The parts of a POSIX time zone, "CET-1CEST,M3.5.0,M10.5.0/3", by the grammar of the variable TZ.
 //
-// The check is strict: the C library takes a rule that it does not understand for UTC, without a word. A rule
-// that begins with ":" names a file of the C library and is none. Functions over text; nothing throws.
+// The check is strict: the C library silently uses UTC for a malformed rule. A rule
+// that begins with ":" names a file of the C library and is refused. Functions over text; nothing throws.
 #pragma once
 
 #include <optional>
